@@ -1,0 +1,127 @@
+#include "DataChannel.h"
+
+#include "ModuleEntity.h"
+
+#include <algorithm>
+
+namespace {
+
+// One sequence for all channels: a trace that has been in another channel is then never mistaken
+// for one that arrived here.
+int64_t nextArrivalNo()
+{
+    static int64_t arrivals = 0;
+    return ++arrivals;
+}
+
+ModuleEntity* entry(const std::vector<ModuleEntity*>& modules, int i)
+{
+    const std::size_t index = static_cast<std::size_t>(i);
+    return index < modules.size() ? modules[index] : nullptr;
+}
+
+} // namespace
+
+DataChannel::DataChannel() : flags(0), movedPending(0) {}
+
+DataChannel::~DataChannel() = default;
+
+void DataChannel::attachInputModule(ModuleEntity* producer)
+{
+    inputModules.push_back(producer);
+}
+
+void DataChannel::attachOutputModule(ModuleEntity* consumer)
+{
+    outputModules.push_back(consumer);
+}
+
+ModuleEntity* DataChannel::getAttachedInputModule(int i) const
+{
+    return entry(inputModules, i);
+}
+
+ModuleEntity* DataChannel::getAttachedOutputModule(int i) const
+{
+    return entry(outputModules, i);
+}
+
+int DataChannel::addTrace(SeisTrace* trace)
+{
+    const int count = SeisTraceSet::addTrace(trace);
+    const int64_t arrivalNo = nextArrivalNo();
+    const int consumers = getNumberOfOutputModules();
+    if (trace != nullptr) {
+        // A trace that queues hold already has two places from now on; it is searched for then.
+        trace->arrivalNo = trace->pendingEntries == 0 ? arrivalNo : -1;
+        trace->pendingEntries += consumers;
+    } else {
+        movedPending += consumers;
+    }
+    for (ModuleEntity* consumer : outputModules)
+        moduleTraces[consumer].push_back(trace, arrivalNo);
+    return count;
+}
+
+int DataChannel::getNumberOfInputTraces(ModuleEntity* consumer) const
+{
+    const auto queue = moduleTraces.find(consumer);
+    return queue != moduleTraces.end() ? static_cast<int>(queue->second.size())
+                                       : getNumberOfTraces();
+}
+
+void DataChannel::removeInputTrace(ModuleEntity* consumer, int traceNo)
+{
+    if (traceNo < 0)
+        return;
+    SeisTrace* trace = getTrace(traceNo, true);
+    take(consumer, trace);
+    if (!isPending(trace))
+        removeTrace(traceNo);
+}
+
+void DataChannel::take(ModuleEntity* consumer, SeisTrace* trace)
+{
+    const auto queue = moduleTraces.find(consumer);
+    if (queue == moduleTraces.end())
+        return;
+    if (trace != nullptr) {
+        if (trace->pendingEntries > 0 && queue->second.take(trace))
+            --trace->pendingEntries;
+    } else if (movedPending > 0 && queue->second.take(nullptr)) {
+        --movedPending;
+    }
+}
+
+bool DataChannel::isPending(const SeisTrace* trace) const
+{
+    if ((trace != nullptr ? trace->pendingEntries : movedPending) == 0)
+        return false;
+    return std::any_of(moduleTraces.begin(), moduleTraces.end(),
+                       [=](const auto& queue) { return queue.second.contains(trace); });
+}
+
+// The consumers' queues keep an empty entry: the trace still counts as pending, and the call that
+// would have taken it finds the entry without it.
+void DataChannel::traceMovedAway(SeisTrace* trace)
+{
+    for (auto& queue : moduleTraces) {
+        while (trace->pendingEntries > 0 && queue.second.replaceByNull(trace)) {
+            --trace->pendingEntries;
+            ++movedPending;
+        }
+    }
+}
+
+void DataChannel::setFlag(int bits, bool on)
+{
+    flags = on ? flags | bits : flags & ~bits;
+}
+
+bool DataChannel::isFlagged(int bits, bool clear)
+{
+    const bool flagged = (flags & bits) != 0;
+    if (clear)
+        flags &= ~bits;
+    return flagged;
+}

@@ -1,0 +1,318 @@
+/// @file JobManager.h
+///
+/// The object through which a host builds and runs a job, and through which the module interface
+/// reaches the running module.
+#ifndef JOBMANAGER_H
+#define JOBMANAGER_H
+
+#include "MemoryBook.h"
+#include "TraceAttribute.h"
+#include "UniVar.h"
+#include "hostcallbacks.h"
+#include "vorn_export.h"
+
+#include <QString>
+
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <map>
+#include <string>
+#include <vector>
+
+class DataChannel;
+class LibraryEntity;
+class ModuleEntity;
+class SeisTraceSet;
+
+using ModuleList = std::vector<ModuleEntity*>;
+
+/// End-of-data flags by module, read and written like a map that starts every module at 0. A module
+/// remembers its place, so that the scheduler, which asks several times per trace, does not search.
+class VORN_EXPORT EndOfDataFlags
+{
+public:
+    int& operator[](ModuleEntity* module);
+
+private:
+    struct Flag
+    {
+        ModuleEntity* module;
+        int value;
+    };
+    std::vector<Flag> flags;
+};
+
+/// One job at a time, in one process, on one thread: directories and call-backs are set, modules
+/// created, channels attached, parameters set; then `preProcessJob`, `processJob` and
+/// `postProcessJob` run in this order. Post-processing deletes modules, channels and work buffers,
+/// and the same manager takes the next job.
+///
+/// While an entry point runs, its module is the active module: buffers, parameters, resources,
+/// options, memory and metadata are resolved against it. Without an active module the operations
+/// that need one return null, 0, false or an empty value, and store nothing.
+class VORN_EXPORT JobManager
+{
+public:
+    ModuleList jobModules; ///< owned; in order of creation, by depth once pre-processing has begun
+    std::vector<LibraryEntity*> jobOutputTables; ///< never deleted by the kernel
+    std::map<std::string, UniVar> jobResources;  ///< kept for the job as a whole
+    ModuleEntity* activeModule;                  ///< the module whose entry point runs, or null
+    MsgFunctionType messageFunc;                 ///< host call-backs; null: service off
+    MsgArgumentFunctionType messageArgumentFunc; ///< gets `messageFuncObj`
+    StatFunctionType statisticFunc;
+    CreatePadFunctionType createPadFunc;
+    AddTraceToPadFunctionType addTraceToPadFunc;
+    AddPlotToPadFunctionType addPlotToPadFunc;
+    ExecAppliFunctionType execAppliFunc;
+    std::map<std::string, trAttDefStr> trAttDefsList; ///< the job's attribute schema, by name
+    QString projectDir;
+    QString scratchDir;
+    std::string jobName;
+    void* messageFuncObj; ///< handed back to the host with each call
+    void* statisticFuncObj;
+    void* createPadFuncObj;
+    void* addTraceToPadFuncObj;
+    void* addPlotToPadFuncObj;
+    void* execAppliFuncObj;
+    int64_t jobStartTime;   ///< microseconds since the epoch when the manager was created
+    int totalJobMemoryUsed; ///< bytes held now, by modules, traces and host; 32 bits, wraps
+    BlockMap jobMemoryMap;  ///< the blocks that `totalJobMemoryUsed` counts
+    std::map<std::string, std::string> metaDataMap; ///< job-wide metadata, first value kept
+
+    /// Values whose arrays a module has been given pointers to; dropped when its entry point
+    /// returns.
+    std::deque<UniVar> keptValues;
+
+    static JobManager* jobManagerInstance; ///< the singleton, or null before first use
+
+    /// The manager of the process, created on first use. The host may delete it; it then sets
+    /// `jobManagerInstance` to null itself before the next use.
+    static JobManager* getInstance();
+
+    /// Everything empty; seeds the C library's pseudo-random numbers with the time.
+    JobManager();
+    JobManager(const JobManager&) = delete;
+    JobManager& operator=(const JobManager&) = delete;
+    /// Deletes the modules, which closes their libraries; channels, buffers and tables stay.
+    ~JobManager();
+
+    /// @name Building a job
+    /// @{
+
+    /// A new module of the job, or null when its library could not be loaded: the job is then as it
+    /// was, and messages have said why. Names need not be unique.
+    ModuleEntity* initJobModule(const std::string& modName, const std::string& modLib);
+    /// A new output table of the job; `libType` is not checked. Never deleted by the kernel.
+    LibraryEntity* initCDTablePrototype(const std::string& libType, const std::string& libPath);
+    void setJobName(const char* name);
+
+    QString getProjectDir() const { return projectDir; }
+    QString getScratchDir() const { return scratchDir; }
+    /// Also makes it (as UTF-8) the directory under which metadata files are kept. An empty
+    /// directory is stored and then throws std::out_of_range, as the metadata store does.
+    void setProjectDir(const QString& dir);
+    void setScratchDir(const QString& dir) { scratchDir = dir; }
+    /// @}
+
+    /// @name The active module
+    /// @{
+    void setActiveModule(ModuleEntity* module) { activeModule = module; }
+    ModuleEntity* getActiveModule() const { return activeModule; }
+    std::string getCurrentModuleName() const;
+
+    SeisTraceSet* getInputTraceBuffer(int ch);
+    SeisTraceSet* getOutputTraceBuffer(int ch);
+    SeisTraceSet* getWorkTraceBuffer(int wtset);
+    /// Output channel `channelNo` with length (samples), interval (microseconds) and the attributes
+    /// of `templ` (null: none); null when there is no such channel.
+    SeisTraceSet* bldOutputTraceBuffer(int channelNo, int traceLength, int sampleInterval,
+                                       SeisTraceSet* templ);
+    /// The same for work buffer `wtset`, created on demand. `numTraces` is accepted and ignored.
+    SeisTraceSet* bldWorkTraceBuffer(int wtset, int traceLength, int sampleInterval, int numTraces,
+                                     SeisTraceSet* templ);
+
+    void setModuleParameter(const std::string& name, const UniVar& value);
+    UniVar getModuleParameter(const std::string& name);
+    bool isModuleParameterPresent(const std::string& name) const;
+
+    /// Resources of `module`, or of the active module when it is null. Setting returns 1, or 0 when
+    /// there is neither.
+    int setModuleResource(const std::string& name, const UniVar& value, ModuleEntity* module);
+    UniVar getModuleResource(const std::string& name, ModuleEntity* module);
+    bool isModuleResourcePresent(const std::string& name, ModuleEntity* module) const;
+
+    /// Keeps `value` until the running entry point returns; what it holds can be handed to the
+    /// module as a pointer.
+    const UniVar& keepUntilReturn(UniVar value);
+    /// Drops what `keepUntilReturn` kept; called when an entry point has returned.
+    void releaseKeptValues();
+    /// @}
+
+    /// @name Date and time
+    /// @{
+
+    /// Local date as "%d.%d.%d" from the C library's broken-down time as it stands: day, month from
+    /// 0, years since 1900 (15 November 2026 is 15.10.126). Deliberate: existing modules parse it
+    /// so.
+    std::string getCurrentDate() const;
+    /// Microseconds since the epoch.
+    int64_t getCurrentTime() const;
+    /// @}
+
+    /// @name Trace attribute schema
+    /// Numbers are -1 and the description is empty for a name that is not defined. Looking up never
+    /// inserts.
+    /// @{
+
+    /// Defines `name`, replacing an earlier definition. Mind the order: `cstType` comes after the
+    /// bits.
+    void addTraceAttributeDefinition(const std::string& name, int type, int dim,
+                                     const std::string& descr, int cstSlot, int bitA, int bitZ,
+                                     int cstType, int mapCoef);
+    int getTraceAttributeType(const std::string& name) const;
+    int getTraceAttributeDimension(const std::string& name) const;
+    int getTraceAttributeCstSlot(const std::string& name) const;
+    int getTraceAttributeBitA(const std::string& name) const;
+    int getTraceAttributeBitZ(const std::string& name) const;
+    int getTraceAttributeCstType(const std::string& name) const;
+    int getTraceAttributeMapCoef(const std::string& name) const;
+    std::string getTraceAttributeDescription(const std::string& name) const;
+    /// Fills the outputs that are not null; returns 1, or -1 (and -1 in every output) for a name
+    /// that is not defined.
+    int getTraceAttributeDef(const std::string& name, int* type, int* dim, int* cstSlot, int* bitA,
+                             int* bitZ, int* cstType, int* mapCoef) const;
+    /// @}
+
+    /// @name Phases
+    /// Each returns 0, or 1 when a module failed; since entry-point results are ignored, 0. Banners
+    /// are messages of type 1.
+    /// @{
+
+    /// Sorts the modules by depth and runs every pre-process entry once, statistics before each.
+    int preProcessJob();
+    /// Pulls traces from the sinks until none is left to serve. A job that by its modules' flags
+    /// never ends does not end.
+    int processJob();
+    /// Runs every post-process entry once, then deletes channels, work buffers, modules and the
+    /// scratch file.
+    int postProcessJob();
+
+    void sortJobModules();
+    /// Gives `module` at least `priority` and everything below it more; returns the deepest level
+    /// reached. Cycles are not supported.
+    int defineModulePriority(ModuleEntity* module, std::map<ModuleEntity*, int>& prioritiesMap,
+                             int priority);
+    /// One pass over `jobModulesForProcess`, asking producers where input is missing: 1 when a
+    /// module failed, -1 when one left the list or none is left to serve, else 0.
+    int processModules(ModuleList& jobModulesForProcess, EndOfDataFlags& jobModulesEodFlag);
+    /// Runs `module`, which stays the active module.
+    int processModule(ModuleEntity* module);
+    /// @}
+
+    /// @name Accounted memory
+    /// @{
+
+    /// A zero-filled block of `size` bytes from the C heap, charged to the job and to the active
+    /// module; null after a message of type 4 when there is none (a negative size, for one).
+    void* allocateResource(int size);
+    /// Uncharges the block from the job and from every module of the job that lists it, and frees
+    /// it, in every case.
+    void freeResource(void* ptr);
+    /// @}
+
+    /// @name Host call-backs
+    /// Installing replaces what was installed and returns 0; a null function switches the service
+    /// off. `funcObj` is handed back with every call.
+    /// @{
+    int installMessageFunc(MsgFunctionType func, MsgArgumentFunctionType argFunc, void* funcObj);
+    int installStatisticFunc(StatFunctionType func, void* funcObj);
+    int installCreatePadFunc(CreatePadFunctionType func, void* funcObj);
+    int installAddTraceToPadFuncFunc(AddTraceToPadFunctionType func, void* funcObj);
+    int installAddPlotToPadFuncFunc(AddPlotToPadFunctionType func, void* funcObj);
+    int installExecAppliFunc(ExecAppliFunctionType func, void* funcObj);
+
+    /// Sends a message in the name of the active module, or of the "Kernel".
+    void sendMessage(int msgType, const std::string& message);
+    /// Sends one message argument as text.
+    void addMessageArgument(const UniVar& arg);
+    void execAppliCmdSend(const std::string& cmd);
+    /// Reserved hook of the module interface: accepts the call, does nothing, returns 0.
+    int broadcastEvent(const std::string& theme, int code);
+    /// Sends a statistics record for phase 1, 2 or 3.
+    void sendModulesStatistic(int jobPhase);
+    /// @}
+
+    /// @name Pads
+    /// Drawing surfaces that the host owns; the kernel passes on what modules draw.
+    /// @{
+
+    /// The identifier of a new pad (a pseudo-random number, not checked for collisions), or -1 when
+    /// the host offers no pads.
+    int createPad(int type, int align, int visible, const std::string& title);
+    void addTraceToPad(int ident, SeisTraceSet* trace);
+    void addPlotToPad(int ident, float xpage, float ypage, int ipen);
+    void addPlotToPad(int ident, float xpage, float ypage, float height, float fpn, float angle,
+                      int ndec);
+    /// Mind the order: `angle` comes after `inteq`.
+    void addPlotToPad(int ident, float xpage, float ypage, float height, const std::string& cbcd,
+                      int inteq, float angle, int inchar);
+    void addPlotToPad(int ident, float factor);
+    void addPlotToPad(int ident, int newpen);
+    /// @}
+
+    /// @name Metadata
+    /// Scope 0 is the job-wide map, any other the active module's; without an active module every
+    /// scope is job-wide. The first value given for a key is kept. Keys that end with "$" are
+    /// additive: their values are collected from all modules that hold one.
+    /// @{
+
+    /// In a module's scope empty keys and keys that begin with "#" are not stored.
+    void setMetaDataValue(int scope, const std::string& key, const std::string& value);
+    /// Job-wide: the value or "". Else the value found upstream of the active module, whose own map
+    /// is not looked at: its producers first, then the producers of the one met last. Additive
+    /// values are joined without a separator, once per path. An empty key throws std::out_of_range
+    /// there.
+    std::string getMetaDataValue(int scope, const std::string& key);
+    /// Job-wide: a copy of the map. Else everything visible from the active module, its own values
+    /// above those upstream above job-wide ones; additive values are joined by a line feed.
+    std::map<std::string, std::string> getMetaDataValues(int scope);
+    /// Writes what `getMetaDataValues(1)` gives as the metadata file of a data file.
+    bool storeExternalMetaData(const std::string& _file);
+    /// Sets each entry of a data file's metadata file in the module's scope.
+    bool loadExternalMetaData(const std::string& _file);
+    /// Lock files beside data files: see VORN::FileLocksProvider.
+    int lockFile(const std::string& nm, int lockMode);
+    int unlockFile(const std::string& nm, int lockMode);
+    /// @}
+
+private:
+    enum class Inputs
+    {
+        ready,    // every input holds a pending trace, or the module wants to run without
+        waiting,  // a later pass may find one
+        exhausted // none will come any more
+    };
+    struct InputScan;
+
+    Inputs askForInputs(ModuleEntity* module, EndOfDataFlags& jobModulesEodFlag);
+    static InputScan scanInputs(ModuleEntity* module, EndOfDataFlags& jobModulesEodFlag);
+    static bool everyInputPending(ModuleEntity* module);
+    static void consumeInputTraces(ModuleEntity* module);
+    static void noteEndOfData(ModuleEntity* module, EndOfDataFlags& jobModulesEodFlag);
+    bool isOfJob(ModuleEntity* module) const;
+    void deleteChannelsAndBuffers();
+    void deleteModules();
+    const trAttDefStr* findDefinition(const std::string& name) const;
+    void sendPlotCommand(int ident, const plotCommandStruct& command);
+};
+
+namespace VORN::JobManagerUtils {
+
+/// Sets a metadata value in the module's scope; the visitor of `loadExternalMetaData`. `ctx` is
+/// ignored.
+VORN_EXPORT void storeModuleMetadata(void* ctx, const std::string& key, const std::string& val);
+
+} // namespace VORN::JobManagerUtils
+
+#endif

@@ -1,0 +1,78 @@
+// Accounted memory: every block is charged to the job and to the module that was active when it was
+// taken, and uncharged from whoever lists it when it is freed.
+#include "JobManager.h"
+
+#include "MemoryBook.h"
+#include "ModuleEntity.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+
+namespace {
+
+// The totals are 32-bit words of the statistics record and wrap; a negative size takes off.
+void charge(int& total, int size)
+{
+    total = static_cast<int>(static_cast<unsigned>(total) + static_cast<unsigned>(size));
+}
+
+void uncharge(int& total, int size)
+{
+    total = static_cast<int>(static_cast<unsigned>(total) - static_cast<unsigned>(size));
+}
+
+} // namespace
+
+void* JobManager::allocateResource(int size)
+{
+    // A negative size is a huge request for the heap, which refuses it.
+    const std::size_t bytes = static_cast<std::size_t>(size);
+    void* block = std::malloc(bytes);
+    if (block == nullptr) {
+        sendMessage(4, "Can not allocate " + std::to_string(size) + " byte memory block");
+        return nullptr;
+    }
+    std::memset(block, 0, bytes);
+
+    charge(totalJobMemoryUsed, size);
+    BlockMap* moduleMap = nullptr;
+    if (activeModule != nullptr) {
+        charge(activeModule->totalModuleMemoryUsed, size);
+        moduleMap = &activeModule->moduleMemoryMap;
+    }
+    MemoryBook::instance().enter(block, size, &jobMemoryMap, moduleMap);
+    return block;
+}
+
+void JobManager::freeResource(void* ptr)
+{
+    if (ptr == nullptr)
+        return;
+    MemoryBook& book = MemoryBook::instance();
+    book.visit(ptr, [&](MemoryBook::Entry& entry) {
+        if (jobMemoryMap.lists(entry)) {
+            uncharge(totalJobMemoryUsed, entry.size);
+            book.removeJob(entry);
+        }
+        ModuleEntity* module = book.moduleOf(entry);
+        if (module != nullptr && isOfJob(module)) {
+            uncharge(module->totalModuleMemoryUsed, entry.size);
+            book.removeModule(entry);
+        }
+    });
+    std::free(ptr);
+}
+
+// Modules keep their place in the job, so that freeing a block does not search them.
+bool JobManager::isOfJob(ModuleEntity* module) const
+{
+    const std::size_t place = static_cast<std::size_t>(module->jobIndex);
+    if (place < jobModules.size() && jobModules[place] == module)
+        return true;
+    const auto found = std::find(jobModules.begin(), jobModules.end(), module);
+    if (found == jobModules.end())
+        return false;
+    module->jobIndex = static_cast<int>(found - jobModules.begin());
+    return true;
+}

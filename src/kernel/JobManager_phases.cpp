@@ -1,0 +1,253 @@
+// The scheduler. Pre-processing orders the modules by depth; processing pulls traces from the
+// sinks; post-processing ends the job and deletes it. In which order and how often modules run is
+// part of the interface: each rule below is observable.
+#include "JobManager.h"
+
+#include "DataChannel.h"
+#include "ModuleEntity.h"
+#include "ScratchManager.h"
+#include "SeisTraceSet.h"
+
+#include <QDebug>
+
+#include <algorithm>
+#include <set>
+
+namespace {
+
+enum Phase
+{
+    preProcessing = 1,
+    processing = 2,
+    postProcessing = 3
+};
+
+constexpr int endOfData = 3;
+constexpr int keepCurrentTrace = 1;
+constexpr int passesWithoutStatistic = 1000;
+
+} // namespace
+
+// What the input channels of a module offer. The producers to ask are in its `producersToAsk`.
+struct JobManager::InputScan
+{
+    bool empty = false;        // a channel holds nothing for the module
+    bool heldByOthers = false; // though it holds traces that other consumers have yet to take
+};
+
+int& EndOfDataFlags::operator[](ModuleEntity* module)
+{
+    const std::size_t place = static_cast<std::size_t>(module->jobIndex);
+    if (place < flags.size() && flags[place].module == module)
+        return flags[place].value;
+    const auto known = std::find_if(flags.begin(), flags.end(),
+                                    [=](const Flag& flag) { return flag.module == module; });
+    if (known != flags.end())
+        return known->value;
+    flags.push_back({module, 0});
+    return flags.back().value;
+}
+
+int JobManager::preProcessJob()
+{
+    sendMessage(1, "********************* PRE-PROCESSING PHASE *********************");
+    sortJobModules();
+    for (std::size_t i = 0; i < jobModules.size(); ++i) {
+        sendModulesStatistic(preProcessing);
+        if (jobModules[i]->preProcessModule() != 0)
+            return 1;
+    }
+    return 0;
+}
+
+void JobManager::sortJobModules()
+{
+    std::map<ModuleEntity*, int> priorities;
+    ModuleList sources;
+    for (ModuleEntity* module : jobModules) {
+        if (module->getNumberOfInputDataChannels() == 0)
+            sources.push_back(module);
+        priorities[module] = 0;
+    }
+
+    // Deliberate: a later source starts at the deepest level reached so far, not below it, so the
+    // chains of a job overlap by one level.
+    int priority = 1;
+    for (ModuleEntity* source : sources)
+        priority = std::max(priority, defineModulePriority(source, priorities, priority));
+
+    std::stable_sort(jobModules.begin(), jobModules.end(), [&](ModuleEntity* a, ModuleEntity* b) {
+        return priorities[a] < priorities[b];
+    });
+
+    qDebug() << "Priority | Module:";
+    for (ModuleEntity* module : jobModules)
+        qDebug() << priorities[module] << " | " << module->getName().c_str();
+}
+
+int JobManager::defineModulePriority(ModuleEntity* module,
+                                     std::map<ModuleEntity*, int>& prioritiesMap, int priority)
+{
+    const auto known = prioritiesMap.find(module);
+    if (known != prioritiesMap.end())
+        priority = std::max(priority, known->second);
+    prioritiesMap[module] = priority;
+
+    int deepest = priority;
+    for (const DataChannel* channel : module->outputDataChannels) {
+        for (ModuleEntity* consumer : channel->outputModules)
+            deepest =
+                std::max(deepest, defineModulePriority(consumer, prioritiesMap, priority + 1));
+    }
+    return deepest;
+}
+
+int JobManager::processJob()
+{
+    sendMessage(1, "*********************** PROCESSING PHASE ***********************");
+
+    ModuleList sinks;
+    EndOfDataFlags eod;
+    for (std::size_t i = 0; i < jobModules.size(); ++i) {
+        ModuleEntity* module = jobModules[i];
+        module->jobIndex = static_cast<int>(i);
+        eod[module] = 0;
+        if (module->isOutputModule() && !module->isInputModule())
+            sinks.push_back(module);
+    }
+
+    int passes = 0;
+    do {
+        if (processModules(sinks, eod) > 0) {
+            sendModulesStatistic(processing);
+            return 1;
+        }
+        if (++passes > passesWithoutStatistic) {
+            sendModulesStatistic(processing);
+            passes = 0;
+        }
+    } while (!sinks.empty());
+    return 0;
+}
+
+int JobManager::processModules(ModuleList& jobModulesForProcess, EndOfDataFlags& jobModulesEodFlag)
+{
+    int processStatus = -1;
+    for (std::size_t i = 0; i < jobModulesForProcess.size(); ++i) {
+        ModuleEntity* module = jobModulesForProcess[i];
+        if (jobModulesEodFlag[module] != 0)
+            continue;
+        processStatus = 0;
+
+        const Inputs inputs = askForInputs(module, jobModulesEodFlag);
+        if (inputs == Inputs::waiting)
+            continue;
+        if (inputs == Inputs::exhausted) {
+            jobModulesForProcess.erase(jobModulesForProcess.begin() +
+                                       static_cast<std::ptrdiff_t>(i));
+            return -1; // the list changed: the next pass starts again from its front
+        }
+
+        if (processModule(module) != 0)
+            return 1;
+        consumeInputTraces(module);
+        noteEndOfData(module, jobModulesEodFlag);
+    }
+    return processStatus;
+}
+
+// Looks at the inputs of `module` and, where one is empty, lets its producers run.
+JobManager::Inputs JobManager::askForInputs(ModuleEntity* module, EndOfDataFlags& jobModulesEodFlag)
+{
+    const InputScan scan = scanInputs(module, jobModulesEodFlag);
+    if (scan.heldByOthers)
+        return Inputs::waiting; // producers are not asked for more until the others have caught up
+    if (!scan.empty)
+        return Inputs::ready;
+    if (module->producersToAsk.empty())
+        return module->isRespectEOD() ? Inputs::ready : Inputs::exhausted;
+
+    // Only -1 is looked at: a producer that failed leaves the input empty, no more (deliberate).
+    if (processModules(module->producersToAsk, jobModulesEodFlag) == -1)
+        return Inputs::exhausted;
+    return everyInputPending(module) ? Inputs::ready : Inputs::waiting;
+}
+
+JobManager::InputScan JobManager::scanInputs(ModuleEntity* module,
+                                             EndOfDataFlags& jobModulesEodFlag)
+{
+    InputScan scan;
+    module->producersToAsk.clear();
+    for (const DataChannel* channel : module->inputDataChannels) {
+        if (channel->getNumberOfInputTraces(module) != 0)
+            continue;
+        scan.empty = true;
+        if (channel->getNumberOfTraces() > 0) {
+            scan.heldByOthers = true;
+            break;
+        }
+        // A producer of two channels is asked twice (deliberate).
+        for (ModuleEntity* producer : channel->inputModules) {
+            if (jobModulesEodFlag[producer] == 0)
+                module->producersToAsk.push_back(producer);
+        }
+    }
+    return scan;
+}
+
+bool JobManager::everyInputPending(ModuleEntity* module)
+{
+    return std::all_of(
+        module->inputDataChannels.begin(), module->inputDataChannels.end(),
+        [=](const DataChannel* channel) { return channel->getNumberOfInputTraces(module) != 0; });
+}
+
+int JobManager::processModule(ModuleEntity* module)
+{
+    setActiveModule(module);
+    return module->processModule();
+}
+
+void JobManager::consumeInputTraces(ModuleEntity* module)
+{
+    for (DataChannel* channel : module->inputDataChannels) {
+        if (!channel->isFlagged(keepCurrentTrace, true))
+            channel->removeInputTrace(module, 0);
+    }
+}
+
+// The last output channel alone decides; a module without outputs never ends (deliberate).
+void JobManager::noteEndOfData(ModuleEntity* module, EndOfDataFlags& jobModulesEodFlag)
+{
+    if (!module->outputDataChannels.empty())
+        jobModulesEodFlag[module] =
+            module->outputDataChannels.back()->getDataChannelFlag() == endOfData ? 1 : 0;
+}
+
+int JobManager::postProcessJob()
+{
+    sendMessage(1, "********************* POST-PROCESSING PHASE ********************");
+    sendModulesStatistic(postProcessing);
+    for (std::size_t i = 0; i < jobModules.size(); ++i) {
+        if (jobModules[i]->postProcessModule() != 0)
+            return 1;
+        sendModulesStatistic(postProcessing);
+    }
+    deleteChannelsAndBuffers();
+    deleteModules();
+    ScratchManager::getInstance()->deleteScratch();
+    return 0;
+}
+
+// A channel hangs on its producers and on its consumers; each is deleted once.
+void JobManager::deleteChannelsAndBuffers()
+{
+    std::set<SeisTraceSet*> sets;
+    for (const ModuleEntity* module : jobModules) {
+        sets.insert(module->inputDataChannels.begin(), module->inputDataChannels.end());
+        sets.insert(module->outputDataChannels.begin(), module->outputDataChannels.end());
+        sets.insert(module->workTraceSets.begin(), module->workTraceSets.end());
+    }
+    for (SeisTraceSet* set : sets)
+        delete set;
+}

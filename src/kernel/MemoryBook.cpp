@@ -1,0 +1,248 @@
+#include "MemoryBook.h"
+
+#include "vorn_assert.h"
+
+#include <algorithm>
+#include <bit>
+#include <stdexcept>
+
+namespace {
+
+constexpr std::size_t fewestPlaces = 1024;
+constexpr uint32_t mostJobs = 1u << 8;
+constexpr uint32_t mostModules = 1u << 24;
+
+} // namespace
+
+MemoryBook& MemoryBook::instance()
+{
+    static MemoryBook* book = new MemoryBook;
+    return *book;
+}
+
+MemoryBook::MemoryBook() : jobs(1, nullptr), modules(1, nullptr)
+{
+    resize(fewestPlaces);
+}
+
+uint32_t MemoryBook::open(BlockMap* map)
+{
+    std::vector<BlockMap*>& kind = map->getModule() != nullptr ? modules : jobs;
+    const auto unused = std::find(kind.begin() + 1, kind.end(), nullptr);
+    const uint32_t number = static_cast<uint32_t>(unused - kind.begin());
+    if (unused != kind.end())
+        *unused = map;
+    else
+        kind.push_back(map);
+    VORN_ASSERT(number < (map->getModule() != nullptr ? mostModules : mostJobs));
+    return number;
+}
+
+void MemoryBook::close(BlockMap* map)
+{
+    if (!map->empty()) {
+        for (Entry& entry : table) {
+            if (entry.block == nullptr || !map->lists(entry))
+                continue;
+            if (map->getModule() != nullptr)
+                entry.module = 0;
+            else
+                entry.job = 0;
+        }
+        resize(table.size()); // leaves out the entries that nobody holds now
+    }
+    (map->getModule() != nullptr ? modules : jobs)[map->number] = nullptr;
+}
+
+ModuleEntity* MemoryBook::moduleOf(const Entry& entry) const
+{
+    return modules[entry.module] != nullptr ? modules[entry.module]->getModule() : nullptr;
+}
+
+void MemoryBook::enter(void* block, int32_t size, BlockMap* job, BlockMap* module)
+{
+    if (block == nullptr)
+        return;
+    visit(block, [=, this](Entry& entry) {
+        if (job != nullptr && job->lists(entry))
+            removeJob(entry);
+        if (module != nullptr && module->lists(entry))
+            removeModule(entry);
+    });
+
+    Entry entry{block, size, 0, 0};
+    if (job != nullptr) {
+        entry.job = job->number & (mostJobs - 1);
+        ++job->listed;
+    }
+    if (module != nullptr) {
+        entry.module = module->number & (mostModules - 1);
+        ++module->listed;
+    }
+    if ((used + 1) * 4 > table.size() * 3)
+        resize(table.size() * 2);
+    insert(entry);
+}
+
+void MemoryBook::removeJob(Entry& entry)
+{
+    --jobs[entry.job]->listed;
+    entry.job = 0;
+}
+
+void MemoryBook::removeModule(Entry& entry)
+{
+    --modules[entry.module]->listed;
+    entry.module = 0;
+}
+
+const MemoryBook::Entry* MemoryBook::find(const BlockMap* map, const void* block) const
+{
+    if (block == nullptr)
+        return nullptr;
+    for (std::size_t i = home(block); table[i].block != nullptr; i = next(i)) {
+        if (table[i].block == block && map->lists(table[i]))
+            return &table[i];
+    }
+    return nullptr;
+}
+
+// Blocks of the heap are 16 bytes apart at least; the multiplication spreads neighbours.
+std::size_t MemoryBook::home(const void* block) const
+{
+    return ((reinterpret_cast<uintptr_t>(block) >> 4) * 0x9E3779B97F4A7C15ull) >> shift;
+}
+
+void MemoryBook::insert(const Entry& entry)
+{
+    std::size_t place = home(entry.block);
+    while (table[place].block != nullptr)
+        place = next(place);
+    table[place] = entry;
+    ++used;
+}
+
+void MemoryBook::eraseUnheld(const void* block)
+{
+    std::size_t i = home(block);
+    while (table[i].block != nullptr) {
+        const Entry& entry = table[i];
+        if (entry.block == block && entry.job == 0 && entry.module == 0)
+            erase(i); // another entry may have moved here: look again
+        else
+            i = next(i);
+    }
+    if (table.size() > fewestPlaces && used * 8 < table.size())
+        resize(table.size() / 2);
+}
+
+// Closes the gap by moving later entries of the run towards their home, so that runs stay unbroken.
+void MemoryBook::erase(std::size_t place)
+{
+    for (std::size_t i = next(place); table[i].block != nullptr; i = next(i)) {
+        const std::size_t mask = table.size() - 1;
+        const std::size_t fromHome = (i - home(table[i].block)) & mask;
+        if (fromHome >= ((i - place) & mask)) {
+            table[place] = table[i];
+            place = i;
+        }
+    }
+    table[place] = Entry{};
+    --used;
+}
+
+void MemoryBook::resize(std::size_t places)
+{
+    std::vector<Entry> former(places, Entry{});
+    former.swap(table);
+    shift = 64u - static_cast<unsigned>(std::countr_zero(places));
+    used = 0;
+    for (const Entry& entry : former) {
+        if (entry.block != nullptr && (entry.job != 0 || entry.module != 0))
+            insert(entry);
+    }
+}
+
+BlockMap::BlockMap(ModuleEntity* owner) : module(owner), number(MemoryBook::instance().open(this))
+{
+}
+
+BlockMap::~BlockMap()
+{
+    MemoryBook::instance().close(this);
+}
+
+std::size_t BlockMap::count(const void* block) const
+{
+    return MemoryBook::instance().find(this, block) != nullptr ? 1 : 0;
+}
+
+const int& BlockMap::at(const void* block) const
+{
+    const MemoryBook::Entry* entry = MemoryBook::instance().find(this, block);
+    if (entry == nullptr)
+        throw std::out_of_range("BlockMap::at");
+    return entry->size;
+}
+
+BlockMap::const_iterator BlockMap::find(const void* block) const
+{
+    const MemoryBook::Entry* entry = MemoryBook::instance().find(this, block);
+    if (entry == nullptr)
+        return end();
+    const_iterator found;
+    found.owner = this;
+    found.blocks = std::make_shared<const const_iterator::Blocks>(
+        const_iterator::Blocks{{entry->block, entry->size}});
+    found.position = found.blocks->begin();
+    return found;
+}
+
+BlockMap::const_iterator BlockMap::begin() const
+{
+    const_iterator first;
+    first.owner = this;
+    first.complete = true;
+    if (!empty()) {
+        first.blocks = snapshot();
+        first.position = first.blocks->begin();
+    }
+    return first;
+}
+
+BlockMap::const_iterator BlockMap::end() const
+{
+    return const_iterator();
+}
+
+std::shared_ptr<const BlockMap::const_iterator::Blocks> BlockMap::snapshot() const
+{
+    const_iterator::Blocks blocks;
+    for (const MemoryBook::Entry& entry : MemoryBook::instance().entries()) {
+        if (entry.block != nullptr && lists(entry))
+            blocks.emplace(entry.block, entry.size);
+    }
+    return std::make_shared<const const_iterator::Blocks>(std::move(blocks));
+}
+
+BlockMap::const_iterator& BlockMap::const_iterator::operator++()
+{
+    if (!complete) {
+        const void* here = position->first;
+        blocks = owner->snapshot();
+        position = blocks->upper_bound(const_cast<void*>(here));
+        complete = true;
+    } else {
+        ++position;
+    }
+    if (position == blocks->end())
+        blocks.reset();
+    return *this;
+}
+
+bool BlockMap::const_iterator::operator==(const const_iterator& other) const
+{
+    if (blocks == nullptr || other.blocks == nullptr)
+        return blocks == other.blocks;
+    return position->first == other.position->first;
+}

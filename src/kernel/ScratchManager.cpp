@@ -1,0 +1,314 @@
+#include "ScratchManager.h"
+
+#include "JobManager.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr int defaultLimit = 10000;
+constexpr int highestLimit = 99999999;
+constexpr int nameAttempts = 1000;
+
+int limitFromEnvironment()
+{
+    const char* text = std::getenv("VORN_SCRATCH_SIZE");
+    if (text == nullptr)
+        return 0;
+    // Also of a number beyond 32 bits, which must not wrap into the range; no digits give 0.
+    const long limit = std::strtol(text, nullptr, 10);
+    return limit >= 1 && limit <= highestLimit ? static_cast<int>(limit) : 0;
+}
+
+// What a record really takes in the file; the 32-bit size of a huge trace has wrapped.
+int64_t recordBytes(const SeisTrace* trace)
+{
+    return static_cast<int64_t>(std::max(trace->traceHeaderSize, 0)) +
+           static_cast<int64_t>(std::max(trace->traceLength, 0)) * 4;
+}
+
+int newFileNo()
+{
+    static int files = 0;
+    return ++files;
+}
+
+} // namespace
+
+ScratchManager* ScratchManager::ScratchManagerInstance = nullptr;
+int ScratchManager::MAX_TRACES_IN_SCRATCH_V = defaultLimit;
+
+ScratchManager* ScratchManager::getInstance()
+{
+    if (ScratchManagerInstance == nullptr)
+        ScratchManagerInstance = new ScratchManager;
+    return ScratchManagerInstance;
+}
+
+ScratchManager::ScratchManager()
+    : scratchFile(nullptr), fileEnd(0), fileNo(0), held(nullptr), heldLeft(false)
+{
+    if (const int limit = limitFromEnvironment())
+        MAX_TRACES_IN_SCRATCH_V = limit;
+}
+
+ScratchManager::~ScratchManager()
+{
+    deleteScratch();
+}
+
+void ScratchManager::touchTrace(SeisTrace* trace)
+{
+    if (traces_cache.front() == trace)
+        return;
+    if (!traces_cache.contains(trace))
+        restoreFromScratch(trace);
+    traces_cache.push_front(trace);
+
+    while (!traces_cache.empty() &&
+           static_cast<int64_t>(traces_cache.size()) > MAX_TRACES_IN_SCRATCH_V) {
+        SeisTrace* last = traces_cache.back();
+        if (last == held)
+            heldLeft = true;
+        else
+            putToScratch(last);
+        traces_cache.pop_back();
+    }
+}
+
+void ScratchManager::removeTrace(SeisTrace* trace)
+{
+    if (trace->order != nullptr)
+        trace->order->erase(trace);
+    if (trace->traceOffset >= 0)
+        freeRecord(trace);
+    if (trace == held)
+        held = nullptr;
+}
+
+int ScratchManager::putToScratch(SeisTrace* trace)
+{
+    if (trace->traceSamples == nullptr || trace->traceHeader == nullptr || !checkScratchFile())
+        return 0;
+
+    const int size = trace->getTraceMemorySize();
+    const int64_t position = trace->traceOffset == -1 ? choosePosition(size) : trace->traceOffset;
+    if (!writeRecord(trace, position)) {
+        // Whatever reached the file, the place is this trace's size and free for the next attempt.
+        if (trace->traceOffset == -1)
+            keepPosition(size, position);
+        return 0;
+    }
+    trace->traceOffset = position;
+    trace->scratchFileNo = fileNo;
+
+    JobManager* job = JobManager::getInstance();
+    job->freeResource(trace->traceHeader);
+    job->freeResource(trace->traceSamples);
+    trace->traceHeader = nullptr;
+    trace->traceSamples = nullptr;
+    return 1;
+}
+
+int ScratchManager::restoreFromScratch(SeisTrace* trace)
+{
+    const bool resident = trace->traceSamples != nullptr || trace->traceHeader != nullptr;
+    if (resident || trace->traceOffset == -1 || !checkScratchFile())
+        return 0;
+
+    JobManager* job = JobManager::getInstance();
+    void* header = job->allocateResource(trace->traceHeaderSize);
+    void* samples = job->allocateResource(4 * trace->traceLength);
+    if (header == nullptr || samples == nullptr) {
+        // The record stays the only copy; a trace half in memory would lose it.
+        job->freeResource(header);
+        job->freeResource(samples);
+        return 0;
+    }
+    trace->traceHeader = static_cast<unsigned char*>(header);
+    trace->traceSamples = static_cast<float*>(samples);
+
+    // A record of a file that is gone has left nothing to read: other records stand there now.
+    if (trace->scratchFileNo == fileNo &&
+        fseeko(scratchFile, static_cast<off_t>(trace->traceOffset), SEEK_SET) == 0)
+        trace->retrieve(scratchFile);
+    freeRecord(trace);
+    trace->traceOffset = -1;
+    return 1;
+}
+
+void ScratchManager::deleteScratch()
+{
+    if (scratchFile == nullptr)
+        return;
+    std::fclose(scratchFile);
+    scratchFile = nullptr;
+    fileNo = 0;
+    fileEnd = 0;
+    reserveListed();
+    if (unlink(scratchFileName.c_str()) == 0)
+        JobManager::getInstance()->sendMessage(0, "Scratch file " + scratchFileName +
+                                                      " successfully removed");
+}
+
+int ScratchManager::checkScratchFile()
+{
+    if (scratchFile != nullptr)
+        return 1;
+    JobManager* job = JobManager::getInstance();
+    const char* directory = std::getenv("VORN_SCRATCH");
+    if (directory == nullptr) {
+        job->sendMessage(3, "VORN_SCRATCH environment variable is not set");
+        return 0;
+    }
+    selfCleaning();
+
+    scratchFile = createFile(directory);
+    if (scratchFile == nullptr)
+        return 0;
+    // Unbuffered: with a buffer a write reports success for a record that a full disk then loses at
+    // the next seek, when the trace's memory is already gone.
+    std::setvbuf(scratchFile, nullptr, _IONBF, 0);
+    fileNo = newFileNo();
+    fileEnd = 0;
+    reserveListed();
+    job->sendMessage(0, "Scratch file " + scratchFileName + " successfully created");
+    return 1;
+}
+
+void ScratchManager::selfCleaning() {}
+
+// The file must be ours alone: another job that started in the same second draws the same numbers,
+// and a link of that name could lead anywhere. An existing name therefore means the next number.
+FILE* ScratchManager::createFile(const std::string& directory)
+{
+    std::string path;
+    int descriptor = -1;
+    for (int attempt = 0; attempt < nameAttempts && descriptor < 0; ++attempt) {
+        path = directory + "/" + "SF" + std::to_string(std::rand()) + ".tmp";
+        descriptor = open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+        if (descriptor < 0 && errno != EEXIST)
+            break;
+    }
+    FILE* file = descriptor >= 0 ? fdopen(descriptor, "w+b") : nullptr;
+    if (file != nullptr) {
+        scratchFileName = path;
+        return file;
+    }
+    if (descriptor >= 0) {
+        close(descriptor);
+        unlink(path.c_str());
+    }
+    JobManager::getInstance()->sendMessage(3, "Can not create scratch file " + path);
+    return nullptr;
+}
+
+int64_t ScratchManager::choosePosition(int recordSize)
+{
+    FrontArray<int64_t>& freed = free_blocks[recordSize];
+    if (freed.empty())
+        return endPosition(recordSize);
+    const int64_t position = freed.front();
+    freed.pop_front();
+    return position;
+}
+
+int64_t ScratchManager::endPosition(int64_t recordSize)
+{
+    while (!reserved.empty() && reserved.begin()->second <= fileEnd)
+        reserved.erase(reserved.begin());
+
+    int64_t position = fileEnd;
+    for (const auto& [start, end] : reserved) {
+        if (start >= position + recordSize)
+            break;
+        position = std::max(position, end);
+    }
+    return position;
+}
+
+bool ScratchManager::writeRecord(SeisTrace* trace, int64_t position)
+{
+    if (fseeko(scratchFile, static_cast<off_t>(position), SEEK_SET) != 0)
+        return false;
+    const bool written = trace->store(scratchFile) == 1;
+    if (written) {
+        fileEnd = std::max(fileEnd, position + recordBytes(trace));
+    } else {
+        // Part of the record may be there; the next one is appended behind it.
+        std::clearerr(scratchFile);
+        if (fseeko(scratchFile, 0, SEEK_END) == 0)
+            fileEnd = std::max(fileEnd, static_cast<int64_t>(ftello(scratchFile)));
+    }
+    return written;
+}
+
+// Gives a position that was chosen but not used back: the next trace of this size takes it, and no
+// record is appended across it.
+void ScratchManager::keepPosition(int recordSize, int64_t position)
+{
+    free_blocks[recordSize].push_front(position);
+    reserve(position, recordSize);
+}
+
+// Lists the record of a trace as free. A record of a former file keeps its listing only where no
+// record of the current file and no other listed one can be: two living traces must never be given
+// overlapping places.
+void ScratchManager::freeRecord(const SeisTrace* trace)
+{
+    const int size = trace->getTraceMemorySize();
+    const bool ofCurrentFile = fileNo != 0 && trace->scratchFileNo == fileNo;
+    if (!ofCurrentFile) {
+        if (trace->traceOffset < fileEnd || overlapsReserved(trace->traceOffset, size))
+            return;
+        reserve(trace->traceOffset, size);
+    }
+    free_blocks[size].push_back(trace->traceOffset);
+}
+
+void ScratchManager::reserve(int64_t position, int64_t recordSize)
+{
+    if (recordSize > 0 && position + recordSize > fileEnd) {
+        int64_t& end = reserved[position];
+        end = std::max(end, position + recordSize);
+    }
+}
+
+bool ScratchManager::overlapsReserved(int64_t position, int64_t recordSize) const
+{
+    const auto after = reserved.lower_bound(position + recordSize);
+    return after != reserved.begin() && std::prev(after)->second > position;
+}
+
+void ScratchManager::reserveListed()
+{
+    reserved.clear();
+    for (const auto& [size, positions] : free_blocks) {
+        for (const int64_t position : positions)
+            reserve(position, size);
+    }
+}
+
+ScratchManager::Hold::Hold(SeisTrace* trace)
+{
+    ScratchManager* manager = getInstance();
+    former = manager->held;
+    formerLeft = manager->heldLeft;
+    manager->held = trace;
+    manager->heldLeft = false;
+}
+
+ScratchManager::Hold::~Hold()
+{
+    ScratchManager* manager = getInstance();
+    SeisTrace* trace = manager->held;
+    const bool left = manager->heldLeft;
+    manager->held = former;
+    manager->heldLeft = formerLeft;
+    if (trace != nullptr && left && !manager->traces_cache.contains(trace))
+        manager->putToScratch(trace);
+}

@@ -1,0 +1,219 @@
+#include "SeisTraceSet.h"
+
+#include "ScratchManager.h"
+#include "vorn_assert.h"
+
+#include <algorithm>
+#include <cstring>
+
+SeisTraceSet::SeisTraceSet()
+    : traceLength(0), sampleInterval(0), dataChannelFlag(0), totalNumTraces(0),
+      currentHeaderSize(0), scratchManager(ScratchManager::getInstance())
+{
+}
+
+SeisTraceSet::~SeisTraceSet() = default;
+
+int SeisTraceSet::addTrace(SeisTrace* trace)
+{
+    traces.push_back(trace);
+    return getNumberOfTraces();
+}
+
+traceAttIdent& SeisTraceSet::getAttributeKey(const std::string& name)
+{
+    const auto known = attrDefs.find(name);
+    if (known != attrDefs.end())
+        return known->second;
+    return attrDefs.emplace(name, traceAttIdent(name, currentHeaderSize)).first->second;
+}
+
+int SeisTraceSet::defineAttribute(const std::string& name)
+{
+    getAttributeKey(name);
+    return 1;
+}
+
+bool SeisTraceSet::isAttributePresent(const std::string& name, int /*traceNo*/) const
+{
+    return attrDefs.find(name) != attrDefs.end();
+}
+
+std::vector<std::string> SeisTraceSet::getAttributesList() const
+{
+    std::vector<std::string> names;
+    names.reserve(attrDefs.size());
+    for (const auto& definition : attrDefs)
+        names.push_back(definition.first);
+    return names;
+}
+
+UniVar SeisTraceSet::getAttribute(const std::string& name, int traceNo)
+{
+    const traceAttIdent& ident = getAttributeKey(name);
+    const SeisTrace* trace = getTrace(traceNo, true);
+    return trace != nullptr ? trace->getAttribute(ident) : UniVar();
+}
+
+int SeisTraceSet::setAttribute(const std::string& name, const UniVar& value, int traceNo)
+{
+    const traceAttIdent& ident = getAttributeKey(name);
+    SeisTrace* trace = getTrace(traceNo, true);
+    return trace != nullptr ? trace->setAttribute(ident, value) : 0;
+}
+
+void SeisTraceSet::setNumberOfTraces(int n)
+{
+    while (getNumberOfTraces() < n)
+        addTrace(new SeisTrace(traceLength, currentHeaderSize));
+}
+
+SeisTrace* SeisTraceSet::getTrace(int traceNo, bool touchScratch)
+{
+    if (traceNo < 0)
+        return nullptr;
+    setNumberOfTraces(traceNo + 1);
+    SeisTrace* trace = traces[static_cast<std::size_t>(traceNo)];
+    if (trace == nullptr || !touchScratch)
+        return trace;
+    if (scratchManager != nullptr)
+        scratchManager->touchTrace(trace);
+    else if (trace->traceOffset >= 0)
+        // Paged out before paging was switched off here, or while it was in another set.
+        ScratchManager::getInstance()->restoreFromScratch(trace);
+    return trace;
+}
+
+void SeisTraceSet::setTrace(SeisTrace* trace, int traceNo)
+{
+    setNumberOfTraces(traceNo);
+    VORN_ASSERT(traceNo >= 0);
+    if (traceNo < getNumberOfTraces())
+        traces[static_cast<std::size_t>(traceNo)] = trace;
+    else
+        addTrace(trace);
+}
+
+void SeisTraceSet::removeTrace(int traceNo)
+{
+    if (traceNo < 0)
+        return;
+    delete getTrace(traceNo, true);
+    traces.erase(traces.begin() + traceNo);
+    if (!traces.empty() && traces.front() != nullptr)
+        dataChannelFlag = traces.front()->traceFlag;
+}
+
+float* SeisTraceSet::getSamples(int traceNo)
+{
+    const SeisTrace* trace = getTrace(traceNo, true);
+    return trace != nullptr ? trace->getSamples() : nullptr;
+}
+
+int SeisTraceSet::setSamples(const float* samples, int traceNo)
+{
+    SeisTrace* trace = getTrace(traceNo, true);
+    return trace != nullptr ? trace->setSamples(samples) : 0;
+}
+
+unsigned char* SeisTraceSet::getHeader(int traceNo)
+{
+    const SeisTrace* trace = getTrace(traceNo, true);
+    return trace != nullptr ? trace->getHeader() : nullptr;
+}
+
+int SeisTraceSet::getHeaderSize(int traceNo)
+{
+    const SeisTrace* trace = getTrace(traceNo, true);
+    return trace != nullptr ? trace->getHeaderSize() : 0;
+}
+
+int SeisTraceSet::setHeader(const unsigned char* data, int size, int traceNo)
+{
+    SeisTrace* trace = getTrace(traceNo, true);
+    return trace != nullptr ? trace->setHeader(data, size) : 0;
+}
+
+int SeisTraceSet::clearTraceSet()
+{
+    for (int i = 0; i < getNumberOfTraces(); ++i) {
+        if (SeisTrace* trace = getTrace(i, true))
+            trace->clearTrace();
+    }
+    return 1;
+}
+
+int SeisTraceSet::getDataChannelFlag() const
+{
+    return !traces.empty() && traces.front() != nullptr ? traces.front()->traceFlag
+                                                        : dataChannelFlag;
+}
+
+void SeisTraceSet::setDataChannelFlag(int flag)
+{
+    if (!traces.empty() && traces.back() != nullptr)
+        traces.back()->traceFlag = flag;
+    else
+        dataChannelFlag = flag;
+}
+
+void SeisTraceSet::setUseScratch(bool use)
+{
+    scratchManager = use ? ScratchManager::getInstance() : nullptr;
+}
+
+int SeisTraceSet::configureByTemplate(int length, int interval, SeisTraceSet* templ)
+{
+    setTraceLength(length);
+    setTraceSampleInterval(interval);
+    if (templ != nullptr) {
+        for (const auto& definition : templ->attrDefs)
+            defineAttribute(definition.first);
+    }
+    return 1;
+}
+
+int SeisTraceSet::copyFromTrace(SeisTraceSet* src, bool copyHeader, bool copySamples,
+                                int traceNoFrom, int traceNoTo)
+{
+    SeisTrace* from = src != nullptr ? src->getTrace(traceNoFrom, true) : nullptr;
+    // With a limit of one resident trace, touching the target would page the source out.
+    const ScratchManager::Hold hold(from);
+    SeisTrace* to = getTrace(traceNoTo, true);
+    if (from == nullptr || to == nullptr)
+        return 0;
+
+    if (copyHeader)
+        copyHeaderFrom(src, from, to);
+    if (copySamples && from->traceSamples != nullptr && to->traceSamples != nullptr) {
+        const int samples =
+            std::min({traceLength, src->traceLength, to->traceLength, from->traceLength});
+        if (samples > 0)
+            std::memmove(to->traceSamples, from->traceSamples,
+                         static_cast<std::size_t>(samples) * sizeof(float));
+    }
+    to->traceFlag = from->traceFlag;
+    return 1;
+}
+
+void SeisTraceSet::copyHeaderFrom(SeisTraceSet* src, SeisTrace* from, SeisTrace* to)
+{
+    to->clearTraceHeader();
+    for (const auto& [name, ident] : src->attrDefs)
+        to->copyAttribute(getAttributeKey(name), from, ident);
+}
+
+int SeisTraceSet::moveFromTrace(SeisTraceSet* src, int traceNoFrom, int traceNoTo)
+{
+    SeisTrace* trace = src != nullptr ? src->getTrace(traceNoFrom, false) : nullptr;
+    if (trace == nullptr)
+        return 0;
+    if (src == this && traceNoFrom == traceNoTo)
+        return 1;
+    src->setTrace(nullptr, traceNoFrom);
+    src->traceMovedAway(trace);
+    setTrace(trace, traceNoTo);
+    return 1;
+}
+
+void SeisTraceSet::traceMovedAway(SeisTrace* /*trace*/) {}

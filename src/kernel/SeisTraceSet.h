@@ -1,0 +1,131 @@
+/// @file SeisTraceSet.h
+///
+/// A numbered buffer of traces that share one header layout.
+#ifndef SEISTRACESET_H
+#define SEISTRACESET_H
+
+#include "FrontArray.h"
+#include "SeisTrace.h"
+#include "TraceAttribute.h"
+#include "UniVar.h"
+#include "vorn_export.h"
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <vector>
+
+class ScratchManager;
+
+/// Modules see trace sets as their input, output and work buffers. A set turns attribute names into
+/// places in its traces' headers, creates traces on demand, and (unless told otherwise) lets the
+/// scratch manager page those that are not in use.
+///
+/// Trace numbers count from 0. Asking for a trace beyond the end creates every missing trace up to
+/// it, also in `removeTrace` and `moveFromTrace`. A negative number, or an entry whose trace has
+/// been moved away, has no trace: pointers read as null, values as undefined, counts as 0, and
+/// writes return 0.
+///
+/// The set references its traces: `removeTrace` destroys the one that it removes, the destructor
+/// destroys none.
+class VORN_EXPORT SeisTraceSet
+{
+public:
+    std::map<std::string, traceAttIdent> attrDefs; ///< the header layout, by attribute name
+    FrontArray<SeisTrace*> traces; ///< by trace number; null where one was moved away
+    int traceLength;               ///< samples of the traces that the set creates from now on
+    int sampleInterval;     ///< microseconds by agreement of the modules; the kernel keeps it only
+    int dataChannelFlag;    ///< the flag word while the set holds no trace
+    int64_t totalNumTraces; ///< total number of traces that a module announced; 0 when none did
+    int currentHeaderSize;  ///< bytes: the place of the next attribute, the header of new traces
+    ScratchManager* scratchManager; ///< pages the traces; null when paging is off
+
+    /// An empty set with paging on, everything else zero.
+    SeisTraceSet();
+    SeisTraceSet(const SeisTraceSet&) = delete;
+    SeisTraceSet& operator=(const SeisTraceSet&) = delete;
+
+    /// Appends a trace and returns the new number of traces.
+    virtual int addTrace(SeisTrace* trace);
+    virtual ~SeisTraceSet();
+
+    /// The place of an attribute, defined now if the set does not have it. The reference stays
+    /// valid as long as the set.
+    traceAttIdent& getAttributeKey(const std::string& name);
+    /// Gives the attribute a place behind all others unless it has one; returns 1.
+    int defineAttribute(const std::string& name);
+    /// Whether the set has the attribute; all traces share the layout, so `traceNo` is not looked
+    /// at.
+    bool isAttributePresent(const std::string& name, int traceNo) const;
+    /// The names in ascending order of their bytes.
+    std::vector<std::string> getAttributesList() const;
+    /// The attribute's value in a trace; defines the attribute if the set does not have it.
+    UniVar getAttribute(const std::string& name, int traceNo);
+    /// Stores a value in a trace, defining the attribute if need be; returns 1.
+    int setAttribute(const std::string& name, const UniVar& value, int traceNo);
+
+    int getNumberOfTraces() const { return static_cast<int>(traces.size()); }
+    /// Creates traces until there are `n`; never removes any.
+    void setNumberOfTraces(int n);
+    /// The trace, created if need be; `touchScratch` brings it into memory and marks it as used.
+    SeisTrace* getTrace(int traceNo, bool touchScratch);
+    /// Puts `trace` (which may be null) at `traceNo`: in place of the trace there, which stays
+    /// alive, or at the end after creating the traces before it. Requires: traceNo >= 0.
+    void setTrace(SeisTrace* trace, int traceNo);
+    /// Destroys a trace and moves later ones down; the set's flag word becomes the flag of the
+    /// trace that is first now.
+    void removeTrace(int traceNo);
+
+    /// The samples of a trace: the trace's own block, valid until it is paged out or removed.
+    float* getSamples(int traceNo);
+    /// Copies in as many samples as the trace has.
+    int setSamples(const float* samples, int traceNo);
+    unsigned char* getHeader(int traceNo);
+    int getHeaderSize(int traceNo);
+    int setHeader(const unsigned char* data, int size, int traceNo);
+    /// Zeroes samples and headers of all traces; returns 1.
+    int clearTraceSet();
+
+    int getTraceLength() const { return traceLength; }
+    void setTraceLength(int length) { traceLength = length; }
+    int getTraceSampleInterval() const { return sampleInterval; }
+    void setTraceSampleInterval(int interval) { sampleInterval = interval; }
+
+    /// The flag of the first trace, or the set's own word when it holds no trace. Deliberate:
+    /// reading looks at the first trace and writing marks the last, so a mark behind queued traces
+    /// is seen when everything before it has been taken.
+    int getDataChannelFlag() const;
+    /// Sets the flag of the last trace, or the set's own word when it holds no trace.
+    void setDataChannelFlag(int flag);
+
+    void informTotalTracesNumber(int64_t total) { totalNumTraces = total; }
+    int64_t getTotalTracesNumber() const { return totalNumTraces; }
+
+    /// Switches paging on or off for traces handed out from now on.
+    void setUseScratch(bool use);
+    bool isUseScratch() const { return scratchManager != nullptr; }
+
+    /// Sets length and interval and, given a template, defines all its attributes here in ascending
+    /// order of their names; returns 1.
+    int configureByTemplate(int length, int interval, SeisTraceSet* templ);
+
+    /// Copies trace `traceNoFrom` of `src` into trace `traceNoTo` here, always with its flag. The
+    /// header is copied attribute by attribute into a cleared header (attributes that differ in
+    /// type or size between the sets are skipped), samples from the start, as many as both sets and
+    /// both traces have. Returns 1, or 0 when there is no source or no target trace.
+    int copyFromTrace(SeisTraceSet* src, bool copyHeader, bool copySamples, int traceNoFrom,
+                      int traceNoTo);
+
+    /// Moves the trace itself here; its entry in `src` becomes null. The header bytes stay as they
+    /// are, so both sets should have one layout. Returns 1, or 0 when there is no source trace.
+    int moveFromTrace(SeisTraceSet* src, int traceNoFrom, int traceNoTo);
+
+protected:
+    /// `trace` has been moved out of this set.
+    virtual void traceMovedAway(SeisTrace* trace);
+
+private:
+    void copyHeaderFrom(SeisTraceSet* src, SeisTrace* from, SeisTrace* to);
+};
+
+#endif

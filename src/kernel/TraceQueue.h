@@ -1,0 +1,107 @@
+/// @file TraceQueue.h
+///
+/// The traces that one consumer of a data channel has yet to take.
+#ifndef TRACEQUEUE_H
+#define TRACEQUEUE_H
+
+#include "FrontArray.h"
+#include "SeisTrace.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <iterator>
+#include <vector>
+
+/// References in order of arrival, read like an array of `SeisTrace*`. Each keeps its number of
+/// arrival, so that a trace is found by halving, wherever it stands and also when it is not there:
+/// a consumer that is ahead of the others asks for traces it has taken long ago. The traces
+/// themselves are not looked at, because they may have been destroyed behind the queue's back.
+class TraceQueue
+{
+    struct Entry
+    {
+        SeisTrace* trace; // null once the trace has been moved away
+        int64_t arrivalNo;
+    };
+
+public:
+    class const_iterator
+    {
+    public:
+        using iterator_category = std::forward_iterator_tag;
+        using value_type = SeisTrace*;
+        using difference_type = std::ptrdiff_t;
+        using pointer = SeisTrace* const*;
+        using reference = SeisTrace*;
+
+        const_iterator(const TraceQueue* of, std::size_t at) : queue(of), index(at) {}
+        SeisTrace* operator*() const { return (*queue)[index]; }
+        const_iterator& operator++()
+        {
+            ++index;
+            return *this;
+        }
+        bool operator==(const const_iterator& other) const { return index == other.index; }
+        bool operator!=(const const_iterator& other) const { return index != other.index; }
+
+    private:
+        const TraceQueue* queue;
+        std::size_t index;
+    };
+
+    std::size_t size() const { return entries.size(); }
+    bool empty() const { return entries.empty(); }
+    SeisTrace* operator[](std::size_t i) const { return entries[i].trace; }
+    SeisTrace* at(std::size_t i) const { return entries.at(i).trace; }
+    SeisTrace* front() const { return entries.front().trace; }
+    SeisTrace* back() const { return entries.back().trace; }
+    const_iterator begin() const { return const_iterator(this, 0); }
+    const_iterator end() const { return const_iterator(this, size()); }
+    operator std::vector<SeisTrace*>() const { return {begin(), end()}; }
+
+    void push_back(SeisTrace* trace, int64_t arrivalNo) { entries.push_back({trace, arrivalNo}); }
+
+    bool contains(const SeisTrace* trace) const { return find(entries, trace) != entries.end(); }
+
+    /// Takes out the first entry that holds `trace`; false when none does.
+    bool take(const SeisTrace* trace)
+    {
+        const auto entry = find(entries, trace);
+        if (entry == entries.end())
+            return false;
+        entries.erase(entry);
+        return true;
+    }
+
+    /// Leaves an empty entry where `trace` was; false when it was nowhere.
+    bool replaceByNull(const SeisTrace* trace)
+    {
+        const auto entry = find(entries, trace);
+        if (entry == entries.end())
+            return false;
+        entry->trace = nullptr;
+        return true;
+    }
+
+private:
+    using Entries = FrontArray<Entry>;
+
+    template <typename List>
+    static auto find(List& entries, const SeisTrace* trace) -> decltype(entries.begin())
+    {
+        if (!entries.empty() && entries.front().trace == trace)
+            return entries.begin();
+        if (trace == nullptr || trace->arrivalNo < 0)
+            return std::find_if(entries.begin(), entries.end(),
+                                [=](const Entry& entry) { return entry.trace == trace; });
+        const auto entry = std::lower_bound(
+            entries.begin(), entries.end(), trace->arrivalNo,
+            [](const Entry& one, int64_t arrivalNo) { return one.arrivalNo < arrivalNo; });
+        return entry != entries.end() && entry->trace == trace ? entry : entries.end();
+    }
+
+    Entries entries;
+};
+
+#endif

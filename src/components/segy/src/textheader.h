@@ -1,0 +1,32 @@
+/// @file textheader.h
+///
+/// The text headers of SEG-Y: 3200 characters, 40 cards of 80, in EBCDIC or ASCII.
+#ifndef TEXTHEADER_H
+#define TEXTHEADER_H
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+namespace VORN {
+
+/// Whether `bytes` read better as EBCDIC than as ASCII; blank text counts as EBCDIC.
+bool looksLikeEbcdic(const unsigned char* bytes, std::size_t count);
+
+/// Whether most of `bytes` are letters, digits, blanks and signs in either coding.
+bool looksLikeText(const unsigned char* bytes, std::size_t count);
+
+/// The text as ASCII. What is no printable ASCII character, NUL included, becomes a blank, so the
+/// result has `count` printable characters.
+std::string decodeText(const unsigned char* bytes, std::size_t count, bool ebcdic);
+
+/// The cards of a decoded text, 80 characters each, without trailing blanks.
+std::vector<std::string> textCards(const std::string& text);
+
+/// 3200 bytes of EBCDIC from at most 40 cards; a card's characters beyond the 80th are cut, what
+/// EBCDIC does not have becomes a blank.
+std::vector<unsigned char> encodeCards(const std::vector<std::string>& cards);
+
+} // namespace VORN
+
+#endif

@@ -22,7 +22,7 @@ ModuleEntity* entry(const std::vector<ModuleEntity*>& modules, int i)
 
 } // namespace
 
-DataChannel::DataChannel() : flags(0), movedPending(0) {}
+DataChannel::DataChannel() : flags(0), leftPending(0) {}
 
 DataChannel::~DataChannel() = default;
 
@@ -51,12 +51,13 @@ int DataChannel::addTrace(SeisTrace* trace)
     const int count = SeisTraceSet::addTrace(trace);
     const int64_t arrivalNo = nextArrivalNo();
     const int consumers = getNumberOfOutputModules();
+    arrivalNos.push_back(arrivalNo);
     if (trace != nullptr) {
         // A trace that queues hold already has two places from now on; it is searched for then.
         trace->arrivalNo = trace->pendingEntries == 0 ? arrivalNo : -1;
         trace->pendingEntries += consumers;
     } else {
-        movedPending += consumers;
+        leftPending += consumers;
     }
     for (ModuleEntity* consumer : outputModules)
         moduleTraces[consumer].push_back(trace, arrivalNo);
@@ -75,12 +76,12 @@ void DataChannel::removeInputTrace(ModuleEntity* consumer, int traceNo)
     if (traceNo < 0)
         return;
     SeisTrace* trace = getTrace(traceNo, true);
-    take(consumer, trace);
-    if (!isPending(trace))
+    take(consumer, trace, traceNo);
+    if (!isPending(trace, traceNo))
         removeTrace(traceNo);
 }
 
-void DataChannel::take(ModuleEntity* consumer, SeisTrace* trace)
+void DataChannel::take(ModuleEntity* consumer, SeisTrace* trace, int traceNo)
 {
     const auto queue = moduleTraces.find(consumer);
     if (queue == moduleTraces.end())
@@ -88,27 +89,40 @@ void DataChannel::take(ModuleEntity* consumer, SeisTrace* trace)
     if (trace != nullptr) {
         if (trace->pendingEntries > 0 && queue->second.take(trace))
             --trace->pendingEntries;
-    } else if (movedPending > 0 && queue->second.take(nullptr)) {
-        --movedPending;
+    } else if (leftPending > 0 && queue->second.takeEmpty(arrivalNoOf(traceNo))) {
+        --leftPending;
     }
 }
 
-bool DataChannel::isPending(const SeisTrace* trace) const
+bool DataChannel::isPending(const SeisTrace* trace, int traceNo) const
 {
-    if ((trace != nullptr ? trace->pendingEntries : movedPending) == 0)
+    if ((trace != nullptr ? trace->pendingEntries : leftPending) == 0)
         return false;
-    return std::any_of(moduleTraces.begin(), moduleTraces.end(),
-                       [=](const auto& queue) { return queue.second.contains(trace); });
+    const int64_t arrivalNo = arrivalNoOf(traceNo);
+    return std::any_of(moduleTraces.begin(), moduleTraces.end(), [=](const auto& queue) {
+        return trace != nullptr ? queue.second.contains(trace)
+                                : queue.second.containsEmpty(arrivalNo);
+    });
 }
 
-// The consumers' queues keep an empty entry: the trace still counts as pending, and the call that
-// would have taken it finds the entry without it.
-void DataChannel::traceMovedAway(SeisTrace* trace)
+int64_t DataChannel::arrivalNoOf(int traceNo) const
 {
+    const std::size_t index = static_cast<std::size_t>(traceNo);
+    return index < arrivalNos.size() ? arrivalNos[index] : 0;
+}
+
+// The consumers' queues keep an empty entry: what was pending still counts, and the call that would
+// have taken a trace that was moved finds the entry by its number of arrival.
+void DataChannel::traceLeaves(SeisTrace* trace, int traceNo, bool entryStays)
+{
+    if (!entryStays && static_cast<std::size_t>(traceNo) < arrivalNos.size())
+        arrivalNos.erase(arrivalNos.begin() + traceNo);
+    if (trace == nullptr)
+        return;
     for (auto& queue : moduleTraces) {
         while (trace->pendingEntries > 0 && queue.second.replaceByNull(trace)) {
             --trace->pendingEntries;
-            ++movedPending;
+            ++leftPending;
         }
     }
 }

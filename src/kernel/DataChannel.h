@@ -36,7 +36,8 @@ public:
     std::map<ModuleEntity*, TraceQueue> moduleTraces;
     int flags; ///< bit 1: keep the current trace for the next call; other bits are the modules'
 
-    int64_t movedPending; ///< entries of queues whose trace has been moved to another set
+    FrontArray<int64_t> arrivalNos; ///< by trace number: what tells moved traces apart
+    int64_t leftPending;            ///< entries of queues whose trace has left the channel
 
     DataChannel();
     /// Releases lists and queues; traces still held stay alive.
@@ -72,11 +73,12 @@ public:
     bool isFlagged(int bits, bool clear);
 
 protected:
-    void traceMovedAway(SeisTrace* trace) override;
+    void traceLeaves(SeisTrace* trace, int traceNo, bool entryStays) override;
 
 private:
-    void take(ModuleEntity* consumer, SeisTrace* trace);
-    bool isPending(const SeisTrace* trace) const;
+    void take(ModuleEntity* consumer, SeisTrace* trace, int traceNo);
+    bool isPending(const SeisTrace* trace, int traceNo) const;
+    int64_t arrivalNoOf(int traceNo) const;
 };
 
 #endif

@@ -14,6 +14,8 @@ constexpr uint32_t mostModules = 1u << 24;
 
 } // namespace
 
+char MemoryBook::nullAddress = 0;
+
 MemoryBook& MemoryBook::instance()
 {
     static MemoryBook* book = new MemoryBook;
@@ -59,11 +61,10 @@ ModuleEntity* MemoryBook::moduleOf(const Entry& entry) const
     return modules[entry.module] != nullptr ? modules[entry.module]->getModule() : nullptr;
 }
 
-void MemoryBook::enter(void* block, int32_t size, BlockMap* job, BlockMap* module)
+void MemoryBook::enter(void* address, int32_t size, BlockMap* job, BlockMap* module)
 {
-    if (block == nullptr)
-        return;
-    visit(block, [=, this](Entry& entry) {
+    void* block = keyOf(address);
+    visit(address, [=, this](Entry& entry) {
         if (job != nullptr && job->lists(entry))
             removeJob(entry);
         if (module != nullptr && module->lists(entry))
@@ -96,10 +97,9 @@ void MemoryBook::removeModule(Entry& entry)
     entry.module = 0;
 }
 
-const MemoryBook::Entry* MemoryBook::find(const BlockMap* map, const void* block) const
+const MemoryBook::Entry* MemoryBook::find(const BlockMap* map, const void* address) const
 {
-    if (block == nullptr)
-        return nullptr;
+    const void* block = keyOf(const_cast<void*>(address));
     for (std::size_t i = home(block); table[i].block != nullptr; i = next(i)) {
         if (table[i].block == block && map->lists(table[i]))
             return &table[i];
@@ -193,7 +193,7 @@ BlockMap::const_iterator BlockMap::find(const void* block) const
     const_iterator found;
     found.owner = this;
     found.blocks = std::make_shared<const const_iterator::Blocks>(
-        const_iterator::Blocks{{entry->block, entry->size}});
+        const_iterator::Blocks{{MemoryBook::addressOf(*entry), entry->size}});
     found.position = found.blocks->begin();
     return found;
 }
@@ -220,7 +220,7 @@ std::shared_ptr<const BlockMap::const_iterator::Blocks> BlockMap::snapshot() con
     const_iterator::Blocks blocks;
     for (const MemoryBook::Entry& entry : MemoryBook::instance().entries()) {
         if (entry.block != nullptr && lists(entry))
-            blocks.emplace(entry.block, entry.size);
+            blocks.emplace(MemoryBook::addressOf(entry), entry.size);
     }
     return std::make_shared<const const_iterator::Blocks>(std::move(blocks));
 }

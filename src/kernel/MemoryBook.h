@@ -47,21 +47,31 @@ public:
 
     /// Enters `block` for one holder or both (null: not); what they listed under this address
     /// before is overwritten.
-    void enter(void* block, int32_t size, BlockMap* job, BlockMap* module);
+    void enter(void* address, int32_t size, BlockMap* job, BlockMap* module);
 
     /// Calls `strike(Entry&)` for every entry of `block`; it calls `removeJob` or `removeModule`
     /// where a holder gives the block up. Entries without a holder then leave the table.
     template <typename Strike>
-    void visit(void* block, Strike strike);
+    void visit(void* address, Strike strike);
 
     void removeJob(Entry& entry);
     void removeModule(Entry& entry);
 
     /// The entry of `block` that `map` listed, or null.
-    const Entry* find(const BlockMap* map, const void* block) const;
+    const Entry* find(const BlockMap* map, const void* address) const;
     const std::vector<Entry>& entries() const { return table; }
 
+    /// The address that an entry of `entries` stands for.
+    static void* addressOf(const Entry& entry)
+    {
+        return entry.block == keyOf(nullptr) ? nullptr : entry.block;
+    }
+
 private:
+    // Null marks a free place, so the null address is entered as one that no block can have.
+    static char nullAddress;
+    static void* keyOf(void* address) { return address != nullptr ? address : &nullAddress; }
+
     MemoryBook();
     std::size_t home(const void* block) const;
     std::size_t next(std::size_t place) const { return (place + 1) & (table.size() - 1); }
@@ -146,8 +156,9 @@ private:
 };
 
 template <typename Strike>
-void MemoryBook::visit(void* block, Strike strike)
+void MemoryBook::visit(void* address, Strike strike)
 {
+    void* block = keyOf(address);
     bool unheld = false;
     for (std::size_t i = home(block); table[i].block != nullptr; i = next(i)) {
         Entry& entry = table[i];

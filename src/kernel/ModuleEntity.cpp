@@ -340,8 +340,6 @@ void* ModuleEntity::calcAllocateResource(void* ptr, int size)
 
 void ModuleEntity::calcFreeResource(void* ptr)
 {
-    if (ptr == nullptr)
-        return;
     MemoryBook& book = MemoryBook::instance();
     book.visit(ptr, [&](MemoryBook::Entry& entry) {
         if (!moduleMemoryMap.lists(entry))

@@ -63,7 +63,7 @@ ScratchManager::~ScratchManager()
 
 void ScratchManager::touchTrace(SeisTrace* trace)
 {
-    if (traces_cache.front() == trace)
+    if (trace == nullptr || traces_cache.front() == trace)
         return;
     if (!traces_cache.contains(trace))
         restoreFromScratch(trace);
@@ -117,7 +117,7 @@ int ScratchManager::putToScratch(SeisTrace* trace)
 int ScratchManager::restoreFromScratch(SeisTrace* trace)
 {
     const bool resident = trace->traceSamples != nullptr || trace->traceHeader != nullptr;
-    if (resident || trace->traceOffset == -1 || !checkScratchFile())
+    if (resident || !checkScratchFile() || trace->traceOffset == -1)
         return 0;
 
     JobManager* job = JobManager::getInstance();

@@ -4,11 +4,34 @@
 #include "vorn_assert.h"
 
 #include <algorithm>
+#include <climits>
 #include <cstring>
+
+namespace {
+
+int64_t newLayoutNumber()
+{
+    static int64_t layouts = 0;
+    return ++layouts;
+}
+
+int endOf(const traceAttIdent& ident)
+{
+    return ident.offset + ident.size;
+}
+
+// Layouts of absurd dimensions have wrapped; only the traces' own checks can deal with those.
+bool isSane(const traceAttIdent& ident)
+{
+    return ident.offset >= 0 && ident.size > 0 && ident.offset <= INT_MAX - ident.size;
+}
+
+} // namespace
 
 SeisTraceSet::SeisTraceSet()
     : traceLength(0), sampleInterval(0), dataChannelFlag(0), totalNumTraces(0),
-      currentHeaderSize(0), scratchManager(ScratchManager::getInstance())
+      currentHeaderSize(0), scratchManager(ScratchManager::getInstance()),
+      layoutNumber(newLayoutNumber())
 {
 }
 
@@ -25,6 +48,7 @@ traceAttIdent& SeisTraceSet::getAttributeKey(const std::string& name)
     const auto known = attrDefs.find(name);
     if (known != attrDefs.end())
         return known->second;
+    layoutNumber = newLayoutNumber();
     return attrDefs.emplace(name, traceAttIdent(name, currentHeaderSize)).first->second;
 }
 
@@ -70,7 +94,7 @@ void SeisTraceSet::setNumberOfTraces(int n)
 
 SeisTrace* SeisTraceSet::getTrace(int traceNo, bool touchScratch)
 {
-    if (traceNo < 0)
+    if (traceNo < 0 || traceNo == INT_MAX)
         return nullptr;
     setNumberOfTraces(traceNo + 1);
     SeisTrace* trace = traces[static_cast<std::size_t>(traceNo)];
@@ -96,9 +120,11 @@ void SeisTraceSet::setTrace(SeisTrace* trace, int traceNo)
 
 void SeisTraceSet::removeTrace(int traceNo)
 {
-    if (traceNo < 0)
+    if (traceNo < 0 || traceNo == INT_MAX)
         return;
-    delete getTrace(traceNo, true);
+    SeisTrace* trace = getTrace(traceNo, true);
+    traceLeaves(trace, traceNo, false);
+    delete trace;
     traces.erase(traces.begin() + traceNo);
     if (!traces.empty() && traces.front() != nullptr)
         dataChannelFlag = traces.front()->traceFlag;
@@ -199,8 +225,63 @@ int SeisTraceSet::copyFromTrace(SeisTraceSet* src, bool copyHeader, bool copySam
 void SeisTraceSet::copyHeaderFrom(SeisTraceSet* src, SeisTrace* from, SeisTrace* to)
 {
     to->clearTraceHeader();
-    for (const auto& [name, ident] : src->attrDefs)
-        to->copyAttribute(getAttributeKey(name), from, ident);
+    const HeaderCopy& copy = headerCopyFrom(src);
+    if (copy.sourceLayout == 0 || from->traceHeaderSize < copy.sourceSize ||
+        from->traceHeader == nullptr)
+    {
+        for (const auto& [name, ident] : src->attrDefs)
+            to->copyAttribute(getAttributeKey(name), from, ident);
+        return;
+    }
+    if (to->traceHeaderSize < copy.targetSize) {
+        for (const int end : copy.ends) // one by one: the steps decide where the header ends up
+            to->expandHeader(end);
+    }
+    if (to->traceHeader == nullptr || to->traceHeaderSize < copy.targetSize)
+        return; // no memory for the growth
+    for (const HeaderCopy::Run& run : copy.runs)
+        std::memmove(to->traceHeader + run.to, from->traceHeader + run.from,
+                     static_cast<std::size_t>(run.size));
+}
+
+// Looking names up for every trace costs several times what the copying does; layouts hardly change
+// once traces flow. Defines what is missing here.
+const SeisTraceSet::HeaderCopy& SeisTraceSet::headerCopyFrom(SeisTraceSet* src)
+{
+    if (headerCopy.sourceLayout == src->layoutNumber && headerCopy.targetLayout == layoutNumber)
+        return headerCopy;
+
+    HeaderCopy copy;
+    bool sane = true;
+    for (const auto& [name, from] : src->attrDefs) {
+        const traceAttIdent& to = getAttributeKey(name);
+        if (to.type != from.type || to.size != from.size)
+            continue;
+        if (!isSane(from) || !isSane(to)) {
+            sane = false;
+            continue;
+        }
+        copy.ends.push_back(endOf(to));
+        copy.sourceSize = std::max(copy.sourceSize, endOf(from));
+        copy.targetSize = std::max(copy.targetSize, endOf(to));
+        copy.runs.push_back({to.offset, from.offset, to.size});
+    }
+    std::sort(copy.runs.begin(), copy.runs.end(),
+              [](const HeaderCopy::Run& a, const HeaderCopy::Run& b) { return a.to < b.to; });
+    std::vector<HeaderCopy::Run> joined;
+    for (const HeaderCopy::Run& run : copy.runs) {
+        HeaderCopy::Run* last = joined.empty() ? nullptr : &joined.back();
+        if (last != nullptr && last->to + last->size == run.to &&
+            last->from + last->size == run.from)
+            last->size += run.size;
+        else
+            joined.push_back(run);
+    }
+    copy.runs = std::move(joined);
+    copy.sourceLayout = sane ? src->layoutNumber : 0;
+    copy.targetLayout = layoutNumber;
+    headerCopy = std::move(copy);
+    return headerCopy;
 }
 
 int SeisTraceSet::moveFromTrace(SeisTraceSet* src, int traceNoFrom, int traceNoTo)
@@ -211,9 +292,9 @@ int SeisTraceSet::moveFromTrace(SeisTraceSet* src, int traceNoFrom, int traceNoT
     if (src == this && traceNoFrom == traceNoTo)
         return 1;
     src->setTrace(nullptr, traceNoFrom);
-    src->traceMovedAway(trace);
+    src->traceLeaves(trace, traceNoFrom, true);
     setTrace(trace, traceNoTo);
     return 1;
 }
 
-void SeisTraceSet::traceMovedAway(SeisTrace* /*trace*/) {}
+void SeisTraceSet::traceLeaves(SeisTrace* /*trace*/, int /*traceNo*/, bool /*entryStays*/) {}

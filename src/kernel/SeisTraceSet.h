@@ -40,6 +40,25 @@ public:
     int currentHeaderSize;  ///< bytes: the place of the next attribute, the header of new traces
     ScratchManager* scratchManager; ///< pages the traces; null when paging is off
 
+    /// How headers of another set come into this one, resolved once for all traces.
+    struct HeaderCopy
+    {
+        struct Run
+        {
+            int to;   ///< bytes from the start of the header here
+            int from; ///< bytes from the start of the header there
+            int size; ///< bytes
+        };
+        int64_t sourceLayout = 0; ///< for which layouts it holds; 0: for none
+        int64_t targetLayout = 0;
+        std::vector<Run> runs; ///< neighbouring attributes that are neighbours in both sets are one
+        std::vector<int> ends; ///< header sizes that the attributes need, in order of their names
+        int sourceSize = 0;    ///< bytes of a source header that holds all of them
+        int targetSize = 0;
+    };
+    int64_t layoutNumber;  ///< no two layouts, of any sets, have the same
+    HeaderCopy headerCopy; ///< of the set that was copied from last
+
     /// An empty set with paging on, everything else zero.
     SeisTraceSet();
     SeisTraceSet(const SeisTraceSet&) = delete;
@@ -121,11 +140,13 @@ public:
     int moveFromTrace(SeisTraceSet* src, int traceNoFrom, int traceNoTo);
 
 protected:
-    /// `trace` has been moved out of this set.
-    virtual void traceMovedAway(SeisTrace* trace);
+    /// `trace` (null where it has been moved away) leaves entry `traceNo`: it has been moved to
+    /// another set and the entry is null now, or the trace is to be destroyed and the entry erased.
+    virtual void traceLeaves(SeisTrace* trace, int traceNo, bool entryStays);
 
 private:
     void copyHeaderFrom(SeisTraceSet* src, SeisTrace* from, SeisTrace* to);
+    const HeaderCopy& headerCopyFrom(SeisTraceSet* src);
 };
 
 #endif

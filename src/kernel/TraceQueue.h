@@ -15,13 +15,13 @@
 
 /// References in order of arrival, read like an array of `SeisTrace*`. Each keeps its number of
 /// arrival, so that a trace is found by halving, wherever it stands and also when it is not there:
-/// a consumer that is ahead of the others asks for traces it has taken long ago. The traces
-/// themselves are not looked at, because they may have been destroyed behind the queue's back.
+/// a consumer that is ahead of the others asks for traces it has taken long ago. Queued traces are
+/// not looked at: a host may have put others in their place and destroyed them.
 class TraceQueue
 {
     struct Entry
     {
-        SeisTrace* trace; // null once the trace has been moved away
+        SeisTrace* trace; // null once the trace has left the channel
         int64_t arrivalNo;
     };
 
@@ -64,7 +64,7 @@ public:
 
     bool contains(const SeisTrace* trace) const { return find(entries, trace) != entries.end(); }
 
-    /// Takes out the first entry that holds `trace`; false when none does.
+    /// Takes out the first entry that holds `trace`; false when none does. Requires: not null.
     bool take(const SeisTrace* trace)
     {
         const auto entry = find(entries, trace);
@@ -73,6 +73,22 @@ public:
         entries.erase(entry);
         return true;
     }
+
+    /// @name The empty entry that the trace of this number of arrival has left
+    /// @{
+    bool containsEmpty(int64_t arrivalNo) const
+    {
+        return findEmpty(entries, arrivalNo) != entries.end();
+    }
+    bool takeEmpty(int64_t arrivalNo)
+    {
+        const auto entry = findEmpty(entries, arrivalNo);
+        if (entry == entries.end())
+            return false;
+        entries.erase(entry);
+        return true;
+    }
+    /// @}
 
     /// Leaves an empty entry where `trace` was; false when it was nowhere.
     bool replaceByNull(const SeisTrace* trace)
@@ -92,13 +108,29 @@ private:
     {
         if (!entries.empty() && entries.front().trace == trace)
             return entries.begin();
-        if (trace == nullptr || trace->arrivalNo < 0)
+        if (trace->arrivalNo < 0)
             return std::find_if(entries.begin(), entries.end(),
                                 [=](const Entry& entry) { return entry.trace == trace; });
-        const auto entry = std::lower_bound(
-            entries.begin(), entries.end(), trace->arrivalNo,
-            [](const Entry& one, int64_t arrivalNo) { return one.arrivalNo < arrivalNo; });
+        const auto entry = lowerBound(entries, trace->arrivalNo);
         return entry != entries.end() && entry->trace == trace ? entry : entries.end();
+    }
+
+    // A consumer attached twice has two entries of one number.
+    template <typename List>
+    static auto findEmpty(List& entries, int64_t arrivalNo) -> decltype(entries.begin())
+    {
+        const auto entry = lowerBound(entries, arrivalNo);
+        const bool found =
+            entry != entries.end() && entry->arrivalNo == arrivalNo && entry->trace == nullptr;
+        return found ? entry : entries.end();
+    }
+
+    template <typename List>
+    static auto lowerBound(List& entries, int64_t arrivalNo) -> decltype(entries.begin())
+    {
+        return std::lower_bound(
+            entries.begin(), entries.end(), arrivalNo,
+            [](const Entry& one, int64_t number) { return one.arrivalNo < number; });
     }
 
     Entries entries;

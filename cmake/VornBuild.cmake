@@ -1,0 +1,37 @@
+# Settings of every target that this tree builds.
+
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_C_STANDARD 11)
+set(CMAKE_C_STANDARD_REQUIRED ON)
+# POSIX names stay visible in C sources.
+set(CMAKE_C_EXTENSIONS ON)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/bin)
+set(CMAKE_LIBRARY_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/lib)
+
+# Assertions and debug information name files relative to the source tree, never places of the
+# machine that built them.
+add_compile_options(
+    -ffile-prefix-map=${PROJECT_BINARY_DIR}=build
+    -ffile-prefix-map=${PROJECT_SOURCE_DIR}/=)
+
+option(VORN_SANITIZE "Stop at memory errors, leaks and undefined behaviour (g++, gfortran)" OFF)
+set(VORN_SANITIZE_FLAGS "")
+if(VORN_SANITIZE)
+    set(VORN_SANITIZE_FLAGS
+        -fsanitize=address,undefined -fno-sanitize-recover=undefined -fno-omit-frame-pointer)
+    add_compile_options(-O1 ${VORN_SANITIZE_FLAGS})
+    add_link_options(${VORN_SANITIZE_FLAGS})
+endif()
+
+# Warnings for C and C++ sources of `target`; old-style Fortran cannot do without warnings.
+function(vorn_enable_warnings target)
+    set(warnings -Wall -Wextra -Wpedantic -Wshadow)
+    if(VORN_WERROR)
+        list(APPEND warnings -Werror)
+    endif()
+    target_compile_options(${target} PRIVATE "$<$<COMPILE_LANGUAGE:C,CXX>:${warnings}>")
+endfunction()

@@ -1,0 +1,103 @@
+# vorn_add_module(NAME <name> SOURCES <file>... [MANIFEST <file>] [LIBRARIES <library>...]
+#                 [NO_INSTALL])
+#
+# Builds the processing module <name> as the library lib<name>.so from C, C++ and Fortran sources
+# (the project enables the languages it uses). Only the entry points preprocess_, process_ and
+# postprocess_ are visible outside the library. A name that neither the sources nor the libraries
+# define fails the link; one that the kernel does not have fails the loading of the module, with a
+# message, and not the host at the first call.
+#
+# The library and its manifest, as <name>.yaml, appear in VORN_MODULE_OUTPUT_DIR (by default
+# vorn_home/lib in the build directory: point VORN_HOME at vorn_home to try the module), and are
+# installed to lib of the installation's module tree, unless NO_INSTALL is given.
+#
+# Fortran sources can `use vorn_knl`; it is compiled once per project with the project's compiler.
+
+set(VORN_MODULE_CMAKE_DIR ${CMAKE_CURRENT_LIST_DIR})
+set(VORN_MODULE_OUTPUT_DIR ${CMAKE_BINARY_DIR}/vorn_home/lib
+    CACHE PATH "Where module libraries and their manifests are built")
+
+# Refuses sources whose language the project has not enabled: CMake would leave them out silently.
+# Sets `result` to whether there are Fortran sources.
+function(_vorn_check_module_languages module result)
+    set(C_pattern "\\.c$")
+    set(CXX_pattern "\\.(cc|cpp|cxx|c\\+\\+|C)$")
+    set(Fortran_pattern "\\.(f|for|ftn|fpp|f77|f90|f95|f03|f08|F|FOR|FTN|FPP|F77|F90|F95|F03|F08)$")
+    get_property(enabled GLOBAL PROPERTY ENABLED_LANGUAGES)
+    foreach(language IN ITEMS C CXX Fortran)
+        set(sources ${ARGN})
+        list(FILTER sources INCLUDE REGEX "${${language}_pattern}")
+        if(sources AND NOT language IN_LIST enabled)
+            message(FATAL_ERROR "vorn_add_module: module \"${module}\" has ${language} sources "
+                "(${sources}); add ${language} to the LANGUAGES of project()")
+        endif()
+    endforeach()
+    if(sources)
+        set(${result} TRUE PARENT_SCOPE)
+    else()
+        set(${result} FALSE PARENT_SCOPE)
+    endif()
+endfunction()
+
+# The kernel's Fortran interface, compiled for this project.
+function(_vorn_require_fortran_interface)
+    if(TARGET vorn_knl_fortran)
+        return()
+    endif()
+    set(module_directory ${CMAKE_BINARY_DIR}/vorn_fortran)
+    add_library(vorn_knl_fortran STATIC ${VORN_FORTRAN_SOURCE})
+    set_target_properties(vorn_knl_fortran PROPERTIES
+        POSITION_INDEPENDENT_CODE ON
+        ARCHIVE_OUTPUT_DIRECTORY ${module_directory}
+        Fortran_MODULE_DIRECTORY ${module_directory})
+    target_include_directories(vorn_knl_fortran INTERFACE ${module_directory})
+endfunction()
+
+function(vorn_add_module)
+    cmake_parse_arguments(PARSE_ARGV 0 MODULE "NO_INSTALL" "NAME;MANIFEST" "SOURCES;LIBRARIES")
+    if(NOT MODULE_NAME)
+        # vorn_add_module(agc SOURCES agc.c), as with CMake's own commands
+        list(POP_FRONT MODULE_UNPARSED_ARGUMENTS MODULE_NAME)
+    endif()
+    if(NOT MODULE_NAME OR NOT MODULE_SOURCES)
+        message(FATAL_ERROR "vorn_add_module: NAME and SOURCES are required")
+    endif()
+    if(MODULE_UNPARSED_ARGUMENTS)
+        message(FATAL_ERROR "vorn_add_module: module \"${MODULE_NAME}\" has unknown arguments: "
+            "${MODULE_UNPARSED_ARGUMENTS}")
+    endif()
+    _vorn_check_module_languages(${MODULE_NAME} has_fortran ${MODULE_SOURCES})
+
+    set(version_script ${VORN_MODULE_CMAKE_DIR}/vorn_module.map)
+    add_library(${MODULE_NAME} MODULE ${MODULE_SOURCES})
+    set_target_properties(${MODULE_NAME} PROPERTIES
+        PREFIX lib
+        SUFFIX .so
+        # The generator expression keeps multi-configuration generators from adding a directory.
+        LIBRARY_OUTPUT_DIRECTORY "$<1:${VORN_MODULE_OUTPUT_DIR}>"
+        Fortran_MODULE_DIRECTORY ${CMAKE_CURRENT_BINARY_DIR}/${MODULE_NAME}.mods
+        LINK_DEPENDS ${version_script}
+        INSTALL_RPATH "$ORIGIN/../.."
+        INSTALL_RPATH_USE_LINK_PATH ON)
+    target_link_options(${MODULE_NAME} PRIVATE
+        LINKER:-z,now
+        LINKER:--no-undefined
+        LINKER:--version-script=${version_script})
+    target_link_libraries(${MODULE_NAME} PRIVATE ${MODULE_LIBRARIES} VORN::module)
+    if(has_fortran)
+        _vorn_require_fortran_interface()
+        target_link_libraries(${MODULE_NAME} PRIVATE vorn_knl_fortran)
+    endif()
+
+    if(MODULE_MANIFEST)
+        configure_file(${MODULE_MANIFEST} ${VORN_MODULE_OUTPUT_DIR}/${MODULE_NAME}.yaml COPYONLY)
+    endif()
+    if(NOT MODULE_NO_INSTALL)
+        install(TARGETS ${MODULE_NAME} LIBRARY DESTINATION ${VORN_INSTALL_HOME}/lib)
+        if(MODULE_MANIFEST)
+            install(FILES ${MODULE_MANIFEST}
+                DESTINATION ${VORN_INSTALL_HOME}/lib
+                RENAME ${MODULE_NAME}.yaml)
+        endif()
+    endif()
+endfunction()

@@ -1,0 +1,45 @@
+# What other projects find: the CMake package VORN, and vorn.pc and vorn-module.pc for pkg-config.
+include(CMakePackageConfigHelpers)
+
+set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/VORN)
+set(pkgconfig_dir ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+
+install(EXPORT VORNTargets NAMESPACE VORN:: DESTINATION ${package_dir})
+
+set(include_dir ${CMAKE_INSTALL_INCLUDEDIR}/vorn)
+set(lib_dir ${CMAKE_INSTALL_LIBDIR})
+set(home_dir ${VORN_INSTALL_HOME})
+set(fortran_dir ${CMAKE_INSTALL_DATADIR}/vorn/fortran)
+configure_package_config_file(
+    ${PROJECT_SOURCE_DIR}/cmake/VORNConfig.cmake.in
+    ${PROJECT_BINARY_DIR}/package/VORNConfig.cmake
+    INSTALL_DESTINATION ${package_dir}
+    PATH_VARS include_dir lib_dir home_dir fortran_dir)
+write_basic_package_version_file(
+    ${PROJECT_BINARY_DIR}/package/VORNConfigVersion.cmake
+    COMPATIBILITY SameMinorVersion)
+install(FILES
+    ${PROJECT_BINARY_DIR}/package/VORNConfig.cmake
+    ${PROJECT_BINARY_DIR}/package/VORNConfigVersion.cmake
+    ${PROJECT_SOURCE_DIR}/cmake/VornModule.cmake
+    ${PROJECT_SOURCE_DIR}/cmake/vorn_module.map
+    DESTINATION ${package_dir})
+
+# The prefix is given relative to the .pc file, so that an installed tree can be moved.
+file(RELATIVE_PATH pc_prefix /prefix/${pkgconfig_dir} /prefix)
+string(REGEX REPLACE "/$" "" pc_prefix "${pc_prefix}")
+# Qt 5 refuses code that is merely position independent enough for an executable (-fPIE).
+set(pc_qt_cflags "")
+if(QT_VERSION_MAJOR EQUAL 5)
+    set(pc_qt_cflags " -fPIC")
+endif()
+foreach(name IN ITEMS vorn vorn-module)
+    configure_file(
+        ${PROJECT_SOURCE_DIR}/cmake/${name}.pc.in
+        ${PROJECT_BINARY_DIR}/package/${name}.pc
+        @ONLY)
+    install(FILES ${PROJECT_BINARY_DIR}/package/${name}.pc DESTINATION ${pkgconfig_dir})
+endforeach()
+
+# The module tree exists even while no module is in it.
+install(DIRECTORY DESTINATION ${VORN_INSTALL_HOME}/lib)

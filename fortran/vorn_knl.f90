@@ -1,0 +1,3189 @@
+! The module interface of the VORN kernel for modern Fortran.
+!
+!     use vorn_knl
+!     real, pointer :: samples(:)
+!     ...
+!     call knl_get_module_parameter('WINDOW', window, found)
+!     call knl_get_input_trace_buffer(input, 1, status)
+!     call knl_get_trace_samples(input, samples, status)
+!
+! Every function of the Fortran form of the interface is here, under its name with the words set
+! apart by underscores (`knl_get_trace_length` is `knl_gettracelength_`), with its arguments in their
+! order. Where a family has one function per type of value, one generic name stands for them all.
+! Subjects follow each other as in `knl.h`. What holds for all of them:
+!
+! - Names and other texts are ordinary character arguments. Blanks before and behind a name do not
+!   count; 255 characters of it do.
+! - `integer` is `integer(c_int)`, `real` is `real(c_float)`; 64-bit values are `integer(c_int64_t)`
+!   and `real(c_double)`, which is `double precision`.
+! - Trace sets, libraries and groups are handles, `type(c_ptr)`. They belong to the kernel.
+! - Channels, work sets, traces and rows of groups are counted from 1. (C counts them from 0.)
+! - `found` is a logical. `status` is the integer that the interface defines, and what it means
+!   differs from family to family: for some 0 is success, for others 1. Each family says it.
+! - What is not found is not written: the variable keeps the value that it had before the call, so
+!   that a default is set by assigning it first.
+! - Memory and arrays of the kernel arrive as ordinary Fortran pointers, with lower bound 1.
+!
+! Everything works only while one of the module's entry points runs.
+!
+! Underneath, each exported function is named once in the tables of the first part of this file. The
+! second part makes the generic names; its comments are the reference. The third part holds their
+! bodies. Names that begin with `raw_` are the Fortran form, those with `c_` the C form, where the
+! Fortran form has no such function or cannot say how many elements an array has. All of them are
+! private, so that code with implicit interfaces (`call knl_geti32moduleparameter(...)`) in the same
+! scope calls what it has always called.
+module vorn_knl
+  use, intrinsic :: iso_c_binding, only: c_associated, c_char, c_double, c_f_pointer, c_float, &
+      c_int, c_int64_t, c_loc, c_null_char, c_null_ptr, c_ptr
+  implicit none
+  private
+
+  ! Types of messages, as the modules and the `vorn` command understand them.
+  integer(c_int), parameter, public :: knl_message_detail = 0
+  integer(c_int), parameter, public :: knl_message_information = 1
+  integer(c_int), parameter, public :: knl_message_warning = 2
+  integer(c_int), parameter, public :: knl_message_error = 3  ! the job goes on
+  integer(c_int), parameter, public :: knl_message_fatal = 4  ! the module ends its data
+
+  ! What a module says with knl_set_data_channel_flag: this is the last trace.
+  integer(c_int), parameter, public :: knl_end_of_data = 3
+
+  ! What a module says with knl_set_input_trace_buffer_flag: show me this trace again.
+  integer(c_int), parameter, public :: knl_keep_trace = 1
+
+  ! Module parameters and options
+  public :: knl_get_module_parameter
+  public :: knl_get_module_parameter_library, knl_get_module_parameter_group
+  public :: knl_set_module_processing_option
+
+  ! Groups
+  public :: knl_get_group_parameter_size
+  public :: knl_get_group_parameter
+  public :: knl_get_group_parameter_library, knl_get_group_parameter_group
+  public :: knl_set_group_parameter, knl_set_group_parameter_group
+
+  ! Libraries
+  public :: knl_get_library_type, knl_is_library_attribute_exist
+  public :: knl_get_library_parameter
+  public :: knl_get_library_parameter_library, knl_get_library_parameter_group
+  public :: knl_set_library_parameter, knl_set_library_parameter_group
+
+  ! Trace attributes
+  public :: knl_define_trace_attribute, knl_is_trace_attribute_exist
+  public :: knl_get_trace_attribute, knl_set_trace_attribute
+
+  ! Schema
+  public :: knl_get_trace_attribute_type, knl_get_trace_attribute_dimension
+  public :: knl_get_trace_attribute_description
+
+  ! Resources
+  public :: knl_get_module_resource, knl_set_module_resource
+  public :: knl_get_module_struct_resource, knl_set_module_struct_resource
+
+  ! Memory and files
+  public :: knl_allocate_resource, knl_zero_array, knl_free_resource
+  public :: knl_file_open, knl_file_create, knl_file_close, knl_open_file
+
+  ! Trace buffers of the module, and trace sets
+  public :: knl_get_input_trace_buffer, knl_get_output_trace_buffer, knl_get_work_trace_buffer
+  public :: knl_bld_output_trace_buffer
+  public :: knl_bld_work_trace_buffer, knl_bld_work_trace_buffer_f0, knl_bld_work_trace_buffer_f1
+  public :: knl_set_input_trace_buffer_flag, knl_is_input_trace_buffer_flagged
+  public :: knl_set_trace_buffer_use_scratch, knl_is_trace_buffer_use_scratch
+  public :: knl_inform_total_traces_number
+  public :: knl_get_trace_length, knl_get_trace_sample_interval, knl_get_number_of_traces
+  public :: knl_set_trace_length, knl_set_trace_sample_interval, knl_set_number_of_traces
+  public :: knl_get_data_channel_flag, knl_set_data_channel_flag
+  public :: knl_clear_trace_set, knl_copy_trace_to_trace, knl_move_trace_to_trace
+  public :: knl_get_trace_samples, knl_set_trace_samples
+
+  ! Messages and commands
+  public :: knl_send_message, knl_add_message_argument, knl_exec_appli_cmd
+
+  ! Pads
+  public :: knl_create_pad, knl_plot, knl_number, knl_symbol, knl_factor, knl_newpen
+
+  ! Directories and date
+  public :: knl_date, knl_get_scratch_dir, knl_get_project_dir, knl_set_project_dir
+
+  ! Metadata
+  public :: knl_set_metadata_value, knl_get_metadata_value
+
+  ! The record with which the kernel describes an array: 72 bytes, its own layout. It never leaves
+  ! this module; callers see pointers.
+  !
+  ! It is NOT what a compiler keeps for `real, pointer :: x(:)`. gfortran's record for that has 64
+  ! bytes with other fields in another order; handing it to one of the functions marked with
+  ! "descriptor" below makes a pointer to nowhere, and the kernel silently overwrites the eight bytes
+  ! that follow it in memory.
+  type, bind(C) :: array_descriptor
+    type(c_ptr) :: data            ! the first element
+    integer(c_int64_t) :: dsize    ! bytes of an element
+    integer(c_int64_t) :: offset   ! always 0
+    integer(c_int64_t) :: bordr    ! always 3
+    integer(c_int64_t) :: rank     ! always 1
+    integer(c_int64_t) :: rserv    ! never written by the kernel
+    integer(c_int64_t) :: extent   ! number of elements
+    integer(c_int64_t) :: distance ! bytes from one element to the next, as dsize
+    integer(c_int64_t) :: lbound   ! always 1
+  end type array_descriptor
+
+  ! ------------------------------------------------------------------------------------------------
+  ! First part: the exported functions.
+  !
+  ! An abstract interface says what arguments look like; a line of the tables joins it with the name
+  ! of a function. The arguments that end in `lname`, `lvalue` and the like are the lengths of texts,
+  ! which C passes by value behind all others.
+  ! ------------------------------------------------------------------------------------------------
+
+  ! By name alone: module parameters.
+  abstract interface
+    subroutine named_get_i32(name, value, istat, lname) bind(C)
+      import :: c_char, c_int
+      character(kind=c_char), intent(in) :: name(*)
+      integer(c_int), intent(inout) :: value
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine named_get_i32
+
+    subroutine named_get_i64(name, value, istat, lname) bind(C)
+      import :: c_char, c_int, c_int64_t
+      character(kind=c_char), intent(in) :: name(*)
+      integer(c_int64_t), intent(inout) :: value
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine named_get_i64
+
+    subroutine named_get_f32(name, value, istat, lname) bind(C)
+      import :: c_char, c_float, c_int
+      character(kind=c_char), intent(in) :: name(*)
+      real(c_float), intent(inout) :: value
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine named_get_f32
+
+    subroutine named_get_f64(name, value, istat, lname) bind(C)
+      import :: c_char, c_double, c_int
+      character(kind=c_char), intent(in) :: name(*)
+      real(c_double), intent(inout) :: value
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine named_get_f64
+
+    subroutine named_get_handle(name, value, istat, lname) bind(C)
+      import :: c_char, c_int, c_ptr
+      character(kind=c_char), intent(in) :: name(*)
+      type(c_ptr), intent(inout) :: value
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine named_get_handle
+
+    subroutine named_get_text(name, value, istat, lname, lvalue) bind(C)
+      import :: c_char, c_int
+      character(kind=c_char), intent(in) :: name(*)
+      character(kind=c_char), intent(inout) :: value(*)
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname, lvalue
+    end subroutine named_get_text
+
+    subroutine named_get_array(name, address, count, istat, lname) bind(C)
+      import :: c_char, c_int, c_ptr
+      character(kind=c_char), intent(in) :: name(*)
+      type(c_ptr), intent(in) :: address
+      integer(c_int), intent(inout) :: count
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine named_get_array
+  end interface
+
+  ! Of a library, by name; also of the first trace of a set, where `handle` is the set.
+  abstract interface
+    subroutine handle_and_name(handle, name, istat, lname) bind(C)
+      import :: c_char, c_int, c_ptr
+      type(c_ptr), intent(in) :: handle
+      character(kind=c_char), intent(in) :: name(*)
+      integer(c_int), intent(inout) :: istat
+      integer(c_int), value :: lname
+    end subroutine handle_and_name
+
+    subroutine handle_get_i32(handle, name, value, istat, lname) bind(C)
+      import :: c_char, c_int, c_ptr
+      type(c_ptr), intent(in) :: handle
+      character(kind=c_char), intent(in) :: name(*)
+      integer(c_int), intent(inout) :: value
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine handle_get_i32
+
+    subroutine handle_get_i64(handle, name, value, istat, lname) bind(C)
+      import :: c_char, c_int, c_int64_t, c_ptr
+      type(c_ptr), intent(in) :: handle
+      character(kind=c_char), intent(in) :: name(*)
+      integer(c_int64_t), intent(inout) :: value
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine handle_get_i64
+
+    subroutine handle_get_f32(handle, name, value, istat, lname) bind(C)
+      import :: c_char, c_float, c_int, c_ptr
+      type(c_ptr), intent(in) :: handle
+      character(kind=c_char), intent(in) :: name(*)
+      real(c_float), intent(inout) :: value
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine handle_get_f32
+
+    subroutine handle_get_f64(handle, name, value, istat, lname) bind(C)
+      import :: c_char, c_double, c_int, c_ptr
+      type(c_ptr), intent(in) :: handle
+      character(kind=c_char), intent(in) :: name(*)
+      real(c_double), intent(inout) :: value
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine handle_get_f64
+
+    subroutine handle_get_handle(handle, name, value, istat, lname) bind(C)
+      import :: c_char, c_int, c_ptr
+      type(c_ptr), intent(in) :: handle
+      character(kind=c_char), intent(in) :: name(*)
+      type(c_ptr), intent(inout) :: value
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine handle_get_handle
+
+    subroutine handle_get_text(handle, name, value, istat, lname, lvalue) bind(C)
+      import :: c_char, c_int, c_ptr
+      type(c_ptr), intent(in) :: handle
+      character(kind=c_char), intent(in) :: name(*)
+      character(kind=c_char), intent(inout) :: value(*)
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname, lvalue
+    end subroutine handle_get_text
+
+    subroutine handle_get_array(handle, name, address, count, istat, lname) bind(C)
+      import :: c_char, c_int, c_ptr
+      type(c_ptr), intent(in) :: handle
+      character(kind=c_char), intent(in) :: name(*)
+      type(c_ptr), intent(in) :: address
+      integer(c_int), intent(inout) :: count
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine handle_get_array
+
+    subroutine handle_set_i32(handle, name, value, istat, lname) bind(C)
+      import :: c_char, c_int, c_ptr
+      type(c_ptr), intent(in) :: handle
+      character(kind=c_char), intent(in) :: name(*)
+      integer(c_int), intent(in) :: value
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine handle_set_i32
+
+    subroutine handle_set_i64(handle, name, value, istat, lname) bind(C)
+      import :: c_char, c_int, c_int64_t, c_ptr
+      type(c_ptr), intent(in) :: handle
+      character(kind=c_char), intent(in) :: name(*)
+      integer(c_int64_t), intent(in) :: value
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine handle_set_i64
+
+    subroutine handle_set_f32(handle, name, value, istat, lname) bind(C)
+      import :: c_char, c_float, c_int, c_ptr
+      type(c_ptr), intent(in) :: handle
+      character(kind=c_char), intent(in) :: name(*)
+      real(c_float), intent(in) :: value
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine handle_set_f32
+
+    subroutine handle_set_f64(handle, name, value, istat, lname) bind(C)
+      import :: c_char, c_double, c_int, c_ptr
+      type(c_ptr), intent(in) :: handle
+      character(kind=c_char), intent(in) :: name(*)
+      real(c_double), intent(in) :: value
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine handle_set_f64
+
+    subroutine handle_set_text(handle, name, value, istat, lname, lvalue) bind(C)
+      import :: c_char, c_int, c_ptr
+      type(c_ptr), intent(in) :: handle
+      character(kind=c_char), intent(in) :: name(*)
+      character(kind=c_char), intent(in) :: value(*)
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname, lvalue
+    end subroutine handle_set_text
+
+    subroutine handle_set_terminated(handle, name, value, istat, lname) bind(C)
+      import :: c_char, c_int, c_ptr
+      type(c_ptr), intent(in) :: handle
+      character(kind=c_char), intent(in) :: name(*)
+      character(kind=c_char), intent(in) :: value(*)
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine handle_set_terminated
+
+    subroutine handle_set_array(handle, name, address, count, istat, lname) bind(C)
+      import :: c_char, c_int, c_ptr
+      type(c_ptr), intent(in) :: handle
+      character(kind=c_char), intent(in) :: name(*)
+      type(c_ptr), intent(in) :: address
+      integer(c_int), intent(in) :: count
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine handle_set_array
+  end interface
+
+  ! Of a group, by name and row.
+  abstract interface
+    subroutine row_get_i32(group, name, row, value, istat, lname) bind(C)
+      import :: c_char, c_int, c_ptr
+      type(c_ptr), intent(in) :: group
+      character(kind=c_char), intent(in) :: name(*)
+      integer(c_int), intent(in) :: row
+      integer(c_int), intent(inout) :: value
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine row_get_i32
+
+    subroutine row_get_i64(group, name, row, value, istat, lname) bind(C)
+      import :: c_char, c_int, c_int64_t, c_ptr
+      type(c_ptr), intent(in) :: group
+      character(kind=c_char), intent(in) :: name(*)
+      integer(c_int), intent(in) :: row
+      integer(c_int64_t), intent(inout) :: value
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine row_get_i64
+
+    subroutine row_get_f32(group, name, row, value, istat, lname) bind(C)
+      import :: c_char, c_float, c_int, c_ptr
+      type(c_ptr), intent(in) :: group
+      character(kind=c_char), intent(in) :: name(*)
+      integer(c_int), intent(in) :: row
+      real(c_float), intent(inout) :: value
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine row_get_f32
+
+    subroutine row_get_f64(group, name, row, value, istat, lname) bind(C)
+      import :: c_char, c_double, c_int, c_ptr
+      type(c_ptr), intent(in) :: group
+      character(kind=c_char), intent(in) :: name(*)
+      integer(c_int), intent(in) :: row
+      real(c_double), intent(inout) :: value
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine row_get_f64
+
+    subroutine row_get_handle(group, name, row, value, istat, lname) bind(C)
+      import :: c_char, c_int, c_ptr
+      type(c_ptr), intent(in) :: group
+      character(kind=c_char), intent(in) :: name(*)
+      integer(c_int), intent(in) :: row
+      type(c_ptr), intent(inout) :: value
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine row_get_handle
+
+    subroutine row_get_text(group, name, row, value, istat, lname, lvalue) bind(C)
+      import :: c_char, c_int, c_ptr
+      type(c_ptr), intent(in) :: group
+      character(kind=c_char), intent(in) :: name(*)
+      integer(c_int), intent(in) :: row
+      character(kind=c_char), intent(inout) :: value(*)
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname, lvalue
+    end subroutine row_get_text
+
+    subroutine row_get_array(group, name, row, address, count, istat, lname) bind(C)
+      import :: c_char, c_int, c_ptr
+      type(c_ptr), intent(in) :: group
+      character(kind=c_char), intent(in) :: name(*)
+      integer(c_int), intent(in) :: row
+      type(c_ptr), intent(in) :: address
+      integer(c_int), intent(inout) :: count
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine row_get_array
+
+    subroutine row_set_i32(group, name, row, value, istat, lname) bind(C)
+      import :: c_char, c_int, c_ptr
+      type(c_ptr), intent(in) :: group
+      character(kind=c_char), intent(in) :: name(*)
+      integer(c_int), intent(in) :: row
+      integer(c_int), intent(in) :: value
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine row_set_i32
+
+    subroutine row_set_i64(group, name, row, value, istat, lname) bind(C)
+      import :: c_char, c_int, c_int64_t, c_ptr
+      type(c_ptr), intent(in) :: group
+      character(kind=c_char), intent(in) :: name(*)
+      integer(c_int), intent(in) :: row
+      integer(c_int64_t), intent(in) :: value
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine row_set_i64
+
+    subroutine row_set_f32(group, name, row, value, istat, lname) bind(C)
+      import :: c_char, c_float, c_int, c_ptr
+      type(c_ptr), intent(in) :: group
+      character(kind=c_char), intent(in) :: name(*)
+      integer(c_int), intent(in) :: row
+      real(c_float), intent(in) :: value
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine row_set_f32
+
+    subroutine row_set_f64(group, name, row, value, istat, lname) bind(C)
+      import :: c_char, c_double, c_int, c_ptr
+      type(c_ptr), intent(in) :: group
+      character(kind=c_char), intent(in) :: name(*)
+      integer(c_int), intent(in) :: row
+      real(c_double), intent(in) :: value
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine row_set_f64
+
+    subroutine row_set_text(group, name, row, value, istat, lname, lvalue) bind(C)
+      import :: c_char, c_int, c_ptr
+      type(c_ptr), intent(in) :: group
+      character(kind=c_char), intent(in) :: name(*)
+      integer(c_int), intent(in) :: row
+      character(kind=c_char), intent(in) :: value(*)
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname, lvalue
+    end subroutine row_set_text
+
+    subroutine row_set_array(group, name, row, address, count, istat, lname) bind(C)
+      import :: c_char, c_int, c_ptr
+      type(c_ptr), intent(in) :: group
+      character(kind=c_char), intent(in) :: name(*)
+      integer(c_int), intent(in) :: row
+      type(c_ptr), intent(in) :: address
+      integer(c_int), intent(in) :: count
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine row_set_array
+  end interface
+
+  ! Of a set, by name and trace.
+  abstract interface
+    subroutine trace_get_i32(set, name, value, trace, istat, lname) bind(C)
+      import :: c_char, c_int, c_ptr
+      type(c_ptr), intent(in) :: set
+      character(kind=c_char), intent(in) :: name(*)
+      integer(c_int), intent(inout) :: value
+      integer(c_int), intent(in) :: trace
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine trace_get_i32
+
+    subroutine trace_get_i64(set, name, value, trace, istat, lname) bind(C)
+      import :: c_char, c_int, c_int64_t, c_ptr
+      type(c_ptr), intent(in) :: set
+      character(kind=c_char), intent(in) :: name(*)
+      integer(c_int64_t), intent(inout) :: value
+      integer(c_int), intent(in) :: trace
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine trace_get_i64
+
+    subroutine trace_get_f32(set, name, value, trace, istat, lname) bind(C)
+      import :: c_char, c_float, c_int, c_ptr
+      type(c_ptr), intent(in) :: set
+      character(kind=c_char), intent(in) :: name(*)
+      real(c_float), intent(inout) :: value
+      integer(c_int), intent(in) :: trace
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine trace_get_f32
+
+    subroutine trace_get_f64(set, name, value, trace, istat, lname) bind(C)
+      import :: c_char, c_double, c_int, c_ptr
+      type(c_ptr), intent(in) :: set
+      character(kind=c_char), intent(in) :: name(*)
+      real(c_double), intent(inout) :: value
+      integer(c_int), intent(in) :: trace
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine trace_get_f64
+
+    subroutine trace_get_text(set, name, value, trace, istat, lname, lvalue) bind(C)
+      import :: c_char, c_int, c_ptr
+      type(c_ptr), intent(in) :: set
+      character(kind=c_char), intent(in) :: name(*)
+      character(kind=c_char), intent(inout) :: value(*)
+      integer(c_int), intent(in) :: trace
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname, lvalue
+    end subroutine trace_get_text
+
+    subroutine trace_get_array(set, name, address, count, trace, istat, lname) bind(C)
+      import :: c_char, c_int, c_ptr
+      type(c_ptr), intent(in) :: set
+      character(kind=c_char), intent(in) :: name(*)
+      type(c_ptr), intent(in) :: address
+      integer(c_int), intent(in) :: count
+      integer(c_int), intent(in) :: trace
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine trace_get_array
+
+    subroutine trace_set_i32(set, name, value, trace, istat, lname) bind(C)
+      import :: c_char, c_int, c_ptr
+      type(c_ptr), intent(in) :: set
+      character(kind=c_char), intent(in) :: name(*)
+      integer(c_int), intent(in) :: value
+      integer(c_int), intent(in) :: trace
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine trace_set_i32
+
+    subroutine trace_set_i64(set, name, value, trace, istat, lname) bind(C)
+      import :: c_char, c_int, c_int64_t, c_ptr
+      type(c_ptr), intent(in) :: set
+      character(kind=c_char), intent(in) :: name(*)
+      integer(c_int64_t), intent(in) :: value
+      integer(c_int), intent(in) :: trace
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine trace_set_i64
+
+    subroutine trace_set_f32(set, name, value, trace, istat, lname) bind(C)
+      import :: c_char, c_float, c_int, c_ptr
+      type(c_ptr), intent(in) :: set
+      character(kind=c_char), intent(in) :: name(*)
+      real(c_float), intent(in) :: value
+      integer(c_int), intent(in) :: trace
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine trace_set_f32
+
+    subroutine trace_set_f64(set, name, value, trace, istat, lname) bind(C)
+      import :: c_char, c_double, c_int, c_ptr
+      type(c_ptr), intent(in) :: set
+      character(kind=c_char), intent(in) :: name(*)
+      real(c_double), intent(in) :: value
+      integer(c_int), intent(in) :: trace
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine trace_set_f64
+
+    subroutine trace_set_terminated(set, name, value, trace, istat, lname) bind(C)
+      import :: c_char, c_int, c_ptr
+      type(c_ptr), intent(in) :: set
+      character(kind=c_char), intent(in) :: name(*)
+      character(kind=c_char), intent(in) :: value(*)
+      integer(c_int), intent(in) :: trace
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine trace_set_terminated
+
+    subroutine trace_set_array(set, name, address, count, trace, istat, lname) bind(C)
+      import :: c_char, c_int, c_ptr
+      type(c_ptr), intent(in) :: set
+      character(kind=c_char), intent(in) :: name(*)
+      type(c_ptr), intent(in) :: address
+      integer(c_int), intent(in) :: count
+      integer(c_int), intent(in) :: trace
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine trace_set_array
+  end interface
+
+  ! Arrays as the C form hands them out: the kernel's own elements and how many there are. Rows are
+  ! counted from 0 here.
+  abstract interface
+    function c_named_get_array(name, elements, count) result(found) bind(C)
+      import :: c_char, c_int, c_ptr
+      character(kind=c_char), intent(in) :: name(*)
+      type(c_ptr), intent(inout) :: elements
+      integer(c_int), intent(inout) :: count
+      integer(c_int) :: found
+    end function c_named_get_array
+
+    function c_row_get_array(group, name, row, elements, count) result(found) bind(C)
+      import :: c_char, c_int, c_ptr
+      type(c_ptr), value :: group
+      character(kind=c_char), intent(in) :: name(*)
+      integer(c_int), value :: row
+      type(c_ptr), intent(inout) :: elements
+      integer(c_int), intent(inout) :: count
+      integer(c_int) :: found
+    end function c_row_get_array
+
+    function c_handle_get_array(library, name, elements, count) result(found) bind(C)
+      import :: c_char, c_int, c_ptr
+      type(c_ptr), value :: library
+      character(kind=c_char), intent(in) :: name(*)
+      type(c_ptr), intent(inout) :: elements
+      integer(c_int), intent(inout) :: count
+      integer(c_int) :: found
+    end function c_handle_get_array
+  end interface
+
+  ! Resources and memory; `array` is a descriptor.
+  abstract interface
+    subroutine resource_get_array(name, array, istat, lname) bind(C)
+      import :: array_descriptor, c_char, c_int
+      character(kind=c_char), intent(in) :: name(*)
+      type(array_descriptor), intent(inout) :: array
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine resource_get_array
+
+    subroutine resource_get_texts(name, array, width, istat, lname) bind(C)
+      import :: array_descriptor, c_char, c_int
+      character(kind=c_char), intent(in) :: name(*)
+      type(array_descriptor), intent(inout) :: array
+      integer(c_int), intent(in) :: width
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine resource_get_texts
+
+    ! `address` goes by value: the function takes the address of the caller's variable.
+    subroutine resource_set(name, address, size, istat, lname) bind(C)
+      import :: c_char, c_int, c_ptr
+      character(kind=c_char), intent(in) :: name(*)
+      type(c_ptr), value :: address
+      integer(c_int), intent(in) :: size
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine resource_set
+
+    subroutine resource_get_block(name, address, istat, lname) bind(C)
+      import :: c_char, c_int, c_ptr
+      character(kind=c_char), intent(in) :: name(*)
+      type(c_ptr), value :: address
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine resource_get_block
+
+    subroutine allocate_array(array, count) bind(C)
+      import :: array_descriptor, c_int
+      type(array_descriptor), intent(inout) :: array
+      integer(c_int), intent(in) :: count
+    end subroutine allocate_array
+
+    subroutine allocate_texts(array, width, count) bind(C)
+      import :: array_descriptor, c_int
+      type(array_descriptor), intent(inout) :: array
+      integer(c_int), intent(in) :: width, count
+    end subroutine allocate_texts
+
+    subroutine zero_array(array) bind(C)
+      import :: array_descriptor
+      type(array_descriptor), intent(inout) :: array
+    end subroutine zero_array
+
+    subroutine zero_texts(array, width) bind(C)
+      import :: array_descriptor, c_int
+      type(array_descriptor), intent(inout) :: array
+      integer(c_int), intent(in) :: width
+    end subroutine zero_texts
+
+    subroutine free_block(address) bind(C)
+      import :: c_ptr
+      type(c_ptr), intent(in) :: address
+    end subroutine free_block
+  end interface
+
+  ! Files.
+  abstract interface
+    subroutine file_by_name(file, unit, lfile) bind(C)
+      import :: c_char, c_int
+      character(kind=c_char), intent(in) :: file(*)
+      integer(c_int), intent(out) :: unit
+      integer(c_int), value :: lfile
+    end subroutine file_by_name
+
+    subroutine file_by_unit(unit) bind(C)
+      import :: c_int
+      integer(c_int), intent(in) :: unit
+    end subroutine file_by_unit
+
+    function posix_open(file, flags, mode, unused, lfile) result(unit) bind(C)
+      import :: c_char, c_int
+      character(kind=c_char), intent(in) :: file(*)
+      integer(c_int), intent(in) :: flags, mode, unused
+      integer(c_int), value :: lfile
+      integer(c_int) :: unit
+    end function posix_open
+  end interface
+
+  ! Trace buffers and trace sets; `set_samples` with the address of the samples' address, `get` with a
+  ! descriptor.
+  abstract interface
+    subroutine buffer_get(set, number, status) bind(C)
+      import :: c_int, c_ptr
+      type(c_ptr), intent(out) :: set
+      integer(c_int), intent(in) :: number
+      integer(c_int), intent(out) :: status
+    end subroutine buffer_get
+
+    subroutine output_bld(channel, length, interval, template, status) bind(C)
+      import :: c_int, c_ptr
+      integer(c_int), intent(in) :: channel, length, interval
+      type(c_ptr), intent(in) :: template
+      integer(c_int), intent(out) :: status
+    end subroutine output_bld
+
+    subroutine work_bld(work_set, length, interval, traces, status) bind(C)
+      import :: c_int
+      integer(c_int), intent(in) :: work_set, length, interval, traces
+      integer(c_int), intent(out) :: status
+    end subroutine work_bld
+
+    subroutine work_bld_like(work_set, length, interval, traces, template, status) bind(C)
+      import :: c_int, c_ptr
+      integer(c_int), intent(in) :: work_set, length, interval, traces
+      type(c_ptr), intent(in) :: template
+      integer(c_int), intent(out) :: status
+    end subroutine work_bld_like
+
+    subroutine channel_set_flag(channel, flag) bind(C)
+      import :: c_int
+      integer(c_int), intent(in) :: channel, flag
+    end subroutine channel_set_flag
+
+    subroutine channel_get_flag(channel, flag, answer) bind(C)
+      import :: c_int
+      integer(c_int), intent(in) :: channel, flag
+      integer(c_int), intent(out) :: answer
+    end subroutine channel_get_flag
+
+    subroutine set_put(set, value) bind(C)
+      import :: c_int, c_ptr
+      type(c_ptr), intent(in) :: set
+      integer(c_int), intent(in) :: value
+    end subroutine set_put
+
+    subroutine set_take(set, value) bind(C)
+      import :: c_int, c_ptr
+      type(c_ptr), intent(in) :: set
+      integer(c_int), intent(out) :: value
+    end subroutine set_take
+
+    subroutine set_query(set, value, status) bind(C)
+      import :: c_int, c_ptr
+      type(c_ptr), intent(in) :: set
+      integer(c_int), intent(inout) :: value
+      integer(c_int), intent(out) :: status
+    end subroutine set_query
+
+    subroutine set_change(set, value, status) bind(C)
+      import :: c_int, c_ptr
+      type(c_ptr), intent(in) :: set
+      integer(c_int), intent(in) :: value
+      integer(c_int), intent(out) :: status
+    end subroutine set_change
+
+    subroutine set_clear(set, status) bind(C)
+      import :: c_int, c_ptr
+      type(c_ptr), intent(in) :: set
+      integer(c_int), intent(out) :: status
+    end subroutine set_clear
+
+    subroutine first_trace_copy(from, to, header, samples, status) bind(C)
+      import :: c_int, c_ptr
+      type(c_ptr), intent(in) :: from, to
+      integer(c_int), intent(in) :: header, samples
+      integer(c_int), intent(out) :: status
+    end subroutine first_trace_copy
+
+    subroutine trace_copy(from, to, header, samples, trace_from, trace_to, status) bind(C)
+      import :: c_int, c_ptr
+      type(c_ptr), intent(in) :: from, to
+      integer(c_int), intent(in) :: header, samples, trace_from, trace_to
+      integer(c_int), intent(out) :: status
+    end subroutine trace_copy
+
+    function c_trace_move(from, to, trace_from, trace_to) result(status) bind(C)
+      import :: c_int, c_ptr
+      type(c_ptr), value :: from, to
+      integer(c_int), value :: trace_from, trace_to
+      integer(c_int) :: status
+    end function c_trace_move
+
+    subroutine first_samples_get(set, array, status) bind(C)
+      import :: array_descriptor, c_int, c_ptr
+      type(c_ptr), intent(in) :: set
+      type(array_descriptor), intent(inout) :: array
+      integer(c_int), intent(out) :: status
+    end subroutine first_samples_get
+
+    subroutine samples_get(set, array, trace, status) bind(C)
+      import :: array_descriptor, c_int, c_ptr
+      type(c_ptr), intent(in) :: set
+      type(array_descriptor), intent(inout) :: array
+      integer(c_int), intent(in) :: trace
+      integer(c_int), intent(out) :: status
+    end subroutine samples_get
+
+    subroutine first_samples_set(set, address, status) bind(C)
+      import :: c_int, c_ptr
+      type(c_ptr), intent(in) :: set, address
+      integer(c_int), intent(out) :: status
+    end subroutine first_samples_set
+
+    subroutine samples_set(set, address, trace, status) bind(C)
+      import :: c_int, c_ptr
+      type(c_ptr), intent(in) :: set, address
+      integer(c_int), intent(in) :: trace
+      integer(c_int), intent(out) :: status
+    end subroutine samples_set
+  end interface
+
+  ! Schema, messages, pads, directories, metadata and options.
+  abstract interface
+    subroutine schema_query(name, value, lname) bind(C)
+      import :: c_char, c_int
+      character(kind=c_char), intent(in) :: name(*)
+      integer(c_int), intent(out) :: value
+      integer(c_int), value :: lname
+    end subroutine schema_query
+
+    subroutine schema_text(name, text, lname, ltext) bind(C)
+      import :: c_char, c_int
+      character(kind=c_char), intent(in) :: name(*)
+      character(kind=c_char), intent(inout) :: text(*)
+      integer(c_int), value :: lname, ltext
+    end subroutine schema_text
+
+    subroutine number_and_text(number, text, ltext) bind(C)
+      import :: c_char, c_int
+      integer(c_int), intent(in) :: number
+      character(kind=c_char), intent(in) :: text(*)
+      integer(c_int), value :: ltext
+    end subroutine number_and_text
+
+    subroutine text_alone(text, ltext) bind(C)
+      import :: c_char, c_int
+      character(kind=c_char), intent(in) :: text(*)
+      integer(c_int), value :: ltext
+    end subroutine text_alone
+
+    subroutine text_fill(text, ltext) bind(C)
+      import :: c_char, c_int
+      character(kind=c_char), intent(inout) :: text(*)
+      integer(c_int), value :: ltext
+    end subroutine text_fill
+
+    subroutine argument_i32(value) bind(C)
+      import :: c_int
+      integer(c_int), intent(in) :: value
+    end subroutine argument_i32
+
+    subroutine argument_i64(value) bind(C)
+      import :: c_int64_t
+      integer(c_int64_t), intent(in) :: value
+    end subroutine argument_i64
+
+    subroutine argument_f32(value) bind(C)
+      import :: c_float
+      real(c_float), intent(in) :: value
+    end subroutine argument_f32
+
+    subroutine argument_f64(value) bind(C)
+      import :: c_double
+      real(c_double), intent(in) :: value
+    end subroutine argument_f64
+
+    subroutine pad_create(pad, type, align, title, ltitle) bind(C)
+      import :: c_char, c_int
+      integer(c_int), intent(out) :: pad
+      integer(c_int), intent(in) :: type, align
+      character(kind=c_char), intent(in) :: title(*)
+      integer(c_int), value :: ltitle
+    end subroutine pad_create
+
+    subroutine pad_plot(pad, x, y, pen) bind(C)
+      import :: c_float, c_int
+      integer(c_int), intent(in) :: pad, pen
+      real(c_float), intent(in) :: x, y
+    end subroutine pad_plot
+
+    subroutine pad_number(pad, x, y, height, number, angle, decimals) bind(C)
+      import :: c_float, c_int
+      integer(c_int), intent(in) :: pad, decimals
+      real(c_float), intent(in) :: x, y, height, number, angle
+    end subroutine pad_number
+
+    subroutine pad_symbol(pad, x, y, height, text, code, angle, characters, ltext) bind(C)
+      import :: c_char, c_float, c_int
+      integer(c_int), intent(in) :: pad, code, characters
+      real(c_float), intent(in) :: x, y, height, angle
+      character(kind=c_char), intent(in) :: text(*)
+      integer(c_int), value :: ltext
+    end subroutine pad_symbol
+
+    subroutine pad_factor(pad, factor) bind(C)
+      import :: c_float, c_int
+      integer(c_int), intent(in) :: pad
+      real(c_float), intent(in) :: factor
+    end subroutine pad_factor
+
+    subroutine pad_pen(pad, pen) bind(C)
+      import :: c_int
+      integer(c_int), intent(in) :: pad, pen
+    end subroutine pad_pen
+
+    function c_text_get() result(text) bind(C)
+      import :: c_ptr
+      type(c_ptr) :: text
+    end function c_text_get
+
+    subroutine c_text_set(text) bind(C)
+      import :: c_char
+      character(kind=c_char), intent(in) :: text(*)
+    end subroutine c_text_set
+
+    subroutine metadata_set(scope, name, value, lname, lvalue) bind(C)
+      import :: c_char, c_int
+      integer(c_int), intent(in) :: scope
+      character(kind=c_char), intent(in) :: name(*), value(*)
+      integer(c_int), value :: lname, lvalue
+    end subroutine metadata_set
+
+    subroutine metadata_set_part(scope, name, value, n, lname, lvalue) bind(C)
+      import :: c_char, c_int
+      integer(c_int), intent(in) :: scope, n
+      character(kind=c_char), intent(in) :: name(*), value(*)
+      integer(c_int), value :: lname, lvalue
+    end subroutine metadata_set_part
+
+    function c_metadata_get(scope, name, value, n) result(length) bind(C)
+      import :: c_char, c_int
+      integer(c_int), value :: scope, n
+      character(kind=c_char), intent(in) :: name(*)
+      character(kind=c_char), intent(inout) :: value(*)
+      integer(c_int) :: length
+    end function c_metadata_get
+
+    subroutine option_set(option, value, loption) bind(C)
+      import :: c_char, c_int
+      character(kind=c_char), intent(in) :: option(*)
+      integer(c_int), intent(in) :: value
+      integer(c_int), value :: loption
+    end subroutine option_set
+  end interface
+
+  ! Module parameters and options
+  procedure(named_get_i32), bind(C, name="knl_geti32moduleparameter_") :: raw_geti32moduleparameter
+  procedure(named_get_i64), bind(C, name="knl_geti64moduleparameter_") :: raw_geti64moduleparameter
+  procedure(named_get_f32), bind(C, name="knl_getf32moduleparameter_") :: raw_getf32moduleparameter
+  procedure(named_get_f64), bind(C, name="knl_getf64moduleparameter_") :: raw_getf64moduleparameter
+  procedure(named_get_text), bind(C, name="knl_getstrmoduleparameter_") :: raw_getstrmoduleparameter
+  procedure(named_get_array), bind(C, name="knl_geti32arraymoduleparameter_") :: raw_geti32arraymoduleparameter
+  procedure(named_get_array), bind(C, name="knl_geti64arraymoduleparameter_") :: raw_geti64arraymoduleparameter
+  procedure(named_get_array), bind(C, name="knl_getf32arraymoduleparameter_") :: raw_getf32arraymoduleparameter
+  procedure(named_get_array), bind(C, name="knl_getf64arraymoduleparameter_") :: raw_getf64arraymoduleparameter
+  procedure(c_named_get_array), bind(C, name="knl_getI32ArrayModuleParameter") :: c_geti32arraymoduleparameter
+  procedure(c_named_get_array), bind(C, name="knl_getI64ArrayModuleParameter") :: c_geti64arraymoduleparameter
+  procedure(c_named_get_array), bind(C, name="knl_getF32ArrayModuleParameter") :: c_getf32arraymoduleparameter
+  procedure(c_named_get_array), bind(C, name="knl_getF64ArrayModuleParameter") :: c_getf64arraymoduleparameter
+  procedure(named_get_handle), bind(C, name="knl_getlibmoduleparameter_") :: raw_getlibmoduleparameter
+  procedure(named_get_handle), bind(C, name="knl_getgroupmoduleparameter_") :: raw_getgroupmoduleparameter
+  procedure(option_set), bind(C, name="knl_setmoduleprocessingoption_") :: raw_setmoduleprocessingoption
+
+  ! Groups
+  procedure(row_get_i32), bind(C, name="knl_geti32groupparameter_") :: raw_geti32groupparameter
+  procedure(row_get_i64), bind(C, name="knl_geti64groupparameter_") :: raw_geti64groupparameter
+  procedure(row_get_f32), bind(C, name="knl_getf32groupparameter_") :: raw_getf32groupparameter
+  procedure(row_get_f64), bind(C, name="knl_getf64groupparameter_") :: raw_getf64groupparameter
+  procedure(row_get_text), bind(C, name="knl_getstrgroupparameter_") :: raw_getstrgroupparameter
+  procedure(row_get_array), bind(C, name="knl_geti32arraygroupparameter_") :: raw_geti32arraygroupparameter
+  procedure(row_get_array), bind(C, name="knl_geti64arraygroupparameter_") :: raw_geti64arraygroupparameter
+  procedure(row_get_array), bind(C, name="knl_getf32arraygroupparameter_") :: raw_getf32arraygroupparameter
+  procedure(row_get_array), bind(C, name="knl_getf64arraygroupparameter_") :: raw_getf64arraygroupparameter
+  procedure(c_row_get_array), bind(C, name="knl_getI32ArrayGroupParameter") :: c_geti32arraygroupparameter
+  procedure(c_row_get_array), bind(C, name="knl_getI64ArrayGroupParameter") :: c_geti64arraygroupparameter
+  procedure(c_row_get_array), bind(C, name="knl_getF32ArrayGroupParameter") :: c_getf32arraygroupparameter
+  procedure(c_row_get_array), bind(C, name="knl_getF64ArrayGroupParameter") :: c_getf64arraygroupparameter
+  procedure(row_get_handle), bind(C, name="knl_getlibgroupparameter_") :: raw_getlibgroupparameter
+  procedure(row_get_handle), bind(C, name="knl_getgrpgroupparameter_") :: raw_getgrpgroupparameter
+  procedure(row_set_i32), bind(C, name="knl_seti32groupparameter_") :: raw_seti32groupparameter
+  procedure(row_set_i64), bind(C, name="knl_seti64groupparameter_") :: raw_seti64groupparameter
+  procedure(row_set_f32), bind(C, name="knl_setf32groupparameter_") :: raw_setf32groupparameter
+  procedure(row_set_f64), bind(C, name="knl_setf64groupparameter_") :: raw_setf64groupparameter
+  procedure(row_set_text), bind(C, name="knl_setstrgroupparameter_") :: raw_setstrgroupparameter
+  procedure(row_set_array), bind(C, name="knl_seti32arraygroupparameter_") :: raw_seti32arraygroupparameter
+  procedure(row_set_array), bind(C, name="knl_seti64arraygroupparameter_") :: raw_seti64arraygroupparameter
+  procedure(row_set_array), bind(C, name="knl_setf32arraygroupparameter_") :: raw_setf32arraygroupparameter
+  procedure(row_set_array), bind(C, name="knl_setf64arraygroupparameter_") :: raw_setf64arraygroupparameter
+  procedure(row_get_handle), bind(C, name="knl_setgrpgroupparameter_") :: raw_setgrpgroupparameter
+
+  ! Libraries
+  procedure(handle_and_name), bind(C, name="knl_islibraryattributeexist_") :: raw_islibraryattributeexist
+  procedure(handle_get_i32), bind(C, name="knl_geti32libraryparameter_") :: raw_geti32libraryparameter
+  procedure(handle_get_i64), bind(C, name="knl_geti64libraryparameter_") :: raw_geti64libraryparameter
+  procedure(handle_get_f32), bind(C, name="knl_getf32libraryparameter_") :: raw_getf32libraryparameter
+  procedure(handle_get_f64), bind(C, name="knl_getf64libraryparameter_") :: raw_getf64libraryparameter
+  procedure(handle_get_text), bind(C, name="knl_getstrlibraryparameter_") :: raw_getstrlibraryparameter
+  procedure(handle_get_array), bind(C, name="knl_geti32arraylibraryparameter_") :: raw_geti32arraylibraryparameter
+  procedure(handle_get_array), bind(C, name="knl_geti64arraylibraryparameter_") :: raw_geti64arraylibraryparameter
+  procedure(handle_get_array), bind(C, name="knl_getf32arraylibraryparameter_") :: raw_getf32arraylibraryparameter
+  procedure(handle_get_array), bind(C, name="knl_getf64arraylibraryparameter_") :: raw_getf64arraylibraryparameter
+  procedure(c_handle_get_array), bind(C, name="knl_getI32ArrayLibraryParameter") :: c_geti32arraylibraryparameter
+  procedure(c_handle_get_array), bind(C, name="knl_getI64ArrayLibraryParameter") :: c_geti64arraylibraryparameter
+  procedure(c_handle_get_array), bind(C, name="knl_getF32ArrayLibraryParameter") :: c_getf32arraylibraryparameter
+  procedure(c_handle_get_array), bind(C, name="knl_getF64ArrayLibraryParameter") :: c_getf64arraylibraryparameter
+  procedure(handle_get_handle), bind(C, name="knl_getgrouplibraryparameter_") :: raw_getgrouplibraryparameter
+  procedure(handle_get_handle), bind(C, name="knl_getliblibraryparameter_") :: raw_getliblibraryparameter
+  procedure(handle_set_i32), bind(C, name="knl_seti32libraryparameter_") :: raw_seti32libraryparameter
+  procedure(handle_set_i64), bind(C, name="knl_seti64libraryparameter_") :: raw_seti64libraryparameter
+  procedure(handle_set_f32), bind(C, name="knl_setf32libraryparameter_") :: raw_setf32libraryparameter
+  procedure(handle_set_f64), bind(C, name="knl_setf64libraryparameter_") :: raw_setf64libraryparameter
+  procedure(handle_set_text), bind(C, name="knl_setstringlibraryparameter_") :: raw_setstringlibraryparameter
+  procedure(handle_set_array), bind(C, name="knl_seti32arraylibraryparameter_") :: raw_seti32arraylibraryparameter
+  procedure(handle_set_array), bind(C, name="knl_seti64arraylibraryparameter_") :: raw_seti64arraylibraryparameter
+  procedure(handle_set_array), bind(C, name="knl_setf32arraylibraryparameter_") :: raw_setf32arraylibraryparameter
+  procedure(handle_set_array), bind(C, name="knl_setf64arraylibraryparameter_") :: raw_setf64arraylibraryparameter
+  procedure(handle_get_handle), bind(C, name="knl_setgrplibraryparameter_") :: raw_setgrplibraryparameter
+
+  ! Trace attributes
+  procedure(handle_and_name), bind(C, name="knl_definetraceattribute_") :: raw_definetraceattribute
+  procedure(handle_and_name), bind(C, name="knl_istraceattributeexist_") :: raw_istraceattributeexist
+  procedure(handle_get_i32), bind(C, name="knl_geti32traceattribute_") :: raw_geti32traceattribute
+  procedure(handle_get_i64), bind(C, name="knl_geti64traceattribute_") :: raw_geti64traceattribute
+  procedure(handle_get_f32), bind(C, name="knl_getf32traceattribute_") :: raw_getf32traceattribute
+  procedure(handle_get_f64), bind(C, name="knl_getf64traceattribute_") :: raw_getf64traceattribute
+  procedure(handle_get_text), bind(C, name="knl_getstringtraceattribute_") :: raw_getstringtraceattribute
+  procedure(handle_set_array), bind(C, name="knl_geti32arraytraceattribute_") :: raw_geti32arraytraceattribute
+  procedure(handle_set_array), bind(C, name="knl_geti64arraytraceattribute_") :: raw_geti64arraytraceattribute
+  procedure(handle_set_array), bind(C, name="knl_getf32arraytraceattribute_") :: raw_getf32arraytraceattribute
+  procedure(handle_set_array), bind(C, name="knl_getf64arraytraceattribute_") :: raw_getf64arraytraceattribute
+  procedure(handle_set_i32), bind(C, name="knl_seti32traceattribute_") :: raw_seti32traceattribute
+  procedure(handle_set_i64), bind(C, name="knl_seti64traceattribute_") :: raw_seti64traceattribute
+  procedure(handle_set_f32), bind(C, name="knl_setf32traceattribute_") :: raw_setf32traceattribute
+  procedure(handle_set_f64), bind(C, name="knl_setf64traceattribute_") :: raw_setf64traceattribute
+  procedure(handle_set_terminated), bind(C, name="knl_setstringtraceattribute_") :: raw_setstringtraceattribute
+  procedure(handle_set_array), bind(C, name="knl_seti32arraytraceattribute_") :: raw_seti32arraytraceattribute
+  procedure(handle_set_array), bind(C, name="knl_seti64arraytraceattribute_") :: raw_seti64arraytraceattribute
+  procedure(handle_set_array), bind(C, name="knl_setf32arraytraceattribute_") :: raw_setf32arraytraceattribute
+  procedure(handle_set_array), bind(C, name="knl_setf64arraytraceattribute_") :: raw_setf64arraytraceattribute
+  procedure(trace_get_i32), bind(C, name="knl_mgeti32traceattribute_") :: raw_mgeti32traceattribute
+  procedure(trace_get_i64), bind(C, name="knl_mgeti64traceattribute_") :: raw_mgeti64traceattribute
+  procedure(trace_get_f32), bind(C, name="knl_mgetf32traceattribute_") :: raw_mgetf32traceattribute
+  procedure(trace_get_f64), bind(C, name="knl_mgetf64traceattribute_") :: raw_mgetf64traceattribute
+  procedure(trace_get_text), bind(C, name="knl_mgetstringtraceattribute_") :: raw_mgetstringtraceattribute
+  procedure(trace_set_array), bind(C, name="knl_mgeti32arraytraceattribute_") :: raw_mgeti32arraytraceattribute
+  procedure(trace_set_array), bind(C, name="knl_mgeti64arraytraceattribute_") :: raw_mgeti64arraytraceattribute
+  procedure(trace_set_array), bind(C, name="knl_mgetf32arraytraceattribute_") :: raw_mgetf32arraytraceattribute
+  procedure(trace_set_array), bind(C, name="knl_mgetf64arraytraceattribute_") :: raw_mgetf64arraytraceattribute
+  procedure(trace_set_i32), bind(C, name="knl_mseti32traceattribute_") :: raw_mseti32traceattribute
+  procedure(trace_set_i64), bind(C, name="knl_mseti64traceattribute_") :: raw_mseti64traceattribute
+  procedure(trace_set_f32), bind(C, name="knl_msetf32traceattribute_") :: raw_msetf32traceattribute
+  procedure(trace_set_f64), bind(C, name="knl_msetf64traceattribute_") :: raw_msetf64traceattribute
+  procedure(trace_set_terminated), bind(C, name="knl_msetstringtraceattribute_") :: raw_msetstringtraceattribute
+  procedure(trace_set_array), bind(C, name="knl_mseti32arraytraceattribute_") :: raw_mseti32arraytraceattribute
+  procedure(trace_set_array), bind(C, name="knl_mseti64arraytraceattribute_") :: raw_mseti64arraytraceattribute
+  procedure(trace_set_array), bind(C, name="knl_msetf32arraytraceattribute_") :: raw_msetf32arraytraceattribute
+  procedure(trace_set_array), bind(C, name="knl_msetf64arraytraceattribute_") :: raw_msetf64arraytraceattribute
+
+  ! Schema
+  procedure(schema_query), bind(C, name="knl_gettraceattributetype_") :: raw_gettraceattributetype
+  procedure(schema_query), bind(C, name="knl_gettraceattributedimension_") :: raw_gettraceattributedimension
+  procedure(schema_text), bind(C, name="knl_gettraceattributedescription_") :: raw_gettraceattributedescription
+
+  ! Resources: all but the last three take a descriptor
+  procedure(resource_get_array), bind(C, name="knl_getmodulei32resource_") :: raw_getmodulei32resource
+  procedure(resource_get_array), bind(C, name="knl_getmodulei64resource_") :: raw_getmodulei64resource
+  procedure(resource_get_array), bind(C, name="knl_getmodulef32resource_") :: raw_getmodulef32resource
+  procedure(resource_get_array), bind(C, name="knl_getmodulef64resource_") :: raw_getmodulef64resource
+  procedure(resource_get_texts), bind(C, name="knl_getmodulestrresource_") :: raw_getmodulestrresource
+  procedure(resource_set), bind(C, name="knl_setmoduleresource_") :: raw_setmoduleresource
+  procedure(resource_set), bind(C, name="knl_setmodulestructresource_") :: raw_setmodulestructresource
+  procedure(resource_get_block), bind(C, name="knl_getmodulestructresource_") :: raw_getmodulestructresource
+
+  ! Memory: those that allocate and those that zero take a descriptor
+  procedure(allocate_array), bind(C, name="knl_allocatei32resource_") :: raw_allocatei32resource
+  procedure(allocate_array), bind(C, name="knl_allocatei64resource_") :: raw_allocatei64resource
+  procedure(allocate_array), bind(C, name="knl_allocatef32resource_") :: raw_allocatef32resource
+  procedure(allocate_array), bind(C, name="knl_allocatef64resource_") :: raw_allocatef64resource
+  procedure(allocate_texts), bind(C, name="knl_allocatestrresource_") :: raw_allocatestrresource
+  procedure(zero_array), bind(C, name="knl_zeroi32array_") :: raw_zeroi32array
+  procedure(zero_array), bind(C, name="knl_zeroi64array_") :: raw_zeroi64array
+  procedure(zero_array), bind(C, name="knl_zerof32array_") :: raw_zerof32array
+  procedure(zero_array), bind(C, name="knl_zerof64array_") :: raw_zerof64array
+  procedure(zero_texts), bind(C, name="knl_zerostrarray_") :: raw_zerostrarray
+  procedure(free_block), bind(C, name="knl_freeresource_") :: raw_freeresource
+
+  ! Files; knl_OpenFile has capitals and no underscore behind it
+  procedure(file_by_name), bind(C, name="knl_fileopen_") :: raw_fileopen
+  procedure(file_by_name), bind(C, name="knl_filecreate_") :: raw_filecreate
+  procedure(posix_open), bind(C, name="knl_OpenFile") :: raw_openfile
+
+  ! Trace buffers and trace sets; knl_istracebufferusescratch has no underscore behind it
+  procedure(work_bld_like), bind(C, name="knl_bldworktracebuffer_") :: raw_bldworktracebuffer
+  procedure(channel_get_flag), bind(C, name="knl_isinputtracebufferflagged_") :: raw_isinputtracebufferflagged
+  procedure(set_put), bind(C, name="knl_settracebufferusescratch_") :: raw_settracebufferusescratch
+  procedure(set_take), bind(C, name="knl_istracebufferusescratch") :: raw_istracebufferusescratch
+  procedure(first_trace_copy), bind(C, name="knl_scopytracetotrace_") :: raw_scopytracetotrace
+  procedure(trace_copy), bind(C, name="knl_mcopytracetotrace_") :: raw_mcopytracetotrace
+  procedure(c_trace_move), bind(C, name="knl_moveTraceToTrace") :: c_movetracetotrace
+  procedure(first_samples_get), bind(C, name="knl_sgettracesamples_") :: raw_sgettracesamples
+  procedure(samples_get), bind(C, name="knl_mgettracesamples_") :: raw_mgettracesamples
+  procedure(first_samples_set), bind(C, name="knl_ssettracesamples_") :: raw_ssettracesamples
+  procedure(samples_set), bind(C, name="knl_msettracesamples_") :: raw_msettracesamples
+
+  ! Messages and commands
+  procedure(number_and_text), bind(C, name="knl_sendmessage_") :: raw_sendmessage
+  procedure(argument_i32), bind(C, name="knl_addi32messageargument_") :: raw_addi32messageargument
+  procedure(argument_i64), bind(C, name="knl_addi64messageargument_") :: raw_addi64messageargument
+  procedure(argument_f32), bind(C, name="knl_addf32messageargument_") :: raw_addf32messageargument
+  procedure(argument_f64), bind(C, name="knl_addf64messageargument_") :: raw_addf64messageargument
+  procedure(text_alone), bind(C, name="knl_addstrmessageargument_") :: raw_addstrmessageargument
+  procedure(text_alone), bind(C, name="knl_execapplicmd_") :: raw_execapplicmd
+
+  ! Pads
+  procedure(pad_create), bind(C, name="knl_createpad_") :: raw_createpad
+  procedure(pad_symbol), bind(C, name="knl_symbol_") :: raw_symbol
+
+  ! Directories and date
+  procedure(text_fill), bind(C, name="knl_date_") :: raw_date
+  procedure(text_fill), bind(C, name="knl_getscratchdir_") :: raw_getscratchdir
+  procedure(c_text_get), bind(C, name="knl_getProjectDir") :: c_getprojectdir
+  procedure(c_text_set), bind(C, name="knl_setProjectDir") :: c_setprojectdir
+
+  ! Metadata
+  procedure(metadata_set), bind(C, name="knl_setmetadatavalue_") :: raw_setmetadatavalue
+  procedure(metadata_set_part), bind(C, name="knl_setmetadatavaluen_") :: raw_setmetadatavaluen
+  procedure(c_metadata_get), bind(C, name="knl_getMetaDataValue") :: c_getmetadatavalue
+
+  ! ------------------------------------------------------------------------------------------------
+  ! Second part: generic names, and functions that need no body of ours because they take no text.
+  ! ------------------------------------------------------------------------------------------------
+
+  ! ---- Module parameters and options ----
+
+  !> Reads what the job gave the running module for the parameter `name`.
+  !>
+  !>     call knl_get_module_parameter(name, value, found)
+  !>
+  !> `value` is an integer, a 64-bit integer, a real, a double precision, a text, or an allocatable
+  !> array of one of the four kinds of numbers, which gets the size of what is stored. Another type
+  !> than the stored one is converted: text is parsed, numbers become numbers or text; what cannot
+  !> be converted arrives as 0, as an empty array where an array is asked for. Texts hold at most
+  !> 255 characters.
+  !>
+  !> `found`: whether there is such a parameter.
+  interface knl_get_module_parameter
+    module procedure get_i32_module_parameter, get_i64_module_parameter
+    module procedure get_f32_module_parameter, get_f64_module_parameter
+    module procedure get_text_module_parameter
+    module procedure get_i32_array_module_parameter, get_i64_array_module_parameter
+    module procedure get_f32_array_module_parameter, get_f64_array_module_parameter
+  end interface knl_get_module_parameter
+
+  ! ---- Groups ----
+
+  !> The number of rows of a group. `status` is always 1; a null group has 0 rows.
+  procedure(set_query), bind(C, name="knl_getgroupparametersize_") :: knl_get_group_parameter_size
+
+  !> Reads the parameter `name` of row `row` of a group; the first row is 1.
+  !>
+  !>     call knl_get_group_parameter(group, name, row, value, found)
+  !>
+  !> Types and conversions of `value` are those of knl_get_module_parameter. `found`: whether the
+  !> group has that row and the row that name; a null group has nothing.
+  interface knl_get_group_parameter
+    module procedure get_i32_group_parameter, get_i64_group_parameter
+    module procedure get_f32_group_parameter, get_f64_group_parameter
+    module procedure get_text_group_parameter
+    module procedure get_i32_array_group_parameter, get_i64_array_group_parameter
+    module procedure get_f32_array_group_parameter, get_f64_array_group_parameter
+  end interface knl_get_group_parameter
+
+  !> Stores a copy of `value` in row `row` of a group; the first row is 1, and missing rows are made.
+  !>
+  !>     call knl_set_group_parameter(group, name, row, value, status)
+  !>
+  !> `status`: 1 stored, 0 refused.
+  interface knl_set_group_parameter
+    module procedure set_i32_group_parameter, set_i64_group_parameter
+    module procedure set_f32_group_parameter, set_f64_group_parameter
+    module procedure set_text_group_parameter
+    module procedure set_i32_array_group_parameter, set_i64_array_group_parameter
+    module procedure set_f32_array_group_parameter, set_f64_array_group_parameter
+  end interface knl_set_group_parameter
+
+  ! ---- Libraries ----
+
+  !> The type of a library: 0 CN, 1 GD, 2 GR, 3 MU, 4 VI, 5 ED, 6 GE, 7 GX, 8 ST, 9 XY, 10 UM, 11 FD,
+  !> 12 HZ. `status`: 0, or 1 for any other type, which leaves `value` alone.
+  procedure(set_query), bind(C, name="knl_getlibrarytype_") :: knl_get_library_type
+
+  !> Reads the parameter `name` of a library.
+  !>
+  !>     call knl_get_library_parameter(library, name, value, found)
+  !>
+  !> Types and conversions of `value` are those of knl_get_module_parameter.
+  interface knl_get_library_parameter
+    module procedure get_i32_library_parameter, get_i64_library_parameter
+    module procedure get_f32_library_parameter, get_f64_library_parameter
+    module procedure get_text_library_parameter
+    module procedure get_i32_array_library_parameter, get_i64_array_library_parameter
+    module procedure get_f32_array_library_parameter, get_f64_array_library_parameter
+  end interface knl_get_library_parameter
+
+  !> Stores a copy of `value` as the parameter `name` of a library.
+  !>
+  !>     call knl_set_library_parameter(library, name, value, status)
+  !>
+  !> `status`: 1 stored, 0 refused.
+  interface knl_set_library_parameter
+    module procedure set_i32_library_parameter, set_i64_library_parameter
+    module procedure set_f32_library_parameter, set_f64_library_parameter
+    module procedure set_text_library_parameter
+    module procedure set_i32_array_library_parameter, set_i64_array_library_parameter
+    module procedure set_f32_array_library_parameter, set_f64_array_library_parameter
+  end interface knl_set_library_parameter
+
+  ! ---- Trace attributes ----
+
+  !> Reads the attribute `name` of a trace: of trace `trace`, counted from 1, or of the first one
+  !> when `trace` is not given. A trace that does not exist yet is made.
+  !>
+  !>     call knl_get_trace_attribute(set, name, value, status)
+  !>     call knl_get_trace_attribute(set, name, value, status, trace)
+  !>
+  !> `value` is an integer, a 64-bit integer, a real, a double precision or a text, converted as
+  !> parameters are; or an array of one of the four kinds of numbers. Of an array as many elements
+  !> are read as it has and as the attribute has, whichever is less; the others are left alone, and
+  !> all of them when the attribute is no such array.
+  !>
+  !> `status`: 0 when the set has the attribute, 1 when it does not. (0 is success here, unlike
+  !> with parameters.)
+  interface knl_get_trace_attribute
+    module procedure get_i32_trace_attribute, get_i64_trace_attribute
+    module procedure get_f32_trace_attribute, get_f64_trace_attribute
+    module procedure get_text_trace_attribute
+    module procedure get_i32_array_trace_attribute, get_i64_array_trace_attribute
+    module procedure get_f32_array_trace_attribute, get_f64_array_trace_attribute
+  end interface knl_get_trace_attribute
+
+  !> Writes the attribute `name` of a trace: of trace `trace`, counted from 1, or of the first one
+  !> when `trace` is not given. An attribute that the set does not have is defined; a trace that does
+  !> not exist yet is made.
+  !>
+  !>     call knl_set_trace_attribute(set, name, value, status)
+  !>     call knl_set_trace_attribute(set, name, value, status, trace)
+  !>
+  !> `value` is converted to the attribute's type, except that an array must have the kind of the
+  !> attribute and at least as many elements.
+  !>
+  !> `status`: 1 stored, 0 refused. (1 is success here, unlike reading.)
+  interface knl_set_trace_attribute
+    module procedure set_i32_trace_attribute, set_i64_trace_attribute
+    module procedure set_f32_trace_attribute, set_f64_trace_attribute
+    module procedure set_text_trace_attribute
+    module procedure set_i32_array_trace_attribute, set_i64_array_trace_attribute
+    module procedure set_f32_array_trace_attribute, set_f64_array_trace_attribute
+  end interface knl_set_trace_attribute
+
+  ! ---- Resources ----
+
+  !> Points `array` at the module resource `name`: at the memory itself, not at a copy. This is how a
+  !> module finds again, in its next call, what it allocated in an earlier one.
+  !>
+  !>     call knl_get_module_resource(name, array, found)
+  !>
+  !> `array` is a pointer to an array of integers, 64-bit integers, reals, double precisions, or
+  !> texts of fixed length; it must be declared as what was stored. Its size is the size stored with
+  !> the resource. `found`: whether there is such a resource; when not, `array` is left alone. A
+  !> resource that is no address gives a null pointer.
+  !>
+  !> The functions behind this name take a descriptor: not gfortran's own record of a pointer, which
+  !> is 8 bytes too short for them. Do not call those directly with a pointer.
+  interface knl_get_module_resource
+    module procedure get_i32_resource, get_i64_resource, get_f32_resource, get_f64_resource
+    module procedure get_text_resource
+  end interface knl_get_module_resource
+
+  !> Stores the address and the size of `array` as the module resource `name`. The memory is not
+  !> copied and must live as long as it is used: take it from knl_allocate_resource.
+  !>
+  !>     call knl_set_module_resource(name, array, status)
+  !>
+  !> `array` is a pointer to what knl_get_module_resource reads back. `status`: 1 stored, 0 when no
+  !> module is running.
+  interface knl_set_module_resource
+    module procedure set_i32_resource, set_i64_resource, set_f32_resource, set_f64_resource
+    module procedure set_text_resource
+  end interface knl_set_module_resource
+
+  ! ---- Memory ----
+
+  !> Makes `array` point to `count` new elements, all zero, charged to the running module. They live
+  !> until knl_free_resource.
+  !>
+  !>     call knl_allocate_resource(array, count)
+  !>
+  !> `array` is a pointer to an array of integers, 64-bit integers, reals, double precisions, or
+  !> texts of fixed length (`character(len=8), pointer :: names(:)`; they hold NUL characters at
+  !> first, not blanks). It is null when the memory cannot be had; the kernel then has sent a
+  !> message. A count of 0 gives an empty array that holds no memory.
+  !>
+  !> The functions behind this name take a descriptor: not gfortran's own record of a pointer, which
+  !> is 8 bytes too short for them. Do not call those directly with a pointer.
+  interface knl_allocate_resource
+    module procedure allocate_i32, allocate_i64, allocate_f32, allocate_f64, allocate_text
+  end interface knl_allocate_resource
+
+  !> Makes `array` an empty array: associated, of size 0. What it pointed to before is not released.
+  !>
+  !>     call knl_zero_array(array)
+  !>
+  !> The functions behind this name take a descriptor: not gfortran's own record of a pointer, which
+  !> is 8 bytes too short for them. Do not call those directly with a pointer.
+  interface knl_zero_array
+    module procedure zero_i32, zero_i64, zero_f32, zero_f64, zero_text
+  end interface knl_zero_array
+
+  !> Releases what knl_allocate_resource gave, and makes `array` a null pointer. An empty array and a
+  !> null pointer hold nothing to release.
+  !>
+  !>     call knl_free_resource(array)
+  interface knl_free_resource
+    module procedure free_i32, free_i64, free_f32, free_f64, free_text
+  end interface knl_free_resource
+
+  ! ---- Files ----
+
+  !> Closes the file descriptor `unit` (which is none of Fortran's units).
+  procedure(file_by_unit), bind(C, name="knl_fileclose_") :: knl_file_close
+
+  ! ---- Trace buffers ----
+  !
+  ! Channels and work sets are counted from 1. `status`: 0 success, 1 failure.
+
+  !> The handle of input channel `channel`; null and `status` 1 when the module has no such channel.
+  procedure(buffer_get), bind(C, name="knl_getinputtracebuffer_") :: knl_get_input_trace_buffer
+
+  !> The handle of output channel `channel`; null and `status` 1 when the module has no such channel.
+  procedure(buffer_get), bind(C, name="knl_getoutputtracebuffer_") :: knl_get_output_trace_buffer
+
+  !> The handle of work set `number`, which is made, together with those before it, when asked for.
+  procedure(buffer_get), bind(C, name="knl_getworktracebuffer_") :: knl_get_work_trace_buffer
+
+  !> Gives output channel `channel` its trace length (samples), its sample interval (microseconds),
+  !> and every attribute of the set `template`; c_null_ptr for no template.
+  procedure(output_bld), bind(C, name="knl_bldoutputtracebuffer_") :: knl_bld_output_trace_buffer
+
+  !> The same for a work set, without a template. `traces` is accepted and has no effect.
+  procedure(work_bld), bind(C, name="knl_bldworktracebufferf0_") :: knl_bld_work_trace_buffer_f0
+
+  !> The same for a work set, with a template.
+  procedure(work_bld_like), bind(C, name="knl_bldworktracebufferf1_") :: &
+      knl_bld_work_trace_buffer_f1
+
+  !> Both, with the template before `status` or left out:
+  !>
+  !>     call knl_bld_work_trace_buffer(work_set, length, interval, traces, status)
+  !>     call knl_bld_work_trace_buffer(work_set, length, interval, traces, template, status)
+  interface knl_bld_work_trace_buffer
+    procedure knl_bld_work_trace_buffer_f0, raw_bldworktracebuffer
+  end interface knl_bld_work_trace_buffer
+
+  !> Raises flags of input channel `channel`, as knl_keep_trace: the current trace comes again with
+  !> the next call.
+  procedure(channel_set_flag), bind(C, name="knl_setinputtracebufferflag_") :: &
+      knl_set_input_trace_buffer_flag
+
+  !> Announces how many traces the module will write to `set` in all, for the host's progress display.
+  procedure(set_put), bind(C, name="knl_informtotaltracesnumber_") :: knl_inform_total_traces_number
+
+  ! ---- Trace sets ----
+
+  !> Samples per trace; the sample interval in microseconds; the number of traces. `status`: 0, or 1
+  !> for a null handle, which leaves `value` alone.
+  procedure(set_query), bind(C, name="knl_gettracelength_") :: knl_get_trace_length
+  procedure(set_query), bind(C, name="knl_gettracesampleinterval_") :: knl_get_trace_sample_interval
+  procedure(set_query), bind(C, name="knl_getnumberoftraces_") :: knl_get_number_of_traces
+
+  !> The same, changed; traces that exist keep their length, and none is removed. `status` is always
+  !> 0.
+  procedure(set_change), bind(C, name="knl_settracelength_") :: knl_set_trace_length
+  procedure(set_change), bind(C, name="knl_settracesampleinterval_") :: &
+      knl_set_trace_sample_interval
+  procedure(set_change), bind(C, name="knl_setnumberoftraces_") :: knl_set_number_of_traces
+
+  !> The flag of the first trace of the set; of an empty set its own.
+  procedure(set_take), bind(C, name="knl_getdatachannelflag_") :: knl_get_data_channel_flag
+
+  !> Flags the last trace of the set, or an empty set itself. knl_end_of_data on an output channel
+  !> says that no more traces will come.
+  procedure(set_put), bind(C, name="knl_setdatachannelflag_") :: knl_set_data_channel_flag
+
+  !> Zeroes samples and headers of all traces of the set; the traces stay. `status`: 1 done.
+  procedure(set_clear), bind(C, name="knl_cleartraceset_") :: knl_clear_trace_set
+
+  ! ---- Messages ----
+
+  !> Hands the host one more argument of the message before or after it: an integer, a 64-bit
+  !> integer, a real, a double precision, or a text of less than 4096 characters without its trailing
+  !> blanks (a longer one stops the process).
+  !>
+  !>     call knl_add_message_argument(value)
+  interface knl_add_message_argument
+    procedure raw_addi32messageargument, raw_addi64messageargument
+    procedure raw_addf32messageargument, raw_addf64messageargument
+    module procedure add_text_message_argument
+  end interface knl_add_message_argument
+
+  ! ---- Pads ----
+  !
+  ! What positions, pens and special symbols mean is the host's.
+
+  !> Moves or draws to a position.
+  procedure(pad_plot), bind(C, name="knl_plot_") :: knl_plot
+
+  !> Draws a number with so many decimals.
+  procedure(pad_number), bind(C, name="knl_number_") :: knl_number
+
+  !> Sets the scale factor of what follows.
+  procedure(pad_factor), bind(C, name="knl_factor_") :: knl_factor
+
+  !> Takes another pen.
+  procedure(pad_pen), bind(C, name="knl_newpen_") :: knl_newpen
+
+contains
+
+  ! ------------------------------------------------------------------------------------------------
+  ! Third part: bodies.
+  ! ------------------------------------------------------------------------------------------------
+
+  ! ---- Module parameters and options ----
+
+  subroutine get_i32_module_parameter(name, value, found)
+    character(len=*), intent(in) :: name
+    integer(c_int), intent(inout) :: value
+    logical, intent(out) :: found
+    integer(c_int) :: istat
+
+    call raw_geti32moduleparameter(name, value, istat, len_trim(name, c_int))
+    found = istat == 1
+  end subroutine get_i32_module_parameter
+
+  subroutine get_i64_module_parameter(name, value, found)
+    character(len=*), intent(in) :: name
+    integer(c_int64_t), intent(inout) :: value
+    logical, intent(out) :: found
+    integer(c_int) :: istat
+
+    call raw_geti64moduleparameter(name, value, istat, len_trim(name, c_int))
+    found = istat == 1
+  end subroutine get_i64_module_parameter
+
+  subroutine get_f32_module_parameter(name, value, found)
+    character(len=*), intent(in) :: name
+    real(c_float), intent(inout) :: value
+    logical, intent(out) :: found
+    integer(c_int) :: istat
+
+    call raw_getf32moduleparameter(name, value, istat, len_trim(name, c_int))
+    found = istat == 1
+  end subroutine get_f32_module_parameter
+
+  subroutine get_f64_module_parameter(name, value, found)
+    character(len=*), intent(in) :: name
+    real(c_double), intent(inout) :: value
+    logical, intent(out) :: found
+    integer(c_int) :: istat
+
+    call raw_getf64moduleparameter(name, value, istat, len_trim(name, c_int))
+    found = istat == 1
+  end subroutine get_f64_module_parameter
+
+  subroutine get_text_module_parameter(name, value, found)
+    character(len=*), intent(in) :: name
+    character(len=*), intent(inout) :: value
+    logical, intent(out) :: found
+    integer(c_int) :: istat
+
+    call raw_getstrmoduleparameter(name, value, istat, len_trim(name, c_int), len(value, c_int))
+    found = istat == 1
+  end subroutine get_text_module_parameter
+
+  subroutine get_i32_array_module_parameter(name, value, found)
+    character(len=*), intent(in) :: name
+    integer(c_int), allocatable, target, intent(inout) :: value(:)
+    logical, intent(out) :: found
+    type(c_ptr) :: elements
+    integer(c_int) :: count, istat
+
+    elements = c_null_ptr
+    count = 0
+    found = c_geti32arraymoduleparameter(c_text(name), elements, count) == 1
+    if (.not. found) return
+    if (allocated(value)) deallocate (value)
+    allocate (value(number_of(elements, count)))
+    if (size(value) == 0) return
+    call raw_geti32arraymoduleparameter(name, c_loc(value), count, istat, &
+        len_trim(name, c_int))
+  end subroutine get_i32_array_module_parameter
+
+  subroutine get_i64_array_module_parameter(name, value, found)
+    character(len=*), intent(in) :: name
+    integer(c_int64_t), allocatable, target, intent(inout) :: value(:)
+    logical, intent(out) :: found
+    type(c_ptr) :: elements
+    integer(c_int) :: count, istat
+
+    elements = c_null_ptr
+    count = 0
+    found = c_geti64arraymoduleparameter(c_text(name), elements, count) == 1
+    if (.not. found) return
+    if (allocated(value)) deallocate (value)
+    allocate (value(number_of(elements, count)))
+    if (size(value) == 0) return
+    call raw_geti64arraymoduleparameter(name, c_loc(value), count, istat, &
+        len_trim(name, c_int))
+  end subroutine get_i64_array_module_parameter
+
+  subroutine get_f32_array_module_parameter(name, value, found)
+    character(len=*), intent(in) :: name
+    real(c_float), allocatable, target, intent(inout) :: value(:)
+    logical, intent(out) :: found
+    type(c_ptr) :: elements
+    integer(c_int) :: count, istat
+
+    elements = c_null_ptr
+    count = 0
+    found = c_getf32arraymoduleparameter(c_text(name), elements, count) == 1
+    if (.not. found) return
+    if (allocated(value)) deallocate (value)
+    allocate (value(number_of(elements, count)))
+    if (size(value) == 0) return
+    call raw_getf32arraymoduleparameter(name, c_loc(value), count, istat, &
+        len_trim(name, c_int))
+  end subroutine get_f32_array_module_parameter
+
+  subroutine get_f64_array_module_parameter(name, value, found)
+    character(len=*), intent(in) :: name
+    real(c_double), allocatable, target, intent(inout) :: value(:)
+    logical, intent(out) :: found
+    type(c_ptr) :: elements
+    integer(c_int) :: count, istat
+
+    elements = c_null_ptr
+    count = 0
+    found = c_getf64arraymoduleparameter(c_text(name), elements, count) == 1
+    if (.not. found) return
+    if (allocated(value)) deallocate (value)
+    allocate (value(number_of(elements, count)))
+    if (size(value) == 0) return
+    call raw_getf64arraymoduleparameter(name, c_loc(value), count, istat, &
+        len_trim(name, c_int))
+  end subroutine get_f64_array_module_parameter
+
+  !> The library or group that is the value of a module parameter; a null handle when the value is
+  !> none.
+  subroutine knl_get_module_parameter_library(name, value, found)
+    character(len=*), intent(in) :: name
+    type(c_ptr), intent(inout) :: value
+    logical, intent(out) :: found
+    integer(c_int) :: istat
+
+    call raw_getlibmoduleparameter(name, value, istat, len_trim(name, c_int))
+    found = istat == 1
+  end subroutine knl_get_module_parameter_library
+
+  subroutine knl_get_module_parameter_group(name, value, found)
+    character(len=*), intent(in) :: name
+    type(c_ptr), intent(inout) :: value
+    logical, intent(out) :: found
+    integer(c_int) :: istat
+
+    call raw_getgroupmoduleparameter(name, value, istat, len_trim(name, c_int))
+    found = istat == 1
+  end subroutine knl_get_module_parameter_group
+
+  !> Sets a processing option of the running module: `RespectEOD` with 1 asks for calls without input
+  !> after the end of the data, one after the other until the module flags its own output with
+  !> knl_end_of_data. (The interface's own function reads the option's name up to a NUL,
+  !> which is put there.)
+  subroutine knl_set_module_processing_option(option, value)
+    character(len=*), intent(in) :: option
+    integer(c_int), intent(in) :: value
+
+    call raw_setmoduleprocessingoption(terminated(option), value, len_trim(option, c_int))
+  end subroutine knl_set_module_processing_option
+
+  ! ---- Groups ----
+
+  subroutine get_i32_group_parameter(group, name, row, value, found)
+    type(c_ptr), intent(in) :: group
+    character(len=*), intent(in) :: name
+    integer(c_int), intent(in) :: row
+    integer(c_int), intent(inout) :: value
+    logical, intent(out) :: found
+    integer(c_int) :: istat
+
+    call raw_geti32groupparameter(group, name, row, value, istat, len_trim(name, c_int))
+    found = istat == 1
+  end subroutine get_i32_group_parameter
+
+  subroutine get_i64_group_parameter(group, name, row, value, found)
+    type(c_ptr), intent(in) :: group
+    character(len=*), intent(in) :: name
+    integer(c_int), intent(in) :: row
+    integer(c_int64_t), intent(inout) :: value
+    logical, intent(out) :: found
+    integer(c_int) :: istat
+
+    call raw_geti64groupparameter(group, name, row, value, istat, len_trim(name, c_int))
+    found = istat == 1
+  end subroutine get_i64_group_parameter
+
+  subroutine get_f32_group_parameter(group, name, row, value, found)
+    type(c_ptr), intent(in) :: group
+    character(len=*), intent(in) :: name
+    integer(c_int), intent(in) :: row
+    real(c_float), intent(inout) :: value
+    logical, intent(out) :: found
+    integer(c_int) :: istat
+
+    call raw_getf32groupparameter(group, name, row, value, istat, len_trim(name, c_int))
+    found = istat == 1
+  end subroutine get_f32_group_parameter
+
+  subroutine get_f64_group_parameter(group, name, row, value, found)
+    type(c_ptr), intent(in) :: group
+    character(len=*), intent(in) :: name
+    integer(c_int), intent(in) :: row
+    real(c_double), intent(inout) :: value
+    logical, intent(out) :: found
+    integer(c_int) :: istat
+
+    call raw_getf64groupparameter(group, name, row, value, istat, len_trim(name, c_int))
+    found = istat == 1
+  end subroutine get_f64_group_parameter
+
+  subroutine get_text_group_parameter(group, name, row, value, found)
+    type(c_ptr), intent(in) :: group
+    character(len=*), intent(in) :: name
+    integer(c_int), intent(in) :: row
+    character(len=*), intent(inout) :: value
+    logical, intent(out) :: found
+    integer(c_int) :: istat
+
+    call raw_getstrgroupparameter(group, name, row, value, istat, len_trim(name, c_int), len(value, c_int))
+    found = istat == 1
+  end subroutine get_text_group_parameter
+
+  subroutine get_i32_array_group_parameter(group, name, row, value, found)
+    type(c_ptr), intent(in) :: group
+    character(len=*), intent(in) :: name
+    integer(c_int), intent(in) :: row
+    integer(c_int), allocatable, target, intent(inout) :: value(:)
+    logical, intent(out) :: found
+    type(c_ptr) :: elements
+    integer(c_int) :: count, istat
+
+    elements = c_null_ptr
+    count = 0
+    found = c_geti32arraygroupparameter(group, c_text(name), row - 1, elements, count) == 1
+    if (.not. found) return
+    if (allocated(value)) deallocate (value)
+    allocate (value(number_of(elements, count)))
+    if (size(value) == 0) return
+    call raw_geti32arraygroupparameter(group, name, row, c_loc(value), count, istat, &
+        len_trim(name, c_int))
+  end subroutine get_i32_array_group_parameter
+
+  subroutine get_i64_array_group_parameter(group, name, row, value, found)
+    type(c_ptr), intent(in) :: group
+    character(len=*), intent(in) :: name
+    integer(c_int), intent(in) :: row
+    integer(c_int64_t), allocatable, target, intent(inout) :: value(:)
+    logical, intent(out) :: found
+    type(c_ptr) :: elements
+    integer(c_int) :: count, istat
+
+    elements = c_null_ptr
+    count = 0
+    found = c_geti64arraygroupparameter(group, c_text(name), row - 1, elements, count) == 1
+    if (.not. found) return
+    if (allocated(value)) deallocate (value)
+    allocate (value(number_of(elements, count)))
+    if (size(value) == 0) return
+    call raw_geti64arraygroupparameter(group, name, row, c_loc(value), count, istat, &
+        len_trim(name, c_int))
+  end subroutine get_i64_array_group_parameter
+
+  subroutine get_f32_array_group_parameter(group, name, row, value, found)
+    type(c_ptr), intent(in) :: group
+    character(len=*), intent(in) :: name
+    integer(c_int), intent(in) :: row
+    real(c_float), allocatable, target, intent(inout) :: value(:)
+    logical, intent(out) :: found
+    type(c_ptr) :: elements
+    integer(c_int) :: count, istat
+
+    elements = c_null_ptr
+    count = 0
+    found = c_getf32arraygroupparameter(group, c_text(name), row - 1, elements, count) == 1
+    if (.not. found) return
+    if (allocated(value)) deallocate (value)
+    allocate (value(number_of(elements, count)))
+    if (size(value) == 0) return
+    call raw_getf32arraygroupparameter(group, name, row, c_loc(value), count, istat, &
+        len_trim(name, c_int))
+  end subroutine get_f32_array_group_parameter
+
+  subroutine get_f64_array_group_parameter(group, name, row, value, found)
+    type(c_ptr), intent(in) :: group
+    character(len=*), intent(in) :: name
+    integer(c_int), intent(in) :: row
+    real(c_double), allocatable, target, intent(inout) :: value(:)
+    logical, intent(out) :: found
+    type(c_ptr) :: elements
+    integer(c_int) :: count, istat
+
+    elements = c_null_ptr
+    count = 0
+    found = c_getf64arraygroupparameter(group, c_text(name), row - 1, elements, count) == 1
+    if (.not. found) return
+    if (allocated(value)) deallocate (value)
+    allocate (value(number_of(elements, count)))
+    if (size(value) == 0) return
+    call raw_getf64arraygroupparameter(group, name, row, c_loc(value), count, istat, &
+        len_trim(name, c_int))
+  end subroutine get_f64_array_group_parameter
+
+  !> The library or group that is the value of a group's parameter; rows are counted from 1.
+  subroutine knl_get_group_parameter_library(group, name, row, value, found)
+    type(c_ptr), intent(in) :: group
+    character(len=*), intent(in) :: name
+    integer(c_int), intent(in) :: row
+    type(c_ptr), intent(inout) :: value
+    logical, intent(out) :: found
+    integer(c_int) :: istat
+
+    call raw_getlibgroupparameter(group, name, row, value, istat, len_trim(name, c_int))
+    found = istat == 1
+  end subroutine knl_get_group_parameter_library
+
+  subroutine knl_get_group_parameter_group(group, name, row, value, found)
+    type(c_ptr), intent(in) :: group
+    character(len=*), intent(in) :: name
+    integer(c_int), intent(in) :: row
+    type(c_ptr), intent(inout) :: value
+    logical, intent(out) :: found
+    integer(c_int) :: istat
+
+    call raw_getgrpgroupparameter(group, name, row, value, istat, len_trim(name, c_int))
+    found = istat == 1
+  end subroutine knl_get_group_parameter_group
+
+  subroutine set_i32_group_parameter(group, name, row, value, status)
+    type(c_ptr), intent(in) :: group
+    character(len=*), intent(in) :: name
+    integer(c_int), intent(in) :: row
+    integer(c_int), intent(in) :: value
+    integer(c_int), intent(out) :: status
+
+    call raw_seti32groupparameter(group, name, row, value, status, len_trim(name, c_int))
+  end subroutine set_i32_group_parameter
+
+  subroutine set_i64_group_parameter(group, name, row, value, status)
+    type(c_ptr), intent(in) :: group
+    character(len=*), intent(in) :: name
+    integer(c_int), intent(in) :: row
+    integer(c_int64_t), intent(in) :: value
+    integer(c_int), intent(out) :: status
+
+    call raw_seti64groupparameter(group, name, row, value, status, len_trim(name, c_int))
+  end subroutine set_i64_group_parameter
+
+  subroutine set_f32_group_parameter(group, name, row, value, status)
+    type(c_ptr), intent(in) :: group
+    character(len=*), intent(in) :: name
+    integer(c_int), intent(in) :: row
+    real(c_float), intent(in) :: value
+    integer(c_int), intent(out) :: status
+
+    call raw_setf32groupparameter(group, name, row, value, status, len_trim(name, c_int))
+  end subroutine set_f32_group_parameter
+
+  subroutine set_f64_group_parameter(group, name, row, value, status)
+    type(c_ptr), intent(in) :: group
+    character(len=*), intent(in) :: name
+    integer(c_int), intent(in) :: row
+    real(c_double), intent(in) :: value
+    integer(c_int), intent(out) :: status
+
+    call raw_setf64groupparameter(group, name, row, value, status, len_trim(name, c_int))
+  end subroutine set_f64_group_parameter
+
+  subroutine set_text_group_parameter(group, name, row, value, status)
+    type(c_ptr), intent(in) :: group
+    character(len=*), intent(in) :: name
+    integer(c_int), intent(in) :: row
+    character(len=*), intent(in) :: value
+    integer(c_int), intent(out) :: status
+
+    call raw_setstrgroupparameter(group, name, row, value, status, len_trim(name, c_int), len_trim(value, c_int))
+  end subroutine set_text_group_parameter
+
+  subroutine set_i32_array_group_parameter(group, name, row, value, status)
+    type(c_ptr), intent(in) :: group
+    character(len=*), intent(in) :: name
+    integer(c_int), intent(in) :: row
+    integer(c_int), intent(in) :: value(:)
+    integer(c_int), intent(out) :: status
+    integer(c_int), target :: elements(max(1, size(value)))
+
+    elements(:size(value)) = value
+    call raw_seti32arraygroupparameter(group, name, row, c_loc(elements), size(value, kind=c_int), &
+        status, len_trim(name, c_int))
+  end subroutine set_i32_array_group_parameter
+
+  subroutine set_i64_array_group_parameter(group, name, row, value, status)
+    type(c_ptr), intent(in) :: group
+    character(len=*), intent(in) :: name
+    integer(c_int), intent(in) :: row
+    integer(c_int64_t), intent(in) :: value(:)
+    integer(c_int), intent(out) :: status
+    integer(c_int64_t), target :: elements(max(1, size(value)))
+
+    elements(:size(value)) = value
+    call raw_seti64arraygroupparameter(group, name, row, c_loc(elements), size(value, kind=c_int), &
+        status, len_trim(name, c_int))
+  end subroutine set_i64_array_group_parameter
+
+  subroutine set_f32_array_group_parameter(group, name, row, value, status)
+    type(c_ptr), intent(in) :: group
+    character(len=*), intent(in) :: name
+    integer(c_int), intent(in) :: row
+    real(c_float), intent(in) :: value(:)
+    integer(c_int), intent(out) :: status
+    real(c_float), target :: elements(max(1, size(value)))
+
+    elements(:size(value)) = value
+    call raw_setf32arraygroupparameter(group, name, row, c_loc(elements), size(value, kind=c_int), &
+        status, len_trim(name, c_int))
+  end subroutine set_f32_array_group_parameter
+
+  subroutine set_f64_array_group_parameter(group, name, row, value, status)
+    type(c_ptr), intent(in) :: group
+    character(len=*), intent(in) :: name
+    integer(c_int), intent(in) :: row
+    real(c_double), intent(in) :: value(:)
+    integer(c_int), intent(out) :: status
+    real(c_double), target :: elements(max(1, size(value)))
+
+    elements(:size(value)) = value
+    call raw_setf64arraygroupparameter(group, name, row, c_loc(elements), size(value, kind=c_int), &
+        status, len_trim(name, c_int))
+  end subroutine set_f64_array_group_parameter
+
+  !> The group that is the value of a group's parameter; rows are counted from 1. When there is no such
+  !> parameter, a new group without rows is made and stored. `status`: 1, or 0 without a group.
+  subroutine knl_set_group_parameter_group(group, name, row, value, status)
+    type(c_ptr), intent(in) :: group
+    character(len=*), intent(in) :: name
+    integer(c_int), intent(in) :: row
+    type(c_ptr), intent(inout) :: value
+    integer(c_int), intent(out) :: status
+
+    call raw_setgrpgroupparameter(group, name, row, value, status, len_trim(name, c_int))
+  end subroutine knl_set_group_parameter_group
+
+  ! ---- Libraries ----
+
+  !> Does nothing: the interface has this function, and it neither looks at the library nor writes
+  !> `status`. Whether a library has a parameter is what knl_get_library_parameter says.
+  subroutine knl_is_library_attribute_exist(library, name, status)
+    type(c_ptr), intent(in) :: library
+    character(len=*), intent(in) :: name
+    integer(c_int), intent(inout) :: status
+
+    call raw_islibraryattributeexist(library, name, status, len_trim(name, c_int))
+  end subroutine knl_is_library_attribute_exist
+
+  subroutine get_i32_library_parameter(library, name, value, found)
+    type(c_ptr), intent(in) :: library
+    character(len=*), intent(in) :: name
+    integer(c_int), intent(inout) :: value
+    logical, intent(out) :: found
+    integer(c_int) :: istat
+
+    call raw_geti32libraryparameter(library, name, value, istat, len_trim(name, c_int))
+    found = istat == 1
+  end subroutine get_i32_library_parameter
+
+  subroutine get_i64_library_parameter(library, name, value, found)
+    type(c_ptr), intent(in) :: library
+    character(len=*), intent(in) :: name
+    integer(c_int64_t), intent(inout) :: value
+    logical, intent(out) :: found
+    integer(c_int) :: istat
+
+    call raw_geti64libraryparameter(library, name, value, istat, len_trim(name, c_int))
+    found = istat == 1
+  end subroutine get_i64_library_parameter
+
+  subroutine get_f32_library_parameter(library, name, value, found)
+    type(c_ptr), intent(in) :: library
+    character(len=*), intent(in) :: name
+    real(c_float), intent(inout) :: value
+    logical, intent(out) :: found
+    integer(c_int) :: istat
+
+    call raw_getf32libraryparameter(library, name, value, istat, len_trim(name, c_int))
+    found = istat == 1
+  end subroutine get_f32_library_parameter
+
+  subroutine get_f64_library_parameter(library, name, value, found)
+    type(c_ptr), intent(in) :: library
+    character(len=*), intent(in) :: name
+    real(c_double), intent(inout) :: value
+    logical, intent(out) :: found
+    integer(c_int) :: istat
+
+    call raw_getf64libraryparameter(library, name, value, istat, len_trim(name, c_int))
+    found = istat == 1
+  end subroutine get_f64_library_parameter
+
+  subroutine get_text_library_parameter(library, name, value, found)
+    type(c_ptr), intent(in) :: library
+    character(len=*), intent(in) :: name
+    character(len=*), intent(inout) :: value
+    logical, intent(out) :: found
+    integer(c_int) :: istat
+
+    call raw_getstrlibraryparameter(library, name, value, istat, len_trim(name, c_int), len(value, c_int))
+    found = istat == 1
+  end subroutine get_text_library_parameter
+
+  subroutine get_i32_array_library_parameter(library, name, value, found)
+    type(c_ptr), intent(in) :: library
+    character(len=*), intent(in) :: name
+    integer(c_int), allocatable, target, intent(inout) :: value(:)
+    logical, intent(out) :: found
+    type(c_ptr) :: elements
+    integer(c_int) :: count, istat
+
+    elements = c_null_ptr
+    count = 0
+    found = c_geti32arraylibraryparameter(library, c_text(name), elements, count) == 1
+    if (.not. found) return
+    if (allocated(value)) deallocate (value)
+    allocate (value(number_of(elements, count)))
+    if (size(value) == 0) return
+    call raw_geti32arraylibraryparameter(library, name, c_loc(value), count, istat, &
+        len_trim(name, c_int))
+  end subroutine get_i32_array_library_parameter
+
+  subroutine get_i64_array_library_parameter(library, name, value, found)
+    type(c_ptr), intent(in) :: library
+    character(len=*), intent(in) :: name
+    integer(c_int64_t), allocatable, target, intent(inout) :: value(:)
+    logical, intent(out) :: found
+    type(c_ptr) :: elements
+    integer(c_int) :: count, istat
+
+    elements = c_null_ptr
+    count = 0
+    found = c_geti64arraylibraryparameter(library, c_text(name), elements, count) == 1
+    if (.not. found) return
+    if (allocated(value)) deallocate (value)
+    allocate (value(number_of(elements, count)))
+    if (size(value) == 0) return
+    call raw_geti64arraylibraryparameter(library, name, c_loc(value), count, istat, &
+        len_trim(name, c_int))
+  end subroutine get_i64_array_library_parameter
+
+  subroutine get_f32_array_library_parameter(library, name, value, found)
+    type(c_ptr), intent(in) :: library
+    character(len=*), intent(in) :: name
+    real(c_float), allocatable, target, intent(inout) :: value(:)
+    logical, intent(out) :: found
+    type(c_ptr) :: elements
+    integer(c_int) :: count, istat
+
+    elements = c_null_ptr
+    count = 0
+    found = c_getf32arraylibraryparameter(library, c_text(name), elements, count) == 1
+    if (.not. found) return
+    if (allocated(value)) deallocate (value)
+    allocate (value(number_of(elements, count)))
+    if (size(value) == 0) return
+    call raw_getf32arraylibraryparameter(library, name, c_loc(value), count, istat, &
+        len_trim(name, c_int))
+  end subroutine get_f32_array_library_parameter
+
+  subroutine get_f64_array_library_parameter(library, name, value, found)
+    type(c_ptr), intent(in) :: library
+    character(len=*), intent(in) :: name
+    real(c_double), allocatable, target, intent(inout) :: value(:)
+    logical, intent(out) :: found
+    type(c_ptr) :: elements
+    integer(c_int) :: count, istat
+
+    elements = c_null_ptr
+    count = 0
+    found = c_getf64arraylibraryparameter(library, c_text(name), elements, count) == 1
+    if (.not. found) return
+    if (allocated(value)) deallocate (value)
+    allocate (value(number_of(elements, count)))
+    if (size(value) == 0) return
+    call raw_getf64arraylibraryparameter(library, name, c_loc(value), count, istat, &
+        len_trim(name, c_int))
+  end subroutine get_f64_array_library_parameter
+
+  !> The group or library that is the value of a library's parameter.
+  subroutine knl_get_library_parameter_group(library, name, value, found)
+    type(c_ptr), intent(in) :: library
+    character(len=*), intent(in) :: name
+    type(c_ptr), intent(inout) :: value
+    logical, intent(out) :: found
+    integer(c_int) :: istat
+
+    call raw_getgrouplibraryparameter(library, name, value, istat, len_trim(name, c_int))
+    found = istat == 1
+  end subroutine knl_get_library_parameter_group
+
+  subroutine knl_get_library_parameter_library(library, name, value, found)
+    type(c_ptr), intent(in) :: library
+    character(len=*), intent(in) :: name
+    type(c_ptr), intent(inout) :: value
+    logical, intent(out) :: found
+    integer(c_int) :: istat
+
+    call raw_getliblibraryparameter(library, name, value, istat, len_trim(name, c_int))
+    found = istat == 1
+  end subroutine knl_get_library_parameter_library
+
+  subroutine set_i32_library_parameter(library, name, value, status)
+    type(c_ptr), intent(in) :: library
+    character(len=*), intent(in) :: name
+    integer(c_int), intent(in) :: value
+    integer(c_int), intent(out) :: status
+
+    call raw_seti32libraryparameter(library, name, value, status, len_trim(name, c_int))
+  end subroutine set_i32_library_parameter
+
+  subroutine set_i64_library_parameter(library, name, value, status)
+    type(c_ptr), intent(in) :: library
+    character(len=*), intent(in) :: name
+    integer(c_int64_t), intent(in) :: value
+    integer(c_int), intent(out) :: status
+
+    call raw_seti64libraryparameter(library, name, value, status, len_trim(name, c_int))
+  end subroutine set_i64_library_parameter
+
+  subroutine set_f32_library_parameter(library, name, value, status)
+    type(c_ptr), intent(in) :: library
+    character(len=*), intent(in) :: name
+    real(c_float), intent(in) :: value
+    integer(c_int), intent(out) :: status
+
+    call raw_setf32libraryparameter(library, name, value, status, len_trim(name, c_int))
+  end subroutine set_f32_library_parameter
+
+  subroutine set_f64_library_parameter(library, name, value, status)
+    type(c_ptr), intent(in) :: library
+    character(len=*), intent(in) :: name
+    real(c_double), intent(in) :: value
+    integer(c_int), intent(out) :: status
+
+    call raw_setf64libraryparameter(library, name, value, status, len_trim(name, c_int))
+  end subroutine set_f64_library_parameter
+
+  subroutine set_text_library_parameter(library, name, value, status)
+    type(c_ptr), intent(in) :: library
+    character(len=*), intent(in) :: name
+    character(len=*), intent(in) :: value
+    integer(c_int), intent(out) :: status
+
+    call raw_setstringlibraryparameter(library, name, value, status, len_trim(name, c_int), len_trim(value, c_int))
+  end subroutine set_text_library_parameter
+
+  subroutine set_i32_array_library_parameter(library, name, value, status)
+    type(c_ptr), intent(in) :: library
+    character(len=*), intent(in) :: name
+    integer(c_int), intent(in) :: value(:)
+    integer(c_int), intent(out) :: status
+    integer(c_int), target :: elements(max(1, size(value)))
+
+    elements(:size(value)) = value
+    call raw_seti32arraylibraryparameter(library, name, c_loc(elements), size(value, kind=c_int), &
+        status, len_trim(name, c_int))
+  end subroutine set_i32_array_library_parameter
+
+  subroutine set_i64_array_library_parameter(library, name, value, status)
+    type(c_ptr), intent(in) :: library
+    character(len=*), intent(in) :: name
+    integer(c_int64_t), intent(in) :: value(:)
+    integer(c_int), intent(out) :: status
+    integer(c_int64_t), target :: elements(max(1, size(value)))
+
+    elements(:size(value)) = value
+    call raw_seti64arraylibraryparameter(library, name, c_loc(elements), size(value, kind=c_int), &
+        status, len_trim(name, c_int))
+  end subroutine set_i64_array_library_parameter
+
+  subroutine set_f32_array_library_parameter(library, name, value, status)
+    type(c_ptr), intent(in) :: library
+    character(len=*), intent(in) :: name
+    real(c_float), intent(in) :: value(:)
+    integer(c_int), intent(out) :: status
+    real(c_float), target :: elements(max(1, size(value)))
+
+    elements(:size(value)) = value
+    call raw_setf32arraylibraryparameter(library, name, c_loc(elements), size(value, kind=c_int), &
+        status, len_trim(name, c_int))
+  end subroutine set_f32_array_library_parameter
+
+  subroutine set_f64_array_library_parameter(library, name, value, status)
+    type(c_ptr), intent(in) :: library
+    character(len=*), intent(in) :: name
+    real(c_double), intent(in) :: value(:)
+    integer(c_int), intent(out) :: status
+    real(c_double), target :: elements(max(1, size(value)))
+
+    elements(:size(value)) = value
+    call raw_setf64arraylibraryparameter(library, name, c_loc(elements), size(value, kind=c_int), &
+        status, len_trim(name, c_int))
+  end subroutine set_f64_array_library_parameter
+
+  !> The group that is the value of a library's parameter. When there is no such parameter, a new group
+  !> without rows is made and stored. `status`: 1, or 0 without a group.
+  subroutine knl_set_library_parameter_group(library, name, value, status)
+    type(c_ptr), intent(in) :: library
+    character(len=*), intent(in) :: name
+    type(c_ptr), intent(inout) :: value
+    integer(c_int), intent(out) :: status
+
+    call raw_setgrplibraryparameter(library, name, value, status, len_trim(name, c_int))
+  end subroutine knl_set_library_parameter_group
+
+  ! ---- Trace attributes ----
+
+  !> Gives the traces of a set the attribute `name`, as the schema defines it; a 32-bit integer when
+  !> the schema does not. `status`: 1 done, 0 refused.
+  subroutine knl_define_trace_attribute(set, name, status)
+    type(c_ptr), intent(in) :: set
+    character(len=*), intent(in) :: name
+    integer(c_int), intent(out) :: status
+
+    status = 0
+    call raw_definetraceattribute(set, name, status, len_trim(name, c_int))
+  end subroutine knl_define_trace_attribute
+
+  !> Whether a set has the attribute `name`. `status`: 0 when it has, 1 when it has not.
+  subroutine knl_is_trace_attribute_exist(set, name, status)
+    type(c_ptr), intent(in) :: set
+    character(len=*), intent(in) :: name
+    integer(c_int), intent(out) :: status
+
+    status = 1
+    call raw_istraceattributeexist(set, name, status, len_trim(name, c_int))
+  end subroutine knl_is_trace_attribute_exist
+
+  subroutine get_i32_trace_attribute(set, name, value, status, trace)
+    type(c_ptr), intent(in) :: set
+    character(len=*), intent(in) :: name
+    integer(c_int), intent(inout) :: value
+    integer(c_int), intent(out) :: status
+    integer(c_int), intent(in), optional :: trace
+
+    if (present(trace)) then
+      call raw_mgeti32traceattribute(set, name, value, trace, status, len_trim(name, c_int))
+    else
+      call raw_geti32traceattribute(set, name, value, status, len_trim(name, c_int))
+    end if
+  end subroutine get_i32_trace_attribute
+
+  subroutine get_i64_trace_attribute(set, name, value, status, trace)
+    type(c_ptr), intent(in) :: set
+    character(len=*), intent(in) :: name
+    integer(c_int64_t), intent(inout) :: value
+    integer(c_int), intent(out) :: status
+    integer(c_int), intent(in), optional :: trace
+
+    if (present(trace)) then
+      call raw_mgeti64traceattribute(set, name, value, trace, status, len_trim(name, c_int))
+    else
+      call raw_geti64traceattribute(set, name, value, status, len_trim(name, c_int))
+    end if
+  end subroutine get_i64_trace_attribute
+
+  subroutine get_f32_trace_attribute(set, name, value, status, trace)
+    type(c_ptr), intent(in) :: set
+    character(len=*), intent(in) :: name
+    real(c_float), intent(inout) :: value
+    integer(c_int), intent(out) :: status
+    integer(c_int), intent(in), optional :: trace
+
+    if (present(trace)) then
+      call raw_mgetf32traceattribute(set, name, value, trace, status, len_trim(name, c_int))
+    else
+      call raw_getf32traceattribute(set, name, value, status, len_trim(name, c_int))
+    end if
+  end subroutine get_f32_trace_attribute
+
+  subroutine get_f64_trace_attribute(set, name, value, status, trace)
+    type(c_ptr), intent(in) :: set
+    character(len=*), intent(in) :: name
+    real(c_double), intent(inout) :: value
+    integer(c_int), intent(out) :: status
+    integer(c_int), intent(in), optional :: trace
+
+    if (present(trace)) then
+      call raw_mgetf64traceattribute(set, name, value, trace, status, len_trim(name, c_int))
+    else
+      call raw_getf64traceattribute(set, name, value, status, len_trim(name, c_int))
+    end if
+  end subroutine get_f64_trace_attribute
+
+  subroutine get_text_trace_attribute(set, name, value, status, trace)
+    type(c_ptr), intent(in) :: set
+    character(len=*), intent(in) :: name
+    character(len=*), intent(inout) :: value
+    integer(c_int), intent(out) :: status
+    integer(c_int), intent(in), optional :: trace
+
+    if (present(trace)) then
+      call raw_mgetstringtraceattribute(set, name, value, trace, status, &
+          len_trim(name, c_int), len(value, c_int))
+    else
+      call raw_getstringtraceattribute(set, name, value, status, &
+          len_trim(name, c_int), len(value, c_int))
+    end if
+  end subroutine get_text_trace_attribute
+
+  subroutine get_i32_array_trace_attribute(set, name, value, status, trace)
+    type(c_ptr), intent(in) :: set
+    character(len=*), intent(in) :: name
+    integer(c_int), intent(inout) :: value(:)
+    integer(c_int), intent(out) :: status
+    integer(c_int), intent(in), optional :: trace
+    integer(c_int), target :: elements(max(1, size(value)))
+
+    elements(:size(value)) = value
+    if (present(trace)) then
+      call raw_mgeti32arraytraceattribute(set, name, c_loc(elements), size(value, kind=c_int), &
+          trace, status, len_trim(name, c_int))
+    else
+      call raw_geti32arraytraceattribute(set, name, c_loc(elements), size(value, kind=c_int), &
+          status, len_trim(name, c_int))
+    end if
+    value = elements(:size(value))
+  end subroutine get_i32_array_trace_attribute
+
+  subroutine get_i64_array_trace_attribute(set, name, value, status, trace)
+    type(c_ptr), intent(in) :: set
+    character(len=*), intent(in) :: name
+    integer(c_int64_t), intent(inout) :: value(:)
+    integer(c_int), intent(out) :: status
+    integer(c_int), intent(in), optional :: trace
+    integer(c_int64_t), target :: elements(max(1, size(value)))
+
+    elements(:size(value)) = value
+    if (present(trace)) then
+      call raw_mgeti64arraytraceattribute(set, name, c_loc(elements), size(value, kind=c_int), &
+          trace, status, len_trim(name, c_int))
+    else
+      call raw_geti64arraytraceattribute(set, name, c_loc(elements), size(value, kind=c_int), &
+          status, len_trim(name, c_int))
+    end if
+    value = elements(:size(value))
+  end subroutine get_i64_array_trace_attribute
+
+  subroutine get_f32_array_trace_attribute(set, name, value, status, trace)
+    type(c_ptr), intent(in) :: set
+    character(len=*), intent(in) :: name
+    real(c_float), intent(inout) :: value(:)
+    integer(c_int), intent(out) :: status
+    integer(c_int), intent(in), optional :: trace
+    real(c_float), target :: elements(max(1, size(value)))
+
+    elements(:size(value)) = value
+    if (present(trace)) then
+      call raw_mgetf32arraytraceattribute(set, name, c_loc(elements), size(value, kind=c_int), &
+          trace, status, len_trim(name, c_int))
+    else
+      call raw_getf32arraytraceattribute(set, name, c_loc(elements), size(value, kind=c_int), &
+          status, len_trim(name, c_int))
+    end if
+    value = elements(:size(value))
+  end subroutine get_f32_array_trace_attribute
+
+  subroutine get_f64_array_trace_attribute(set, name, value, status, trace)
+    type(c_ptr), intent(in) :: set
+    character(len=*), intent(in) :: name
+    real(c_double), intent(inout) :: value(:)
+    integer(c_int), intent(out) :: status
+    integer(c_int), intent(in), optional :: trace
+    real(c_double), target :: elements(max(1, size(value)))
+
+    elements(:size(value)) = value
+    if (present(trace)) then
+      call raw_mgetf64arraytraceattribute(set, name, c_loc(elements), size(value, kind=c_int), &
+          trace, status, len_trim(name, c_int))
+    else
+      call raw_getf64arraytraceattribute(set, name, c_loc(elements), size(value, kind=c_int), &
+          status, len_trim(name, c_int))
+    end if
+    value = elements(:size(value))
+  end subroutine get_f64_array_trace_attribute
+
+  subroutine set_i32_trace_attribute(set, name, value, status, trace)
+    type(c_ptr), intent(in) :: set
+    character(len=*), intent(in) :: name
+    integer(c_int), intent(in) :: value
+    integer(c_int), intent(out) :: status
+    integer(c_int), intent(in), optional :: trace
+
+    if (present(trace)) then
+      call raw_mseti32traceattribute(set, name, value, trace, status, len_trim(name, c_int))
+    else
+      call raw_seti32traceattribute(set, name, value, status, len_trim(name, c_int))
+    end if
+  end subroutine set_i32_trace_attribute
+
+  subroutine set_i64_trace_attribute(set, name, value, status, trace)
+    type(c_ptr), intent(in) :: set
+    character(len=*), intent(in) :: name
+    integer(c_int64_t), intent(in) :: value
+    integer(c_int), intent(out) :: status
+    integer(c_int), intent(in), optional :: trace
+
+    if (present(trace)) then
+      call raw_mseti64traceattribute(set, name, value, trace, status, len_trim(name, c_int))
+    else
+      call raw_seti64traceattribute(set, name, value, status, len_trim(name, c_int))
+    end if
+  end subroutine set_i64_trace_attribute
+
+  subroutine set_f32_trace_attribute(set, name, value, status, trace)
+    type(c_ptr), intent(in) :: set
+    character(len=*), intent(in) :: name
+    real(c_float), intent(in) :: value
+    integer(c_int), intent(out) :: status
+    integer(c_int), intent(in), optional :: trace
+
+    if (present(trace)) then
+      call raw_msetf32traceattribute(set, name, value, trace, status, len_trim(name, c_int))
+    else
+      call raw_setf32traceattribute(set, name, value, status, len_trim(name, c_int))
+    end if
+  end subroutine set_f32_trace_attribute
+
+  subroutine set_f64_trace_attribute(set, name, value, status, trace)
+    type(c_ptr), intent(in) :: set
+    character(len=*), intent(in) :: name
+    real(c_double), intent(in) :: value
+    integer(c_int), intent(out) :: status
+    integer(c_int), intent(in), optional :: trace
+
+    if (present(trace)) then
+      call raw_msetf64traceattribute(set, name, value, trace, status, len_trim(name, c_int))
+    else
+      call raw_setf64traceattribute(set, name, value, status, len_trim(name, c_int))
+    end if
+  end subroutine set_f64_trace_attribute
+
+  subroutine set_text_trace_attribute(set, name, value, status, trace)
+    type(c_ptr), intent(in) :: set
+    character(len=*), intent(in) :: name
+    character(len=*), intent(in) :: value
+    integer(c_int), intent(out) :: status
+    integer(c_int), intent(in), optional :: trace
+
+    if (present(trace)) then
+      call raw_msetstringtraceattribute(set, name, terminated(value), trace, status, &
+          len_trim(name, c_int))
+    else
+      call raw_setstringtraceattribute(set, name, terminated(value), status, &
+          len_trim(name, c_int))
+    end if
+  end subroutine set_text_trace_attribute
+
+  subroutine set_i32_array_trace_attribute(set, name, value, status, trace)
+    type(c_ptr), intent(in) :: set
+    character(len=*), intent(in) :: name
+    integer(c_int), intent(in) :: value(:)
+    integer(c_int), intent(out) :: status
+    integer(c_int), intent(in), optional :: trace
+    integer(c_int), target :: elements(max(1, size(value)))
+
+    elements(:size(value)) = value
+    if (present(trace)) then
+      call raw_mseti32arraytraceattribute(set, name, c_loc(elements), size(value, kind=c_int), &
+          trace, status, len_trim(name, c_int))
+    else
+      call raw_seti32arraytraceattribute(set, name, c_loc(elements), size(value, kind=c_int), &
+          status, len_trim(name, c_int))
+    end if
+  end subroutine set_i32_array_trace_attribute
+
+  subroutine set_i64_array_trace_attribute(set, name, value, status, trace)
+    type(c_ptr), intent(in) :: set
+    character(len=*), intent(in) :: name
+    integer(c_int64_t), intent(in) :: value(:)
+    integer(c_int), intent(out) :: status
+    integer(c_int), intent(in), optional :: trace
+    integer(c_int64_t), target :: elements(max(1, size(value)))
+
+    elements(:size(value)) = value
+    if (present(trace)) then
+      call raw_mseti64arraytraceattribute(set, name, c_loc(elements), size(value, kind=c_int), &
+          trace, status, len_trim(name, c_int))
+    else
+      call raw_seti64arraytraceattribute(set, name, c_loc(elements), size(value, kind=c_int), &
+          status, len_trim(name, c_int))
+    end if
+  end subroutine set_i64_array_trace_attribute
+
+  subroutine set_f32_array_trace_attribute(set, name, value, status, trace)
+    type(c_ptr), intent(in) :: set
+    character(len=*), intent(in) :: name
+    real(c_float), intent(in) :: value(:)
+    integer(c_int), intent(out) :: status
+    integer(c_int), intent(in), optional :: trace
+    real(c_float), target :: elements(max(1, size(value)))
+
+    elements(:size(value)) = value
+    if (present(trace)) then
+      call raw_msetf32arraytraceattribute(set, name, c_loc(elements), size(value, kind=c_int), &
+          trace, status, len_trim(name, c_int))
+    else
+      call raw_setf32arraytraceattribute(set, name, c_loc(elements), size(value, kind=c_int), &
+          status, len_trim(name, c_int))
+    end if
+  end subroutine set_f32_array_trace_attribute
+
+  subroutine set_f64_array_trace_attribute(set, name, value, status, trace)
+    type(c_ptr), intent(in) :: set
+    character(len=*), intent(in) :: name
+    real(c_double), intent(in) :: value(:)
+    integer(c_int), intent(out) :: status
+    integer(c_int), intent(in), optional :: trace
+    real(c_double), target :: elements(max(1, size(value)))
+
+    elements(:size(value)) = value
+    if (present(trace)) then
+      call raw_msetf64arraytraceattribute(set, name, c_loc(elements), size(value, kind=c_int), &
+          trace, status, len_trim(name, c_int))
+    else
+      call raw_setf64arraytraceattribute(set, name, c_loc(elements), size(value, kind=c_int), &
+          status, len_trim(name, c_int))
+    end if
+  end subroutine set_f64_array_trace_attribute
+
+  ! ---- Schema ----
+
+  !> The type code of the attribute definition `name`: 1 text, 2 integer, 3 64-bit integer, 4 real,
+  !> 5 double precision, 9 and 10 texts of 32 and 64 characters; -1 when there is no definition.
+  subroutine knl_get_trace_attribute_type(name, type_code)
+    character(len=*), intent(in) :: name
+    integer(c_int), intent(out) :: type_code
+
+    call raw_gettraceattributetype(name, type_code, len_trim(name, c_int))
+  end subroutine knl_get_trace_attribute_type
+
+  !> The number of elements of the attribute definition `name`; -1 when there is no definition.
+  subroutine knl_get_trace_attribute_dimension(name, dimension)
+    character(len=*), intent(in) :: name
+    integer(c_int), intent(out) :: dimension
+
+    call raw_gettraceattributedimension(name, dimension, len_trim(name, c_int))
+  end subroutine knl_get_trace_attribute_dimension
+
+  !> Leaves `description` as it is: the interface has this function, and it hands nothing out. C
+  !> modules read descriptions with knl_getTraceAttributeDescription.
+  subroutine knl_get_trace_attribute_description(name, description)
+    character(len=*), intent(in) :: name
+    character(len=*), intent(inout) :: description
+
+    call raw_gettraceattributedescription(name, description, len_trim(name, c_int), &
+        len(description, c_int))
+  end subroutine knl_get_trace_attribute_description
+
+  ! ---- Resources ----
+
+  subroutine get_i32_resource(name, array, found)
+    character(len=*), intent(in) :: name
+    integer(c_int), pointer, intent(inout) :: array(:)
+    logical, intent(out) :: found
+    type(array_descriptor) :: stored
+    integer(c_int) :: istat
+
+    stored%data = c_null_ptr
+    call raw_getmodulei32resource(name, stored, istat, len_trim(name, c_int))
+    found = istat == 1
+    if (found) call point_i32(stored, array)
+  end subroutine get_i32_resource
+
+  subroutine get_i64_resource(name, array, found)
+    character(len=*), intent(in) :: name
+    integer(c_int64_t), pointer, intent(inout) :: array(:)
+    logical, intent(out) :: found
+    type(array_descriptor) :: stored
+    integer(c_int) :: istat
+
+    stored%data = c_null_ptr
+    call raw_getmodulei64resource(name, stored, istat, len_trim(name, c_int))
+    found = istat == 1
+    if (found) call point_i64(stored, array)
+  end subroutine get_i64_resource
+
+  subroutine get_f32_resource(name, array, found)
+    character(len=*), intent(in) :: name
+    real(c_float), pointer, intent(inout) :: array(:)
+    logical, intent(out) :: found
+    type(array_descriptor) :: stored
+    integer(c_int) :: istat
+
+    stored%data = c_null_ptr
+    call raw_getmodulef32resource(name, stored, istat, len_trim(name, c_int))
+    found = istat == 1
+    if (found) call point_f32(stored, array)
+  end subroutine get_f32_resource
+
+  subroutine get_f64_resource(name, array, found)
+    character(len=*), intent(in) :: name
+    real(c_double), pointer, intent(inout) :: array(:)
+    logical, intent(out) :: found
+    type(array_descriptor) :: stored
+    integer(c_int) :: istat
+
+    stored%data = c_null_ptr
+    call raw_getmodulef64resource(name, stored, istat, len_trim(name, c_int))
+    found = istat == 1
+    if (found) call point_f64(stored, array)
+  end subroutine get_f64_resource
+
+  subroutine get_text_resource(name, array, found)
+    character(len=*), intent(in) :: name
+    character(len=*), pointer, intent(inout) :: array(:)
+    logical, intent(out) :: found
+    type(array_descriptor) :: stored
+    integer(c_int) :: istat
+
+    stored%data = c_null_ptr
+    call raw_getmodulestrresource(name, stored, len(array, c_int), istat, len_trim(name, c_int))
+    found = istat == 1
+    if (found) call point_text(stored, array)
+  end subroutine get_text_resource
+
+  subroutine set_i32_resource(name, array, status)
+    character(len=*), intent(in) :: name
+    integer(c_int), pointer, intent(in) :: array(:)
+    integer(c_int), intent(out) :: status
+
+    call raw_setmoduleresource(name, address_of_i32(array), size(array, kind=c_int), status, &
+        len_trim(name, c_int))
+  end subroutine set_i32_resource
+
+  subroutine set_i64_resource(name, array, status)
+    character(len=*), intent(in) :: name
+    integer(c_int64_t), pointer, intent(in) :: array(:)
+    integer(c_int), intent(out) :: status
+
+    call raw_setmoduleresource(name, address_of_i64(array), size(array, kind=c_int), status, &
+        len_trim(name, c_int))
+  end subroutine set_i64_resource
+
+  subroutine set_f32_resource(name, array, status)
+    character(len=*), intent(in) :: name
+    real(c_float), pointer, intent(in) :: array(:)
+    integer(c_int), intent(out) :: status
+
+    call raw_setmoduleresource(name, address_of_f32(array), size(array, kind=c_int), status, &
+        len_trim(name, c_int))
+  end subroutine set_f32_resource
+
+  subroutine set_f64_resource(name, array, status)
+    character(len=*), intent(in) :: name
+    real(c_double), pointer, intent(in) :: array(:)
+    integer(c_int), intent(out) :: status
+
+    call raw_setmoduleresource(name, address_of_f64(array), size(array, kind=c_int), status, &
+        len_trim(name, c_int))
+  end subroutine set_f64_resource
+
+  subroutine set_text_resource(name, array, status)
+    character(len=*), intent(in) :: name
+    character(len=*), pointer, intent(in) :: array(:)
+    integer(c_int), intent(out) :: status
+
+    call raw_setmoduleresource(name, address_of_text(array), size(array, kind=c_int), status, &
+        len_trim(name, c_int))
+  end subroutine set_text_resource
+
+  !> Stores a copy of `size` bytes at `address` as the module resource `name`: of an integer, say, or
+  !> of a variable of a `bind(C)` type, with `c_loc(variable)` and `c_sizeof(variable)`. Later changes
+  !> of the variable do not reach the copy. `status`: 1 stored, 0 when no module is running.
+  subroutine knl_set_module_struct_resource(name, address, size, status)
+    character(len=*), intent(in) :: name
+    type(c_ptr), intent(in) :: address
+    integer(c_int), intent(in) :: size
+    integer(c_int), intent(out) :: status
+
+    call raw_setmodulestructresource(name, address, size, status, len_trim(name, c_int))
+  end subroutine knl_set_module_struct_resource
+
+  !> Copies the block stored by knl_set_module_struct_resource to `address`, with the size that it was
+  !> stored with: the variable there must have room for it.
+  subroutine knl_get_module_struct_resource(name, address, found)
+    character(len=*), intent(in) :: name
+    type(c_ptr), intent(in) :: address
+    logical, intent(out) :: found
+    integer(c_int) :: istat
+
+    call raw_getmodulestructresource(name, address, istat, len_trim(name, c_int))
+    found = istat == 1
+  end subroutine knl_get_module_struct_resource
+
+  ! ---- Memory ----
+
+  subroutine allocate_i32(array, count)
+    integer(c_int), pointer, intent(out) :: array(:)
+    integer(c_int), intent(in) :: count
+    type(array_descriptor) :: block
+
+    if (count == 0) then
+      call knl_zero_array(array)
+      return
+    end if
+    block%data = c_null_ptr
+    call raw_allocatei32resource(block, count)
+    call point_i32(block, array)
+  end subroutine allocate_i32
+
+  subroutine allocate_i64(array, count)
+    integer(c_int64_t), pointer, intent(out) :: array(:)
+    integer(c_int), intent(in) :: count
+    type(array_descriptor) :: block
+
+    if (count == 0) then
+      call knl_zero_array(array)
+      return
+    end if
+    block%data = c_null_ptr
+    call raw_allocatei64resource(block, count)
+    call point_i64(block, array)
+  end subroutine allocate_i64
+
+  subroutine allocate_f32(array, count)
+    real(c_float), pointer, intent(out) :: array(:)
+    integer(c_int), intent(in) :: count
+    type(array_descriptor) :: block
+
+    if (count == 0) then
+      call knl_zero_array(array)
+      return
+    end if
+    block%data = c_null_ptr
+    call raw_allocatef32resource(block, count)
+    call point_f32(block, array)
+  end subroutine allocate_f32
+
+  subroutine allocate_f64(array, count)
+    real(c_double), pointer, intent(out) :: array(:)
+    integer(c_int), intent(in) :: count
+    type(array_descriptor) :: block
+
+    if (count == 0) then
+      call knl_zero_array(array)
+      return
+    end if
+    block%data = c_null_ptr
+    call raw_allocatef64resource(block, count)
+    call point_f64(block, array)
+  end subroutine allocate_f64
+
+  subroutine allocate_text(array, count)
+    character(len=*), pointer, intent(out) :: array(:)
+    integer(c_int), intent(in) :: count
+    type(array_descriptor) :: block
+
+    if (count == 0) then
+      call knl_zero_array(array)
+      return
+    end if
+    block%data = c_null_ptr
+    call raw_allocatestrresource(block, len(array, c_int), count)
+    call point_text(block, array)
+  end subroutine allocate_text
+
+  subroutine zero_i32(array)
+    integer(c_int), pointer, intent(out) :: array(:)
+    type(array_descriptor) :: empty
+
+    call raw_zeroi32array(empty)
+    call point_i32(empty, array)
+  end subroutine zero_i32
+
+  subroutine zero_i64(array)
+    integer(c_int64_t), pointer, intent(out) :: array(:)
+    type(array_descriptor) :: empty
+
+    call raw_zeroi64array(empty)
+    call point_i64(empty, array)
+  end subroutine zero_i64
+
+  subroutine zero_f32(array)
+    real(c_float), pointer, intent(out) :: array(:)
+    type(array_descriptor) :: empty
+
+    call raw_zerof32array(empty)
+    call point_f32(empty, array)
+  end subroutine zero_f32
+
+  subroutine zero_f64(array)
+    real(c_double), pointer, intent(out) :: array(:)
+    type(array_descriptor) :: empty
+
+    call raw_zerof64array(empty)
+    call point_f64(empty, array)
+  end subroutine zero_f64
+
+  subroutine zero_text(array)
+    character(len=*), pointer, intent(out) :: array(:)
+    type(array_descriptor) :: empty
+
+    call raw_zerostrarray(empty, len(array, c_int))
+    call point_text(empty, array)
+  end subroutine zero_text
+
+  subroutine free_i32(array)
+    integer(c_int), pointer, intent(inout) :: array(:)
+
+    call raw_freeresource(address_of_i32(array))
+    nullify (array)
+  end subroutine free_i32
+
+  subroutine free_i64(array)
+    integer(c_int64_t), pointer, intent(inout) :: array(:)
+
+    call raw_freeresource(address_of_i64(array))
+    nullify (array)
+  end subroutine free_i64
+
+  subroutine free_f32(array)
+    real(c_float), pointer, intent(inout) :: array(:)
+
+    call raw_freeresource(address_of_f32(array))
+    nullify (array)
+  end subroutine free_f32
+
+  subroutine free_f64(array)
+    real(c_double), pointer, intent(inout) :: array(:)
+
+    call raw_freeresource(address_of_f64(array))
+    nullify (array)
+  end subroutine free_f64
+
+  subroutine free_text(array)
+    character(len=*), pointer, intent(inout) :: array(:)
+
+    call raw_freeresource(address_of_text(array))
+    nullify (array)
+  end subroutine free_text
+
+  ! ---- Files ----
+
+  !> Opens `file` for reading. `unit` is a file descriptor of the system, not a unit of Fortran; -1
+  !> when the file cannot be opened.
+  subroutine knl_file_open(file, unit)
+    character(len=*), intent(in) :: file
+    integer(c_int), intent(out) :: unit
+
+    call raw_fileopen(file, unit, len_trim(file, c_int))
+  end subroutine knl_file_open
+
+  !> Creates `file` for writing, or empties it. `unit` as with knl_file_open.
+  subroutine knl_file_create(file, unit)
+    character(len=*), intent(in) :: file
+    integer(c_int), intent(out) :: unit
+
+    call raw_filecreate(file, unit, len_trim(file, c_int))
+  end subroutine knl_file_create
+
+  !> Opens `file` with the flags and the permission bits of the system's `open`. `unit` as with
+  !> knl_file_open. (The interface's own function reads the name up to a NUL, which is put there.)
+  subroutine knl_open_file(file, flags, mode, unit)
+    character(len=*), intent(in) :: file
+    integer(c_int), intent(in) :: flags, mode
+    integer(c_int), intent(out) :: unit
+
+    unit = raw_openfile(terminated(file), flags, mode, 0_c_int, len_trim(file, c_int))
+  end subroutine knl_open_file
+
+  ! ---- Trace buffers and trace sets ----
+
+  !> Whether one of the given flags of input channel `channel` is raised.
+  subroutine knl_is_input_trace_buffer_flagged(channel, flag, flagged)
+    integer(c_int), intent(in) :: channel, flag
+    logical, intent(out) :: flagged
+    integer(c_int) :: answer
+
+    call raw_isinputtracebufferflagged(channel, flag, answer)
+    flagged = answer /= 0
+  end subroutine knl_is_input_trace_buffer_flagged
+
+  !> Whether traces of the set that have not been used for long may go to the scratch file. They may
+  !> unless this says otherwise.
+  subroutine knl_set_trace_buffer_use_scratch(set, use)
+    type(c_ptr), intent(in) :: set
+    logical, intent(in) :: use
+
+    call raw_settracebufferusescratch(set, merge(1_c_int, 0_c_int, use))
+  end subroutine knl_set_trace_buffer_use_scratch
+
+  !> Reads what knl_set_trace_buffer_use_scratch sets.
+  subroutine knl_is_trace_buffer_use_scratch(set, use)
+    type(c_ptr), intent(in) :: set
+    logical, intent(out) :: use
+    integer(c_int) :: answer
+
+    call raw_istracebufferusescratch(set, answer)
+    use = answer /= 0
+  end subroutine knl_is_trace_buffer_use_scratch
+
+  !> Copies a trace of the set `from` to a trace of the set `to`: its attributes when `header`, its
+  !> samples when `samples`, and always its flag, so that the end of data passes on. Traces are
+  !> counted from 1 and are the first ones where not given; a trace that does not exist yet is made.
+  !> `status`: 1 copied, 0 when one of the traces is null.
+  subroutine knl_copy_trace_to_trace(from, to, header, samples, status, trace_from, trace_to)
+    type(c_ptr), intent(in) :: from, to
+    logical, intent(in) :: header, samples
+    integer(c_int), intent(out) :: status
+    integer(c_int), intent(in), optional :: trace_from, trace_to
+    integer(c_int) :: copy_header, copy_samples
+
+    copy_header = merge(1_c_int, 0_c_int, header)
+    copy_samples = merge(1_c_int, 0_c_int, samples)
+    if (present(trace_from) .or. present(trace_to)) then
+      call raw_mcopytracetotrace(from, to, copy_header, copy_samples, given_or_first(trace_from), &
+          given_or_first(trace_to), status)
+    else
+      call raw_scopytracetotrace(from, to, copy_header, copy_samples, status)
+    end if
+  end subroutine knl_copy_trace_to_trace
+
+  !> Moves trace `trace_from` of the set `from` to trace `trace_to` of the set `to`, both counted from
+  !> 1. The place where it was holds no trace afterwards, and what was at the new place is not
+  !> released. The sets must have the same attributes in the same order. `status`: 1 moved, 0 when
+  !> there is no such trace. (Of the C form; the Fortran form has no such function.)
+  subroutine knl_move_trace_to_trace(from, to, trace_from, trace_to, status)
+    type(c_ptr), intent(in) :: from, to
+    integer(c_int), intent(in) :: trace_from, trace_to
+    integer(c_int), intent(out) :: status
+
+    status = c_movetracetotrace(from, to, trace_from - 1, trace_to - 1)
+  end subroutine knl_move_trace_to_trace
+
+  !> Points `samples` at the samples of a trace: of trace `trace`, counted from 1, or of the first one
+  !> when `trace` is not given. A trace that does not exist yet is made. These are the samples
+  !> themselves; they may be changed. The pointer holds while the set is unchanged, at most until the
+  !> entry point returns. `status`: 0, or 1 and a null pointer when there are no samples.
+  !>
+  !> The functions behind this name take a descriptor: not gfortran's own record of a pointer, which is
+  !> 8 bytes too short for them. Do not call those directly with a pointer.
+  subroutine knl_get_trace_samples(set, samples, status, trace)
+    type(c_ptr), intent(in) :: set
+    real(c_float), pointer, intent(out) :: samples(:)
+    integer(c_int), intent(out) :: status
+    integer(c_int), intent(in), optional :: trace
+    type(array_descriptor) :: array
+
+    array%data = c_null_ptr
+    if (present(trace)) then
+      call raw_mgettracesamples(set, array, trace, status)
+    else
+      call raw_sgettracesamples(set, array, status)
+    end if
+    nullify (samples)
+    if (status == 0) call point_f32(array, samples)
+  end subroutine knl_get_trace_samples
+
+  !> Copies `samples` to a trace: to trace `trace`, counted from 1, or to the first one when `trace` is
+  !> not given. `status`: 1 copied; 0 and nothing copied when `samples` has fewer elements than the
+  !> traces of the set have samples.
+  subroutine knl_set_trace_samples(set, samples, status, trace)
+    type(c_ptr), intent(in) :: set
+    real(c_float), intent(in) :: samples(:)
+    integer(c_int), intent(out) :: status
+    integer(c_int), intent(in), optional :: trace
+    real(c_float), target :: elements(max(1, size(samples)))
+    integer(c_int) :: length, istat
+
+    ! The kernel copies as many samples as the trace has, whatever is there.
+    length = 0
+    call knl_get_trace_length(set, length, istat)
+    status = 0
+    if (size(samples) < length) return
+
+    elements(:size(samples)) = samples
+    if (present(trace)) then
+      call raw_msettracesamples(set, c_loc(elements), trace, status)
+    else
+      call raw_ssettracesamples(set, c_loc(elements), status)
+    end if
+  end subroutine knl_set_trace_samples
+
+  ! ---- Messages and commands ----
+
+  !> Sends the host a message of at most 1023 characters; leading and trailing blanks are dropped.
+  !> `type` is knl_message_information or another of the types above.
+  subroutine knl_send_message(type, text)
+    integer(c_int), intent(in) :: type
+    character(len=*), intent(in) :: text
+
+    call raw_sendmessage(type, text, len_trim(text, c_int))
+  end subroutine knl_send_message
+
+  subroutine add_text_message_argument(value)
+    character(len=*), intent(in) :: value
+
+    call raw_addstrmessageargument(value, len_trim(value, c_int))
+  end subroutine add_text_message_argument
+
+  !> Asks the host to run a command of another application.
+  subroutine knl_exec_appli_cmd(command)
+    character(len=*), intent(in) :: command
+
+    call raw_execapplicmd(command, len_trim(command, c_int))
+  end subroutine knl_exec_appli_cmd
+
+  ! ---- Pads ----
+
+  !> Creates a pad, at first not visible, and says by which number it is known; -1 when the host has no
+  !> pads.
+  subroutine knl_create_pad(pad, type, align, title)
+    integer(c_int), intent(out) :: pad
+    integer(c_int), intent(in) :: type, align
+    character(len=*), intent(in) :: title
+
+    call raw_createpad(pad, type, align, title, len_trim(title, c_int))
+  end subroutine knl_create_pad
+
+  !> Draws `characters` characters of `text`, or a special symbol.
+  subroutine knl_symbol(pad, x, y, height, text, code, angle, characters)
+    integer(c_int), intent(in) :: pad, code, characters
+    real(c_float), intent(in) :: x, y, height, angle
+    character(len=*), intent(in) :: text
+
+    call raw_symbol(pad, x, y, height, text, code, angle, characters, len_trim(text, c_int))
+  end subroutine knl_symbol
+
+  ! ---- Directories and date ----
+
+  !> The date as day, month counted from 0 and years since 1900: 15.10.126 is 15 November 2026.
+  subroutine knl_date(text)
+    character(len=*), intent(inout) :: text
+
+    call raw_date(text, len(text, c_int))
+  end subroutine knl_date
+
+  !> The job's scratch directory.
+  subroutine knl_get_scratch_dir(directory)
+    character(len=*), intent(inout) :: directory
+
+    call raw_getscratchdir(directory, len(directory, c_int))
+  end subroutine knl_get_scratch_dir
+
+  !> The job's project directory. (Of the C form; the Fortran form has no such function.)
+  subroutine knl_get_project_dir(directory)
+    character(len=*), intent(out) :: directory
+    character(kind=c_char), pointer :: text(:)
+    type(c_ptr) :: address
+    integer :: i
+
+    directory = ' '
+    address = c_getprojectdir()
+    if (.not. c_associated(address)) return
+    ! Never looked at beyond the NUL: the loop ends there.
+    call c_f_pointer(address, text, [len(directory)])
+    do i = 1, len(directory)
+      if (text(i) == c_null_char) exit
+      directory(i:i) = text(i)
+    end do
+  end subroutine knl_get_project_dir
+
+  !> Sets the job's project directory, and with it the place of metadata files. (Of the C form; the
+  !> Fortran form has no such function.)
+  subroutine knl_set_project_dir(directory)
+    character(len=*), intent(in) :: directory
+
+    call c_setprojectdir(terminated(directory))
+  end subroutine knl_set_project_dir
+
+  ! ---- Metadata ----
+
+  !> Sets a metadata value, unless the name already has one. `scope` is 0 for the job, 1 for the running
+  !> module. Leading and trailing blanks of the value are dropped; name and value have at most 1023
+  !> characters. With `n`, only the first `n` characters of `value` are taken.
+  subroutine knl_set_metadata_value(scope, name, value, n)
+    integer(c_int), intent(in) :: scope
+    character(len=*), intent(in) :: name, value
+    integer(c_int), intent(in), optional :: n
+
+    if (present(n)) then
+      call raw_setmetadatavaluen(scope, name, value, n, len_trim(name, c_int), len(value, c_int))
+    else
+      call raw_setmetadatavalue(scope, name, value, len_trim(name, c_int), &
+          len_trim(value, c_int))
+    end if
+  end subroutine knl_set_metadata_value
+
+  !> Reads a metadata value; in scope 1 that of the nearest module upstream which has one. `length` is
+  !> the length of the whole value, which is cut when it is longer than `value`; 0 and blanks when there
+  !> is none. (Of the C form; the Fortran form has no such function.)
+  subroutine knl_get_metadata_value(scope, name, value, length)
+    integer(c_int), intent(in) :: scope
+    character(len=*), intent(in) :: name
+    character(len=*), intent(out) :: value
+    integer(c_int), intent(out) :: length
+    character(len=len(value) + 1, kind=c_char) :: text
+
+    length = c_getmetadatavalue(scope, c_text(name), text, len(text, c_int))
+    value = text(:max(0, min(int(length), len(value))))
+  end subroutine knl_get_metadata_value
+
+  ! ---- Helpers ----
+
+  ! A name as C reads it. As in the kernel, blanks around it do not count.
+  pure function c_text(name) result(text)
+    character(len=*), intent(in) :: name
+    character(len=len_trim(adjustl(name)) + 1, kind=c_char) :: text
+
+    text = trim(adjustl(name)) // c_null_char
+  end function c_text
+
+  ! A text as C reads it, with its leading blanks.
+  pure function terminated(value) result(text)
+    character(len=*), intent(in) :: value
+    character(len=len_trim(value) + 1, kind=c_char) :: text
+
+    text = trim(value) // c_null_char
+  end function terminated
+
+  ! How many elements there are to read: none without an address.
+  pure function number_of(elements, count) result(number)
+    type(c_ptr), intent(in) :: elements
+    integer(c_int), intent(in) :: count
+    integer :: number
+
+    number = 0
+    if (c_associated(elements)) number = max(0, int(count))
+  end function number_of
+
+  pure function given_or_first(trace) result(number)
+    integer(c_int), intent(in), optional :: trace
+    integer(c_int) :: number
+
+    number = 1
+    if (present(trace)) number = trace
+  end function given_or_first
+
+  ! The address of the first element; none for an empty array and a null pointer.
+  function address_of_i32(array) result(address)
+    integer(c_int), pointer, intent(in) :: array(:)
+    type(c_ptr) :: address
+
+    address = c_null_ptr
+    if (.not. associated(array)) return
+    if (size(array) > 0) address = c_loc(array(1))
+  end function address_of_i32
+
+  function address_of_i64(array) result(address)
+    integer(c_int64_t), pointer, intent(in) :: array(:)
+    type(c_ptr) :: address
+
+    address = c_null_ptr
+    if (.not. associated(array)) return
+    if (size(array) > 0) address = c_loc(array(1))
+  end function address_of_i64
+
+  function address_of_f32(array) result(address)
+    real(c_float), pointer, intent(in) :: array(:)
+    type(c_ptr) :: address
+
+    address = c_null_ptr
+    if (.not. associated(array)) return
+    if (size(array) > 0) address = c_loc(array(1))
+  end function address_of_f32
+
+  function address_of_f64(array) result(address)
+    real(c_double), pointer, intent(in) :: array(:)
+    type(c_ptr) :: address
+
+    address = c_null_ptr
+    if (.not. associated(array)) return
+    if (size(array) > 0) address = c_loc(array(1))
+  end function address_of_f64
+
+  function address_of_text(array) result(address)
+    character(len=*), pointer, intent(in) :: array(:)
+    type(c_ptr) :: address
+
+    address = c_null_ptr
+    if (.not. associated(array)) return
+    if (size(array) > 0) address = c_loc(array(1)(1:1))
+  end function address_of_text
+
+  ! What a descriptor describes, as a pointer; null where it has no address.
+  subroutine point_i32(array, elements)
+    type(array_descriptor), intent(in) :: array
+    integer(c_int), pointer, intent(inout) :: elements(:)
+
+    nullify (elements)
+    if (c_associated(array%data)) call c_f_pointer(array%data, elements, [array%extent])
+  end subroutine point_i32
+
+  subroutine point_i64(array, elements)
+    type(array_descriptor), intent(in) :: array
+    integer(c_int64_t), pointer, intent(inout) :: elements(:)
+
+    nullify (elements)
+    if (c_associated(array%data)) call c_f_pointer(array%data, elements, [array%extent])
+  end subroutine point_i64
+
+  subroutine point_f32(array, elements)
+    type(array_descriptor), intent(in) :: array
+    real(c_float), pointer, intent(inout) :: elements(:)
+
+    nullify (elements)
+    if (c_associated(array%data)) call c_f_pointer(array%data, elements, [array%extent])
+  end subroutine point_f32
+
+  subroutine point_f64(array, elements)
+    type(array_descriptor), intent(in) :: array
+    real(c_double), pointer, intent(inout) :: elements(:)
+
+    nullify (elements)
+    if (c_associated(array%data)) call c_f_pointer(array%data, elements, [array%extent])
+  end subroutine point_f64
+
+  subroutine point_text(array, texts)
+    type(array_descriptor), intent(in) :: array
+    character(len=*), pointer, intent(inout) :: texts(:)
+    character(kind=c_char), pointer :: characters(:)
+
+    call c_f_pointer(array%data, characters, [array%extent * len(texts)])
+    call fold(characters, len(texts), int(array%extent), texts)
+  end subroutine point_text
+
+  ! Texts of fixed length in a row of characters. (c_f_pointer makes texts of length 1 only.)
+  subroutine fold(characters, width, count, texts)
+    integer, intent(in) :: width, count
+    character(len=width), target, intent(in) :: characters(count)
+    character(len=*), pointer, intent(inout) :: texts(:)
+
+    texts => characters
+  end subroutine fold
+end module vorn_knl

@@ -1,0 +1,200 @@
+/// @file MOXKernel_families.h
+///
+/// Private to the C and the Fortran form: the rules of their families of functions.
+///
+/// Two thirds of the interface is one of eleven types of value times the places where values live.
+/// A *source* says where one named value lives (and a name can be missing there); a template says
+/// what every function of a kind does with it. An exported function is the one line that joins the
+/// two:
+///
+///     int knl_getF32LibraryParameter(void* libri, const char* attKey, float* var)
+///     { return getValue(LibraryParameter{libri, attKey}, var); }
+///
+/// A source offers `present()` and `value()`, and `store(value)` where modules may write. Presence
+/// is asked first, always: fetching an absent value would make it present.
+///
+/// Scalars pass without any allocation. An array is fetched once, and kept by the job until the
+/// running entry point returns.
+#ifndef MOXKERNEL_FAMILIES_H
+#define MOXKERNEL_FAMILIES_H
+
+#include "GroupEntity.h"
+#include "MOXKernel.h"
+#include "UniVar.h"
+
+#include <cstdint>
+#include <cstring>
+#include <memory>
+#include <string>
+
+namespace families {
+
+/// Stores a value for as long as the running entry point runs, so that what it holds can be handed
+/// to the module.
+const UniVar& keepUntilReturn(UniVar value);
+
+/// Keeps a copy of `size` bytes (none for a negative size) as a resource of the running module. The
+/// copy lives as long as the module or until the name gets another; it is not charged to the
+/// module. 1 when kept, 0 without a running module.
+int setModuleStructResource(const char* attKey, const void* bytes, int size);
+
+/// Samples that may be touched in a trace: the set's trace length, or less where the trace itself
+/// is shorter. The set's trace length where the trace has no samples; 0 for a null handle.
+int getTraceSampleCount(void* traceSet, int traceNo);
+
+// --------------------------------------------------------------------------------------- sources
+
+struct ModuleParameter
+{
+    const char* key;
+
+    bool present() const { return isModuleParameterPresent(key) != 0; }
+    UniVar value() const { return getModuleParameter(key); }
+};
+
+struct ModuleResource
+{
+    const char* key;
+
+    bool present() const { return isModuleResourcePresent(key) != 0; }
+    UniVar value() const { return getModuleResource(key); }
+};
+
+struct GroupParameter
+{
+    void* group;
+    const char* key;
+    int row;
+
+    bool present() const { return isGroupParameterPresent(group, key, row) != 0; }
+    UniVar value() const { return getGroupParameter(group, key, row); }
+    int store(const UniVar& value) const { return setGroupParameter(group, key, row, value); }
+};
+
+struct LibraryParameter
+{
+    void* library;
+    const char* key;
+
+    bool present() const { return isLibraryParameterPresent(library, key) != 0; }
+    UniVar value() const { return getLibraryParameter(library, key); }
+    int store(const UniVar& value) const { return setLibraryParameter(library, key, value); }
+};
+
+struct AttributeOfTrace
+{
+    void* traceSet;
+    const char* key;
+    int traceNo;
+
+    // Every trace has the attributes of its set; below the first one there is no trace.
+    bool present() const { return traceNo >= 0 && isTraceAttributeExist(traceSet, key) != 0; }
+    UniVar value() const { return getTraceAttribute(traceSet, key, traceNo); }
+    int store(const UniVar& value) const
+    {
+        return setTraceAttribute(traceSet, key, value, traceNo);
+    }
+};
+
+// --------------------------------------------------------------- from a value to what the caller
+// wants
+
+// clang-format off
+inline void unpack(const UniVar& value, int* out)     { *out = value.getI32Value(); }
+inline void unpack(const UniVar& value, int64_t* out) { *out = value.getI64Value(); }
+inline void unpack(const UniVar& value, float* out)   { *out = value.getF32Value(); }
+inline void unpack(const UniVar& value, double* out)  { *out = value.getF64Value(); }
+
+// The elements stay the value's own; null when it is no array of exactly this type.
+inline void unpack(const UniVar& value, int** out)     { *out = value.getI32ArrayValue(); }
+inline void unpack(const UniVar& value, int64_t** out) { *out = value.getI64ArrayValue(); }
+inline void unpack(const UniVar& value, float** out)   { *out = value.getF32ArrayValue(); }
+inline void unpack(const UniVar& value, double** out)  { *out = value.getF64ArrayValue(); }
+// clang-format on
+
+// -------------------------------------------------------------------------------------- families
+
+// Every getter of both forms: 1 after `take` has had the value, or 0 and outputs left alone.
+template <typename Source, typename Take>
+int getWith(const Source& source, Take take)
+{
+    if (!source.present())
+        return 0;
+    take(source.value());
+    return 1;
+}
+
+template <typename Source, typename T>
+int getValue(const Source& source, T* out)
+{
+    return getWith(source, [out](const UniVar& value) { unpack(value, out); });
+}
+
+template <typename Source, typename T>
+int getArray(const Source& source, T** out, int* size)
+{
+    return getWith(source, [out, size](UniVar&& value) {
+        const UniVar& kept = keepUntilReturn(std::move(value));
+        unpack(kept, out);
+        *size = kept.getArraySize();
+    });
+}
+
+template <typename Source>
+int getText(const Source& source, char* out)
+{
+    return getWith(source,
+                   [out](const UniVar& value) { std::strcpy(out, value.getStrValue().c_str()); });
+}
+
+template <typename Source>
+int getLibrary(const Source& source, void** out)
+{
+    return getWith(source, [out](const UniVar& value) { *out = value.getLibraryValue(); });
+}
+
+template <typename Source>
+int getGroup(const Source& source, void** out)
+{
+    return getWith(source, [out](const UniVar& value) { *out = value.getGroupValue(); });
+}
+
+template <typename Source>
+int getPointer(const Source& source, void** out)
+{
+    return getWith(source, [out](const UniVar& value) { *out = value.getPointerValue(); });
+}
+
+template <typename Source, typename T>
+int setValue(const Source& source, T value)
+{
+    return source.store(UniVar(value));
+}
+
+template <typename Source, typename T>
+int setArray(const Source& source, const T* elements, int size)
+{
+    return source.store(UniVar(elements, size));
+}
+
+template <typename Source>
+int setText(const Source& source, const char* text)
+{
+    return source.store(UniVar(std::string(text == nullptr ? "" : text)));
+}
+
+// A group once stored is nobody's: values refer to it, and the kernel never deletes groups.
+template <typename Source>
+int getOrMakeGroup(const Source& source, void** out)
+{
+    if (!source.present()) {
+        auto made = std::make_unique<GroupEntity>();
+        if (source.store(UniVar(made.get())) != 0)
+            made.release();
+    }
+    return getGroup(source, out);
+}
+
+} // namespace families
+
+#endif

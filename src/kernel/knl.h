@@ -1,0 +1,572 @@
+/** @file knl.h
+ *
+ * The module programming interface in C: what a processing module calls while one of its entry
+ * points (`preprocess_`, `process_`, `postprocess_`) runs. Readable by C99 and C++ compilers;
+ * Fortran modules use the functions of knl_fortran.h instead.
+ *
+ * What holds for every function here:
+ *
+ * - **The running module.** Parameters, resources, buffers, options, memory and metadata are those
+ *   of the module whose entry point is running. Called while none runs, every parameter, resource
+ *   and buffer counts as absent. All calls are made on the thread that called the entry point.
+ * - **Return codes differ by family**, and are stated at each. Typed getters return 1 when the
+ *   name exists and 0 when it does not; buffer look-ups and builds return 0 on success and 1 on
+ *   failure.
+ * - **Outputs** are written only where the text says so: a getter that returns 0 leaves them as
+ *   they were. Output addresses must not be null.
+ * - **Values convert.** Each value has a type of its own, and a getter converts it to the type
+ *   that it is named for: text is parsed (a leading number is enough, `12abc` gives 12), numbers
+ *   are converted, anything else arrives as 0, as a null pointer or as a null handle. A type that
+ *   does not fit is no failure: the getter still returns 1.
+ * - **Type words in names:** `I32` int, `I64` int64_t, `F32` float, `F64` double, `Str` and
+ *   `String` NUL-terminated text, `Lib` library handle, `Group` and `Grp` group handle, `...Array`
+ *   a pointer to the first element and the number of elements.
+ * - **Text in** is copied by the kernel: the caller's buffer may be reused at once. A null name
+ *   counts as the empty text.
+ * - **Text out** is copied into the caller's buffer with its NUL, and no length is checked: the
+ *   buffer must have room for the whole text. Only knl_getMetaDataValue() takes a length.
+ * - **Arrays in** are copied by the kernel. **Arrays out** are kernel memory, handed out as
+ *   pointer and count: they stay valid until the entry point returns, however many are asked for,
+ *   and the module never frees them.
+ * - **Handles** are `void*`: a trace set (input, output or work buffer), a library or a group.
+ *   They are made by this interface only and never freed by the module. On a null handle, getters
+ *   of trace sets and groups find nothing, setters do nothing, and the result is the one stated
+ *   for "absent" or "refused"; any other address that is no handle is a programming error.
+ * - **Numbers count from zero**: channels, work buffers, traces, rows of a group. Sample intervals
+ *   are kept and handed back as set (modules use microseconds); lengths count samples.
+ */
+#ifndef KNL_H
+#define KNL_H
+
+#include <stdint.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+#if defined(__GNUC__)
+#pragma GCC visibility push(default)
+#endif
+
+/* ------------------------------------------------------------- module parameters and options */
+
+/** Read what the job gave the running module for the parameter `attKey`.
+ *
+ * @param attKey    parameter name
+ * @param[out] var  the value, converted; untouched when the result is 0
+ * @return 1 when the parameter exists; 0 when it does not, or when no module is running
+ *
+ * Array forms: `*var` points to the first element, kernel memory that stays valid until the entry
+ * point returns; `*size` is the number of elements. A value that is no array of exactly this
+ * element type gives a null `*var` and its own array size, with the result 1.
+ * Text form: the value as text, whole and with its NUL; `var` must have room for it.
+ * Library and group forms: `*var` is the handle, null when the value is none.
+ */
+/** @{ */
+int knl_getI32ModuleParameter(const char* attKey, int* var);
+int knl_getI64ModuleParameter(const char* attKey, int64_t* var);
+int knl_getF32ModuleParameter(const char* attKey, float* var);
+int knl_getF64ModuleParameter(const char* attKey, double* var);
+int knl_getI32ArrayModuleParameter(const char* attKey, int** var, int* size);
+int knl_getI64ArrayModuleParameter(const char* attKey, int64_t** var, int* size);
+int knl_getF32ArrayModuleParameter(const char* attKey, float** var, int* size);
+int knl_getF64ArrayModuleParameter(const char* attKey, double** var, int* size);
+int knl_getStrModuleParameter(const char* attKey, char* var);
+int knl_getLibModuleParameter(const char* attKey, void** var);
+int knl_getGroupModuleParameter(const char* attKey, void** var);
+/** @} */
+
+/** Sets a processing option of the running module, which the scheduler reads: with "RespectEOD" set
+ * to anything but 0, the module goes on being called, with empty inputs, when they have ended,
+ * until it marks its own end of data. Nothing happens when no module is running.
+ *
+ * @param option  option name
+ * @param value   its new value
+ */
+void knl_setModuleProcessingOption(const char* option, int value);
+
+/* ------------------------------------------------------------------------------------ groups */
+
+/** The number of rows (repetitions) of a group; 0 for a null handle. */
+int knl_getGroupParameterSize(void* group);
+
+/** Read the parameter `attKey` in row `num` (from 0) of a group.
+ *
+ * @param group     group handle; a null one holds nothing
+ * @param attKey    parameter name
+ * @param num       row; a row that does not exist holds nothing, and asking does not make it
+ * @param[out] var  the value, converted; untouched when the result is 0
+ * @return 1 when that row holds the parameter, else 0
+ *
+ * Arrays, texts and handles as for module parameters.
+ */
+/** @{ */
+int knl_getI32GroupParameter(void* group, const char* attKey, int num, int* var);
+int knl_getI64GroupParameter(void* group, const char* attKey, int num, int64_t* var);
+int knl_getF32GroupParameter(void* group, const char* attKey, int num, float* var);
+int knl_getF64GroupParameter(void* group, const char* attKey, int num, double* var);
+int knl_getI32ArrayGroupParameter(void* group, const char* attKey, int num, int** var, int* size);
+int knl_getI64ArrayGroupParameter(void* group, const char* attKey, int num, int64_t** var,
+                                  int* size);
+int knl_getF32ArrayGroupParameter(void* group, const char* attKey, int num, float** var, int* size);
+int knl_getF64ArrayGroupParameter(void* group, const char* attKey, int num, double** var,
+                                  int* size);
+int knl_getStrGroupParameter(void* group, const char* attKey, int num, char* var);
+int knl_getLibGroupParameter(void* group, const char* attKey, int num, void** var);
+int knl_getGrpGroupParameter(void* group, const char* attKey, int num, void** var);
+/** @} */
+
+/** Store a value under `attKey` in row `num` (from 0) of a group, in place of an earlier one. Rows
+ * up to `num` are made where they are missing.
+ *
+ * @param group   group handle
+ * @param attKey  parameter name
+ * @param num     row
+ * @param var     the value; texts and arrays are copied
+ * @param size    array forms: number of elements
+ * @return 1 when stored, 0 when refused (null handle, negative row)
+ */
+/** @{ */
+int knl_setI32GroupParameter(void* group, const char* attKey, int num, int var);
+int knl_setI64GroupParameter(void* group, const char* attKey, int num, int64_t var);
+int knl_setF32GroupParameter(void* group, const char* attKey, int num, float var);
+int knl_setF64GroupParameter(void* group, const char* attKey, int num, double var);
+int knl_setI32ArrayGroupParameter(void* group, const char* attKey, int num, const int* var,
+                                  int size);
+int knl_setI64ArrayGroupParameter(void* group, const char* attKey, int num, const int64_t* var,
+                                  int size);
+int knl_setF32ArrayGroupParameter(void* group, const char* attKey, int num, const float* var,
+                                  int size);
+int knl_setF64ArrayGroupParameter(void* group, const char* attKey, int num, const double* var,
+                                  int size);
+int knl_setStringGroupParameter(void* group, const char* attKey, int num, const char* var);
+/** @} */
+
+/** The group stored under `attKey` in row `num` of a group; a new one without rows is made and
+ * stored there first when the row holds no such parameter. A group made here lives as long as the
+ * process.
+ *
+ * @param group     handle of the outer group
+ * @param attKey    parameter name
+ * @param num       row of the outer group, from 0
+ * @param[out] var  the inner group's handle; null when the parameter exists and is no group;
+ *                  untouched when the result is 0
+ * @return 1 when the parameter is present afterwards; 0 when refused (null handle, negative row)
+ */
+int knl_setGrpGroupParameter(void* group, const char* attKey, int num, void** var);
+
+/* --------------------------------------------------------------------------------- libraries */
+
+/** The kind of a library as a number: "CN" 0, "GD" 1, "GR" 2, "MU" 3, "VI" 4, "ED" 5, "GE" 6, "GX"
+ * 7, "ST" 8, "XY" 9, "UM" 10, "FD" 11, "HZ" 12; -1 for any other kind and for a null handle.
+ */
+int knl_getLibraryType(void* libri);
+
+/** Read the parameter `attKey` of a library.
+ *
+ * @param libri     library handle
+ * @param attKey    parameter name
+ * @param[out] var  the value, converted; untouched when the result is 0
+ * @return 1 when the library holds the parameter, else 0
+ *
+ * Arrays, texts and handles as for module parameters.
+ */
+/** @{ */
+int knl_getI32LibraryParameter(void* libri, const char* attKey, int* var);
+int knl_getI64LibraryParameter(void* libri, const char* attKey, int64_t* var);
+int knl_getF32LibraryParameter(void* libri, const char* attKey, float* var);
+int knl_getF64LibraryParameter(void* libri, const char* attKey, double* var);
+int knl_getI32ArrayLibraryParameter(void* libri, const char* attKey, int** var, int* size);
+int knl_getI64ArrayLibraryParameter(void* libri, const char* attKey, int64_t** var, int* size);
+int knl_getF32ArrayLibraryParameter(void* libri, const char* attKey, float** var, int* size);
+int knl_getF64ArrayLibraryParameter(void* libri, const char* attKey, double** var, int* size);
+int knl_getStrLibraryParameter(void* libri, const char* attKey, char* var);
+int knl_getLibLibraryParameter(void* libri, const char* attKey, void** var);
+int knl_getGroupLibraryParameter(void* libri, const char* attKey, void** var);
+/** @} */
+
+/** Store a value under `attKey` in a library, in place of an earlier one.
+ *
+ * @param libri   library handle
+ * @param attKey  parameter name
+ * @param var     the value; texts and arrays are copied
+ * @param size    array forms: number of elements
+ * @return 1 when stored, 0 when refused (null handle)
+ */
+/** @{ */
+int knl_setI32LibraryParameter(void* libri, const char* attKey, int var);
+int knl_setI64LibraryParameter(void* libri, const char* attKey, int64_t var);
+int knl_setF32LibraryParameter(void* libri, const char* attKey, float var);
+int knl_setF64LibraryParameter(void* libri, const char* attKey, double var);
+int knl_setI32ArrayLibraryParameter(void* libri, const char* attKey, const int* var, int size);
+int knl_setI64ArrayLibraryParameter(void* libri, const char* attKey, const int64_t* var, int size);
+int knl_setF32ArrayLibraryParameter(void* libri, const char* attKey, const float* var, int size);
+int knl_setF64ArrayLibraryParameter(void* libri, const char* attKey, const double* var, int size);
+int knl_setStringLibraryParameter(void* libri, const char* attKey, const char* var);
+/** @} */
+
+/** The group stored under `attKey` in a library; a new one without rows is made and stored there
+ * first when the library holds no such parameter. A group made here lives as long as the process.
+ *
+ * @param libri     library handle
+ * @param attKey    parameter name
+ * @param[out] var  the group's handle; null when the parameter exists and is no group; untouched
+ *                  when the result is 0
+ * @return 1 when the parameter is present afterwards; 0 when refused (null handle)
+ */
+int knl_setGrpLibraryParameter(void* libri, const char* attKey, void** var);
+
+/* -------------------------------------------------------------------------- trace attributes */
+
+/** Gives the attribute `attKey` a place in the headers of a trace set's traces, of the type that
+ * the job's schema states for the name (a 32-bit integer for a name that the schema does not know).
+ * Nothing changes when the set has the attribute already.
+ *
+ * @return 1 when the set has the attribute now, 0 when refused (null handle)
+ */
+int knl_defineTraceAttribute(void* trace, const char* attKey);
+
+/** Read the attribute `attKey` of trace 0 of a trace set.
+ *
+ * @param trace     trace set handle
+ * @param attKey    attribute name
+ * @param[out] var  the value, converted; untouched when the result is 0
+ * @return 1 when the set has the attribute, else 0
+ *
+ * An attribute that the set has and that this trace's header is too short to hold was never written
+ * there: it arrives as 0, as the empty text or as a null array. A set without traces makes trace 0.
+ * Arrays and texts as for module parameters.
+ */
+/** @{ */
+int knl_getI32TraceAttribute(void* trace, const char* attKey, int* var);
+int knl_getI64TraceAttribute(void* trace, const char* attKey, int64_t* var);
+int knl_getF32TraceAttribute(void* trace, const char* attKey, float* var);
+int knl_getF64TraceAttribute(void* trace, const char* attKey, double* var);
+int knl_getI32ArrayTraceAttribute(void* trace, const char* attKey, int** var, int* size);
+int knl_getI64ArrayTraceAttribute(void* trace, const char* attKey, int64_t** var, int* size);
+int knl_getF32ArrayTraceAttribute(void* trace, const char* attKey, float** var, int* size);
+int knl_getF64ArrayTraceAttribute(void* trace, const char* attKey, double** var, int* size);
+int knl_getStrTraceAttribute(void* trace, const char* attKey, char* var);
+/** @} */
+
+/** Write the attribute `attKey` of trace 0 of a trace set, defining it first where it is missing
+ * and making the trace where the set has none.
+ *
+ * @param trace   trace set handle
+ * @param attKey  attribute name
+ * @param var     the value; it is converted to the attribute's own type, except that arrays are
+ *                taken only by an array attribute of the same element type, from at least as many
+ *                elements as the schema states for it
+ * @param size    array forms: number of elements
+ * @return 1 when written, 0 when refused (null handle)
+ */
+/** @{ */
+int knl_setI32TraceAttribute(void* trace, const char* attKey, int var);
+int knl_setI64TraceAttribute(void* trace, const char* attKey, int64_t var);
+int knl_setF32TraceAttribute(void* trace, const char* attKey, float var);
+int knl_setF64TraceAttribute(void* trace, const char* attKey, double var);
+int knl_setI32ArrayTraceAttribute(void* trace, const char* attKey, const int* var, int size);
+int knl_setI64ArrayTraceAttribute(void* trace, const char* attKey, const int64_t* var, int size);
+int knl_setF32ArrayTraceAttribute(void* trace, const char* attKey, const float* var, int size);
+int knl_setF64ArrayTraceAttribute(void* trace, const char* attKey, const double* var, int size);
+int knl_setStrTraceAttribute(void* trace, const char* attKey, const char* var);
+/** @} */
+
+/* -------------------------------------------------------------------------- attribute schema */
+
+/** What the job's schema says about the attribute name `trAttDefName`.
+ *
+ * @param trAttDefName       attribute name
+ * @param[out] trAttDefType  type code: 1 text, 2 and 3 integers of 32 and 64 bits, 4 and 5 floats
+ *                           of 32 and 64 bits, 9 and 10 texts of 32 and 64 bytes; -1 for a name
+ *                           that the schema does not know; always written
+ * @param[out] trAttDefDim   dimension: elements of an array, characters of a text; -1 likewise;
+ *                           always written
+ * @return 0 when the value is at least 1, else 1 (here 0 is success)
+ */
+/** @{ */
+int knl_getTraceAttributeType(const char* trAttDefName, int* trAttDefType);
+int knl_getTraceAttributeDimension(const char* trAttDefName, int* trAttDefDim);
+/** @} */
+
+/** Copies the schema's description of `trAttDefName` with its NUL into `trAttDefDesc`, which must
+ * have room for it; the empty text for a name that the schema does not know.
+ *
+ * @return always 0
+ */
+int knl_getTraceAttributeDescription(const char* trAttDefName, char* trAttDefDesc);
+
+/* --------------------------------------------------------------- resources, memory and files */
+
+/** Fetches the address that was kept under `attKey` for the running module.
+ *
+ * @param[out] attrib  the address, null when the resource is none; untouched when the result is 0
+ * @return 1 when the resource exists; 0 when it does not, or when no module is running
+ */
+int knl_getModuleResource(const char* attKey, void** attrib);
+
+/** Keeps an address under `attKey` for the running module, from one entry point to the next: the
+ * place for a module's own state, since global data of a library are shared by all modules that
+ * use it. The kernel neither copies nor frees what it points to.
+ *
+ * @return 1 when kept; 0 when no module is running
+ */
+int knl_setModuleResource(const char* attKey, void* attrib);
+
+/** `size` bytes of zero-filled memory, charged to the running module and to the job in the
+ * statistics. Null, and a message to the host, when there is no such memory (a negative size is
+ * such a case). Freed with knl_freeResource() only; nothing frees it at the end of the job.
+ */
+void* knl_allocateResource(int size);
+
+/** Frees memory of knl_allocateResource(); a null pointer is accepted.
+ *
+ * @return always 0
+ */
+int knl_freeResource(void* ptr);
+
+/** Open a file for reading, or create one (or empty an existing one) for writing.
+ *
+ * @param fileName         path, taken as it is
+ * @param[out] fileHandle  the POSIX descriptor, or -1 with the reason in `errno`; always written
+ *
+ * A new file's permission bits are 0674 (octal) less the process's file creation mask.
+ */
+/** @{ */
+void knl_fileOpen(const char* fileName, int* fileHandle);
+void knl_fileCreate(const char* fileName, int* fileHandle);
+/** @} */
+
+/** Closes a descriptor of knl_fileOpen() or knl_fileCreate(). */
+void knl_fileClose(int fileHandle);
+
+/* --------------------------------------------------------------- trace buffers of the module */
+
+/** Find an input channel, an output channel or a work buffer. A work buffer that does not exist yet
+ * is made, with all those below it.
+ *
+ * @param[out] trace  the trace set's handle, null on failure; always written
+ * @param channel     channel number, from 0
+ * @param wtset       work buffer number, from 0
+ * @return 0 on success; 1 when there is no such buffer, or when no module is running
+ */
+/** @{ */
+int knl_getInputTraceBuffer(void** trace, int channel);
+int knl_getOutputTraceBuffer(void** trace, int channel);
+int knl_getWorkTraceBuffer(void** trace, int wtset);
+/** @} */
+
+/** Give an output channel or a work buffer its trace length and sample interval, and the attributes
+ * of a template (in the order of their names).
+ *
+ * @param channel         number of the output channel or work buffer, from 0
+ * @param traceLength     samples of each trace made from now on
+ * @param sampleInterval  sample interval
+ * @param numTraces       accepted and not used: traces are made when they are asked for
+ * @param templ           handle of the trace set whose attributes are taken over, or null
+ * @return 0 on success; 1 when there is no such buffer, or when no module is running
+ */
+/** @{ */
+int knl_bldOutputTraceBuffer(int channel, int traceLength, int sampleInterval, void* templ);
+int knl_bldWorkTraceBuffer(int channel, int traceLength, int sampleInterval, int numTraces,
+                           void* templ);
+/** @} */
+
+/* -------------------------------------------------------------------------------- trace sets */
+
+/** Copy a trace into a trace of another set: with `copyHeader`, the header is cleared and gets
+ * every attribute of the source that has the same type and size in both sets; with `copySamples`,
+ * as many samples as both sets' trace lengths allow; the trace flag always. Missing traces are
+ * made.
+ *
+ * @param traceFrom    handle of the source set
+ * @param traceTo      handle of the destination set
+ * @param copyHeader   0: leave the header
+ * @param copySamples  0: leave the samples
+ * @param traceNoFrom  source trace, from 0 (trace 0 where it is not given)
+ * @param traceNoTo    destination trace, from 0 (trace 0 where it is not given)
+ * @return 1 when copied; 0 when a handle or a trace is null
+ */
+/** @{ */
+int knl_copyTraceToTrace(void* traceFrom, void* traceTo, int copyHeader, int copySamples);
+int knl_mcopyTraceToTrace(void* traceFrom, void* traceTo, int copyHeader, int copySamples,
+                          int traceNoFrom, int traceNoTo);
+/** @} */
+
+/** Moves a trace, without copying, into another set of the same attribute layout. The source keeps
+ * an empty place under the trace's number; a trace that was at the destination is let go of.
+ *
+ * @return 1 when moved; 0 when there is no such source trace, or a handle is null
+ */
+int knl_moveTraceToTrace(void* traceFrom, void* traceTo, int traceNoFrom, int traceNoTo);
+
+/** Points `*samples` at the samples of trace `traceNo` (from 0), in place; a missing trace is made.
+ * The address is valid while the set is unchanged and no other trace has pushed this one out to
+ * the scratch file.
+ *
+ * @param[out] samples  the samples, null when there are none; always written
+ * @return 1 on success, 0 when there are none
+ */
+int knl_getTraceSamples(void* trace, float** samples, int traceNo);
+
+/** Copies as many samples as trace `traceNo` (from 0) has from `*samples`; a missing trace is made.
+ *
+ * @return 1 when copied, 0 when refused (null handle)
+ */
+int knl_setTraceSamples(void* trace, float** samples, int traceNo);
+
+/** Sets all samples and all header bytes of every trace of the set to zero; the traces stay.
+ *
+ * @return 1 on success, 0 when refused (null handle)
+ */
+int knl_clearTraceSet(void* trace);
+
+/** The number of traces, their length in samples, their sample interval; 0 for a null handle.
+ */
+/** @{ */
+int knl_getNumberOfTraces(void* traceSet);
+int knl_getTraceLength(void* traceSet);
+int knl_getTraceSampleInterval(void* traceSet);
+/** @} */
+
+/** Set the length or the interval for the traces made from now on (those that exist stay as they
+ * are), or make traces until there are `numTraces` (none is taken away).
+ *
+ * @return always 0
+ */
+/** @{ */
+int knl_setNumberOfTraces(void* traceSet, int numTraces);
+int knl_setTraceLength(void* traceSet, int traceLength);
+int knl_setTraceSampleInterval(void* traceSet, int sampleInterval);
+/** @} */
+
+/** The flag of the set's first trace, or of the set itself when it holds no trace; 0 for a null
+ * handle. Flag 3 on the last output channel of a module is its end of data.
+ */
+int knl_getDataChannelFlag(void* traceSet);
+
+/** Sets the flag of the set's last trace (knl_getDataChannelFlag() reads the first one's), or of
+ * the set itself when it holds no trace.
+ *
+ * @return 0; 1 for a null handle
+ */
+int knl_setDataChannelFlag(void* traceSet, int flag);
+
+/** Announces how many traces will pass through the set in all, from which the host's statistics
+ * compute the module's progress. Nothing happens for a null handle.
+ */
+void knl_informTotalTracesNumber(void* trace, int64_t numTraces);
+
+/* ------------------------------------------------------------------------ messages, commands */
+
+/** Sends one line to the host, under the running module's name and the time of day.
+ *
+ * @param msgType  0 detail, 1 information, 2 warning, 3 error, 4 fatal; passed on as it is
+ * @param msg      the text
+ */
+void knl_sendMessage(int msgType, const char* msg);
+
+/** Hand the host one value, as text, that belongs to a message; each is delivered at once.
+ */
+/** @{ */
+void knl_addI32MessageArgument(int arg);
+void knl_addI64MessageArgument(int64_t arg);
+void knl_addF32MessageArgument(float arg);
+void knl_addF64MessageArgument(double arg);
+void knl_addStrMessageArgument(const char* arg);
+/** @} */
+
+/** Hands the host a command for another application; the kernel does not look into it. */
+void knl_execAppliCmd(const char* cmd);
+
+/* -------------------------------------------------------------------------------------- pads */
+
+/** Creates a pad, a drawing surface of the host.
+ *
+ * @param type, align, visible  passed on to the host, which gives them their meaning
+ * @param title                 title of the pad
+ * @return the pad's identifier for the functions below; -1 when the host offers no pads
+ */
+int knl_createPad(int type, int align, int visible, const char* title);
+
+/** The pen plotter's commands, passed on to the host, which gives positions, heights, angles, pen
+ * codes and special symbols their meaning. An unknown pad is for the host to refuse.
+ *
+ * @param ident         pad identifier
+ * @param xpage, ypage  position on the pad
+ * @param ipen          pen code: move or draw
+ * @param height        height of the characters
+ * @param fpn           the number to draw
+ * @param angle         writing angle
+ * @param ndec          number of decimals
+ * @param cbcd          the text to draw
+ * @param inteq         code of a special symbol
+ * @param inchar        number of characters
+ * @param factor        scale of what follows
+ * @param newpen        number of the pen to take
+ */
+/** @{ */
+void knl_plot(int ident, float xpage, float ypage, int ipen);
+void knl_number(int ident, float xpage, float ypage, float height, float fpn, float angle,
+                int ndec);
+void knl_symbol(int ident, float xpage, float ypage, float height, const char* cbcd, int inteq,
+                float angle, int inchar);
+void knl_factor(int ident, float factor);
+void knl_newpen(int ident, int newpen);
+/** @} */
+
+/* ---------------------------------------------------------------------- directories and date */
+
+/** Kernel-held text in the local 8-bit encoding: never freed by the module, valid until the next
+ * call of the same function. The date is day.month.year with the month counted from 0 and the year
+ * from 1900: 15 November 2026 reads 15.10.126.
+ */
+/** @{ */
+const char* knl_currentDate(void);
+const char* knl_getProjectDir(void);
+const char* knl_getScratchDir(void);
+/** @} */
+
+/** Sets the project directory of the whole job, where metadata files are read and written from now
+ * on. The empty text leaves the job without one.
+ *
+ * @param project  path in the local 8-bit encoding
+ */
+void knl_setProjectDir(const char* project);
+
+/* ---------------------------------------------------------------------------------- metadata */
+
+/** Attach the value `value` to `name`. The first value written for a name stays; later ones are
+ * ignored. In module scope, the empty name and names that begin with "#" are not stored.
+ *
+ * @param scope  0: the whole job; anything else: the running module (the job when none is running)
+ * @param name   key; one that ends with "$" collects the values of several modules
+ * @param value  the value; in the N form exactly `n` bytes, which may hold NULs and need no
+ *               terminator (none when `n` is negative)
+ */
+/** @{ */
+void knl_setMetaDataValue(int scope, const char* name, const char* value);
+void knl_setMetaDataValueN(int scope, const char* name, const char* value, int n);
+/** @} */
+
+/** Reads a metadata value: in job scope the job's own, in module scope what the modules upstream of
+ * the running one attached (the nearest first, values of a "$" key joined), not its own. An unknown
+ * name, and the empty one in module scope, has the empty value.
+ *
+ * @param scope           0: the whole job; anything else: upstream of the running module
+ * @param name            key
+ * @param[out] value_ret  at most `n` bytes, the NUL included: the value or its first n - 1 bytes;
+ *                        nothing is written when `n` is below 1
+ * @param n               room at `value_ret` in bytes
+ * @return the length of the whole value in bytes without its NUL; `n` or more means that it was
+ *         cut
+ */
+int knl_getMetaDataValue(int scope, const char* name, char* value_ret, int n);
+
+#if defined(__GNUC__)
+#pragma GCC visibility pop
+#endif
+#ifdef __cplusplus
+}
+#endif
+
+#endif

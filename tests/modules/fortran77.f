@@ -1,0 +1,104 @@
+C     Old-style Fortran: fixed form, implicit interfaces, handles and the
+C     record of an array as INTEGER*8, state in a common block. Counts its
+C     calls in the common block, which all modules of the job share that
+C     use this library, and in a resource, which is the module's own.
+      INTEGER FUNCTION PREPROCESS()
+      INTEGER ISTAT, N, ISTATE(1)
+      INTEGER*8 INTRC
+      REAL F
+      DOUBLE PRECISION D
+      CHARACTER*12 TEXT
+      INTEGER NCALLS
+      COMMON /COUNT/ NCALLS
+
+      N = -7
+      CALL KNL_GETI32MODULEPARAMETER('WINDOW', N, ISTAT)
+      CALL EXPECT(1, ISTAT, 'STATUS OF WINDOW')
+      CALL EXPECT(25, N, 'WINDOW')
+      CALL KNL_GETI32MODULEPARAMETER('NONE', N, ISTAT)
+      CALL EXPECT(0, ISTAT, 'STATUS OF NONE')
+      CALL EXPECT(25, N, 'NONE')
+      CALL KNL_GETF32MODULEPARAMETER('FACTOR', F, ISTAT)
+      CALL EXPECT(15, NINT(10*F), 'TEN TIMES FACTOR')
+      CALL KNL_GETF64MODULEPARAMETER('FACTOR', D, ISTAT)
+      CALL EXPECT(15, NINT(10*D), 'TEN TIMES FACTOR, DOUBLE')
+      TEXT = '????????????'
+      CALL KNL_GETSTRMODULEPARAMETER('MODE', TEXT, ISTAT)
+      CALL EXPECT(1, ISTAT, 'STATUS OF MODE')
+      IF (TEXT .NE. 'rms') CALL KNL_SENDMESSAGE(3, 'MODE IS ' // TEXT)
+
+      CALL KNL_GETINPUTTRACEBUFFER(INTRC, 1, ISTAT)
+      CALL EXPECT(0, ISTAT, 'STATUS OF INPUT 1')
+      CALL KNL_GETTRACELENGTH(INTRC, N, ISTAT)
+      CALL KNL_BLDOUTPUTTRACEBUFFER(1, N, 2000, INTRC, ISTAT)
+      CALL EXPECT(0, ISTAT, 'STATUS OF OUTPUT 1')
+
+      ISTATE(1) = 0
+      CALL KNL_SETMODULESTRUCTRESOURCE('CALLS', ISTATE, 4, ISTAT)
+      CALL EXPECT(1, ISTAT, 'STATUS OF CALLS')
+      NCALLS = 0
+      PREPROCESS = 0
+      END
+
+C     The record has nine words of eight bytes. The tenth is nobody's, and
+C     the sixth is the caller's: neither may change.
+      INTEGER FUNCTION PROCESS()
+      INTEGER ISTAT, N, ISTATE(1)
+      INTEGER*8 INTRC, OUTTRC, IDESC(10)
+      INTEGER NCALLS
+      COMMON /COUNT/ NCALLS
+      EXTERNAL DOUBLE
+
+      CALL KNL_GETINPUTTRACEBUFFER(INTRC, 1, ISTAT)
+      CALL KNL_GETOUTPUTTRACEBUFFER(OUTTRC, 1, ISTAT)
+      CALL KNL_SCOPYTRACETOTRACE(INTRC, OUTTRC, 1, 1, ISTAT)
+      CALL EXPECT(1, ISTAT, 'STATUS OF COPYING')
+
+      IDESC(6) = -7
+      IDESC(10) = -7
+      CALL KNL_SGETTRACESAMPLES(OUTTRC, IDESC, ISTAT)
+      CALL EXPECT(0, ISTAT, 'STATUS OF SAMPLES')
+      CALL EXPECT(-7, INT(IDESC(6)), 'RESERVED WORD')
+      CALL EXPECT(-7, INT(IDESC(10)), 'WORD BEHIND THE RECORD')
+      CALL WITH(IDESC, DOUBLE)
+
+      CALL KNL_GETMODULESTRUCTRESOURCE('CALLS', ISTATE, ISTAT)
+      ISTATE(1) = ISTATE(1) + 1
+      CALL KNL_SETMODULESTRUCTRESOURCE('CALLS', ISTATE, 4, ISTAT)
+      NCALLS = NCALLS + 1
+      CALL KNL_SETI32TRACEATTRIBUTE(OUTTRC, 'shared', NCALLS, ISTAT)
+      N = ISTATE(1)
+      CALL KNL_SETI32TRACEATTRIBUTE(OUTTRC, 'own', N, ISTAT)
+      PROCESS = 0
+      END
+
+      INTEGER FUNCTION POSTPROCESS()
+
+      POSTPROCESS = 0
+      END
+
+C     The first word is the address of the elements: passed by value, it is
+C     an array to the one who is called. (Through a procedure argument, as
+C     the compiler would compare types otherwise.)
+      SUBROUTINE WITH(IDESC, WORK)
+      INTEGER*8 IDESC(9)
+      EXTERNAL WORK
+
+      CALL WORK(%VAL(IDESC(1)), INT(IDESC(7)))
+      END
+
+      SUBROUTINE DOUBLE(X, N)
+      INTEGER N, I
+      REAL X(N)
+
+      DO 10 I = 1, N
+        X(I) = 2.0 * X(I)
+10    CONTINUE
+      END
+
+      SUBROUTINE EXPECT(IWANT, IHAVE, WHAT)
+      INTEGER IWANT, IHAVE
+      CHARACTER*(*) WHAT
+
+      IF (IWANT .NE. IHAVE) CALL KNL_SENDMESSAGE(3, WHAT)
+      END

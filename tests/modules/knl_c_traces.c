@@ -1,0 +1,242 @@
+/* The C form, second part: trace attributes and their schema, trace buffers and trace sets. The
+ * job's schema is in ModuleInterfaceJobTest.cpp; its source emits three traces of four samples. */
+#include "checks.h"
+
+#include <stddef.h>
+
+static void query_schema(void)
+{
+    int value = -7;
+    char text[64] = "before";
+
+    CHECK_INT(0, knl_getTraceAttributeType("f64s", &value));
+    CHECK_INT(5, value);
+    CHECK_INT(0, knl_getTraceAttributeDimension("f64s", &value));
+    CHECK_INT(2, value);
+    CHECK_INT(1, knl_getTraceAttributeType("unknown", &value));
+    CHECK_INT(-1, value);
+    value = -7;
+    CHECK_INT(1, knl_getTraceAttributeDimension("unknown", &value));
+    CHECK_INT(-1, value);
+    CHECK_INT(0, knl_getTraceAttributeDescription("i32", text));
+    CHECK_TEXT("a number of 32 bits", text);
+    CHECK_INT(0, knl_getTraceAttributeDescription("unknown", text));
+    CHECK_TEXT("", text);
+}
+
+static void write_attributes(void* set)
+{
+    const int i32s[3] = {1, -2, 3};
+    const int64_t i64s[2] = {1L << 40, -1};
+    const float f32s[4] = {0.5f, 1.5f, 2.5f, 3.5f};
+    const double f64s[2] = {0.1, 0.2};
+
+    CHECK_INT(1, knl_defineTraceAttribute(set, "i32"));
+    CHECK_INT(1, knl_defineTraceAttribute(set, "i32"));
+    CHECK_INT(1, knl_setI32TraceAttribute(set, "i32", 42));
+    CHECK_INT(1, knl_setI64TraceAttribute(set, "i64", 1L << 40));
+    CHECK_INT(1, knl_setF32TraceAttribute(set, "f32", 1.5f));
+    CHECK_INT(1, knl_setF64TraceAttribute(set, "f64", 0.1));
+    CHECK_INT(1, knl_setStrTraceAttribute(set, "text", "some text"));
+    CHECK_INT(1, knl_setI32ArrayTraceAttribute(set, "i32s", i32s, 3));
+    CHECK_INT(1, knl_setI64ArrayTraceAttribute(set, "i64s", i64s, 2));
+    CHECK_INT(1, knl_setF32ArrayTraceAttribute(set, "f32s", f32s, 4));
+    CHECK_INT(1, knl_setF64ArrayTraceAttribute(set, "f64s", f64s, 2));
+}
+
+static void read_attributes(void* set)
+{
+    int i32 = -7, size = -7;
+    int64_t i64 = -7;
+    float f32 = -7;
+    double f64 = -7;
+    int* i32s = NULL;
+    int64_t* i64s = NULL;
+    float* f32s = NULL;
+    double* f64s = NULL;
+    char text[64] = "before";
+
+    CHECK_INT(1, knl_getI32TraceAttribute(set, "i32", &i32));
+    CHECK_INT(42, i32);
+    CHECK_INT(1, knl_getI64TraceAttribute(set, "i64", &i64));
+    CHECK_INT(1L << 40, i64);
+    CHECK_INT(1, knl_getF32TraceAttribute(set, "f32", &f32));
+    CHECK_REAL(1.5, f32);
+    CHECK_INT(1, knl_getF64TraceAttribute(set, "f64", &f64));
+    CHECK_REAL(0.1, f64);
+    CHECK_INT(1, knl_getStrTraceAttribute(set, "text", text));
+    CHECK_TEXT("some text", text);
+    CHECK_INT(1, knl_getI32ArrayTraceAttribute(set, "i32s", &i32s, &size));
+    CHECK(size == 3 && i32s[0] == 1 && i32s[2] == 3);
+    CHECK_INT(1, knl_getI64ArrayTraceAttribute(set, "i64s", &i64s, &size));
+    CHECK(size == 2 && i64s[0] == 1L << 40);
+    CHECK_INT(1, knl_getF32ArrayTraceAttribute(set, "f32s", &f32s, &size));
+    CHECK(size == 4 && f32s[3] == 3.5f);
+    CHECK_INT(1, knl_getF64ArrayTraceAttribute(set, "f64s", &f64s, &size));
+    CHECK(size == 2 && f64s[1] == 0.2);
+
+    CHECK_INT(1, knl_getF64TraceAttribute(set, "i32", &f64));
+    CHECK_REAL(42, f64);
+    CHECK_INT(0, knl_getI32TraceAttribute(set, "absent", &i32));
+    CHECK_INT(0, knl_getStrTraceAttribute(set, "absent", text));
+    CHECK_INT(0, knl_getF64ArrayTraceAttribute(set, "absent", &f64s, &size));
+    CHECK(i32 == 42 && size == 2);
+    CHECK_TEXT("some text", text);
+}
+
+static void find_buffers(void)
+{
+    int here;
+    void* buffer = &here;
+
+    CHECK_INT(0, knl_getInputTraceBuffer(&buffer, 0));
+    CHECK(buffer != NULL && buffer != &here);
+    CHECK_INT(1, knl_getInputTraceBuffer(&buffer, 1));
+    CHECK(buffer == NULL);
+    CHECK_INT(0, knl_getOutputTraceBuffer(&buffer, 0));
+    CHECK(buffer != NULL);
+    CHECK_INT(1, knl_getOutputTraceBuffer(&buffer, 1));
+    CHECK(buffer == NULL);
+    CHECK_INT(0, knl_getWorkTraceBuffer(&buffer, 2)); /* made when asked for */
+    CHECK(buffer != NULL);
+    CHECK_INT(0, knl_getNumberOfTraces(buffer));
+}
+
+static void build_buffers(void)
+{
+    void* in;
+    void* out;
+    void* work;
+    int i32 = -7;
+
+    knl_getInputTraceBuffer(&in, 0);
+    knl_getOutputTraceBuffer(&out, 0);
+    CHECK_INT(0, knl_bldOutputTraceBuffer(0, 3, 4000, in));
+    CHECK_INT(1, knl_bldOutputTraceBuffer(1, 3, 4000, in));
+    CHECK_INT(3, knl_getTraceLength(out));
+    CHECK_INT(4000, knl_getTraceSampleInterval(out));
+    CHECK_INT(0, knl_getNumberOfTraces(out));
+    CHECK_INT(0, knl_bldWorkTraceBuffer(1, 4, 2000, 5, in));
+    CHECK_INT(0, knl_getWorkTraceBuffer(&work, 1));
+    CHECK_INT(4, knl_getTraceLength(work));
+    CHECK_INT(2000, knl_getTraceSampleInterval(work));
+    CHECK_INT(0, knl_getNumberOfTraces(work));                    /* none of the five */
+    CHECK_INT(1, knl_getI32TraceAttribute(work, "number", &i32)); /* from the template */
+    CHECK_INT(0, i32);
+}
+
+static void change_geometry(void* set)
+{
+    float values[4] = {1, 2, 3, 4};
+    float* samples = values;
+
+    CHECK_INT(0, knl_setTraceLength(set, 4));
+    CHECK_INT(4, knl_getTraceLength(set));
+    CHECK_INT(0, knl_setTraceSampleInterval(set, 1000));
+    CHECK_INT(1000, knl_getTraceSampleInterval(set));
+    CHECK_INT(0, knl_setNumberOfTraces(set, 2));
+    CHECK_INT(2, knl_getNumberOfTraces(set));
+    CHECK_INT(0, knl_setNumberOfTraces(set, 1)); /* never fewer */
+    CHECK_INT(2, knl_getNumberOfTraces(set));
+
+    CHECK_INT(1, knl_setTraceSamples(set, &samples, 1));
+    CHECK_INT(1, knl_getTraceSamples(set, &samples, 1));
+    CHECK(samples != values && memcmp(samples, values, sizeof values) == 0);
+    CHECK_INT(1, knl_getTraceSamples(set, &samples, 0));
+    CHECK(samples[0] == 0 && samples[3] == 0);
+}
+
+static void copy_and_move(void* set)
+{
+    void* other;
+    float* samples;
+    int i32 = -7;
+
+    knl_bldWorkTraceBuffer(5, 4, 1000, 0, set);
+    knl_getWorkTraceBuffer(&other, 5);
+    knl_getTraceSamples(set, &samples, 0);
+    samples[0] = 10;
+
+    CHECK_INT(1, knl_copyTraceToTrace(set, other, 1, 0));
+    CHECK(knl_getI32TraceAttribute(other, "i32", &i32) == 1 && i32 == 42);
+    knl_getTraceSamples(other, &samples, 0);
+    CHECK_REAL(0, samples[0]);
+    CHECK_INT(1, knl_copyTraceToTrace(set, other, 0, 1));
+    CHECK_REAL(10, samples[0]);
+
+    CHECK_INT(1, knl_mcopyTraceToTrace(set, other, 1, 1, 1, 2));
+    CHECK_INT(3, knl_getNumberOfTraces(other));
+    knl_getTraceSamples(other, &samples, 2);
+    CHECK_REAL(4, samples[3]);
+
+    CHECK_INT(1, knl_moveTraceToTrace(other, set, 2, 2));
+    CHECK_INT(3, knl_getNumberOfTraces(set));
+    knl_getTraceSamples(set, &samples, 2);
+    CHECK_REAL(4, samples[3]);
+    CHECK_INT(0, knl_moveTraceToTrace(other, set, 2, 2)); /* it is gone from there */
+
+    CHECK_INT(1, knl_clearTraceSet(set));
+    CHECK_INT(3, knl_getNumberOfTraces(set));
+    CHECK_REAL(0, samples[3]);
+    CHECK(knl_getI32TraceAttribute(set, "i32", &i32) == 1 && i32 == 0);
+}
+
+/* The flag is read from the first trace and set on the last one. */
+static void flag_traces(void)
+{
+    void* set;
+
+    knl_getWorkTraceBuffer(&set, 6);
+    CHECK_INT(0, knl_setDataChannelFlag(set, 5));
+    CHECK_INT(5, knl_getDataChannelFlag(set));
+    knl_setNumberOfTraces(set, 2);
+    CHECK_INT(0, knl_getDataChannelFlag(set));
+    CHECK_INT(0, knl_setDataChannelFlag(set, 3));
+    CHECK_INT(0, knl_getDataChannelFlag(set));
+    CHECK_INT(1, knl_setDataChannelFlag(NULL, 3));
+}
+
+int preprocess_(void)
+{
+    void* set;
+    void* out;
+
+    query_schema();
+    find_buffers();
+    build_buffers();
+    knl_getWorkTraceBuffer(&set, 3);
+    write_attributes(set);
+    read_attributes(set);
+    knl_getWorkTraceBuffer(&set, 4);
+    change_geometry(set);
+    knl_setI32TraceAttribute(set, "i32", 42);
+    copy_and_move(set);
+    flag_traces();
+    /* Seen in the host's statistics as the module's progress. */
+    knl_getOutputTraceBuffer(&out, 0);
+    knl_informTotalTracesNumber(out, 4);
+    return 0;
+}
+
+/* Passes every trace on, three of its four samples, and its number doubled. */
+int process_(void)
+{
+    void* in;
+    void* out;
+    int number = -7;
+
+    knl_getInputTraceBuffer(&in, 0);
+    knl_getOutputTraceBuffer(&out, 0);
+    CHECK_INT(1, knl_getNumberOfTraces(in));
+    CHECK_INT(1, knl_copyTraceToTrace(in, out, 1, 1));
+    CHECK_INT(1, knl_getI32TraceAttribute(in, "number", &number));
+    CHECK_INT(1, knl_setI32TraceAttribute(out, "number", 2 * number));
+    CHECK_INT(number == 3 ? 3 : 0, knl_getDataChannelFlag(out));
+    return 0;
+}
+
+int postprocess_(void)
+{
+    report_checks();
+    return 0;
+}

@@ -1,0 +1,29 @@
+/* Doubles every sample. */
+#include "knl.h"
+
+int preprocess_(void)
+{
+    void* in;
+    knl_getInputTraceBuffer(&in, 0);
+    return knl_bldOutputTraceBuffer(0, knl_getTraceLength(in), knl_getTraceSampleInterval(in), in);
+}
+
+int process_(void)
+{
+    void* in;
+    void* out;
+    float* samples;
+
+    knl_getInputTraceBuffer(&in, 0);
+    knl_getOutputTraceBuffer(&out, 0);
+    knl_copyTraceToTrace(in, out, 1, 1);
+    knl_getTraceSamples(out, &samples, 0);
+    for (int s = 0; s < knl_getTraceLength(out); ++s)
+        samples[s] *= 2.0f;
+    return 0;
+}
+
+int postprocess_(void)
+{
+    return 0;
+}

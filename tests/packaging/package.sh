@@ -1,0 +1,231 @@
+#!/bin/sh
+# Uses VORN as other projects do: installs it, then builds and runs things outside the tree.
+#
+#     package.sh STEP [ARGUMENT]...
+#
+# Exits with 77 where a tool is missing: the test then counts as skipped. Needs in the environment:
+# VORN_SOURCE_DIR, VORN_BUILD_DIR, VORN_WORK_DIR (emptied by the step `install`), CMAKE, and CC,
+# CXX, FC, CFLAGS, CXXFLAGS, FFLAGS as the tree was built with.
+set -eu
+
+prefix=$VORN_WORK_DIR/moved/prefix
+
+fail() {
+    echo "package: $*" >&2
+    exit 1
+}
+
+need() {
+    command -v "$1" >/dev/null || {
+        echo "package: skipped, $1 is not installed"
+        exit 77
+    }
+}
+
+# Installs through a staging directory, and moves the result: nothing may depend on its first place.
+step_install() {
+    rm -rf "$VORN_WORK_DIR"
+    mkdir -p "$VORN_WORK_DIR/moved"
+    DESTDIR=$VORN_WORK_DIR/stage $CMAKE --install "$VORN_BUILD_DIR" --prefix /opt/first-place
+    mv "$VORN_WORK_DIR/stage/opt/first-place" "$prefix"
+
+    library=$(find "$prefix" -name 'libVORN_kernel.so.0' -type l)
+    [ -n "$library" ] || fail "no libVORN_kernel.so.0"
+    readelf -d "$library" | grep -q 'SONAME.*\[libVORN_kernel.so.0\]' || fail "wrong soname"
+    if readelf -d "$library" | grep -E 'R(UN)?PATH'; then
+        fail "the installed library has a search path"
+    fi
+    for file in lib/cmake/VORN/VORNConfig.cmake lib/pkgconfig/vorn.pc include/vorn/knl.h \
+        include/vorn/JobManager.h include/vorn/metadataprovider.h share/vorn/fortran/vorn_knl.f90; do
+        [ -f "$prefix/$file" ] || fail "$file is not installed"
+    done
+    [ ! -e "$prefix/include/vorn/MOXKernel_families.h" ] || fail "a private header is installed"
+}
+
+step_no_build_paths() {
+    for place in "$VORN_SOURCE_DIR" "$VORN_BUILD_DIR" /opt/first-place; do
+        if grep -rlF -e "$place" "$prefix"; then
+            fail "these installed files name $place"
+        fi
+    done
+}
+
+# Asserts that package_host, called with the arguments after the first, prints the lines of $1.
+expect_output() {
+    expected=$1
+    shift
+    printf '%s\n' "$expected" >"$VORN_WORK_DIR/expected.$$"
+    VORN_HOME=$home "$package_host" "$@" >"$VORN_WORK_DIR/actual.$$" || {
+        cat "$VORN_WORK_DIR/actual.$$"
+        fail "the host failed"
+    }
+    diff "$VORN_WORK_DIR/expected.$$" "$VORN_WORK_DIR/actual.$$" || fail "unexpected output"
+}
+
+fed_traces="trace: 10 11 12 13
+trace: 20 21 22 23
+trace: 30 31 32 33
+job finished"
+
+step_host_cmake() {
+    build=$VORN_WORK_DIR/host
+    cp -R "$VORN_SOURCE_DIR/tests/packaging/host" "$VORN_WORK_DIR/host-source"
+    $CMAKE -S "$VORN_WORK_DIR/host-source" -B "$build" -DCMAKE_PREFIX_PATH="$prefix"
+    $CMAKE --build "$build"
+    home=$build/vorn_home
+    package_host=$build/package_host
+    cmp "$home/lib/feed.yaml" "$VORN_SOURCE_DIR/tests/packaging/host/feed.yaml" ||
+        fail "the manifest is not beside its library"
+    expect_output "$fed_traces"
+    check_exports "$home/lib/libfeed.so"
+
+    # Installed modules join the kernel's own, where a host finds them with one VORN_HOME.
+    $CMAKE --install "$build" --prefix "$prefix"
+    home=$prefix/lib/vorn
+    [ -f "$home/lib/feed.yaml" ] || fail "the manifest was not installed"
+    expect_output "$fed_traces"
+}
+
+step_host_pkgconfig() {
+    need pkg-config
+    export PKG_CONFIG_PATH="$prefix/lib/pkgconfig"
+    sources=$VORN_SOURCE_DIR/tests/packaging/host
+    home=$VORN_WORK_DIR/pkgconfig/vorn_home
+    package_host=$VORN_WORK_DIR/pkgconfig/package_host
+    mkdir -p "$home/lib"
+
+    # Word splitting is meant: these are lists of flags.
+    # shellcheck disable=SC2046,SC2086
+    $CXX $CXXFLAGS -std=c++20 "$sources/host.cpp" -o "$package_host" \
+        $(pkg-config --cflags --libs vorn) -Wl,-rpath,"$(pkg-config --variable=libdir vorn)"
+    for module in feed collect; do
+        # shellcheck disable=SC2046,SC2086
+        $CC $CFLAGS -fPIC -shared -Wl,--no-undefined "$sources/$module.c" \
+            -o "$home/lib/lib$module.so" $(pkg-config --cflags --libs vorn-module)
+    done
+    expect_output "$fed_traces"
+
+    [ "$(pkg-config --variable=vorn_home vorn)/lib" -ef "$prefix/lib/vorn/lib" ] ||
+        fail "vorn_home of vorn.pc is not the installed module tree"
+    case $(pkg-config --cflags --libs vorn-module) in
+        *Qt*) fail "vorn-module.pc asks for Qt" ;;
+    esac
+}
+
+# Fails unless the module library $1 shows its entry points and nothing else.
+check_exports() {
+    exported=$(nm -D --defined-only "$1" | awk '{ print $3 }' | LC_ALL=C sort | tr '\n' ' ')
+    [ "$exported" = "postprocess_ preprocess_ process_ " ] || fail "$1 exports: $exported"
+}
+
+# A module tree in $project with the library $1, and with feed and collect.
+make_home() {
+    check_exports "$1"
+    home=$project/home
+    package_host=$VORN_WORK_DIR/host/package_host
+    mkdir -p "$home/lib"
+    cp "$VORN_WORK_DIR"/host/vorn_home/lib/*.so "$1" "$home/lib"
+}
+
+# A project of one module from the source $2, which enables the language $1 only; in $project.
+write_project() {
+    project=$VORN_WORK_DIR/$2-in-$1
+    mkdir -p "$project"
+    cp "$VORN_SOURCE_DIR/tests/packaging/modules/$2" "$project"
+    cat >"$project/CMakeLists.txt" <<CMAKE
+cmake_minimum_required(VERSION 3.25)
+project(only LANGUAGES $1)
+find_package(VORN REQUIRED COMPONENTS module)
+vorn_add_module(NAME only SOURCES $2)
+get_property(languages GLOBAL PROPERTY ENABLED_LANGUAGES)
+list(REMOVE_ITEM languages NONE)
+if(NOT languages STREQUAL "$1" OR TARGET VORN::kernel)
+    message(FATAL_ERROR "more than asked for: \${languages}")
+endif()
+CMAKE
+}
+
+configure_project() {
+    $CMAKE -S "$project" -B "$project/build" -DCMAKE_PREFIX_PATH="$prefix" \
+        -DCMAKE_DISABLE_FIND_PACKAGE_Qt5=ON -DCMAKE_DISABLE_FIND_PACKAGE_Qt6=ON
+}
+
+# Modules need no other language than their own, and no Qt.
+step_one_language() {
+    write_project "$1" "$2"
+    configure_project
+    $CMAKE --build "$project/build"
+    make_home "$project/build/vorn_home/lib/libonly.so"
+    expect_output "trace: 20 22 24 26
+trace: 40 42 44 46
+trace: 60 62 64 66
+job finished" libonly.so
+}
+
+# The example module in the folder $1, copied and built as its README says; $2 is its library.
+build_example() {
+    project=$VORN_WORK_DIR/$1
+    cp -R "$VORN_SOURCE_DIR/examples/$1" "$project"
+    (
+        cd "$project"
+        CMAKE_PREFIX_PATH=$prefix $CMAKE -B build
+        $CMAKE --build build
+    )
+    make_home "$project/build/vorn_home/lib/$2"
+}
+
+step_example_c() {
+    build_example module-c libgain.so
+    expect_output "trace: -5 -5.5 -6 -6.5
+trace: -10 -10.5 -11 -11.5
+trace: -15 -15.5 -16 -16.5
+job finished" libgain.so FACTOR=-0.5
+}
+
+# A window of 4 ms holds a sample and its two neighbours.
+step_example_fortran() {
+    build_example module-fortran libagc.so
+    expect_output "trace: 0.952381 1 1 1.04
+trace: 0.97561 1 1 1.02222
+trace: 0.983607 1 1 1.01538
+job finished" libagc.so WINDOW=0.004
+}
+
+# Samples are at 0, 2, 4 and 6 ms.
+step_example_fortran77() {
+    build_example module-fortran77 libtpow.so
+    expect_output "trace: 0 0.022 0.048 0.078
+trace: 0 0.042 0.088 0.138
+trace: 0 0.062 0.128 0.198
+job finished" libtpow.so POWER=1
+}
+
+# A source that the project cannot compile is refused by name.
+step_language_missing() {
+    write_project C twice.f90
+    if configure_project >"$project/log" 2>&1; then
+        fail "a Fortran source was accepted without Fortran"
+    fi
+    grep -q 'module "only" has Fortran sources' "$project/log" || {
+        cat "$project/log"
+        fail "the refusal does not say why"
+    }
+}
+
+# A module made for a later kernel fails to load, with a message; the host goes on.
+step_later_kernel() {
+    write_project C later_kernel.c
+    echo 'target_link_options(only PRIVATE LINKER:-z,undefs)' >>"$project/CMakeLists.txt"
+    configure_project
+    $CMAKE --build "$project/build"
+    make_home "$project/build/vorn_home/lib/libonly.so"
+    status=0
+    VORN_HOME=$home "$package_host" libonly.so 2>"$project/log" || status=$?
+    cat "$project/log"
+    [ "$status" -eq 1 ] || fail "the host ended with $status"
+    grep -q 'load error.*knl_ofALaterKernel' "$project/log" || fail "no message names the function"
+}
+
+step=$1
+shift
+"step_$step" "$@"

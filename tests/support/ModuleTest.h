@@ -1,0 +1,114 @@
+/// @file ModuleTest.h
+///
+/// The verbs of a test that runs one module in a job.
+#ifndef MODULETEST_H
+#define MODULETEST_H
+
+#include "ModuleHarness.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+/// Lists as modules receive them from a job file.
+inline UniVar floats(const std::vector<double>& values)
+{
+    return UniVar(values.data(), static_cast<int>(values.size()));
+}
+
+inline UniVar integers(const std::vector<int>& values)
+{
+    return UniVar(values.data(), static_cast<int>(values.size()));
+}
+
+/// A job of the harness whose modules are all of one library, lib<library>.so.
+class ModuleTest : public testing::Test
+{
+protected:
+    explicit ModuleTest(const std::string& library) : libraryName("lib" + library + ".so") {}
+
+    /// Adds the module once more; its name in messages is "module1", "module2", ...
+    HarnessModule& add(std::map<std::string, UniVar> parameters = {})
+    {
+        names.push_back("module" + std::to_string(names.size() + 1));
+        HarnessModule& module = harness.add(names.back(), libraryName);
+        module.parameters = std::move(parameters);
+        return module;
+    }
+
+    /// A new job, without input and modules.
+    void restart()
+    {
+        harness = ModuleHarness();
+        names.clear();
+    }
+
+    /// Runs the job, which comes to its end without complaint: the last trace, and no other, is
+    /// marked as the last, and no module keeps memory.
+    void run()
+    {
+        result = harness.run();
+        ASSERT_TRUE(result.loaded);
+        EXPECT_THAT(result.messagesOf(4), testing::IsEmpty());
+        expectEnd();
+    }
+
+    /// Runs the job, which the last added module ends with this message.
+    void runInVain(const std::string& message)
+    {
+        result = harness.run();
+        ASSERT_TRUE(result.loaded);
+        EXPECT_THAT(result.messagesOf(4, names.back()), testing::ElementsAre(message));
+        EXPECT_THAT(result.traces, testing::IsEmpty());
+        EXPECT_THAT(result.jobMetadata["vorn.failed"], testing::EndsWith(": " + message));
+        expectNoMemoryLeft();
+    }
+
+    std::vector<std::string> messages(int type) { return result.messagesOf(type, names.back()); }
+
+    std::string history() { return result.moduleMetadata[names.back()]["history$"]; }
+
+    /// Attribute of all traces that came out.
+    std::vector<int> all(const std::string& attribute)
+    {
+        std::vector<int> values;
+        for (const HarnessTrace& trace : result.traces)
+            values.push_back(trace.attributes.at(attribute).getI32Value());
+        return values;
+    }
+
+    /// Flags of all traces that came out.
+    std::vector<int> flags()
+    {
+        std::vector<int> values;
+        for (const HarnessTrace& trace : result.traces)
+            values.push_back(trace.flag);
+        return values;
+    }
+
+    ModuleHarness harness;
+    HarnessResult result;
+
+private:
+    void expectEnd()
+    {
+        std::vector<int> expected(result.traces.size(), 0);
+        if (!expected.empty())
+            expected.back() = 3;
+        EXPECT_EQ(flags(), expected);
+        expectNoMemoryLeft();
+    }
+
+    void expectNoMemoryLeft()
+    {
+        for (const std::string& name : names)
+            EXPECT_EQ(result.bytesLeft.at(name), 0) << name;
+    }
+
+    std::string libraryName;
+    std::vector<std::string> names;
+};
+
+#endif

@@ -23,7 +23,7 @@ set(VORN_SANITIZE_FLAGS "")
 if(VORN_SANITIZE)
     set(VORN_SANITIZE_FLAGS
         -fsanitize=address,undefined -fno-sanitize-recover=undefined -fno-omit-frame-pointer)
-    add_compile_options(-O1 ${VORN_SANITIZE_FLAGS})
+    add_compile_options(${VORN_SANITIZE_FLAGS})
     add_link_options(${VORN_SANITIZE_FLAGS})
 endif()
 

@@ -8,9 +8,9 @@
 !     call knl_get_trace_samples(input, samples, status)
 !
 ! Every function of the Fortran form of the interface is here, under its name with the words set
-! apart by underscores (`knl_get_trace_length` is `knl_gettracelength_`), with its arguments in their
-! order. Where a family has one function per type of value, one generic name stands for them all.
-! Subjects follow each other as in `knl.h`. What holds for all of them:
+! apart by underscores (`knl_get_trace_length` is `knl_gettracelength_`), with its arguments in
+! their order. Where a family has one function per type of value, one generic name stands for them
+! all. Subjects follow each other as in `knl.h`. What holds for all of them:
 !
 ! - Names and other texts are ordinary character arguments. Blanks before and behind a name do not
 !   count; 255 characters of it do.
@@ -26,12 +26,12 @@
 !
 ! Everything works only while one of the module's entry points runs.
 !
-! Underneath, each exported function is named once in the tables of the first part of this file. The
-! second part makes the generic names; its comments are the reference. The third part holds their
-! bodies. Names that begin with `raw_` are the Fortran form, those with `c_` the C form, where the
+! The first part of the file has an interface for each exported function, the second makes the
+! generic names of them, the third holds bodies. The comments at what is public are the reference.
+! Names that begin with `knl_raw_` are the Fortran form, those with `c_` the C form, where the
 ! Fortran form has no such function or cannot say how many elements an array has. All of them are
-! private, so that code with implicit interfaces (`call knl_geti32moduleparameter(...)`) in the same
-! scope calls what it has always called.
+! private, so that code with implicit interfaces (`call knl_geti32moduleparameter(...)`) in the
+! same scope calls what it has always called.
 module vorn_knl
   use, intrinsic :: iso_c_binding, only: c_associated, c_char, c_double, c_f_pointer, c_float, &
       c_int, c_int64_t, c_loc, c_null_char, c_null_ptr, c_ptr
@@ -114,8 +114,8 @@ module vorn_knl
   !
   ! It is NOT what a compiler keeps for `real, pointer :: x(:)`. gfortran's record for that has 64
   ! bytes with other fields in another order; handing it to one of the functions marked with
-  ! "descriptor" below makes a pointer to nowhere, and the kernel silently overwrites the eight bytes
-  ! that follow it in memory.
+  ! "descriptor" below makes a pointer to nowhere, and the kernel silently overwrites the eight
+  ! bytes that follow it in memory.
   type, bind(C) :: array_descriptor
     type(c_ptr) :: data            ! the first element
     integer(c_int64_t) :: dsize    ! bytes of an element
@@ -129,1031 +129,1379 @@ module vorn_knl
   end type array_descriptor
 
   ! ------------------------------------------------------------------------------------------------
-  ! First part: the exported functions.
+  ! First part: the exported functions that need a body of ours to be called from Fortran.
   !
-  ! An abstract interface says what arguments look like; a line of the tables joins it with the name
-  ! of a function. The arguments that end in `lname`, `lvalue` and the like are the lengths of texts,
-  ! which C passes by value behind all others.
+  ! The arguments `lname`, `lvalue` and the like are the lengths of texts, which C passes by value
+  ! behind all others. Deliberate: each function has an interface body, although many are alike.
+  ! gfortran 12 takes procedures declared by a common abstract interface, and forgets from the
+  ! second call on that they have arguments passed by value.
   ! ------------------------------------------------------------------------------------------------
 
-  ! By name alone: module parameters.
-  abstract interface
-    subroutine named_get_i32(name, value, istat, lname) bind(C)
-      import :: c_char, c_int
+  ! Module parameters and options
+  interface
+    subroutine knl_raw_geti32moduleparameter(name, value, istat, lname) &
+        bind(C, name="knl_geti32moduleparameter_")
+      import
       character(kind=c_char), intent(in) :: name(*)
       integer(c_int), intent(inout) :: value
       integer(c_int), intent(out) :: istat
       integer(c_int), value :: lname
-    end subroutine named_get_i32
-
-    subroutine named_get_i64(name, value, istat, lname) bind(C)
-      import :: c_char, c_int, c_int64_t
+    end subroutine
+    subroutine knl_raw_geti64moduleparameter(name, value, istat, lname) &
+        bind(C, name="knl_geti64moduleparameter_")
+      import
       character(kind=c_char), intent(in) :: name(*)
       integer(c_int64_t), intent(inout) :: value
       integer(c_int), intent(out) :: istat
       integer(c_int), value :: lname
-    end subroutine named_get_i64
-
-    subroutine named_get_f32(name, value, istat, lname) bind(C)
-      import :: c_char, c_float, c_int
+    end subroutine
+    subroutine knl_raw_getf32moduleparameter(name, value, istat, lname) &
+        bind(C, name="knl_getf32moduleparameter_")
+      import
       character(kind=c_char), intent(in) :: name(*)
       real(c_float), intent(inout) :: value
       integer(c_int), intent(out) :: istat
       integer(c_int), value :: lname
-    end subroutine named_get_f32
-
-    subroutine named_get_f64(name, value, istat, lname) bind(C)
-      import :: c_char, c_double, c_int
+    end subroutine
+    subroutine knl_raw_getf64moduleparameter(name, value, istat, lname) &
+        bind(C, name="knl_getf64moduleparameter_")
+      import
       character(kind=c_char), intent(in) :: name(*)
       real(c_double), intent(inout) :: value
       integer(c_int), intent(out) :: istat
       integer(c_int), value :: lname
-    end subroutine named_get_f64
-
-    subroutine named_get_handle(name, value, istat, lname) bind(C)
-      import :: c_char, c_int, c_ptr
-      character(kind=c_char), intent(in) :: name(*)
-      type(c_ptr), intent(inout) :: value
-      integer(c_int), intent(out) :: istat
-      integer(c_int), value :: lname
-    end subroutine named_get_handle
-
-    subroutine named_get_text(name, value, istat, lname, lvalue) bind(C)
-      import :: c_char, c_int
+    end subroutine
+    subroutine knl_raw_getstrmoduleparameter(name, value, istat, lname, lvalue) &
+        bind(C, name="knl_getstrmoduleparameter_")
+      import
       character(kind=c_char), intent(in) :: name(*)
       character(kind=c_char), intent(inout) :: value(*)
       integer(c_int), intent(out) :: istat
       integer(c_int), value :: lname, lvalue
-    end subroutine named_get_text
-
-    subroutine named_get_array(name, address, count, istat, lname) bind(C)
-      import :: c_char, c_int, c_ptr
+    end subroutine
+    subroutine knl_raw_geti32arraymoduleparameter(name, address, count, istat, lname) &
+        bind(C, name="knl_geti32arraymoduleparameter_")
+      import
       character(kind=c_char), intent(in) :: name(*)
       type(c_ptr), intent(in) :: address
       integer(c_int), intent(inout) :: count
       integer(c_int), intent(out) :: istat
       integer(c_int), value :: lname
-    end subroutine named_get_array
-  end interface
-
-  ! Of a library, by name; also of the first trace of a set, where `handle` is the set.
-  abstract interface
-    subroutine handle_and_name(handle, name, istat, lname) bind(C)
-      import :: c_char, c_int, c_ptr
-      type(c_ptr), intent(in) :: handle
-      character(kind=c_char), intent(in) :: name(*)
-      integer(c_int), intent(inout) :: istat
-      integer(c_int), value :: lname
-    end subroutine handle_and_name
-
-    subroutine handle_get_i32(handle, name, value, istat, lname) bind(C)
-      import :: c_char, c_int, c_ptr
-      type(c_ptr), intent(in) :: handle
-      character(kind=c_char), intent(in) :: name(*)
-      integer(c_int), intent(inout) :: value
-      integer(c_int), intent(out) :: istat
-      integer(c_int), value :: lname
-    end subroutine handle_get_i32
-
-    subroutine handle_get_i64(handle, name, value, istat, lname) bind(C)
-      import :: c_char, c_int, c_int64_t, c_ptr
-      type(c_ptr), intent(in) :: handle
-      character(kind=c_char), intent(in) :: name(*)
-      integer(c_int64_t), intent(inout) :: value
-      integer(c_int), intent(out) :: istat
-      integer(c_int), value :: lname
-    end subroutine handle_get_i64
-
-    subroutine handle_get_f32(handle, name, value, istat, lname) bind(C)
-      import :: c_char, c_float, c_int, c_ptr
-      type(c_ptr), intent(in) :: handle
-      character(kind=c_char), intent(in) :: name(*)
-      real(c_float), intent(inout) :: value
-      integer(c_int), intent(out) :: istat
-      integer(c_int), value :: lname
-    end subroutine handle_get_f32
-
-    subroutine handle_get_f64(handle, name, value, istat, lname) bind(C)
-      import :: c_char, c_double, c_int, c_ptr
-      type(c_ptr), intent(in) :: handle
-      character(kind=c_char), intent(in) :: name(*)
-      real(c_double), intent(inout) :: value
-      integer(c_int), intent(out) :: istat
-      integer(c_int), value :: lname
-    end subroutine handle_get_f64
-
-    subroutine handle_get_handle(handle, name, value, istat, lname) bind(C)
-      import :: c_char, c_int, c_ptr
-      type(c_ptr), intent(in) :: handle
-      character(kind=c_char), intent(in) :: name(*)
-      type(c_ptr), intent(inout) :: value
-      integer(c_int), intent(out) :: istat
-      integer(c_int), value :: lname
-    end subroutine handle_get_handle
-
-    subroutine handle_get_text(handle, name, value, istat, lname, lvalue) bind(C)
-      import :: c_char, c_int, c_ptr
-      type(c_ptr), intent(in) :: handle
-      character(kind=c_char), intent(in) :: name(*)
-      character(kind=c_char), intent(inout) :: value(*)
-      integer(c_int), intent(out) :: istat
-      integer(c_int), value :: lname, lvalue
-    end subroutine handle_get_text
-
-    subroutine handle_get_array(handle, name, address, count, istat, lname) bind(C)
-      import :: c_char, c_int, c_ptr
-      type(c_ptr), intent(in) :: handle
+    end subroutine
+    subroutine knl_raw_geti64arraymoduleparameter(name, address, count, istat, lname) &
+        bind(C, name="knl_geti64arraymoduleparameter_")
+      import
       character(kind=c_char), intent(in) :: name(*)
       type(c_ptr), intent(in) :: address
       integer(c_int), intent(inout) :: count
       integer(c_int), intent(out) :: istat
       integer(c_int), value :: lname
-    end subroutine handle_get_array
-
-    subroutine handle_set_i32(handle, name, value, istat, lname) bind(C)
-      import :: c_char, c_int, c_ptr
-      type(c_ptr), intent(in) :: handle
+    end subroutine
+    subroutine knl_raw_getf32arraymoduleparameter(name, address, count, istat, lname) &
+        bind(C, name="knl_getf32arraymoduleparameter_")
+      import
       character(kind=c_char), intent(in) :: name(*)
-      integer(c_int), intent(in) :: value
-      integer(c_int), intent(out) :: istat
-      integer(c_int), value :: lname
-    end subroutine handle_set_i32
-
-    subroutine handle_set_i64(handle, name, value, istat, lname) bind(C)
-      import :: c_char, c_int, c_int64_t, c_ptr
-      type(c_ptr), intent(in) :: handle
-      character(kind=c_char), intent(in) :: name(*)
-      integer(c_int64_t), intent(in) :: value
-      integer(c_int), intent(out) :: istat
-      integer(c_int), value :: lname
-    end subroutine handle_set_i64
-
-    subroutine handle_set_f32(handle, name, value, istat, lname) bind(C)
-      import :: c_char, c_float, c_int, c_ptr
-      type(c_ptr), intent(in) :: handle
-      character(kind=c_char), intent(in) :: name(*)
-      real(c_float), intent(in) :: value
-      integer(c_int), intent(out) :: istat
-      integer(c_int), value :: lname
-    end subroutine handle_set_f32
-
-    subroutine handle_set_f64(handle, name, value, istat, lname) bind(C)
-      import :: c_char, c_double, c_int, c_ptr
-      type(c_ptr), intent(in) :: handle
-      character(kind=c_char), intent(in) :: name(*)
-      real(c_double), intent(in) :: value
-      integer(c_int), intent(out) :: istat
-      integer(c_int), value :: lname
-    end subroutine handle_set_f64
-
-    subroutine handle_set_text(handle, name, value, istat, lname, lvalue) bind(C)
-      import :: c_char, c_int, c_ptr
-      type(c_ptr), intent(in) :: handle
-      character(kind=c_char), intent(in) :: name(*)
-      character(kind=c_char), intent(in) :: value(*)
-      integer(c_int), intent(out) :: istat
-      integer(c_int), value :: lname, lvalue
-    end subroutine handle_set_text
-
-    subroutine handle_set_terminated(handle, name, value, istat, lname) bind(C)
-      import :: c_char, c_int, c_ptr
-      type(c_ptr), intent(in) :: handle
-      character(kind=c_char), intent(in) :: name(*)
-      character(kind=c_char), intent(in) :: value(*)
-      integer(c_int), intent(out) :: istat
-      integer(c_int), value :: lname
-    end subroutine handle_set_terminated
-
-    subroutine handle_set_array(handle, name, address, count, istat, lname) bind(C)
-      import :: c_char, c_int, c_ptr
-      type(c_ptr), intent(in) :: handle
-      character(kind=c_char), intent(in) :: name(*)
-      type(c_ptr), intent(in) :: address
-      integer(c_int), intent(in) :: count
-      integer(c_int), intent(out) :: istat
-      integer(c_int), value :: lname
-    end subroutine handle_set_array
-  end interface
-
-  ! Of a group, by name and row.
-  abstract interface
-    subroutine row_get_i32(group, name, row, value, istat, lname) bind(C)
-      import :: c_char, c_int, c_ptr
-      type(c_ptr), intent(in) :: group
-      character(kind=c_char), intent(in) :: name(*)
-      integer(c_int), intent(in) :: row
-      integer(c_int), intent(inout) :: value
-      integer(c_int), intent(out) :: istat
-      integer(c_int), value :: lname
-    end subroutine row_get_i32
-
-    subroutine row_get_i64(group, name, row, value, istat, lname) bind(C)
-      import :: c_char, c_int, c_int64_t, c_ptr
-      type(c_ptr), intent(in) :: group
-      character(kind=c_char), intent(in) :: name(*)
-      integer(c_int), intent(in) :: row
-      integer(c_int64_t), intent(inout) :: value
-      integer(c_int), intent(out) :: istat
-      integer(c_int), value :: lname
-    end subroutine row_get_i64
-
-    subroutine row_get_f32(group, name, row, value, istat, lname) bind(C)
-      import :: c_char, c_float, c_int, c_ptr
-      type(c_ptr), intent(in) :: group
-      character(kind=c_char), intent(in) :: name(*)
-      integer(c_int), intent(in) :: row
-      real(c_float), intent(inout) :: value
-      integer(c_int), intent(out) :: istat
-      integer(c_int), value :: lname
-    end subroutine row_get_f32
-
-    subroutine row_get_f64(group, name, row, value, istat, lname) bind(C)
-      import :: c_char, c_double, c_int, c_ptr
-      type(c_ptr), intent(in) :: group
-      character(kind=c_char), intent(in) :: name(*)
-      integer(c_int), intent(in) :: row
-      real(c_double), intent(inout) :: value
-      integer(c_int), intent(out) :: istat
-      integer(c_int), value :: lname
-    end subroutine row_get_f64
-
-    subroutine row_get_handle(group, name, row, value, istat, lname) bind(C)
-      import :: c_char, c_int, c_ptr
-      type(c_ptr), intent(in) :: group
-      character(kind=c_char), intent(in) :: name(*)
-      integer(c_int), intent(in) :: row
-      type(c_ptr), intent(inout) :: value
-      integer(c_int), intent(out) :: istat
-      integer(c_int), value :: lname
-    end subroutine row_get_handle
-
-    subroutine row_get_text(group, name, row, value, istat, lname, lvalue) bind(C)
-      import :: c_char, c_int, c_ptr
-      type(c_ptr), intent(in) :: group
-      character(kind=c_char), intent(in) :: name(*)
-      integer(c_int), intent(in) :: row
-      character(kind=c_char), intent(inout) :: value(*)
-      integer(c_int), intent(out) :: istat
-      integer(c_int), value :: lname, lvalue
-    end subroutine row_get_text
-
-    subroutine row_get_array(group, name, row, address, count, istat, lname) bind(C)
-      import :: c_char, c_int, c_ptr
-      type(c_ptr), intent(in) :: group
-      character(kind=c_char), intent(in) :: name(*)
-      integer(c_int), intent(in) :: row
       type(c_ptr), intent(in) :: address
       integer(c_int), intent(inout) :: count
       integer(c_int), intent(out) :: istat
       integer(c_int), value :: lname
-    end subroutine row_get_array
-
-    subroutine row_set_i32(group, name, row, value, istat, lname) bind(C)
-      import :: c_char, c_int, c_ptr
-      type(c_ptr), intent(in) :: group
-      character(kind=c_char), intent(in) :: name(*)
-      integer(c_int), intent(in) :: row
-      integer(c_int), intent(in) :: value
-      integer(c_int), intent(out) :: istat
-      integer(c_int), value :: lname
-    end subroutine row_set_i32
-
-    subroutine row_set_i64(group, name, row, value, istat, lname) bind(C)
-      import :: c_char, c_int, c_int64_t, c_ptr
-      type(c_ptr), intent(in) :: group
-      character(kind=c_char), intent(in) :: name(*)
-      integer(c_int), intent(in) :: row
-      integer(c_int64_t), intent(in) :: value
-      integer(c_int), intent(out) :: istat
-      integer(c_int), value :: lname
-    end subroutine row_set_i64
-
-    subroutine row_set_f32(group, name, row, value, istat, lname) bind(C)
-      import :: c_char, c_float, c_int, c_ptr
-      type(c_ptr), intent(in) :: group
-      character(kind=c_char), intent(in) :: name(*)
-      integer(c_int), intent(in) :: row
-      real(c_float), intent(in) :: value
-      integer(c_int), intent(out) :: istat
-      integer(c_int), value :: lname
-    end subroutine row_set_f32
-
-    subroutine row_set_f64(group, name, row, value, istat, lname) bind(C)
-      import :: c_char, c_double, c_int, c_ptr
-      type(c_ptr), intent(in) :: group
-      character(kind=c_char), intent(in) :: name(*)
-      integer(c_int), intent(in) :: row
-      real(c_double), intent(in) :: value
-      integer(c_int), intent(out) :: istat
-      integer(c_int), value :: lname
-    end subroutine row_set_f64
-
-    subroutine row_set_text(group, name, row, value, istat, lname, lvalue) bind(C)
-      import :: c_char, c_int, c_ptr
-      type(c_ptr), intent(in) :: group
-      character(kind=c_char), intent(in) :: name(*)
-      integer(c_int), intent(in) :: row
-      character(kind=c_char), intent(in) :: value(*)
-      integer(c_int), intent(out) :: istat
-      integer(c_int), value :: lname, lvalue
-    end subroutine row_set_text
-
-    subroutine row_set_array(group, name, row, address, count, istat, lname) bind(C)
-      import :: c_char, c_int, c_ptr
-      type(c_ptr), intent(in) :: group
-      character(kind=c_char), intent(in) :: name(*)
-      integer(c_int), intent(in) :: row
-      type(c_ptr), intent(in) :: address
-      integer(c_int), intent(in) :: count
-      integer(c_int), intent(out) :: istat
-      integer(c_int), value :: lname
-    end subroutine row_set_array
-  end interface
-
-  ! Of a set, by name and trace.
-  abstract interface
-    subroutine trace_get_i32(set, name, value, trace, istat, lname) bind(C)
-      import :: c_char, c_int, c_ptr
-      type(c_ptr), intent(in) :: set
-      character(kind=c_char), intent(in) :: name(*)
-      integer(c_int), intent(inout) :: value
-      integer(c_int), intent(in) :: trace
-      integer(c_int), intent(out) :: istat
-      integer(c_int), value :: lname
-    end subroutine trace_get_i32
-
-    subroutine trace_get_i64(set, name, value, trace, istat, lname) bind(C)
-      import :: c_char, c_int, c_int64_t, c_ptr
-      type(c_ptr), intent(in) :: set
-      character(kind=c_char), intent(in) :: name(*)
-      integer(c_int64_t), intent(inout) :: value
-      integer(c_int), intent(in) :: trace
-      integer(c_int), intent(out) :: istat
-      integer(c_int), value :: lname
-    end subroutine trace_get_i64
-
-    subroutine trace_get_f32(set, name, value, trace, istat, lname) bind(C)
-      import :: c_char, c_float, c_int, c_ptr
-      type(c_ptr), intent(in) :: set
-      character(kind=c_char), intent(in) :: name(*)
-      real(c_float), intent(inout) :: value
-      integer(c_int), intent(in) :: trace
-      integer(c_int), intent(out) :: istat
-      integer(c_int), value :: lname
-    end subroutine trace_get_f32
-
-    subroutine trace_get_f64(set, name, value, trace, istat, lname) bind(C)
-      import :: c_char, c_double, c_int, c_ptr
-      type(c_ptr), intent(in) :: set
-      character(kind=c_char), intent(in) :: name(*)
-      real(c_double), intent(inout) :: value
-      integer(c_int), intent(in) :: trace
-      integer(c_int), intent(out) :: istat
-      integer(c_int), value :: lname
-    end subroutine trace_get_f64
-
-    subroutine trace_get_text(set, name, value, trace, istat, lname, lvalue) bind(C)
-      import :: c_char, c_int, c_ptr
-      type(c_ptr), intent(in) :: set
-      character(kind=c_char), intent(in) :: name(*)
-      character(kind=c_char), intent(inout) :: value(*)
-      integer(c_int), intent(in) :: trace
-      integer(c_int), intent(out) :: istat
-      integer(c_int), value :: lname, lvalue
-    end subroutine trace_get_text
-
-    subroutine trace_get_array(set, name, address, count, trace, istat, lname) bind(C)
-      import :: c_char, c_int, c_ptr
-      type(c_ptr), intent(in) :: set
+    end subroutine
+    subroutine knl_raw_getf64arraymoduleparameter(name, address, count, istat, lname) &
+        bind(C, name="knl_getf64arraymoduleparameter_")
+      import
       character(kind=c_char), intent(in) :: name(*)
       type(c_ptr), intent(in) :: address
-      integer(c_int), intent(in) :: count
-      integer(c_int), intent(in) :: trace
+      integer(c_int), intent(inout) :: count
       integer(c_int), intent(out) :: istat
       integer(c_int), value :: lname
-    end subroutine trace_get_array
-
-    subroutine trace_set_i32(set, name, value, trace, istat, lname) bind(C)
-      import :: c_char, c_int, c_ptr
-      type(c_ptr), intent(in) :: set
-      character(kind=c_char), intent(in) :: name(*)
-      integer(c_int), intent(in) :: value
-      integer(c_int), intent(in) :: trace
-      integer(c_int), intent(out) :: istat
-      integer(c_int), value :: lname
-    end subroutine trace_set_i32
-
-    subroutine trace_set_i64(set, name, value, trace, istat, lname) bind(C)
-      import :: c_char, c_int, c_int64_t, c_ptr
-      type(c_ptr), intent(in) :: set
-      character(kind=c_char), intent(in) :: name(*)
-      integer(c_int64_t), intent(in) :: value
-      integer(c_int), intent(in) :: trace
-      integer(c_int), intent(out) :: istat
-      integer(c_int), value :: lname
-    end subroutine trace_set_i64
-
-    subroutine trace_set_f32(set, name, value, trace, istat, lname) bind(C)
-      import :: c_char, c_float, c_int, c_ptr
-      type(c_ptr), intent(in) :: set
-      character(kind=c_char), intent(in) :: name(*)
-      real(c_float), intent(in) :: value
-      integer(c_int), intent(in) :: trace
-      integer(c_int), intent(out) :: istat
-      integer(c_int), value :: lname
-    end subroutine trace_set_f32
-
-    subroutine trace_set_f64(set, name, value, trace, istat, lname) bind(C)
-      import :: c_char, c_double, c_int, c_ptr
-      type(c_ptr), intent(in) :: set
-      character(kind=c_char), intent(in) :: name(*)
-      real(c_double), intent(in) :: value
-      integer(c_int), intent(in) :: trace
-      integer(c_int), intent(out) :: istat
-      integer(c_int), value :: lname
-    end subroutine trace_set_f64
-
-    subroutine trace_set_terminated(set, name, value, trace, istat, lname) bind(C)
-      import :: c_char, c_int, c_ptr
-      type(c_ptr), intent(in) :: set
-      character(kind=c_char), intent(in) :: name(*)
-      character(kind=c_char), intent(in) :: value(*)
-      integer(c_int), intent(in) :: trace
-      integer(c_int), intent(out) :: istat
-      integer(c_int), value :: lname
-    end subroutine trace_set_terminated
-
-    subroutine trace_set_array(set, name, address, count, trace, istat, lname) bind(C)
-      import :: c_char, c_int, c_ptr
-      type(c_ptr), intent(in) :: set
-      character(kind=c_char), intent(in) :: name(*)
-      type(c_ptr), intent(in) :: address
-      integer(c_int), intent(in) :: count
-      integer(c_int), intent(in) :: trace
-      integer(c_int), intent(out) :: istat
-      integer(c_int), value :: lname
-    end subroutine trace_set_array
-  end interface
-
-  ! Arrays as the C form hands them out: the kernel's own elements and how many there are. Rows are
-  ! counted from 0 here.
-  abstract interface
-    function c_named_get_array(name, elements, count) result(found) bind(C)
-      import :: c_char, c_int, c_ptr
+    end subroutine
+    function c_geti32arraymoduleparameter(name, elements, count) &
+        result(found) bind(C, name="knl_getI32ArrayModuleParameter")
+      import
       character(kind=c_char), intent(in) :: name(*)
       type(c_ptr), intent(inout) :: elements
       integer(c_int), intent(inout) :: count
       integer(c_int) :: found
-    end function c_named_get_array
+    end function
+    function c_geti64arraymoduleparameter(name, elements, count) &
+        result(found) bind(C, name="knl_getI64ArrayModuleParameter")
+      import
+      character(kind=c_char), intent(in) :: name(*)
+      type(c_ptr), intent(inout) :: elements
+      integer(c_int), intent(inout) :: count
+      integer(c_int) :: found
+    end function
+    function c_getf32arraymoduleparameter(name, elements, count) &
+        result(found) bind(C, name="knl_getF32ArrayModuleParameter")
+      import
+      character(kind=c_char), intent(in) :: name(*)
+      type(c_ptr), intent(inout) :: elements
+      integer(c_int), intent(inout) :: count
+      integer(c_int) :: found
+    end function
+    function c_getf64arraymoduleparameter(name, elements, count) &
+        result(found) bind(C, name="knl_getF64ArrayModuleParameter")
+      import
+      character(kind=c_char), intent(in) :: name(*)
+      type(c_ptr), intent(inout) :: elements
+      integer(c_int), intent(inout) :: count
+      integer(c_int) :: found
+    end function
+    subroutine knl_raw_getlibmoduleparameter(name, value, istat, lname) &
+        bind(C, name="knl_getlibmoduleparameter_")
+      import
+      character(kind=c_char), intent(in) :: name(*)
+      type(c_ptr), intent(inout) :: value
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine
+    subroutine knl_raw_getgroupmoduleparameter(name, value, istat, lname) &
+        bind(C, name="knl_getgroupmoduleparameter_")
+      import
+      character(kind=c_char), intent(in) :: name(*)
+      type(c_ptr), intent(inout) :: value
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine
+    subroutine knl_raw_setmoduleprocessingoption(option, value, loption) &
+        bind(C, name="knl_setmoduleprocessingoption_")
+      import
+      character(kind=c_char), intent(in) :: option(*)
+      integer(c_int), intent(in) :: value
+      integer(c_int), value :: loption
+    end subroutine
+  end interface
 
-    function c_row_get_array(group, name, row, elements, count) result(found) bind(C)
-      import :: c_char, c_int, c_ptr
+  ! Groups
+  interface
+    subroutine knl_raw_geti32groupparameter(group, name, row, value, istat, lname) &
+        bind(C, name="knl_geti32groupparameter_")
+      import
+      type(c_ptr), intent(in) :: group
+      character(kind=c_char), intent(in) :: name(*)
+      integer(c_int), intent(in) :: row
+      integer(c_int), intent(inout) :: value
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine
+    subroutine knl_raw_geti64groupparameter(group, name, row, value, istat, lname) &
+        bind(C, name="knl_geti64groupparameter_")
+      import
+      type(c_ptr), intent(in) :: group
+      character(kind=c_char), intent(in) :: name(*)
+      integer(c_int), intent(in) :: row
+      integer(c_int64_t), intent(inout) :: value
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine
+    subroutine knl_raw_getf32groupparameter(group, name, row, value, istat, lname) &
+        bind(C, name="knl_getf32groupparameter_")
+      import
+      type(c_ptr), intent(in) :: group
+      character(kind=c_char), intent(in) :: name(*)
+      integer(c_int), intent(in) :: row
+      real(c_float), intent(inout) :: value
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine
+    subroutine knl_raw_getf64groupparameter(group, name, row, value, istat, lname) &
+        bind(C, name="knl_getf64groupparameter_")
+      import
+      type(c_ptr), intent(in) :: group
+      character(kind=c_char), intent(in) :: name(*)
+      integer(c_int), intent(in) :: row
+      real(c_double), intent(inout) :: value
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine
+    subroutine knl_raw_getstrgroupparameter(group, name, row, value, istat, lname, lvalue) &
+        bind(C, name="knl_getstrgroupparameter_")
+      import
+      type(c_ptr), intent(in) :: group
+      character(kind=c_char), intent(in) :: name(*)
+      integer(c_int), intent(in) :: row
+      character(kind=c_char), intent(inout) :: value(*)
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname, lvalue
+    end subroutine
+    subroutine knl_raw_geti32arraygroupparameter(group, name, row, address, count, istat, lname) &
+        bind(C, name="knl_geti32arraygroupparameter_")
+      import
+      type(c_ptr), intent(in) :: group
+      character(kind=c_char), intent(in) :: name(*)
+      integer(c_int), intent(in) :: row
+      type(c_ptr), intent(in) :: address
+      integer(c_int), intent(inout) :: count
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine
+    subroutine knl_raw_geti64arraygroupparameter(group, name, row, address, count, istat, lname) &
+        bind(C, name="knl_geti64arraygroupparameter_")
+      import
+      type(c_ptr), intent(in) :: group
+      character(kind=c_char), intent(in) :: name(*)
+      integer(c_int), intent(in) :: row
+      type(c_ptr), intent(in) :: address
+      integer(c_int), intent(inout) :: count
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine
+    subroutine knl_raw_getf32arraygroupparameter(group, name, row, address, count, istat, lname) &
+        bind(C, name="knl_getf32arraygroupparameter_")
+      import
+      type(c_ptr), intent(in) :: group
+      character(kind=c_char), intent(in) :: name(*)
+      integer(c_int), intent(in) :: row
+      type(c_ptr), intent(in) :: address
+      integer(c_int), intent(inout) :: count
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine
+    subroutine knl_raw_getf64arraygroupparameter(group, name, row, address, count, istat, lname) &
+        bind(C, name="knl_getf64arraygroupparameter_")
+      import
+      type(c_ptr), intent(in) :: group
+      character(kind=c_char), intent(in) :: name(*)
+      integer(c_int), intent(in) :: row
+      type(c_ptr), intent(in) :: address
+      integer(c_int), intent(inout) :: count
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine
+    function c_geti32arraygroupparameter(group, name, row, elements, count) &
+        result(found) bind(C, name="knl_getI32ArrayGroupParameter")
+      import
       type(c_ptr), value :: group
       character(kind=c_char), intent(in) :: name(*)
       integer(c_int), value :: row
       type(c_ptr), intent(inout) :: elements
       integer(c_int), intent(inout) :: count
       integer(c_int) :: found
-    end function c_row_get_array
+    end function
+    function c_geti64arraygroupparameter(group, name, row, elements, count) &
+        result(found) bind(C, name="knl_getI64ArrayGroupParameter")
+      import
+      type(c_ptr), value :: group
+      character(kind=c_char), intent(in) :: name(*)
+      integer(c_int), value :: row
+      type(c_ptr), intent(inout) :: elements
+      integer(c_int), intent(inout) :: count
+      integer(c_int) :: found
+    end function
+    function c_getf32arraygroupparameter(group, name, row, elements, count) &
+        result(found) bind(C, name="knl_getF32ArrayGroupParameter")
+      import
+      type(c_ptr), value :: group
+      character(kind=c_char), intent(in) :: name(*)
+      integer(c_int), value :: row
+      type(c_ptr), intent(inout) :: elements
+      integer(c_int), intent(inout) :: count
+      integer(c_int) :: found
+    end function
+    function c_getf64arraygroupparameter(group, name, row, elements, count) &
+        result(found) bind(C, name="knl_getF64ArrayGroupParameter")
+      import
+      type(c_ptr), value :: group
+      character(kind=c_char), intent(in) :: name(*)
+      integer(c_int), value :: row
+      type(c_ptr), intent(inout) :: elements
+      integer(c_int), intent(inout) :: count
+      integer(c_int) :: found
+    end function
+    subroutine knl_raw_getlibgroupparameter(group, name, row, value, istat, lname) &
+        bind(C, name="knl_getlibgroupparameter_")
+      import
+      type(c_ptr), intent(in) :: group
+      character(kind=c_char), intent(in) :: name(*)
+      integer(c_int), intent(in) :: row
+      type(c_ptr), intent(inout) :: value
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine
+    subroutine knl_raw_getgrpgroupparameter(group, name, row, value, istat, lname) &
+        bind(C, name="knl_getgrpgroupparameter_")
+      import
+      type(c_ptr), intent(in) :: group
+      character(kind=c_char), intent(in) :: name(*)
+      integer(c_int), intent(in) :: row
+      type(c_ptr), intent(inout) :: value
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine
+    subroutine knl_raw_seti32groupparameter(group, name, row, value, istat, lname) &
+        bind(C, name="knl_seti32groupparameter_")
+      import
+      type(c_ptr), intent(in) :: group
+      character(kind=c_char), intent(in) :: name(*)
+      integer(c_int), intent(in) :: row, value
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine
+    subroutine knl_raw_seti64groupparameter(group, name, row, value, istat, lname) &
+        bind(C, name="knl_seti64groupparameter_")
+      import
+      type(c_ptr), intent(in) :: group
+      character(kind=c_char), intent(in) :: name(*)
+      integer(c_int), intent(in) :: row
+      integer(c_int64_t), intent(in) :: value
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine
+    subroutine knl_raw_setf32groupparameter(group, name, row, value, istat, lname) &
+        bind(C, name="knl_setf32groupparameter_")
+      import
+      type(c_ptr), intent(in) :: group
+      character(kind=c_char), intent(in) :: name(*)
+      integer(c_int), intent(in) :: row
+      real(c_float), intent(in) :: value
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine
+    subroutine knl_raw_setf64groupparameter(group, name, row, value, istat, lname) &
+        bind(C, name="knl_setf64groupparameter_")
+      import
+      type(c_ptr), intent(in) :: group
+      character(kind=c_char), intent(in) :: name(*)
+      integer(c_int), intent(in) :: row
+      real(c_double), intent(in) :: value
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine
+    subroutine knl_raw_setstrgroupparameter(group, name, row, value, istat, lname, lvalue) &
+        bind(C, name="knl_setstrgroupparameter_")
+      import
+      type(c_ptr), intent(in) :: group
+      character(kind=c_char), intent(in) :: name(*)
+      integer(c_int), intent(in) :: row
+      character(kind=c_char), intent(in) :: value(*)
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname, lvalue
+    end subroutine
+    subroutine knl_raw_seti32arraygroupparameter(group, name, row, address, count, istat, lname) &
+        bind(C, name="knl_seti32arraygroupparameter_")
+      import
+      type(c_ptr), intent(in) :: group
+      character(kind=c_char), intent(in) :: name(*)
+      integer(c_int), intent(in) :: row
+      type(c_ptr), intent(in) :: address
+      integer(c_int), intent(in) :: count
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine
+    subroutine knl_raw_seti64arraygroupparameter(group, name, row, address, count, istat, lname) &
+        bind(C, name="knl_seti64arraygroupparameter_")
+      import
+      type(c_ptr), intent(in) :: group
+      character(kind=c_char), intent(in) :: name(*)
+      integer(c_int), intent(in) :: row
+      type(c_ptr), intent(in) :: address
+      integer(c_int), intent(in) :: count
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine
+    subroutine knl_raw_setf32arraygroupparameter(group, name, row, address, count, istat, lname) &
+        bind(C, name="knl_setf32arraygroupparameter_")
+      import
+      type(c_ptr), intent(in) :: group
+      character(kind=c_char), intent(in) :: name(*)
+      integer(c_int), intent(in) :: row
+      type(c_ptr), intent(in) :: address
+      integer(c_int), intent(in) :: count
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine
+    subroutine knl_raw_setf64arraygroupparameter(group, name, row, address, count, istat, lname) &
+        bind(C, name="knl_setf64arraygroupparameter_")
+      import
+      type(c_ptr), intent(in) :: group
+      character(kind=c_char), intent(in) :: name(*)
+      integer(c_int), intent(in) :: row
+      type(c_ptr), intent(in) :: address
+      integer(c_int), intent(in) :: count
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine
+    subroutine knl_raw_setgrpgroupparameter(group, name, row, value, istat, lname) &
+        bind(C, name="knl_setgrpgroupparameter_")
+      import
+      type(c_ptr), intent(in) :: group
+      character(kind=c_char), intent(in) :: name(*)
+      integer(c_int), intent(in) :: row
+      type(c_ptr), intent(inout) :: value
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine
+  end interface
 
-    function c_handle_get_array(library, name, elements, count) result(found) bind(C)
-      import :: c_char, c_int, c_ptr
+  ! Libraries
+  interface
+    subroutine knl_raw_islibraryattributeexist(handle, name, istat, lname) &
+        bind(C, name="knl_islibraryattributeexist_")
+      import
+      type(c_ptr), intent(in) :: handle
+      character(kind=c_char), intent(in) :: name(*)
+      integer(c_int), intent(inout) :: istat
+      integer(c_int), value :: lname
+    end subroutine
+    subroutine knl_raw_geti32libraryparameter(handle, name, value, istat, lname) &
+        bind(C, name="knl_geti32libraryparameter_")
+      import
+      type(c_ptr), intent(in) :: handle
+      character(kind=c_char), intent(in) :: name(*)
+      integer(c_int), intent(inout) :: value
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine
+    subroutine knl_raw_geti64libraryparameter(handle, name, value, istat, lname) &
+        bind(C, name="knl_geti64libraryparameter_")
+      import
+      type(c_ptr), intent(in) :: handle
+      character(kind=c_char), intent(in) :: name(*)
+      integer(c_int64_t), intent(inout) :: value
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine
+    subroutine knl_raw_getf32libraryparameter(handle, name, value, istat, lname) &
+        bind(C, name="knl_getf32libraryparameter_")
+      import
+      type(c_ptr), intent(in) :: handle
+      character(kind=c_char), intent(in) :: name(*)
+      real(c_float), intent(inout) :: value
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine
+    subroutine knl_raw_getf64libraryparameter(handle, name, value, istat, lname) &
+        bind(C, name="knl_getf64libraryparameter_")
+      import
+      type(c_ptr), intent(in) :: handle
+      character(kind=c_char), intent(in) :: name(*)
+      real(c_double), intent(inout) :: value
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine
+    subroutine knl_raw_getstrlibraryparameter(handle, name, value, istat, lname, lvalue) &
+        bind(C, name="knl_getstrlibraryparameter_")
+      import
+      type(c_ptr), intent(in) :: handle
+      character(kind=c_char), intent(in) :: name(*)
+      character(kind=c_char), intent(inout) :: value(*)
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname, lvalue
+    end subroutine
+    subroutine knl_raw_geti32arraylibraryparameter(handle, name, address, count, istat, lname) &
+        bind(C, name="knl_geti32arraylibraryparameter_")
+      import
+      type(c_ptr), intent(in) :: handle
+      character(kind=c_char), intent(in) :: name(*)
+      type(c_ptr), intent(in) :: address
+      integer(c_int), intent(inout) :: count
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine
+    subroutine knl_raw_geti64arraylibraryparameter(handle, name, address, count, istat, lname) &
+        bind(C, name="knl_geti64arraylibraryparameter_")
+      import
+      type(c_ptr), intent(in) :: handle
+      character(kind=c_char), intent(in) :: name(*)
+      type(c_ptr), intent(in) :: address
+      integer(c_int), intent(inout) :: count
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine
+    subroutine knl_raw_getf32arraylibraryparameter(handle, name, address, count, istat, lname) &
+        bind(C, name="knl_getf32arraylibraryparameter_")
+      import
+      type(c_ptr), intent(in) :: handle
+      character(kind=c_char), intent(in) :: name(*)
+      type(c_ptr), intent(in) :: address
+      integer(c_int), intent(inout) :: count
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine
+    subroutine knl_raw_getf64arraylibraryparameter(handle, name, address, count, istat, lname) &
+        bind(C, name="knl_getf64arraylibraryparameter_")
+      import
+      type(c_ptr), intent(in) :: handle
+      character(kind=c_char), intent(in) :: name(*)
+      type(c_ptr), intent(in) :: address
+      integer(c_int), intent(inout) :: count
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine
+    function c_geti32arraylibraryparameter(library, name, elements, count) &
+        result(found) bind(C, name="knl_getI32ArrayLibraryParameter")
+      import
       type(c_ptr), value :: library
       character(kind=c_char), intent(in) :: name(*)
       type(c_ptr), intent(inout) :: elements
       integer(c_int), intent(inout) :: count
       integer(c_int) :: found
-    end function c_handle_get_array
+    end function
+    function c_geti64arraylibraryparameter(library, name, elements, count) &
+        result(found) bind(C, name="knl_getI64ArrayLibraryParameter")
+      import
+      type(c_ptr), value :: library
+      character(kind=c_char), intent(in) :: name(*)
+      type(c_ptr), intent(inout) :: elements
+      integer(c_int), intent(inout) :: count
+      integer(c_int) :: found
+    end function
+    function c_getf32arraylibraryparameter(library, name, elements, count) &
+        result(found) bind(C, name="knl_getF32ArrayLibraryParameter")
+      import
+      type(c_ptr), value :: library
+      character(kind=c_char), intent(in) :: name(*)
+      type(c_ptr), intent(inout) :: elements
+      integer(c_int), intent(inout) :: count
+      integer(c_int) :: found
+    end function
+    function c_getf64arraylibraryparameter(library, name, elements, count) &
+        result(found) bind(C, name="knl_getF64ArrayLibraryParameter")
+      import
+      type(c_ptr), value :: library
+      character(kind=c_char), intent(in) :: name(*)
+      type(c_ptr), intent(inout) :: elements
+      integer(c_int), intent(inout) :: count
+      integer(c_int) :: found
+    end function
+    subroutine knl_raw_getgrouplibraryparameter(handle, name, value, istat, lname) &
+        bind(C, name="knl_getgrouplibraryparameter_")
+      import
+      type(c_ptr), intent(in) :: handle
+      character(kind=c_char), intent(in) :: name(*)
+      type(c_ptr), intent(inout) :: value
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine
+    subroutine knl_raw_getliblibraryparameter(handle, name, value, istat, lname) &
+        bind(C, name="knl_getliblibraryparameter_")
+      import
+      type(c_ptr), intent(in) :: handle
+      character(kind=c_char), intent(in) :: name(*)
+      type(c_ptr), intent(inout) :: value
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine
+    subroutine knl_raw_seti32libraryparameter(handle, name, value, istat, lname) &
+        bind(C, name="knl_seti32libraryparameter_")
+      import
+      type(c_ptr), intent(in) :: handle
+      character(kind=c_char), intent(in) :: name(*)
+      integer(c_int), intent(in) :: value
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine
+    subroutine knl_raw_seti64libraryparameter(handle, name, value, istat, lname) &
+        bind(C, name="knl_seti64libraryparameter_")
+      import
+      type(c_ptr), intent(in) :: handle
+      character(kind=c_char), intent(in) :: name(*)
+      integer(c_int64_t), intent(in) :: value
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine
+    subroutine knl_raw_setf32libraryparameter(handle, name, value, istat, lname) &
+        bind(C, name="knl_setf32libraryparameter_")
+      import
+      type(c_ptr), intent(in) :: handle
+      character(kind=c_char), intent(in) :: name(*)
+      real(c_float), intent(in) :: value
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine
+    subroutine knl_raw_setf64libraryparameter(handle, name, value, istat, lname) &
+        bind(C, name="knl_setf64libraryparameter_")
+      import
+      type(c_ptr), intent(in) :: handle
+      character(kind=c_char), intent(in) :: name(*)
+      real(c_double), intent(in) :: value
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine
+    subroutine knl_raw_setstringlibraryparameter(handle, name, value, istat, lname, lvalue) &
+        bind(C, name="knl_setstringlibraryparameter_")
+      import
+      type(c_ptr), intent(in) :: handle
+      character(kind=c_char), intent(in) :: name(*), value(*)
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname, lvalue
+    end subroutine
+    subroutine knl_raw_seti32arraylibraryparameter(handle, name, address, count, istat, lname) &
+        bind(C, name="knl_seti32arraylibraryparameter_")
+      import
+      type(c_ptr), intent(in) :: handle
+      character(kind=c_char), intent(in) :: name(*)
+      type(c_ptr), intent(in) :: address
+      integer(c_int), intent(in) :: count
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine
+    subroutine knl_raw_seti64arraylibraryparameter(handle, name, address, count, istat, lname) &
+        bind(C, name="knl_seti64arraylibraryparameter_")
+      import
+      type(c_ptr), intent(in) :: handle
+      character(kind=c_char), intent(in) :: name(*)
+      type(c_ptr), intent(in) :: address
+      integer(c_int), intent(in) :: count
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine
+    subroutine knl_raw_setf32arraylibraryparameter(handle, name, address, count, istat, lname) &
+        bind(C, name="knl_setf32arraylibraryparameter_")
+      import
+      type(c_ptr), intent(in) :: handle
+      character(kind=c_char), intent(in) :: name(*)
+      type(c_ptr), intent(in) :: address
+      integer(c_int), intent(in) :: count
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine
+    subroutine knl_raw_setf64arraylibraryparameter(handle, name, address, count, istat, lname) &
+        bind(C, name="knl_setf64arraylibraryparameter_")
+      import
+      type(c_ptr), intent(in) :: handle
+      character(kind=c_char), intent(in) :: name(*)
+      type(c_ptr), intent(in) :: address
+      integer(c_int), intent(in) :: count
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine
+    subroutine knl_raw_setgrplibraryparameter(handle, name, value, istat, lname) &
+        bind(C, name="knl_setgrplibraryparameter_")
+      import
+      type(c_ptr), intent(in) :: handle
+      character(kind=c_char), intent(in) :: name(*)
+      type(c_ptr), intent(inout) :: value
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine
   end interface
 
-  ! Resources and memory; `array` is a descriptor.
-  abstract interface
-    subroutine resource_get_array(name, array, istat, lname) bind(C)
-      import :: array_descriptor, c_char, c_int
+  ! Trace attributes
+  interface
+    subroutine knl_raw_definetraceattribute(handle, name, istat, lname) &
+        bind(C, name="knl_definetraceattribute_")
+      import
+      type(c_ptr), intent(in) :: handle
+      character(kind=c_char), intent(in) :: name(*)
+      integer(c_int), intent(inout) :: istat
+      integer(c_int), value :: lname
+    end subroutine
+    subroutine knl_raw_istraceattributeexist(handle, name, istat, lname) &
+        bind(C, name="knl_istraceattributeexist_")
+      import
+      type(c_ptr), intent(in) :: handle
+      character(kind=c_char), intent(in) :: name(*)
+      integer(c_int), intent(inout) :: istat
+      integer(c_int), value :: lname
+    end subroutine
+    subroutine knl_raw_geti32traceattribute(handle, name, value, istat, lname) &
+        bind(C, name="knl_geti32traceattribute_")
+      import
+      type(c_ptr), intent(in) :: handle
+      character(kind=c_char), intent(in) :: name(*)
+      integer(c_int), intent(inout) :: value
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine
+    subroutine knl_raw_geti64traceattribute(handle, name, value, istat, lname) &
+        bind(C, name="knl_geti64traceattribute_")
+      import
+      type(c_ptr), intent(in) :: handle
+      character(kind=c_char), intent(in) :: name(*)
+      integer(c_int64_t), intent(inout) :: value
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine
+    subroutine knl_raw_getf32traceattribute(handle, name, value, istat, lname) &
+        bind(C, name="knl_getf32traceattribute_")
+      import
+      type(c_ptr), intent(in) :: handle
+      character(kind=c_char), intent(in) :: name(*)
+      real(c_float), intent(inout) :: value
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine
+    subroutine knl_raw_getf64traceattribute(handle, name, value, istat, lname) &
+        bind(C, name="knl_getf64traceattribute_")
+      import
+      type(c_ptr), intent(in) :: handle
+      character(kind=c_char), intent(in) :: name(*)
+      real(c_double), intent(inout) :: value
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine
+    subroutine knl_raw_getstringtraceattribute(handle, name, value, istat, lname, lvalue) &
+        bind(C, name="knl_getstringtraceattribute_")
+      import
+      type(c_ptr), intent(in) :: handle
+      character(kind=c_char), intent(in) :: name(*)
+      character(kind=c_char), intent(inout) :: value(*)
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname, lvalue
+    end subroutine
+    subroutine knl_raw_geti32arraytraceattribute(handle, name, address, count, istat, lname) &
+        bind(C, name="knl_geti32arraytraceattribute_")
+      import
+      type(c_ptr), intent(in) :: handle
+      character(kind=c_char), intent(in) :: name(*)
+      type(c_ptr), intent(in) :: address
+      integer(c_int), intent(in) :: count
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine
+    subroutine knl_raw_geti64arraytraceattribute(handle, name, address, count, istat, lname) &
+        bind(C, name="knl_geti64arraytraceattribute_")
+      import
+      type(c_ptr), intent(in) :: handle
+      character(kind=c_char), intent(in) :: name(*)
+      type(c_ptr), intent(in) :: address
+      integer(c_int), intent(in) :: count
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine
+    subroutine knl_raw_getf32arraytraceattribute(handle, name, address, count, istat, lname) &
+        bind(C, name="knl_getf32arraytraceattribute_")
+      import
+      type(c_ptr), intent(in) :: handle
+      character(kind=c_char), intent(in) :: name(*)
+      type(c_ptr), intent(in) :: address
+      integer(c_int), intent(in) :: count
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine
+    subroutine knl_raw_getf64arraytraceattribute(handle, name, address, count, istat, lname) &
+        bind(C, name="knl_getf64arraytraceattribute_")
+      import
+      type(c_ptr), intent(in) :: handle
+      character(kind=c_char), intent(in) :: name(*)
+      type(c_ptr), intent(in) :: address
+      integer(c_int), intent(in) :: count
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine
+    subroutine knl_raw_seti32traceattribute(handle, name, value, istat, lname) &
+        bind(C, name="knl_seti32traceattribute_")
+      import
+      type(c_ptr), intent(in) :: handle
+      character(kind=c_char), intent(in) :: name(*)
+      integer(c_int), intent(in) :: value
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine
+    subroutine knl_raw_seti64traceattribute(handle, name, value, istat, lname) &
+        bind(C, name="knl_seti64traceattribute_")
+      import
+      type(c_ptr), intent(in) :: handle
+      character(kind=c_char), intent(in) :: name(*)
+      integer(c_int64_t), intent(in) :: value
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine
+    subroutine knl_raw_setf32traceattribute(handle, name, value, istat, lname) &
+        bind(C, name="knl_setf32traceattribute_")
+      import
+      type(c_ptr), intent(in) :: handle
+      character(kind=c_char), intent(in) :: name(*)
+      real(c_float), intent(in) :: value
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine
+    subroutine knl_raw_setf64traceattribute(handle, name, value, istat, lname) &
+        bind(C, name="knl_setf64traceattribute_")
+      import
+      type(c_ptr), intent(in) :: handle
+      character(kind=c_char), intent(in) :: name(*)
+      real(c_double), intent(in) :: value
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine
+    subroutine knl_raw_setstringtraceattribute(handle, name, value, istat, lname) &
+        bind(C, name="knl_setstringtraceattribute_")
+      import
+      type(c_ptr), intent(in) :: handle
+      character(kind=c_char), intent(in) :: name(*), value(*)
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine
+    subroutine knl_raw_seti32arraytraceattribute(handle, name, address, count, istat, lname) &
+        bind(C, name="knl_seti32arraytraceattribute_")
+      import
+      type(c_ptr), intent(in) :: handle
+      character(kind=c_char), intent(in) :: name(*)
+      type(c_ptr), intent(in) :: address
+      integer(c_int), intent(in) :: count
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine
+    subroutine knl_raw_seti64arraytraceattribute(handle, name, address, count, istat, lname) &
+        bind(C, name="knl_seti64arraytraceattribute_")
+      import
+      type(c_ptr), intent(in) :: handle
+      character(kind=c_char), intent(in) :: name(*)
+      type(c_ptr), intent(in) :: address
+      integer(c_int), intent(in) :: count
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine
+    subroutine knl_raw_setf32arraytraceattribute(handle, name, address, count, istat, lname) &
+        bind(C, name="knl_setf32arraytraceattribute_")
+      import
+      type(c_ptr), intent(in) :: handle
+      character(kind=c_char), intent(in) :: name(*)
+      type(c_ptr), intent(in) :: address
+      integer(c_int), intent(in) :: count
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine
+    subroutine knl_raw_setf64arraytraceattribute(handle, name, address, count, istat, lname) &
+        bind(C, name="knl_setf64arraytraceattribute_")
+      import
+      type(c_ptr), intent(in) :: handle
+      character(kind=c_char), intent(in) :: name(*)
+      type(c_ptr), intent(in) :: address
+      integer(c_int), intent(in) :: count
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine
+    subroutine knl_raw_mgeti32traceattribute(set, name, value, trace, istat, lname) &
+        bind(C, name="knl_mgeti32traceattribute_")
+      import
+      type(c_ptr), intent(in) :: set
+      character(kind=c_char), intent(in) :: name(*)
+      integer(c_int), intent(inout) :: value
+      integer(c_int), intent(in) :: trace
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine
+    subroutine knl_raw_mgeti64traceattribute(set, name, value, trace, istat, lname) &
+        bind(C, name="knl_mgeti64traceattribute_")
+      import
+      type(c_ptr), intent(in) :: set
+      character(kind=c_char), intent(in) :: name(*)
+      integer(c_int64_t), intent(inout) :: value
+      integer(c_int), intent(in) :: trace
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine
+    subroutine knl_raw_mgetf32traceattribute(set, name, value, trace, istat, lname) &
+        bind(C, name="knl_mgetf32traceattribute_")
+      import
+      type(c_ptr), intent(in) :: set
+      character(kind=c_char), intent(in) :: name(*)
+      real(c_float), intent(inout) :: value
+      integer(c_int), intent(in) :: trace
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine
+    subroutine knl_raw_mgetf64traceattribute(set, name, value, trace, istat, lname) &
+        bind(C, name="knl_mgetf64traceattribute_")
+      import
+      type(c_ptr), intent(in) :: set
+      character(kind=c_char), intent(in) :: name(*)
+      real(c_double), intent(inout) :: value
+      integer(c_int), intent(in) :: trace
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine
+    subroutine knl_raw_mgetstringtraceattribute(set, name, value, trace, istat, lname, lvalue) &
+        bind(C, name="knl_mgetstringtraceattribute_")
+      import
+      type(c_ptr), intent(in) :: set
+      character(kind=c_char), intent(in) :: name(*)
+      character(kind=c_char), intent(inout) :: value(*)
+      integer(c_int), intent(in) :: trace
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname, lvalue
+    end subroutine
+    subroutine knl_raw_mgeti32arraytraceattribute(set, name, address, count, trace, istat, lname) &
+        bind(C, name="knl_mgeti32arraytraceattribute_")
+      import
+      type(c_ptr), intent(in) :: set
+      character(kind=c_char), intent(in) :: name(*)
+      type(c_ptr), intent(in) :: address
+      integer(c_int), intent(in) :: count, trace
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine
+    subroutine knl_raw_mgeti64arraytraceattribute(set, name, address, count, trace, istat, lname) &
+        bind(C, name="knl_mgeti64arraytraceattribute_")
+      import
+      type(c_ptr), intent(in) :: set
+      character(kind=c_char), intent(in) :: name(*)
+      type(c_ptr), intent(in) :: address
+      integer(c_int), intent(in) :: count, trace
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine
+    subroutine knl_raw_mgetf32arraytraceattribute(set, name, address, count, trace, istat, lname) &
+        bind(C, name="knl_mgetf32arraytraceattribute_")
+      import
+      type(c_ptr), intent(in) :: set
+      character(kind=c_char), intent(in) :: name(*)
+      type(c_ptr), intent(in) :: address
+      integer(c_int), intent(in) :: count, trace
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine
+    subroutine knl_raw_mgetf64arraytraceattribute(set, name, address, count, trace, istat, lname) &
+        bind(C, name="knl_mgetf64arraytraceattribute_")
+      import
+      type(c_ptr), intent(in) :: set
+      character(kind=c_char), intent(in) :: name(*)
+      type(c_ptr), intent(in) :: address
+      integer(c_int), intent(in) :: count, trace
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine
+    subroutine knl_raw_mseti32traceattribute(set, name, value, trace, istat, lname) &
+        bind(C, name="knl_mseti32traceattribute_")
+      import
+      type(c_ptr), intent(in) :: set
+      character(kind=c_char), intent(in) :: name(*)
+      integer(c_int), intent(in) :: value, trace
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine
+    subroutine knl_raw_mseti64traceattribute(set, name, value, trace, istat, lname) &
+        bind(C, name="knl_mseti64traceattribute_")
+      import
+      type(c_ptr), intent(in) :: set
+      character(kind=c_char), intent(in) :: name(*)
+      integer(c_int64_t), intent(in) :: value
+      integer(c_int), intent(in) :: trace
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine
+    subroutine knl_raw_msetf32traceattribute(set, name, value, trace, istat, lname) &
+        bind(C, name="knl_msetf32traceattribute_")
+      import
+      type(c_ptr), intent(in) :: set
+      character(kind=c_char), intent(in) :: name(*)
+      real(c_float), intent(in) :: value
+      integer(c_int), intent(in) :: trace
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine
+    subroutine knl_raw_msetf64traceattribute(set, name, value, trace, istat, lname) &
+        bind(C, name="knl_msetf64traceattribute_")
+      import
+      type(c_ptr), intent(in) :: set
+      character(kind=c_char), intent(in) :: name(*)
+      real(c_double), intent(in) :: value
+      integer(c_int), intent(in) :: trace
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine
+    subroutine knl_raw_msetstringtraceattribute(set, name, value, trace, istat, lname) &
+        bind(C, name="knl_msetstringtraceattribute_")
+      import
+      type(c_ptr), intent(in) :: set
+      character(kind=c_char), intent(in) :: name(*), value(*)
+      integer(c_int), intent(in) :: trace
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine
+    subroutine knl_raw_mseti32arraytraceattribute(set, name, address, count, trace, istat, lname) &
+        bind(C, name="knl_mseti32arraytraceattribute_")
+      import
+      type(c_ptr), intent(in) :: set
+      character(kind=c_char), intent(in) :: name(*)
+      type(c_ptr), intent(in) :: address
+      integer(c_int), intent(in) :: count, trace
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine
+    subroutine knl_raw_mseti64arraytraceattribute(set, name, address, count, trace, istat, lname) &
+        bind(C, name="knl_mseti64arraytraceattribute_")
+      import
+      type(c_ptr), intent(in) :: set
+      character(kind=c_char), intent(in) :: name(*)
+      type(c_ptr), intent(in) :: address
+      integer(c_int), intent(in) :: count, trace
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine
+    subroutine knl_raw_msetf32arraytraceattribute(set, name, address, count, trace, istat, lname) &
+        bind(C, name="knl_msetf32arraytraceattribute_")
+      import
+      type(c_ptr), intent(in) :: set
+      character(kind=c_char), intent(in) :: name(*)
+      type(c_ptr), intent(in) :: address
+      integer(c_int), intent(in) :: count, trace
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine
+    subroutine knl_raw_msetf64arraytraceattribute(set, name, address, count, trace, istat, lname) &
+        bind(C, name="knl_msetf64arraytraceattribute_")
+      import
+      type(c_ptr), intent(in) :: set
+      character(kind=c_char), intent(in) :: name(*)
+      type(c_ptr), intent(in) :: address
+      integer(c_int), intent(in) :: count, trace
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine
+  end interface
+
+  ! Schema
+  interface
+    subroutine knl_raw_gettraceattributetype(name, value, lname) &
+        bind(C, name="knl_gettraceattributetype_")
+      import
+      character(kind=c_char), intent(in) :: name(*)
+      integer(c_int), intent(out) :: value
+      integer(c_int), value :: lname
+    end subroutine
+    subroutine knl_raw_gettraceattributedimension(name, value, lname) &
+        bind(C, name="knl_gettraceattributedimension_")
+      import
+      character(kind=c_char), intent(in) :: name(*)
+      integer(c_int), intent(out) :: value
+      integer(c_int), value :: lname
+    end subroutine
+    subroutine knl_raw_gettraceattributedescription(name, text, lname, ltext) &
+        bind(C, name="knl_gettraceattributedescription_")
+      import
+      character(kind=c_char), intent(in) :: name(*)
+      character(kind=c_char), intent(inout) :: text(*)
+      integer(c_int), value :: lname, ltext
+    end subroutine
+  end interface
+
+  ! Resources: all but the last three take the descriptor above, and only that. A pointer array of
+  ! gfortran in its place would be filled wrongly, and the 8 bytes behind it overwritten.
+  interface
+    subroutine knl_raw_getmodulei32resource(name, array, istat, lname) &
+        bind(C, name="knl_getmodulei32resource_")
+      import
       character(kind=c_char), intent(in) :: name(*)
       type(array_descriptor), intent(inout) :: array
       integer(c_int), intent(out) :: istat
       integer(c_int), value :: lname
-    end subroutine resource_get_array
-
-    subroutine resource_get_texts(name, array, width, istat, lname) bind(C)
-      import :: array_descriptor, c_char, c_int
+    end subroutine
+    subroutine knl_raw_getmodulei64resource(name, array, istat, lname) &
+        bind(C, name="knl_getmodulei64resource_")
+      import
+      character(kind=c_char), intent(in) :: name(*)
+      type(array_descriptor), intent(inout) :: array
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine
+    subroutine knl_raw_getmodulef32resource(name, array, istat, lname) &
+        bind(C, name="knl_getmodulef32resource_")
+      import
+      character(kind=c_char), intent(in) :: name(*)
+      type(array_descriptor), intent(inout) :: array
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine
+    subroutine knl_raw_getmodulef64resource(name, array, istat, lname) &
+        bind(C, name="knl_getmodulef64resource_")
+      import
+      character(kind=c_char), intent(in) :: name(*)
+      type(array_descriptor), intent(inout) :: array
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine
+    subroutine knl_raw_getmodulestrresource(name, array, width, istat, lname) &
+        bind(C, name="knl_getmodulestrresource_")
+      import
       character(kind=c_char), intent(in) :: name(*)
       type(array_descriptor), intent(inout) :: array
       integer(c_int), intent(in) :: width
       integer(c_int), intent(out) :: istat
       integer(c_int), value :: lname
-    end subroutine resource_get_texts
-
-    ! `address` goes by value: the function takes the address of the caller's variable.
-    subroutine resource_set(name, address, size, istat, lname) bind(C)
-      import :: c_char, c_int, c_ptr
+    end subroutine
+    subroutine knl_raw_setmoduleresource(name, address, size, istat, lname) &
+        bind(C, name="knl_setmoduleresource_")
+      import
       character(kind=c_char), intent(in) :: name(*)
       type(c_ptr), value :: address
       integer(c_int), intent(in) :: size
       integer(c_int), intent(out) :: istat
       integer(c_int), value :: lname
-    end subroutine resource_set
-
-    subroutine resource_get_block(name, address, istat, lname) bind(C)
-      import :: c_char, c_int, c_ptr
+    end subroutine
+    subroutine knl_raw_setmodulestructresource(name, address, size, istat, lname) &
+        bind(C, name="knl_setmodulestructresource_")
+      import
+      character(kind=c_char), intent(in) :: name(*)
+      type(c_ptr), value :: address
+      integer(c_int), intent(in) :: size
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lname
+    end subroutine
+    subroutine knl_raw_getmodulestructresource(name, address, istat, lname) &
+        bind(C, name="knl_getmodulestructresource_")
+      import
       character(kind=c_char), intent(in) :: name(*)
       type(c_ptr), value :: address
       integer(c_int), intent(out) :: istat
       integer(c_int), value :: lname
-    end subroutine resource_get_block
-
-    subroutine allocate_array(array, count) bind(C)
-      import :: array_descriptor, c_int
-      type(array_descriptor), intent(inout) :: array
-      integer(c_int), intent(in) :: count
-    end subroutine allocate_array
-
-    subroutine allocate_texts(array, width, count) bind(C)
-      import :: array_descriptor, c_int
-      type(array_descriptor), intent(inout) :: array
-      integer(c_int), intent(in) :: width, count
-    end subroutine allocate_texts
-
-    subroutine zero_array(array) bind(C)
-      import :: array_descriptor
-      type(array_descriptor), intent(inout) :: array
-    end subroutine zero_array
-
-    subroutine zero_texts(array, width) bind(C)
-      import :: array_descriptor, c_int
-      type(array_descriptor), intent(inout) :: array
-      integer(c_int), intent(in) :: width
-    end subroutine zero_texts
-
-    subroutine free_block(address) bind(C)
-      import :: c_ptr
-      type(c_ptr), intent(in) :: address
-    end subroutine free_block
+    end subroutine
   end interface
 
-  ! Files.
-  abstract interface
-    subroutine file_by_name(file, unit, lfile) bind(C)
-      import :: c_char, c_int
+  ! Memory: those that allocate and those that zero take the descriptor above, and only that. A
+  ! pointer array of gfortran in its place would be filled wrongly, and the 8 bytes behind it
+  ! overwritten.
+  interface
+    subroutine knl_raw_allocatei32resource(array, count) bind(C, name="knl_allocatei32resource_")
+      import
+      type(array_descriptor), intent(inout) :: array
+      integer(c_int), intent(in) :: count
+    end subroutine
+    subroutine knl_raw_allocatei64resource(array, count) bind(C, name="knl_allocatei64resource_")
+      import
+      type(array_descriptor), intent(inout) :: array
+      integer(c_int), intent(in) :: count
+    end subroutine
+    subroutine knl_raw_allocatef32resource(array, count) bind(C, name="knl_allocatef32resource_")
+      import
+      type(array_descriptor), intent(inout) :: array
+      integer(c_int), intent(in) :: count
+    end subroutine
+    subroutine knl_raw_allocatef64resource(array, count) bind(C, name="knl_allocatef64resource_")
+      import
+      type(array_descriptor), intent(inout) :: array
+      integer(c_int), intent(in) :: count
+    end subroutine
+    subroutine knl_raw_allocatestrresource(array, width, count) &
+        bind(C, name="knl_allocatestrresource_")
+      import
+      type(array_descriptor), intent(inout) :: array
+      integer(c_int), intent(in) :: width, count
+    end subroutine
+    subroutine knl_raw_zeroi32array(array) bind(C, name="knl_zeroi32array_")
+      import
+      type(array_descriptor), intent(inout) :: array
+    end subroutine
+    subroutine knl_raw_zeroi64array(array) bind(C, name="knl_zeroi64array_")
+      import
+      type(array_descriptor), intent(inout) :: array
+    end subroutine
+    subroutine knl_raw_zerof32array(array) bind(C, name="knl_zerof32array_")
+      import
+      type(array_descriptor), intent(inout) :: array
+    end subroutine
+    subroutine knl_raw_zerof64array(array) bind(C, name="knl_zerof64array_")
+      import
+      type(array_descriptor), intent(inout) :: array
+    end subroutine
+    subroutine knl_raw_zerostrarray(array, width) bind(C, name="knl_zerostrarray_")
+      import
+      type(array_descriptor), intent(inout) :: array
+      integer(c_int), intent(in) :: width
+    end subroutine
+    subroutine knl_raw_freeresource(address) bind(C, name="knl_freeresource_")
+      import
+      type(c_ptr), intent(in) :: address
+    end subroutine
+  end interface
+
+  ! Files; knl_OpenFile has capitals and no underscore behind it
+  interface
+    subroutine knl_raw_fileopen(file, unit, lfile) bind(C, name="knl_fileopen_")
+      import
       character(kind=c_char), intent(in) :: file(*)
       integer(c_int), intent(out) :: unit
       integer(c_int), value :: lfile
-    end subroutine file_by_name
-
-    subroutine file_by_unit(unit) bind(C)
-      import :: c_int
-      integer(c_int), intent(in) :: unit
-    end subroutine file_by_unit
-
-    function posix_open(file, flags, mode, unused, lfile) result(unit) bind(C)
-      import :: c_char, c_int
+    end subroutine
+    subroutine knl_raw_filecreate(file, unit, lfile) bind(C, name="knl_filecreate_")
+      import
+      character(kind=c_char), intent(in) :: file(*)
+      integer(c_int), intent(out) :: unit
+      integer(c_int), value :: lfile
+    end subroutine
+    function knl_raw_openfile(file, flags, mode, unused, lfile) &
+        result(unit) bind(C, name="knl_OpenFile")
+      import
       character(kind=c_char), intent(in) :: file(*)
       integer(c_int), intent(in) :: flags, mode, unused
       integer(c_int), value :: lfile
       integer(c_int) :: unit
-    end function posix_open
+    end function
   end interface
 
-  ! Trace buffers and trace sets; `set_samples` with the address of the samples' address, `get` with a
-  ! descriptor.
-  abstract interface
-    subroutine buffer_get(set, number, status) bind(C)
-      import :: c_int, c_ptr
-      type(c_ptr), intent(out) :: set
-      integer(c_int), intent(in) :: number
-      integer(c_int), intent(out) :: status
-    end subroutine buffer_get
-
-    subroutine output_bld(channel, length, interval, template, status) bind(C)
-      import :: c_int, c_ptr
-      integer(c_int), intent(in) :: channel, length, interval
-      type(c_ptr), intent(in) :: template
-      integer(c_int), intent(out) :: status
-    end subroutine output_bld
-
-    subroutine work_bld(work_set, length, interval, traces, status) bind(C)
-      import :: c_int
-      integer(c_int), intent(in) :: work_set, length, interval, traces
-      integer(c_int), intent(out) :: status
-    end subroutine work_bld
-
-    subroutine work_bld_like(work_set, length, interval, traces, template, status) bind(C)
-      import :: c_int, c_ptr
+  ! Trace buffers and trace sets; knl_istracebufferusescratch has no underscore behind it. Those
+  ! that get samples take the descriptor above, and only that. A pointer array of gfortran in its
+  ! place would be filled wrongly, and the 8 bytes behind it overwritten.
+  interface
+    subroutine knl_raw_bldworktracebuffer(work_set, length, interval, traces, template, status) &
+        bind(C, name="knl_bldworktracebuffer_")
+      import
       integer(c_int), intent(in) :: work_set, length, interval, traces
       type(c_ptr), intent(in) :: template
       integer(c_int), intent(out) :: status
-    end subroutine work_bld_like
-
-    subroutine channel_set_flag(channel, flag) bind(C)
-      import :: c_int
-      integer(c_int), intent(in) :: channel, flag
-    end subroutine channel_set_flag
-
-    subroutine channel_get_flag(channel, flag, answer) bind(C)
-      import :: c_int
+    end subroutine
+    subroutine knl_raw_isinputtracebufferflagged(channel, flag, answer) &
+        bind(C, name="knl_isinputtracebufferflagged_")
+      import
       integer(c_int), intent(in) :: channel, flag
       integer(c_int), intent(out) :: answer
-    end subroutine channel_get_flag
-
-    subroutine set_put(set, value) bind(C)
-      import :: c_int, c_ptr
+    end subroutine
+    subroutine knl_raw_settracebufferusescratch(set, use) &
+        bind(C, name="knl_settracebufferusescratch_")
+      import
       type(c_ptr), intent(in) :: set
-      integer(c_int), intent(in) :: value
-    end subroutine set_put
-
-    subroutine set_take(set, value) bind(C)
-      import :: c_int, c_ptr
+      integer(c_int), intent(in) :: use
+    end subroutine
+    subroutine knl_raw_istracebufferusescratch(set, use) &
+        bind(C, name="knl_istracebufferusescratch")
+      import
       type(c_ptr), intent(in) :: set
-      integer(c_int), intent(out) :: value
-    end subroutine set_take
-
-    subroutine set_query(set, value, status) bind(C)
-      import :: c_int, c_ptr
-      type(c_ptr), intent(in) :: set
-      integer(c_int), intent(inout) :: value
-      integer(c_int), intent(out) :: status
-    end subroutine set_query
-
-    subroutine set_change(set, value, status) bind(C)
-      import :: c_int, c_ptr
-      type(c_ptr), intent(in) :: set
-      integer(c_int), intent(in) :: value
-      integer(c_int), intent(out) :: status
-    end subroutine set_change
-
-    subroutine set_clear(set, status) bind(C)
-      import :: c_int, c_ptr
-      type(c_ptr), intent(in) :: set
-      integer(c_int), intent(out) :: status
-    end subroutine set_clear
-
-    subroutine first_trace_copy(from, to, header, samples, status) bind(C)
-      import :: c_int, c_ptr
+      integer(c_int), intent(out) :: use
+    end subroutine
+    subroutine knl_raw_scopytracetotrace(from, to, header, samples, status) &
+        bind(C, name="knl_scopytracetotrace_")
+      import
       type(c_ptr), intent(in) :: from, to
       integer(c_int), intent(in) :: header, samples
       integer(c_int), intent(out) :: status
-    end subroutine first_trace_copy
-
-    subroutine trace_copy(from, to, header, samples, trace_from, trace_to, status) bind(C)
-      import :: c_int, c_ptr
+    end subroutine
+    subroutine knl_raw_mcopytracetotrace(from, to, header, samples, trace_from, trace_to, status) &
+        bind(C, name="knl_mcopytracetotrace_")
+      import
       type(c_ptr), intent(in) :: from, to
       integer(c_int), intent(in) :: header, samples, trace_from, trace_to
       integer(c_int), intent(out) :: status
-    end subroutine trace_copy
-
-    function c_trace_move(from, to, trace_from, trace_to) result(status) bind(C)
-      import :: c_int, c_ptr
+    end subroutine
+    function c_movetracetotrace(from, to, trace_from, trace_to) &
+        result(status) bind(C, name="knl_moveTraceToTrace")
+      import
       type(c_ptr), value :: from, to
       integer(c_int), value :: trace_from, trace_to
       integer(c_int) :: status
-    end function c_trace_move
-
-    subroutine first_samples_get(set, array, status) bind(C)
-      import :: array_descriptor, c_int, c_ptr
+    end function
+    subroutine knl_raw_sgettracesamples(set, array, status) bind(C, name="knl_sgettracesamples_")
+      import
       type(c_ptr), intent(in) :: set
       type(array_descriptor), intent(inout) :: array
       integer(c_int), intent(out) :: status
-    end subroutine first_samples_get
-
-    subroutine samples_get(set, array, trace, status) bind(C)
-      import :: array_descriptor, c_int, c_ptr
+    end subroutine
+    subroutine knl_raw_mgettracesamples(set, array, trace, status) &
+        bind(C, name="knl_mgettracesamples_")
+      import
       type(c_ptr), intent(in) :: set
       type(array_descriptor), intent(inout) :: array
       integer(c_int), intent(in) :: trace
       integer(c_int), intent(out) :: status
-    end subroutine samples_get
-
-    subroutine first_samples_set(set, address, status) bind(C)
-      import :: c_int, c_ptr
+    end subroutine
+    subroutine knl_raw_ssettracesamples(set, address, status) bind(C, name="knl_ssettracesamples_")
+      import
       type(c_ptr), intent(in) :: set, address
       integer(c_int), intent(out) :: status
-    end subroutine first_samples_set
-
-    subroutine samples_set(set, address, trace, status) bind(C)
-      import :: c_int, c_ptr
+    end subroutine
+    subroutine knl_raw_msettracesamples(set, address, trace, status) &
+        bind(C, name="knl_msettracesamples_")
+      import
       type(c_ptr), intent(in) :: set, address
       integer(c_int), intent(in) :: trace
       integer(c_int), intent(out) :: status
-    end subroutine samples_set
+    end subroutine
   end interface
 
-  ! Schema, messages, pads, directories, metadata and options.
-  abstract interface
-    subroutine schema_query(name, value, lname) bind(C)
-      import :: c_char, c_int
-      character(kind=c_char), intent(in) :: name(*)
-      integer(c_int), intent(out) :: value
-      integer(c_int), value :: lname
-    end subroutine schema_query
-
-    subroutine schema_text(name, text, lname, ltext) bind(C)
-      import :: c_char, c_int
-      character(kind=c_char), intent(in) :: name(*)
-      character(kind=c_char), intent(inout) :: text(*)
-      integer(c_int), value :: lname, ltext
-    end subroutine schema_text
-
-    subroutine number_and_text(number, text, ltext) bind(C)
-      import :: c_char, c_int
+  ! Messages and commands
+  interface
+    subroutine knl_raw_sendmessage(number, text, ltext) bind(C, name="knl_sendmessage_")
+      import
       integer(c_int), intent(in) :: number
       character(kind=c_char), intent(in) :: text(*)
       integer(c_int), value :: ltext
-    end subroutine number_and_text
-
-    subroutine text_alone(text, ltext) bind(C)
-      import :: c_char, c_int
+    end subroutine
+    subroutine knl_raw_addi32messageargument(value) bind(C, name="knl_addi32messageargument_")
+      import
+      integer(c_int), intent(in) :: value
+    end subroutine
+    subroutine knl_raw_addi64messageargument(value) bind(C, name="knl_addi64messageargument_")
+      import
+      integer(c_int64_t), intent(in) :: value
+    end subroutine
+    subroutine knl_raw_addf32messageargument(value) bind(C, name="knl_addf32messageargument_")
+      import
+      real(c_float), intent(in) :: value
+    end subroutine
+    subroutine knl_raw_addf64messageargument(value) bind(C, name="knl_addf64messageargument_")
+      import
+      real(c_double), intent(in) :: value
+    end subroutine
+    subroutine knl_raw_addstrmessageargument(text, ltext) bind(C, name="knl_addstrmessageargument_")
+      import
       character(kind=c_char), intent(in) :: text(*)
       integer(c_int), value :: ltext
-    end subroutine text_alone
-
-    subroutine text_fill(text, ltext) bind(C)
-      import :: c_char, c_int
-      character(kind=c_char), intent(inout) :: text(*)
+    end subroutine
+    subroutine knl_raw_execapplicmd(text, ltext) bind(C, name="knl_execapplicmd_")
+      import
+      character(kind=c_char), intent(in) :: text(*)
       integer(c_int), value :: ltext
-    end subroutine text_fill
+    end subroutine
+  end interface
 
-    subroutine argument_i32(value) bind(C)
-      import :: c_int
-      integer(c_int), intent(in) :: value
-    end subroutine argument_i32
-
-    subroutine argument_i64(value) bind(C)
-      import :: c_int64_t
-      integer(c_int64_t), intent(in) :: value
-    end subroutine argument_i64
-
-    subroutine argument_f32(value) bind(C)
-      import :: c_float
-      real(c_float), intent(in) :: value
-    end subroutine argument_f32
-
-    subroutine argument_f64(value) bind(C)
-      import :: c_double
-      real(c_double), intent(in) :: value
-    end subroutine argument_f64
-
-    subroutine pad_create(pad, type, align, title, ltitle) bind(C)
-      import :: c_char, c_int
+  ! Pads
+  interface
+    subroutine knl_raw_createpad(pad, type, align, title, ltitle) bind(C, name="knl_createpad_")
+      import
       integer(c_int), intent(out) :: pad
       integer(c_int), intent(in) :: type, align
       character(kind=c_char), intent(in) :: title(*)
       integer(c_int), value :: ltitle
-    end subroutine pad_create
-
-    subroutine pad_plot(pad, x, y, pen) bind(C)
-      import :: c_float, c_int
-      integer(c_int), intent(in) :: pad, pen
-      real(c_float), intent(in) :: x, y
-    end subroutine pad_plot
-
-    subroutine pad_number(pad, x, y, height, number, angle, decimals) bind(C)
-      import :: c_float, c_int
-      integer(c_int), intent(in) :: pad, decimals
-      real(c_float), intent(in) :: x, y, height, number, angle
-    end subroutine pad_number
-
-    subroutine pad_symbol(pad, x, y, height, text, code, angle, characters, ltext) bind(C)
-      import :: c_char, c_float, c_int
+    end subroutine
+    subroutine knl_raw_symbol(pad, x, y, height, text, code, angle, characters, ltext) &
+        bind(C, name="knl_symbol_")
+      import
       integer(c_int), intent(in) :: pad, code, characters
       real(c_float), intent(in) :: x, y, height, angle
       character(kind=c_char), intent(in) :: text(*)
       integer(c_int), value :: ltext
-    end subroutine pad_symbol
+    end subroutine
+  end interface
 
-    subroutine pad_factor(pad, factor) bind(C)
-      import :: c_float, c_int
-      integer(c_int), intent(in) :: pad
-      real(c_float), intent(in) :: factor
-    end subroutine pad_factor
-
-    subroutine pad_pen(pad, pen) bind(C)
-      import :: c_int
-      integer(c_int), intent(in) :: pad, pen
-    end subroutine pad_pen
-
-    function c_text_get() result(text) bind(C)
-      import :: c_ptr
+  ! Directories and date
+  interface
+    subroutine knl_raw_date(text, ltext) bind(C, name="knl_date_")
+      import
+      character(kind=c_char), intent(inout) :: text(*)
+      integer(c_int), value :: ltext
+    end subroutine
+    subroutine knl_raw_getscratchdir(text, ltext) bind(C, name="knl_getscratchdir_")
+      import
+      character(kind=c_char), intent(inout) :: text(*)
+      integer(c_int), value :: ltext
+    end subroutine
+    function c_getprojectdir() result(text) bind(C, name="knl_getProjectDir")
+      import
       type(c_ptr) :: text
-    end function c_text_get
-
-    subroutine c_text_set(text) bind(C)
-      import :: c_char
+    end function
+    subroutine c_setprojectdir(text) bind(C, name="knl_setProjectDir")
+      import
       character(kind=c_char), intent(in) :: text(*)
-    end subroutine c_text_set
+    end subroutine
+  end interface
 
-    subroutine metadata_set(scope, name, value, lname, lvalue) bind(C)
-      import :: c_char, c_int
+  ! Metadata
+  interface
+    subroutine knl_raw_setmetadatavalue(scope, name, value, lname, lvalue) &
+        bind(C, name="knl_setmetadatavalue_")
+      import
       integer(c_int), intent(in) :: scope
       character(kind=c_char), intent(in) :: name(*), value(*)
       integer(c_int), value :: lname, lvalue
-    end subroutine metadata_set
-
-    subroutine metadata_set_part(scope, name, value, n, lname, lvalue) bind(C)
-      import :: c_char, c_int
+    end subroutine
+    subroutine knl_raw_setmetadatavaluen(scope, name, value, n, lname, lvalue) &
+        bind(C, name="knl_setmetadatavaluen_")
+      import
       integer(c_int), intent(in) :: scope, n
       character(kind=c_char), intent(in) :: name(*), value(*)
       integer(c_int), value :: lname, lvalue
-    end subroutine metadata_set_part
-
-    function c_metadata_get(scope, name, value, n) result(length) bind(C)
-      import :: c_char, c_int
+    end subroutine
+    function c_getmetadatavalue(scope, name, value, n) &
+        result(length) bind(C, name="knl_getMetaDataValue")
+      import
       integer(c_int), value :: scope, n
       character(kind=c_char), intent(in) :: name(*)
       character(kind=c_char), intent(inout) :: value(*)
       integer(c_int) :: length
-    end function c_metadata_get
-
-    subroutine option_set(option, value, loption) bind(C)
-      import :: c_char, c_int
-      character(kind=c_char), intent(in) :: option(*)
-      integer(c_int), intent(in) :: value
-      integer(c_int), value :: loption
-    end subroutine option_set
+    end function
   end interface
-
-  ! Module parameters and options
-  procedure(named_get_i32), bind(C, name="knl_geti32moduleparameter_") :: raw_geti32moduleparameter
-  procedure(named_get_i64), bind(C, name="knl_geti64moduleparameter_") :: raw_geti64moduleparameter
-  procedure(named_get_f32), bind(C, name="knl_getf32moduleparameter_") :: raw_getf32moduleparameter
-  procedure(named_get_f64), bind(C, name="knl_getf64moduleparameter_") :: raw_getf64moduleparameter
-  procedure(named_get_text), bind(C, name="knl_getstrmoduleparameter_") :: raw_getstrmoduleparameter
-  procedure(named_get_array), bind(C, name="knl_geti32arraymoduleparameter_") :: raw_geti32arraymoduleparameter
-  procedure(named_get_array), bind(C, name="knl_geti64arraymoduleparameter_") :: raw_geti64arraymoduleparameter
-  procedure(named_get_array), bind(C, name="knl_getf32arraymoduleparameter_") :: raw_getf32arraymoduleparameter
-  procedure(named_get_array), bind(C, name="knl_getf64arraymoduleparameter_") :: raw_getf64arraymoduleparameter
-  procedure(c_named_get_array), bind(C, name="knl_getI32ArrayModuleParameter") :: c_geti32arraymoduleparameter
-  procedure(c_named_get_array), bind(C, name="knl_getI64ArrayModuleParameter") :: c_geti64arraymoduleparameter
-  procedure(c_named_get_array), bind(C, name="knl_getF32ArrayModuleParameter") :: c_getf32arraymoduleparameter
-  procedure(c_named_get_array), bind(C, name="knl_getF64ArrayModuleParameter") :: c_getf64arraymoduleparameter
-  procedure(named_get_handle), bind(C, name="knl_getlibmoduleparameter_") :: raw_getlibmoduleparameter
-  procedure(named_get_handle), bind(C, name="knl_getgroupmoduleparameter_") :: raw_getgroupmoduleparameter
-  procedure(option_set), bind(C, name="knl_setmoduleprocessingoption_") :: raw_setmoduleprocessingoption
-
-  ! Groups
-  procedure(row_get_i32), bind(C, name="knl_geti32groupparameter_") :: raw_geti32groupparameter
-  procedure(row_get_i64), bind(C, name="knl_geti64groupparameter_") :: raw_geti64groupparameter
-  procedure(row_get_f32), bind(C, name="knl_getf32groupparameter_") :: raw_getf32groupparameter
-  procedure(row_get_f64), bind(C, name="knl_getf64groupparameter_") :: raw_getf64groupparameter
-  procedure(row_get_text), bind(C, name="knl_getstrgroupparameter_") :: raw_getstrgroupparameter
-  procedure(row_get_array), bind(C, name="knl_geti32arraygroupparameter_") :: raw_geti32arraygroupparameter
-  procedure(row_get_array), bind(C, name="knl_geti64arraygroupparameter_") :: raw_geti64arraygroupparameter
-  procedure(row_get_array), bind(C, name="knl_getf32arraygroupparameter_") :: raw_getf32arraygroupparameter
-  procedure(row_get_array), bind(C, name="knl_getf64arraygroupparameter_") :: raw_getf64arraygroupparameter
-  procedure(c_row_get_array), bind(C, name="knl_getI32ArrayGroupParameter") :: c_geti32arraygroupparameter
-  procedure(c_row_get_array), bind(C, name="knl_getI64ArrayGroupParameter") :: c_geti64arraygroupparameter
-  procedure(c_row_get_array), bind(C, name="knl_getF32ArrayGroupParameter") :: c_getf32arraygroupparameter
-  procedure(c_row_get_array), bind(C, name="knl_getF64ArrayGroupParameter") :: c_getf64arraygroupparameter
-  procedure(row_get_handle), bind(C, name="knl_getlibgroupparameter_") :: raw_getlibgroupparameter
-  procedure(row_get_handle), bind(C, name="knl_getgrpgroupparameter_") :: raw_getgrpgroupparameter
-  procedure(row_set_i32), bind(C, name="knl_seti32groupparameter_") :: raw_seti32groupparameter
-  procedure(row_set_i64), bind(C, name="knl_seti64groupparameter_") :: raw_seti64groupparameter
-  procedure(row_set_f32), bind(C, name="knl_setf32groupparameter_") :: raw_setf32groupparameter
-  procedure(row_set_f64), bind(C, name="knl_setf64groupparameter_") :: raw_setf64groupparameter
-  procedure(row_set_text), bind(C, name="knl_setstrgroupparameter_") :: raw_setstrgroupparameter
-  procedure(row_set_array), bind(C, name="knl_seti32arraygroupparameter_") :: raw_seti32arraygroupparameter
-  procedure(row_set_array), bind(C, name="knl_seti64arraygroupparameter_") :: raw_seti64arraygroupparameter
-  procedure(row_set_array), bind(C, name="knl_setf32arraygroupparameter_") :: raw_setf32arraygroupparameter
-  procedure(row_set_array), bind(C, name="knl_setf64arraygroupparameter_") :: raw_setf64arraygroupparameter
-  procedure(row_get_handle), bind(C, name="knl_setgrpgroupparameter_") :: raw_setgrpgroupparameter
-
-  ! Libraries
-  procedure(handle_and_name), bind(C, name="knl_islibraryattributeexist_") :: raw_islibraryattributeexist
-  procedure(handle_get_i32), bind(C, name="knl_geti32libraryparameter_") :: raw_geti32libraryparameter
-  procedure(handle_get_i64), bind(C, name="knl_geti64libraryparameter_") :: raw_geti64libraryparameter
-  procedure(handle_get_f32), bind(C, name="knl_getf32libraryparameter_") :: raw_getf32libraryparameter
-  procedure(handle_get_f64), bind(C, name="knl_getf64libraryparameter_") :: raw_getf64libraryparameter
-  procedure(handle_get_text), bind(C, name="knl_getstrlibraryparameter_") :: raw_getstrlibraryparameter
-  procedure(handle_get_array), bind(C, name="knl_geti32arraylibraryparameter_") :: raw_geti32arraylibraryparameter
-  procedure(handle_get_array), bind(C, name="knl_geti64arraylibraryparameter_") :: raw_geti64arraylibraryparameter
-  procedure(handle_get_array), bind(C, name="knl_getf32arraylibraryparameter_") :: raw_getf32arraylibraryparameter
-  procedure(handle_get_array), bind(C, name="knl_getf64arraylibraryparameter_") :: raw_getf64arraylibraryparameter
-  procedure(c_handle_get_array), bind(C, name="knl_getI32ArrayLibraryParameter") :: c_geti32arraylibraryparameter
-  procedure(c_handle_get_array), bind(C, name="knl_getI64ArrayLibraryParameter") :: c_geti64arraylibraryparameter
-  procedure(c_handle_get_array), bind(C, name="knl_getF32ArrayLibraryParameter") :: c_getf32arraylibraryparameter
-  procedure(c_handle_get_array), bind(C, name="knl_getF64ArrayLibraryParameter") :: c_getf64arraylibraryparameter
-  procedure(handle_get_handle), bind(C, name="knl_getgrouplibraryparameter_") :: raw_getgrouplibraryparameter
-  procedure(handle_get_handle), bind(C, name="knl_getliblibraryparameter_") :: raw_getliblibraryparameter
-  procedure(handle_set_i32), bind(C, name="knl_seti32libraryparameter_") :: raw_seti32libraryparameter
-  procedure(handle_set_i64), bind(C, name="knl_seti64libraryparameter_") :: raw_seti64libraryparameter
-  procedure(handle_set_f32), bind(C, name="knl_setf32libraryparameter_") :: raw_setf32libraryparameter
-  procedure(handle_set_f64), bind(C, name="knl_setf64libraryparameter_") :: raw_setf64libraryparameter
-  procedure(handle_set_text), bind(C, name="knl_setstringlibraryparameter_") :: raw_setstringlibraryparameter
-  procedure(handle_set_array), bind(C, name="knl_seti32arraylibraryparameter_") :: raw_seti32arraylibraryparameter
-  procedure(handle_set_array), bind(C, name="knl_seti64arraylibraryparameter_") :: raw_seti64arraylibraryparameter
-  procedure(handle_set_array), bind(C, name="knl_setf32arraylibraryparameter_") :: raw_setf32arraylibraryparameter
-  procedure(handle_set_array), bind(C, name="knl_setf64arraylibraryparameter_") :: raw_setf64arraylibraryparameter
-  procedure(handle_get_handle), bind(C, name="knl_setgrplibraryparameter_") :: raw_setgrplibraryparameter
-
-  ! Trace attributes
-  procedure(handle_and_name), bind(C, name="knl_definetraceattribute_") :: raw_definetraceattribute
-  procedure(handle_and_name), bind(C, name="knl_istraceattributeexist_") :: raw_istraceattributeexist
-  procedure(handle_get_i32), bind(C, name="knl_geti32traceattribute_") :: raw_geti32traceattribute
-  procedure(handle_get_i64), bind(C, name="knl_geti64traceattribute_") :: raw_geti64traceattribute
-  procedure(handle_get_f32), bind(C, name="knl_getf32traceattribute_") :: raw_getf32traceattribute
-  procedure(handle_get_f64), bind(C, name="knl_getf64traceattribute_") :: raw_getf64traceattribute
-  procedure(handle_get_text), bind(C, name="knl_getstringtraceattribute_") :: raw_getstringtraceattribute
-  procedure(handle_set_array), bind(C, name="knl_geti32arraytraceattribute_") :: raw_geti32arraytraceattribute
-  procedure(handle_set_array), bind(C, name="knl_geti64arraytraceattribute_") :: raw_geti64arraytraceattribute
-  procedure(handle_set_array), bind(C, name="knl_getf32arraytraceattribute_") :: raw_getf32arraytraceattribute
-  procedure(handle_set_array), bind(C, name="knl_getf64arraytraceattribute_") :: raw_getf64arraytraceattribute
-  procedure(handle_set_i32), bind(C, name="knl_seti32traceattribute_") :: raw_seti32traceattribute
-  procedure(handle_set_i64), bind(C, name="knl_seti64traceattribute_") :: raw_seti64traceattribute
-  procedure(handle_set_f32), bind(C, name="knl_setf32traceattribute_") :: raw_setf32traceattribute
-  procedure(handle_set_f64), bind(C, name="knl_setf64traceattribute_") :: raw_setf64traceattribute
-  procedure(handle_set_terminated), bind(C, name="knl_setstringtraceattribute_") :: raw_setstringtraceattribute
-  procedure(handle_set_array), bind(C, name="knl_seti32arraytraceattribute_") :: raw_seti32arraytraceattribute
-  procedure(handle_set_array), bind(C, name="knl_seti64arraytraceattribute_") :: raw_seti64arraytraceattribute
-  procedure(handle_set_array), bind(C, name="knl_setf32arraytraceattribute_") :: raw_setf32arraytraceattribute
-  procedure(handle_set_array), bind(C, name="knl_setf64arraytraceattribute_") :: raw_setf64arraytraceattribute
-  procedure(trace_get_i32), bind(C, name="knl_mgeti32traceattribute_") :: raw_mgeti32traceattribute
-  procedure(trace_get_i64), bind(C, name="knl_mgeti64traceattribute_") :: raw_mgeti64traceattribute
-  procedure(trace_get_f32), bind(C, name="knl_mgetf32traceattribute_") :: raw_mgetf32traceattribute
-  procedure(trace_get_f64), bind(C, name="knl_mgetf64traceattribute_") :: raw_mgetf64traceattribute
-  procedure(trace_get_text), bind(C, name="knl_mgetstringtraceattribute_") :: raw_mgetstringtraceattribute
-  procedure(trace_set_array), bind(C, name="knl_mgeti32arraytraceattribute_") :: raw_mgeti32arraytraceattribute
-  procedure(trace_set_array), bind(C, name="knl_mgeti64arraytraceattribute_") :: raw_mgeti64arraytraceattribute
-  procedure(trace_set_array), bind(C, name="knl_mgetf32arraytraceattribute_") :: raw_mgetf32arraytraceattribute
-  procedure(trace_set_array), bind(C, name="knl_mgetf64arraytraceattribute_") :: raw_mgetf64arraytraceattribute
-  procedure(trace_set_i32), bind(C, name="knl_mseti32traceattribute_") :: raw_mseti32traceattribute
-  procedure(trace_set_i64), bind(C, name="knl_mseti64traceattribute_") :: raw_mseti64traceattribute
-  procedure(trace_set_f32), bind(C, name="knl_msetf32traceattribute_") :: raw_msetf32traceattribute
-  procedure(trace_set_f64), bind(C, name="knl_msetf64traceattribute_") :: raw_msetf64traceattribute
-  procedure(trace_set_terminated), bind(C, name="knl_msetstringtraceattribute_") :: raw_msetstringtraceattribute
-  procedure(trace_set_array), bind(C, name="knl_mseti32arraytraceattribute_") :: raw_mseti32arraytraceattribute
-  procedure(trace_set_array), bind(C, name="knl_mseti64arraytraceattribute_") :: raw_mseti64arraytraceattribute
-  procedure(trace_set_array), bind(C, name="knl_msetf32arraytraceattribute_") :: raw_msetf32arraytraceattribute
-  procedure(trace_set_array), bind(C, name="knl_msetf64arraytraceattribute_") :: raw_msetf64arraytraceattribute
-
-  ! Schema
-  procedure(schema_query), bind(C, name="knl_gettraceattributetype_") :: raw_gettraceattributetype
-  procedure(schema_query), bind(C, name="knl_gettraceattributedimension_") :: raw_gettraceattributedimension
-  procedure(schema_text), bind(C, name="knl_gettraceattributedescription_") :: raw_gettraceattributedescription
-
-  ! Resources: all but the last three take a descriptor
-  procedure(resource_get_array), bind(C, name="knl_getmodulei32resource_") :: raw_getmodulei32resource
-  procedure(resource_get_array), bind(C, name="knl_getmodulei64resource_") :: raw_getmodulei64resource
-  procedure(resource_get_array), bind(C, name="knl_getmodulef32resource_") :: raw_getmodulef32resource
-  procedure(resource_get_array), bind(C, name="knl_getmodulef64resource_") :: raw_getmodulef64resource
-  procedure(resource_get_texts), bind(C, name="knl_getmodulestrresource_") :: raw_getmodulestrresource
-  procedure(resource_set), bind(C, name="knl_setmoduleresource_") :: raw_setmoduleresource
-  procedure(resource_set), bind(C, name="knl_setmodulestructresource_") :: raw_setmodulestructresource
-  procedure(resource_get_block), bind(C, name="knl_getmodulestructresource_") :: raw_getmodulestructresource
-
-  ! Memory: those that allocate and those that zero take a descriptor
-  procedure(allocate_array), bind(C, name="knl_allocatei32resource_") :: raw_allocatei32resource
-  procedure(allocate_array), bind(C, name="knl_allocatei64resource_") :: raw_allocatei64resource
-  procedure(allocate_array), bind(C, name="knl_allocatef32resource_") :: raw_allocatef32resource
-  procedure(allocate_array), bind(C, name="knl_allocatef64resource_") :: raw_allocatef64resource
-  procedure(allocate_texts), bind(C, name="knl_allocatestrresource_") :: raw_allocatestrresource
-  procedure(zero_array), bind(C, name="knl_zeroi32array_") :: raw_zeroi32array
-  procedure(zero_array), bind(C, name="knl_zeroi64array_") :: raw_zeroi64array
-  procedure(zero_array), bind(C, name="knl_zerof32array_") :: raw_zerof32array
-  procedure(zero_array), bind(C, name="knl_zerof64array_") :: raw_zerof64array
-  procedure(zero_texts), bind(C, name="knl_zerostrarray_") :: raw_zerostrarray
-  procedure(free_block), bind(C, name="knl_freeresource_") :: raw_freeresource
-
-  ! Files; knl_OpenFile has capitals and no underscore behind it
-  procedure(file_by_name), bind(C, name="knl_fileopen_") :: raw_fileopen
-  procedure(file_by_name), bind(C, name="knl_filecreate_") :: raw_filecreate
-  procedure(posix_open), bind(C, name="knl_OpenFile") :: raw_openfile
-
-  ! Trace buffers and trace sets; knl_istracebufferusescratch has no underscore behind it
-  procedure(work_bld_like), bind(C, name="knl_bldworktracebuffer_") :: raw_bldworktracebuffer
-  procedure(channel_get_flag), bind(C, name="knl_isinputtracebufferflagged_") :: raw_isinputtracebufferflagged
-  procedure(set_put), bind(C, name="knl_settracebufferusescratch_") :: raw_settracebufferusescratch
-  procedure(set_take), bind(C, name="knl_istracebufferusescratch") :: raw_istracebufferusescratch
-  procedure(first_trace_copy), bind(C, name="knl_scopytracetotrace_") :: raw_scopytracetotrace
-  procedure(trace_copy), bind(C, name="knl_mcopytracetotrace_") :: raw_mcopytracetotrace
-  procedure(c_trace_move), bind(C, name="knl_moveTraceToTrace") :: c_movetracetotrace
-  procedure(first_samples_get), bind(C, name="knl_sgettracesamples_") :: raw_sgettracesamples
-  procedure(samples_get), bind(C, name="knl_mgettracesamples_") :: raw_mgettracesamples
-  procedure(first_samples_set), bind(C, name="knl_ssettracesamples_") :: raw_ssettracesamples
-  procedure(samples_set), bind(C, name="knl_msettracesamples_") :: raw_msettracesamples
-
-  ! Messages and commands
-  procedure(number_and_text), bind(C, name="knl_sendmessage_") :: raw_sendmessage
-  procedure(argument_i32), bind(C, name="knl_addi32messageargument_") :: raw_addi32messageargument
-  procedure(argument_i64), bind(C, name="knl_addi64messageargument_") :: raw_addi64messageargument
-  procedure(argument_f32), bind(C, name="knl_addf32messageargument_") :: raw_addf32messageargument
-  procedure(argument_f64), bind(C, name="knl_addf64messageargument_") :: raw_addf64messageargument
-  procedure(text_alone), bind(C, name="knl_addstrmessageargument_") :: raw_addstrmessageargument
-  procedure(text_alone), bind(C, name="knl_execapplicmd_") :: raw_execapplicmd
-
-  ! Pads
-  procedure(pad_create), bind(C, name="knl_createpad_") :: raw_createpad
-  procedure(pad_symbol), bind(C, name="knl_symbol_") :: raw_symbol
-
-  ! Directories and date
-  procedure(text_fill), bind(C, name="knl_date_") :: raw_date
-  procedure(text_fill), bind(C, name="knl_getscratchdir_") :: raw_getscratchdir
-  procedure(c_text_get), bind(C, name="knl_getProjectDir") :: c_getprojectdir
-  procedure(c_text_set), bind(C, name="knl_setProjectDir") :: c_setprojectdir
-
-  ! Metadata
-  procedure(metadata_set), bind(C, name="knl_setmetadatavalue_") :: raw_setmetadatavalue
-  procedure(metadata_set_part), bind(C, name="knl_setmetadatavaluen_") :: raw_setmetadatavaluen
-  procedure(c_metadata_get), bind(C, name="knl_getMetaDataValue") :: c_getmetadatavalue
 
   ! ------------------------------------------------------------------------------------------------
   ! Second part: generic names, and functions that need no body of ours because they take no text.
@@ -1182,8 +1530,16 @@ module vorn_knl
 
   ! ---- Groups ----
 
-  !> The number of rows of a group. `status` is always 1; a null group has 0 rows.
-  procedure(set_query), bind(C, name="knl_getgroupparametersize_") :: knl_get_group_parameter_size
+  !> How many rows a group has. `status` is always 1; a null group has 0 rows.
+  interface
+    subroutine knl_get_group_parameter_size(group, rows, status) &
+        bind(C, name="knl_getgroupparametersize_")
+      import
+      type(c_ptr), intent(in) :: group
+      integer(c_int), intent(inout) :: rows
+      integer(c_int), intent(out) :: status
+    end subroutine
+  end interface
 
   !> Reads the parameter `name` of row `row` of a group; the first row is 1.
   !>
@@ -1199,7 +1555,8 @@ module vorn_knl
     module procedure get_f32_array_group_parameter, get_f64_array_group_parameter
   end interface knl_get_group_parameter
 
-  !> Stores a copy of `value` in row `row` of a group; the first row is 1, and missing rows are made.
+  !> Stores a copy of `value` in row `row` of a group; the first row is 1, and missing rows are
+  !> made.
   !>
   !>     call knl_set_group_parameter(group, name, row, value, status)
   !>
@@ -1214,9 +1571,16 @@ module vorn_knl
 
   ! ---- Libraries ----
 
-  !> The type of a library: 0 CN, 1 GD, 2 GR, 3 MU, 4 VI, 5 ED, 6 GE, 7 GX, 8 ST, 9 XY, 10 UM, 11 FD,
-  !> 12 HZ. `status`: 0, or 1 for any other type, which leaves `value` alone.
-  procedure(set_query), bind(C, name="knl_getlibrarytype_") :: knl_get_library_type
+  !> The type of a library: 0 CN, 1 GD, 2 GR, 3 MU, 4 VI, 5 ED, 6 GE, 7 GX, 8 ST, 9 XY, 10 UM,
+  !> 11 FD, 12 HZ. `status`: 0, or 1 for any other type, which leaves `type_code` alone.
+  interface
+    subroutine knl_get_library_type(library, type_code, status) bind(C, name="knl_getlibrarytype_")
+      import
+      type(c_ptr), intent(in) :: library
+      integer(c_int), intent(inout) :: type_code
+      integer(c_int), intent(out) :: status
+    end subroutine
+  end interface
 
   !> Reads the parameter `name` of a library.
   !>
@@ -1268,8 +1632,8 @@ module vorn_knl
   end interface knl_get_trace_attribute
 
   !> Writes the attribute `name` of a trace: of trace `trace`, counted from 1, or of the first one
-  !> when `trace` is not given. An attribute that the set does not have is defined; a trace that does
-  !> not exist yet is made.
+  !> when `trace` is not given. An attribute that the set does not have is defined; a trace that
+  !> does not exist yet is made.
   !>
   !>     call knl_set_trace_attribute(set, name, value, status)
   !>     call knl_set_trace_attribute(set, name, value, status, trace)
@@ -1288,8 +1652,8 @@ module vorn_knl
 
   ! ---- Resources ----
 
-  !> Points `array` at the module resource `name`: at the memory itself, not at a copy. This is how a
-  !> module finds again, in its next call, what it allocated in an earlier one.
+  !> Points `array` at the module resource `name`: at the memory itself, not at a copy. This is how
+  !> a module finds again, in its next call, what it allocated in an earlier one.
   !>
   !>     call knl_get_module_resource(name, array, found)
   !>
@@ -1345,8 +1709,8 @@ module vorn_knl
     module procedure zero_i32, zero_i64, zero_f32, zero_f64, zero_text
   end interface knl_zero_array
 
-  !> Releases what knl_allocate_resource gave, and makes `array` a null pointer. An empty array and a
-  !> null pointer hold nothing to release.
+  !> Releases what knl_allocate_resource gave, and makes `array` a null pointer. An empty array and
+  !> a null pointer hold nothing to release.
   !>
   !>     call knl_free_resource(array)
   interface knl_free_resource
@@ -1356,83 +1720,201 @@ module vorn_knl
   ! ---- Files ----
 
   !> Closes the file descriptor `unit` (which is none of Fortran's units).
-  procedure(file_by_unit), bind(C, name="knl_fileclose_") :: knl_file_close
+  interface
+    subroutine knl_file_close(unit) bind(C, name="knl_fileclose_")
+      import
+      integer(c_int), intent(in) :: unit
+    end subroutine
+  end interface
 
   ! ---- Trace buffers ----
   !
   ! Channels and work sets are counted from 1. `status`: 0 success, 1 failure.
 
   !> The handle of input channel `channel`; null and `status` 1 when the module has no such channel.
-  procedure(buffer_get), bind(C, name="knl_getinputtracebuffer_") :: knl_get_input_trace_buffer
+  interface
+    subroutine knl_get_input_trace_buffer(set, channel, status) &
+        bind(C, name="knl_getinputtracebuffer_")
+      import
+      type(c_ptr), intent(out) :: set
+      integer(c_int), intent(in) :: channel
+      integer(c_int), intent(out) :: status
+    end subroutine
+  end interface
 
-  !> The handle of output channel `channel`; null and `status` 1 when the module has no such channel.
-  procedure(buffer_get), bind(C, name="knl_getoutputtracebuffer_") :: knl_get_output_trace_buffer
+  !> The handle of output channel `channel`; null and `status` 1 when the module has no such
+  !> channel.
+  interface
+    subroutine knl_get_output_trace_buffer(set, channel, status) &
+        bind(C, name="knl_getoutputtracebuffer_")
+      import
+      type(c_ptr), intent(out) :: set
+      integer(c_int), intent(in) :: channel
+      integer(c_int), intent(out) :: status
+    end subroutine
+  end interface
 
-  !> The handle of work set `number`, which is made, together with those before it, when asked for.
-  procedure(buffer_get), bind(C, name="knl_getworktracebuffer_") :: knl_get_work_trace_buffer
+  !> The handle of work set `work_set`, which is made when asked for, together with those before it.
+  interface
+    subroutine knl_get_work_trace_buffer(set, work_set, status) &
+        bind(C, name="knl_getworktracebuffer_")
+      import
+      type(c_ptr), intent(out) :: set
+      integer(c_int), intent(in) :: work_set
+      integer(c_int), intent(out) :: status
+    end subroutine
+  end interface
 
   !> Gives output channel `channel` its trace length (samples), its sample interval (microseconds),
   !> and every attribute of the set `template`; c_null_ptr for no template.
-  procedure(output_bld), bind(C, name="knl_bldoutputtracebuffer_") :: knl_bld_output_trace_buffer
+  interface
+    subroutine knl_bld_output_trace_buffer(channel, length, interval, template, status) &
+        bind(C, name="knl_bldoutputtracebuffer_")
+      import
+      integer(c_int), intent(in) :: channel, length, interval
+      type(c_ptr), intent(in) :: template
+      integer(c_int), intent(out) :: status
+    end subroutine
+  end interface
 
   !> The same for a work set, without a template. `traces` is accepted and has no effect.
-  procedure(work_bld), bind(C, name="knl_bldworktracebufferf0_") :: knl_bld_work_trace_buffer_f0
+  interface
+    subroutine knl_bld_work_trace_buffer_f0(work_set, length, interval, traces, status) &
+        bind(C, name="knl_bldworktracebufferf0_")
+      import
+      integer(c_int), intent(in) :: work_set, length, interval, traces
+      integer(c_int), intent(out) :: status
+    end subroutine
+  end interface
 
   !> The same for a work set, with a template.
-  procedure(work_bld_like), bind(C, name="knl_bldworktracebufferf1_") :: &
-      knl_bld_work_trace_buffer_f1
+  interface
+    subroutine knl_bld_work_trace_buffer_f1(work_set, length, interval, traces, template, status) &
+        bind(C, name="knl_bldworktracebufferf1_")
+      import
+      integer(c_int), intent(in) :: work_set, length, interval, traces
+      type(c_ptr), intent(in) :: template
+      integer(c_int), intent(out) :: status
+    end subroutine
+  end interface
 
   !> Both, with the template before `status` or left out:
   !>
   !>     call knl_bld_work_trace_buffer(work_set, length, interval, traces, status)
   !>     call knl_bld_work_trace_buffer(work_set, length, interval, traces, template, status)
   interface knl_bld_work_trace_buffer
-    procedure knl_bld_work_trace_buffer_f0, raw_bldworktracebuffer
+    procedure knl_bld_work_trace_buffer_f0, knl_raw_bldworktracebuffer
   end interface knl_bld_work_trace_buffer
 
   !> Raises flags of input channel `channel`, as knl_keep_trace: the current trace comes again with
   !> the next call.
-  procedure(channel_set_flag), bind(C, name="knl_setinputtracebufferflag_") :: &
-      knl_set_input_trace_buffer_flag
+  interface
+    subroutine knl_set_input_trace_buffer_flag(channel, flag) &
+        bind(C, name="knl_setinputtracebufferflag_")
+      import
+      integer(c_int), intent(in) :: channel, flag
+    end subroutine
+  end interface
 
-  !> Announces how many traces the module will write to `set` in all, for the host's progress display.
-  procedure(set_put), bind(C, name="knl_informtotaltracesnumber_") :: knl_inform_total_traces_number
+  !> Announces how many traces will go through `set` in all, for the host's progress
+  !> display.
+  interface
+    subroutine knl_inform_total_traces_number(set, traces) &
+        bind(C, name="knl_informtotaltracesnumber_")
+      import
+      type(c_ptr), intent(in) :: set
+      integer(c_int), intent(in) :: traces
+    end subroutine
+  end interface
 
   ! ---- Trace sets ----
 
   !> Samples per trace; the sample interval in microseconds; the number of traces. `status`: 0, or 1
   !> for a null handle, which leaves `value` alone.
-  procedure(set_query), bind(C, name="knl_gettracelength_") :: knl_get_trace_length
-  procedure(set_query), bind(C, name="knl_gettracesampleinterval_") :: knl_get_trace_sample_interval
-  procedure(set_query), bind(C, name="knl_getnumberoftraces_") :: knl_get_number_of_traces
+  interface
+    subroutine knl_get_trace_length(set, value, status) bind(C, name="knl_gettracelength_")
+      import
+      type(c_ptr), intent(in) :: set
+      integer(c_int), intent(inout) :: value
+      integer(c_int), intent(out) :: status
+    end subroutine
+    subroutine knl_get_trace_sample_interval(set, value, status) &
+        bind(C, name="knl_gettracesampleinterval_")
+      import
+      type(c_ptr), intent(in) :: set
+      integer(c_int), intent(inout) :: value
+      integer(c_int), intent(out) :: status
+    end subroutine
+    subroutine knl_get_number_of_traces(set, value, status) bind(C, name="knl_getnumberoftraces_")
+      import
+      type(c_ptr), intent(in) :: set
+      integer(c_int), intent(inout) :: value
+      integer(c_int), intent(out) :: status
+    end subroutine
+  end interface
 
   !> The same, changed; traces that exist keep their length, and none is removed. `status` is always
   !> 0.
-  procedure(set_change), bind(C, name="knl_settracelength_") :: knl_set_trace_length
-  procedure(set_change), bind(C, name="knl_settracesampleinterval_") :: &
-      knl_set_trace_sample_interval
-  procedure(set_change), bind(C, name="knl_setnumberoftraces_") :: knl_set_number_of_traces
+  interface
+    subroutine knl_set_trace_length(set, value, status) bind(C, name="knl_settracelength_")
+      import
+      type(c_ptr), intent(in) :: set
+      integer(c_int), intent(in) :: value
+      integer(c_int), intent(out) :: status
+    end subroutine
+    subroutine knl_set_trace_sample_interval(set, value, status) &
+        bind(C, name="knl_settracesampleinterval_")
+      import
+      type(c_ptr), intent(in) :: set
+      integer(c_int), intent(in) :: value
+      integer(c_int), intent(out) :: status
+    end subroutine
+    subroutine knl_set_number_of_traces(set, value, status) bind(C, name="knl_setnumberoftraces_")
+      import
+      type(c_ptr), intent(in) :: set
+      integer(c_int), intent(in) :: value
+      integer(c_int), intent(out) :: status
+    end subroutine
+  end interface
 
   !> The flag of the first trace of the set; of an empty set its own.
-  procedure(set_take), bind(C, name="knl_getdatachannelflag_") :: knl_get_data_channel_flag
+  interface
+    subroutine knl_get_data_channel_flag(set, flag) bind(C, name="knl_getdatachannelflag_")
+      import
+      type(c_ptr), intent(in) :: set
+      integer(c_int), intent(out) :: flag
+    end subroutine
+  end interface
 
   !> Flags the last trace of the set, or an empty set itself. knl_end_of_data on an output channel
   !> says that no more traces will come.
-  procedure(set_put), bind(C, name="knl_setdatachannelflag_") :: knl_set_data_channel_flag
+  interface
+    subroutine knl_set_data_channel_flag(set, flag) bind(C, name="knl_setdatachannelflag_")
+      import
+      type(c_ptr), intent(in) :: set
+      integer(c_int), intent(in) :: flag
+    end subroutine
+  end interface
 
   !> Zeroes samples and headers of all traces of the set; the traces stay. `status`: 1 done.
-  procedure(set_clear), bind(C, name="knl_cleartraceset_") :: knl_clear_trace_set
+  interface
+    subroutine knl_clear_trace_set(set, status) bind(C, name="knl_cleartraceset_")
+      import
+      type(c_ptr), intent(in) :: set
+      integer(c_int), intent(out) :: status
+    end subroutine
+  end interface
 
   ! ---- Messages ----
 
   !> Hands the host one more argument of the message before or after it: an integer, a 64-bit
-  !> integer, a real, a double precision, or a text of less than 4096 characters without its trailing
-  !> blanks (a longer one stops the process).
+  !> integer, a real, a double precision, or a text of less than 4096 characters without its
+  !> trailing blanks (a longer one stops the process).
   !>
   !>     call knl_add_message_argument(value)
   interface knl_add_message_argument
-    procedure raw_addi32messageargument, raw_addi64messageargument
-    procedure raw_addf32messageargument, raw_addf64messageargument
+    procedure knl_raw_addi32messageargument, knl_raw_addi64messageargument
+    procedure knl_raw_addf32messageargument, knl_raw_addf64messageargument
     module procedure add_text_message_argument
   end interface knl_add_message_argument
 
@@ -1441,16 +1923,39 @@ module vorn_knl
   ! What positions, pens and special symbols mean is the host's.
 
   !> Moves or draws to a position.
-  procedure(pad_plot), bind(C, name="knl_plot_") :: knl_plot
+  interface
+    subroutine knl_plot(pad, x, y, pen) bind(C, name="knl_plot_")
+      import
+      integer(c_int), intent(in) :: pad, pen
+      real(c_float), intent(in) :: x, y
+    end subroutine
+  end interface
 
   !> Draws a number with so many decimals.
-  procedure(pad_number), bind(C, name="knl_number_") :: knl_number
+  interface
+    subroutine knl_number(pad, x, y, height, number, angle, decimals) bind(C, name="knl_number_")
+      import
+      integer(c_int), intent(in) :: pad, decimals
+      real(c_float), intent(in) :: x, y, height, number, angle
+    end subroutine
+  end interface
 
   !> Sets the scale factor of what follows.
-  procedure(pad_factor), bind(C, name="knl_factor_") :: knl_factor
+  interface
+    subroutine knl_factor(pad, factor) bind(C, name="knl_factor_")
+      import
+      integer(c_int), intent(in) :: pad
+      real(c_float), intent(in) :: factor
+    end subroutine
+  end interface
 
   !> Takes another pen.
-  procedure(pad_pen), bind(C, name="knl_newpen_") :: knl_newpen
+  interface
+    subroutine knl_newpen(pad, pen) bind(C, name="knl_newpen_")
+      import
+      integer(c_int), intent(in) :: pad, pen
+    end subroutine
+  end interface
 
 contains
 
@@ -1466,7 +1971,7 @@ contains
     logical, intent(out) :: found
     integer(c_int) :: istat
 
-    call raw_geti32moduleparameter(name, value, istat, len_trim(name, c_int))
+    call knl_raw_geti32moduleparameter(name, value, istat, len_trim(name, c_int))
     found = istat == 1
   end subroutine get_i32_module_parameter
 
@@ -1476,7 +1981,7 @@ contains
     logical, intent(out) :: found
     integer(c_int) :: istat
 
-    call raw_geti64moduleparameter(name, value, istat, len_trim(name, c_int))
+    call knl_raw_geti64moduleparameter(name, value, istat, len_trim(name, c_int))
     found = istat == 1
   end subroutine get_i64_module_parameter
 
@@ -1486,7 +1991,7 @@ contains
     logical, intent(out) :: found
     integer(c_int) :: istat
 
-    call raw_getf32moduleparameter(name, value, istat, len_trim(name, c_int))
+    call knl_raw_getf32moduleparameter(name, value, istat, len_trim(name, c_int))
     found = istat == 1
   end subroutine get_f32_module_parameter
 
@@ -1496,7 +2001,7 @@ contains
     logical, intent(out) :: found
     integer(c_int) :: istat
 
-    call raw_getf64moduleparameter(name, value, istat, len_trim(name, c_int))
+    call knl_raw_getf64moduleparameter(name, value, istat, len_trim(name, c_int))
     found = istat == 1
   end subroutine get_f64_module_parameter
 
@@ -1506,7 +2011,7 @@ contains
     logical, intent(out) :: found
     integer(c_int) :: istat
 
-    call raw_getstrmoduleparameter(name, value, istat, len_trim(name, c_int), len(value, c_int))
+    call knl_raw_getstrmoduleparameter(name, value, istat, len_trim(name, c_int), len(value, c_int))
     found = istat == 1
   end subroutine get_text_module_parameter
 
@@ -1524,7 +2029,7 @@ contains
     if (allocated(value)) deallocate (value)
     allocate (value(number_of(elements, count)))
     if (size(value) == 0) return
-    call raw_geti32arraymoduleparameter(name, c_loc(value), count, istat, &
+    call knl_raw_geti32arraymoduleparameter(name, c_loc(value), count, istat, &
         len_trim(name, c_int))
   end subroutine get_i32_array_module_parameter
 
@@ -1542,7 +2047,7 @@ contains
     if (allocated(value)) deallocate (value)
     allocate (value(number_of(elements, count)))
     if (size(value) == 0) return
-    call raw_geti64arraymoduleparameter(name, c_loc(value), count, istat, &
+    call knl_raw_geti64arraymoduleparameter(name, c_loc(value), count, istat, &
         len_trim(name, c_int))
   end subroutine get_i64_array_module_parameter
 
@@ -1560,7 +2065,7 @@ contains
     if (allocated(value)) deallocate (value)
     allocate (value(number_of(elements, count)))
     if (size(value) == 0) return
-    call raw_getf32arraymoduleparameter(name, c_loc(value), count, istat, &
+    call knl_raw_getf32arraymoduleparameter(name, c_loc(value), count, istat, &
         len_trim(name, c_int))
   end subroutine get_f32_array_module_parameter
 
@@ -1578,7 +2083,7 @@ contains
     if (allocated(value)) deallocate (value)
     allocate (value(number_of(elements, count)))
     if (size(value) == 0) return
-    call raw_getf64arraymoduleparameter(name, c_loc(value), count, istat, &
+    call knl_raw_getf64arraymoduleparameter(name, c_loc(value), count, istat, &
         len_trim(name, c_int))
   end subroutine get_f64_array_module_parameter
 
@@ -1590,7 +2095,7 @@ contains
     logical, intent(out) :: found
     integer(c_int) :: istat
 
-    call raw_getlibmoduleparameter(name, value, istat, len_trim(name, c_int))
+    call knl_raw_getlibmoduleparameter(name, value, istat, len_trim(name, c_int))
     found = istat == 1
   end subroutine knl_get_module_parameter_library
 
@@ -1600,19 +2105,19 @@ contains
     logical, intent(out) :: found
     integer(c_int) :: istat
 
-    call raw_getgroupmoduleparameter(name, value, istat, len_trim(name, c_int))
+    call knl_raw_getgroupmoduleparameter(name, value, istat, len_trim(name, c_int))
     found = istat == 1
   end subroutine knl_get_module_parameter_group
 
-  !> Sets a processing option of the running module: `RespectEOD` with 1 asks for calls without input
-  !> after the end of the data, one after the other until the module flags its own output with
+  !> Sets a processing option of the running module: `RespectEOD` with 1 asks for calls without
+  !> input after the end of the data, one after the other until the module flags its own output with
   !> knl_end_of_data. (The interface's own function reads the option's name up to a NUL,
   !> which is put there.)
   subroutine knl_set_module_processing_option(option, value)
     character(len=*), intent(in) :: option
     integer(c_int), intent(in) :: value
 
-    call raw_setmoduleprocessingoption(terminated(option), value, len_trim(option, c_int))
+    call knl_raw_setmoduleprocessingoption(terminated(option), value, len_trim(option, c_int))
   end subroutine knl_set_module_processing_option
 
   ! ---- Groups ----
@@ -1625,7 +2130,7 @@ contains
     logical, intent(out) :: found
     integer(c_int) :: istat
 
-    call raw_geti32groupparameter(group, name, row, value, istat, len_trim(name, c_int))
+    call knl_raw_geti32groupparameter(group, name, row, value, istat, len_trim(name, c_int))
     found = istat == 1
   end subroutine get_i32_group_parameter
 
@@ -1637,7 +2142,7 @@ contains
     logical, intent(out) :: found
     integer(c_int) :: istat
 
-    call raw_geti64groupparameter(group, name, row, value, istat, len_trim(name, c_int))
+    call knl_raw_geti64groupparameter(group, name, row, value, istat, len_trim(name, c_int))
     found = istat == 1
   end subroutine get_i64_group_parameter
 
@@ -1649,7 +2154,7 @@ contains
     logical, intent(out) :: found
     integer(c_int) :: istat
 
-    call raw_getf32groupparameter(group, name, row, value, istat, len_trim(name, c_int))
+    call knl_raw_getf32groupparameter(group, name, row, value, istat, len_trim(name, c_int))
     found = istat == 1
   end subroutine get_f32_group_parameter
 
@@ -1661,7 +2166,7 @@ contains
     logical, intent(out) :: found
     integer(c_int) :: istat
 
-    call raw_getf64groupparameter(group, name, row, value, istat, len_trim(name, c_int))
+    call knl_raw_getf64groupparameter(group, name, row, value, istat, len_trim(name, c_int))
     found = istat == 1
   end subroutine get_f64_group_parameter
 
@@ -1673,7 +2178,8 @@ contains
     logical, intent(out) :: found
     integer(c_int) :: istat
 
-    call raw_getstrgroupparameter(group, name, row, value, istat, len_trim(name, c_int), len(value, c_int))
+    call knl_raw_getstrgroupparameter(group, name, row, value, istat, len_trim(name, c_int), &
+        len(value, c_int))
     found = istat == 1
   end subroutine get_text_group_parameter
 
@@ -1693,7 +2199,7 @@ contains
     if (allocated(value)) deallocate (value)
     allocate (value(number_of(elements, count)))
     if (size(value) == 0) return
-    call raw_geti32arraygroupparameter(group, name, row, c_loc(value), count, istat, &
+    call knl_raw_geti32arraygroupparameter(group, name, row, c_loc(value), count, istat, &
         len_trim(name, c_int))
   end subroutine get_i32_array_group_parameter
 
@@ -1713,7 +2219,7 @@ contains
     if (allocated(value)) deallocate (value)
     allocate (value(number_of(elements, count)))
     if (size(value) == 0) return
-    call raw_geti64arraygroupparameter(group, name, row, c_loc(value), count, istat, &
+    call knl_raw_geti64arraygroupparameter(group, name, row, c_loc(value), count, istat, &
         len_trim(name, c_int))
   end subroutine get_i64_array_group_parameter
 
@@ -1733,7 +2239,7 @@ contains
     if (allocated(value)) deallocate (value)
     allocate (value(number_of(elements, count)))
     if (size(value) == 0) return
-    call raw_getf32arraygroupparameter(group, name, row, c_loc(value), count, istat, &
+    call knl_raw_getf32arraygroupparameter(group, name, row, c_loc(value), count, istat, &
         len_trim(name, c_int))
   end subroutine get_f32_array_group_parameter
 
@@ -1753,7 +2259,7 @@ contains
     if (allocated(value)) deallocate (value)
     allocate (value(number_of(elements, count)))
     if (size(value) == 0) return
-    call raw_getf64arraygroupparameter(group, name, row, c_loc(value), count, istat, &
+    call knl_raw_getf64arraygroupparameter(group, name, row, c_loc(value), count, istat, &
         len_trim(name, c_int))
   end subroutine get_f64_array_group_parameter
 
@@ -1766,7 +2272,7 @@ contains
     logical, intent(out) :: found
     integer(c_int) :: istat
 
-    call raw_getlibgroupparameter(group, name, row, value, istat, len_trim(name, c_int))
+    call knl_raw_getlibgroupparameter(group, name, row, value, istat, len_trim(name, c_int))
     found = istat == 1
   end subroutine knl_get_group_parameter_library
 
@@ -1778,7 +2284,7 @@ contains
     logical, intent(out) :: found
     integer(c_int) :: istat
 
-    call raw_getgrpgroupparameter(group, name, row, value, istat, len_trim(name, c_int))
+    call knl_raw_getgrpgroupparameter(group, name, row, value, istat, len_trim(name, c_int))
     found = istat == 1
   end subroutine knl_get_group_parameter_group
 
@@ -1789,7 +2295,7 @@ contains
     integer(c_int), intent(in) :: value
     integer(c_int), intent(out) :: status
 
-    call raw_seti32groupparameter(group, name, row, value, status, len_trim(name, c_int))
+    call knl_raw_seti32groupparameter(group, name, row, value, status, len_trim(name, c_int))
   end subroutine set_i32_group_parameter
 
   subroutine set_i64_group_parameter(group, name, row, value, status)
@@ -1799,7 +2305,7 @@ contains
     integer(c_int64_t), intent(in) :: value
     integer(c_int), intent(out) :: status
 
-    call raw_seti64groupparameter(group, name, row, value, status, len_trim(name, c_int))
+    call knl_raw_seti64groupparameter(group, name, row, value, status, len_trim(name, c_int))
   end subroutine set_i64_group_parameter
 
   subroutine set_f32_group_parameter(group, name, row, value, status)
@@ -1809,7 +2315,7 @@ contains
     real(c_float), intent(in) :: value
     integer(c_int), intent(out) :: status
 
-    call raw_setf32groupparameter(group, name, row, value, status, len_trim(name, c_int))
+    call knl_raw_setf32groupparameter(group, name, row, value, status, len_trim(name, c_int))
   end subroutine set_f32_group_parameter
 
   subroutine set_f64_group_parameter(group, name, row, value, status)
@@ -1819,7 +2325,7 @@ contains
     real(c_double), intent(in) :: value
     integer(c_int), intent(out) :: status
 
-    call raw_setf64groupparameter(group, name, row, value, status, len_trim(name, c_int))
+    call knl_raw_setf64groupparameter(group, name, row, value, status, len_trim(name, c_int))
   end subroutine set_f64_group_parameter
 
   subroutine set_text_group_parameter(group, name, row, value, status)
@@ -1829,7 +2335,8 @@ contains
     character(len=*), intent(in) :: value
     integer(c_int), intent(out) :: status
 
-    call raw_setstrgroupparameter(group, name, row, value, status, len_trim(name, c_int), len_trim(value, c_int))
+    call knl_raw_setstrgroupparameter(group, name, row, value, status, len_trim(name, c_int), &
+        len_trim(value, c_int))
   end subroutine set_text_group_parameter
 
   subroutine set_i32_array_group_parameter(group, name, row, value, status)
@@ -1841,8 +2348,8 @@ contains
     integer(c_int), target :: elements(max(1, size(value)))
 
     elements(:size(value)) = value
-    call raw_seti32arraygroupparameter(group, name, row, c_loc(elements), size(value, kind=c_int), &
-        status, len_trim(name, c_int))
+    call knl_raw_seti32arraygroupparameter(group, name, row, c_loc(elements), &
+        size(value, kind=c_int), status, len_trim(name, c_int))
   end subroutine set_i32_array_group_parameter
 
   subroutine set_i64_array_group_parameter(group, name, row, value, status)
@@ -1854,8 +2361,8 @@ contains
     integer(c_int64_t), target :: elements(max(1, size(value)))
 
     elements(:size(value)) = value
-    call raw_seti64arraygroupparameter(group, name, row, c_loc(elements), size(value, kind=c_int), &
-        status, len_trim(name, c_int))
+    call knl_raw_seti64arraygroupparameter(group, name, row, c_loc(elements), &
+        size(value, kind=c_int), status, len_trim(name, c_int))
   end subroutine set_i64_array_group_parameter
 
   subroutine set_f32_array_group_parameter(group, name, row, value, status)
@@ -1867,8 +2374,8 @@ contains
     real(c_float), target :: elements(max(1, size(value)))
 
     elements(:size(value)) = value
-    call raw_setf32arraygroupparameter(group, name, row, c_loc(elements), size(value, kind=c_int), &
-        status, len_trim(name, c_int))
+    call knl_raw_setf32arraygroupparameter(group, name, row, c_loc(elements), &
+        size(value, kind=c_int), status, len_trim(name, c_int))
   end subroutine set_f32_array_group_parameter
 
   subroutine set_f64_array_group_parameter(group, name, row, value, status)
@@ -1880,12 +2387,12 @@ contains
     real(c_double), target :: elements(max(1, size(value)))
 
     elements(:size(value)) = value
-    call raw_setf64arraygroupparameter(group, name, row, c_loc(elements), size(value, kind=c_int), &
-        status, len_trim(name, c_int))
+    call knl_raw_setf64arraygroupparameter(group, name, row, c_loc(elements), &
+        size(value, kind=c_int), status, len_trim(name, c_int))
   end subroutine set_f64_array_group_parameter
 
-  !> The group that is the value of a group's parameter; rows are counted from 1. When there is no such
-  !> parameter, a new group without rows is made and stored. `status`: 1, or 0 without a group.
+  !> The group that is the value of a group's parameter; rows are counted from 1. When there is no
+  !> such parameter, a new group without rows is made and stored. `status`: 1, or 0 without a group.
   subroutine knl_set_group_parameter_group(group, name, row, value, status)
     type(c_ptr), intent(in) :: group
     character(len=*), intent(in) :: name
@@ -1893,7 +2400,7 @@ contains
     type(c_ptr), intent(inout) :: value
     integer(c_int), intent(out) :: status
 
-    call raw_setgrpgroupparameter(group, name, row, value, status, len_trim(name, c_int))
+    call knl_raw_setgrpgroupparameter(group, name, row, value, status, len_trim(name, c_int))
   end subroutine knl_set_group_parameter_group
 
   ! ---- Libraries ----
@@ -1905,7 +2412,7 @@ contains
     character(len=*), intent(in) :: name
     integer(c_int), intent(inout) :: status
 
-    call raw_islibraryattributeexist(library, name, status, len_trim(name, c_int))
+    call knl_raw_islibraryattributeexist(library, name, status, len_trim(name, c_int))
   end subroutine knl_is_library_attribute_exist
 
   subroutine get_i32_library_parameter(library, name, value, found)
@@ -1915,7 +2422,7 @@ contains
     logical, intent(out) :: found
     integer(c_int) :: istat
 
-    call raw_geti32libraryparameter(library, name, value, istat, len_trim(name, c_int))
+    call knl_raw_geti32libraryparameter(library, name, value, istat, len_trim(name, c_int))
     found = istat == 1
   end subroutine get_i32_library_parameter
 
@@ -1926,7 +2433,7 @@ contains
     logical, intent(out) :: found
     integer(c_int) :: istat
 
-    call raw_geti64libraryparameter(library, name, value, istat, len_trim(name, c_int))
+    call knl_raw_geti64libraryparameter(library, name, value, istat, len_trim(name, c_int))
     found = istat == 1
   end subroutine get_i64_library_parameter
 
@@ -1937,7 +2444,7 @@ contains
     logical, intent(out) :: found
     integer(c_int) :: istat
 
-    call raw_getf32libraryparameter(library, name, value, istat, len_trim(name, c_int))
+    call knl_raw_getf32libraryparameter(library, name, value, istat, len_trim(name, c_int))
     found = istat == 1
   end subroutine get_f32_library_parameter
 
@@ -1948,7 +2455,7 @@ contains
     logical, intent(out) :: found
     integer(c_int) :: istat
 
-    call raw_getf64libraryparameter(library, name, value, istat, len_trim(name, c_int))
+    call knl_raw_getf64libraryparameter(library, name, value, istat, len_trim(name, c_int))
     found = istat == 1
   end subroutine get_f64_library_parameter
 
@@ -1959,7 +2466,8 @@ contains
     logical, intent(out) :: found
     integer(c_int) :: istat
 
-    call raw_getstrlibraryparameter(library, name, value, istat, len_trim(name, c_int), len(value, c_int))
+    call knl_raw_getstrlibraryparameter(library, name, value, istat, len_trim(name, c_int), &
+        len(value, c_int))
     found = istat == 1
   end subroutine get_text_library_parameter
 
@@ -1978,7 +2486,7 @@ contains
     if (allocated(value)) deallocate (value)
     allocate (value(number_of(elements, count)))
     if (size(value) == 0) return
-    call raw_geti32arraylibraryparameter(library, name, c_loc(value), count, istat, &
+    call knl_raw_geti32arraylibraryparameter(library, name, c_loc(value), count, istat, &
         len_trim(name, c_int))
   end subroutine get_i32_array_library_parameter
 
@@ -1997,7 +2505,7 @@ contains
     if (allocated(value)) deallocate (value)
     allocate (value(number_of(elements, count)))
     if (size(value) == 0) return
-    call raw_geti64arraylibraryparameter(library, name, c_loc(value), count, istat, &
+    call knl_raw_geti64arraylibraryparameter(library, name, c_loc(value), count, istat, &
         len_trim(name, c_int))
   end subroutine get_i64_array_library_parameter
 
@@ -2016,7 +2524,7 @@ contains
     if (allocated(value)) deallocate (value)
     allocate (value(number_of(elements, count)))
     if (size(value) == 0) return
-    call raw_getf32arraylibraryparameter(library, name, c_loc(value), count, istat, &
+    call knl_raw_getf32arraylibraryparameter(library, name, c_loc(value), count, istat, &
         len_trim(name, c_int))
   end subroutine get_f32_array_library_parameter
 
@@ -2035,7 +2543,7 @@ contains
     if (allocated(value)) deallocate (value)
     allocate (value(number_of(elements, count)))
     if (size(value) == 0) return
-    call raw_getf64arraylibraryparameter(library, name, c_loc(value), count, istat, &
+    call knl_raw_getf64arraylibraryparameter(library, name, c_loc(value), count, istat, &
         len_trim(name, c_int))
   end subroutine get_f64_array_library_parameter
 
@@ -2047,7 +2555,7 @@ contains
     logical, intent(out) :: found
     integer(c_int) :: istat
 
-    call raw_getgrouplibraryparameter(library, name, value, istat, len_trim(name, c_int))
+    call knl_raw_getgrouplibraryparameter(library, name, value, istat, len_trim(name, c_int))
     found = istat == 1
   end subroutine knl_get_library_parameter_group
 
@@ -2058,7 +2566,7 @@ contains
     logical, intent(out) :: found
     integer(c_int) :: istat
 
-    call raw_getliblibraryparameter(library, name, value, istat, len_trim(name, c_int))
+    call knl_raw_getliblibraryparameter(library, name, value, istat, len_trim(name, c_int))
     found = istat == 1
   end subroutine knl_get_library_parameter_library
 
@@ -2068,7 +2576,7 @@ contains
     integer(c_int), intent(in) :: value
     integer(c_int), intent(out) :: status
 
-    call raw_seti32libraryparameter(library, name, value, status, len_trim(name, c_int))
+    call knl_raw_seti32libraryparameter(library, name, value, status, len_trim(name, c_int))
   end subroutine set_i32_library_parameter
 
   subroutine set_i64_library_parameter(library, name, value, status)
@@ -2077,7 +2585,7 @@ contains
     integer(c_int64_t), intent(in) :: value
     integer(c_int), intent(out) :: status
 
-    call raw_seti64libraryparameter(library, name, value, status, len_trim(name, c_int))
+    call knl_raw_seti64libraryparameter(library, name, value, status, len_trim(name, c_int))
   end subroutine set_i64_library_parameter
 
   subroutine set_f32_library_parameter(library, name, value, status)
@@ -2086,7 +2594,7 @@ contains
     real(c_float), intent(in) :: value
     integer(c_int), intent(out) :: status
 
-    call raw_setf32libraryparameter(library, name, value, status, len_trim(name, c_int))
+    call knl_raw_setf32libraryparameter(library, name, value, status, len_trim(name, c_int))
   end subroutine set_f32_library_parameter
 
   subroutine set_f64_library_parameter(library, name, value, status)
@@ -2095,7 +2603,7 @@ contains
     real(c_double), intent(in) :: value
     integer(c_int), intent(out) :: status
 
-    call raw_setf64libraryparameter(library, name, value, status, len_trim(name, c_int))
+    call knl_raw_setf64libraryparameter(library, name, value, status, len_trim(name, c_int))
   end subroutine set_f64_library_parameter
 
   subroutine set_text_library_parameter(library, name, value, status)
@@ -2104,7 +2612,8 @@ contains
     character(len=*), intent(in) :: value
     integer(c_int), intent(out) :: status
 
-    call raw_setstringlibraryparameter(library, name, value, status, len_trim(name, c_int), len_trim(value, c_int))
+    call knl_raw_setstringlibraryparameter(library, name, value, status, len_trim(name, c_int), &
+        len_trim(value, c_int))
   end subroutine set_text_library_parameter
 
   subroutine set_i32_array_library_parameter(library, name, value, status)
@@ -2115,8 +2624,8 @@ contains
     integer(c_int), target :: elements(max(1, size(value)))
 
     elements(:size(value)) = value
-    call raw_seti32arraylibraryparameter(library, name, c_loc(elements), size(value, kind=c_int), &
-        status, len_trim(name, c_int))
+    call knl_raw_seti32arraylibraryparameter(library, name, c_loc(elements), &
+        size(value, kind=c_int), status, len_trim(name, c_int))
   end subroutine set_i32_array_library_parameter
 
   subroutine set_i64_array_library_parameter(library, name, value, status)
@@ -2127,8 +2636,8 @@ contains
     integer(c_int64_t), target :: elements(max(1, size(value)))
 
     elements(:size(value)) = value
-    call raw_seti64arraylibraryparameter(library, name, c_loc(elements), size(value, kind=c_int), &
-        status, len_trim(name, c_int))
+    call knl_raw_seti64arraylibraryparameter(library, name, c_loc(elements), &
+        size(value, kind=c_int), status, len_trim(name, c_int))
   end subroutine set_i64_array_library_parameter
 
   subroutine set_f32_array_library_parameter(library, name, value, status)
@@ -2139,8 +2648,8 @@ contains
     real(c_float), target :: elements(max(1, size(value)))
 
     elements(:size(value)) = value
-    call raw_setf32arraylibraryparameter(library, name, c_loc(elements), size(value, kind=c_int), &
-        status, len_trim(name, c_int))
+    call knl_raw_setf32arraylibraryparameter(library, name, c_loc(elements), &
+        size(value, kind=c_int), status, len_trim(name, c_int))
   end subroutine set_f32_array_library_parameter
 
   subroutine set_f64_array_library_parameter(library, name, value, status)
@@ -2151,19 +2660,19 @@ contains
     real(c_double), target :: elements(max(1, size(value)))
 
     elements(:size(value)) = value
-    call raw_setf64arraylibraryparameter(library, name, c_loc(elements), size(value, kind=c_int), &
-        status, len_trim(name, c_int))
+    call knl_raw_setf64arraylibraryparameter(library, name, c_loc(elements), &
+        size(value, kind=c_int), status, len_trim(name, c_int))
   end subroutine set_f64_array_library_parameter
 
-  !> The group that is the value of a library's parameter. When there is no such parameter, a new group
-  !> without rows is made and stored. `status`: 1, or 0 without a group.
+  !> The group that is the value of a library's parameter. When there is no such parameter, a new
+  !> group without rows is made and stored. `status`: 1, or 0 without a group.
   subroutine knl_set_library_parameter_group(library, name, value, status)
     type(c_ptr), intent(in) :: library
     character(len=*), intent(in) :: name
     type(c_ptr), intent(inout) :: value
     integer(c_int), intent(out) :: status
 
-    call raw_setgrplibraryparameter(library, name, value, status, len_trim(name, c_int))
+    call knl_raw_setgrplibraryparameter(library, name, value, status, len_trim(name, c_int))
   end subroutine knl_set_library_parameter_group
 
   ! ---- Trace attributes ----
@@ -2176,7 +2685,7 @@ contains
     integer(c_int), intent(out) :: status
 
     status = 0
-    call raw_definetraceattribute(set, name, status, len_trim(name, c_int))
+    call knl_raw_definetraceattribute(set, name, status, len_trim(name, c_int))
   end subroutine knl_define_trace_attribute
 
   !> Whether a set has the attribute `name`. `status`: 0 when it has, 1 when it has not.
@@ -2186,7 +2695,7 @@ contains
     integer(c_int), intent(out) :: status
 
     status = 1
-    call raw_istraceattributeexist(set, name, status, len_trim(name, c_int))
+    call knl_raw_istraceattributeexist(set, name, status, len_trim(name, c_int))
   end subroutine knl_is_trace_attribute_exist
 
   subroutine get_i32_trace_attribute(set, name, value, status, trace)
@@ -2197,9 +2706,9 @@ contains
     integer(c_int), intent(in), optional :: trace
 
     if (present(trace)) then
-      call raw_mgeti32traceattribute(set, name, value, trace, status, len_trim(name, c_int))
+      call knl_raw_mgeti32traceattribute(set, name, value, trace, status, len_trim(name, c_int))
     else
-      call raw_geti32traceattribute(set, name, value, status, len_trim(name, c_int))
+      call knl_raw_geti32traceattribute(set, name, value, status, len_trim(name, c_int))
     end if
   end subroutine get_i32_trace_attribute
 
@@ -2211,9 +2720,9 @@ contains
     integer(c_int), intent(in), optional :: trace
 
     if (present(trace)) then
-      call raw_mgeti64traceattribute(set, name, value, trace, status, len_trim(name, c_int))
+      call knl_raw_mgeti64traceattribute(set, name, value, trace, status, len_trim(name, c_int))
     else
-      call raw_geti64traceattribute(set, name, value, status, len_trim(name, c_int))
+      call knl_raw_geti64traceattribute(set, name, value, status, len_trim(name, c_int))
     end if
   end subroutine get_i64_trace_attribute
 
@@ -2225,9 +2734,9 @@ contains
     integer(c_int), intent(in), optional :: trace
 
     if (present(trace)) then
-      call raw_mgetf32traceattribute(set, name, value, trace, status, len_trim(name, c_int))
+      call knl_raw_mgetf32traceattribute(set, name, value, trace, status, len_trim(name, c_int))
     else
-      call raw_getf32traceattribute(set, name, value, status, len_trim(name, c_int))
+      call knl_raw_getf32traceattribute(set, name, value, status, len_trim(name, c_int))
     end if
   end subroutine get_f32_trace_attribute
 
@@ -2239,9 +2748,9 @@ contains
     integer(c_int), intent(in), optional :: trace
 
     if (present(trace)) then
-      call raw_mgetf64traceattribute(set, name, value, trace, status, len_trim(name, c_int))
+      call knl_raw_mgetf64traceattribute(set, name, value, trace, status, len_trim(name, c_int))
     else
-      call raw_getf64traceattribute(set, name, value, status, len_trim(name, c_int))
+      call knl_raw_getf64traceattribute(set, name, value, status, len_trim(name, c_int))
     end if
   end subroutine get_f64_trace_attribute
 
@@ -2253,10 +2762,10 @@ contains
     integer(c_int), intent(in), optional :: trace
 
     if (present(trace)) then
-      call raw_mgetstringtraceattribute(set, name, value, trace, status, &
+      call knl_raw_mgetstringtraceattribute(set, name, value, trace, status, &
           len_trim(name, c_int), len(value, c_int))
     else
-      call raw_getstringtraceattribute(set, name, value, status, &
+      call knl_raw_getstringtraceattribute(set, name, value, status, &
           len_trim(name, c_int), len(value, c_int))
     end if
   end subroutine get_text_trace_attribute
@@ -2271,10 +2780,10 @@ contains
 
     elements(:size(value)) = value
     if (present(trace)) then
-      call raw_mgeti32arraytraceattribute(set, name, c_loc(elements), size(value, kind=c_int), &
+      call knl_raw_mgeti32arraytraceattribute(set, name, c_loc(elements), size(value, kind=c_int), &
           trace, status, len_trim(name, c_int))
     else
-      call raw_geti32arraytraceattribute(set, name, c_loc(elements), size(value, kind=c_int), &
+      call knl_raw_geti32arraytraceattribute(set, name, c_loc(elements), size(value, kind=c_int), &
           status, len_trim(name, c_int))
     end if
     value = elements(:size(value))
@@ -2290,10 +2799,10 @@ contains
 
     elements(:size(value)) = value
     if (present(trace)) then
-      call raw_mgeti64arraytraceattribute(set, name, c_loc(elements), size(value, kind=c_int), &
+      call knl_raw_mgeti64arraytraceattribute(set, name, c_loc(elements), size(value, kind=c_int), &
           trace, status, len_trim(name, c_int))
     else
-      call raw_geti64arraytraceattribute(set, name, c_loc(elements), size(value, kind=c_int), &
+      call knl_raw_geti64arraytraceattribute(set, name, c_loc(elements), size(value, kind=c_int), &
           status, len_trim(name, c_int))
     end if
     value = elements(:size(value))
@@ -2309,10 +2818,10 @@ contains
 
     elements(:size(value)) = value
     if (present(trace)) then
-      call raw_mgetf32arraytraceattribute(set, name, c_loc(elements), size(value, kind=c_int), &
+      call knl_raw_mgetf32arraytraceattribute(set, name, c_loc(elements), size(value, kind=c_int), &
           trace, status, len_trim(name, c_int))
     else
-      call raw_getf32arraytraceattribute(set, name, c_loc(elements), size(value, kind=c_int), &
+      call knl_raw_getf32arraytraceattribute(set, name, c_loc(elements), size(value, kind=c_int), &
           status, len_trim(name, c_int))
     end if
     value = elements(:size(value))
@@ -2328,10 +2837,10 @@ contains
 
     elements(:size(value)) = value
     if (present(trace)) then
-      call raw_mgetf64arraytraceattribute(set, name, c_loc(elements), size(value, kind=c_int), &
+      call knl_raw_mgetf64arraytraceattribute(set, name, c_loc(elements), size(value, kind=c_int), &
           trace, status, len_trim(name, c_int))
     else
-      call raw_getf64arraytraceattribute(set, name, c_loc(elements), size(value, kind=c_int), &
+      call knl_raw_getf64arraytraceattribute(set, name, c_loc(elements), size(value, kind=c_int), &
           status, len_trim(name, c_int))
     end if
     value = elements(:size(value))
@@ -2345,9 +2854,9 @@ contains
     integer(c_int), intent(in), optional :: trace
 
     if (present(trace)) then
-      call raw_mseti32traceattribute(set, name, value, trace, status, len_trim(name, c_int))
+      call knl_raw_mseti32traceattribute(set, name, value, trace, status, len_trim(name, c_int))
     else
-      call raw_seti32traceattribute(set, name, value, status, len_trim(name, c_int))
+      call knl_raw_seti32traceattribute(set, name, value, status, len_trim(name, c_int))
     end if
   end subroutine set_i32_trace_attribute
 
@@ -2359,9 +2868,9 @@ contains
     integer(c_int), intent(in), optional :: trace
 
     if (present(trace)) then
-      call raw_mseti64traceattribute(set, name, value, trace, status, len_trim(name, c_int))
+      call knl_raw_mseti64traceattribute(set, name, value, trace, status, len_trim(name, c_int))
     else
-      call raw_seti64traceattribute(set, name, value, status, len_trim(name, c_int))
+      call knl_raw_seti64traceattribute(set, name, value, status, len_trim(name, c_int))
     end if
   end subroutine set_i64_trace_attribute
 
@@ -2373,9 +2882,9 @@ contains
     integer(c_int), intent(in), optional :: trace
 
     if (present(trace)) then
-      call raw_msetf32traceattribute(set, name, value, trace, status, len_trim(name, c_int))
+      call knl_raw_msetf32traceattribute(set, name, value, trace, status, len_trim(name, c_int))
     else
-      call raw_setf32traceattribute(set, name, value, status, len_trim(name, c_int))
+      call knl_raw_setf32traceattribute(set, name, value, status, len_trim(name, c_int))
     end if
   end subroutine set_f32_trace_attribute
 
@@ -2387,9 +2896,9 @@ contains
     integer(c_int), intent(in), optional :: trace
 
     if (present(trace)) then
-      call raw_msetf64traceattribute(set, name, value, trace, status, len_trim(name, c_int))
+      call knl_raw_msetf64traceattribute(set, name, value, trace, status, len_trim(name, c_int))
     else
-      call raw_setf64traceattribute(set, name, value, status, len_trim(name, c_int))
+      call knl_raw_setf64traceattribute(set, name, value, status, len_trim(name, c_int))
     end if
   end subroutine set_f64_trace_attribute
 
@@ -2401,10 +2910,10 @@ contains
     integer(c_int), intent(in), optional :: trace
 
     if (present(trace)) then
-      call raw_msetstringtraceattribute(set, name, terminated(value), trace, status, &
+      call knl_raw_msetstringtraceattribute(set, name, terminated(value), trace, status, &
           len_trim(name, c_int))
     else
-      call raw_setstringtraceattribute(set, name, terminated(value), status, &
+      call knl_raw_setstringtraceattribute(set, name, terminated(value), status, &
           len_trim(name, c_int))
     end if
   end subroutine set_text_trace_attribute
@@ -2419,10 +2928,10 @@ contains
 
     elements(:size(value)) = value
     if (present(trace)) then
-      call raw_mseti32arraytraceattribute(set, name, c_loc(elements), size(value, kind=c_int), &
+      call knl_raw_mseti32arraytraceattribute(set, name, c_loc(elements), size(value, kind=c_int), &
           trace, status, len_trim(name, c_int))
     else
-      call raw_seti32arraytraceattribute(set, name, c_loc(elements), size(value, kind=c_int), &
+      call knl_raw_seti32arraytraceattribute(set, name, c_loc(elements), size(value, kind=c_int), &
           status, len_trim(name, c_int))
     end if
   end subroutine set_i32_array_trace_attribute
@@ -2437,10 +2946,10 @@ contains
 
     elements(:size(value)) = value
     if (present(trace)) then
-      call raw_mseti64arraytraceattribute(set, name, c_loc(elements), size(value, kind=c_int), &
+      call knl_raw_mseti64arraytraceattribute(set, name, c_loc(elements), size(value, kind=c_int), &
           trace, status, len_trim(name, c_int))
     else
-      call raw_seti64arraytraceattribute(set, name, c_loc(elements), size(value, kind=c_int), &
+      call knl_raw_seti64arraytraceattribute(set, name, c_loc(elements), size(value, kind=c_int), &
           status, len_trim(name, c_int))
     end if
   end subroutine set_i64_array_trace_attribute
@@ -2455,10 +2964,10 @@ contains
 
     elements(:size(value)) = value
     if (present(trace)) then
-      call raw_msetf32arraytraceattribute(set, name, c_loc(elements), size(value, kind=c_int), &
+      call knl_raw_msetf32arraytraceattribute(set, name, c_loc(elements), size(value, kind=c_int), &
           trace, status, len_trim(name, c_int))
     else
-      call raw_setf32arraytraceattribute(set, name, c_loc(elements), size(value, kind=c_int), &
+      call knl_raw_setf32arraytraceattribute(set, name, c_loc(elements), size(value, kind=c_int), &
           status, len_trim(name, c_int))
     end if
   end subroutine set_f32_array_trace_attribute
@@ -2473,10 +2982,10 @@ contains
 
     elements(:size(value)) = value
     if (present(trace)) then
-      call raw_msetf64arraytraceattribute(set, name, c_loc(elements), size(value, kind=c_int), &
+      call knl_raw_msetf64arraytraceattribute(set, name, c_loc(elements), size(value, kind=c_int), &
           trace, status, len_trim(name, c_int))
     else
-      call raw_setf64arraytraceattribute(set, name, c_loc(elements), size(value, kind=c_int), &
+      call knl_raw_setf64arraytraceattribute(set, name, c_loc(elements), size(value, kind=c_int), &
           status, len_trim(name, c_int))
     end if
   end subroutine set_f64_array_trace_attribute
@@ -2489,7 +2998,7 @@ contains
     character(len=*), intent(in) :: name
     integer(c_int), intent(out) :: type_code
 
-    call raw_gettraceattributetype(name, type_code, len_trim(name, c_int))
+    call knl_raw_gettraceattributetype(name, type_code, len_trim(name, c_int))
   end subroutine knl_get_trace_attribute_type
 
   !> The number of elements of the attribute definition `name`; -1 when there is no definition.
@@ -2497,7 +3006,7 @@ contains
     character(len=*), intent(in) :: name
     integer(c_int), intent(out) :: dimension
 
-    call raw_gettraceattributedimension(name, dimension, len_trim(name, c_int))
+    call knl_raw_gettraceattributedimension(name, dimension, len_trim(name, c_int))
   end subroutine knl_get_trace_attribute_dimension
 
   !> Leaves `description` as it is: the interface has this function, and it hands nothing out. C
@@ -2506,7 +3015,7 @@ contains
     character(len=*), intent(in) :: name
     character(len=*), intent(inout) :: description
 
-    call raw_gettraceattributedescription(name, description, len_trim(name, c_int), &
+    call knl_raw_gettraceattributedescription(name, description, len_trim(name, c_int), &
         len(description, c_int))
   end subroutine knl_get_trace_attribute_description
 
@@ -2520,7 +3029,7 @@ contains
     integer(c_int) :: istat
 
     stored%data = c_null_ptr
-    call raw_getmodulei32resource(name, stored, istat, len_trim(name, c_int))
+    call knl_raw_getmodulei32resource(name, stored, istat, len_trim(name, c_int))
     found = istat == 1
     if (found) call point_i32(stored, array)
   end subroutine get_i32_resource
@@ -2533,7 +3042,7 @@ contains
     integer(c_int) :: istat
 
     stored%data = c_null_ptr
-    call raw_getmodulei64resource(name, stored, istat, len_trim(name, c_int))
+    call knl_raw_getmodulei64resource(name, stored, istat, len_trim(name, c_int))
     found = istat == 1
     if (found) call point_i64(stored, array)
   end subroutine get_i64_resource
@@ -2546,7 +3055,7 @@ contains
     integer(c_int) :: istat
 
     stored%data = c_null_ptr
-    call raw_getmodulef32resource(name, stored, istat, len_trim(name, c_int))
+    call knl_raw_getmodulef32resource(name, stored, istat, len_trim(name, c_int))
     found = istat == 1
     if (found) call point_f32(stored, array)
   end subroutine get_f32_resource
@@ -2559,7 +3068,7 @@ contains
     integer(c_int) :: istat
 
     stored%data = c_null_ptr
-    call raw_getmodulef64resource(name, stored, istat, len_trim(name, c_int))
+    call knl_raw_getmodulef64resource(name, stored, istat, len_trim(name, c_int))
     found = istat == 1
     if (found) call point_f64(stored, array)
   end subroutine get_f64_resource
@@ -2572,7 +3081,7 @@ contains
     integer(c_int) :: istat
 
     stored%data = c_null_ptr
-    call raw_getmodulestrresource(name, stored, len(array, c_int), istat, len_trim(name, c_int))
+    call knl_raw_getmodulestrresource(name, stored, len(array, c_int), istat, len_trim(name, c_int))
     found = istat == 1
     if (found) call point_text(stored, array)
   end subroutine get_text_resource
@@ -2582,7 +3091,7 @@ contains
     integer(c_int), pointer, intent(in) :: array(:)
     integer(c_int), intent(out) :: status
 
-    call raw_setmoduleresource(name, address_of_i32(array), size(array, kind=c_int), status, &
+    call knl_raw_setmoduleresource(name, address_of_i32(array), size(array, kind=c_int), status, &
         len_trim(name, c_int))
   end subroutine set_i32_resource
 
@@ -2591,7 +3100,7 @@ contains
     integer(c_int64_t), pointer, intent(in) :: array(:)
     integer(c_int), intent(out) :: status
 
-    call raw_setmoduleresource(name, address_of_i64(array), size(array, kind=c_int), status, &
+    call knl_raw_setmoduleresource(name, address_of_i64(array), size(array, kind=c_int), status, &
         len_trim(name, c_int))
   end subroutine set_i64_resource
 
@@ -2600,7 +3109,7 @@ contains
     real(c_float), pointer, intent(in) :: array(:)
     integer(c_int), intent(out) :: status
 
-    call raw_setmoduleresource(name, address_of_f32(array), size(array, kind=c_int), status, &
+    call knl_raw_setmoduleresource(name, address_of_f32(array), size(array, kind=c_int), status, &
         len_trim(name, c_int))
   end subroutine set_f32_resource
 
@@ -2609,7 +3118,7 @@ contains
     real(c_double), pointer, intent(in) :: array(:)
     integer(c_int), intent(out) :: status
 
-    call raw_setmoduleresource(name, address_of_f64(array), size(array, kind=c_int), status, &
+    call knl_raw_setmoduleresource(name, address_of_f64(array), size(array, kind=c_int), status, &
         len_trim(name, c_int))
   end subroutine set_f64_resource
 
@@ -2618,31 +3127,31 @@ contains
     character(len=*), pointer, intent(in) :: array(:)
     integer(c_int), intent(out) :: status
 
-    call raw_setmoduleresource(name, address_of_text(array), size(array, kind=c_int), status, &
+    call knl_raw_setmoduleresource(name, address_of_text(array), size(array, kind=c_int), status, &
         len_trim(name, c_int))
   end subroutine set_text_resource
 
-  !> Stores a copy of `size` bytes at `address` as the module resource `name`: of an integer, say, or
-  !> of a variable of a `bind(C)` type, with `c_loc(variable)` and `c_sizeof(variable)`. Later changes
-  !> of the variable do not reach the copy. `status`: 1 stored, 0 when no module is running.
+  !> Stores a copy of `size` bytes at `address` as the module resource `name`: of an integer, say,
+  !> or of a variable of a `bind(C)` type, with `c_loc(variable)` and `c_sizeof(variable)`. Later
+  !> changes of the variable do not reach the copy. `status`: 1 stored, 0 when no module is running.
   subroutine knl_set_module_struct_resource(name, address, size, status)
     character(len=*), intent(in) :: name
     type(c_ptr), intent(in) :: address
     integer(c_int), intent(in) :: size
     integer(c_int), intent(out) :: status
 
-    call raw_setmodulestructresource(name, address, size, status, len_trim(name, c_int))
+    call knl_raw_setmodulestructresource(name, address, size, status, len_trim(name, c_int))
   end subroutine knl_set_module_struct_resource
 
-  !> Copies the block stored by knl_set_module_struct_resource to `address`, with the size that it was
-  !> stored with: the variable there must have room for it.
+  !> Copies the block stored by knl_set_module_struct_resource to `address`, with the size that it
+  !> was stored with: the variable there must have room for it.
   subroutine knl_get_module_struct_resource(name, address, found)
     character(len=*), intent(in) :: name
     type(c_ptr), intent(in) :: address
     logical, intent(out) :: found
     integer(c_int) :: istat
 
-    call raw_getmodulestructresource(name, address, istat, len_trim(name, c_int))
+    call knl_raw_getmodulestructresource(name, address, istat, len_trim(name, c_int))
     found = istat == 1
   end subroutine knl_get_module_struct_resource
 
@@ -2658,7 +3167,7 @@ contains
       return
     end if
     block%data = c_null_ptr
-    call raw_allocatei32resource(block, count)
+    call knl_raw_allocatei32resource(block, count)
     call point_i32(block, array)
   end subroutine allocate_i32
 
@@ -2672,7 +3181,7 @@ contains
       return
     end if
     block%data = c_null_ptr
-    call raw_allocatei64resource(block, count)
+    call knl_raw_allocatei64resource(block, count)
     call point_i64(block, array)
   end subroutine allocate_i64
 
@@ -2686,7 +3195,7 @@ contains
       return
     end if
     block%data = c_null_ptr
-    call raw_allocatef32resource(block, count)
+    call knl_raw_allocatef32resource(block, count)
     call point_f32(block, array)
   end subroutine allocate_f32
 
@@ -2700,7 +3209,7 @@ contains
       return
     end if
     block%data = c_null_ptr
-    call raw_allocatef64resource(block, count)
+    call knl_raw_allocatef64resource(block, count)
     call point_f64(block, array)
   end subroutine allocate_f64
 
@@ -2714,7 +3223,7 @@ contains
       return
     end if
     block%data = c_null_ptr
-    call raw_allocatestrresource(block, len(array, c_int), count)
+    call knl_raw_allocatestrresource(block, len(array, c_int), count)
     call point_text(block, array)
   end subroutine allocate_text
 
@@ -2722,7 +3231,7 @@ contains
     integer(c_int), pointer, intent(out) :: array(:)
     type(array_descriptor) :: empty
 
-    call raw_zeroi32array(empty)
+    call knl_raw_zeroi32array(empty)
     call point_i32(empty, array)
   end subroutine zero_i32
 
@@ -2730,7 +3239,7 @@ contains
     integer(c_int64_t), pointer, intent(out) :: array(:)
     type(array_descriptor) :: empty
 
-    call raw_zeroi64array(empty)
+    call knl_raw_zeroi64array(empty)
     call point_i64(empty, array)
   end subroutine zero_i64
 
@@ -2738,7 +3247,7 @@ contains
     real(c_float), pointer, intent(out) :: array(:)
     type(array_descriptor) :: empty
 
-    call raw_zerof32array(empty)
+    call knl_raw_zerof32array(empty)
     call point_f32(empty, array)
   end subroutine zero_f32
 
@@ -2746,7 +3255,7 @@ contains
     real(c_double), pointer, intent(out) :: array(:)
     type(array_descriptor) :: empty
 
-    call raw_zerof64array(empty)
+    call knl_raw_zerof64array(empty)
     call point_f64(empty, array)
   end subroutine zero_f64
 
@@ -2754,42 +3263,42 @@ contains
     character(len=*), pointer, intent(out) :: array(:)
     type(array_descriptor) :: empty
 
-    call raw_zerostrarray(empty, len(array, c_int))
+    call knl_raw_zerostrarray(empty, len(array, c_int))
     call point_text(empty, array)
   end subroutine zero_text
 
   subroutine free_i32(array)
     integer(c_int), pointer, intent(inout) :: array(:)
 
-    call raw_freeresource(address_of_i32(array))
+    call knl_raw_freeresource(address_of_i32(array))
     nullify (array)
   end subroutine free_i32
 
   subroutine free_i64(array)
     integer(c_int64_t), pointer, intent(inout) :: array(:)
 
-    call raw_freeresource(address_of_i64(array))
+    call knl_raw_freeresource(address_of_i64(array))
     nullify (array)
   end subroutine free_i64
 
   subroutine free_f32(array)
     real(c_float), pointer, intent(inout) :: array(:)
 
-    call raw_freeresource(address_of_f32(array))
+    call knl_raw_freeresource(address_of_f32(array))
     nullify (array)
   end subroutine free_f32
 
   subroutine free_f64(array)
     real(c_double), pointer, intent(inout) :: array(:)
 
-    call raw_freeresource(address_of_f64(array))
+    call knl_raw_freeresource(address_of_f64(array))
     nullify (array)
   end subroutine free_f64
 
   subroutine free_text(array)
     character(len=*), pointer, intent(inout) :: array(:)
 
-    call raw_freeresource(address_of_text(array))
+    call knl_raw_freeresource(address_of_text(array))
     nullify (array)
   end subroutine free_text
 
@@ -2801,7 +3310,7 @@ contains
     character(len=*), intent(in) :: file
     integer(c_int), intent(out) :: unit
 
-    call raw_fileopen(file, unit, len_trim(file, c_int))
+    call knl_raw_fileopen(file, unit, len_trim(file, c_int))
   end subroutine knl_file_open
 
   !> Creates `file` for writing, or empties it. `unit` as with knl_file_open.
@@ -2809,7 +3318,7 @@ contains
     character(len=*), intent(in) :: file
     integer(c_int), intent(out) :: unit
 
-    call raw_filecreate(file, unit, len_trim(file, c_int))
+    call knl_raw_filecreate(file, unit, len_trim(file, c_int))
   end subroutine knl_file_create
 
   !> Opens `file` with the flags and the permission bits of the system's `open`. `unit` as with
@@ -2819,7 +3328,7 @@ contains
     integer(c_int), intent(in) :: flags, mode
     integer(c_int), intent(out) :: unit
 
-    unit = raw_openfile(terminated(file), flags, mode, 0_c_int, len_trim(file, c_int))
+    unit = knl_raw_openfile(terminated(file), flags, mode, 0_c_int, len_trim(file, c_int))
   end subroutine knl_open_file
 
   ! ---- Trace buffers and trace sets ----
@@ -2830,7 +3339,7 @@ contains
     logical, intent(out) :: flagged
     integer(c_int) :: answer
 
-    call raw_isinputtracebufferflagged(channel, flag, answer)
+    call knl_raw_isinputtracebufferflagged(channel, flag, answer)
     flagged = answer /= 0
   end subroutine knl_is_input_trace_buffer_flagged
 
@@ -2840,7 +3349,7 @@ contains
     type(c_ptr), intent(in) :: set
     logical, intent(in) :: use
 
-    call raw_settracebufferusescratch(set, merge(1_c_int, 0_c_int, use))
+    call knl_raw_settracebufferusescratch(set, merge(1_c_int, 0_c_int, use))
   end subroutine knl_set_trace_buffer_use_scratch
 
   !> Reads what knl_set_trace_buffer_use_scratch sets.
@@ -2849,7 +3358,7 @@ contains
     logical, intent(out) :: use
     integer(c_int) :: answer
 
-    call raw_istracebufferusescratch(set, answer)
+    call knl_raw_istracebufferusescratch(set, answer)
     use = answer /= 0
   end subroutine knl_is_trace_buffer_use_scratch
 
@@ -2867,15 +3376,15 @@ contains
     copy_header = merge(1_c_int, 0_c_int, header)
     copy_samples = merge(1_c_int, 0_c_int, samples)
     if (present(trace_from) .or. present(trace_to)) then
-      call raw_mcopytracetotrace(from, to, copy_header, copy_samples, given_or_first(trace_from), &
-          given_or_first(trace_to), status)
+      call knl_raw_mcopytracetotrace(from, to, copy_header, copy_samples, &
+          given_or_first(trace_from), given_or_first(trace_to), status)
     else
-      call raw_scopytracetotrace(from, to, copy_header, copy_samples, status)
+      call knl_raw_scopytracetotrace(from, to, copy_header, copy_samples, status)
     end if
   end subroutine knl_copy_trace_to_trace
 
-  !> Moves trace `trace_from` of the set `from` to trace `trace_to` of the set `to`, both counted from
-  !> 1. The place where it was holds no trace afterwards, and what was at the new place is not
+  !> Moves trace `trace_from` of the set `from` to trace `trace_to` of the set `to`, both counted
+  !> from 1. The place where it was holds no trace afterwards, and what was at the new place is not
   !> released. The sets must have the same attributes in the same order. `status`: 1 moved, 0 when
   !> there is no such trace. (Of the C form; the Fortran form has no such function.)
   subroutine knl_move_trace_to_trace(from, to, trace_from, trace_to, status)
@@ -2886,13 +3395,13 @@ contains
     status = c_movetracetotrace(from, to, trace_from - 1, trace_to - 1)
   end subroutine knl_move_trace_to_trace
 
-  !> Points `samples` at the samples of a trace: of trace `trace`, counted from 1, or of the first one
-  !> when `trace` is not given. A trace that does not exist yet is made. These are the samples
-  !> themselves; they may be changed. The pointer holds while the set is unchanged, at most until the
-  !> entry point returns. `status`: 0, or 1 and a null pointer when there are no samples.
+  !> Points `samples` at the samples of a trace: of trace `trace`, counted from 1, or of the first
+  !> one when `trace` is not given. A trace that does not exist yet is made. These are the samples
+  !> themselves; they may be changed. The pointer holds while the set is unchanged, at most until
+  !> the entry point returns. `status`: 0, or 1 and a null pointer when there are no samples.
   !>
-  !> The functions behind this name take a descriptor: not gfortran's own record of a pointer, which is
-  !> 8 bytes too short for them. Do not call those directly with a pointer.
+  !> The functions behind this name take a descriptor: not gfortran's own record of a pointer,
+  !> which is 8 bytes too short for them. Do not call those directly with a pointer.
   subroutine knl_get_trace_samples(set, samples, status, trace)
     type(c_ptr), intent(in) :: set
     real(c_float), pointer, intent(out) :: samples(:)
@@ -2902,17 +3411,17 @@ contains
 
     array%data = c_null_ptr
     if (present(trace)) then
-      call raw_mgettracesamples(set, array, trace, status)
+      call knl_raw_mgettracesamples(set, array, trace, status)
     else
-      call raw_sgettracesamples(set, array, status)
+      call knl_raw_sgettracesamples(set, array, status)
     end if
     nullify (samples)
     if (status == 0) call point_f32(array, samples)
   end subroutine knl_get_trace_samples
 
-  !> Copies `samples` to a trace: to trace `trace`, counted from 1, or to the first one when `trace` is
-  !> not given. `status`: 1 copied; 0 and nothing copied when `samples` has fewer elements than the
-  !> traces of the set have samples.
+  !> Copies `samples` to a trace: to trace `trace`, counted from 1, or to the first one when
+  !> `trace` is not given. `status`: 1 copied; 0 and nothing copied when `samples` has fewer
+  !> elements than the traces of the set have samples.
   subroutine knl_set_trace_samples(set, samples, status, trace)
     type(c_ptr), intent(in) :: set
     real(c_float), intent(in) :: samples(:)
@@ -2929,9 +3438,9 @@ contains
 
     elements(:size(samples)) = samples
     if (present(trace)) then
-      call raw_msettracesamples(set, c_loc(elements), trace, status)
+      call knl_raw_msettracesamples(set, c_loc(elements), trace, status)
     else
-      call raw_ssettracesamples(set, c_loc(elements), status)
+      call knl_raw_ssettracesamples(set, c_loc(elements), status)
     end if
   end subroutine knl_set_trace_samples
 
@@ -2943,32 +3452,32 @@ contains
     integer(c_int), intent(in) :: type
     character(len=*), intent(in) :: text
 
-    call raw_sendmessage(type, text, len_trim(text, c_int))
+    call knl_raw_sendmessage(type, text, len_trim(text, c_int))
   end subroutine knl_send_message
 
   subroutine add_text_message_argument(value)
     character(len=*), intent(in) :: value
 
-    call raw_addstrmessageargument(value, len_trim(value, c_int))
+    call knl_raw_addstrmessageargument(value, len_trim(value, c_int))
   end subroutine add_text_message_argument
 
   !> Asks the host to run a command of another application.
   subroutine knl_exec_appli_cmd(command)
     character(len=*), intent(in) :: command
 
-    call raw_execapplicmd(command, len_trim(command, c_int))
+    call knl_raw_execapplicmd(command, len_trim(command, c_int))
   end subroutine knl_exec_appli_cmd
 
   ! ---- Pads ----
 
-  !> Creates a pad, at first not visible, and says by which number it is known; -1 when the host has no
-  !> pads.
+  !> Creates a pad, at first not visible, and says by which number it is known; -1 when the host
+  !> has no pads.
   subroutine knl_create_pad(pad, type, align, title)
     integer(c_int), intent(out) :: pad
     integer(c_int), intent(in) :: type, align
     character(len=*), intent(in) :: title
 
-    call raw_createpad(pad, type, align, title, len_trim(title, c_int))
+    call knl_raw_createpad(pad, type, align, title, len_trim(title, c_int))
   end subroutine knl_create_pad
 
   !> Draws `characters` characters of `text`, or a special symbol.
@@ -2977,7 +3486,7 @@ contains
     real(c_float), intent(in) :: x, y, height, angle
     character(len=*), intent(in) :: text
 
-    call raw_symbol(pad, x, y, height, text, code, angle, characters, len_trim(text, c_int))
+    call knl_raw_symbol(pad, x, y, height, text, code, angle, characters, len_trim(text, c_int))
   end subroutine knl_symbol
 
   ! ---- Directories and date ----
@@ -2986,14 +3495,14 @@ contains
   subroutine knl_date(text)
     character(len=*), intent(inout) :: text
 
-    call raw_date(text, len(text, c_int))
+    call knl_raw_date(text, len(text, c_int))
   end subroutine knl_date
 
   !> The job's scratch directory.
   subroutine knl_get_scratch_dir(directory)
     character(len=*), intent(inout) :: directory
 
-    call raw_getscratchdir(directory, len(directory, c_int))
+    call knl_raw_getscratchdir(directory, len(directory, c_int))
   end subroutine knl_get_scratch_dir
 
   !> The job's project directory. (Of the C form; the Fortran form has no such function.)
@@ -3024,25 +3533,26 @@ contains
 
   ! ---- Metadata ----
 
-  !> Sets a metadata value, unless the name already has one. `scope` is 0 for the job, 1 for the running
-  !> module. Leading and trailing blanks of the value are dropped; name and value have at most 1023
-  !> characters. With `n`, only the first `n` characters of `value` are taken.
+  !> Sets a metadata value, unless the name already has one. `scope` is 0 for the job, 1 for the
+  !> running module. Leading and trailing blanks of the value are dropped; name and value have at
+  !> most 1023 characters. With `n`, only the first `n` characters of `value` are taken.
   subroutine knl_set_metadata_value(scope, name, value, n)
     integer(c_int), intent(in) :: scope
     character(len=*), intent(in) :: name, value
     integer(c_int), intent(in), optional :: n
 
     if (present(n)) then
-      call raw_setmetadatavaluen(scope, name, value, n, len_trim(name, c_int), len(value, c_int))
+      call knl_raw_setmetadatavaluen(scope, name, value, n, len_trim(name, c_int), &
+          len(value, c_int))
     else
-      call raw_setmetadatavalue(scope, name, value, len_trim(name, c_int), &
+      call knl_raw_setmetadatavalue(scope, name, value, len_trim(name, c_int), &
           len_trim(value, c_int))
     end if
   end subroutine knl_set_metadata_value
 
-  !> Reads a metadata value; in scope 1 that of the nearest module upstream which has one. `length` is
-  !> the length of the whole value, which is cut when it is longer than `value`; 0 and blanks when there
-  !> is none. (Of the C form; the Fortran form has no such function.)
+  !> Reads a metadata value; in scope 1 that of the nearest module upstream which has one. `length`
+  !> is the length of the whole value, which is cut when it is longer than `value`; 0 and blanks
+  !> when there is none. (Of the C form; the Fortran form has no such function.)
   subroutine knl_get_metadata_value(scope, name, value, length)
     integer(c_int), intent(in) :: scope
     character(len=*), intent(in) :: name
@@ -3174,6 +3684,8 @@ contains
     character(len=*), pointer, intent(inout) :: texts(:)
     character(kind=c_char), pointer :: characters(:)
 
+    nullify (texts)
+    if (.not. c_associated(array%data)) return
     call c_f_pointer(array%data, characters, [array%extent * len(texts)])
     call fold(characters, len(texts), int(array%extent), texts)
   end subroutine point_text

@@ -41,11 +41,26 @@ static void draw_wave(float* samples, const struct state* state, int offset)
     }
 }
 
+/* Trace 0 is made by asking for it. It is the only one: the kernel asks a source for more when its
+ * channel is empty. */
+static void make_trace(void* out, struct state* state)
+{
+    float* samples;
+    const int offset = state->made * spacing;
+    if (knl_getTraceSamples(out, &samples, 0) != 0)
+        draw_wave(samples, state, offset);
+    ++state->made;
+    knl_setI32TraceAttribute(out, "tracl", state->made);
+    knl_setI32TraceAttribute(out, "offset", offset);
+}
+
 int preprocess_(void)
 {
     void* out;
+    if (knl_getOutputTraceBuffer(&out, 0) != 0)
+        return 1;
     struct state* state = knl_allocateResource(sizeof *state);
-    if (state == 0 || knl_getOutputTraceBuffer(&out, 0) != 0)
+    if (state == 0)
         return 1;
     *state = (struct state){
         .traces = 10, .samples = 101, .interval = 4000, .frequency = 30, .velocity = 2000};
@@ -56,30 +71,22 @@ int preprocess_(void)
     knl_getF32ModuleParameter("VELOCITY", &state->velocity);
     knl_setModuleResource("STATE", state);
 
-    knl_informTotalTracesNumber(out, state->traces); /* the host can show progress */
+    knl_informTotalTracesNumber(out, state->traces); /* so that the host can show progress */
     return knl_bldOutputTraceBuffer(0, state->samples, state->interval, 0);
 }
 
+/* The kernel calls a source until it marks its end of data, also one that has nothing to give. The
+ * mark goes to the last trace, or to the channel when that holds none. */
 int process_(void)
 {
     void* out;
-    float* samples;
     struct state* state = kept_state();
-    if (state == 0 || knl_getOutputTraceBuffer(&out, 0) != 0)
+    if (knl_getOutputTraceBuffer(&out, 0) != 0)
         return 1;
-    if (state->made < state->traces) {
-        const int offset = state->made * spacing;
-        /* Trace 0 is made by asking for it. The channel is empty when the kernel calls: it asks a
-         * source for more when everything has been taken. */
-        if (knl_getTraceSamples(out, &samples, 0) != 0)
-            draw_wave(samples, state, offset);
-        ++state->made;
-        knl_setI32TraceAttribute(out, "tracl", state->made);
-        knl_setI32TraceAttribute(out, "offset", offset);
-    }
-    if (state->made >= state->traces)
-        knl_setDataChannelFlag(out,
-                               END_OF_DATA); /* on the last trace; without one, on the channel */
+    if (state != 0 && state->made < state->traces)
+        make_trace(out, state);
+    if (state == 0 || state->made >= state->traces)
+        knl_setDataChannelFlag(out, END_OF_DATA);
     return 0;
 }
 

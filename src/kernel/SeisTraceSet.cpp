@@ -45,6 +45,12 @@ int SeisTraceSet::addTrace(SeisTrace* trace)
 
 traceAttIdent& SeisTraceSet::getAttributeKey(const std::string& name)
 {
+    layoutNumber = newLayoutNumber(); // the caller may change the place
+    return place(name);
+}
+
+traceAttIdent& SeisTraceSet::place(const std::string& name)
+{
     const auto known = attrDefs.find(name);
     if (known != attrDefs.end())
         return known->second;
@@ -54,7 +60,7 @@ traceAttIdent& SeisTraceSet::getAttributeKey(const std::string& name)
 
 int SeisTraceSet::defineAttribute(const std::string& name)
 {
-    getAttributeKey(name);
+    place(name);
     return 1;
 }
 
@@ -74,14 +80,14 @@ std::vector<std::string> SeisTraceSet::getAttributesList() const
 
 UniVar SeisTraceSet::getAttribute(const std::string& name, int traceNo)
 {
-    const traceAttIdent& ident = getAttributeKey(name);
+    const traceAttIdent& ident = place(name);
     const SeisTrace* trace = getTrace(traceNo, true);
     return trace != nullptr ? trace->getAttribute(ident) : UniVar();
 }
 
 int SeisTraceSet::setAttribute(const std::string& name, const UniVar& value, int traceNo)
 {
-    const traceAttIdent& ident = getAttributeKey(name);
+    const traceAttIdent& ident = place(name);
     SeisTrace* trace = getTrace(traceNo, true);
     return trace != nullptr ? trace->setAttribute(ident, value) : 0;
 }
@@ -230,7 +236,7 @@ void SeisTraceSet::copyHeaderFrom(SeisTraceSet* src, SeisTrace* from, SeisTrace*
         from->traceHeader == nullptr)
     {
         for (const auto& [name, ident] : src->attrDefs)
-            to->copyAttribute(getAttributeKey(name), from, ident);
+            to->copyAttribute(place(name), from, ident);
         return;
     }
     if (to->traceHeaderSize < copy.targetSize) {
@@ -248,13 +254,14 @@ void SeisTraceSet::copyHeaderFrom(SeisTraceSet* src, SeisTrace* from, SeisTrace*
 // once traces flow. Defines what is missing here.
 const SeisTraceSet::HeaderCopy& SeisTraceSet::headerCopyFrom(SeisTraceSet* src)
 {
-    if (headerCopy.sourceLayout == src->layoutNumber && headerCopy.targetLayout == layoutNumber)
+    if (headerCopy.sourceLayout == src->layoutNumber && headerCopy.targetLayout == layoutNumber &&
+        headerCopy.sourceCount == src->attrDefs.size() && headerCopy.targetCount == attrDefs.size())
         return headerCopy;
 
     HeaderCopy copy;
     bool sane = true;
     for (const auto& [name, from] : src->attrDefs) {
-        const traceAttIdent& to = getAttributeKey(name);
+        const traceAttIdent& to = place(name);
         if (to.type != from.type || to.size != from.size)
             continue;
         if (!isSane(from) || !isSane(to)) {
@@ -280,6 +287,8 @@ const SeisTraceSet::HeaderCopy& SeisTraceSet::headerCopyFrom(SeisTraceSet* src)
     copy.runs = std::move(joined);
     copy.sourceLayout = sane ? src->layoutNumber : 0;
     copy.targetLayout = layoutNumber;
+    copy.sourceCount = src->attrDefs.size();
+    copy.targetCount = attrDefs.size();
     headerCopy = std::move(copy);
     return headerCopy;
 }

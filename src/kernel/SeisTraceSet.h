@@ -51,6 +51,8 @@ public:
         };
         int64_t sourceLayout = 0; ///< for which layouts it holds; 0: for none
         int64_t targetLayout = 0;
+        std::size_t sourceCount = 0; ///< of attributes: hosts can erase some by hand
+        std::size_t targetCount = 0;
         std::vector<Run> runs; ///< neighbouring attributes that are neighbours in both sets are one
         std::vector<int> ends; ///< header sizes that the attributes need, in order of their names
         int sourceSize = 0;    ///< bytes of a source header that holds all of them
@@ -145,6 +147,7 @@ protected:
     virtual void traceLeaves(SeisTrace* trace, int traceNo, bool entryStays);
 
 private:
+    traceAttIdent& place(const std::string& name);
     void copyHeaderFrom(SeisTraceSet* src, SeisTrace* from, SeisTrace* to);
     const HeaderCopy& headerCopyFrom(SeisTraceSet* src);
 };

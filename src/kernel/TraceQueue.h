@@ -111,18 +111,27 @@ private:
         if (trace->arrivalNo < 0)
             return std::find_if(entries.begin(), entries.end(),
                                 [=](const Entry& entry) { return entry.trace == trace; });
-        const auto entry = lowerBound(entries, trace->arrivalNo);
-        return entry != entries.end() && entry->trace == trace ? entry : entries.end();
+        return findAmong(entries, trace->arrivalNo, trace);
     }
 
-    // A consumer attached twice has two entries of one number.
     template <typename List>
     static auto findEmpty(List& entries, int64_t arrivalNo) -> decltype(entries.begin())
     {
-        const auto entry = lowerBound(entries, arrivalNo);
-        const bool found =
-            entry != entries.end() && entry->arrivalNo == arrivalNo && entry->trace == nullptr;
-        return found ? entry : entries.end();
+        return findAmong(entries, arrivalNo, nullptr);
+    }
+
+    // A consumer attached twice has two entries of one number, and one of them may be empty
+    // already.
+    template <typename List>
+    static auto findAmong(List& entries, int64_t arrivalNo, const SeisTrace* trace)
+        -> decltype(entries.begin())
+    {
+        auto entry = lowerBound(entries, arrivalNo);
+        for (; entry != entries.end() && entry->arrivalNo == arrivalNo; ++entry) {
+            if (entry->trace == trace)
+                return entry;
+        }
+        return entries.end();
     }
 
     template <typename List>

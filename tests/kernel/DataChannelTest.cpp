@@ -450,6 +450,25 @@ TEST_F(DataChannelTest, TraceMovedOutCanBeDestroyedWhileItsEntryIsPending)
     EXPECT_THAT(queueOf(a), ElementsAre(second));
 }
 
+TEST_F(DataChannelTest, TraceMovedFromAConsumerAttachedTwiceLeavesTwoEmptyEntries)
+{
+    channel.attachOutputModule(&a);
+    channel.attachOutputModule(&a);
+    SeisTrace* first = add();
+    add();
+    SeisTrace* third = add();
+    {
+        Owning<SeisTraceSet> set;
+        set.moveFromTrace(&channel, 1, 0);
+    }
+    EXPECT_THAT(queueOf(a), ElementsAre(first, first, nullptr, nullptr, third, third));
+    channel.removeInputTrace(&a, 1);
+    EXPECT_THAT(traces(), ElementsAre(first, nullptr, third));
+    channel.removeInputTrace(&a, 1);
+    EXPECT_THAT(traces(), ElementsAre(first, third));
+    EXPECT_THAT(queueOf(a), ElementsAre(first, first, third, third));
+}
+
 // A module may move all traces of its input to its work buffer, then say that it is done with them.
 TEST_F(DataChannelTest, ConsumerThatMovesSeveralTracesAndThenTakesThemLeavesAnEmptyChannel)
 {

@@ -122,10 +122,10 @@ protected:
         std::free(block);
     }
 
-    // A block that the heap gave somebody else.
+    // A block that the heap gave somebody else, or none.
     void freeUnknown()
     {
-        void* block = std::malloc(static_cast<std::size_t>(random(100)));
+        void* block = random(4) == 0 ? nullptr : std::malloc(static_cast<std::size_t>(random(100)));
         jobAccount.uncharge(block); // it may come at an address that was lost
         for (ModuleEntity* module : job().jobModules)
             modules[module].uncharge(block);
@@ -343,8 +343,8 @@ private:
         return *set.lower_bound(reinterpret_cast<void*>(place));
     }
 
-    // Where no heap has blocks; close together, so that the same ones come again.
-    void* nowhere() { return reinterpret_cast<void*>(static_cast<uintptr_t>(1 + random(60))); }
+    // Where no heap has blocks, or null; close together, so that the same ones come again.
+    void* nowhere() { return reinterpret_cast<void*>(static_cast<uintptr_t>(random(60))); }
 
     std::mt19937 engine{GetParam()};
     std::set<void*> blocks; // alive

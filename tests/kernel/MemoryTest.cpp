@@ -426,6 +426,11 @@ TEST_F(MemoryTest, NullIsAnAddressLikeOthersForAModulesAccount)
     a->calcFreeResource(nullptr);
     EXPECT_EQ(a->totalModuleMemoryUsed, 0);
     EXPECT_TRUE(a->moduleMemoryMap.empty());
+
+    a->calcAllocateResource(nullptr, 100);
+    job().freeResource(nullptr);
+    EXPECT_EQ(a->totalModuleMemoryUsed, 0);
+    EXPECT_TRUE(a->moduleMemoryMap.empty());
 }
 
 // -------------------------------------------------------------------------------- maps of blocks

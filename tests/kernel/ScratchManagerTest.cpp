@@ -291,19 +291,17 @@ TEST_F(ScratchManagerTest, RecordFreedFirstIsReusedFirst)
 TEST_F(ScratchManagerTest, RecordsAreTheTracesOwnBytesOneBehindTheOther)
 {
     setLimit(1);
-    SeisTrace* a = touch(newTrace(1, 3, 5));
-    SeisTrace* b = touch(newTrace(2, 0, 7));
+    SeisTrace* a = newTrace(1, 3, 5);
+    SeisTrace* b = newTrace(2, 0, 7);
     std::string expected;
     for (const SeisTrace* trace : {a, b}) {
-        expected.append(reinterpret_cast<const char*>(
-                            trace == a ? std::vector<unsigned char>{32, 39, 46, 53, 60}.data()
-                                       : trace->traceHeader),
+        expected.append(reinterpret_cast<const char*>(trace->traceHeader),
                         static_cast<size_t>(trace->traceHeaderSize));
-        const float samples[] = {1000, 1001, 1002};
-        expected.append(reinterpret_cast<const char*>(samples),
+        expected.append(reinterpret_cast<const char*>(trace->traceSamples),
                         static_cast<size_t>(trace->traceLength) * 4);
     }
-    touch(newTrace(3));
+    for (SeisTrace* trace : {a, b, newTrace(3)})
+        touch(trace);
 
     std::ifstream file(scratch().scratchFileName, std::ios::binary);
     const std::string bytes((std::istreambuf_iterator<char>(file)), {});
@@ -427,6 +425,39 @@ TEST_F(ScratchManagerTest, RestoringLeavesTheOrder)
     EXPECT_THAT(order(), ElementsAre(b));
 }
 
+TEST_F(ScratchManagerTest, TraceWithoutARecordIsNotRestored)
+{
+    newTrace(1, -1, -1);
+    SeisTrace* none = traces.back().get();
+    EXPECT_EQ(scratch().restoreFromScratch(none), 0);
+    EXPECT_EQ(none->traceSamples, nullptr);
+    EXPECT_EQ(none->traceHeader, nullptr);
+    EXPECT_EQ(none->traceOffset, -1);
+    EXPECT_THAT(freeOf(none->getTraceMemorySize()), IsEmpty());
+}
+
+TEST_F(ScratchManagerTest, RecordThatTheFileHasLostComesBackAsZeros)
+{
+    setLimit(1);
+    SeisTrace* a = touch(newTrace(1));
+    touch(newTrace(2));
+    std::filesystem::resize_file(scratch().scratchFileName, 0);
+    EXPECT_EQ(scratch().restoreFromScratch(a), 1);
+    for (int i = 0; i < 10; ++i)
+        EXPECT_EQ(a->traceSamples[i], 0.0f);
+    for (int i = 0; i < 8; ++i)
+        EXPECT_EQ(a->traceHeader[i], 0);
+    EXPECT_EQ(a->traceOffset, -1);
+    EXPECT_THAT(freeOf(recordSize), ElementsAre(0));
+}
+
+TEST_F(ScratchManagerTest, NoTraceIsNothingToTouch)
+{
+    SeisTrace* a = touch(newTrace(1));
+    scratch().touchTrace(nullptr);
+    EXPECT_THAT(order(), ElementsAre(a));
+}
+
 TEST_F(ScratchManagerTest, PuttingOutSaysWhetherTheTraceWasWritten)
 {
     SeisTrace* a = newTrace(1);
@@ -476,8 +507,7 @@ TEST_F(ScratchManagerTest, FileIsMadeOnceAndAnnounced)
     for (int i = 0; i < 4; ++i)
         touch(newTrace(i));
     const std::string path = scratch().scratchFileName;
-    EXPECT_THAT(host.textsOfType(0),
-                ElementsAre("Scratch file " + path + " successfully created"));
+    EXPECT_THAT(host.textsOfType(0), ElementsAre("Scratch file " + path + " successfully created"));
     EXPECT_EQ(host.messages.size(), 1u);
     EXPECT_THAT(path, StartsWith(scratchDirectory.path() + "/SF"));
     EXPECT_THAT(path.substr(scratchDirectory.path().size()), MatchesRegex("/SF[0-9]+\\.tmp"));
@@ -558,8 +588,8 @@ TEST_F(ScratchManagerTest, DirectoryMayHoldPercentSigns)
     SeisTrace* a = touch(newTrace(1));
     touch(newTrace(2));
     EXPECT_THAT(scratch().scratchFileName, StartsWith(directory + "/SF"));
-    EXPECT_THAT(host.texts(), ElementsAre("Scratch file " + scratch().scratchFileName +
-                                          " successfully created"));
+    EXPECT_THAT(host.texts(),
+                ElementsAre("Scratch file " + scratch().scratchFileName + " successfully created"));
     EXPECT_EQ(differs(a, 1), "");
 }
 
@@ -599,9 +629,8 @@ TEST_F(ScratchManagerTest, DeletingRemovesTheFileAndSaysSo)
     scratch().deleteScratch();
     EXPECT_EQ(scratch().scratchFile, nullptr);
     EXPECT_THAT(scratchDirectory.names(), IsEmpty());
-    EXPECT_THAT(host.textsOfType(0),
-                ElementsAre("Scratch file " + path + " successfully created",
-                            "Scratch file " + path + " successfully removed"));
+    EXPECT_THAT(host.textsOfType(0), ElementsAre("Scratch file " + path + " successfully created",
+                                                 "Scratch file " + path + " successfully removed"));
 }
 
 TEST_F(ScratchManagerTest, DeletingWithoutAFileDoesNothing)
@@ -835,7 +864,8 @@ TEST_F(ScratchFaultTest, DirectoryThatTakesNoFileIsReportedWithTheWholePath)
         tooLong += "/" + std::string(200, 'd');
     for (const std::string& directory :
          {scratchDirectory / "missing", scratchDirectory / "file", std::string("/proc"), tooLong,
-          scratchDirectory / "100%d%s%n"}) {
+          scratchDirectory / "100%d%s%n"})
+    {
         SCOPED_TRACE(directory.substr(0, 100));
         const ScopedEnvironment variable("VORN_SCRATCH", directory.c_str());
         host.messages.clear();
@@ -941,6 +971,22 @@ TEST_F(ScratchFaultTest, WriteThatFailsHalfWayLeavesTheTraceUnharmed)
     }
 }
 
+TEST_F(ScratchFaultTest, FreePlaceIsStillFreeAfterAFailedAttempt)
+{
+    setLimit(1);
+    touchNew(3);
+    destroy(traces[0].get());
+    ASSERT_THAT(freeOf(recordSize), ElementsAre(0));
+    {
+        const FileSizeLimit full(10);
+        touch(newTrace(3));
+    }
+    SeisTrace* next = traces.back().get();
+    touch(newTrace(4));
+    EXPECT_EQ(next->traceOffset, 0);
+    EXPECT_EQ(damaged(), "");
+}
+
 TEST_F(ScratchFaultTest, FailedRecordsPlaceIsNotAppendedAcross)
 {
     for (const int failedSamples : {10, 100, 5}) {
@@ -1028,15 +1074,15 @@ TEST_F(ScratchManagerTest, TouchingCostsTheSameWithManyTracesResident)
         traces.clear();
         for (int i = 0; i < resident; ++i)
             touch(newTrace(0, 0, 0));
-        constexpr int touches = 100000;
-        // The least recently touched one, or the one touched before the last: far and near.
+        constexpr int touches = 20000;
+        // Always the least recently touched one; or the latest first, each deeper than the one
+        // before.
         return fastestRun([] {},
                           [&] {
-                              for (int done = 0; done < touches; done += resident) {
-                                  for (int i = 0; i < resident; ++i)
-                                      touch(traces[static_cast<size_t>(reverse ? resident - 1 - i
-                                                                               : i)]
-                                                .get());
+                              for (int i = 0; i < touches; ++i) {
+                                  const int at = i % resident;
+                                  const int traceNo = reverse ? resident - 1 - at : at;
+                                  touch(traces[static_cast<size_t>(traceNo)].get());
                               }
                           });
     };
@@ -1072,13 +1118,12 @@ TEST_F(ScratchManagerTest, PagingCostsTheSameWithManyRecordsInTheFile)
         for (int i = 0; i < paged; ++i)
             touch(newTrace(0, 1, 0));
         constexpr int touches = 2000;
-        return fastestRun([] {},
-                          [&] {
-                              for (int i = 0; i < touches; ++i)
-                                  touch(traces[static_cast<size_t>(i) * 7919 %
-                                               static_cast<size_t>(paged)]
-                                            .get());
-                          });
+        return fastestRun(
+            [] {},
+            [&] {
+                for (int i = 0; i < touches; ++i)
+                    touch(traces[static_cast<size_t>(i) * 7919 % static_cast<size_t>(paged)].get());
+            });
     };
     const double few = costPerTouch(500);
     const double many = costPerTouch(50000);

@@ -31,9 +31,9 @@ struct Definition
 
 // What the schema makes of them stands here once more, so that the model owes nothing to it.
 constexpr Definition definitions[] = {
-    {"double", 5, 1, 8, 8},     {"doubles", 5, 2, 16, 32},   {"float", 4, 1, 4, 4},
-    {"int", 2, 1, 4, 4},        {"ints", 2, 4, 16, 64},      {"letter", 1, 3, 1, 3},
-    {"long", 3, 0, 8, 8},       {"name", 9, 1, 32, 32},      {"path", 10, 2, 64, 128},
+    {"double", 5, 1, 8, 8},    {"doubles", 5, 2, 16, 32}, {"float", 4, 1, 4, 4},
+    {"int", 2, 1, 4, 4},       {"ints", 2, 4, 16, 64},    {"letter", 1, 3, 1, 3},
+    {"long", 3, 0, 8, 8},      {"name", 9, 1, 32, 32},    {"path", 10, 2, 64, 128},
     {"unknown", -1, -1, 4, 4},
 };
 
@@ -381,8 +381,7 @@ private:
         const bool header = !dice->oneIn(4), samples = !dice->oneIn(4);
         note("copy from set " + std::to_string(from) + ", trace " + std::to_string(fromNo), to,
              toNo);
-        const int result =
-            sets[to]->copyFromTrace(sets[from].get(), header, samples, fromNo, toNo);
+        const int result = sets[to]->copyFromTrace(sets[from].get(), header, samples, fromNo, toNo);
         ModelTrace* source = modelTrace(from, fromNo, true);
         ModelTrace* target = modelTrace(to, toNo, true);
         EXPECT_EQ(result, source != nullptr && target != nullptr ? 1 : 0);

@@ -59,8 +59,10 @@ protected:
         const SeisTrace* trace = set.getTrace(traceNo, true);
         return std::vector<float>(trace->traceSamples, trace->traceSamples + trace->traceLength);
     }
-    std::vector<SeisTrace*> order() { return {scratch().traces_cache.begin(),
-                                              scratch().traces_cache.end()}; }
+    std::vector<SeisTrace*> order()
+    {
+        return {scratch().traces_cache.begin(), scratch().traces_cache.end()};
+    }
 
     Owning<SeisTraceSet> set;
     Owning<SeisTraceSet> other;
@@ -75,9 +77,9 @@ std::ptrdiff_t placeOf(const SeisTraceSet& set, const Member& member)
 TEST_F(SeisTraceSetTest, FieldsStandInTheirOrderBehindTheVirtualTable)
 {
     const std::vector<std::ptrdiff_t> places = {
-        placeOf(set, set.attrDefs),        placeOf(set, set.traces),
-        placeOf(set, set.traceLength),     placeOf(set, set.sampleInterval),
-        placeOf(set, set.dataChannelFlag), placeOf(set, set.totalNumTraces),
+        placeOf(set, set.attrDefs),          placeOf(set, set.traces),
+        placeOf(set, set.traceLength),       placeOf(set, set.sampleInterval),
+        placeOf(set, set.dataChannelFlag),   placeOf(set, set.totalNumTraces),
         placeOf(set, set.currentHeaderSize), placeOf(set, set.scratchManager)};
     EXPECT_EQ(places.front(), 8);
     for (size_t i = 1; i < places.size(); ++i)
@@ -665,6 +667,64 @@ TEST_F(CopyTest, AttributeThatTheSourceHasNoRoomForBecomesZero)
     EXPECT_EQ(set.getAttribute("int", 0).getI32Value(), 11);
 }
 
+TEST_F(CopyTest, LayoutIsLookedAtAnewForEveryCopy)
+{
+    Owning<SeisTraceSet> third;
+    third.setAttribute("text", UniVar("third"), 0);
+    third.setAttribute("int", UniVar(33), 0);
+    for (int round = 0; round < 3; ++round) {
+        SCOPED_TRACE(round);
+        const std::string name = "new " + std::to_string(round);
+        other.setAttribute(name, UniVar(round + 100), 0);
+        set.copyFromTrace(&other, true, false, 0, 0);
+        EXPECT_EQ(set.getAttribute("int", 0).getI32Value(), 11);
+        EXPECT_EQ(set.getAttribute(name, 0).getI32Value(), round + 100);
+
+        set.copyFromTrace(&third, true, false, 0, 0);
+        EXPECT_EQ(set.getAttribute("int", 0).getI32Value(), 33);
+        EXPECT_EQ(set.getAttribute("text", 0).getStrValue(), "third");
+        EXPECT_EQ(set.getAttribute(name, 0).getI32Value(), 0);
+        set.defineAttribute("own " + std::to_string(round));
+    }
+}
+
+TEST_F(CopyTest, LayoutThatWasChangedByHandIsCopiedAsItIsThen)
+{
+    set.copyFromTrace(&other, true, false, 0, 0);
+    ASSERT_EQ(set.getAttribute("int", 0).getI32Value(), 11);
+
+    other.getAttributeKey("int").type = float32AttType; // differs now
+    set.copyFromTrace(&other, true, false, 0, 0);
+    EXPECT_EQ(set.getAttribute("int", 0).getI32Value(), 0);
+    EXPECT_EQ(set.getAttribute("text", 0).getStrValue(), "line");
+
+    other.attrDefs.erase("text");
+    set.copyFromTrace(&other, true, false, 0, 0);
+    EXPECT_EQ(set.getAttribute("text", 0).getStrValue(), "");
+}
+
+// 64 bytes suffice for an attribute that ends there only where an earlier one has asked for less.
+TEST_F(CopyTest, HeaderGrowsAttributeByAttribute)
+{
+    define("x", 1, 62);
+    define("y", 1, 1);
+    define("z", 1, 1);
+    Owning<SeisTraceSet> source;
+    for (const char* name : {"x", "y", "z"})
+        source.setAttribute(name, UniVar(name), 0);
+    SeisTrace* target = new SeisTrace(0, 0);
+    set.setTrace(target, 0);
+    set.copyFromTrace(&source, true, false, 0, 0);
+    ASSERT_EQ(set.attrDefs.at("z").offset, 63);
+    EXPECT_EQ(target->traceHeaderSize, 64);
+    EXPECT_EQ(set.getAttribute("x", 0).getStrValue(), "x");
+    EXPECT_EQ(set.getAttribute("y", 0).getStrValue(), "yz");
+
+    SeisTrace alone(0, 0);
+    alone.setAttribute(set.attrDefs.at("z"), UniVar("z"));
+    EXPECT_EQ(alone.traceHeaderSize, 128);
+}
+
 TEST_F(CopyTest, ShorterLengthOfTheSetsLimitsTheSamples)
 {
     const struct
@@ -762,8 +822,7 @@ protected:
     }
     static void expectSeed(SeisTraceSet& one, int traceNo, int seed)
     {
-        EXPECT_THAT(samplesOf(one, traceNo),
-                    ElementsAre(seed + 0.25f, seed + 0.5f, seed + 0.75f));
+        EXPECT_THAT(samplesOf(one, traceNo), ElementsAre(seed + 0.25f, seed + 0.5f, seed + 0.75f));
         EXPECT_EQ(one.getAttribute("int", traceNo).getI32Value(), seed);
         EXPECT_EQ(one.getTrace(traceNo, true)->getTraceFlag(), seed);
     }

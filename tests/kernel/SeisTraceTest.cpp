@@ -144,13 +144,12 @@ TEST_F(SeisTraceTest, HeaderGrowsToTheMultipleOf64AboveTheNeed)
     const struct
     {
         int size, needed, grown;
-    } rows[] = {
-        {0, 0, 0},        {0, 1, 64},       {0, 10, 64},      {0, 63, 64},
-        {0, 64, 128},     {0, 65, 128},     {0, 127, 128},    {0, 128, 192},
-        {12, 12, 12},     {12, 13, 64},     {64, 64, 64},     {64, 65, 128},
-        {100, 100, 100},  {100, 101, 128},  {100, 64, 100},   {128, 1, 128},
-        {200, 256, 320},  {64, 6400, 6464}, {64, 6399, 6400}, {64, 0, 64},
-        {64, INT_MIN, 64}};
+    } rows[] = {{0, 0, 0},        {0, 1, 64},       {0, 10, 64},      {0, 63, 64},
+                {0, 64, 128},     {0, 65, 128},     {0, 127, 128},    {0, 128, 192},
+                {12, 12, 12},     {12, 13, 64},     {64, 64, 64},     {64, 65, 128},
+                {100, 100, 100},  {100, 101, 128},  {100, 64, 100},   {128, 1, 128},
+                {200, 256, 320},  {64, 6400, 6464}, {64, 6399, 6400}, {64, 0, 64},
+                {64, INT_MIN, 64}};
     for (const auto& row : rows) {
         SCOPED_TRACE(std::to_string(row.size) + " for " + std::to_string(row.needed));
         SeisTrace trace(3, row.size);
@@ -531,9 +530,8 @@ TEST_F(SeisTraceTest, CopyWithinATraceUsesTheHeaderAfterItsGrowth)
 {
     SeisTrace trace(1, 8);
     trace.setAttribute(identAt(int32AttType, 0, 4), UniVar(4711));
-    EXPECT_EQ(trace.copyAttribute(identAt(int32AttType, 500, 4), &trace,
-                                  identAt(int32AttType, 0, 4)),
-              1);
+    EXPECT_EQ(
+        trace.copyAttribute(identAt(int32AttType, 500, 4), &trace, identAt(int32AttType, 0, 4)), 1);
     EXPECT_EQ(trace.getAttribute(identAt(int32AttType, 500, 4)).getI32Value(), 4711);
     EXPECT_EQ(trace.getAttribute(identAt(int32AttType, 0, 4)).getI32Value(), 4711);
 }

@@ -160,9 +160,9 @@ TEST_F(TraceAttributeTest, WholeDefinitionComesInTheOrderOfAdding)
     job().addTraceAttributeDefinition("a", 2, 3, "", 10, 11, 12, 13, 14);
     int type = 77, dim = 77, cstSlot = 77, bitA = 77, bitZ = 77, cstType = 77, mapCoef = 77;
 
-    EXPECT_EQ(job().getTraceAttributeDef("a", &type, &dim, &cstSlot, &bitA, &bitZ, &cstType,
-                                         &mapCoef),
-              1);
+    EXPECT_EQ(
+        job().getTraceAttributeDef("a", &type, &dim, &cstSlot, &bitA, &bitZ, &cstType, &mapCoef),
+        1);
     EXPECT_THAT((std::vector<int>{type, dim, cstSlot, bitA, bitZ, cstType, mapCoef}),
                 ElementsAre(2, 3, 10, 11, 12, 13, 14));
 }
@@ -171,9 +171,9 @@ TEST_F(TraceAttributeTest, WholeDefinitionOfAnUndefinedNameIsMinusOne)
 {
     int type = 77, dim = 77, cstSlot = 77, bitA = 77, bitZ = 77, cstType = 77, mapCoef = 77;
 
-    EXPECT_EQ(job().getTraceAttributeDef("a", &type, &dim, &cstSlot, &bitA, &bitZ, &cstType,
-                                         &mapCoef),
-              -1);
+    EXPECT_EQ(
+        job().getTraceAttributeDef("a", &type, &dim, &cstSlot, &bitA, &bitZ, &cstType, &mapCoef),
+        -1);
     EXPECT_THAT((std::vector<int>{type, dim, cstSlot, bitA, bitZ, cstType, mapCoef}),
                 ElementsAre(-1, -1, -1, -1, -1, -1, -1));
 }

@@ -1,14 +1,19 @@
 #include "headerwords.h"
 
 #include <algorithm>
+#include <bit>
+#include <cstring>
+#include <iterator>
 #include <limits>
 
 namespace VORN {
 
 namespace {
 
+static_assert(std::endian::native == std::endian::little, "words are read as they lie in memory");
+
 // clang-format off
-const std::vector<HeaderWord> traceWords = {
+constexpr HeaderWord traceWords[] = {
     {"tracl",    1, 4, false, "trace number in the line"},
     {"tracr",    5, 4, false, "trace number in the reel"},
     {"fldr",     9, 4, false, "field record number"},
@@ -102,7 +107,20 @@ const std::vector<HeaderWord> traceWords = {
     {"unas2",  237, 4, false, "unassigned, bytes 237 to 240"},
 };
 
-const std::vector<HeaderWord> binaryWords = {
+// Behind byte 180 Seismic Unix has words of its own.
+constexpr HeaderWord suTail[] = {
+    {"d1",      181, 4, false, "sample spacing where it is no time", true},
+    {"f1",      185, 4, false, "first sample location", true},
+    {"d2",      189, 4, false, "sample spacing between traces", true},
+    {"f2",      193, 4, false, "first trace location", true},
+    {"ungpow",  197, 4, false, "negative of the power used for dynamic range compression", true},
+    {"unscale", 201, 4, false, "reciprocal of the scaling factor to normalise the range", true},
+    {"ntr",     205, 4, false, "number of traces"},
+    {"mark",    209, 2, false, "mark of selected traces"},
+    {"shortpad",211, 2, false, "alignment"},
+};
+
+constexpr HeaderWord binaryWords[] = {
     {"jobid",    1, 4, false, "job identification number"},
     {"lino",     5, 4, false, "line number"},
     {"reno",     9, 4, false, "reel number"},
@@ -114,7 +132,7 @@ const std::vector<HeaderWord> binaryWords = {
     {"nso",     23, 2, true,  "samples per trace of the field recording"},
     {"format",  25, 2, false, "sample format code"},
     {"fold",    27, 2, false, "CDP fold"},
-    {"tsort",   29, 2, false, "trace sorting code"},
+    {"tsort",   29, 2, false, "trace sorting code (1 as recorded, 2 CDP, 3 single fold, 4 stacked)"},
     {"vscode",  31, 2, false, "vertical sum code"},
     {"hsfs",    33, 2, false, "sweep frequency at the start, Hz"},
     {"hsfe",    35, 2, false, "sweep frequency at the end, Hz"},
@@ -143,58 +161,87 @@ const HeaderWord* find(const std::vector<HeaderWord>& words, std::string_view ke
     return word != words.end() ? &*word : nullptr;
 }
 
-uint32_t readBytes(const unsigned char* from, int bytes, bool littleEndian)
+std::vector<HeaderWord> makeSuWords()
 {
-    uint32_t value = 0;
-    for (int i = 0; i < bytes; ++i)
-        value = value << 8 | from[littleEndian ? bytes - 1 - i : i];
-    return value;
+    constexpr int lastSharedByte = 180;
+    std::vector<HeaderWord> words;
+    std::copy_if(std::begin(traceWords), std::end(traceWords), std::back_inserter(words),
+                 [](const HeaderWord& word) { return word.byte <= lastSharedByte; });
+    words.insert(words.end(), std::begin(suTail), std::end(suTail));
+    return words;
 }
 
 } // namespace
 
+// Made on first use: others may ask before this file's own variables are there.
 const std::vector<HeaderWord>& traceHeaderWords()
 {
-    return traceWords;
+    static const std::vector<HeaderWord> words(std::begin(traceWords), std::end(traceWords));
+    return words;
 }
 
 const std::vector<HeaderWord>& binaryHeaderWords()
 {
-    return binaryWords;
+    static const std::vector<HeaderWord> words(std::begin(binaryWords), std::end(binaryWords));
+    return words;
+}
+
+const std::vector<HeaderWord>& suHeaderWords()
+{
+    static const std::vector<HeaderWord> words = makeSuWords();
+    return words;
 }
 
 const HeaderWord* findTraceHeaderWord(std::string_view key)
 {
-    return find(traceWords, key);
+    return find(traceHeaderWords(), key);
 }
 
 const HeaderWord* findBinaryHeaderWord(std::string_view key)
 {
-    return find(binaryWords, key);
+    return find(binaryHeaderWords(), key);
 }
 
 int32_t readWord(const unsigned char* header, const HeaderWord& word, bool littleEndian)
 {
-    const uint32_t bits = readBytes(header + word.byte - 1, word.bytes, littleEndian);
-    if (word.bytes == 2 && !word.isUnsigned)
-        return static_cast<int16_t>(bits);
-    return static_cast<int32_t>(bits);
+    const unsigned char* from = header + word.byte - 1;
+    if (word.bytes == 4) {
+        uint32_t bits;
+        std::memcpy(&bits, from, sizeof bits);
+        return static_cast<int32_t>(littleEndian ? bits : __builtin_bswap32(bits));
+    }
+    uint16_t bits;
+    std::memcpy(&bits, from, sizeof bits);
+    if (!littleEndian)
+        bits = __builtin_bswap16(bits);
+    return word.isUnsigned ? static_cast<int32_t>(bits) : static_cast<int16_t>(bits);
 }
 
 bool writeWord(unsigned char* header, const HeaderWord& word, bool littleEndian, int32_t value)
 {
-    int32_t lowest = std::numeric_limits<int32_t>::min();
-    int32_t highest = std::numeric_limits<int32_t>::max();
-    if (word.bytes == 2) {
-        lowest = word.isUnsigned ? 0 : std::numeric_limits<int16_t>::min();
-        highest = word.isUnsigned ? std::numeric_limits<uint16_t>::max()
-                                  : std::numeric_limits<int16_t>::max();
-    }
-    const uint32_t bits = static_cast<uint32_t>(std::clamp(value, lowest, highest));
     unsigned char* to = header + word.byte - 1;
-    for (int i = 0; i < word.bytes; ++i)
-        to[littleEndian ? i : word.bytes - 1 - i] = static_cast<unsigned char>(bits >> (8 * i));
+    if (word.bytes == 4) {
+        uint32_t bits = static_cast<uint32_t>(value);
+        if (!littleEndian)
+            bits = __builtin_bswap32(bits);
+        std::memcpy(to, &bits, sizeof bits);
+        return true;
+    }
+    const int32_t lowest = word.isUnsigned ? 0 : std::numeric_limits<int16_t>::min();
+    const int32_t highest = word.isUnsigned ? std::numeric_limits<uint16_t>::max()
+                                            : std::numeric_limits<int16_t>::max();
+    uint16_t bits = static_cast<uint16_t>(std::clamp(value, lowest, highest));
+    if (!littleEndian)
+        bits = __builtin_bswap16(bits);
+    std::memcpy(to, &bits, sizeof bits);
     return value >= lowest && value <= highest;
+}
+
+double applyScalar(int32_t value, int scalar)
+{
+    if (scalar > 0)
+        return static_cast<double>(value) * scalar;
+    return scalar < 0 ? static_cast<double>(value) / -static_cast<double>(scalar) : value;
 }
 
 } // namespace VORN

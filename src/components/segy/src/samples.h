@@ -6,6 +6,9 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
 
 namespace VORN {
 
@@ -36,13 +39,23 @@ int sampleBytes(SampleFormat format);
 /// A few words, as in "4-byte IBM float"; "unknown" for a code that cannot be read.
 const char* sampleFormatName(SampleFormat format);
 
+/// @name Formats by key
+/// The word that stands for a format in parameters: ibm, ieee, double, int8 to int64, uint8 to
+/// uint64.
+/// @{
+const char* sampleFormatKey(SampleFormat format); ///< "unknown" for a code that cannot be read
+std::optional<SampleFormat> sampleFormatOfKey(std::string_view key);
+std::string sampleFormatKeys(); ///< all of them, separated by ", "
+/// @}
+
 /// Converts `count` samples at `from` (no alignment needed). Every format gives the nearest float;
-/// IBM floats beyond the range of IEEE ones become the largest float of their sign.
+/// finite numbers beyond the range of floats become the largest float of their sign.
 void decodeSamples(const unsigned char* from, SampleFormat format, bool littleEndian,
                    std::size_t count, float* to);
 
-/// Converts `count` floats to `ibmFloat` or `ieeeFloat` at `to`. A normalised IBM float that was
-/// decoded comes back bit for bit. Returns how many samples IBM floats cannot hold: infinities
+/// Converts `count` floats to `ibmFloat` or `ieeeFloat` at `to`. An IBM float that was decoded
+/// comes back bit for bit if it was normalised (its first hexadecimal digit is not 0) and within
+/// the range of normal IEEE floats. Returns how many samples IBM floats cannot hold: infinities
 /// become its largest number, NaNs become 0. Requires: one of these two formats.
 std::size_t encodeSamples(const float* from, std::size_t count, SampleFormat format,
                           bool littleEndian, unsigned char* to);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
 
 namespace VORN {
 
@@ -63,6 +64,86 @@ std::array<unsigned char, 256> makeToEbcdic()
     return table;
 }
 
+// ---- Composing ----
+
+constexpr std::size_t revisionCard = 38; // counted from 0
+constexpr std::size_t endCard = 39;
+
+std::string cardNumber(std::size_t index)
+{
+    const std::string digits = std::to_string(index + 1);
+    return (digits.size() < 2 ? "C " : "C") + digits + " ";
+}
+
+// The card without "C12 " or "C 2" in front and blanks behind: what a reader would call its text.
+std::string cardText(const std::string& card)
+{
+    std::size_t start = 0;
+    if (!card.empty() && (card[0] == 'C' || card[0] == 'c')) {
+        std::size_t at = card.find_first_not_of(' ', 1);
+        const std::size_t digits = at;
+        while (at != std::string::npos && at < card.size() && at < 3 && card[at] >= '0' &&
+               card[at] <= '9')
+            ++at;
+        if (digits != std::string::npos && at > digits)
+            start = at;
+    }
+    const std::size_t first = card.find_first_not_of(' ', start);
+    return first == std::string::npos ? std::string()
+                                      : card.substr(first, card.find_last_not_of(' ') + 1 - first);
+}
+
+// A line in pieces that fit behind a card's number; the later ones are indented.
+std::vector<std::string> brokenLine(const std::string& line)
+{
+    constexpr std::size_t width = cardLength - 4;
+    const std::string indent = "  ";
+    std::vector<std::string> pieces;
+    std::string rest = line;
+    while (rest.size() > width) {
+        const std::size_t blank = rest.rfind(' ', width);
+        const bool atBlank = blank != std::string::npos && blank > indent.size();
+        const std::size_t end = atBlank ? blank : width;
+        pieces.push_back(rest.substr(0, end));
+        rest = indent + rest.substr(atBlank ? end + 1 : end);
+    }
+    pieces.push_back(rest);
+    return pieces;
+}
+
+bool saysRevision(const std::string& text)
+{
+    return text.rfind("SEG Y REV", 0) == 0 || text.rfind("SEG-Y REV", 0) == 0 ||
+           text.rfind("SEGY REV", 0) == 0;
+}
+
+bool saysEnd(const std::string& text)
+{
+    return text.rfind("END TEXTUAL HEADER", 0) == 0 || text.rfind("END EBCDIC", 0) == 0;
+}
+
+// Gives cards 39 and 40 their text. Returns what stood there and has lost its place.
+std::vector<std::string> setClosingCards(std::vector<std::string>& composed, int revision)
+{
+    const std::string revisionText = cardText(composed[revisionCard]);
+    const std::string endText = cardText(composed[endCard]);
+    std::vector<std::string> displaced;
+    if (revision == 0) {
+        if (saysRevision(revisionText))
+            composed[revisionCard] = cardNumber(revisionCard);
+        if (endText == "END TEXTUAL HEADER")
+            composed[endCard] = cardNumber(endCard) + "END EBCDIC";
+        return displaced;
+    }
+    if (!revisionText.empty() && !saysRevision(revisionText))
+        displaced.push_back(revisionText);
+    if (!endText.empty() && !saysEnd(endText))
+        displaced.push_back(endText);
+    composed[revisionCard] = cardNumber(revisionCard) + "SEG Y REV1";
+    composed[endCard] = cardNumber(endCard) + "END TEXTUAL HEADER";
+    return displaced;
+}
+
 } // namespace
 
 bool looksLikeEbcdic(const unsigned char* bytes, std::size_t count)
@@ -98,6 +179,39 @@ std::vector<std::string> textCards(const std::string& text)
         lines.push_back(card);
     }
     return lines;
+}
+
+std::vector<std::string> composeCards(const std::vector<std::string>& input,
+                                      const std::vector<std::string>& lines, int revision,
+                                      std::size_t* leftOut)
+{
+    std::vector<std::string> composed(
+        input.begin(), input.begin() + static_cast<std::ptrdiff_t>(std::min(input.size(), cards)));
+    while (composed.size() < cards)
+        composed.push_back(cardNumber(composed.size()));
+    std::vector<std::string> wanted = setClosingCards(composed, revision);
+    wanted.insert(wanted.end(), lines.begin(), lines.end());
+
+    std::vector<std::size_t> freeCards;
+    for (std::size_t i = 0; i < revisionCard; ++i) {
+        if (cardText(composed[i]).empty())
+            freeCards.push_back(i);
+    }
+    // From the last line to the first: the latest processing is the one that must be known.
+    std::size_t placed = 0;
+    while (placed < wanted.size()) {
+        const std::vector<std::string> pieces = brokenLine(wanted[wanted.size() - 1 - placed]);
+        if (pieces.size() > freeCards.size())
+            break;
+        for (auto piece = pieces.rbegin(); piece != pieces.rend(); ++piece) {
+            composed[freeCards.back()] = cardNumber(freeCards.back()) + *piece;
+            freeCards.pop_back();
+        }
+        ++placed;
+    }
+    if (leftOut != nullptr)
+        *leftOut = wanted.size() - placed;
+    return composed;
 }
 
 std::vector<unsigned char> encodeCards(const std::vector<std::string>& lines)

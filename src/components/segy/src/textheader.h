@@ -27,6 +27,20 @@ std::vector<std::string> textCards(const std::string& text);
 /// EBCDIC does not have becomes a blank.
 std::vector<unsigned char> encodeCards(const std::vector<std::string>& cards);
 
+/// The cards of a text header to be written, 40 of them: those of `input` (which may be fewer),
+/// with the last free ones (nothing behind their number) taken for `lines`, in their order. Each
+/// line begins with the card's number, "C 7 ", and takes further cards where it is too long.
+///
+/// Cards 39 and 40 are those that `revision` (0 or 1) asks for: revision 1 has "C39 SEG Y REV1" and
+/// "C40 END TEXTUAL HEADER"; revision 0 keeps what is there, except that it does not call itself
+/// revision 1. What else stood on these cards moves to free ones, before `lines`.
+///
+/// Where there are not enough free cards, the first lines go without. `leftOut`, when not null,
+/// receives how many.
+std::vector<std::string> composeCards(const std::vector<std::string>& input,
+                                      const std::vector<std::string>& lines, int revision,
+                                      std::size_t* leftOut);
+
 } // namespace VORN
 
 #endif

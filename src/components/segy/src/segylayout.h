@@ -1,0 +1,65 @@
+/// @file segylayout.h
+///
+/// How a SEG-Y file is laid out. Headers state it several times over and contradict each other; the
+/// size of the file is the witness that cannot err.
+#ifndef SEGYLAYOUT_H
+#define SEGYLAYOUT_H
+
+#include "samples.h"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace VORN {
+
+class InputFile;
+
+/// What a person knows better than the file.
+struct SegyOverrides
+{
+    std::optional<int> samples; ///< per trace
+    std::optional<SampleFormat> format;
+    std::optional<bool> littleEndian;
+    std::optional<int> interval; ///< microseconds
+};
+
+/// How a file is laid out, after all contradictions have been settled.
+struct SegyLayout
+{
+    bool littleEndian = false;
+    SampleFormat format = SampleFormat::ibmFloat;
+    int revision = 0;   ///< major revision: 0, 1 or 2
+    int samples = 0;    ///< per trace; the longest one's where lengths vary
+    int interval = 0;   ///< microseconds; 0 when no header states it
+    bool ebcdic = true; ///< coding of the text header
+    int extendedHeaders = 0;
+    int traceHeaderBytes = 240; ///< more where revision 2 has further headers for each trace
+    int64_t dataStart = 0;      ///< byte of the first trace header
+    int64_t dataEnd = 0;        ///< byte behind the traces, the cut one included
+    int64_t fileBytes = 0;
+    int64_t traces = 0;          ///< whole traces
+    int64_t cutBytes = 0;        ///< bytes behind the last whole trace
+    bool variableLength = false; ///< each trace header states the length of its trace
+    /// Of traces of different lengths: the byte of each trace header, and the end of the last
+    /// trace. Empty otherwise.
+    std::vector<int64_t> traceStarts;
+
+    /// Header and samples of a trace with so many samples.
+    int64_t traceBytes(int samplesOfTrace) const
+    {
+        return traceHeaderBytes + static_cast<int64_t>(samplesOfTrace) * sampleBytes(format);
+    }
+};
+
+/// Settles the layout of `file`; adds a line with all the numbers to `notes` for whatever was
+/// contradictory or damaged. Throws TraceFileError for what is no SEG-Y file, or one that cannot be
+/// read. A size that fits goes before a statement that does not; where nothing fits, the headers
+/// that agree with each other are believed, and the last trace is cut.
+SegyLayout settleSegyLayout(InputFile& file, const SegyOverrides& overrides,
+                            std::vector<std::string>& notes);
+
+} // namespace VORN
+
+#endif

@@ -1,0 +1,63 @@
+/// @file segywriter.h
+///
+/// Writes SEG-Y files of revision 0 or 1, big endian, all traces of one length.
+#ifndef SEGYWRITER_H
+#define SEGYWRITER_H
+
+#include "samples.h"
+#include "tracefile.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace VORN {
+
+/// What a file says about itself.
+struct SegyDescription
+{
+    int samples = 0;                              ///< per trace, 1 to 65535
+    int interval = 0;                             ///< microseconds, 0 (unknown) to 65535
+    SampleFormat format = SampleFormat::ibmFloat; ///< or ieeeFloat
+    int revision = 1;                             ///< 0 or 1
+    std::vector<std::string> cards;               ///< of the text header, at most 40
+    /// Cards of extended text headers, 40 for each; revision 0 has none and leaves them out.
+    std::vector<std::string> extendedCards;
+    /// Further words of the binary header, by key. Those that describe the layout (interval,
+    /// samples, format, revision, fixed length, extended headers) are the writer's; unknown keys
+    /// are passed over.
+    std::vector<std::pair<std::string, int32_t>> binaryWords;
+};
+
+/// Writes a file from its first header to its last trace. The owner of the output commits it.
+class SegyWriter
+{
+public:
+    /// Writes the file header to `output`, which must be empty and lives longer than the writer.
+    /// Throws TraceFileError for a description that SEG-Y cannot hold, and when writing fails.
+    SegyWriter(OutputFile& output, const SegyDescription& description);
+
+    /// Appends a trace: `header` is its 240-byte header, big endian, of which the words for the
+    /// number of samples and for the interval are overwritten with the file's; `samples` are as
+    /// many as described. Throws TraceFileError when writing fails.
+    void write(const unsigned char* header, const float* samples);
+
+    int64_t traces() const { return count; }
+    /// Samples so far that IBM floats cannot hold: infinities (written as the largest number) and
+    /// NaNs (written as 0).
+    std::size_t lostSamples() const { return lost; }
+
+private:
+    OutputFile& file;
+    std::size_t samplesPerTrace;
+    int interval;
+    SampleFormat format;
+    int64_t count = 0;
+    std::size_t lost = 0;
+};
+
+} // namespace VORN
+
+#endif

@@ -1,0 +1,79 @@
+#include "numberranges.h"
+
+#include <gtest/gtest.h>
+#include <stdexcept>
+
+using VORN::NumberRanges;
+
+namespace {
+
+// The numbers from -3 to 12 that a selection contains.
+std::string contained(const std::string& text)
+{
+    const NumberRanges ranges(text);
+    std::string numbers;
+    for (int i = -3; i <= 12; ++i) {
+        if (ranges.contains(i))
+            numbers += (numbers.empty() ? "" : " ") + std::to_string(i);
+    }
+    return numbers;
+}
+
+} // namespace
+
+TEST(SegyNumberRangesTest, ListsAndRangesContainWhatTheySay)
+{
+    struct Row
+    {
+        const char* text;
+        const char* contains;
+    };
+    const Row rows[] = {{"5", "5"},
+                        {"1:4", "1 2 3 4"},
+                        {"1:10:3", "1 4 7 10"},
+                        {"1:9:3", "1 4 7"},
+                        {"1:3,8,10:11", "1 2 3 8 10 11"},
+                        {"3:5,4:6", "3 4 5 6"},
+                        {"10:", "10 11 12"},
+                        {"8::2", "8 10 12"},
+                        {":-2", "-3 -2"},
+                        {"-2:1", "-2 -1 0 1"},
+                        {" 1 : 2 , 4 ", "1 2 4"},
+                        {"4:4", "4"},
+                        {"9000000000:", ""}};
+    for (const Row& row : rows)
+        EXPECT_EQ(contained(row.text), row.contains) << row.text;
+}
+
+TEST(SegyNumberRangesTest, NothingAtAllContainsNothing)
+{
+    EXPECT_FALSE(NumberRanges().contains(0));
+}
+
+TEST(SegyNumberRangesTest, WhatCannotBeReadIsNamed)
+{
+    struct Row
+    {
+        const char* text;
+        const char* says;
+    };
+    const Row rows[] = {{"", "\"\" in \"\" is no number"},
+                        {"1,,2", "is no number"},
+                        {"x", "\"x\" in \"x\" is no number"},
+                        {"1:2x", "\"2x\" in \"1:2x\" is no number"},
+                        {"1.5", "is no number"},
+                        {"99999999999999999999", "is no number"},
+                        {"1:2:3:4", "\"1:2:3:4\" has more than FIRST:LAST:STEP"},
+                        {"1:9:0", "the step of \"1:9:0\" is below 1"},
+                        {"1:9:-1", "the step of \"1:9:-1\" is below 1"},
+                        {":9:2", "\":9:2\" has a step and no first number"},
+                        {"9:1", "\"9:1\" ends before it begins"}};
+    for (const Row& row : rows) {
+        try {
+            NumberRanges ranges{std::string(row.text)};
+            ADD_FAILURE() << row.text << " is taken";
+        } catch (const std::invalid_argument& error) {
+            EXPECT_NE(std::string(error.what()).find(row.says), std::string::npos) << error.what();
+        }
+    }
+}

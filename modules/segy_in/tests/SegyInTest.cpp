@@ -1,0 +1,436 @@
+// Runs segy_in in a job of its own and looks at the traces that come out of it.
+#include <KernelFixture.h>
+#include <ModuleHarness.h>
+#include <ProbeModule.h>
+#include <SegyBytes.h>
+
+#include "DataChannel.h"
+#include "MOXKernel.h"
+#include "ModuleEntity.h"
+#include "headerwords.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <random>
+
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::SizeIs;
+
+namespace {
+
+using Parameters = std::map<std::string, UniVar>;
+
+class SegyInTest : public KernelFixture
+{
+protected:
+    SegyInTest()
+    {
+        harness.withSource = false;
+        for (const VORN::HeaderWord& word : VORN::traceHeaderWords())
+            harness.define(word.key, 2);
+    }
+
+    HarnessResult read(const std::string& path, Parameters parameters = {})
+    {
+        HarnessModule& module = harness.add("in", "libsegy_in.so");
+        module.parameters = std::move(parameters);
+        module.parameters["file"] = UniVar(path);
+        return harness.run();
+    }
+    HarnessResult read(const Bytes& bytes, Parameters parameters = {})
+    {
+        writeBytes(file, bytes);
+        return read(file, std::move(parameters));
+    }
+    static std::vector<int> values(const HarnessResult& result, const std::string& attribute)
+    {
+        std::vector<int> all;
+        for (const HarnessTrace& trace : result.traces)
+            all.push_back(trace.attributes.at(attribute).getI32Value());
+        return all;
+    }
+    static std::vector<int> flags(const HarnessResult& result)
+    {
+        std::vector<int> all;
+        for (const HarnessTrace& trace : result.traces)
+            all.push_back(trace.flag);
+        return all;
+    }
+
+    // The three phases. What is left in work buffers would stay behind the job.
+    void runJob()
+    {
+        job().preProcessJob();
+        job().processJob();
+        for (const ModuleEntity* module : job().jobModules) {
+            for (SeisTraceSet* set : module->workTraceSets) {
+                while (set->getNumberOfTraces() > 0)
+                    set->removeTrace(0);
+            }
+        }
+        job().postProcessJob();
+    }
+
+    ModuleHarness harness;
+    TemporaryDirectory directory;
+    const std::string file = directory / "line.sgy";
+};
+
+} // namespace
+
+TEST_F(SegyInTest, EveryTraceComesWithItsSamplesAndTheLastOneEndsTheData)
+{
+    const HarnessResult result = read(ieeeFile(3, 4).bytes());
+    ASSERT_THAT(result.traces, SizeIs(3)) << result.allMessages();
+    EXPECT_THAT(result.traces[0].samples, ElementsAre(100, 101, 102, 103));
+    EXPECT_THAT(result.traces[2].samples, ElementsAre(300, 301, 302, 303));
+    EXPECT_THAT(values(result, "fldr"), ElementsAre(1, 2, 3));
+    EXPECT_THAT(flags(result), ElementsAre(0, 0, 3));
+    EXPECT_EQ(result.traceLength, 4);
+    EXPECT_EQ(result.sampleInterval, 4000);
+    EXPECT_EQ(result.bytesLeft.at("in"), 0);
+}
+
+TEST_F(SegyInTest, SaysWhatItReads)
+{
+    const HarnessResult result = read(ieeeFile(3, 4).bytes());
+    EXPECT_THAT(result.messagesOf(1, "in"),
+                ElementsAre(file + ": 3 traces of 4 samples, interval 4 ms, 4-byte IEEE float, big "
+                                   "endian, revision 0"));
+    EXPECT_THAT(result.messagesOf(2, "in"), IsEmpty());
+    EXPECT_EQ(result.jobMetadata.count("vorn.failed"), 0u);
+}
+
+TEST_F(SegyInTest, EveryHeaderWordBecomesAnAttribute)
+{
+    std::mt19937 dice(1);
+    for (const bool little : {false, true}) {
+        SegyBytes made = ieeeFile(20, 2, little);
+        for (std::size_t trace = 0; trace < 20; ++trace) {
+            for (std::size_t byte = 0; byte < 240; ++byte) {
+                if (byte < 114 || byte > 117)
+                    made.traces[trace * 248 + byte] = static_cast<unsigned char>(dice());
+            }
+        }
+        harness = ModuleHarness();
+        harness.withSource = false;
+        for (const VORN::HeaderWord& word : VORN::traceHeaderWords())
+            harness.define(word.key, 2);
+        const HarnessResult result = read(made.bytes());
+        ASSERT_THAT(result.traces, SizeIs(20));
+        for (std::size_t trace = 0; trace < 20; ++trace) {
+            ASSERT_THAT(result.traces[trace].attributes, SizeIs(91));
+            for (const VORN::HeaderWord& word : VORN::traceHeaderWords()) {
+                const std::size_t at = trace * 248 + static_cast<std::size_t>(word.byte) - 1;
+                EXPECT_EQ(result.traces[trace].attributes.at(word.key).getI32Value(),
+                          getInteger(made.traces, at, word.bytes, little))
+                    << word.key << " of trace " << trace;
+            }
+        }
+    }
+}
+
+TEST_F(SegyInTest, LengthAndIntervalSayWhatTheTraceHasAndNotWhatItsHeaderSays)
+{
+    SegyBytes made = ieeeFile(2, 4);
+    for (const std::size_t start : {0, 256}) {
+        made.setTrace(start, 115, 2, 1500);
+        made.setTrace(start, 117, 2, 0);
+    }
+    const HarnessResult result = read(made.bytes());
+    EXPECT_THAT(values(result, "ns"), ElementsAre(4, 4));
+    EXPECT_THAT(values(result, "dt"), ElementsAre(4000, 4000));
+    EXPECT_THAT(result.messagesOf(2, "in"),
+                ElementsAre(HasSubstr(file + ": the binary header states 4 samples per trace, the "
+                                             "first trace header 1500")));
+}
+
+TEST_F(SegyInTest, WordsThatTheSchemaDoesNotKnowAreLeftOut)
+{
+    harness = ModuleHarness();
+    harness.withSource = false;
+    harness.define("fldr", 2);
+    harness.define("offset", 4);
+    SegyBytes made = ieeeFile(2, 3);
+    made.setTrace(0, 37, 4, -150);
+    const HarnessResult result = read(made.bytes());
+    ASSERT_THAT(result.traces, SizeIs(2));
+    EXPECT_THAT(result.traces[0].attributes, SizeIs(2));
+    EXPECT_EQ(result.traces[0].attributes.at("offset").getF32Value(), -150.0f);
+    EXPECT_THAT(result.messagesOf(0, "in"),
+                ElementsAre("the job's schema does not know 89 of the 91 trace header words; they "
+                            "are not read"));
+}
+
+TEST_F(SegyInTest, TheTotalIsAnnouncedBeforeTheFirstTrace)
+{
+    writeBytes(file, ieeeFile(7, 3).bytes());
+    ModuleEntity* in = job().initJobModule("in", "libsegy_in.so");
+    ASSERT_NE(in, nullptr);
+    in->setParameter("file", UniVar(file));
+    in->setParameter("traces", UniVar("2:5"));
+    auto* channel = new DataChannel;
+    in->setOutputDataChannel(channel, 0);
+    ProbeModule sink("sink");
+    sink.entity->setInputDataChannel(channel, 0);
+    int64_t announced = -1;
+    int length = -1;
+    sink.pre = [&] {
+        announced = channel->getTotalTracesNumber();
+        length = channel->getTraceLength();
+    };
+    job().preProcessJob();
+    job().postProcessJob();
+    EXPECT_EQ(announced, 4);
+    EXPECT_EQ(length, 3);
+}
+
+TEST_F(SegyInTest, SeveralModulesOfAJobReadSeveralFiles)
+{
+    const std::string other = directory / "other.sgy";
+    writeBytes(file, ieeeFile(3, 2).bytes());
+    writeBytes(other, ieeeFile(2, 5).bytes());
+    std::vector<int> lengths;
+    std::vector<std::unique_ptr<ProbeModule>> sinks;
+    for (const std::string& path : {file, other}) {
+        ModuleEntity* in = job().initJobModule("in " + path, "libsegy_in.so");
+        ASSERT_NE(in, nullptr);
+        in->setParameter("file", UniVar(path));
+        auto* channel = new DataChannel;
+        in->setOutputDataChannel(channel, 0);
+        sinks.push_back(std::make_unique<ProbeModule>("sink " + path));
+        sinks.back()->entity->setInputDataChannel(channel, 0);
+        sinks.back()->process = [&] { lengths.push_back(getTraceLength(getInputTraceBuffer(0))); };
+    }
+    runJob();
+    std::sort(lengths.begin(), lengths.end());
+    EXPECT_THAT(lengths, ElementsAre(2, 2, 2, 5, 5));
+}
+
+TEST_F(SegyInTest, PagingOfTracesChangesNothing)
+{
+    const Bytes bytes = ieeeFile(20, 300).bytes();
+    ScratchManager::MAX_TRACES_IN_SCRATCH_V = 1;
+    const HarnessResult result = read(bytes);
+    ASSERT_THAT(result.traces, SizeIs(20));
+    for (std::size_t i = 0; i < 20; ++i) {
+        const int fldr = static_cast<int>(i) + 1;
+        EXPECT_EQ(result.traces[i].attributes.at("fldr").getI32Value(), fldr);
+        EXPECT_EQ(result.traces[i].samples.front(), static_cast<float>(100 * fldr));
+        EXPECT_EQ(result.traces[i].samples.back(), static_cast<float>(100 * fldr + 299));
+    }
+}
+
+// ---- Selections ----
+
+TEST_F(SegyInTest, TracesAreSelectedByNumberRecordAndCdp)
+{
+    struct Row
+    {
+        Parameters parameters;
+        std::vector<int> records;
+    };
+    const std::vector<Row> rows = {
+        {{{"traces", UniVar("2:4")}}, {2, 3, 4}},
+        {{{"traces", UniVar("1:8:3,2")}}, {1, 2, 4, 7}},
+        {{{"traces", UniVar("6:")}}, {6, 7, 8}},
+        {{{"fldr", UniVar("3,5")}}, {3, 5}},
+        {{{"cdp", UniVar("107:200")}}, {7, 8}},
+        {{{"traces", UniVar("1:5")}, {"fldr", UniVar("4:9")}}, {4, 5}},
+        {{{"fldr", UniVar("2:7")}, {"cdp", UniVar("101:108:2")}}, {3, 5, 7}},
+    };
+    for (const Row& row : rows) {
+        ModuleHarness fresh;
+        fresh.withSource = false;
+        fresh.define("fldr", 2);
+        harness = fresh;
+        const HarnessResult result = read(ieeeFile(8, 3).bytes(), row.parameters);
+        const std::string name =
+            row.parameters.begin()->first + " " + row.parameters.begin()->second.getStrValue();
+        EXPECT_EQ(values(result, "fldr"), row.records) << name;
+        EXPECT_EQ(flags(result).back(), 3) << name;
+    }
+}
+
+TEST_F(SegyInTest, AnIntegerSelectsToo)
+{
+    const HarnessResult result = read(ieeeFile(8, 3).bytes(), {{"traces", UniVar(5)}});
+    EXPECT_THAT(values(result, "fldr"), ElementsAre(5));
+    EXPECT_THAT(result.messagesOf(1, "in"),
+                ElementsAre(HasSubstr("; 1 of them selected by traces 5")));
+}
+
+// ---- What a person knows better ----
+
+TEST_F(SegyInTest, LengthFormatOrderAndIntervalCanBeStated)
+{
+    SegyBytes made = ieeeFile(3, 4, true);
+    made.setBinary(3225, 2, 3); // says 2-byte integers
+    made.setBinary(3221, 2, 9);
+    for (const std::size_t start : {0, 256, 512})
+        made.setTrace(start, 115, 2, 11);
+    const HarnessResult result = read(made.bytes(), {{"samples", UniVar(4)},
+                                                     {"format", UniVar("ieee")},
+                                                     {"endian", UniVar("little")},
+                                                     {"interval", UniVar(0.0005)}});
+    ASSERT_THAT(result.traces, SizeIs(3)) << result.allMessages();
+    EXPECT_THAT(result.traces[1].samples, ElementsAre(200, 201, 202, 203));
+    EXPECT_EQ(result.sampleInterval, 500);
+    EXPECT_THAT(values(result, "dt"), ElementsAre(500, 500, 500));
+}
+
+// ---- Files of all kinds ----
+
+TEST_F(SegyInTest, ShorterTracesAreFilledWithZeros)
+{
+    SegyBytes made;
+    made.describe(5, 4000, 5);
+    for (const int length : {3, 5, 1})
+        made.addIeeeTrace(length, length, static_cast<float>(10 * length));
+    const HarnessResult result = read(made.bytes());
+    ASSERT_THAT(result.traces, SizeIs(3));
+    EXPECT_THAT(result.traces[0].samples, ElementsAre(30, 31, 32, 0, 0));
+    EXPECT_THAT(result.traces[1].samples, ElementsAre(50, 51, 52, 53, 54));
+    EXPECT_THAT(result.traces[2].samples, ElementsAre(10, 0, 0, 0, 0));
+    EXPECT_THAT(values(result, "ns"), ElementsAre(3, 5, 1));
+    EXPECT_THAT(result.messagesOf(2, "in"),
+                ElementsAre(HasSubstr("traces of different lengths"),
+                            file + ": shorter traces are filled with zeros up to 5 samples"));
+}
+
+TEST_F(SegyInTest, AFileWithoutTracesEndsTheDataAtOnceWithAWarning)
+{
+    const HarnessResult result = read(ieeeFile(0, 4).bytes());
+    EXPECT_THAT(result.traces, IsEmpty());
+    EXPECT_THAT(result.messagesOf(2, "in"),
+                ElementsAre(HasSubstr("the file holds no whole trace")));
+    EXPECT_THAT(result.messagesOf(4, "in"), IsEmpty());
+}
+
+TEST_F(SegyInTest, ACutTraceIsReportedAndLeftOut)
+{
+    Bytes bytes = ieeeFile(3, 4).bytes();
+    bytes.pop_back();
+    const HarnessResult result = read(bytes);
+    EXPECT_THAT(result.traces, SizeIs(2));
+    EXPECT_THAT(result.messagesOf(2, "in"),
+                ElementsAre(HasSubstr("the last trace is cut: 255 of")));
+}
+
+TEST_F(SegyInTest, TheFileDescribesItselfInTheMetadata)
+{
+    SegyBytes made = ieeeFile(2, 3);
+    made.setBinary(3501, 2, 256);
+    made.setBinary(3505, 2, 1);
+    made.setBinary(3205, 4, 31);
+    made.extended = Bytes(3200, ' ');
+    const std::string card = "((SEG: Comments ver 1.0))";
+    std::copy(card.begin(), card.end(), made.extended.begin());
+    const HarnessResult result = read(made.bytes());
+    const auto& metadata = result.moduleMetadata.at("in");
+    EXPECT_EQ(metadata.at("segy.text").substr(0, 30), "C 1 A SEG-Y FILE MADE BY HAND\n");
+    EXPECT_EQ(std::count(metadata.at("segy.text").begin(), metadata.at("segy.text").end(), '\n'),
+              39);
+    EXPECT_EQ(metadata.at("segy.text.ext").substr(0, 26), card + "\n");
+    EXPECT_EQ(metadata.at("segy.binary"), "lino=31\nhdt=4000\nhns=3\nformat=5\nrev=256\nnext=1");
+    EXPECT_EQ(metadata.at("segy.format"), "ieee");
+    EXPECT_EQ(metadata.at("segy.interval"), "4000");
+    EXPECT_EQ(metadata.at("segy.samples"), "3");
+    EXPECT_EQ(metadata.at("segy.file"), file);
+}
+
+TEST_F(SegyInTest, TheSampleFilesAreReadToTheirEnd)
+{
+    struct Row
+    {
+        const char* name;
+        std::size_t traces;
+        std::size_t warnings;
+    };
+    const Row rows[] = {{"npra_31_81_stack.sgy", 534, 0},  {"viking_shots.segy", 480, 1},
+                        {"oz16_shot_ieee.sgy", 48, 0},     {"f3_crop_int16.sgy", 414, 1},
+                        {"f3_crop_int16_le.sgy", 414, 1},  {"f3_crop_ieee.sgy", 414, 1},
+                        {"lithoprobe_44_trace.sgy", 1, 0}, {"geometrics_int32_trace.sgy", 1, 0},
+                        {"bad_60000_samples.sgy", 3, 0},   {"bad_truncated.sgy", 3, 1}};
+    for (const Row& row : rows) {
+        const std::string path = sampleFile(row.name);
+        if (path.empty())
+            GTEST_SKIP() << "there are no sample files; VORN_TEST_DATA names their folder";
+        ModuleHarness fresh;
+        fresh.withSource = false;
+        fresh.define("fldr", 2);
+        harness = fresh;
+        const HarnessResult result = read(path);
+        EXPECT_THAT(result.traces, SizeIs(row.traces)) << row.name;
+        EXPECT_THAT(result.messagesOf(2, "in"), SizeIs(row.warnings)) << row.name;
+        EXPECT_THAT(result.messagesOf(4, "in"), IsEmpty()) << row.name;
+    }
+}
+
+// ---- What ends the module ----
+
+TEST_F(SegyInTest, BadParametersAndFilesEndTheModuleWithOneLine)
+{
+    struct Row
+    {
+        Parameters parameters;
+        std::string says;
+    };
+    const std::string none = directory / "none.sgy";
+    const std::vector<Row> rows = {
+        {{{"file", UniVar("")}}, "file is missing; give the path of a SEG-Y file"},
+        {{{"file", UniVar(none)}}, none + ": cannot be opened: No such file or directory"},
+        {{{"file", UniVar(directory.path())}}, "is no file that can be read"},
+        {{{"traces", UniVar("1:x")}}, "traces: \"x\" in \"1:x\" is no number"},
+        {{{"fldr", UniVar("")}}, "fldr: \"\" in \"\" is no number"},
+        {{{"cdp", UniVar("9:1")}}, "cdp: \"9:1\" ends before it begins"},
+        {{{"traces", UniVar("4:9")}}, file + ": none of its 3 traces is selected by traces 4:9"},
+        {{{"samples", UniVar(0)}}, "samples is 0; give the samples per trace, 1 or more"},
+        {{{"format", UniVar("float")}}, "format is \"float\"; give one of ibm, int32, int16"},
+        {{{"endian", UniVar("native")}}, "endian is \"native\"; give big or little"},
+        {{{"interval", UniVar(0.0)}}, "interval is 0.000000000000 s; give a time from 1 micro"},
+        {{{"interval", UniVar(4000.0)}}, "interval is 4000.000000000000 s; give a time"},
+    };
+    writeBytes(file, ieeeFile(3, 4).bytes());
+    for (const Row& row : rows) {
+        ModuleHarness fresh;
+        fresh.withSource = false;
+        HarnessModule& module = fresh.add("in", "libsegy_in.so");
+        module.parameters = row.parameters;
+        module.parameters.emplace("file", UniVar(file));
+        const HarnessResult result = fresh.run();
+        EXPECT_THAT(result.traces, IsEmpty()) << row.says;
+        EXPECT_THAT(result.messagesOf(4, "in"), ElementsAre(HasSubstr(row.says)));
+        ASSERT_EQ(result.jobMetadata.count("vorn.failed"), 1u) << row.says;
+        EXPECT_THAT(result.jobMetadata.at("vorn.failed"), HasSubstr("in: "));
+        EXPECT_EQ(result.bytesLeft.at("in"), 0) << row.says;
+    }
+}
+
+TEST_F(SegyInTest, AFileThatShrinksDuringTheJobEndsItAndNoHalfTraceComesOut)
+{
+    writeBytes(file, ieeeFile(1000, 1000).bytes()); // more than is read ahead
+    ModuleEntity* in = job().initJobModule("in", "libsegy_in.so");
+    ASSERT_NE(in, nullptr);
+    in->setParameter("file", UniVar(file));
+    auto* channel = new DataChannel;
+    in->setOutputDataChannel(channel, 0);
+    ProbeModule sink("sink");
+    sink.entity->setInputDataChannel(channel, 0);
+    int traces = 0;
+    float lastSample = -1;
+    sink.process = [&] {
+        ++traces;
+        lastSample = getTraceSamples(getInputTraceBuffer(0), 0)[999];
+        if (traces == 1)
+            std::filesystem::resize_file(file, 3600 + 500 * 4240 + 100);
+    };
+    runJob();
+    EXPECT_GT(traces, 1);
+    EXPECT_LE(traces, 500);
+    EXPECT_EQ(lastSample, static_cast<float>(100 * traces + 999)) << "the last one was whole";
+    EXPECT_THAT(host.textsOfType(4), ElementsAre(HasSubstr("it was longer when it was opened")));
+    EXPECT_NE(job().metaDataMap["vorn.failed"], "");
+}

@@ -1,0 +1,398 @@
+// segy_out: writes a SEG-Y file, one trace per call.
+//
+// The temporary file is made before the job runs, so that an output that cannot be written is known
+// at once. Its header waits for the first trace: only then are length, interval and the history of
+// the processing certain.
+
+#include "MOXKernel.h"
+#include "headerwords.h"
+#include "segywriter.h"
+#include "textheader.h"
+#include "tracefile.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <exception>
+#include <limits>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
+
+using VORN::HeaderWord;
+using VORN::OutputFile;
+using VORN::SampleFormat;
+using VORN::SegyDescription;
+using VORN::SegyWriter;
+
+namespace {
+
+enum MessageType
+{
+    information = 1,
+    warning = 2,
+    error = 3,
+    fatal = 4
+};
+
+constexpr int moduleScope = 1;
+constexpr int jobScope = 0;
+constexpr char stateName[] = "state";
+constexpr bool bigEndian = false;
+
+void send(MessageType type, const std::string& text)
+{
+    sendMessage(type, text.c_str());
+}
+
+// ---- Parameters ----
+
+struct Settings
+{
+    std::string file;
+    SampleFormat format = SampleFormat::ibmFloat;
+    int revision = 1;
+    bool overwrite = true;
+};
+
+Settings readSettings()
+{
+    const auto given = [](const char* name) { return isModuleParameterPresent(name) != 0; };
+    Settings settings;
+    if (given("file"))
+        settings.file = getModuleParameter("file").getStrValue();
+    if (settings.file.empty())
+        throw std::runtime_error("file is missing; give the path of the file to be written");
+    if (given("format")) {
+        const std::string format = getModuleParameter("format").getStrValue();
+        if (format != "ibm" && format != "ieee")
+            throw std::runtime_error("format is \"" + format + "\"; give ibm or ieee");
+        settings.format = format == "ibm" ? SampleFormat::ibmFloat : SampleFormat::ieeeFloat;
+    }
+    if (given("revision"))
+        settings.revision = getModuleParameter("revision").getI32Value();
+    if (settings.revision != 0 && settings.revision != 1)
+        throw std::runtime_error("revision is " + std::to_string(settings.revision) +
+                                 "; give 0 or 1");
+    if (given("overwrite"))
+        settings.overwrite = getModuleParameter("overwrite").getI32Value() != 0;
+    return settings;
+}
+
+// ---- From one call to the next ----
+
+// A word of the trace header, and what is known of the attribute of its name.
+struct Word
+{
+    const HeaderWord* place;
+    bool present = false; // in the input; once it is, it stays
+    bool clampSaid = false;
+};
+
+struct State
+{
+    explicit State(Settings given)
+        : settings(std::move(given)), file(settings.file, settings.overwrite)
+    {
+        for (const HeaderWord& word : VORN::traceHeaderWords())
+            words.push_back({&word});
+    }
+
+    Settings settings;
+    OutputFile file;
+    std::unique_ptr<SegyWriter> writer; // from the first trace on
+    SegyDescription description;        // likewise
+    std::vector<Word> words;
+    int64_t firstLost = 0; // number, from 1, of the first trace with samples that IBM cannot hold
+};
+
+State* keptState()
+{
+    return static_cast<State*>(getModuleResource(stateName).getPointerValue());
+}
+
+void keepState(State* state)
+{
+    setModuleResource(stateName, UniVar(static_cast<void*>(state)));
+}
+
+// Removes the temporary file; from now on the module does nothing, and no output of the job becomes
+// a file.
+void fail(const std::string& what)
+{
+    send(fatal, what);
+    setMetaDataValue(jobScope, "vorn.failed", std::string(getModuleName()) + ": " + what);
+    delete keptState();
+    keepState(nullptr);
+}
+
+// ---- Files that must not be replaced ----
+
+// What a module reads may be announced after this one has started; hence also before the end.
+void refuseInputs(const std::string& path)
+{
+    const std::string identity = VORN::fileIdentity(path);
+    if (!identity.empty() &&
+        !getMetaDataValue(jobScope, "segy.reads." + identity).getStrValue().empty())
+        throw std::runtime_error(path + ": is read by this job and would be replaced; write to "
+                                        "another file");
+}
+
+void refuseSecondWriter(const std::string& path)
+{
+    const std::string key = "segy.writes." + VORN::canonicalPath(path);
+    const std::string other = getMetaDataValue(jobScope, key).getStrValue();
+    if (!other.empty())
+        throw std::runtime_error(path + ": is written by module \"" + other +
+                                 "\", too; write to another file");
+    setMetaDataValue(jobScope, key, getModuleName());
+}
+
+// ---- The file header ----
+
+std::vector<std::string> linesOf(const std::string& text)
+{
+    std::vector<std::string> lines;
+    for (std::size_t start = 0; start < text.size();) {
+        const std::size_t end = std::min(text.find('\n', start), text.size());
+        lines.push_back(text.substr(start, end - start));
+        start = end + 1;
+    }
+    return lines;
+}
+
+std::string upstream(const char* key)
+{
+    return getMetaDataValue(moduleScope, key).getStrValue();
+}
+
+// The values of the modules' `history$` in the order of the processing, a line each. Reading the
+// key itself would give them from the last to the first with nothing between.
+std::vector<std::string> processingHistory()
+{
+    const std::string wanted = "history$";
+    char* block = nullptr;
+    const int size = packMetaDataValues(&block);
+    const std::unique_ptr<char, decltype(&std::free)> owner(block, &std::free);
+    if (block == nullptr)
+        return {};
+    const std::string packed(block, static_cast<std::size_t>(size));
+    for (std::size_t at = 0; at < packed.size();) {
+        const std::string key = packed.c_str() + at;
+        at += key.size() + 1;
+        if (at >= packed.size())
+            break;
+        const std::string value = packed.c_str() + at;
+        at += value.size() + 1;
+        if (key != wanted)
+            continue;
+        std::vector<std::string> lines = linesOf(value);
+        std::erase(lines, std::string());
+        return lines;
+    }
+    return {};
+}
+
+// Whether traces have been reordered or combined, after which the input's sorting code, fold and
+// traces per ensemble are not true any more.
+bool isRearranged(const std::vector<std::string>& history)
+{
+    return std::any_of(history.begin(), history.end(), [](const std::string& line) {
+        const std::string step = line.substr(0, line.find(' '));
+        return step == "sort" || step == "stack";
+    });
+}
+
+std::vector<std::pair<std::string, int32_t>> binaryWords(bool rearranged)
+{
+    constexpr const char* ofTheOrder[] = {"tsort", "fold", "ntrpr", "nart"};
+    std::vector<std::pair<std::string, int32_t>> words;
+    for (const std::string& line : linesOf(upstream("segy.binary"))) {
+        const std::size_t equals = line.find('=');
+        if (equals == std::string::npos)
+            continue;
+        const std::string key = line.substr(0, equals);
+        if (rearranged && std::count(std::begin(ofTheOrder), std::end(ofTheOrder), key) > 0)
+            continue;
+        words.emplace_back(key, string2int(line.substr(equals + 1)));
+    }
+    return words;
+}
+
+SegyDescription describe(const Settings& settings, void* in)
+{
+    const std::vector<std::string> history = processingHistory();
+    std::size_t leftOut = 0;
+    SegyDescription description;
+    description.samples = getTraceLength(in);
+    description.interval = getTraceSampleInterval(in);
+    description.format = settings.format;
+    description.revision = settings.revision;
+    description.cards =
+        VORN::composeCards(linesOf(upstream("segy.text")), history, settings.revision, &leftOut);
+    description.extendedCards = linesOf(upstream("segy.text.ext"));
+    description.binaryWords = binaryWords(isRearranged(history));
+    if (leftOut > 0)
+        send(warning, settings.file + ": the text header has no free card for the first " +
+                          std::to_string(leftOut) + " of its " + std::to_string(history.size()) +
+                          " lines on the processing");
+    if (settings.revision == 0 && !description.extendedCards.empty())
+        send(warning, settings.file + ": the extended text headers of the input are left out; " +
+                          "revision 0 has none");
+    return description;
+}
+
+// ---- Trace by trace ----
+
+void begin(State& state, void* in)
+{
+    state.description = describe(state.settings, in);
+    state.writer = std::make_unique<SegyWriter>(state.file, state.description);
+}
+
+// A number of any kind, rounded; what 32 bits cannot hold is the nearest that they can.
+int64_t wholeNumber(const UniVar& value)
+{
+    const bool isFloat = value.getType() == float32Type || value.getType() == float64Type;
+    return isFloat ? UniVar(std::round(value.getF64Value())).getI64Value() : value.getI64Value();
+}
+
+void setWord(State& state, Word& word, unsigned char* header, int64_t value)
+{
+    constexpr int64_t lowest = std::numeric_limits<int32_t>::min();
+    constexpr int64_t highest = std::numeric_limits<int32_t>::max();
+    const auto nearest = static_cast<int32_t>(std::clamp(value, lowest, highest));
+    const bool fits = VORN::writeWord(header, *word.place, bigEndian, nearest) && nearest == value;
+    if (fits || word.clampSaid)
+        return;
+    word.clampSaid = true;
+    send(warning, state.settings.file + ": " + word.place->key + " of trace " +
+                      std::to_string(state.writer->traces() + 1) + " is " + std::to_string(value) +
+                      ", more than " + std::to_string(8 * word.place->bytes) +
+                      " bits hold; it is written as " +
+                      std::to_string(VORN::readWord(header, *word.place, bigEndian)) +
+                      ", and others likewise");
+}
+
+// What a trace header needs and the input does not know.
+int32_t substitute(const std::string& key, int64_t traceNumber)
+{
+    if (key == "tracl" || key == "tracr")
+        return static_cast<int32_t>(traceNumber);
+    return key == "trid" ? 1 : 0;
+}
+
+void fillHeader(State& state, void* in, unsigned char* header)
+{
+    for (Word& word : state.words) {
+        word.present = word.present || isTraceAttributeExist(in, word.place->key) != 0;
+        setWord(state, word, header,
+                word.present ? wholeNumber(getTraceAttribute(in, word.place->key, 0))
+                             : substitute(word.place->key, state.writer->traces() + 1));
+    }
+}
+
+void writeTrace(State& state, void* in)
+{
+    if (state.writer == nullptr)
+        begin(state, in);
+    if (getTraceLength(in) != state.description.samples)
+        throw std::runtime_error(state.settings.file + ": trace " +
+                                 std::to_string(state.writer->traces() + 1) + " has " +
+                                 std::to_string(getTraceLength(in)) + " samples, those before " +
+                                 std::to_string(state.description.samples) +
+                                 "; all traces of the file must have one length");
+    const float* samples = getTraceSamples(in, 0);
+    if (samples == nullptr)
+        throw std::runtime_error(state.settings.file + ": trace " +
+                                 std::to_string(state.writer->traces() + 1) +
+                                 " has no samples; there was no memory for it");
+    std::array<unsigned char, VORN::segyTraceHeaderBytes> header;
+    fillHeader(state, in, header.data());
+    state.writer->write(header.data(), samples);
+    if (state.firstLost == 0 && state.writer->lostSamples() > 0)
+        state.firstLost = state.writer->traces();
+}
+
+// ---- After the last trace ----
+
+void publish(State& state)
+{
+    refuseInputs(state.settings.file);
+    state.file.commit();
+    if (state.writer->lostSamples() > 0)
+        send(warning, state.settings.file + ": " + std::to_string(state.writer->lostSamples()) +
+                          " samples, the first in trace " + std::to_string(state.firstLost) +
+                          ", are infinite (written as the largest IBM float) or no numbers "
+                          "(written as 0)");
+    send(information, state.settings.file + ": " + std::to_string(state.writer->traces()) +
+                          " traces of " + std::to_string(state.description.samples) +
+                          " samples written, " + std::to_string(state.file.size()) + " bytes, " +
+                          VORN::sampleFormatName(state.settings.format) + ", revision " +
+                          std::to_string(state.settings.revision));
+}
+
+void finish(State& state)
+{
+    const std::string failure = getMetaDataValue(jobScope, "vorn.failed").getStrValue();
+    if (!failure.empty())
+        send(error,
+             state.settings.file + ": is not written, since the job failed (" + failure + ")");
+    else if (state.writer == nullptr)
+        send(error, state.settings.file + ": is not written, since no trace came");
+    else
+        publish(state);
+}
+
+void prepare()
+{
+    Settings settings = readSettings();
+    if (getInputTraceBuffer(0) == nullptr)
+        throw std::runtime_error("the module has no input; connect one");
+    refuseInputs(settings.file);
+    refuseSecondWriter(settings.file);
+    keepState(new State(std::move(settings)));
+}
+
+// Runs `action`; what it throws becomes the module's end.
+template <typename Action>
+int guarded(Action action)
+{
+    try {
+        action();
+    } catch (const std::exception& failure) {
+        fail(failure.what());
+    }
+    return 0;
+}
+
+} // namespace
+
+extern "C" int preprocess_()
+{
+    return guarded(prepare);
+}
+
+extern "C" int process_()
+{
+    return guarded([] {
+        if (State* state = keptState())
+            writeTrace(*state, getInputTraceBuffer(0));
+    });
+}
+
+extern "C" int postprocess_()
+{
+    guarded([] {
+        if (State* state = keptState())
+            finish(*state);
+    });
+    delete keptState();
+    keepState(nullptr);
+    return 0;
+}

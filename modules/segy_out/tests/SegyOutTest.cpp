@@ -1,0 +1,685 @@
+// Runs segy_out in jobs of its own, mostly behind segy_in, and looks at the files that it leaves.
+#include <KernelFixture.h>
+#include <ModuleHarness.h>
+#include <ProbeModule.h>
+#include <SegyBytes.h>
+#include <TraceVerbs.h>
+
+#include "DataChannel.h"
+#include "MOXKernel.h"
+#include "ModuleEntity.h"
+#include "headerwords.h"
+#include "segyreader.h"
+#include "textheader.h"
+
+#ifdef VORN_TEST_SEGYIO
+#include <segyio/segy.h>
+#endif
+
+#include <cmath>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <limits>
+#include <random>
+#include <sys/stat.h>
+#include <unistd.h>
+
+using ::testing::Contains;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::SizeIs;
+
+namespace {
+
+using Parameters = std::map<std::string, UniVar>;
+
+// A module between the two that passes traces on; what a test adds runs before the first of them.
+class Filter
+{
+public:
+    explicit Filter(std::function<void()> first) : once(std::move(first)) {}
+
+    void addTo(ModuleHarness& harness)
+    {
+        functions = {&prepare, &pass, &finish, this};
+        harness.add("filter", "libprobe.so").resources["probe"] =
+            UniVar(static_cast<void*>(&functions));
+    }
+    std::function<void()> last = [] {}; // in post-processing
+
+private:
+    static void prepare(void* self)
+    {
+        void* in = getInputTraceBuffer(0);
+        bldOutputTraceBuffer(0, getTraceLength(in), getTraceSampleInterval(in), in);
+        static_cast<Filter*>(self)->once();
+    }
+    static void pass(void*)
+    {
+        copyTraceToTrace(getInputTraceBuffer(0), getOutputTraceBuffer(0), 1, 1, 0, 0);
+    }
+    static void finish(void* self) { static_cast<Filter*>(self)->last(); }
+
+    std::function<void()> once;
+    probe_functions functions;
+};
+
+class SegyOutTest : public KernelFixture
+{
+protected:
+    SegyOutTest() { renew(); }
+
+    // A harness without modules, with all header words in its schema.
+    void renew()
+    {
+        harness = ModuleHarness();
+        harness.withSink = false;
+        for (const VORN::HeaderWord& word : VORN::traceHeaderWords())
+            harness.define(word.key, 2);
+    }
+    void addReader(const std::string& path)
+    {
+        harness.withSource = false;
+        harness.add("in", "libsegy_in.so").parameters["file"] = UniVar(path);
+    }
+    HarnessResult runWriter(Parameters parameters = {})
+    {
+        parameters.emplace("file", UniVar(out));
+        harness.add("out", "libsegy_out.so").parameters = parameters;
+        return harness.run();
+    }
+    // Reads `path` and writes `out`.
+    HarnessResult copy(const std::string& path, Parameters parameters = {})
+    {
+        renew();
+        addReader(path);
+        return runWriter(std::move(parameters));
+    }
+    HarnessResult copy(const Bytes& bytes, Parameters parameters = {})
+    {
+        writeBytes(in, bytes);
+        return copy(in, std::move(parameters));
+    }
+    // The cards of `out` that have text behind their number.
+    std::vector<std::string> cards()
+    {
+        std::vector<std::string> filled;
+        for (const std::string& card : VORN::textCards(VORN::SegyReader(out).text())) {
+            if (card.size() > 4)
+                filled.push_back(card);
+        }
+        return filled;
+    }
+
+    // The three phases. What is left in work buffers would stay behind the job.
+    void runJob()
+    {
+        job().preProcessJob();
+        job().processJob();
+        for (const ModuleEntity* module : job().jobModules) {
+            for (SeisTraceSet* set : module->workTraceSets) {
+                while (set->getNumberOfTraces() > 0)
+                    set->removeTrace(0);
+            }
+        }
+        job().postProcessJob();
+    }
+
+    ModuleHarness harness;
+    TemporaryDirectory directory;
+    const std::string in = directory / "in.sgy";
+    const std::string out = directory / "out.sgy";
+};
+
+// IBM traces of random normal samples; each byte of their headers is random but those of length and
+// interval.
+Bytes randomIbmFile(int traces, int samples)
+{
+    std::mt19937 dice(3);
+    SegyBytes file;
+    file.describe(samples, 4000, 1);
+    for (int i = 0; i < traces; ++i) {
+        const std::size_t start = file.addHeader(0, 0, samples, 4000);
+        for (std::size_t byte = 0; byte < 240; ++byte) {
+            if (byte < 114 || byte > 117)
+                file.traces[start + byte] = static_cast<unsigned char>(dice());
+        }
+        for (int k = 0; k < samples; ++k)
+            file.addSample((dice() % 2) << 31 | (34 + dice() % 62) << 24 |
+                           (0x100000u + dice() % 0xF00000u));
+    }
+    return file.bytes();
+}
+
+Bytes tracesOf(const Bytes& file, std::size_t fileHeader = 3600)
+{
+    return Bytes(file.begin() + static_cast<std::ptrdiff_t>(fileHeader), file.end());
+}
+
+} // namespace
+
+// ---- What is unchanged comes out unchanged ----
+
+TEST_F(SegyOutTest, IbmSamplesAndAllHeaderBytesComeOutBitForBit)
+{
+    const Bytes before = randomIbmFile(30, 50);
+    const HarnessResult result = copy(before);
+    ASSERT_THAT(result.messagesOf(4, ""), IsEmpty()) << result.allMessages();
+    EXPECT_TRUE(tracesOf(readBytes(out)) == tracesOf(before));
+    EXPECT_EQ(result.bytesLeft.at("out"), 0);
+}
+
+TEST_F(SegyOutTest, IeeeSamplesComeOutBitForBitWhenAskedFor)
+{
+    SegyBytes made;
+    made.describe(200, 4000, 5);
+    std::mt19937 dice(5);
+    for (int i = 0; i < 5; ++i) {
+        made.addHeader(i, i, 200, 4000);
+        for (int k = 0; k < 200; ++k)
+            made.addSample(dice()); // infinities and no numbers among them
+    }
+    copy(made.bytes(), {{"format", UniVar("ieee")}});
+    EXPECT_TRUE(tracesOf(readBytes(out)) == made.traces);
+}
+
+TEST_F(SegyOutTest, TheRealIbmFilesComeOutBitForBit)
+{
+    for (const char* name :
+         {"npra_31_81_stack.sgy", "viking_shots.segy", "lithoprobe_44_trace.sgy"}) {
+        const std::string path = sampleFile(name);
+        if (path.empty())
+            GTEST_SKIP() << "there are no sample files; VORN_TEST_DATA names their folder";
+        copy(path);
+        const Bytes before = tracesOf(readBytes(path));
+        const Bytes after = tracesOf(readBytes(out));
+        ASSERT_EQ(after.size(), before.size()) << name;
+        const std::size_t traceBytes =
+            240 + 4 * static_cast<std::size_t>(VORN::SegyReader(path).layout().samples);
+        for (std::size_t i = 0; i < before.size(); ++i) {
+            // The headers of the second file state a wrong number of samples.
+            const std::size_t byte = i % traceBytes;
+            if (byte < 114 || byte > 117) {
+                ASSERT_EQ(after[i], before[i]) << name << ", byte " << 3600 + i;
+            }
+        }
+        EXPECT_THAT(VORN::SegyReader(out).warnings(), IsEmpty()) << name;
+    }
+}
+
+TEST_F(SegyOutTest, TextAndBinaryHeaderAreKept)
+{
+    SegyBytes made = ieeeFile(2, 3);
+    made.setBinary(3205, 4, 31); // line
+    made.setBinary(3213, 2, 24); // traces per ensemble
+    made.setBinary(3229, 2, 2);  // sorted by CDP
+    made.setBinary(3255, 2, 2);  // feet
+    copy(made.bytes());
+    VORN::SegyReader reader(out);
+    EXPECT_THAT(cards(), ElementsAre("C 1 A SEG-Y FILE MADE BY HAND", "C39 SEG Y REV1",
+                                     "C40 END TEXTUAL HEADER"));
+    EXPECT_EQ(reader.binaryWord("lino"), 31);
+    EXPECT_EQ(reader.binaryWord("ntrpr"), 24);
+    EXPECT_EQ(reader.binaryWord("tsort"), 2);
+    EXPECT_EQ(reader.binaryWord("mfeet"), 2);
+    EXPECT_EQ(reader.binaryWord("hns"), 3);
+    EXPECT_EQ(reader.binaryWord("hdt"), 4000);
+    EXPECT_EQ(reader.binaryWord("format"), 1);
+    EXPECT_EQ(reader.binaryWord("fixed"), 1);
+    EXPECT_EQ(reader.layout().revision, 1);
+}
+
+TEST_F(SegyOutTest, BlankCardsKeepTheirPlace)
+{
+    SegyBytes made = ieeeFile(2, 3);
+    made.setText(std::string(80, ' ') + "SECOND CARD");
+    copy(made.bytes());
+    EXPECT_EQ(VORN::textCards(VORN::SegyReader(out).text())[1], "SECOND CARD");
+}
+
+TEST_F(SegyOutTest, ExtendedTextHeadersAreKeptInRevision1AndReportedInRevision0)
+{
+    SegyBytes made = ieeeFile(2, 3);
+    made.setBinary(3501, 2, 256);
+    made.setBinary(3505, 2, 2);
+    made.extended = Bytes(6400, ' ');
+    const std::string card = "((SEG: EndText))";
+    std::copy(card.begin(), card.end(), made.extended.begin() + 3200);
+    copy(made.bytes());
+    VORN::SegyReader reader(out);
+    ASSERT_THAT(reader.extendedTexts(), SizeIs(2));
+    EXPECT_EQ(VORN::textCards(reader.extendedTexts()[1])[0], card);
+
+    const HarnessResult result = copy(made.bytes(), {{"revision", UniVar(0)}});
+    EXPECT_THAT(VORN::SegyReader(out).extendedTexts(), IsEmpty());
+    EXPECT_THAT(result.messagesOf(2, "out"), ElementsAre(HasSubstr("extended text headers")));
+}
+
+TEST_F(SegyOutTest, Revision0IsWritten)
+{
+    copy(ieeeFile(2, 3).bytes(), {{"revision", UniVar(0)}});
+    const Bytes bytes = readBytes(out);
+    for (std::size_t i = 3500; i < 3506; ++i)
+        EXPECT_EQ(bytes[i], 0) << i;
+    EXPECT_THAT(cards(), ElementsAre("C 1 A SEG-Y FILE MADE BY HAND"));
+}
+
+#ifdef VORN_TEST_SEGYIO
+namespace {
+
+// A file as segyio reads it.
+struct Independent
+{
+    explicit Independent(const std::string& path, int order = 0)
+    {
+        segy_file* file = segy_open(path.c_str(), "rb");
+        if (file == nullptr)
+            throw std::runtime_error("segyio cannot open " + path);
+        char binary[SEGY_BINARY_HEADER_SIZE];
+        if (order != 0)
+            segy_set_format(file, order);
+        segy_binheader(file, binary);
+        const int format = segy_format(binary);
+        segy_set_format(file, format | order);
+        samples = segy_samples(binary);
+        const int bytes = segy_trsize(format, samples);
+        const long start = segy_trace0(binary);
+        int traces = 0;
+        if (segy_traces(file, &traces, start, bytes) != 0)
+            throw std::runtime_error("segyio cannot count the traces of " + path);
+        for (int i = 0; i < traces; ++i) {
+            headers.emplace_back(SEGY_TRACE_HEADER_SIZE);
+            segy_traceheader(file, i, headers.back().data(), start, bytes);
+            std::vector<char> raw(static_cast<std::size_t>(4 * samples));
+            segy_readtrace(file, i, raw.data(), start, bytes);
+            segy_to_native(format, samples, raw.data());
+            values.emplace_back();
+            for (int k = 0; k < samples; ++k)
+                values.back().push_back(number(raw.data(), format, k));
+        }
+        segy_close(file);
+    }
+
+    static double number(const char* raw, int format, int k)
+    {
+        if (format == SEGY_SIGNED_SHORT_2_BYTE) {
+            int16_t value;
+            std::memcpy(&value, raw + 2 * k, sizeof value);
+            return value;
+        }
+        if (format == SEGY_SIGNED_INTEGER_4_BYTE) {
+            int32_t value;
+            std::memcpy(&value, raw + 4 * k, sizeof value);
+            return value;
+        }
+        float value;
+        std::memcpy(&value, raw + 4 * k, sizeof value);
+        return value;
+    }
+
+    int samples;
+    std::vector<std::vector<char>> headers;
+    std::vector<std::vector<double>> values;
+};
+
+} // namespace
+
+// What segyio reads of the input it reads of the output: samples and header words.
+TEST_F(SegyOutTest, SegyioReadsTheSameOfInputAndOutput)
+{
+    struct Row
+    {
+        const char* name;
+        const char* format;
+        int order;
+    };
+    const Row rows[] = {
+        {"npra_31_81_stack.sgy", "ibm", 0},      {"viking_shots.segy", "ibm", 0},
+        {"oz16_shot_ieee.sgy", "ieee", 0},       {"f3_crop_int16.sgy", "ibm", 0},
+        {"f3_crop_int16.sgy", "ieee", 0},        {"f3_crop_int16_le.sgy", "ieee", SEGY_LSB},
+        {"f3_crop_ieee.sgy", "ibm", 0},          {"lithoprobe_44_trace.sgy", "ibm", 0},
+        {"geometrics_int32_trace.sgy", "ibm", 0}};
+    for (const Row& row : rows) {
+        const std::string path = sampleFile(row.name);
+        if (path.empty())
+            GTEST_SKIP() << "there are no sample files; VORN_TEST_DATA names their folder";
+        copy(path, {{"format", UniVar(row.format)}});
+        const Independent before(path, row.order);
+        const Independent after(out);
+        ASSERT_EQ(after.samples, before.samples) << row.name;
+        ASSERT_EQ(after.headers.size(), before.headers.size()) << row.name;
+        for (std::size_t i = 0; i < before.headers.size(); ++i) {
+            ASSERT_EQ(after.values[i], before.values[i]) << row.name << ", trace " << i;
+            for (const VORN::HeaderWord& word : VORN::traceHeaderWords()) {
+                int32_t expected = 0;
+                int32_t found = 0;
+                if (segy_get_field(before.headers[i].data(), word.byte, &expected) != 0)
+                    continue; // segyio does not know that word
+                segy_get_field(after.headers[i].data(), word.byte, &found);
+                if (std::string(word.key) == "ns")
+                    expected = before.samples;
+                ASSERT_EQ(found, expected) << row.name << ", " << word.key << " of trace " << i;
+            }
+        }
+    }
+}
+#else
+TEST_F(SegyOutTest, SegyioReadsTheSameOfInputAndOutput)
+{
+    GTEST_SKIP() << "segyio is not installed (libsegyio-dev)";
+}
+#endif
+
+// ---- The processing ----
+
+TEST_F(SegyOutTest, TheHistoryTakesTheLastFreeCardsInTheOrderOfTheProcessing)
+{
+    writeBytes(in, ieeeFile(2, 3).bytes());
+    addReader(in);
+    Filter first([] { setMetaDataValue(1, "history$", "bandpass low=8 Hz high=60 Hz"); });
+    Filter second([] { setMetaDataValue(1, "history$", "agc window=0.5 s\ngain factor=2"); });
+    first.addTo(harness);
+    second.addTo(harness);
+    runWriter();
+    EXPECT_THAT(cards(),
+                ElementsAre("C 1 A SEG-Y FILE MADE BY HAND", "C36 bandpass low=8 Hz high=60 Hz",
+                            "C37 agc window=0.5 s", "C38 gain factor=2", "C39 SEG Y REV1",
+                            "C40 END TEXTUAL HEADER"));
+}
+
+TEST_F(SegyOutTest, HistoryWithoutRoomIsReported)
+{
+    SegyBytes made = ieeeFile(2, 3);
+    made.setText(std::string(37 * 80, 'X'));
+    writeBytes(in, made.bytes());
+    addReader(in);
+    Filter filter([] { setMetaDataValue(1, "history$", "first\nsecond\nthird"); });
+    filter.addTo(harness);
+    const HarnessResult result = runWriter();
+    EXPECT_THAT(cards(), Contains("C38 third"));
+    EXPECT_THAT(result.messagesOf(2, "out"),
+                ElementsAre(out + ": the text header has no free card for the first 2 of its 3 "
+                                  "lines on the processing"));
+}
+
+TEST_F(SegyOutTest, WhatSortingAndStackingMakeUntrueIsNotKept)
+{
+    SegyBytes made = ieeeFile(2, 3);
+    made.setBinary(3205, 4, 31);
+    made.setBinary(3213, 2, 24);
+    made.setBinary(3227, 2, 12);
+    made.setBinary(3229, 2, 2);
+    writeBytes(in, made.bytes());
+    for (const char* step : {"sort key=cdp", "stack"}) {
+        renew();
+        addReader(in);
+        Filter filter([=] { setMetaDataValue(1, "history$", step); });
+        filter.addTo(harness);
+        runWriter();
+        VORN::SegyReader reader(out);
+        EXPECT_EQ(reader.binaryWord("lino"), 31) << step;
+        for (const char* word : {"ntrpr", "nart", "fold", "tsort"})
+            EXPECT_EQ(reader.binaryWord(word), 0) << step << " " << word;
+    }
+}
+
+// ---- Headers from attributes ----
+
+TEST_F(SegyOutTest, LengthAndIntervalAreThoseOfTheTraces)
+{
+    harness.sampleInterval = 500;
+    harness.push({1, 2, 3, 4, 5}, {{"ns", UniVar(99)}, {"dt", UniVar(7)}, {"fldr", UniVar(12)}});
+    runWriter();
+    VORN::SegyReader reader(out);
+    EXPECT_THAT(reader.warnings(), IsEmpty());
+    EXPECT_EQ(reader.layout().samples, 5);
+    EXPECT_EQ(reader.layout().interval, 500);
+    EXPECT_EQ(reader.word(reader.header(0), *VORN::findTraceHeaderWord("fldr")), 12);
+}
+
+TEST_F(SegyOutTest, TracesWithoutHeadersAreNumbered)
+{
+    for (int i = 0; i < 3; ++i)
+        harness.push({1, 2});
+    runWriter();
+    VORN::SegyReader reader(out);
+    ASSERT_EQ(reader.layout().traces, 3);
+    for (int i = 0; i < 3; ++i) {
+        const unsigned char* header = reader.header(i);
+        EXPECT_EQ(reader.word(header, *VORN::findTraceHeaderWord("tracl")), i + 1);
+        EXPECT_EQ(reader.word(header, *VORN::findTraceHeaderWord("tracr")), i + 1);
+        EXPECT_EQ(reader.word(header, *VORN::findTraceHeaderWord("trid")), 1);
+    }
+    EXPECT_THAT(cards(), ElementsAre("C39 SEG Y REV1", "C40 END TEXTUAL HEADER"));
+}
+
+TEST_F(SegyOutTest, ValuesThatDoNotFitAreWrittenAsTheNearestAndReportedOnce)
+{
+    harness.define("fldr", 3);
+    for (const int scalar : {1, 40000, -50000, 60000})
+        harness.push({1, 2}, {{"scalco", UniVar(scalar)}});
+    harness.push({1, 2}, {{"scalco", UniVar(1)}, {"fldr", UniVar(int64_t(5000000000))}});
+    const HarnessResult result = runWriter();
+    VORN::SegyReader reader(out);
+    const VORN::HeaderWord& scalco = *VORN::findTraceHeaderWord("scalco");
+    EXPECT_EQ(reader.word(reader.header(1), scalco), 32767);
+    EXPECT_EQ(reader.word(reader.header(2), scalco), -32768);
+    EXPECT_EQ(reader.word(reader.header(4), *VORN::findTraceHeaderWord("fldr")), 2147483647);
+    EXPECT_THAT(result.messagesOf(2, "out"),
+                ElementsAre(out + ": scalco of trace 2 is 40000, more than 16 bits hold; it is "
+                                  "written as 32767, and others likewise",
+                            out + ": fldr of trace 5 is 5000000000, more than 32 bits hold; it is "
+                                  "written as 2147483647, and others likewise"));
+}
+
+TEST_F(SegyOutTest, AttributesWithFractionsAreRounded)
+{
+    harness.define("offset", 4);
+    harness.define("gx", 5);
+    harness.push({1, 2}, {{"offset", UniVar(99.9f)}, {"gx", UniVar(-1234567.8)}});
+    runWriter();
+    VORN::SegyReader reader(out);
+    EXPECT_EQ(reader.word(reader.header(0), *VORN::findTraceHeaderWord("offset")), 100);
+    EXPECT_EQ(reader.word(reader.header(0), *VORN::findTraceHeaderWord("gx")), -1234568);
+}
+
+TEST_F(SegyOutTest, SamplesThatAreNoNumbersAreCounted)
+{
+    const float nan = std::numeric_limits<float>::quiet_NaN();
+    harness.push({1, 2});
+    harness.push({nan, std::numeric_limits<float>::infinity()});
+    const HarnessResult result = runWriter();
+    EXPECT_THAT(result.messagesOf(2, "out"),
+                ElementsAre(HasSubstr("2 samples, the first in trace 2, are infinite")));
+}
+
+// ---- The file appears whole or not at all ----
+
+TEST_F(SegyOutTest, SaysWhatItHasWritten)
+{
+    const HarnessResult result = copy(ieeeFile(3, 4).bytes());
+    EXPECT_THAT(result.messagesOf(1, "out"),
+                Contains(out + ": 3 traces of 4 samples written, 4368 bytes, 4-byte IBM float, "
+                               "revision 1"));
+    EXPECT_THAT(directory.names(), ElementsAre("in.sgy", "out.sgy"));
+    struct stat status;
+    ASSERT_EQ(stat(out.c_str(), &status), 0);
+    const mode_t mask = umask(0);
+    umask(mask);
+    EXPECT_EQ(status.st_mode & 0777, 0666 & ~mask);
+}
+
+TEST_F(SegyOutTest, AnExistingFileIsReplacedUnlessThatIsForbidden)
+{
+    writeBytes(out, {'o', 'l', 'd'});
+    copy(ieeeFile(3, 4).bytes());
+    EXPECT_EQ(readBytes(out).size(), 4368u);
+
+    const HarnessResult result = copy(ieeeFile(1, 4).bytes(), {{"overwrite", UniVar(0)}});
+    EXPECT_THAT(result.messagesOf(4, "out"), ElementsAre(HasSubstr("out.sgy: is there already")));
+    EXPECT_EQ(readBytes(out).size(), 4368u);
+}
+
+TEST_F(SegyOutTest, AfterAFailureUpstreamNothingIsWritten)
+{
+    writeBytes(in, ieeeFile(3, 4).bytes());
+    writeBytes(out, {'o', 'l', 'd'});
+    addReader(in);
+    Filter filter([] {});
+    filter.last = [] { setMetaDataValue(0, "vorn.failed", "filter: it broke"); };
+    filter.addTo(harness);
+    const HarnessResult result = runWriter();
+    EXPECT_THAT(result.messagesOf(3, "out"),
+                ElementsAre(out + ": is not written, since the job failed (filter: it broke)"));
+    EXPECT_THAT(directory.names(), ElementsAre("in.sgy", "out.sgy"));
+    EXPECT_EQ(readBytes(out).size(), 3u);
+}
+
+TEST_F(SegyOutTest, AJobWithoutTracesWritesNoFileAndSaysSo)
+{
+    const HarnessResult result = copy(ieeeFile(0, 4).bytes());
+    EXPECT_THAT(result.messagesOf(3, "out"),
+                ElementsAre(out + ": is not written, since no trace came"));
+    EXPECT_THAT(directory.names(), ElementsAre("in.sgy"));
+}
+
+TEST_F(SegyOutTest, AFailedReaderLeavesNoFile)
+{
+    const HarnessResult result = copy(directory / "none.sgy");
+    EXPECT_THAT(result.messagesOf(3, "out"), ElementsAre(HasSubstr("since the job failed (in: ")));
+    EXPECT_THAT(directory.names(), IsEmpty());
+}
+
+TEST_F(SegyOutTest, AFullDiskEndsTheWritingWithOneLineAndNoFile)
+{
+    writeBytes(in, ieeeFile(2000, 500).bytes()); // 4.5 megabytes
+    writeBytes(out, {'o', 'l', 'd'});
+    for (const rlim_t room : {0, 3599, 1048576, 4479999}) {
+        renew();
+        addReader(in);
+        const FileSizeLimit limit(room);
+        const HarnessResult result = runWriter();
+        EXPECT_THAT(result.messagesOf(4, "out"),
+                    ElementsAre(HasSubstr(out + ": cannot be written beyond its first " +
+                                          std::to_string(room) + " bytes")))
+            << room;
+        EXPECT_THAT(result.jobMetadata.at("vorn.failed"), HasSubstr("out: ")) << room;
+        EXPECT_THAT(result.messagesOf(3, "out"), IsEmpty()) << "it is not said twice";
+        EXPECT_THAT(directory.names(), ElementsAre("in.sgy", "out.sgy")) << room;
+        EXPECT_EQ(readBytes(out).size(), 3u) << room;
+        EXPECT_EQ(result.bytesLeft.at("out"), 0) << room;
+    }
+}
+
+TEST_F(SegyOutTest, PagingOfTracesChangesNothing)
+{
+    const Bytes before = randomIbmFile(30, 50);
+    copy(before);
+    const Bytes whole = readBytes(out);
+    ScratchManager::MAX_TRACES_IN_SCRATCH_V = 1;
+    copy(before);
+    EXPECT_TRUE(readBytes(out) == whole);
+}
+
+// ---- Files that the job reads ----
+
+TEST_F(SegyOutTest, TheInputIsNeverReplacedUnderAnyOfItsNames)
+{
+    const Bytes before = ieeeFile(3, 4).bytes();
+    writeBytes(in, before);
+    const std::string soft = directory / "soft.sgy";
+    const std::string hard = directory / "hard.sgy";
+    ASSERT_EQ(symlink("in.sgy", soft.c_str()), 0);
+    ASSERT_EQ(link(in.c_str(), hard.c_str()), 0);
+    for (const std::string& name : {in, directory / "./in.sgy", soft, hard}) {
+        const HarnessResult result = copy(in, {{"file", UniVar(name)}});
+        EXPECT_THAT(result.messagesOf(4, "out"),
+                    ElementsAre(name + ": is read by this job and would be replaced; write to "
+                                       "another file"));
+        EXPECT_TRUE(readBytes(in) == before) << name;
+        EXPECT_THAT(directory.names(), ElementsAre("hard.sgy", "in.sgy", "soft.sgy"));
+    }
+}
+
+TEST_F(SegyOutTest, AnInputOfAnotherBranchIsNotReplacedEither)
+{
+    // The second branch begins after segy_out of the first one has made its preparations.
+    const Bytes other = ieeeFile(5, 2).bytes();
+    writeBytes(in, ieeeFile(3, 4).bytes());
+    writeBytes(out, other);
+    ModuleEntity* reader = job().initJobModule("in", "libsegy_in.so");
+    ModuleEntity* writer = job().initJobModule("out", "libsegy_out.so");
+    ModuleEntity* second = job().initJobModule("second", "libsegy_in.so");
+    ASSERT_TRUE(reader != nullptr && writer != nullptr && second != nullptr);
+    reader->setParameter("file", UniVar(in));
+    writer->setParameter("file", UniVar(out));
+    second->setParameter("file", UniVar(out));
+    auto* channel = new DataChannel;
+    reader->setOutputDataChannel(channel, 0);
+    writer->setInputDataChannel(channel, 0);
+    auto* branch = new DataChannel;
+    second->setOutputDataChannel(branch, 0);
+    ProbeModule sink("sink");
+    sink.entity->setInputDataChannel(branch, 0);
+    runJob();
+    EXPECT_THAT(host.textsOfType(4), ElementsAre(HasSubstr("out.sgy: is read by this job")));
+    EXPECT_TRUE(readBytes(out) == other);
+    EXPECT_THAT(directory.names(), ElementsAre("in.sgy", "out.sgy"));
+}
+
+TEST_F(SegyOutTest, TwoModulesDoNotWriteOneFile)
+{
+    writeBytes(in, ieeeFile(3, 4).bytes());
+    ModuleEntity* reader = job().initJobModule("in", "libsegy_in.so");
+    ASSERT_NE(reader, nullptr);
+    reader->setParameter("file", UniVar(in));
+    auto* channel = new DataChannel;
+    reader->setOutputDataChannel(channel, 0);
+    for (const char* name : {"first", "second"}) {
+        ModuleEntity* writer = job().initJobModule(name, "libsegy_out.so");
+        ASSERT_NE(writer, nullptr);
+        writer->setParameter(
+            "file", UniVar(directory / (name == std::string("first") ? "out.sgy" : "./out.sgy")));
+        writer->setInputDataChannel(channel, 0);
+    }
+    runJob();
+    EXPECT_THAT(host.textsOfType(4),
+                ElementsAre(HasSubstr("is written by module \"first\", too; write to another")));
+    EXPECT_THAT(directory.names(), ElementsAre("in.sgy"));
+}
+
+// ---- What ends the module ----
+
+TEST_F(SegyOutTest, BadParametersEndTheModuleWithOneLine)
+{
+    struct Row
+    {
+        Parameters parameters;
+        std::string says;
+    };
+    const std::string missing = directory / "none/out.sgy";
+    const std::vector<Row> rows = {
+        {{{"file", UniVar("")}}, "file is missing; give the path of the file to be written"},
+        {{{"file", UniVar(missing)}}, missing + ": cannot be written: no file can be created"},
+        {{{"file", UniVar("/dev/null")}}, "/dev/null: is there already and no regular file"},
+        {{{"format", UniVar("int16")}}, "format is \"int16\"; give ibm or ieee"},
+        {{{"revision", UniVar(2)}}, "revision is 2; give 0 or 1"},
+    };
+    for (const Row& row : rows) {
+        const HarnessResult result = copy(ieeeFile(3, 4).bytes(), row.parameters);
+        EXPECT_THAT(result.messagesOf(4, "out"), ElementsAre(HasSubstr(row.says)));
+        EXPECT_THAT(result.jobMetadata.at("vorn.failed"), HasSubstr("out: ")) << row.says;
+        EXPECT_THAT(directory.names(), ElementsAre("in.sgy")) << row.says;
+        EXPECT_EQ(result.bytesLeft.at("out"), 0) << row.says;
+    }
+}
+
+TEST_F(SegyOutTest, TracesTooLongForTheFormatAreRefused)
+{
+    harness.push(std::vector<float>(65536, 1.0f));
+    const HarnessResult result = runWriter();
+    EXPECT_THAT(result.messagesOf(4, "out"),
+                ElementsAre(HasSubstr("traces of 65536 samples cannot be written")));
+    EXPECT_THAT(directory.names(), IsEmpty());
+}

@@ -1,0 +1,193 @@
+// sort: hands on all traces of its input in the order of header words.
+//
+// Traces are collected in a work buffer, where the kernel pages out what exceeds the job's limit of
+// resident traces. After the last one they leave it one per call, in their new order: moved, not
+// copied, so that there is never more than one of each.
+#include "MOXKernel.h"
+#include "sort_order.h"
+
+#include <climits>
+#include <exception>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace {
+
+constexpr int fatal = 4;
+constexpr int endOfData = 3;
+constexpr int keepTrace = 1;
+constexpr int moduleScope = 1;
+constexpr int jobScope = 0;
+constexpr char stateName[] = "state";
+
+// Work buffers.
+constexpr int collection = 0;
+constexpr int header = 1; // of the trace that is on its way
+
+struct State
+{
+    std::vector<SortKey> keys;
+    std::vector<double> values; // of each collected trace in turn, as many as there are keys
+    int collected = 0;
+    bool isComplete = false;
+    std::vector<int> order;
+    std::size_t next = 0; // in `order`
+};
+
+State* keptState()
+{
+    return static_cast<State*>(getModuleResource(stateName).getPointerValue());
+}
+
+void keepState(State* state)
+{
+    setModuleResource(stateName, UniVar(static_cast<void*>(state)));
+}
+
+// Nothing is emitted any more, and no output of the job becomes a file.
+void fail(const std::string& what)
+{
+    sendMessage(fatal, what.c_str());
+    setMetaDataValue(jobScope, "vorn.failed", "sort: " + what);
+    delete keptState();
+    keepState(nullptr);
+}
+
+// ---- Before the first trace ----
+
+std::string history(const std::vector<SortKey>& keys)
+{
+    std::string text;
+    for (const SortKey& key : keys)
+        text += (text.empty() ? "" : ",") + std::string(key.descending ? "-" : "") + key.word;
+    return "sort keys=" + text;
+}
+
+void prepare()
+{
+    void* in = getInputTraceBuffer(0);
+    if (in == nullptr)
+        throw std::runtime_error("the module has no input; connect one");
+    // The modules before this one have described their outputs by now.
+    const int length = getTraceLength(in);
+    const int interval = getTraceSampleInterval(in);
+    if (bldOutputTraceBuffer(0, length, interval, in) == nullptr)
+        throw std::runtime_error("the module has no output; connect one");
+    bldWorkTraceBuffer(collection, length, interval, 0, in);
+    bldWorkTraceBuffer(header, 1, interval, 1, in);
+    // Be called also when the input has ended, to emit what was collected.
+    setModuleProcessingOption("RespectEOD", UniVar(1));
+
+    auto state = std::make_unique<State>();
+    state->keys = parseSortKeys(
+        isModuleParameterPresent("keys") != 0 ? getModuleParameter("keys").getStrValue() : "");
+    setMetaDataValue(moduleScope, "history$", history(state->keys));
+    keepState(state.release());
+}
+
+// ---- Trace by trace ----
+
+void collect(State& state, void* in)
+{
+    for (const SortKey& key : state.keys) {
+        if (isTraceAttributeExist(in, key.word.c_str()) == 0)
+            throw std::runtime_error("the traces have no header word \"" + key.word +
+                                     "\"; name others with keys");
+        state.values.push_back(getTraceAttribute(in, key.word.c_str(), 0).getF64Value());
+    }
+    if (state.collected == INT_MAX - 1)
+        throw std::runtime_error("there are more traces than can be numbered; sort parts of them");
+
+    void* work = getWorkTraceBuffer(collection);
+    copyTraceToTrace(in, work, 1, 1, 0, state.collected);
+    if (getTraceLength(work) > 0 && getTraceSamples(work, state.collected) == nullptr)
+        throw std::runtime_error("there is no memory for trace " +
+                                 std::to_string(state.collected + 1) +
+                                 "; give the job a lower limit of traces in memory");
+    ++state.collected;
+}
+
+void complete(State& state, void* out)
+{
+    state.order = sortedOrder(state.values, state.keys);
+    state.values = {};
+    state.isComplete = true;
+    informTotalTracesNumber(out, state.collected);
+}
+
+// A trace that is moved takes its header bytes along as they are. Attributes may have been defined
+// in another order here than in the output, so that the header is copied over once more by names.
+void emitNext(State& state, void* out)
+{
+    void* work = getWorkTraceBuffer(collection);
+    void* waiting = getWorkTraceBuffer(header);
+    const int from = state.order[state.next++];
+    const int to = getNumberOfTraces(out);
+    copyTraceToTrace(work, waiting, 1, 0, from, 0);
+    moveTraceToTrace(work, out, from, to);
+    copyTraceToTrace(waiting, out, 1, 0, 0, to);
+    setDataChannelFlag(out, state.next == state.order.size() ? endOfData : 0);
+}
+
+void process(State& state, void* in, void* out)
+{
+    const bool hasInput = getNumberOfTraces(in) > 0;
+    if (!state.isComplete) {
+        if (hasInput)
+            collect(state, in);
+        if (hasInput && getDataChannelFlag(in) != endOfData)
+            return;
+        complete(state, out);
+    }
+    if (state.next == state.order.size()) {
+        setDataChannelFlag(out, endOfData);
+        return;
+    }
+    emitNext(state, out);
+    // The last trace of the input stays until all have gone out: while it is there, the module is
+    // called.
+    if (hasInput && state.next < state.order.size())
+        setInputTraceBufferFlag(0, keepTrace);
+}
+
+// Runs `action`; what it throws becomes the module's end.
+template <typename Action>
+void guarded(Action action)
+{
+    try {
+        action();
+    } catch (const std::exception& error) {
+        fail(error.what());
+    }
+}
+
+} // namespace
+
+extern "C" int preprocess_()
+{
+    guarded(prepare);
+    return 0;
+}
+
+extern "C" int process_()
+{
+    void* in = getInputTraceBuffer(0);
+    void* out = getOutputTraceBuffer(0);
+    // Taking a trace from an empty channel would make one there, for other modules to find.
+    if (getNumberOfTraces(in) == 0)
+        setInputTraceBufferFlag(0, keepTrace);
+    if (State* state = keptState())
+        guarded([=] { process(*state, in, out); });
+    if (keptState() == nullptr)
+        setDataChannelFlag(out, endOfData);
+    return 0;
+}
+
+extern "C" int postprocess_()
+{
+    delete keptState();
+    keepState(nullptr);
+    return 0;
+}

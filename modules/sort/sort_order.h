@@ -1,0 +1,31 @@
+/// @file sort_order.h
+///
+/// In which order traces go out that are sorted by header words. Knows nothing of the kernel.
+#ifndef SORT_ORDER_H
+#define SORT_ORDER_H
+
+#include <string>
+#include <vector>
+
+/// A header word to sort by.
+struct SortKey
+{
+    std::string word;
+    bool descending = false;
+
+    bool operator==(const SortKey&) const = default;
+};
+
+/// The keys of a text with one on each line: a header word, with "-" before it for descending
+/// order. Blanks around them do not count. Throws std::invalid_argument, with a message for people,
+/// when there is none, or one without a word, or a word twice.
+std::vector<SortKey> parseSortKeys(const std::string& text);
+
+/// The numbers of the traces, from 0, in sorted order: by the first key, those that are equal there
+/// by the second, and so on. Traces that are equal in all keys keep their order. Values that are no
+/// numbers come last, in either direction.
+///
+/// @param values  of each trace in turn as many as there are keys; `keys` is not empty
+std::vector<int> sortedOrder(const std::vector<double>& values, const std::vector<SortKey>& keys);
+
+#endif

@@ -1,0 +1,248 @@
+#include "ModuleTest.h"
+
+#include <cmath>
+#include <limits>
+
+extern "C" {
+void stack_add(const float* samples, int count, double* sums, int* live);
+void stack_normalise(const double* sums, const int* live, int count, int traces, int normalisation,
+                     float* samples);
+}
+
+namespace {
+
+using testing::Each;
+using testing::ElementsAre;
+using testing::FloatEq;
+using testing::IsEmpty;
+using testing::SizeIs;
+
+enum Normalisation
+{
+    live = 1,
+    squareRoot = 2,
+    count = 3,
+    none = 4
+};
+
+// ---- Arithmetic ----
+
+std::vector<float> stacked(const std::vector<std::vector<float>>& traces, Normalisation by)
+{
+    const size_t samples = traces.at(0).size();
+    const int length = static_cast<int>(samples);
+    std::vector<double> sums(samples, 0.0);
+    std::vector<int> fold(samples, 0);
+    for (const std::vector<float>& trace : traces)
+        stack_add(trace.data(), length, sums.data(), fold.data());
+    std::vector<float> result(samples, -99.0f);
+    stack_normalise(sums.data(), fold.data(), length, static_cast<int>(traces.size()), by,
+                    result.data());
+    return result;
+}
+
+TEST(StackMathTest, SumsAreDividedAsAsked)
+{
+    const std::vector<std::vector<float>> traces = {
+        {0, 0, 6, 1}, {0, 5, -2, 2}, {0, 0, 5, 3}, {0, -3, 3, 6}};
+    EXPECT_THAT(stacked(traces, live), ElementsAre(0, 1, 3, 3));
+    EXPECT_THAT(stacked(traces, squareRoot), ElementsAre(0, FloatEq(2 / std::sqrt(2.0f)), 6, 6));
+    EXPECT_THAT(stacked(traces, count), ElementsAre(0, 0.5f, 3, 3));
+    EXPECT_THAT(stacked(traces, none), ElementsAre(0, 2, 12, 12));
+}
+
+TEST(StackMathTest, SmallSamplesSurviveLargeOnes)
+{
+    const std::vector<std::vector<float>> traces = {{1e9f}, {1}, {-1e9f}};
+    EXPECT_THAT(stacked(traces, none), ElementsAre(1));
+}
+
+TEST(StackMathTest, WhatIsNoFiniteNumberMakesTheStackSo)
+{
+    const float infinity = std::numeric_limits<float>::infinity();
+    const std::vector<float> result = stacked({{NAN, infinity, 1}, {1, 1, 1}}, live);
+    EXPECT_TRUE(std::isnan(result[0]));
+    EXPECT_EQ(result[1], infinity);
+    EXPECT_EQ(result[2], 1);
+}
+
+// ---- In a job ----
+
+class StackTest : public ModuleTest
+{
+protected:
+    StackTest() : ModuleTest("stack") {}
+
+    // A trace of two samples.
+    void push(float sample, int cdp, int tracl)
+    {
+        harness.push({sample, 0}, {{"cdp", UniVar(cdp)}, {"tracl", UniVar(tracl)}});
+    }
+
+    // Groups of 3, 1 and 2 traces.
+    void pushGroups()
+    {
+        int tracl = 0;
+        for (const int cdp : {10, 10, 10, 11, 13, 13}) {
+            ++tracl;
+            push(static_cast<float>(tracl * tracl), cdp, tracl);
+        }
+    }
+
+    std::vector<float> first()
+    {
+        std::vector<float> samples;
+        for (const HarnessTrace& trace : result.traces)
+            samples.push_back(trace.samples.at(0));
+        return samples;
+    }
+};
+
+TEST_F(StackTest, GroupsOfEqualCdpBecomeOneTraceEach)
+{
+    pushGroups();
+    add();
+
+    run();
+
+    EXPECT_THAT(first(), ElementsAre(FloatEq(14.0f / 3), 16, 30.5f));
+    EXPECT_THAT(all("cdp"), ElementsAre(10, 11, 13));
+    EXPECT_THAT(all("nhs"), ElementsAre(3, 1, 2));
+    EXPECT_EQ(history(), "stack key=cdp normalise=live");
+}
+
+TEST_F(StackTest, HeaderIsThatOfTheFirstTraceOfAGroup)
+{
+    pushGroups();
+    add();
+
+    run();
+
+    EXPECT_THAT(all("tracl"), ElementsAre(1, 4, 5));
+}
+
+TEST_F(StackTest, LastTraceCanBeAGroupOfItsOwn)
+{
+    push(1, 1, 1);
+    push(3, 1, 2);
+    push(7, 2, 3);
+    add();
+
+    run();
+
+    EXPECT_THAT(first(), ElementsAre(2, 7));
+    EXPECT_THAT(all("nhs"), ElementsAre(2, 1));
+}
+
+TEST_F(StackTest, SameValueFurtherOnIsAnotherGroup)
+{
+    push(1, 5, 1);
+    push(2, 6, 2);
+    push(3, 5, 3);
+    add();
+
+    run();
+
+    EXPECT_THAT(all("cdp"), ElementsAre(5, 6, 5));
+}
+
+TEST_F(StackTest, AnyHeaderWordAndNormalisationCanBeChosen)
+{
+    pushGroups();
+    add({{"key", UniVar("tracl")}, {"normalise", UniVar("none")}});
+    add({{"key", UniVar("cdp")}, {"normalise", UniVar("none")}});
+
+    run();
+
+    EXPECT_THAT(first(), ElementsAre(14, 16, 61));
+    EXPECT_EQ(history(), "stack key=cdp normalise=none");
+}
+
+TEST_F(StackTest, MutedSamplesDoNotCount)
+{
+    harness.push({4, 0, 0}, {{"cdp", UniVar(1)}});
+    harness.push({2, 6, 0}, {{"cdp", UniVar(1)}});
+    add();
+
+    run();
+
+    EXPECT_THAT(result.traces[0].samples, ElementsAre(3, 6, 0));
+}
+
+// The harness's source marks the end on its last trace, or later on its empty channel, whatever the
+// number of traces that it emits in a call.
+TEST_F(StackTest, LastGroupComesHoweverTheInputEnds)
+{
+    for (const int tracesPerCall : {1, 2, 3, 4, 6, 50}) {
+        SCOPED_TRACE(tracesPerCall);
+        restart();
+        harness.tracesPerCall = tracesPerCall;
+        pushGroups();
+        add();
+        add();
+
+        run();
+
+        EXPECT_THAT(all("cdp"), ElementsAre(10, 11, 13));
+    }
+}
+
+TEST_F(StackTest, LastGroupComesAfterAnEndWithoutAMark)
+{
+    pushGroups();
+    harness.add("before", "libunmarked_end.so");
+    add();
+
+    run();
+
+    EXPECT_THAT(all("cdp"), ElementsAre(10, 11, 13));
+}
+
+TEST_F(StackTest, LastGroupComesFromAProducerThatEmitsSeveralTracesAtATime)
+{
+    pushGroups();
+    harness.add("before", "libemit_twice.so");
+    add();
+
+    run();
+
+    EXPECT_THAT(all("nhs"), ElementsAre(6, 2, 4));
+}
+
+TEST_F(StackTest, NormalisationIsRefused)
+{
+    pushGroups();
+    add({{"normalise", UniVar("fold")}});
+
+    runInVain("normalise is \"fold\"; give live, sqrt, count or none");
+}
+
+TEST_F(StackTest, TracesNeedTheHeaderWord)
+{
+    pushGroups();
+    add({{"key", UniVar("cmp")}});
+
+    runInVain("the traces have no header word \"cmp\"; name one that they have with key");
+}
+
+TEST_F(StackTest, TracesWithoutSamplesAreCounted)
+{
+    harness.push({}, {{"cdp", UniVar(1)}});
+    harness.push({}, {{"cdp", UniVar(1)}});
+    add();
+
+    run();
+
+    EXPECT_THAT(all("nhs"), ElementsAre(2));
+}
+
+TEST_F(StackTest, EmptyInputIsNoError)
+{
+    add();
+
+    run();
+
+    EXPECT_THAT(result.traces, IsEmpty());
+}
+
+} // namespace

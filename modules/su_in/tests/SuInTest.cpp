@@ -1,0 +1,212 @@
+// Runs su_in in a job of its own and looks at the traces that come out of it.
+#include <KernelFixture.h>
+#include <ModuleHarness.h>
+#include <SegyBytes.h>
+
+#include "headerwords.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <random>
+
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::SizeIs;
+
+namespace {
+
+using Parameters = std::map<std::string, UniVar>;
+
+class SuInTest : public KernelFixture
+{
+protected:
+    SuInTest() { renew(); }
+
+    // A harness without modules that knows all words of Seismic Unix.
+    void renew()
+    {
+        harness = ModuleHarness();
+        harness.withSource = false;
+        for (const VORN::HeaderWord& word : VORN::suHeaderWords())
+            harness.define(word.key, word.isFloat ? 4 : 2);
+    }
+    HarnessResult read(const Bytes& bytes, Parameters parameters = {})
+    {
+        writeBytes(file, bytes);
+        parameters.emplace("file", UniVar(file));
+        harness.add("in", "libsu_in.so").parameters = std::move(parameters);
+        return harness.run();
+    }
+    static std::vector<int> values(const HarnessResult& result, const std::string& attribute)
+    {
+        std::vector<int> all;
+        for (const HarnessTrace& trace : result.traces)
+            all.push_back(trace.attributes.at(attribute).getI32Value());
+        return all;
+    }
+
+    ModuleHarness harness;
+    TemporaryDirectory directory;
+    const std::string file = directory / "line.su";
+};
+
+} // namespace
+
+TEST_F(SuInTest, FilesOfBothByteOrdersAreRead)
+{
+    for (const bool little : {true, false}) {
+        renew();
+        const HarnessResult result = read(ieeeFile(3, 4, little).traces);
+        ASSERT_THAT(result.traces, SizeIs(3)) << result.allMessages();
+        EXPECT_THAT(result.traces[0].samples, ElementsAre(100, 101, 102, 103));
+        EXPECT_THAT(result.traces[2].samples, ElementsAre(300, 301, 302, 303));
+        EXPECT_THAT(values(result, "fldr"), ElementsAre(1, 2, 3));
+        EXPECT_EQ(result.traces[1].flag, 0);
+        EXPECT_EQ(result.traces[2].flag, 3);
+        EXPECT_EQ(result.sampleInterval, 4000);
+        EXPECT_THAT(result.messagesOf(1, "in"),
+                    ElementsAre(file + ": 3 traces of 4 samples, interval 4 ms, Seismic Unix, " +
+                                (little ? "little" : "big") + " endian"));
+        EXPECT_THAT(result.messagesOf(2, "in"), IsEmpty());
+        EXPECT_EQ(result.bytesLeft.at("in"), 0);
+    }
+}
+
+TEST_F(SuInTest, EveryHeaderWordBecomesAnAttribute)
+{
+    std::mt19937 dice(1);
+    for (const bool little : {false, true}) {
+        SegyBytes made = ieeeFile(20, 2, little);
+        for (std::size_t trace = 0; trace < 20; ++trace) {
+            for (std::size_t byte = 0; byte < 240; ++byte) {
+                if (byte < 114 || byte > 117)
+                    made.traces[trace * 248 + byte] = static_cast<unsigned char>(dice());
+            }
+        }
+        renew();
+        const HarnessResult result = read(made.traces);
+        ASSERT_THAT(result.traces, SizeIs(20));
+        for (std::size_t trace = 0; trace < 20; ++trace) {
+            for (const VORN::HeaderWord& word : VORN::suHeaderWords()) {
+                const UniVar& value = result.traces[trace].attributes.at(word.key);
+                const int64_t bits =
+                    getInteger(made.traces, trace * 248 + static_cast<std::size_t>(word.byte) - 1,
+                               word.bytes, little);
+                if (word.isFloat)
+                    EXPECT_EQ(bitsOf(value.getF32Value()), static_cast<uint32_t>(bits)) << word.key;
+                else
+                    EXPECT_EQ(value.getI32Value(), bits) << word.key << " of trace " << trace;
+            }
+        }
+    }
+}
+
+TEST_F(SuInTest, WordsThatTheSchemaDoesNotKnowAreLeftOut)
+{
+    harness = ModuleHarness();
+    harness.withSource = false;
+    harness.define("fldr", 2);
+    harness.define("d1", 2); // a float word is no integer
+    const HarnessResult result = read(ieeeFile(2, 3, true).traces);
+    ASSERT_THAT(result.traces, SizeIs(2));
+    EXPECT_THAT(result.traces[0].attributes, SizeIs(1));
+}
+
+TEST_F(SuInTest, TracesAreSelectedByNumber)
+{
+    const HarnessResult result = read(ieeeFile(8, 3, true).traces, {{"traces", UniVar("2:8:3,3")}});
+    EXPECT_THAT(values(result, "fldr"), ElementsAre(2, 3, 5, 8));
+    EXPECT_EQ(result.traces.back().flag, 3);
+    EXPECT_THAT(result.messagesOf(1, "in"), ElementsAre(HasSubstr("; read are traces 2:8:3,3")));
+}
+
+TEST_F(SuInTest, LengthOrderAndIntervalCanBeStated)
+{
+    SegyBytes made = ieeeFile(3, 4, false);
+    for (const std::size_t start : {0, 256, 512})
+        made.setTrace(start, 115, 2, 11);
+    const HarnessResult result =
+        read(made.traces,
+             {{"samples", UniVar(4)}, {"endian", UniVar("big")}, {"interval", UniVar(0.002)}});
+    ASSERT_THAT(result.traces, SizeIs(3)) << result.allMessages();
+    EXPECT_THAT(result.traces[1].samples, ElementsAre(200, 201, 202, 203));
+    EXPECT_THAT(values(result, "ns"), ElementsAre(4, 4, 4));
+    EXPECT_THAT(values(result, "dt"), ElementsAre(2000, 2000, 2000));
+    EXPECT_EQ(result.sampleInterval, 2000);
+}
+
+TEST_F(SuInTest, ACutTraceIsReportedAndLeftOut)
+{
+    Bytes bytes = ieeeFile(3, 4, true).traces;
+    bytes.pop_back();
+    const HarnessResult result = read(bytes);
+    EXPECT_THAT(result.traces, SizeIs(2));
+    EXPECT_THAT(result.messagesOf(2, "in"),
+                ElementsAre(HasSubstr(file + ": the last trace is cut: 255 of its 256 bytes")));
+}
+
+TEST_F(SuInTest, NoIntervalIsReported)
+{
+    SegyBytes made;
+    made.little = true;
+    made.addIeeeTrace(1, 3, 1, 0);
+    const HarnessResult result = read(made.traces);
+    EXPECT_THAT(result.messagesOf(2, "in"),
+                ElementsAre(HasSubstr("no header states a sample interval; state `interval`")));
+}
+
+TEST_F(SuInTest, TheFileDescribesItselfInTheMetadata)
+{
+    const HarnessResult result = read(ieeeFile(2, 3, true).traces);
+    const auto& metadata = result.moduleMetadata.at("in");
+    EXPECT_EQ(metadata.at("segy.file"), file);
+    EXPECT_EQ(metadata.at("segy.format"), "su");
+    EXPECT_EQ(metadata.at("segy.samples"), "3");
+    EXPECT_EQ(metadata.at("segy.interval"), "4000");
+}
+
+TEST_F(SuInTest, PagingOfTracesChangesNothing)
+{
+    ScratchManager::MAX_TRACES_IN_SCRATCH_V = 1;
+    const HarnessResult result = read(ieeeFile(20, 300, true).traces);
+    ASSERT_THAT(result.traces, SizeIs(20));
+    for (std::size_t i = 0; i < 20; ++i) {
+        EXPECT_EQ(result.traces[i].attributes.at("fldr").getI32Value(), static_cast<int>(i) + 1);
+        EXPECT_EQ(result.traces[i].samples.back(), static_cast<float>(100 * (i + 1) + 299));
+    }
+}
+
+TEST_F(SuInTest, BadParametersAndFilesEndTheModuleWithOneLine)
+{
+    struct Row
+    {
+        Parameters parameters;
+        std::string says;
+    };
+    const std::string none = directory / "none.su";
+    const std::string segy = directory / "line.sgy";
+    const std::string empty = directory / "empty.su";
+    writeBytes(segy, ieeeFile(3, 4).bytes());
+    writeBytes(empty, {});
+    const std::vector<Row> rows = {
+        {{{"file", UniVar("")}}, "file is missing; give the path of a Seismic Unix file"},
+        {{{"file", UniVar(none)}}, none + ": cannot be opened: No such file or directory"},
+        {{{"file", UniVar(directory.path())}}, "is no file that can be read"},
+        {{{"file", UniVar(segy)}}, segy + ": is no Seismic Unix file"},
+        {{{"file", UniVar(empty)}}, empty + ": is no Seismic Unix file: it has 0 bytes"},
+        {{{"traces", UniVar("1:x")}}, "traces: \"x\" in \"1:x\" is no number"},
+        {{{"traces", UniVar("4:9")}}, file + ": none of its 3 traces is selected by traces 4:9"},
+        {{{"samples", UniVar(0)}}, "samples is 0; give the samples per trace, 1 or more"},
+        {{{"endian", UniVar("native")}}, "endian is \"native\"; give big or little"},
+        {{{"interval", UniVar(-1.0)}}, "interval is -1 s; give a time from 1 microsecond to"},
+    };
+    for (const Row& row : rows) {
+        renew();
+        const HarnessResult result = read(ieeeFile(3, 4, true).traces, row.parameters);
+        EXPECT_THAT(result.traces, IsEmpty()) << row.says;
+        EXPECT_THAT(result.messagesOf(4, "in"), ElementsAre(HasSubstr(row.says)));
+        EXPECT_THAT(result.jobMetadata.at("vorn.failed"), HasSubstr("su_in: ")) << row.says;
+        EXPECT_EQ(result.bytesLeft.at("in"), 0) << row.says;
+    }
+}

@@ -1,0 +1,67 @@
+/// @file Interrupt.h
+///
+/// Ends of a job that nobody planned: Ctrl-C, and modules that crash.
+#ifndef INTERRUPT_H
+#define INTERRUPT_H
+
+#include <functional>
+#include <string>
+#include <thread>
+
+namespace vorn {
+
+/// As long as it lives, SIGINT, SIGTERM and SIGHUP do not end the process at once: a thread of its
+/// own waits for them, calls `clean` with the signal's number, and ends the process with 128 and
+/// that number (130 for Ctrl-C), whatever the other threads are doing. A second signal ends it
+/// without further ado. Requires: made before other threads, which inherit that the signals are
+/// blocked.
+class InterruptWatch
+{
+public:
+    explicit InterruptWatch(std::function<void(int signal)> clean);
+    ~InterruptWatch();
+    InterruptWatch(const InterruptWatch&) = delete;
+    InterruptWatch& operator=(const InterruptWatch&) = delete;
+
+private:
+    void run();
+
+    std::function<void(int)> clean;
+    int signalDescriptor = -1; ///< on which the signals arrive
+    int endDescriptor = -1;    ///< on which the destructor says that it is over
+    std::thread thread;
+};
+
+/// As long as it lives, a signal that a crash raises (SIGSEGV, SIGABRT, …) first tells which module
+/// was running and removes the scratch directory. The process then dies of the signal, as without
+/// it.
+class CrashWatch
+{
+public:
+    explicit CrashWatch(const std::string& scratchDirectory);
+    ~CrashWatch();
+    CrashWatch(const CrashWatch&) = delete;
+    CrashWatch& operator=(const CrashWatch&) = delete;
+};
+
+/// A directory of the job's own for scratch files, removed with everything in it.
+class ScratchSpace
+{
+public:
+    /// Throws CommandError when it cannot be made in `parent`.
+    explicit ScratchSpace(const std::string& parent);
+    ~ScratchSpace();
+    ScratchSpace(const ScratchSpace&) = delete;
+    ScratchSpace& operator=(const ScratchSpace&) = delete;
+
+    const std::string& path() const { return directory; }
+    /// May be called by another thread while the job runs.
+    void remove() const;
+
+private:
+    std::string directory;
+};
+
+} // namespace vorn
+
+#endif

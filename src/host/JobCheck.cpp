@@ -1,0 +1,236 @@
+#include "JobCheck.h"
+
+#include "LibraryProbe.h"
+#include "TextTools.h"
+#include "headerwords.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <fmt/format.h>
+#include <map>
+#include <unistd.h>
+
+namespace vorn {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr int defaultScratchTraces = 10000; // the kernel's own
+
+// Libraries and manifests, each looked at once however many modules of the job use it.
+class ModuleFinder
+{
+public:
+    ModuleFinder(const ModuleCatalog& modules, Diagnostics& list)
+        : catalog(modules), diagnostics(list)
+    {
+    }
+
+    void find(const JobModule& job, ResolvedModule& module)
+    {
+        module.name = job.name;
+        module.module = job.module;
+        if (job.module.empty())
+            return; // an error already
+        const CatalogModule* found = catalog.find(job.module);
+        if (found == nullptr) {
+            complainAboutName(job);
+            return;
+        }
+        module.manifest = manifestOf(*found, job);
+        if (found->library.empty()) {
+            diagnostics.error(job.modulePlace,
+                              fmt::format("module {}: there is a manifest, {}, but no library lib{}"
+                                          ".so beside it",
+                                          quote(job.module), found->manifest, job.module));
+            return;
+        }
+        module.library = catalog.relativeLibrary(*found);
+        const std::string& problem = problemOf(*found);
+        if (!problem.empty())
+            diagnostics.error(job.modulePlace,
+                              fmt::format("module {}: its library {} {}", quote(job.module),
+                                          escaped(found->library), escaped(problem)));
+    }
+
+private:
+    void complainAboutName(const JobModule& job)
+    {
+        if (job.module.find('/') != std::string::npos) {
+            diagnostics.error(job.modulePlace,
+                              "module " + quote(job.module) +
+                                  " must be a plain name; modules of another directory are allowed "
+                                  "by --allow-modules-from DIR");
+            return;
+        }
+        diagnostics.error(job.modulePlace,
+                          fmt::format("there is no module {} in {}{}", quote(job.module),
+                                      escaped(catalog.libraryDirectory()),
+                                      suggestion(job.module, catalog.names(), "there are")));
+    }
+
+    ManifestPointer manifestOf(const CatalogModule& found, const JobModule& job)
+    {
+        if (found.manifest.empty()) {
+            diagnostics.warning(job.modulePlace,
+                                fmt::format("module {} has no manifest; its parameters are passed "
+                                            "unchecked",
+                                            quote(job.module)));
+            return nullptr;
+        }
+        const auto known = manifests.find(found.name);
+        if (known != manifests.end())
+            return known->second;
+        return manifests[found.name] = readManifest(found.manifest, found.name, diagnostics);
+    }
+
+    const std::string& problemOf(const CatalogModule& found)
+    {
+        const auto known = problems.find(found.name);
+        if (known != problems.end())
+            return known->second;
+        return problems[found.name] = probeLibrary(found.library);
+    }
+
+    const ModuleCatalog& catalog;
+    Diagnostics& diagnostics;
+    std::map<std::string, ManifestPointer> manifests;
+    std::map<std::string, std::string> problems;
+};
+
+void checkDirectory(const std::string& path, const Place& place, const std::string& what,
+                    bool written, Diagnostics& diagnostics)
+{
+    if (!fs::is_directory(path))
+        diagnostics.error(place, fmt::format("the {} {} is no directory", what, quote(path)));
+    else if (written && access(path.c_str(), W_OK | X_OK) != 0)
+        diagnostics.error(place, fmt::format("the {} {} cannot be written to", what, quote(path)));
+}
+
+std::string environment(const char* name)
+{
+    const char* value = std::getenv(name);
+    return value != nullptr ? value : "";
+}
+
+void resolveScratch(const JobFile& job, ResolvedJob& resolved, Diagnostics& diagnostics)
+{
+    resolved.scratchDirectory = job.scratchDirectory.value_or(environment("VORN_SCRATCH"));
+    if (resolved.scratchDirectory.empty())
+        resolved.scratchDirectory = fs::temp_directory_path().string();
+    const Place fromOutside{job.path, 0, 0};
+    checkDirectory(resolved.scratchDirectory, job.scratchDirectory ? job.scratchPlace : fromOutside,
+                   "scratch directory", true, diagnostics);
+
+    const int fromEnvironment = std::atoi(environment("VORN_SCRATCH_SIZE").c_str());
+    const bool usable =
+        fromEnvironment >= fewestScratchTraces && fromEnvironment <= mostScratchTraces;
+    resolved.scratchTraces =
+        job.scratchTraces.value_or(usable ? fromEnvironment : defaultScratchTraces);
+}
+
+// Attributes that the modules before module `i` write, by name.
+void collectWritten(const std::vector<ResolvedModule>& modules, std::size_t i,
+                    std::vector<bool>& visited, std::vector<std::string>& names)
+{
+    if (visited[i])
+        return;
+    visited[i] = true;
+    if (modules[i].manifest != nullptr) {
+        for (const AttributeSpec& attribute : modules[i].manifest->writes)
+            names.push_back(attribute.name);
+    }
+    for (const ResolvedInput& input : modules[i].inputs)
+        collectWritten(modules, static_cast<std::size_t>(input.module), visited, names);
+}
+
+// Reading what nobody defines gives zeros, which is hard to find out later.
+void warnOfUnknownReads(const JobFile& job, const std::vector<ResolvedModule>& modules,
+                        const std::map<std::string, ResolvedAttribute>& defined,
+                        Diagnostics& diagnostics)
+{
+    for (std::size_t i = 0; i < modules.size(); ++i) {
+        if (modules[i].manifest == nullptr)
+            continue;
+        std::vector<bool> visited(modules.size(), false);
+        std::vector<std::string> written;
+        collectWritten(modules, i, visited, written);
+        for (const std::string& name : modules[i].manifest->reads) {
+            if (defined.count(name) == 0 &&
+                std::find(written.begin(), written.end(), name) == written.end())
+                diagnostics.warning(job.modules[i].place,
+                                    fmt::format("module {} reads the trace attribute {}, which "
+                                                "neither the schema nor a module before it has",
+                                                quote(modules[i].name), quote(name)));
+        }
+    }
+}
+
+} // namespace
+
+std::vector<ResolvedAttribute> checkAttributes(const JobFile& job,
+                                               const std::vector<ResolvedModule>& modules,
+                                               Diagnostics& diagnostics)
+{
+    std::map<std::string, ResolvedAttribute> defined;
+    if (job.hasSegySchema || job.schema.empty()) {
+        for (const VORN::HeaderWord& word : VORN::traceHeaderWords())
+            defined[word.key] = {word.key, attributeTypeCode("int32"), 1, word.text};
+    }
+    for (const JobAttribute& attribute : job.attributes)
+        defined[attribute.name] = {attribute.name, attribute.type, attribute.dimension,
+                                   attribute.description};
+    for (std::size_t i = 0; i < modules.size(); ++i) {
+        if (modules[i].manifest == nullptr)
+            continue;
+        for (const AttributeSpec& attribute : modules[i].manifest->writes) {
+            if (attribute.type == 0)
+                continue;
+            const auto [known, added] = defined.insert(
+                {attribute.name,
+                 {attribute.name, attribute.type, attribute.dimension, attribute.help}});
+            if (!added && known->second.type != attribute.type)
+                diagnostics.error(
+                    job.modules[i].place,
+                    fmt::format("module {} writes the trace attribute {} as {}, but it is {} "
+                                "elsewhere in the job",
+                                quote(modules[i].name), quote(attribute.name),
+                                attributeTypeName(attribute.type),
+                                attributeTypeName(known->second.type)));
+        }
+    }
+    if (!diagnostics.hasErrors()) // a wrong name or connection would bring many of these
+        warnOfUnknownReads(job, modules, defined, diagnostics);
+
+    std::vector<ResolvedAttribute> attributes;
+    for (const auto& one : defined)
+        attributes.push_back(one.second);
+    return attributes;
+}
+
+ResolvedJob checkJob(const JobFile& job, const ModuleCatalog& catalog, Diagnostics& diagnostics)
+{
+    ResolvedJob resolved;
+    resolved.file = fs::absolute(job.path).lexically_normal().string();
+    resolved.name = job.name;
+    resolved.project = job.project;
+    resolved.schema = job.schema.empty() ? "segy" : job.schema;
+    resolved.vornHome = catalog.home();
+    checkDirectory(job.project, job.projectPlace, "project directory", false, diagnostics);
+    resolveScratch(job, resolved, diagnostics);
+
+    resolved.modules.resize(job.modules.size());
+    ModuleFinder finder(catalog, diagnostics);
+    for (std::size_t i = 0; i < job.modules.size(); ++i) {
+        finder.find(job.modules[i], resolved.modules[i]);
+        checkParameters(job, i, resolved.modules[i], diagnostics);
+    }
+    checkFiles(job, resolved.modules, diagnostics);
+    checkWiring(job, resolved.modules, diagnostics);
+    resolved.attributes = checkAttributes(job, resolved.modules, diagnostics);
+    return resolved;
+}
+
+} // namespace vorn

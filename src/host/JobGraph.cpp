@@ -1,0 +1,75 @@
+#include "JobGraph.h"
+
+#include "TextTools.h"
+
+#include <fmt/format.h>
+
+namespace vorn {
+
+namespace {
+
+constexpr int longestValue = 40; // characters of a parameter in a box
+
+std::string inDot(const std::string& text)
+{
+    std::string result;
+    for (const char c : escaped(text)) {
+        if (c == '"' || c == '\\')
+            result += '\\';
+        result += c;
+    }
+    return result;
+}
+
+std::string shortened(const std::string& text)
+{
+    if (displayWidth(text) <= longestValue)
+        return text;
+    // From the end: of a path the file is what counts. Whole characters are kept.
+    std::size_t from = text.size() - longestValue;
+    while (from < text.size() && (static_cast<unsigned char>(text[from]) & 0xc0) == 0x80)
+        ++from;
+    return "…" + text.substr(from);
+}
+
+std::string boxOf(const ResolvedModule& module, int order)
+{
+    std::string label = fmt::format("{}. {}\\n", order, inDot(module.name));
+    if (module.module != module.name)
+        label += "(" + inDot(module.module) + ")\\n";
+    for (const ResolvedParameter& parameter : module.parameters) {
+        if (parameter.given)
+            label += fmt::format("{}: {}{}\\l", inDot(parameter.name),
+                                 inDot(shortened(parameter.value.text)),
+                                 parameter.unit.empty() ? "" : " " + inDot(parameter.unit));
+    }
+    return label;
+}
+
+} // namespace
+
+std::string graphDot(const ResolvedJob& job, const std::vector<int>& order)
+{
+    std::string dot = "digraph job {\n";
+    dot += fmt::format("    label=\"{}\"; labelloc=t; fontname=\"sans-serif\"; rankdir=TB;\n",
+                       inDot(job.name));
+    dot += "    node [shape=box, style=\"rounded,filled\", fillcolor=\"#eef3f8\", "
+           "fontname=\"sans-serif\", fontsize=11];\n";
+    dot += "    edge [fontname=\"sans-serif\", fontsize=9, color=\"#50667a\"];\n";
+    for (std::size_t i = 0; i < job.modules.size(); ++i)
+        dot += fmt::format("    m{} [label=\"{}\"];\n", i, boxOf(job.modules[i], order[i]));
+    for (std::size_t i = 0; i < job.modules.size(); ++i) {
+        for (const ResolvedInput& input : job.modules[i].inputs) {
+            const std::size_t ports =
+                job.modules[static_cast<std::size_t>(input.module)].consumers.size();
+            dot += fmt::format("    m{} -> m{}", input.module, i);
+            if (ports > 1)
+                dot +=
+                    fmt::format(" [label=\"{}\"]", inDot(job.portName(input.module, input.port)));
+            dot += ";\n";
+        }
+    }
+    return dot + "}\n";
+}
+
+} // namespace vorn

@@ -1,0 +1,293 @@
+// vorn run JOB.yaml: checks a job, runs it, and tells what it did.
+#include "Console.h"
+#include "DotProgram.h"
+#include "FileOutput.h"
+#include "Interrupt.h"
+#include "JobGraph.h"
+#include "JobLoader.h"
+#include "JobRunner.h"
+#include "PadRenderer.h"
+#include "PadStore.h"
+#include "Progress.h"
+#include "RunFiles.h"
+#include "RunTable.h"
+#include "TextTools.h"
+
+#include <QtGlobal>
+#include <algorithm>
+#include <csignal>
+#include <cstdio>
+#include <filesystem>
+#include <fmt/format.h>
+#include <unistd.h>
+
+#ifndef VORN_VERSION
+#define VORN_VERSION "unknown"
+#endif
+
+namespace vorn {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+// How much is said, by the least severity that is shown.
+int shownSeverity(const Arguments& arguments)
+{
+    if (arguments.has("--quiet"))
+        return warningSeverity;
+    return arguments.has("--verbose") ? detailSeverity : informationSeverity;
+}
+
+ProgressMode progressMode(const Arguments& arguments)
+{
+    const std::string when = arguments.text("--progress", "auto");
+    if (when == "never" || (when == "auto" && arguments.has("--quiet")))
+        return ProgressMode::none;
+    return Console::isTerminal() ? ProgressMode::bar : ProgressMode::lines;
+}
+
+double secondsBetweenLines(const Arguments& arguments)
+{
+    return arguments.text("--progress") == "always" ? 1 : 10;
+}
+
+// The kernel frames each phase with a banner, which says nothing new in a log of lines with times.
+bool isBanner(const RunMessage& message)
+{
+    return message.module == "Kernel" && message.text.starts_with("*****");
+}
+
+// Shows messages as they come.
+class MessagePrinter
+{
+public:
+    MessagePrinter(Console& output, const ResolvedJob& job, int least)
+        : console(output), leastSeverity(least)
+    {
+        for (const ResolvedModule& module : job.modules)
+            nameWidth = std::max(nameWidth, displayWidth(module.name));
+    }
+
+    void operator()(const RunMessage& message) const
+    {
+        const std::string line = messageLine(message, nameWidth);
+        const int severity = isBanner(message) ? detailSeverity : message.severity;
+        if (severity < 0 || severity >= leastSeverity)
+            console.line(line);
+        else
+            console.logLine(line);
+    }
+
+private:
+    Console& console;
+    int leastSeverity;
+    int nameWidth = 6; // "Kernel"
+};
+
+ProgressState stateOf(const LiveCounters& live)
+{
+    ProgressState state;
+    state.phase = live.phase.load();
+    const double since = live.processingSince.load();
+    if (since > 0)
+        state.seconds =
+            std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch())
+                .count() -
+            since;
+    state.traces = live.traces.load();
+    state.done = live.done.load();
+    state.announced = live.announced.load();
+    state.bytes = live.bytes.load();
+    return state;
+}
+
+// ---- what is made of the result ----
+
+void addFacts(RunResult& result, const ResolvedJob& job, bool forReport)
+{
+    result.inputs = describeFiles(job, false, forReport);
+    result.outputs = describeFiles(job, true, false);
+    result.vornVersion = VORN_VERSION;
+    result.qtVersion = qVersion();
+    result.compiler = std::string("C++ compiler ") + __VERSION__;
+    char name[256] = "";
+    if (gethostname(name, sizeof name - 1) == 0)
+        result.host = name;
+    if (!forReport)
+        return;
+    std::vector<int> order;
+    for (const RunModule& module : result.modules)
+        order.push_back(module.order);
+    result.graphDot = graphDot(job, order);
+    if (isDotInstalled())
+        result.graphSvg = drawDot(result.graphDot, "svg");
+}
+
+// Paths of the pictures that were written.
+std::vector<std::string> writePictures(const PadStore& pads, const std::string& directory,
+                                       const std::string& format)
+{
+    std::vector<std::string> paths;
+    const std::vector<std::string> names = pictureNames(pads.pads());
+    for (std::size_t i = 0; i < names.size(); ++i) {
+        paths.push_back((fs::path(directory) / (names[i] + "." + format)).string());
+        renderPad(pads.pads()[i], paths.back());
+    }
+    return paths;
+}
+
+void makeDirectory(const std::string& directory, const std::string& option)
+{
+    std::error_code error;
+    fs::create_directories(directory, error);
+    if (!fs::is_directory(directory))
+        throw CommandError(option + ": the directory " + quote(directory) +
+                           " cannot be made: " + error.message());
+    if (access(directory.c_str(), W_OK | X_OK) != 0)
+        throw CommandError(option + ": the directory " + quote(directory) +
+                           " cannot be written to");
+}
+
+// Where pictures go; "" when nobody wants them.
+std::string pictureDirectory(const Arguments& arguments)
+{
+    if (arguments.has("--pictures"))
+        makeDirectory(arguments.text("--pictures"), "--pictures");
+    return arguments.text("--pictures");
+}
+
+void tellResult(Console& console, const RunResult& result, bool quiet)
+{
+    const std::string rate = rateLine(result);
+    const std::string text =
+        "\n" + statisticsTable(result) + (rate.empty() ? "" : "\n" + rate + "\n");
+    if (!quiet)
+        console.result(text);
+}
+
+void tellFiles(Console& console, const RunResult& result, const OutputWatch& watch, bool quiet)
+{
+    for (const RunFile& file : result.outputs) {
+        if (watch.isWritten(file.path)) {
+            if (!quiet)
+                console.result(fmt::format("{}: {}\n", escaped(file.path),
+                                           formatBytes(static_cast<double>(file.bytes))));
+            continue;
+        }
+        console.line(fmt::format("vorn: module {} has not written {}{}", quote(file.module),
+                                 escaped(file.path),
+                                 file.exists ? "; the file of that name is an older one" : ""));
+    }
+}
+
+void tellEnd(Console& console, const RunResult& result)
+{
+    int errors = 0;
+    for (const RunMessage& message : result.messages)
+        errors += message.severity >= errorSeverity ? 1 : 0;
+    if (errors > 0)
+        console.line("vorn: the job has ended with " + counted(errors, "error"));
+}
+
+// ---- Ctrl-C ----
+
+void writeError(const std::string& text)
+{
+    [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, text.data(), text.size());
+}
+
+// Runs on a thread of its own, while the job's may be anywhere: no locks.
+void cleanUp(int signal, const ScratchSpace& scratch, const OutputWatch& outputs)
+{
+    scratch.remove();
+    std::string text = Console::isTerminal() ? "\r\x1b[K" : "";
+    text += signal == SIGINT ? "vorn: interrupted" : "vorn: ended by a signal";
+    const std::vector<std::string> partial = outputs.written();
+    text += partial.empty() ? "; no output was begun\n" : "; these outputs are incomplete:\n";
+    for (const std::string& path : partial)
+        text += "vorn: incomplete: " + escaped(path) + "\n";
+    writeError(text);
+    scratch.remove(); // should a file have been made meanwhile
+}
+
+RunResult runWatched(const Arguments& arguments, const ResolvedJob& job, Console& console,
+                     PadStore& pads, const OutputWatch& outputs)
+{
+    const ScratchSpace scratch(job.scratchDirectory);
+    const InterruptWatch interrupts([&](int signal) { cleanUp(signal, scratch, outputs); });
+    const CrashWatch crashes(scratch.path());
+    JobRunner runner(job, scratch.path());
+    runner.onMessage = MessagePrinter(console, job, shownSeverity(arguments));
+    pads.install(runner.manager());
+    const Progress progress(console, progressMode(arguments), secondsBetweenLines(arguments),
+                            [&] { return stateOf(runner.counters()); });
+    return runner.run();
+}
+
+int runRun(const Arguments& arguments)
+{
+    const LoadedJob loaded = loadJob(arguments);
+    refuseErrors(loaded);
+    Console console;
+    if (arguments.has("--log"))
+        console.openLog(arguments.text("--log"));
+    const std::string pictures = pictureDirectory(arguments);
+    std::signal(SIGPIPE, SIG_IGN); // a reader of our messages that ends must not end the job
+
+    PadStore pads;
+    const OutputWatch outputs(loaded.job);
+    RunResult result = runWatched(arguments, loaded.job, console, pads, outputs);
+    addFacts(result, loaded.job, false);
+
+    const bool quiet = arguments.has("--quiet");
+    tellResult(console, result, quiet);
+    tellFiles(console, result, outputs, quiet);
+    if (!pictures.empty()) {
+        for (const std::string& path :
+             writePictures(pads, pictures, arguments.text("--format", "png")))
+            console.result(escaped(path) + "\n");
+    }
+    tellEnd(console, result);
+    if (result.end == RunEnd::notStarted)
+        return exitWrongCall;
+    return result.failed ? exitJobErrors : exitDone;
+}
+
+} // namespace
+
+Command runCommand()
+{
+    std::vector<OptionSpec> options = jobOptions();
+    const std::vector<OptionSpec> own = {
+        {"--pictures", "DIR", "write what modules draw to this directory", ValueKind::directory},
+        {"--format", "FORMAT", "kind of these pictures", ValueKind::choice, {"png", "svg", "pdf"}},
+        {"--log", "FILE", "write all messages to this file, details too", ValueKind::file},
+        {"--progress",
+         "WHEN",
+         "show how far the job is: on terminals a changing line, elsewhere a line now and then",
+         ValueKind::choice,
+         {"auto", "always", "never"}},
+        {"-q,--quiet", "", "show warnings and errors only"},
+        {"-v,--verbose", "", "show details too"},
+    };
+    options.insert(options.end(), own.begin(), own.end());
+    return {
+        "run",
+        runRun,
+        "Run a job",
+        "Checks the job as \"vorn check\" does, and runs it when there are no errors. Messages "
+        "of the modules go to standard error with time, severity and module. At the end a table "
+        "on standard output tells for each module the traces that it took and gave, its time, "
+        "its share of the whole and its memory.\n\n"
+        "The exit code is 1 when a module reported an error. Ctrl-C ends the job at once: the "
+        "scratch file is removed, outputs that are incomplete are named, and the exit code is "
+        "130.",
+        {jobArgument()},
+        options,
+        {{"vorn run job.yaml", "run a job"},
+         {"vorn run job.yaml --set read.file=other.sgy", "the same job on another file"},
+         {"vorn run job.yaml --pictures out --log out/run.log", "pictures, and all messages"}}};
+}
+
+} // namespace vorn

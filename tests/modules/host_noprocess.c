@@ -1,0 +1,10 @@
+/* Lacks process_. */
+int preprocess_(void)
+{
+    return 0;
+}
+
+int postprocess_(void)
+{
+    return 0;
+}

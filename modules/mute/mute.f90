@@ -18,7 +18,6 @@ module mute_job
     real(c_double), allocatable :: end_times(:) ! likewise, for the mode surgical
     real(c_double) :: taper    ! samples
     real(c_double) :: interval ! seconds
-    logical :: has_failed = .false.
   end type mute_state
 
   ! Before all samples and behind them; integers reach as far.
@@ -254,11 +253,9 @@ integer function process()
   if (status /= 0) return
   call find(state)
   good = associated(state)
-  if (good) good = .not. state%has_failed
   if (good) then
     call knl_get_input_trace_buffer(input, 1, status)
     call read_header(state, input, position, start, good)
-    state%has_failed = .not. good
   end if
   if (.not. good) then
     call knl_set_data_channel_flag(output, knl_end_of_data) ! do not ask again

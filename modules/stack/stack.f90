@@ -20,7 +20,6 @@ module stack_job
     real(c_double) :: group = 0          ! their value of the header word
     real(c_double), allocatable :: sums(:)
     integer(c_int), allocatable :: live(:)
-    logical :: has_failed = .false.
   end type stack_state
 
 contains
@@ -68,7 +67,6 @@ contains
     if (status /= 0) then
       call fail('stack', 'the traces have no header word "' // state%key // &
           '"; name one that they have with key')
-      state%has_failed = .true.
       call knl_set_data_channel_flag(output, knl_end_of_data)
       return
     end if
@@ -193,7 +191,6 @@ integer function process()
   type(stack_state), pointer :: state
   type(c_ptr) :: input, output
   integer(c_int) :: pending, status
-  logical :: is_working
 
   process = 0
   call knl_get_output_trace_buffer(output, 1, status)
@@ -204,9 +201,7 @@ integer function process()
   if (pending == 0) call knl_set_input_trace_buffer_flag(1, knl_keep_trace)
 
   call find(state)
-  is_working = associated(state)
-  if (is_working) is_working = .not. state%has_failed
-  if (.not. is_working) then
+  if (.not. associated(state)) then
     call knl_set_data_channel_flag(output, knl_end_of_data) ! do not ask again
   else if (pending == 0) then
     call finish(state, output)

@@ -45,6 +45,11 @@ int wrappingSum(int a, int b)
     return static_cast<int>(static_cast<unsigned>(a) + static_cast<unsigned>(b));
 }
 
+int wrappingDifference(int a, int b)
+{
+    return static_cast<int>(static_cast<unsigned>(a) - static_cast<unsigned>(b));
+}
+
 } // namespace
 
 void* LoadLibrary(const char* modLibPath)
@@ -344,7 +349,7 @@ void ModuleEntity::calcFreeResource(void* ptr)
     book.visit(ptr, [&](MemoryBook::Entry& entry) {
         if (!moduleMemoryMap.lists(entry))
             return;
-        totalModuleMemoryUsed = wrappingSum(totalModuleMemoryUsed, -entry.size);
+        totalModuleMemoryUsed = wrappingDifference(totalModuleMemoryUsed, entry.size);
         book.removeModule(entry);
     });
 }

@@ -260,7 +260,7 @@ int SeisTrace::store(FILE* file) const
     std::vector<unsigned char>& record = packedRecord(bytes);
     copyBytes(record.data(), traceHeader, traceHeaderSize);
     copyBytes(record.data() + headerBytes, traceSamples, traceLength * sampleBytes);
-    return std::fwrite(record.data(), 1, bytes, file) == bytes;
+    return bytes == 0 || std::fwrite(record.data(), 1, bytes, file) == bytes;
 }
 
 int SeisTrace::retrieve(FILE* file)
@@ -275,7 +275,7 @@ int SeisTrace::retrieve(FILE* file)
                std::fread(traceSamples, 1, traceBytes, file) == traceBytes;
 
     std::vector<unsigned char>& record = packedRecord(bytes);
-    const std::size_t got = std::fread(record.data(), 1, bytes, file);
+    const std::size_t got = bytes == 0 ? 0 : std::fread(record.data(), 1, bytes, file);
     copyBytes(traceHeader, record.data(), static_cast<int64_t>(std::min(got, headerBytes)));
     if (got > headerBytes)
         copyBytes(traceSamples, record.data() + headerBytes,

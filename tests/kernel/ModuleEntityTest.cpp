@@ -205,7 +205,6 @@ TEST_F(ModuleEntryPointTest, ModuleIsActiveWhilePostProcessingAndNoneAfterwards)
 
 TEST_F(ModuleEntryPointTest, ProcessingKeepsTheActiveModuleThatItFinds)
 {
-    // Called past the probe, which would not be found without its own module being active.
     for (ModuleEntity* found : {&running, &other, static_cast<ModuleEntity*>(nullptr)}) {
         job().setActiveModule(found);
         EXPECT_EQ(running.processModule(), 0);

@@ -183,9 +183,13 @@ TEST_F(ModuleLoadingTest, EntryPointsOfOneModuleAreHiddenFromOthers)
 
 TEST_F(ModuleLoadingTest, SymbolsAreBoundWhenTheyAreUsedFirst)
 {
+#ifdef __SANITIZE_ADDRESS__
+    GTEST_SKIP() << "an instrumented library calls through its table when it is loaded, before the "
+                    "test can see that its symbols are unbound";
+#endif
     unbindNow("libundefined_symbol.so");
     ModuleEntity module("later");
-    EXPECT_EQ(module.loadModuleLibrary("libundefined_symbol.so"), 0);
+    ASSERT_EQ(module.loadModuleLibrary("libundefined_symbol.so"), 0);
     expectMessages({});
     EXPECT_EQ(module.preProcessFunction(), 0) << "which does not use the missing symbol";
 }
@@ -430,8 +434,8 @@ TEST_F(ModuleLoadingTest, ModulesOfOneLibraryShareIt)
 {
     auto first = std::make_unique<ModuleEntity>("first");
     ModuleEntity second("second");
-    first->loadModuleLibrary("libcomplete.so");
-    second.loadModuleLibrary("libcomplete.so");
+    ASSERT_EQ(first->loadModuleLibrary("libcomplete.so"), 0);
+    ASSERT_EQ(second.loadModuleLibrary("libcomplete.so"), 0);
     EXPECT_EQ(first->processFunction, second.processFunction);
     first.reset();
     EXPECT_TRUE(isOpen("libcomplete.so"));
@@ -446,7 +450,7 @@ TEST_F(ModuleLoadingTest, LoadingAgainLeavesNoLibraryOpen)
         ModuleEntity module("agc");
         EXPECT_EQ(module.loadModuleLibrary("libmissing_process.so"), 2);
         EXPECT_EQ(module.loadModuleLibrary("libcomplete.so"), 0);
-        EXPECT_EQ(module.loadModuleLibrary("libcomplete.so"), 0);
+        ASSERT_EQ(module.loadModuleLibrary("libcomplete.so"), 0);
         EXPECT_EQ(module.processFunction(), 0);
     }
     EXPECT_FALSE(isOpen("libmissing_process.so"));
@@ -458,7 +462,7 @@ TEST_F(ModuleLoadingTest, LibraryCanBeLoadedAgainAfterUnloading)
     ModuleEntity module("agc");
     module.loadModuleLibrary("libcomplete.so");
     module.unLoadModuleLibrary();
-    EXPECT_EQ(module.loadModuleLibrary("libcomplete.so"), 0);
+    ASSERT_EQ(module.loadModuleLibrary("libcomplete.so"), 0);
     EXPECT_TRUE(isOpen("libcomplete.so"));
     EXPECT_EQ(module.processFunction(), 0);
 }

@@ -99,11 +99,17 @@ TEST_F(RunCommandTest, NothingIsLeftInTheScratchDirectory)
 
 TEST_F(RunCommandTest, TheOutputIsTheSameWithFewTracesInMemory)
 {
-    tree.run({"run", "job.yaml", "--scratch-traces", "10", "--set", "write.file=few.txt"});
-    tree.run({"run", "job.yaml", "--scratch-traces", "1000", "--set", "write.file=many.txt"});
+    const ProcessResult few = tree.run({"run", "-v", "job.yaml", "--scratch-traces", "10", "--set",
+                                        "read.burst=100", "--set", "write.file=few.txt"});
+    const ProcessResult many =
+        tree.run({"run", "-v", "job.yaml", "--scratch-traces", "1000", "--set", "read.burst=100",
+                  "--set", "write.file=many.txt"});
 
-    EXPECT_THAT(tree.read("few.txt"), Not(IsEmpty()));
+    EXPECT_THAT(few.errors, HasSubstr("successfully created")) << "traces were to go to the file";
+    EXPECT_THAT(many.errors, Not(HasSubstr("successfully created")));
+    EXPECT_THAT(tree.read("few.txt"), HasSubstr("100\n"));
     EXPECT_EQ(tree.read("few.txt"), tree.read("many.txt"));
+    EXPECT_THAT(scratchFiles(), IsEmpty());
 }
 
 TEST_F(RunCommandTest, AFailedJobLeavesTheOutputOfBefore)

@@ -10,8 +10,8 @@ module agc_math
 
 contains
 
-  !> Scales each sample so that the measure of the window around it, `half` samples to either side as
-  !> far as the trace goes, becomes `level`. Where the window holds only zeros nothing changes.
+  !> Scales each sample so that the measure of the window around it, `half` samples to either side
+  !> as far as the trace goes, becomes `level`. Where the window holds only zeros nothing changes.
   !> Samples that are infinite or no numbers count as zeros and stay as they are.
   !>
   !> A window's sum is put together from two partial sums, of blocks that are as long as a window:

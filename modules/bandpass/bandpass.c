@@ -6,6 +6,7 @@
 #include <stdarg.h>
 #include <stdint.h>
 #include <stdio.h>
+#include <string.h>
 
 enum
 {
@@ -250,22 +251,24 @@ static int keep_filter(const design* read, int samples, int interval)
     return 1;
 }
 
+static void append_side(char* text, size_t size, const char* name, double frequency, double slope)
+{
+    const size_t used = strlen(text);
+
+    if (frequency > 0)
+        snprintf(text + used, size - used, " %s=%g Hz %g dB/octave", name, frequency, slope);
+}
+
 static void write_history(const design* read)
 {
     const double* corners = read->corners;
-    const bandpass_band* band = &read->band;
     char text[200] = "bandpass";
-    int used = (int)sizeof "bandpass" - 1;
 
     if (read->is_trapezoid)
-        used += snprintf(text + used, sizeof text - (size_t)used, " corners=%g,%g,%g,%g Hz",
-                         corners[0], corners[1], corners[2], corners[3]);
-    if (band->low > 0)
-        used += snprintf(text + used, sizeof text - (size_t)used, " low=%g Hz %g dB/octave",
-                         band->low, band->low_slope);
-    if (band->high > 0)
-        snprintf(text + used, sizeof text - (size_t)used, " high=%g Hz %g dB/octave", band->high,
-                 band->high_slope);
+        snprintf(text, sizeof text, "bandpass corners=%g,%g,%g,%g Hz", corners[0], corners[1],
+                 corners[2], corners[3]);
+    append_side(text, sizeof text, "low", read->band.low, read->band.low_slope);
+    append_side(text, sizeof text, "high", read->band.high, read->band.high_slope);
     knl_setMetaDataValue(MODULE, "history$", text);
 }
 

@@ -123,7 +123,7 @@ static int is_finite(const char* name, double value)
 static int read_balance(gain_level* balance)
 {
     static const char* const names[] = {"none", "rms", "max", "mean"}; /* as in gain_level */
-    char text[4096] = "none";
+    char text[4096] = "none"; /* the kernel copies whatever the job has, unchecked */
     int i;
 
     knl_getStrModuleParameter("balance", text);
@@ -214,21 +214,27 @@ static void apply(state* kept, void* traces, int number)
                kept->length);
 }
 
+static void append(char* text, size_t size, const char* format, double value)
+{
+    const size_t used = strlen(text);
+
+    snprintf(text + used, size - used, format, value);
+}
+
 static void write_history(const settings* read)
 {
     static const char* const balances[] = {"", " balance=rms", " balance=max", " balance=mean"};
     char text[240] = "gain";
-    char* end = text + strlen(text);
 
     if (read->time_power != 0)
-        end += sprintf(end, " time_power=%g", read->time_power);
+        append(text, sizeof text, " time_power=%g", read->time_power);
     if (read->exponent != 0)
-        end += sprintf(end, " exponent=%g 1/s", read->exponent);
-    end += sprintf(end, "%s", balances[read->balance]);
+        append(text, sizeof text, " exponent=%g 1/s", read->exponent);
+    strcat(text, balances[read->balance]);
     if (read->factor != 1)
-        end += sprintf(end, " factor=%g", read->factor);
+        append(text, sizeof text, " factor=%g", read->factor);
     if (read->clip > 0)
-        sprintf(end, " clip=%g", read->clip);
+        append(text, sizeof text, " clip=%g", read->clip);
     knl_setMetaDataValue(MODULE, "history$", text);
 }
 

@@ -178,7 +178,12 @@ integer function preprocess()
     deallocate (state)
     return
   end if
-  allocate (state%sums(max(length, 0)), state%live(max(length, 0)))
+  allocate (state%sums(max(length, 0)), state%live(max(length, 0)), stat=status)
+  if (status /= 0) then
+    deallocate (state)
+    call fail('stack', 'there is no memory for sums of traces of this length')
+    return
+  end if
   call keep_address(c_loc(state))
   call knl_set_metadata_value(knl_scope_module, 'history$', history)
 end function preprocess

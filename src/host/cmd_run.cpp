@@ -162,7 +162,9 @@ void tellResult(Console& console, const RunResult& result, bool quiet)
     const std::string rate = rateLine(result);
     const std::string text =
         "\n" + statisticsTable(result) + (rate.empty() ? "" : "\n" + rate + "\n");
-    if (!quiet)
+    if (quiet)
+        console.logLine(text);
+    else
         console.result(text);
 }
 

@@ -154,7 +154,9 @@ TEST_F(SegyTraceFileTest, ALinkStaysAndTheFileBehindItIsReplaced)
 
 TEST_F(SegyTraceFileTest, WhatIsNoRegularFileIsNeverReplaced)
 {
-    for (const std::string& name : {directory.path(), std::string("/dev/null")})
+    const std::string pipe = directory / "pipe";
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    for (const std::string& name : {directory.path(), pipe})
         EXPECT_THAT(failure([&] { OutputFile file(name, true); }),
                     HasSubstr(name + ": is there already and no regular file"));
     EXPECT_THAT(failure([&] { OutputFile file("", true); }), HasSubstr("has no name"));

@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <ostream>
 
 using namespace vorn;
 using ::testing::ElementsAre;
@@ -81,6 +82,11 @@ struct Mistake
     const char* line;
 };
 
+void PrintTo(const Mistake& mistake, std::ostream* stream)
+{
+    *stream << mistake.name;
+}
+
 class ManifestMistakeTest : public ::testing::TestWithParam<Mistake>
 {
 };
@@ -111,7 +117,7 @@ INSTANTIATE_TEST_SUITE_P(
         Mistake{
             "DefaultOutOfRange",
             "parameters: [{name: a, type: int, max: 3, default: 4, help: h}]\n",
-            "agc.yaml:5:53: the default of parameter \"a\" is \"4\"; expected a whole number of "
+            "agc.yaml:5:52: the default of parameter \"a\" is \"4\"; expected a whole number of "
             "at most 3"},
         Mistake{"RequiredDefault",
                 "parameters: [{name: a, type: int, required: yes, default: 4, help: h}]\n",

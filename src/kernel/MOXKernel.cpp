@@ -561,6 +561,24 @@ const UniVar& keepUntilReturn(UniVar value)
     return job().keepUntilReturn(std::move(value));
 }
 
+const UniVar* findModuleParameter(const char* key)
+{
+    ModuleEntity* module = job().getActiveModule();
+    return module != nullptr ? module->findParameter(text(key)) : nullptr;
+}
+
+const UniVar* findModuleResource(const char* key)
+{
+    ModuleEntity* module = job().getActiveModule();
+    return module != nullptr ? module->findResource(text(key)) : nullptr;
+}
+
+bool fetchTraceAttribute(void* traceSet, const char* key, int traceNo, UniVar& value)
+{
+    return ask<SeisTraceSet>(traceSet, false, &SeisTraceSet::fetchAttribute, text(key), traceNo,
+                             value);
+}
+
 int setModuleStructResource(const char* attKey, const void* bytes, int size)
 {
     const size_t count = size > 0 ? static_cast<size_t>(size) : 0;

@@ -10,8 +10,9 @@
 ///     int knl_getF32LibraryParameter(void* libri, const char* attKey, float* var)
 ///     { return getValue(LibraryParameter{libri, attKey}, var); }
 ///
-/// A source offers `present()` and `value()`, and `store(value)` where modules may write. Presence
-/// is asked first, always: fetching an absent value would make it present.
+/// A source offers `find()` where the value itself can be shown, `fetch(value)` where one look-up
+/// gives both answers, or else `present()` and `value()`; and `store(value)` where modules may
+/// write. Presence comes first, always: getting an absent value would make it present.
 ///
 /// Scalars pass without any allocation. An array is fetched once, and kept by the job until the
 /// running entry point returns.
@@ -26,6 +27,7 @@
 #include <cstring>
 #include <memory>
 #include <string>
+#include <utility>
 
 namespace families {
 
@@ -38,6 +40,13 @@ const UniVar& keepUntilReturn(UniVar value);
 /// module. 1 when kept, 0 without a running module.
 int setModuleStructResource(const char* attKey, const void* bytes, int size);
 
+/// The running module's value under this name, or null; the module keeps it.
+const UniVar* findModuleParameter(const char* key);
+const UniVar* findModuleResource(const char* key);
+
+/// The value of an attribute that the set has; false, and nothing changed, when it has not.
+bool fetchTraceAttribute(void* traceSet, const char* key, int traceNo, UniVar& value);
+
 /// Samples that may be touched in a trace: the set's trace length, or less where the trace itself
 /// is shorter. The set's trace length where the trace has no samples; 0 for a null handle.
 int getTraceSampleCount(void* traceSet, int traceNo);
@@ -48,16 +57,14 @@ struct ModuleParameter
 {
     const char* key;
 
-    bool present() const { return isModuleParameterPresent(key) != 0; }
-    UniVar value() const { return getModuleParameter(key); }
+    const UniVar* find() const { return findModuleParameter(key); }
 };
 
 struct ModuleResource
 {
     const char* key;
 
-    bool present() const { return isModuleResourcePresent(key) != 0; }
-    UniVar value() const { return getModuleResource(key); }
+    const UniVar* find() const { return findModuleResource(key); }
 };
 
 struct GroupParameter
@@ -88,8 +95,10 @@ struct AttributeOfTrace
     int traceNo;
 
     // Every trace has the attributes of its set; below the first one there is no trace.
-    bool present() const { return traceNo >= 0 && isTraceAttributeExist(traceSet, key) != 0; }
-    UniVar value() const { return getTraceAttribute(traceSet, key, traceNo); }
+    bool fetch(UniVar& value) const
+    {
+        return traceNo >= 0 && fetchTraceAttribute(traceSet, key, traceNo, value);
+    }
     int store(const UniVar& value) const
     {
         return setTraceAttribute(traceSet, key, value, traceNo);
@@ -118,9 +127,21 @@ inline void unpack(const UniVar& value, double** out)  { *out = value.getF64Arra
 template <typename Source, typename Take>
 int getWith(const Source& source, Take take)
 {
-    if (!source.present())
-        return 0;
-    take(source.value());
+    if constexpr (requires { source.find(); }) {
+        const UniVar* value = source.find();
+        if (value == nullptr)
+            return 0;
+        take(*value);
+    } else if constexpr (requires(UniVar & value) { source.fetch(value); }) {
+        UniVar value;
+        if (!source.fetch(value))
+            return 0;
+        take(std::move(value));
+    } else {
+        if (!source.present())
+            return 0;
+        take(source.value());
+    }
     return 1;
 }
 
@@ -133,7 +154,7 @@ int getValue(const Source& source, T* out)
 template <typename Source, typename T>
 int getArray(const Source& source, T** out, int* size)
 {
-    return getWith(source, [out, size](UniVar&& value) {
+    return getWith(source, [out, size](UniVar value) {
         const UniVar& kept = keepUntilReturn(std::move(value));
         unpack(kept, out);
         *size = kept.getArraySize();

@@ -279,11 +279,13 @@ SeisTraceSet* ModuleEntity::getWorkTraceBuffer(int i)
 int ModuleEntity::setParameter(const std::string& name, const UniVar& value)
 {
     moduleParameters[name] = value;
+    recentParameters.forget();
     return 0;
 }
 
 UniVar ModuleEntity::getParameter(const std::string& name)
 {
+    recentParameters.forget();
     return moduleParameters[name];
 }
 
@@ -292,20 +294,32 @@ bool ModuleEntity::isParameterPresent(const std::string& name) const
     return moduleParameters.find(name) != moduleParameters.end();
 }
 
+const UniVar* ModuleEntity::findParameter(const std::string& name)
+{
+    return recentParameters.find(moduleParameters, name);
+}
+
 int ModuleEntity::setResource(const std::string& name, const UniVar& value)
 {
     moduleResources[name] = value;
+    recentResources.forget();
     return 1;
 }
 
 UniVar ModuleEntity::getResource(const std::string& name)
 {
+    recentResources.forget();
     return moduleResources[name];
 }
 
 bool ModuleEntity::isResourcePresent(const std::string& name) const
 {
     return moduleResources.find(name) != moduleResources.end();
+}
+
+const UniVar* ModuleEntity::findResource(const std::string& name)
+{
+    return recentResources.find(moduleResources, name);
 }
 
 void ModuleEntity::keepStructResource(const std::string& name,

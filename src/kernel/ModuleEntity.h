@@ -5,6 +5,7 @@
 #define MODULEENTITY_H
 
 #include "MemoryBook.h"
+#include "RecentNames.h"
 #include "UniVar.h"
 #include "vorn_export.h"
 
@@ -130,12 +131,16 @@ public:
     /// name counts as present from then on.
     UniVar getParameter(const std::string& name);
     bool isParameterPresent(const std::string& name) const;
+    /// The value itself, or null for a missing name, which stays missing.
+    const UniVar* findParameter(const std::string& name);
 
     /// Stores a copy; returns 1 (`setParameter` returns 0).
     int setResource(const std::string& name, const UniVar& value);
     /// A copy of the value; inserts an empty value for a missing name, like `getParameter`.
     UniVar getResource(const std::string& name);
     bool isResourcePresent(const std::string& name) const;
+    /// The value itself, or null for a missing name, which stays missing.
+    const UniVar* findResource(const std::string& name);
     /// Owns the block behind resource `name` from now on, until another takes its place under that
     /// name or the module ends.
     void keepStructResource(const std::string& name, std::unique_ptr<unsigned char[]> block);
@@ -163,6 +168,9 @@ public:
     int getOutputTracesProcessed() const { return outputTracesProcessed; }
 
 private:
+    RecentNames<UniVar> recentParameters;
+    RecentNames<UniVar> recentResources;
+
     void callTimed(AnyProcessFunctionType entryPoint);
 };
 

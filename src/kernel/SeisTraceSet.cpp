@@ -49,12 +49,17 @@ traceAttIdent& SeisTraceSet::getAttributeKey(const std::string& name)
     return place(name);
 }
 
+traceAttIdent* SeisTraceSet::knownPlace(const std::string& name) const
+{
+    return recentNames.find(const_cast<std::map<std::string, traceAttIdent>&>(attrDefs), name);
+}
+
 traceAttIdent& SeisTraceSet::place(const std::string& name)
 {
-    const auto known = attrDefs.find(name);
-    if (known != attrDefs.end())
-        return known->second;
+    if (traceAttIdent* known = knownPlace(name))
+        return *known;
     layoutNumber = newLayoutNumber();
+    recentNames.forget();
     return attrDefs.emplace(name, traceAttIdent(name, currentHeaderSize)).first->second;
 }
 
@@ -66,7 +71,7 @@ int SeisTraceSet::defineAttribute(const std::string& name)
 
 bool SeisTraceSet::isAttributePresent(const std::string& name, int /*traceNo*/) const
 {
-    return attrDefs.find(name) != attrDefs.end();
+    return knownPlace(name) != nullptr;
 }
 
 std::vector<std::string> SeisTraceSet::getAttributesList() const
@@ -80,7 +85,19 @@ std::vector<std::string> SeisTraceSet::getAttributesList() const
 
 UniVar SeisTraceSet::getAttribute(const std::string& name, int traceNo)
 {
-    const traceAttIdent& ident = place(name);
+    return valueAt(place(name), traceNo);
+}
+
+bool SeisTraceSet::fetchAttribute(const std::string& name, int traceNo, UniVar& value)
+{
+    const traceAttIdent* known = knownPlace(name);
+    if (known != nullptr)
+        value = valueAt(*known, traceNo);
+    return known != nullptr;
+}
+
+UniVar SeisTraceSet::valueAt(const traceAttIdent& ident, int traceNo)
+{
     const SeisTrace* trace = getTrace(traceNo, true);
     return trace != nullptr ? trace->getAttribute(ident) : UniVar();
 }

@@ -5,6 +5,7 @@
 #define SEISTRACESET_H
 
 #include "FrontArray.h"
+#include "RecentNames.h"
 #include "SeisTrace.h"
 #include "TraceAttribute.h"
 #include "UniVar.h"
@@ -82,6 +83,8 @@ public:
     std::vector<std::string> getAttributesList() const;
     /// The attribute's value in a trace; defines the attribute if the set does not have it.
     UniVar getAttribute(const std::string& name, int traceNo);
+    /// The attribute's value in a trace; false, and nothing changed, if the set does not have it.
+    bool fetchAttribute(const std::string& name, int traceNo, UniVar& value);
     /// Stores a value in a trace, defining the attribute if need be; returns 1.
     int setAttribute(const std::string& name, const UniVar& value, int traceNo);
 
@@ -147,6 +150,10 @@ protected:
     virtual void traceLeaves(SeisTrace* trace, int traceNo, bool entryStays);
 
 private:
+    mutable RecentNames<traceAttIdent> recentNames; // of attrDefs
+
+    traceAttIdent* knownPlace(const std::string& name) const;
+    UniVar valueAt(const traceAttIdent& ident, int traceNo);
     traceAttIdent& place(const std::string& name);
     void copyHeaderFrom(SeisTraceSet* src, SeisTrace* from, SeisTrace* to);
     const HeaderCopy& headerCopyFrom(SeisTraceSet* src);

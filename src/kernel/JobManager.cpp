@@ -14,13 +14,6 @@
 
 JobManager* JobManager::jobManagerInstance = nullptr;
 
-JobManager* JobManager::getInstance()
-{
-    if (jobManagerInstance == nullptr)
-        jobManagerInstance = new JobManager;
-    return jobManagerInstance;
-}
-
 JobManager::JobManager()
     : activeModule(nullptr), messageFunc(nullptr), messageArgumentFunc(nullptr),
       statisticFunc(nullptr), createPadFunc(nullptr), addTraceToPadFunc(nullptr),

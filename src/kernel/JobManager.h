@@ -6,6 +6,7 @@
 #define JOBMANAGER_H
 
 #include "MemoryBook.h"
+#include "ModuleEntity.h"
 #include "TraceAttribute.h"
 #include "UniVar.h"
 #include "hostcallbacks.h"
@@ -22,7 +23,6 @@
 
 class DataChannel;
 class LibraryEntity;
-class ModuleEntity;
 class SeisTraceSet;
 
 using ModuleList = std::vector<ModuleEntity*>;
@@ -32,9 +32,17 @@ using ModuleList = std::vector<ModuleEntity*>;
 class VORN_EXPORT EndOfDataFlags
 {
 public:
-    int& operator[](ModuleEntity* module);
+    int& operator[](ModuleEntity* module)
+    {
+        const std::size_t place = static_cast<std::size_t>(module->jobIndex);
+        if (place < flags.size() && flags[place].module == module)
+            return flags[place].value;
+        return search(module);
+    }
 
 private:
+    int& search(ModuleEntity* module);
+
     struct Flag
     {
         ModuleEntity* module;
@@ -88,7 +96,12 @@ public:
 
     /// The manager of the process, created on first use. The host may delete it; it then sets
     /// `jobManagerInstance` to null itself before the next use.
-    static JobManager* getInstance();
+    static JobManager* getInstance()
+    {
+        if (jobManagerInstance == nullptr)
+            jobManagerInstance = new JobManager;
+        return jobManagerInstance;
+    }
 
     /// Everything empty; seeds the C library's pseudo-random numbers with the time.
     JobManager();
@@ -216,9 +229,13 @@ public:
     /// A zero-filled block of `size` bytes from the C heap, charged to the job and to the active
     /// module; null after a message of type 4 when there is none (a negative size, for one).
     void* allocateResource(int size);
+    /// The same with whatever the memory held before, for who writes all of it next.
+    void* allocateUncleared(int size);
     /// Uncharges the block from the job and from every module of the job that lists it, and frees
     /// it, in every case.
     void freeResource(void* ptr);
+    /// Gives blocks that were freed, and are kept for the next request of their size, to the heap.
+    void releaseSpareBlocks();
     /// @}
 
     /// @name Host call-backs

@@ -4,6 +4,7 @@
 
 #include "MemoryBook.h"
 #include "ModuleEntity.h"
+#include "SpareBlocks.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -22,13 +23,27 @@ void uncharge(int& total, int size)
     total = static_cast<int>(static_cast<unsigned>(total) - static_cast<unsigned>(size));
 }
 
+constinit SpareBlocks spareBlocks;
+
 } // namespace
 
 void* JobManager::allocateResource(int size)
 {
+    void* block = allocateUncleared(size);
+    // Here and not right after malloc: the compiler would make one calloc of the two, which goes
+    // past the heap's quickest lists and costs a trace on its way a third more.
+    if (block != nullptr)
+        std::memset(block, 0, static_cast<std::size_t>(size));
+    return block;
+}
+
+void* JobManager::allocateUncleared(int size)
+{
     // A negative size is a huge request for the heap, which refuses it.
     const std::size_t bytes = static_cast<std::size_t>(size);
-    void* block = std::malloc(bytes);
+    void* block = spareBlocks.take(bytes);
+    if (block == nullptr)
+        block = std::malloc(bytes);
     if (block == nullptr) {
         sendMessage(4, "Can not allocate " + std::to_string(size) + " byte memory block");
         return nullptr;
@@ -40,18 +55,17 @@ void* JobManager::allocateResource(int size)
         charge(activeModule->totalModuleMemoryUsed, size);
         moduleMap = &activeModule->moduleMemoryMap;
     }
-    MemoryBook::instance().enter(block, size, &jobMemoryMap, moduleMap);
-    // Here and not right after malloc: the compiler would make one calloc of the two, which goes
-    // past the heap's quickest lists and costs a trace on its way a third more.
-    std::memset(block, 0, bytes);
+    MemoryBook::instance().enter(block, size, &jobMemoryMap, moduleMap, true);
     return block;
 }
 
 void JobManager::freeResource(void* ptr)
 {
     MemoryBook& book = MemoryBook::instance();
+    std::size_t ownBytes = 0;
     book.visit(ptr, [&](MemoryBook::Entry& entry) {
         if (jobMemoryMap.lists(entry)) {
+            ownBytes = entry.own != 0 ? static_cast<std::size_t>(entry.size) : 0;
             uncharge(totalJobMemoryUsed, entry.size);
             book.removeJob(entry);
         }
@@ -61,7 +75,14 @@ void JobManager::freeResource(void* ptr)
             book.removeModule(entry);
         }
     });
-    std::free(ptr);
+    // Of blocks that a host has entered the size may be anything.
+    if (ownBytes == 0 || !spareBlocks.keep(ptr, ownBytes))
+        std::free(ptr);
+}
+
+void JobManager::releaseSpareBlocks()
+{
+    spareBlocks.release();
 }
 
 // Modules keep their place in the job, so that freeing a block does not search them.

@@ -35,11 +35,8 @@ struct JobManager::InputScan
     bool heldByOthers = false; // though it holds traces that other consumers have yet to take
 };
 
-int& EndOfDataFlags::operator[](ModuleEntity* module)
+int& EndOfDataFlags::search(ModuleEntity* module)
 {
-    const std::size_t place = static_cast<std::size_t>(module->jobIndex);
-    if (place < flags.size() && flags[place].module == module)
-        return flags[place].value;
     const auto known = std::find_if(flags.begin(), flags.end(),
                                     [=](const Flag& flag) { return flag.module == module; });
     if (known != flags.end())
@@ -236,6 +233,7 @@ int JobManager::postProcessJob()
     deleteChannelsAndBuffers();
     deleteModules();
     ScratchManager::getInstance()->deleteScratch();
+    releaseSpareBlocks();
     return 0;
 }
 

@@ -564,13 +564,21 @@ const UniVar& keepUntilReturn(UniVar value)
 const UniVar* findModuleParameter(const char* key)
 {
     ModuleEntity* module = job().getActiveModule();
-    return module != nullptr ? module->findParameter(text(key)) : nullptr;
+    return module != nullptr ? module->findParameter(key != nullptr ? key : "") : nullptr;
 }
 
 const UniVar* findModuleResource(const char* key)
 {
     ModuleEntity* module = job().getActiveModule();
-    return module != nullptr ? module->findResource(text(key)) : nullptr;
+    return module != nullptr ? module->findResource(key != nullptr ? key : "") : nullptr;
+}
+
+unsigned char* findTraceNumber(void* traceSet, const char* key, int traceNo, traceAttVarType type,
+                               int size)
+{
+    if (traceSet == nullptr || key == nullptr)
+        return nullptr;
+    return traceSetOf(traceSet)->findNumber(key, traceNo, type, size);
 }
 
 bool fetchTraceAttribute(void* traceSet, const char* key, int traceNo, UniVar& value)

@@ -21,6 +21,7 @@
 
 #include "GroupEntity.h"
 #include "MOXKernel.h"
+#include "TraceAttribute.h"
 #include "UniVar.h"
 
 #include <cstdint>
@@ -44,12 +45,23 @@ int setModuleStructResource(const char* attKey, const void* bytes, int size);
 const UniVar* findModuleParameter(const char* key);
 const UniVar* findModuleResource(const char* key);
 
+/// As SeisTraceSet::findNumber; null for a null handle or name.
+unsigned char* findTraceNumber(void* traceSet, const char* key, int traceNo, traceAttVarType type,
+                               int size);
+
 /// The value of an attribute that the set has; false, and nothing changed, when it has not.
 bool fetchTraceAttribute(void* traceSet, const char* key, int traceNo, UniVar& value);
 
 /// Samples that may be touched in a trace: the set's trace length, or less where the trace itself
 /// is shorter. The set's trace length where the trace has no samples; 0 for a null handle.
 int getTraceSampleCount(void* traceSet, int traceNo);
+
+// clang-format off
+inline traceAttVarType headerType(const int*)     { return int32AttType; }
+inline traceAttVarType headerType(const int64_t*) { return int64AttType; }
+inline traceAttVarType headerType(const float*)   { return float32AttType; }
+inline traceAttVarType headerType(const double*)  { return float64AttType; }
+// clang-format on
 
 // --------------------------------------------------------------------------------------- sources
 
@@ -98,6 +110,27 @@ struct AttributeOfTrace
     bool fetch(UniVar& value) const
     {
         return traceNo >= 0 && fetchTraceAttribute(traceSet, key, traceNo, value);
+    }
+
+    // The number goes straight from the header or to it where nothing is to be converted, which is
+    // what modules do with every trace. False: nothing has been done.
+    template <typename T>
+    bool readNumber(T* out) const
+    {
+        const unsigned char* from =
+            findTraceNumber(traceSet, key, traceNo, headerType(out), int{sizeof(T)});
+        if (from != nullptr)
+            std::memcpy(out, from, sizeof(T));
+        return from != nullptr;
+    }
+    template <typename T>
+    bool writeNumber(T value) const
+    {
+        unsigned char* to =
+            findTraceNumber(traceSet, key, traceNo, headerType(&value), int{sizeof(T)});
+        if (to != nullptr)
+            std::memcpy(to, &value, sizeof(T));
+        return to != nullptr;
     }
     int store(const UniVar& value) const
     {
@@ -148,6 +181,10 @@ int getWith(const Source& source, Take take)
 template <typename Source, typename T>
 int getValue(const Source& source, T* out)
 {
+    if constexpr (requires { source.readNumber(out); }) {
+        if (source.readNumber(out))
+            return 1;
+    }
     return getWith(source, [out](const UniVar& value) { unpack(value, out); });
 }
 
@@ -189,6 +226,10 @@ int getPointer(const Source& source, void** out)
 template <typename Source, typename T>
 int setValue(const Source& source, T value)
 {
+    if constexpr (requires { source.writeNumber(value); }) {
+        if (source.writeNumber(value))
+            return 1;
+    }
     return source.store(UniVar(value));
 }
 

@@ -8,17 +8,18 @@
 
 namespace {
 
-constexpr std::size_t fewestPlaces = 1024;
 constexpr uint32_t mostJobs = 1u << 8;
-constexpr uint32_t mostModules = 1u << 24;
+constexpr uint32_t mostModules = 1u << 23;
 
 } // namespace
 
 char MemoryBook::nullAddress = 0;
 
-MemoryBook& MemoryBook::instance()
+MemoryBook* MemoryBook::book = nullptr;
+
+MemoryBook& MemoryBook::makeBook()
 {
-    static MemoryBook* book = new MemoryBook;
+    book = new MemoryBook;
     return *book;
 }
 
@@ -56,22 +57,25 @@ void MemoryBook::close(BlockMap* map)
     (map->getModule() != nullptr ? modules : jobs)[map->number] = nullptr;
 }
 
-ModuleEntity* MemoryBook::moduleOf(const Entry& entry) const
-{
-    return modules[entry.module] != nullptr ? modules[entry.module]->getModule() : nullptr;
-}
-
-void MemoryBook::enter(void* address, int32_t size, BlockMap* job, BlockMap* module)
+void MemoryBook::enter(void* address, int32_t size, BlockMap* job, BlockMap* module, bool own)
 {
     void* block = keyOf(address);
-    visit(address, [=, this](Entry& entry) {
-        if (job != nullptr && job->lists(entry))
-            removeJob(entry);
-        if (module != nullptr && module->lists(entry))
-            removeModule(entry);
-    });
+    if ((used + 1) * 4 > table.size() * 3)
+        resize(table.size() * 2);
+    std::size_t place = home(block);
+    while (table[place].block != nullptr && table[place].block != block)
+        place = next(place);
+    const bool known = table[place].block != nullptr;
+    if (known) {
+        visit(address, [=, this](Entry& entry) {
+            if (job != nullptr && job->lists(entry))
+                removeJob(entry);
+            if (module != nullptr && module->lists(entry))
+                removeModule(entry);
+        });
+    }
 
-    Entry entry{block, size, 0, 0};
+    Entry entry{block, size, 0, 0, own};
     if (job != nullptr) {
         entry.job = job->number & (mostJobs - 1);
         ++job->listed;
@@ -80,21 +84,12 @@ void MemoryBook::enter(void* address, int32_t size, BlockMap* job, BlockMap* mod
         entry.module = module->number & (mostModules - 1);
         ++module->listed;
     }
-    if ((used + 1) * 4 > table.size() * 3)
-        resize(table.size() * 2);
-    insert(entry);
-}
-
-void MemoryBook::removeJob(Entry& entry)
-{
-    --jobs[entry.job]->listed;
-    entry.job = 0;
-}
-
-void MemoryBook::removeModule(Entry& entry)
-{
-    --modules[entry.module]->listed;
-    entry.module = 0;
+    if (known) {
+        insert(entry);
+    } else {
+        table[place] = entry;
+        ++used;
+    }
 }
 
 const MemoryBook::Entry* MemoryBook::find(const BlockMap* map, const void* address) const
@@ -105,12 +100,6 @@ const MemoryBook::Entry* MemoryBook::find(const BlockMap* map, const void* addre
             return &table[i];
     }
     return nullptr;
-}
-
-// Blocks of the heap are 16 bytes apart at least; the multiplication spreads neighbours.
-std::size_t MemoryBook::home(const void* block) const
-{
-    return ((reinterpret_cast<uintptr_t>(block) >> 4) * 0x9E3779B97F4A7C15ull) >> shift;
 }
 
 void MemoryBook::insert(const Entry& entry)
@@ -132,23 +121,6 @@ void MemoryBook::eraseUnheld(const void* block)
         else
             i = next(i);
     }
-    if (table.size() > fewestPlaces && used * 8 < table.size())
-        resize(table.size() / 2);
-}
-
-// Closes the gap by moving later entries of the run towards their home, so that runs stay unbroken.
-void MemoryBook::erase(std::size_t place)
-{
-    for (std::size_t i = next(place); table[i].block != nullptr; i = next(i)) {
-        const std::size_t mask = table.size() - 1;
-        const std::size_t fromHome = (i - home(table[i].block)) & mask;
-        if (fromHome >= ((i - place) & mask)) {
-            table[place] = table[i];
-            place = i;
-        }
-    }
-    table[place] = Entry{};
-    --used;
 }
 
 void MemoryBook::resize(std::size_t places)

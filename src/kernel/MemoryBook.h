@@ -33,29 +33,30 @@ public:
         void* block;          // null: a free place of the table
         int32_t size;         // bytes
         uint32_t job : 8;     // number of the job's map; 0 when no job lists the block
-        uint32_t module : 24; // number of the module's map; 0 when no module lists the block
+        uint32_t module : 23; // number of the module's map; 0 when no module lists the block
+        uint32_t own : 1;     // from the kernel's heap, where it has `size` bytes
     };
 
     /// The book of the process; never destroyed, since traces may outlive everything else.
-    static MemoryBook& instance();
+    static MemoryBook& instance() { return book != nullptr ? *book : makeBook(); }
 
     /// Gives a map its number among its kind; 0 stands for nobody.
     uint32_t open(BlockMap* map);
     /// Forgets a map and what it lists.
     void close(BlockMap* map);
-    ModuleEntity* moduleOf(const Entry& entry) const;
+    inline ModuleEntity* moduleOf(const Entry& entry) const;
 
     /// Enters `block` for one holder or both (null: not); what they listed under this address
-    /// before is overwritten.
-    void enter(void* address, int32_t size, BlockMap* job, BlockMap* module);
+    /// before is overwritten. `own`: the block has been taken from the heap with this size.
+    void enter(void* address, int32_t size, BlockMap* job, BlockMap* module, bool own = false);
 
     /// Calls `strike(Entry&)` for every entry of `block`; it calls `removeJob` or `removeModule`
     /// where a holder gives the block up. Entries without a holder then leave the table.
     template <typename Strike>
     void visit(void* address, Strike strike);
 
-    void removeJob(Entry& entry);
-    void removeModule(Entry& entry);
+    inline void removeJob(Entry& entry);
+    inline void removeModule(Entry& entry);
 
     /// The entry of `block` that `map` listed, or null.
     const Entry* find(const BlockMap* map, const void* address) const;
@@ -72,13 +73,23 @@ private:
     static char nullAddress;
     static void* keyOf(void* address) { return address != nullptr ? address : &nullAddress; }
 
+    static MemoryBook* book;
+    static MemoryBook& makeBook();
+
     MemoryBook();
-    std::size_t home(const void* block) const;
+    // Blocks of the heap are 16 bytes apart at least; the multiplication spreads neighbours.
+    std::size_t home(const void* block) const
+    {
+        return ((reinterpret_cast<uintptr_t>(block) >> 4) * 0x9E3779B97F4A7C15ull) >> shift;
+    }
     std::size_t next(std::size_t place) const { return (place + 1) & (table.size() - 1); }
     void insert(const Entry& entry);
     void eraseUnheld(const void* block);
-    void erase(std::size_t place);
+    inline void erase(std::size_t place);
+    inline void shrink();
     void resize(std::size_t places);
+
+    static constexpr std::size_t fewestPlaces = 1024;
 
     std::vector<Entry> table; // a power of two, never full: open addressing, linear probing
     std::size_t used = 0;
@@ -155,20 +166,68 @@ private:
     std::size_t listed = 0;
 };
 
+inline ModuleEntity* MemoryBook::moduleOf(const Entry& entry) const
+{
+    return modules[entry.module] != nullptr ? modules[entry.module]->getModule() : nullptr;
+}
+
+inline void MemoryBook::removeJob(Entry& entry)
+{
+    --jobs[entry.job]->listed;
+    entry.job = 0;
+}
+
+inline void MemoryBook::removeModule(Entry& entry)
+{
+    --modules[entry.module]->listed;
+    entry.module = 0;
+}
+
+// Closes the gap by moving later entries of the run towards their home, so that runs stay unbroken.
+inline void MemoryBook::erase(std::size_t place)
+{
+    for (std::size_t i = next(place); table[i].block != nullptr; i = next(i)) {
+        const std::size_t mask = table.size() - 1;
+        const std::size_t fromHome = (i - home(table[i].block)) & mask;
+        if (fromHome >= ((i - place) & mask)) {
+            table[place] = table[i];
+            place = i;
+        }
+    }
+    table[place] = Entry{};
+    --used;
+}
+
+// A table that has become far too large slows down whoever goes through all entries.
+inline void MemoryBook::shrink()
+{
+    if (table.size() > fewestPlaces && used * 8 < table.size())
+        resize(table.size() / 2);
+}
+
 template <typename Strike>
 void MemoryBook::visit(void* address, Strike strike)
 {
     void* block = keyOf(address);
-    bool unheld = false;
+    std::size_t unheld = 0; // entries
+    std::size_t place = 0;  // of the last one
     for (std::size_t i = home(block); table[i].block != nullptr; i = next(i)) {
         Entry& entry = table[i];
         if (entry.block != block)
             continue;
         strike(entry);
-        unheld = unheld || (entry.job == 0 && entry.module == 0);
+        if (entry.job == 0 && entry.module == 0) {
+            ++unheld;
+            place = i;
+        }
     }
-    if (unheld)
+    if (unheld == 0)
+        return;
+    if (unheld == 1)
+        erase(place);
+    else
         eraseUnheld(block);
+    shrink();
 }
 
 #endif

@@ -294,7 +294,7 @@ bool ModuleEntity::isParameterPresent(const std::string& name) const
     return moduleParameters.find(name) != moduleParameters.end();
 }
 
-const UniVar* ModuleEntity::findParameter(const std::string& name)
+const UniVar* ModuleEntity::findParameter(std::string_view name)
 {
     return recentParameters.find(moduleParameters, name);
 }
@@ -317,7 +317,7 @@ bool ModuleEntity::isResourcePresent(const std::string& name) const
     return moduleResources.find(name) != moduleResources.end();
 }
 
-const UniVar* ModuleEntity::findResource(const std::string& name)
+const UniVar* ModuleEntity::findResource(std::string_view name)
 {
     return recentResources.find(moduleResources, name);
 }

@@ -13,6 +13,7 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 class DataChannel;
@@ -132,7 +133,7 @@ public:
     UniVar getParameter(const std::string& name);
     bool isParameterPresent(const std::string& name) const;
     /// The value itself, or null for a missing name, which stays missing.
-    const UniVar* findParameter(const std::string& name);
+    const UniVar* findParameter(std::string_view name);
 
     /// Stores a copy; returns 1 (`setParameter` returns 0).
     int setResource(const std::string& name, const UniVar& value);
@@ -140,7 +141,7 @@ public:
     UniVar getResource(const std::string& name);
     bool isResourcePresent(const std::string& name) const;
     /// The value itself, or null for a missing name, which stays missing.
-    const UniVar* findResource(const std::string& name);
+    const UniVar* findResource(std::string_view name);
     /// Owns the block behind resource `name` from now on, until another takes its place under that
     /// name or the module ends.
     void keepStructResource(const std::string& name, std::unique_ptr<unsigned char[]> block);

@@ -3,9 +3,12 @@
 #include "JobManager.h"
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstdlib>
+#include <cstring>
 #include <fcntl.h>
+#include <sys/uio.h>
 #include <unistd.h>
 
 namespace {
@@ -37,17 +40,66 @@ int newFileNo()
     return ++files;
 }
 
+// The blocks of a resident trace in the order of its record.
+using Record = std::array<iovec, 2>;
+
+Record recordOf(SeisTrace* trace)
+{
+    const auto bytes = [](int64_t count) {
+        return static_cast<std::size_t>(std::max<int64_t>(count, 0));
+    };
+    return {iovec{trace->traceHeader, bytes(trace->traceHeaderSize)},
+            iovec{trace->traceSamples, bytes(static_cast<int64_t>(trace->traceLength) * 4)}};
+}
+
+// Calls `transfer` (preadv or pwritev) until the whole record has gone over, or no more of it does.
+// Returns what is left of it.
+template <typename Transfer>
+Record transferAll(Transfer transfer, int descriptor, Record record, int64_t position)
+{
+    std::size_t part = 0;
+    while (part < record.size()) {
+        if (record[part].iov_len == 0) {
+            ++part;
+            continue;
+        }
+        const ssize_t done =
+            transfer(descriptor, &record[part], static_cast<int>(record.size() - part), position);
+        if (done < 0 && errno == EINTR)
+            continue;
+        if (done <= 0)
+            break;
+        position += done;
+        std::size_t rest = static_cast<std::size_t>(done);
+        for (; rest > 0; ++part) {
+            const std::size_t here = std::min(rest, record[part].iov_len);
+            record[part].iov_base = static_cast<char*>(record[part].iov_base) + here;
+            record[part].iov_len -= here;
+            rest -= here;
+            if (record[part].iov_len > 0)
+                break;
+        }
+    }
+    return record;
+}
+
+bool isEmpty(const Record& record)
+{
+    return record[0].iov_len == 0 && record[1].iov_len == 0;
+}
+
+void clear(const Record& record)
+{
+    for (const iovec& part : record) {
+        if (part.iov_len > 0)
+            std::memset(part.iov_base, 0, part.iov_len);
+    }
+}
+
 } // namespace
 
 ScratchManager* ScratchManager::ScratchManagerInstance = nullptr;
 int ScratchManager::MAX_TRACES_IN_SCRATCH_V = defaultLimit;
-
-ScratchManager* ScratchManager::getInstance()
-{
-    if (ScratchManagerInstance == nullptr)
-        ScratchManagerInstance = new ScratchManager;
-    return ScratchManagerInstance;
-}
 
 ScratchManager::ScratchManager()
     : scratchFile(nullptr), fileEnd(0), fileNo(0), held(nullptr), heldLeft(false)
@@ -61,10 +113,8 @@ ScratchManager::~ScratchManager()
     deleteScratch();
 }
 
-void ScratchManager::touchTrace(SeisTrace* trace)
+void ScratchManager::bringToFront(SeisTrace* trace)
 {
-    if (trace == nullptr || traces_cache.front() == trace)
-        return;
     if (!traces_cache.contains(trace))
         restoreFromScratch(trace);
     traces_cache.push_front(trace);
@@ -121,8 +171,8 @@ int ScratchManager::restoreFromScratch(SeisTrace* trace)
         return 0;
 
     JobManager* job = JobManager::getInstance();
-    void* header = job->allocateResource(trace->traceHeaderSize);
-    void* samples = job->allocateResource(4 * trace->traceLength);
+    void* header = job->allocateUncleared(trace->traceHeaderSize);
+    void* samples = job->allocateUncleared(4 * trace->traceLength);
     if (header == nullptr || samples == nullptr) {
         // The record stays the only copy; a trace half in memory would lose it.
         job->freeResource(header);
@@ -132,10 +182,7 @@ int ScratchManager::restoreFromScratch(SeisTrace* trace)
     trace->traceHeader = static_cast<unsigned char*>(header);
     trace->traceSamples = static_cast<float*>(samples);
 
-    // A record of a file that is gone has left nothing to read: other records stand there now.
-    if (trace->scratchFileNo == fileNo &&
-        fseeko(scratchFile, static_cast<off_t>(trace->traceOffset), SEEK_SET) == 0)
-        trace->retrieve(scratchFile);
+    readRecord(trace);
     freeRecord(trace);
     trace->traceOffset = -1;
     return 1;
@@ -231,11 +278,17 @@ int64_t ScratchManager::endPosition(int64_t recordSize)
     return position;
 }
 
+// Header and samples in one call of the operating system, which says at once whether the disk is
+// full. A stream without a file behind it does as it can.
 bool ScratchManager::writeRecord(SeisTrace* trace, int64_t position)
 {
-    if (fseeko(scratchFile, static_cast<off_t>(position), SEEK_SET) != 0)
-        return false;
-    const bool written = trace->store(scratchFile) == 1;
+    const int descriptor = fileno(scratchFile);
+    bool written;
+    if (descriptor >= 0)
+        written = isEmpty(transferAll(pwritev, descriptor, recordOf(trace), position));
+    else
+        written = fseeko(scratchFile, static_cast<off_t>(position), SEEK_SET) == 0 &&
+                  trace->store(scratchFile) == 1;
     if (written) {
         fileEnd = std::max(fileEnd, position + recordBytes(trace));
     } else {
@@ -245,6 +298,22 @@ bool ScratchManager::writeRecord(SeisTrace* trace, int64_t position)
             fileEnd = std::max(fileEnd, static_cast<int64_t>(ftello(scratchFile)));
     }
     return written;
+}
+
+// What cannot be read becomes zeros. A record of a file that is gone has left nothing to read:
+// other records stand there now.
+void ScratchManager::readRecord(SeisTrace* trace)
+{
+    const Record record = recordOf(trace);
+    const int descriptor = fileno(scratchFile);
+    if (trace->scratchFileNo == fileNo && descriptor >= 0) {
+        clear(transferAll(preadv, descriptor, record, trace->traceOffset));
+        return;
+    }
+    clear(record);
+    if (trace->scratchFileNo == fileNo &&
+        fseeko(scratchFile, static_cast<off_t>(trace->traceOffset), SEEK_SET) == 0)
+        trace->retrieve(scratchFile);
 }
 
 // Gives a position that was chosen but not used back: the next trace of this size takes it, and no
@@ -293,22 +362,8 @@ void ScratchManager::reserveListed()
     }
 }
 
-ScratchManager::Hold::Hold(SeisTrace* trace)
+void ScratchManager::pageOutLeft(SeisTrace* trace)
 {
-    ScratchManager* manager = getInstance();
-    former = manager->held;
-    formerLeft = manager->heldLeft;
-    manager->held = trace;
-    manager->heldLeft = false;
-}
-
-ScratchManager::Hold::~Hold()
-{
-    ScratchManager* manager = getInstance();
-    SeisTrace* trace = manager->held;
-    const bool left = manager->heldLeft;
-    manager->held = former;
-    manager->heldLeft = formerLeft;
-    if (trace != nullptr && left && !manager->traces_cache.contains(trace))
-        manager->putToScratch(trace);
+    if (!traces_cache.contains(trace))
+        putToScratch(trace);
 }

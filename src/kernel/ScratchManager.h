@@ -54,7 +54,12 @@ public:
     bool heldLeft;   ///< the held trace has left the order and is to be paged out afterwards
 
     /// The manager of the process, created on first use.
-    static ScratchManager* getInstance();
+    static ScratchManager* getInstance()
+    {
+        if (ScratchManagerInstance == nullptr)
+            ScratchManagerInstance = new ScratchManager;
+        return ScratchManagerInstance;
+    }
 
     ScratchManager();
     ScratchManager(const ScratchManager&) = delete;
@@ -63,7 +68,11 @@ public:
 
     /// Makes `trace` the most recently used, reading it back if it was paged out, and pages out
     /// what exceeds the limit. A trace that cannot be written stays resident but leaves the order.
-    void touchTrace(SeisTrace* trace);
+    void touchTrace(SeisTrace* trace)
+    {
+        if (trace != nullptr && traces_cache.front() != trace)
+            bringToFront(trace);
+    }
 
     /// Forgets a trace that is about to be destroyed; its record becomes free.
     void removeTrace(SeisTrace* trace);
@@ -89,20 +98,37 @@ public:
     class VORN_EXPORT Hold
     {
     public:
-        explicit Hold(SeisTrace* trace);
-        ~Hold();
+        explicit Hold(SeisTrace* trace)
+            : manager(getInstance()), former(manager->held), formerLeft(manager->heldLeft)
+        {
+            manager->held = trace;
+            manager->heldLeft = false;
+        }
+        ~Hold()
+        {
+            SeisTrace* trace = manager->held;
+            const bool left = manager->heldLeft;
+            manager->held = former;
+            manager->heldLeft = formerLeft;
+            if (left && trace != nullptr)
+                manager->pageOutLeft(trace);
+        }
         Hold(const Hold&) = delete;
         Hold& operator=(const Hold&) = delete;
 
     private:
+        ScratchManager* manager;
         SeisTrace* former;
         bool formerLeft;
     };
 
 private:
+    void bringToFront(SeisTrace* trace);
+    void pageOutLeft(SeisTrace* trace);
     int64_t choosePosition(int recordSize);
     int64_t endPosition(int64_t recordSize);
     bool writeRecord(SeisTrace* trace, int64_t position);
+    void readRecord(SeisTrace* trace);
     void keepPosition(int recordSize, int64_t position);
     void freeRecord(const SeisTrace* trace);
     void reserve(int64_t position, int64_t recordSize);

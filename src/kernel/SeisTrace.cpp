@@ -7,8 +7,10 @@
 #include <climits>
 #include <cstring>
 #include <istream>
+#include <new>
 #include <ostream>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -16,13 +18,17 @@ namespace {
 constexpr int headerStep = 64;
 constexpr int64_t sampleBytes = sizeof(float);
 
-// A block of accounted memory; null, after the kernel's message, when there is none.
+// A block of accounted memory, zeroed unless it is to be `uncleared`; null, after the kernel's
+// message, when there is none.
 template <typename T>
-T* takeBlock(int64_t bytes)
+T* takeBlock(int64_t bytes, bool uncleared = false)
 {
     JobManager* job = JobManager::getInstance();
-    if (bytes >= INT_MIN && bytes <= INT_MAX)
-        return static_cast<T*>(job->allocateResource(static_cast<int>(bytes)));
+    if (bytes >= INT_MIN && bytes <= INT_MAX) {
+        const int size = static_cast<int>(bytes);
+        return static_cast<T*>(uncleared ? job->allocateUncleared(size)
+                                         : job->allocateResource(size));
+    }
     // Accounted sizes have 32 bits; a wrapped size would give a block shorter than the trace says.
     job->sendMessage(4, "Can not allocate " + std::to_string(bytes) + " byte memory block");
     return nullptr;
@@ -75,6 +81,31 @@ void writeText(unsigned char* to, int size, const std::string& text)
     std::memset(to + used, 0, static_cast<std::size_t>(size) - used);
 }
 
+// Every hop of a trace makes one trace and deletes one. A place just left is the quickest to reuse;
+// those of a backlog that is gone go back to the heap.
+struct FreePlace
+{
+    FreePlace* next;
+};
+
+struct Places
+{
+    FreePlace* first = nullptr;
+    int count = 0;
+};
+
+#ifdef __SANITIZE_ADDRESS__
+constexpr int mostFreePlaces = 0; // the sanitizer is to see every use after deletion
+#else
+constexpr int mostFreePlaces = 256;
+#endif
+
+Places& freePlaces()
+{
+    static Places places;
+    return places;
+}
+
 // Header and samples lie in two blocks but go to the file in one piece: two calls of the operating
 // system per record cost more than copying it. Longer records are not worth the second copy.
 constexpr std::size_t longestPacked = 1 << 20;
@@ -89,12 +120,17 @@ std::vector<unsigned char>& packedRecord(std::size_t bytes)
 
 } // namespace
 
-SeisTrace::SeisTrace(int length, int headerSize)
-    : traceSamples(takeBlock<float>(length * sampleBytes)),
+SeisTrace::SeisTrace(int length, int headerSize, SamplesFollow)
+    : traceSamples(takeBlock<float>(length * sampleBytes, true)),
       traceHeader(takeBlock<unsigned char>(headerSize)), traceLength(length), traceFlag(0),
       traceHeaderSize(headerSize), traceOffset(-1), moreRecent(nullptr), lessRecent(nullptr),
       order(nullptr), arrivalNo(0), pendingEntries(0), scratchFileNo(0)
 {
+}
+
+SeisTrace::SeisTrace(int length, int headerSize) : SeisTrace(length, headerSize, SamplesFollow())
+{
+    clearTraceSamples();
 }
 
 SeisTrace::~SeisTrace()
@@ -107,10 +143,24 @@ SeisTrace::~SeisTrace()
         job->freeResource(traceSamples);
 }
 
-bool SeisTrace::holds(const traceAttIdent& ident) const
+void* SeisTrace::operator new(std::size_t bytes)
 {
-    return traceHeader != nullptr && ident.offset >= 0 && ident.size >= 0 &&
-           static_cast<int64_t>(ident.offset) + ident.size <= traceHeaderSize;
+    Places& places = freePlaces();
+    if (bytes != sizeof(SeisTrace) || places.first == nullptr)
+        return ::operator new(bytes);
+    --places.count;
+    return std::exchange(places.first, places.first->next);
+}
+
+void SeisTrace::operator delete(void* place, std::size_t bytes) noexcept
+{
+    Places& places = freePlaces();
+    if (bytes != sizeof(SeisTrace) || places.count >= mostFreePlaces) {
+        ::operator delete(place);
+        return;
+    }
+    places.first = new (place) FreePlace{places.first};
+    ++places.count;
 }
 
 UniVar SeisTrace::getAttribute(const traceAttIdent& ident) const

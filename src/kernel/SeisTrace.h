@@ -8,6 +8,7 @@
 #include "UniVar.h"
 #include "vorn_export.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <iosfwd>
@@ -43,11 +44,20 @@ public:
     /// running module. When memory is short (or a length is negative) the kernel's message has been
     /// sent and the block in question is null.
     SeisTrace(int length, int headerSize);
+    /// The same, but the samples are whatever the memory held: for who writes all of them next.
+    struct SamplesFollow
+    {
+    };
+    SeisTrace(int length, int headerSize, SamplesFollow);
     SeisTrace(const SeisTrace&) = delete;
     SeisTrace& operator=(const SeisTrace&) = delete;
 
     /// Makes the scratch manager forget the trace and gives both blocks back.
     ~SeisTrace();
+
+    /// The place of a trace that was deleted, or a new one.
+    static void* operator new(std::size_t bytes);
+    static void operator delete(void* place, std::size_t bytes) noexcept;
 
     /// The attribute's value; undefined when it lies beyond the header's end. Text is read from the
     /// attribute's first byte to the next zero byte of the header, across the attribute's own end.
@@ -98,8 +108,12 @@ public:
     void expandHeader(int n);
     void expandHeader(const traceAttIdent& ident);
 
-private:
-    bool holds(const traceAttIdent& ident) const;
+    /// Whether the attribute's bytes lie within the header as it is.
+    bool holds(const traceAttIdent& ident) const
+    {
+        return traceHeader != nullptr && ident.offset >= 0 && ident.size >= 0 &&
+               static_cast<int64_t>(ident.offset) + ident.size <= traceHeaderSize;
+    }
 };
 
 /// Writes the trace's record as `store` does.

@@ -49,7 +49,7 @@ traceAttIdent& SeisTraceSet::getAttributeKey(const std::string& name)
     return place(name);
 }
 
-traceAttIdent* SeisTraceSet::knownPlace(const std::string& name) const
+traceAttIdent* SeisTraceSet::knownPlace(std::string_view name) const
 {
     return recentNames.find(const_cast<std::map<std::string, traceAttIdent>&>(attrDefs), name);
 }
@@ -96,6 +96,18 @@ bool SeisTraceSet::fetchAttribute(const std::string& name, int traceNo, UniVar& 
     return known != nullptr;
 }
 
+unsigned char* SeisTraceSet::findNumber(std::string_view name, int traceNo, traceAttVarType type,
+                                        int size)
+{
+    const traceAttIdent* known = knownPlace(name);
+    if (known == nullptr || known->type != type || known->size != size)
+        return nullptr;
+    const SeisTrace* trace = getTrace(traceNo, true);
+    if (trace == nullptr || !trace->holds(*known))
+        return nullptr;
+    return trace->traceHeader + known->offset;
+}
+
 UniVar SeisTraceSet::valueAt(const traceAttIdent& ident, int traceNo)
 {
     const SeisTrace* trace = getTrace(traceNo, true);
@@ -117,10 +129,13 @@ void SeisTraceSet::setNumberOfTraces(int n)
 
 SeisTrace* SeisTraceSet::getTrace(int traceNo, bool touchScratch)
 {
-    if (traceNo < 0 || traceNo == INT_MAX)
-        return nullptr;
-    setNumberOfTraces(traceNo + 1);
-    SeisTrace* trace = traces[static_cast<std::size_t>(traceNo)];
+    const std::size_t index = static_cast<std::size_t>(traceNo);
+    if (index >= traces.size()) {
+        if (traceNo < 0 || traceNo == INT_MAX)
+            return nullptr;
+        setNumberOfTraces(traceNo + 1);
+    }
+    SeisTrace* trace = traces[index];
     if (trace == nullptr || !touchScratch)
         return trace;
     if (scratchManager != nullptr)
@@ -228,12 +243,21 @@ int SeisTraceSet::copyFromTrace(SeisTraceSet* src, bool copyHeader, bool copySam
     SeisTrace* from = src != nullptr ? src->getTrace(traceNoFrom, true) : nullptr;
     // With a limit of one resident trace, touching the target would page the source out.
     const ScratchManager::Hold hold(from);
+    // All samples of a trace that comes into being here are written below: no need to clear them.
+    const bool isNew = traceNoTo >= getNumberOfTraces();
+    if (from != nullptr && traceNoTo == getNumberOfTraces() && copySamples &&
+        from->traceSamples != nullptr && traceLength <= src->traceLength &&
+        traceLength <= from->traceLength)
+        addTrace(new SeisTrace(traceLength, currentHeaderSize, SeisTrace::SamplesFollow()));
     SeisTrace* to = getTrace(traceNoTo, true);
     if (from == nullptr || to == nullptr)
         return 0;
 
-    if (copyHeader)
+    if (copyHeader) {
+        if (!isNew)
+            to->clearTraceHeader();
         copyHeaderFrom(src, from, to);
+    }
     if (copySamples && from->traceSamples != nullptr && to->traceSamples != nullptr) {
         const int samples =
             std::min({traceLength, src->traceLength, to->traceLength, from->traceLength});
@@ -245,9 +269,9 @@ int SeisTraceSet::copyFromTrace(SeisTraceSet* src, bool copyHeader, bool copySam
     return 1;
 }
 
+// Into a header of zeros.
 void SeisTraceSet::copyHeaderFrom(SeisTraceSet* src, SeisTrace* from, SeisTrace* to)
 {
-    to->clearTraceHeader();
     const HeaderCopy& copy = headerCopyFrom(src);
     if (copy.sourceLayout == 0 || from->traceHeaderSize < copy.sourceSize ||
         from->traceHeader == nullptr)

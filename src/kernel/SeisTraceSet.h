@@ -14,6 +14,7 @@
 #include <cstdint>
 #include <map>
 #include <string>
+#include <string_view>
 #include <vector>
 
 class ScratchManager;
@@ -85,6 +86,10 @@ public:
     UniVar getAttribute(const std::string& name, int traceNo);
     /// The attribute's value in a trace; false, and nothing changed, if the set does not have it.
     bool fetchAttribute(const std::string& name, int traceNo, UniVar& value);
+    /// Where a trace's header holds the attribute as one number of exactly `type`, which takes
+    /// `size` bytes; null when it holds it otherwise or not at all: `fetchAttribute` and
+    /// `setAttribute` know what to do then. Not aligned; valid until the header grows.
+    unsigned char* findNumber(std::string_view name, int traceNo, traceAttVarType type, int size);
     /// Stores a value in a trace, defining the attribute if need be; returns 1.
     int setAttribute(const std::string& name, const UniVar& value, int traceNo);
 
@@ -152,7 +157,7 @@ protected:
 private:
     mutable RecentNames<traceAttIdent> recentNames; // of attrDefs
 
-    traceAttIdent* knownPlace(const std::string& name) const;
+    traceAttIdent* knownPlace(std::string_view name) const;
     UniVar valueAt(const traceAttIdent& ident, int traceNo);
     traceAttIdent& place(const std::string& name);
     void copyHeaderFrom(SeisTraceSet* src, SeisTrace* from, SeisTrace* to);

@@ -9,7 +9,7 @@
 namespace {
 
 constexpr uint32_t mostJobs = 1u << 8;
-constexpr uint32_t mostModules = 1u << 23;
+constexpr uint32_t mostModules = 1u << 16;
 
 } // namespace
 
@@ -65,30 +65,29 @@ void MemoryBook::enter(void* address, int32_t size, BlockMap* job, BlockMap* mod
     std::size_t place = home(block);
     while (table[place].block != nullptr && table[place].block != block)
         place = next(place);
-    const bool known = table[place].block != nullptr;
-    if (known) {
+    if (table[place].block != nullptr) {
         visit(address, [=, this](Entry& entry) {
             if (job != nullptr && job->lists(entry))
                 removeJob(entry);
             if (module != nullptr && module->lists(entry))
                 removeModule(entry);
         });
+        place = freePlace(block);
     }
 
-    Entry entry{block, size, 0, 0, own};
+    // Field by field, each as wide as it is read: an entry copied as a whole waits for its parts.
+    Entry& entry = table[place];
+    entry.block = block;
+    entry.size = size;
+    entry.own = own ? 1 : 0;
+    ++used;
     if (job != nullptr) {
-        entry.job = job->number & (mostJobs - 1);
+        entry.job = static_cast<uint8_t>(job->number);
         ++job->listed;
     }
     if (module != nullptr) {
-        entry.module = module->number & (mostModules - 1);
+        entry.module = static_cast<uint16_t>(module->number);
         ++module->listed;
-    }
-    if (known) {
-        insert(entry);
-    } else {
-        table[place] = entry;
-        ++used;
     }
 }
 
@@ -102,13 +101,12 @@ const MemoryBook::Entry* MemoryBook::find(const BlockMap* map, const void* addre
     return nullptr;
 }
 
-void MemoryBook::insert(const Entry& entry)
+std::size_t MemoryBook::freePlace(const void* block) const
 {
-    std::size_t place = home(entry.block);
+    std::size_t place = home(block);
     while (table[place].block != nullptr)
         place = next(place);
-    table[place] = entry;
-    ++used;
+    return place;
 }
 
 void MemoryBook::eraseUnheld(const void* block)
@@ -130,8 +128,10 @@ void MemoryBook::resize(std::size_t places)
     shift = 64u - static_cast<unsigned>(std::countr_zero(places));
     used = 0;
     for (const Entry& entry : former) {
-        if (entry.block != nullptr && (entry.job != 0 || entry.module != 0))
-            insert(entry);
+        if (entry.block != nullptr && (entry.job != 0 || entry.module != 0)) {
+            table[freePlace(entry.block)] = entry;
+            ++used;
+        }
     }
 }
 

@@ -30,11 +30,11 @@ class MemoryBook
 public:
     struct Entry
     {
-        void* block;          // null: a free place of the table
-        int32_t size;         // bytes
-        uint32_t job : 8;     // number of the job's map; 0 when no job lists the block
-        uint32_t module : 23; // number of the module's map; 0 when no module lists the block
-        uint32_t own : 1;     // from the kernel's heap, where it has `size` bytes
+        void* block;     // null: a free place of the table
+        int32_t size;    // bytes
+        uint16_t module; // number of the module's map; 0 when no module lists the block
+        uint8_t job;     // number of the job's map; 0 when no job lists the block
+        uint8_t own;     // 1: taken from the heap by the kernel, with `size` bytes
     };
 
     /// The book of the process; never destroyed, since traces may outlive everything else.
@@ -83,7 +83,7 @@ private:
         return ((reinterpret_cast<uintptr_t>(block) >> 4) * 0x9E3779B97F4A7C15ull) >> shift;
     }
     std::size_t next(std::size_t place) const { return (place + 1) & (table.size() - 1); }
-    void insert(const Entry& entry);
+    std::size_t freePlace(const void* block) const;
     void eraseUnheld(const void* block);
     inline void erase(std::size_t place);
     inline void shrink();

@@ -1,0 +1,255 @@
+#include "spectrum_math.h"
+
+#include <fftw3.h>
+#include <limits.h>
+#include <math.h>
+#include <stdlib.h>
+#include <string.h>
+
+struct spectrum_sum
+{
+    int samples;    /* of the window; the transform has twice as many */
+    double step;    /* Hz */
+    double weight;  /* sum of the weights */
+    int64_t traces; /* added */
+    float* weights;
+    float* buffer; /* the padded window, and its spectrum, which takes two floats more */
+    double* sums;  /* of the spectra's absolute values */
+    fftwf_plan plan;
+};
+
+static const double pi = 3.14159265358979323846;
+
+/* Places are the middles of samples: weights are symmetric, and those of a whole squared sine sum
+ * up to half the number of samples, whatever that is. */
+double spectrum_weight(spectrum_taper taper, int i, int samples)
+{
+    const double flank = taper == SPECTRUM_HANN ? 0.5 : 0.1;
+    const double place = (i + 0.5) / samples;
+    const double distance = place < 0.5 ? place : 1 - place;
+    double sine;
+
+    if (taper == SPECTRUM_NONE || distance >= flank)
+        return 1;
+    sine = sin(pi * distance / (2 * flank));
+    return sine * sine;
+}
+
+static void weigh(spectrum_sum* sum, spectrum_taper taper)
+{
+    int i;
+
+    for (i = 0; i < sum->samples; ++i) {
+        const double weight = spectrum_weight(taper, i, sum->samples);
+        sum->weights[i] = (float)weight;
+        sum->weight += weight;
+    }
+}
+
+spectrum_sum* spectrum_create(int samples, double interval, spectrum_taper taper)
+{
+    spectrum_sum* sum;
+
+    if (samples < 1 || samples > INT_MAX / 2 - 1)
+        return NULL;
+    sum = calloc(1, sizeof *sum);
+    if (sum == NULL)
+        return NULL;
+    sum->samples = samples;
+    sum->step = 1 / (2.0 * samples * interval);
+    sum->weights = malloc((size_t)samples * sizeof *sum->weights);
+    sum->sums = calloc((size_t)samples + 1, sizeof *sum->sums);
+    sum->buffer = fftwf_alloc_real(2 * ((size_t)samples + 1));
+    if (sum->weights != NULL && sum->sums != NULL && sum->buffer != NULL)
+        /* Estimated plans do not depend on measured times: every run gives the same numbers. */
+        sum->plan = fftwf_plan_dft_r2c_1d(2 * samples, sum->buffer, (fftwf_complex*)sum->buffer,
+                                          FFTW_ESTIMATE);
+    if (sum->plan == NULL) {
+        spectrum_free(sum);
+        return NULL;
+    }
+    weigh(sum, taper);
+    return sum;
+}
+
+/* Fills the buffer with the finite samples of the window and with zeros; the greatest absolute
+ * value. */
+static float load(spectrum_sum* sum, const float* samples, int count, int64_t first, int* odd)
+{
+    float greatest = 0;
+    int i;
+
+    *odd = 0;
+    memset(sum->buffer, 0, 2 * (size_t)sum->samples * sizeof *sum->buffer);
+    for (i = 0; i < sum->samples; ++i) {
+        const int64_t at = first + i;
+        if (at < 0 || at >= count)
+            continue;
+        if (!isfinite(samples[at])) {
+            ++*odd;
+            continue;
+        }
+        sum->buffer[i] = samples[at];
+        if (fabsf(samples[at]) > greatest)
+            greatest = fabsf(samples[at]);
+    }
+    return greatest;
+}
+
+int spectrum_add(spectrum_sum* sum, const float* samples, int count, int64_t first, int* odd)
+{
+    const float greatest = load(sum, samples, count, first, odd);
+    int i;
+
+    if (greatest == 0)
+        return 0;
+    /* Transformed as values up to 1: neither very great nor very small ones leave what floats hold.
+     */
+    for (i = 0; i < sum->samples; ++i)
+        sum->buffer[i] = sum->buffer[i] / greatest * sum->weights[i];
+    fftwf_execute(sum->plan);
+    for (i = 0; i <= sum->samples; ++i) {
+        const double re = sum->buffer[2 * i];
+        const double im = sum->buffer[2 * i + 1];
+        sum->sums[i] += greatest * sqrt(re * re + im * im);
+    }
+    ++sum->traces;
+    return 1;
+}
+
+int spectrum_bins(const spectrum_sum* sum)
+{
+    return sum->samples + 1;
+}
+
+double spectrum_step(const spectrum_sum* sum)
+{
+    return sum->step;
+}
+
+int64_t spectrum_traces(const spectrum_sum* sum)
+{
+    return sum->traces;
+}
+
+/* A sinusoid has half of its amplitude at the negative frequency, except at both ends, where the
+ * two are one. */
+void spectrum_mean(const spectrum_sum* sum, double* amplitudes)
+{
+    const double divisor = sum->weight * (double)(sum->traces > 0 ? sum->traces : 1);
+    int i;
+
+    for (i = 0; i <= sum->samples; ++i) {
+        const int is_end = i == 0 || i == sum->samples;
+        amplitudes[i] = (is_end ? 1 : 2) * sum->sums[i] / divisor;
+    }
+}
+
+void spectrum_free(spectrum_sum* sum)
+{
+    if (sum == NULL)
+        return;
+    if (sum->plan != NULL)
+        fftwf_destroy_plan(sum->plan);
+    fftwf_free(sum->buffer);
+    free(sum->sums);
+    free(sum->weights);
+    free(sum);
+}
+
+/* Where the line from bin `below` to its neighbour `above` has the amplitude `level`. */
+static double crossing(const double* amplitudes, int below, int above, double level)
+{
+    const double rise = amplitudes[above] - amplitudes[below];
+
+    return below + (above - below) * (level - amplitudes[below]) / rise;
+}
+
+spectrum_band spectrum_find_band(const double* amplitudes, int from, int to, double step,
+                                 double share)
+{
+    spectrum_band band;
+    double level;
+    int peak = from;
+    int low = from;
+    int high = to;
+    int i;
+
+    for (i = from; i <= to; ++i)
+        if (amplitudes[i] > amplitudes[peak])
+            peak = i;
+    level = share * amplitudes[peak];
+    while (amplitudes[low] < level)
+        ++low;
+    while (amplitudes[high] < level)
+        --high;
+    band.peak = peak * step;
+    band.amplitude = amplitudes[peak];
+    band.low = step * (low > from ? crossing(amplitudes, low - 1, low, level) : low);
+    band.high = step * (high < to ? crossing(amplitudes, high + 1, high, level) : high);
+    return band;
+}
+
+double spectrum_decibels(double amplitude, double reference, double floor)
+{
+    double decibels;
+
+    if (!(amplitude > 0 && reference > 0))
+        return floor;
+    decibels = 20 * log10(amplitude / reference);
+    return decibels > floor ? decibels : floor;
+}
+
+double spectrum_round_up(double value)
+{
+    static const double steps[] = {1, 1.2, 1.5, 2, 2.5, 3, 4, 5, 6, 8, 10};
+    double power;
+    size_t i;
+
+    if (!(value > 0 && isfinite(value)))
+        return 1;
+    power = pow(10, floor(log10(value)));
+    for (i = 0; i + 1 < sizeof steps / sizeof steps[0]; ++i)
+        if (value <= steps[i] * power * (1 + 1e-12)) /* 0.3 / 0.1 is a little more than 3 */
+            break;
+    return steps[i] * power;
+}
+
+static int column_of(int bin, int from, int to, int columns)
+{
+    return (int)((int64_t)(bin - from) * columns / ((int64_t)to - from + 1));
+}
+
+int spectrum_thin(const double* amplitudes, int from, int to, int columns, int* chosen)
+{
+    int count = 0;
+    int bin;
+
+    if (to - from < 2 * columns) {
+        for (bin = from; bin <= to; ++bin)
+            chosen[count++] = bin;
+        return count;
+    }
+    chosen[count++] = from;
+    for (bin = from; bin <= to;) {
+        const int column = column_of(bin, from, to, columns);
+        int smallest = bin;
+        int greatest = bin;
+        int first, second;
+        for (; bin <= to && column_of(bin, from, to, columns) == column; ++bin) {
+            if (amplitudes[bin] < amplitudes[smallest])
+                smallest = bin;
+            if (amplitudes[bin] > amplitudes[greatest])
+                greatest = bin;
+        }
+        first = smallest < greatest ? smallest : greatest;
+        second = smallest < greatest ? greatest : smallest;
+        if (first > chosen[count - 1])
+            chosen[count++] = first;
+        if (second > chosen[count - 1])
+            chosen[count++] = second;
+    }
+    if (chosen[count - 1] < to)
+        chosen[count++] = to;
+    return count;
+}

@@ -4,13 +4,16 @@
 #include <array>
 #include <cmath>
 #include <cstdint>
+#include <utility>
 
 namespace vorn {
 
 namespace {
 
-constexpr double pixelsPerPoint = 2; // of density images; as many as a PNG page has
-constexpr double rowsPerPoint = 2;   // of wiggles: what lies closer cannot be told apart
+constexpr double pixelsPerPoint = 2;    // of density images; as many as a PNG page has
+constexpr double rowsPerPoint = 2;      // of wiggles: what lies closer cannot be told apart
+constexpr double wiggleTolerance = 0.2; // points: less than half a pixel of a PNG page
+constexpr double narrowLobe = 0.4;      // points
 constexpr std::size_t mostSamplesSorted = 4000000;
 
 struct ColourMap
@@ -146,22 +149,98 @@ std::vector<Point> wigglePoints(const std::vector<float>& trace, const Area& plo
     return points;
 }
 
-void fillLobes(cairo_t* cr, const std::vector<Point>& points, double centre)
+// To an eighth of a point, which nobody can tell apart and a file spells in few digits.
+double snapped(double place)
 {
-    cairo_move_to(cr, centre, points.front().y);
-    for (std::size_t i = 0; i < points.size(); ++i) {
-        const Point& here = points[i];
-        if (i > 0 && (points[i - 1].deflection > 0) != (here.deflection > 0)) {
-            const Point& before = points[i - 1];
-            const double share =
-                before.deflection / (before.deflection - here.deflection); // crosses the middle
-            cairo_line_to(cr, centre, before.y + (here.y - before.y) * share);
+    return std::round(place * 8) / 8;
+}
+
+// Leaves out the points that lie within `tolerance` of the line through those kept (U. Ramer: An
+// iterative procedure for the polygonal approximation of plane curves, Computer Graphics and Image
+// Processing 1, 244-256, 1972). Deflections are measured, as rows have their places.
+std::vector<Point> simplified(const std::vector<Point>& points, double tolerance)
+{
+    std::vector<char> kept(points.size(), 0);
+    kept.front() = kept.back() = 1;
+    std::vector<std::pair<std::size_t, std::size_t>> spans = {{0, points.size() - 1}};
+    while (!spans.empty()) {
+        const auto [first, last] = spans.back();
+        spans.pop_back();
+        const Point& a = points[first];
+        const Point& b = points[last];
+        double most = tolerance;
+        std::size_t farthest = first;
+        for (std::size_t i = first + 1; i < last; ++i) {
+            const double share = (points[i].y - a.y) / (b.y - a.y);
+            const double line = a.deflection + (b.deflection - a.deflection) * share;
+            const double off = std::fabs(points[i].deflection - line);
+            if (off > most) {
+                most = off;
+                farthest = i;
+            }
         }
-        cairo_line_to(cr, centre + std::max(0.0, here.deflection), here.y);
+        if (farthest == first)
+            continue;
+        kept[farthest] = 1;
+        spans.emplace_back(first, farthest);
+        spans.emplace_back(farthest, last);
     }
-    cairo_line_to(cr, centre, points.back().y);
-    cairo_close_path(cr);
-    cairo_fill(cr);
+    std::vector<Point> result;
+    for (std::size_t i = 0; i < points.size(); ++i) {
+        if (kept[i] != 0)
+            result.push_back(points[i]);
+    }
+    return result;
+}
+
+void lineTo(cairo_t* cr, double x, double y)
+{
+    cairo_line_to(cr, snapped(x), snapped(y));
+}
+
+// The points with one more wherever the line between two of them crosses the middle.
+std::vector<Point> withCrossings(const std::vector<Point>& points)
+{
+    std::vector<Point> result;
+    for (const Point& here : points) {
+        if (!result.empty() && result.back().deflection * here.deflection < 0) {
+            const Point& before = result.back();
+            const double share = before.deflection / (before.deflection - here.deflection);
+            result.push_back({0, before.y + (here.y - before.y) * share});
+        }
+        result.push_back(here);
+    }
+    return result;
+}
+
+// Each part of the trace is drawn once, which halves the files: lobes to the right are filled, all
+// else is a line. A lobe hardly wider than the line is part of it.
+void drawWiggle(cairo_t* cr, const std::vector<Point>& points, double centre)
+{
+    for (const bool filled : {true, false}) {
+        for (std::size_t begin = 0; begin < points.size();) {
+            std::size_t end = begin + 1; // of the part that begins here and ends in the middle
+            double widest = points[begin].deflection;
+            while (end < points.size() && (end == begin + 1 || points[end - 1].deflection != 0)) {
+                widest = std::max(widest, points[end].deflection);
+                ++end;
+            }
+            if ((widest > narrowLobe) == filled) {
+                if (filled)
+                    lineTo(cr, centre, points[begin].y);
+                for (std::size_t i = begin; i < end; ++i)
+                    lineTo(cr, centre + points[i].deflection, points[i].y);
+                if (filled)
+                    lineTo(cr, centre, points[end - 1].y);
+            }
+            cairo_new_sub_path(cr);
+            begin = end < points.size() ? end - 1 : end;
+        }
+        if (filled)
+            cairo_fill(cr);
+        else
+            cairo_stroke(cr);
+    }
 }
 
 void drawWiggles(cairo_t* cr, const Area& plot, const Section& section, const SectionStyle& style,
@@ -178,18 +257,41 @@ void drawWiggles(cairo_t* cr, const Area& plot, const Section& section, const Se
     const std::size_t step = static_cast<std::size_t>(std::max(1.0, std::ceil(0.75 / spacing)));
     for (std::size_t i = 0; i < section.traces.size(); i += step) {
         const double centre = plot.x + (static_cast<double>(i) + 0.5) * spacing;
-        const std::vector<Point> points =
-            wigglePoints(section.traces[i], plot, samples, most / clip, most);
-        fillLobes(cr, points, centre);
-        cairo_move_to(cr, centre + points.front().deflection, points.front().y);
-        for (const Point& point : points)
-            cairo_line_to(cr, centre + point.deflection, point.y);
-        cairo_stroke(cr);
+        drawWiggle(cr,
+                   withCrossings(
+                       simplified(wigglePoints(section.traces[i], plot, samples, most / clip, most),
+                                  wiggleTolerance)),
+                   centre);
     }
     cairo_restore(cr);
 }
 
 // Labels of evenly chosen traces: attribute values need be neither even nor ascending.
+double labelOf(const Section& section, std::size_t trace)
+{
+    return trace < section.labels.size() ? section.labels[trace] : static_cast<double>(trace + 1);
+}
+
+// Whether the labels are whole numbers, each one more than that before: round ones are marked then.
+bool countUp(const Section& section)
+{
+    const double first = labelOf(section, 0);
+    for (std::size_t i = 0; i < section.traces.size(); ++i) {
+        if (labelOf(section, i) != first + static_cast<double>(i))
+            return false;
+    }
+    return first == std::floor(first);
+}
+
+// The next of 1, 2, 5, 10, 20, 50, ...
+std::size_t roundStep(double least)
+{
+    std::size_t step = 1;
+    for (std::size_t next = 0; static_cast<double>(step) < least; ++next)
+        step = next % 3 == 1 ? step / 2 * 5 : step * 2;
+    return step;
+}
+
 Axis traceAxis(const Section& section, const SectionStyle& style, double width)
 {
     Axis axis;
@@ -197,11 +299,14 @@ Axis traceAxis(const Section& section, const SectionStyle& style, double width)
     axis.from = 0;
     axis.to = static_cast<double>(count);
     axis.label = style.xLabel;
-    const auto wanted = static_cast<std::size_t>(std::max(2.0, width / 55));
-    const std::size_t step = std::max<std::size_t>(1, (count + wanted - 1) / wanted);
-    for (std::size_t i = 0; i < count; i += step) {
-        const double label =
-            i < section.labels.size() ? section.labels[i] : static_cast<double>(i + 1);
+    const std::size_t step = roundStep(static_cast<double>(count) / std::max(2.0, width / 55));
+    const bool counts = countUp(section);
+    for (std::size_t i = 0; i < count; ++i) {
+        const double label = labelOf(section, i);
+        const bool marked =
+            counts ? std::fmod(label, static_cast<double>(step)) == 0 : i % step == 0;
+        if (!marked)
+            continue;
         const bool whole = label == std::floor(label);
         axis.places.emplace_back(static_cast<double>(i) + 0.5, formatNumber(label, whole ? 0 : 2));
     }

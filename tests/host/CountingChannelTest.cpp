@@ -25,6 +25,12 @@ protected:
         channel->attachOutputModule(&second);
     }
 
+    void TearDown() override
+    {
+        while (channel->getNumberOfTraces() > 0)
+            channel->removeTrace(0);
+    }
+
     void produce(int fldr)
     {
         job().setActiveModule(&producer);

@@ -15,8 +15,14 @@ class ExpectedLeaks
 {
 public:
 #ifdef __SANITIZE_ADDRESS__
-    ExpectedLeaks() { __lsan_disable(); }
-    ~ExpectedLeaks() { __lsan_enable(); }
+    ExpectedLeaks()
+    {
+        __lsan_disable();
+    }
+    ~ExpectedLeaks()
+    {
+        __lsan_enable();
+    }
 #else
     ExpectedLeaks() {}
     ~ExpectedLeaks() {}

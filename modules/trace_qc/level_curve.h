@@ -1,0 +1,47 @@
+/// @file level_curve.h
+///
+/// A curve of any number of traces in a bounded number of points. Knows nothing of the kernel.
+#ifndef LEVEL_CURVE_H
+#define LEVEL_CURVE_H
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+/// Keeps the least and the greatest value of so many successive traces that there are never more
+/// bins than asked for: when all are full, each two become one.
+class LevelCurve
+{
+public:
+    struct Bin
+    {
+        double least;
+        double greatest;
+        std::int64_t traces; ///< those that have a value; without any, the values say nothing
+    };
+
+    /// @param mostBins  2 or more
+    explicit LevelCurve(std::size_t mostBins) : limit(mostBins) {}
+
+    /// The value of the next trace.
+    void add(double value) { insert({value, value, 1}); }
+    /// The next trace has no value.
+    void skip() { insert({0, 0, 0}); }
+
+    const std::vector<Bin>& bins() const { return kept; }
+    std::int64_t traces() const { return count; } ///< all, with and without values
+    /// The middle of a bin's traces, which are numbered from 1.
+    double place(std::size_t bin) const;
+    std::int64_t tracesPerBin() const { return perBin; }
+
+private:
+    void insert(const Bin& trace);
+    void halve();
+
+    std::size_t limit;
+    std::int64_t perBin = 1;
+    std::int64_t count = 0;
+    std::vector<Bin> kept;
+};
+
+#endif

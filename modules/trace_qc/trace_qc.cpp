@@ -1,0 +1,821 @@
+// trace_qc: measures traces, and says which of them are bad.
+//
+// A trace is weak, noisy or reversed only beside others. So traces wait in a work buffer until
+// their gather is complete (the kernel pages out what exceeds the job's limit of resident traces),
+// are judged, and go on one per call with the results in their headers. Samples are never changed.
+// Without an output nobody waits for headers, and the gather is dropped when it has been judged.
+#include "MOXKernel.h"
+#include "gather_measures.h"
+#include "level_curve.h"
+#include "trace_measures.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdio>
+#include <exception>
+#include <limits>
+#include <memory>
+#include <optional>
+#include <span>
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace {
+
+enum MessageType
+{
+    detail = 0,
+    information = 1,
+    warning = 2,
+    fatal = 4
+};
+
+constexpr int endOfData = 3;
+constexpr int keepTrace = 1;
+constexpr int moduleScope = 1;
+constexpr int jobScope = 0;
+constexpr char stateName[] = "state";
+constexpr int collection = 0; // the work buffer
+
+// ---- What traces are found to be ----
+
+enum Flag
+{
+    dead = 1,
+    weak = 2,
+    noisy = 4,
+    clipped = 8,
+    spiky = 16,
+    reversed = 32,
+    ringing = 64,
+    invalid = 128
+};
+
+// Which symbol of which pen marks it in the picture.
+struct FlagStyle
+{
+    Flag flag;
+    const char* name;
+    int pen;
+    int symbol;
+    float height; // points; they differ, so that marks of one trace do not hide each other
+};
+
+constexpr std::array<FlagStyle, 8> flagStyles = {{
+    {dead, "dead", 8, 4, 9},
+    {weak, "weak", 3, 2, 10},
+    {noisy, "noisy", 2, 5, 10},
+    {clipped, "clipped", 5, 0, 7},
+    {spiky, "spike", 6, 3, 12},
+    {reversed, "reversed", 4, 1, 12},
+    {ringing, "ringing", 2, 1, 16},
+    {invalid, "invalid", 1, 4, 12},
+}};
+
+struct Measures
+{
+    std::string name; // for people: "fldr 16 tracf 2"
+    TraceLevels levels;
+    DominantFrequency dominant;
+    double median = 0; // RMS of the traces around
+    double polarity = 0;
+    int run = 0; // samples at the limit
+    int spikes = 0;
+    int firstSpike = 0; // sample
+    int flags = 0;
+};
+
+// ---- Parameters ----
+
+struct Settings
+{
+    std::string gather = "fldr";
+    int mostTraces = 1000;
+    int window = 31;
+    double dead = 1e-4;
+    double weak = 0.05;
+    double noisy = 20;
+    int clipRun = 3;
+    double spike = 12;
+    double spikeWindow = 0.1; // seconds
+    double ringing = 90;      // percent
+    PolarityRule polarity;
+    double lag = 0.05; // seconds per trace
+    int messages = 20;
+    bool plot = true;
+};
+
+std::string text(const char* format, double value)
+{
+    std::array<char, 64> written;
+    std::snprintf(written.data(), written.size(), format, value);
+    return written.data();
+}
+
+std::string number(double value)
+{
+    return text("%.4g", value);
+}
+
+double realParameter(const char* name, double otherwise, double least, double most)
+{
+    if (isModuleParameterPresent(name) == 0)
+        return otherwise;
+    const double value = getModuleParameter(name).getF64Value();
+    if (!(value >= least && value <= most))
+        throw std::runtime_error(std::string(name) + " is " + number(value) +
+                                 "; give a number from " + number(least) + " to " + number(most));
+    return value;
+}
+
+int countParameter(const char* name, int otherwise, int least, int most)
+{
+    if (isModuleParameterPresent(name) == 0)
+        return otherwise;
+    const int value = getModuleParameter(name).getI32Value();
+    if (value < least || value > most)
+        throw std::runtime_error(std::string(name) + " is " + std::to_string(value) + "; give " +
+                                 std::to_string(least) + " to " + std::to_string(most));
+    return value;
+}
+
+Settings readSettings()
+{
+    constexpr double large = 1e9;
+    Settings s;
+    if (isModuleParameterPresent("gather") != 0)
+        s.gather = getModuleParameter("gather").getStrValue();
+    s.mostTraces = countParameter("max_gather", s.mostTraces, 1, 100000);
+    s.window = countParameter("window", s.window, 3, 100001);
+    s.dead = realParameter("dead", s.dead, 0, 1);
+    s.weak = realParameter("weak", s.weak, 0, 1);
+    s.noisy = realParameter("noisy", s.noisy, 1, large);
+    s.clipRun = countParameter("clip_run", s.clipRun, 2, 1000000);
+    s.spike = realParameter("spike", s.spike, 1, large);
+    s.spikeWindow = realParameter("spike_window", s.spikeWindow, 0, large);
+    s.ringing = realParameter("ringing", s.ringing, 0, 100);
+    s.polarity.threshold = realParameter("reversed", s.polarity.threshold, 0, 1);
+    s.polarity.neighbours = countParameter("neighbours", s.polarity.neighbours, 1, 20);
+    s.lag = realParameter("lag", s.lag, 0, large);
+    s.messages = countParameter("messages", s.messages, 0, std::numeric_limits<int>::max());
+    s.plot = countParameter("plot", 1, 0, 1) != 0;
+    if (s.dead > s.weak)
+        throw std::runtime_error("dead is " + number(s.dead) + " and weak is " + number(s.weak) +
+                                 "; dead must not be above weak");
+    return s;
+}
+
+// ---- From one call to the next ----
+
+struct Mark
+{
+    std::int64_t trace;
+    double level; // dB
+    int flags;
+};
+
+// What is told in the end.
+struct Findings
+{
+    static constexpr std::size_t mostPoints = 2000; // of a curve, of the marks
+    static constexpr std::size_t mostNames = 1000;
+
+    std::int64_t traces = 0;
+    std::int64_t flagged = 0;
+    std::array<std::int64_t, flagStyles.size()> counts{};
+    std::vector<std::string> names; // of flagged traces, with their flags
+    LevelCurve level{mostPoints};   // dB
+    LevelCurve median{mostPoints};  // dB
+    std::vector<Mark> marks;
+    bool someGatherIsJudged = false; // not each of them was too small
+};
+
+struct State
+{
+    State(const Settings& given, int samples, int microseconds)
+        : set(given), length(samples), interval(microseconds * 1e-6), meter(samples),
+          correlator(samples)
+    {
+    }
+
+    Settings set;
+    int length;
+    double interval; // seconds; 0 when it is not known
+    FrequencyMeter meter;
+    Correlator correlator;
+
+    std::vector<Measures> gather; // in the order of the work buffer
+    double key = 0;               // of the gather
+    bool isEmitting = false;
+    std::size_t next = 0;              // in `gather`, to be emitted
+    bool currentIsCollected = false;   // the trace that is kept in the input
+    bool hasEnded = false;             // no trace will come after this gather
+    std::vector<const char*> writable; // the results that the schema knows
+    Findings found;
+};
+
+State* keptState()
+{
+    return static_cast<State*>(getModuleResource(stateName).getPointerValue());
+}
+
+void keepState(State* state)
+{
+    setModuleResource(stateName, UniVar(static_cast<void*>(state)));
+}
+
+// Nothing is emitted any more, and no output of the job becomes a file.
+void fail(const std::string& what)
+{
+    sendMessage(fatal, what.c_str());
+    setMetaDataValue(jobScope, "vorn.failed", "trace_qc: " + what);
+    delete keptState();
+    keepState(nullptr);
+}
+
+// ---- Before the first trace ----
+
+// Those of a host that reads no manifest have no type but that of whole numbers.
+void defineResults(State& state, void* set)
+{
+    constexpr int float32 = 4;
+    constexpr int float64 = 5;
+    defineTraceAttribute(set, "qc_flags");
+    for (const char* name : {"qc_rms", "qc_peak", "qc_mean", "qc_freq"}) {
+        const int type = getTraceAttributeType(name);
+        if (type != float32 && type != float64) {
+            sendMessage(detail, (std::string("the job's schema has no float attribute ") + name +
+                                 "; it is not written")
+                                    .c_str());
+            continue;
+        }
+        defineTraceAttribute(set, name);
+        state.writable.push_back(name);
+    }
+}
+
+void prepare()
+{
+    void* in = getInputTraceBuffer(0);
+    if (in == nullptr)
+        throw std::runtime_error("the module has no input; connect one");
+    // The modules before this one have described their outputs by now.
+    const int length = getTraceLength(in);
+    const int interval = getTraceSampleInterval(in);
+    void* out = bldOutputTraceBuffer(0, length, interval, in);
+    auto state = std::make_unique<State>(readSettings(), length, std::max(interval, 0));
+    void* work = bldWorkTraceBuffer(collection, length, interval, 0, in);
+    defineResults(*state, work);
+    if (out != nullptr) {
+        bldOutputTraceBuffer(0, length, interval, work);
+        // Be called also when the input has ended, to emit what was collected.
+        setModuleProcessingOption("RespectEOD", UniVar(1));
+    }
+    if (state->set.gather != "none" && isTraceAttributeExist(in, state->set.gather.c_str()) == 0)
+        sendMessage(information,
+                    ("the traces have no header word \"" + state->set.gather +
+                     "\"; gathers are taken to have " + std::to_string(state->set.mostTraces) +
+                     " traces; name another word with gather")
+                        .c_str());
+    keepState(state.release());
+}
+
+// ---- Trace by trace ----
+
+std::optional<int> word(void* traces, const char* name)
+{
+    if (isTraceAttributeExist(traces, name) == 0)
+        return std::nullopt;
+    return getTraceAttribute(traces, name, 0).getI32Value();
+}
+
+std::string nameOf(void* traces, std::int64_t arrival)
+{
+    const std::optional<int> record = word(traces, "fldr");
+    const int channel = word(traces, "tracf").value_or(0);
+    const int midpoint = word(traces, "cdp").value_or(0);
+    if (channel != 0)
+        return (record ? "fldr " + std::to_string(*record) + " " : "") + "tracf " +
+               std::to_string(channel);
+    if (midpoint != 0)
+        return "cdp " + std::to_string(midpoint);
+    return "trace " + std::to_string(arrival);
+}
+
+int spikeWindow(const State& state)
+{
+    constexpr int fewest = 10;
+    const double samples = state.interval > 0 ? state.set.spikeWindow / state.interval : 0;
+    return std::max(fewest, static_cast<int>(std::min<double>(std::lround(samples), state.length)));
+}
+
+// A slow trend is not meant, however much of the energy it has.
+bool isRinging(const State& state, const DominantFrequency& dominant)
+{
+    constexpr double fewestPeriods = 10;
+    return dominant.share * 100 > state.set.ringing &&
+           dominant.frequency * state.length >= fewestPeriods;
+}
+
+Measures measure(State& state, std::span<const float> samples)
+{
+    Measures m;
+    m.levels = levelsOf(samples);
+    m.dominant = state.meter.measure(samples, m.levels.mean);
+    m.run = longestRunAtTheLimit(samples);
+    const std::vector<int> spikes =
+        findSpikes(samples, m.levels.mean, state.set.spike, spikeWindow(state));
+    m.spikes = static_cast<int>(spikes.size());
+    m.firstSpike = spikes.empty() ? 0 : spikes.front();
+
+    const bool isDead = m.levels.isConstant;
+    m.flags |= isDead ? dead : 0;
+    m.flags |= m.run >= state.set.clipRun ? clipped : 0;
+    m.flags |= m.spikes > 0 ? spiky : 0;
+    m.flags |= !isDead && isRinging(state, m.dominant) ? ringing : 0;
+    m.flags |= m.levels.invalid > 0 ? invalid : 0;
+    return m;
+}
+
+std::span<const float> samplesOf(const State& state, int trace)
+{
+    const float* samples = getTraceSamples(getWorkTraceBuffer(collection), trace);
+    if (samples == nullptr)
+        return {};
+    return {samples, static_cast<std::size_t>(state.length)};
+}
+
+void collect(State& state, void* in)
+{
+    const int place = static_cast<int>(state.gather.size());
+    copyTraceToTrace(in, getWorkTraceBuffer(collection), 1, 1, 0, place);
+    const std::span<const float> samples = samplesOf(state, place);
+    if (samples.empty() && state.length > 0)
+        throw std::runtime_error("there is no memory for a gather of " + std::to_string(place + 1) +
+                                 " traces; give the job a lower limit of traces in memory, or "
+                                 "lower max_gather");
+    state.gather.push_back(measure(state, samples));
+    state.gather.back().name =
+        nameOf(in, state.found.traces + static_cast<std::int64_t>(state.gather.size()));
+}
+
+// 0 for all traces where there is nothing to tell gathers apart by.
+double keyOf(const State& state, void* in)
+{
+    if (state.set.gather == "none" || isTraceAttributeExist(in, state.set.gather.c_str()) == 0)
+        return 0;
+    return getTraceAttribute(in, state.set.gather.c_str(), 0).getF64Value();
+}
+
+// ---- Gather by gather ----
+
+void judgeLevels(State& state)
+{
+    std::vector<double> levels;
+    for (const Measures& m : state.gather)
+        levels.push_back((m.flags & dead) != 0 ? 0 : m.levels.rms);
+    const std::vector<double> medians = runningMedian(levels, state.set.window);
+    for (std::size_t i = 0; i < levels.size(); ++i) {
+        Measures& m = state.gather[i];
+        m.median = medians[i];
+        if ((m.flags & dead) != 0 || m.median <= 0)
+            continue;
+        const double ratio = m.levels.rms / m.median;
+        if (ratio <= state.set.dead)
+            m.flags |= dead;
+        else if (ratio < state.set.weak)
+            m.flags |= weak;
+        else if (ratio > state.set.noisy)
+            m.flags |= noisy;
+    }
+}
+
+// A trace that is bad anyway has no polarity, and must not be a measure for others.
+void judgePolarities(State& state)
+{
+    PolarityRule rule = state.set.polarity;
+    rule.lag = state.interval > 0 ? static_cast<int>(std::min<double>(
+                                        std::lround(state.set.lag / state.interval), state.length))
+                                  : 0;
+    const auto samples = [&](int i) -> std::optional<std::span<const float>> {
+        if ((state.gather[static_cast<std::size_t>(i)].flags & (dead | weak | noisy)) != 0)
+            return std::nullopt;
+        return samplesOf(state, i);
+    };
+    const std::vector<PolarityVerdict> verdicts =
+        judgePolarity(static_cast<int>(state.gather.size()), samples, rule, state.correlator);
+    for (std::size_t i = 0; i < verdicts.size(); ++i) {
+        state.gather[i].polarity = verdicts[i].toNeighbours;
+        if (verdicts[i].isReversed)
+            state.gather[i].flags |= reversed;
+    }
+}
+
+std::string flagNames(int flags)
+{
+    std::string names;
+    for (const FlagStyle& style : flagStyles) {
+        if ((flags & style.flag) != 0)
+            names += (names.empty() ? "" : ", ") + std::string(style.name);
+    }
+    return names;
+}
+
+std::string reason(const State& state, const Measures& m, Flag flag)
+{
+    const double rms = m.levels.rms;
+    switch (flag) {
+    case dead:
+        return m.levels.isConstant ? "all samples are " + number(m.levels.mean)
+                                   : "RMS " + number(rms) + ", around it " + number(m.median);
+    case weak:
+    case noisy:
+        return "RMS " + number(rms) + ", around it " + number(m.median);
+    case clipped:
+        return std::to_string(m.run) + " samples in succession at the trace's limit";
+    case spiky:
+        return std::to_string(m.spikes) + ", the first at sample " +
+               std::to_string(m.firstSpike + 1);
+    case reversed:
+        return "polarity " + text("%.2f", m.polarity) + " to its neighbours";
+    case ringing:
+        return text("%.0f %% of the energy", m.dominant.share * 100) +
+               (state.interval > 0 ? text(" near %.1f Hz", m.dominant.frequency / state.interval)
+                                   : "");
+    case invalid:
+        return std::to_string(m.levels.invalid) + " samples are no finite numbers";
+    }
+    return "";
+}
+
+void sendWarning(const State& state, const Measures& m)
+{
+    std::string line = m.name + ":";
+    const char* separator = " ";
+    for (const FlagStyle& style : flagStyles) {
+        if ((m.flags & style.flag) == 0)
+            continue;
+        line += separator + std::string(style.name) + " (" + reason(state, m, style.flag) + ")";
+        separator = ", ";
+    }
+    sendMessage(warning, line.c_str());
+}
+
+double decibels(double level)
+{
+    return 20 * std::log10(level);
+}
+
+void note(State& state, const Measures& m)
+{
+    Findings& found = state.found;
+    ++found.traces;
+    if (m.levels.rms > 0)
+        found.level.add(decibels(m.levels.rms));
+    else
+        found.level.skip();
+    if (m.median > 0)
+        found.median.add(decibels(m.median));
+    else
+        found.median.skip();
+    if (m.flags == 0)
+        return;
+    for (std::size_t i = 0; i < flagStyles.size(); ++i)
+        found.counts[i] += (m.flags & flagStyles[i].flag) != 0 ? 1 : 0;
+    if (found.flagged++ < state.set.messages)
+        sendWarning(state, m);
+    if (found.names.size() < Findings::mostNames)
+        found.names.push_back(m.name + ": " + flagNames(m.flags));
+    if (found.marks.size() < Findings::mostPoints)
+        found.marks.push_back({found.traces, decibels(m.levels.rms), m.flags});
+}
+
+void judgeGather(State& state)
+{
+    constexpr std::size_t fewest = 3;
+    judgeLevels(state);
+    judgePolarities(state);
+    state.found.someGatherIsJudged =
+        state.found.someGatherIsJudged || state.gather.size() >= fewest;
+    for (const Measures& m : state.gather)
+        note(state, m);
+}
+
+// ---- Emission ----
+
+void writeResults(const State& state, const Measures& m, void* out, int trace)
+{
+    setTraceAttribute(out, "qc_flags", UniVar(m.flags), trace);
+    for (const char* name : state.writable) {
+        const std::string wanted = name;
+        double value = 0;
+        if (wanted == "qc_rms")
+            value = m.levels.rms;
+        else if (wanted == "qc_peak")
+            value = m.levels.peak;
+        else if (wanted == "qc_mean")
+            value = m.levels.mean;
+        else if (state.interval > 0)
+            value = m.dominant.frequency / state.interval;
+        setTraceAttribute(out, name, UniVar(value), trace);
+    }
+}
+
+void emitNext(State& state, void* out)
+{
+    const int from = static_cast<int>(state.next);
+    const int to = getNumberOfTraces(out);
+    copyTraceToTrace(getWorkTraceBuffer(collection), out, 1, 1, from, to);
+    writeResults(state, state.gather[state.next], out, to);
+    const bool isLast = ++state.next == state.gather.size();
+    setDataChannelFlag(out, isLast && state.hasEnded ? endOfData : 0);
+    if (isLast) {
+        state.gather.clear();
+        state.isEmitting = false;
+    }
+}
+
+// Emits one trace. The trace of the input stays until those before it have gone out, and itself has
+// been collected.
+void emit(State& state, bool hasInput, void* out)
+{
+    emitNext(state, out);
+    if (!hasInput)
+        return;
+    if (state.isEmitting || !state.currentIsCollected)
+        setInputTraceBufferFlag(0, keepTrace);
+    else
+        state.currentIsCollected = false;
+}
+
+// The gather is complete: it is judged, and begins to go out.
+void completeGather(State& state, bool hasInput, void* out)
+{
+    judgeGather(state);
+    if (out == nullptr) {
+        state.gather.clear();
+        return;
+    }
+    state.isEmitting = true;
+    state.next = 0;
+    emit(state, hasInput, out);
+}
+
+void processEnd(State& state, void* out)
+{
+    state.hasEnded = true;
+    if (state.gather.empty())
+        setDataChannelFlag(out, endOfData);
+    else
+        completeGather(state, false, out);
+}
+
+void process(State& state, void* in, void* out)
+{
+    const bool hasInput = getNumberOfTraces(in) > 0;
+    if (state.isEmitting) {
+        emit(state, hasInput, out);
+        return;
+    }
+    if (!hasInput) {
+        processEnd(state, out);
+        return;
+    }
+    const double key = keyOf(state, in);
+    if (!state.gather.empty() && key != state.key) {
+        completeGather(state, true, out);
+        if (out != nullptr)
+            return;
+    }
+    state.key = key;
+    collect(state, in);
+    state.hasEnded = getDataChannelFlag(in) == endOfData;
+    if (state.hasEnded || static_cast<int>(state.gather.size()) == state.set.mostTraces) {
+        state.currentIsCollected = true;
+        completeGather(state, true, out);
+    }
+}
+
+// ---- After the last trace ----
+
+std::string countsText(const Findings& found)
+{
+    std::string counts;
+    for (std::size_t i = 0; i < flagStyles.size(); ++i) {
+        if (found.counts[i] > 0)
+            counts += (counts.empty() ? "" : ", ") + std::string(flagStyles[i].name) + " " +
+                      std::to_string(found.counts[i]);
+    }
+    return counts;
+}
+
+void sendSummary(const State& state)
+{
+    const Findings& found = state.found;
+    if (found.traces == 0) {
+        sendMessage(information, "no trace came; nothing was measured");
+        return;
+    }
+    const std::int64_t unnamed = found.flagged - state.set.messages;
+    if (unnamed > 0)
+        sendMessage(warning, (std::to_string(unnamed) +
+                              " more flagged traces are not named here; the attribute qc_flags "
+                              "has them all, or raise messages")
+                                 .c_str());
+    std::string line =
+        std::to_string(found.traces) + " traces, flagged " + std::to_string(found.flagged);
+    if (found.flagged > 0)
+        line += ": " + countsText(found);
+    sendMessage(information, line.c_str());
+    if (!found.someGatherIsJudged)
+        sendMessage(information,
+                    ("no gather has 3 traces or more; none could be found weak, noisy or "
+                     "reversed; gathers are told apart by gather=" +
+                     state.set.gather)
+                        .c_str());
+}
+
+void publish(const Findings& found)
+{
+    const auto set = [](const std::string& key, const std::string& value) {
+        setMetaDataValue(moduleScope, "qc." + key, value);
+    };
+    set("traces", std::to_string(found.traces));
+    set("flagged", std::to_string(found.flagged));
+    for (std::size_t i = 0; i < flagStyles.size(); ++i)
+        set(flagStyles[i].name, std::to_string(found.counts[i]));
+    std::string list;
+    for (const std::string& name : found.names)
+        list += (list.empty() ? "" : "\n") + name;
+    if (!list.empty())
+        set("list", list);
+}
+
+// ---- The picture ----
+
+struct Range
+{
+    double low;
+    double high;
+};
+
+// With room for the legend above the curves.
+Range levelRange(const Findings& found, int legendLines)
+{
+    constexpr double plotPoints = 500;
+    constexpr double linePoints = 14;
+    Range range{INFINITY, -INFINITY};
+    for (const LevelCurve* curve : {&found.level, &found.median}) {
+        for (const LevelCurve::Bin& bin : curve->bins()) {
+            if (bin.traces == 0)
+                continue;
+            range.low = std::min(range.low, bin.least);
+            range.high = std::max(range.high, bin.greatest);
+        }
+    }
+    if (range.low > range.high)
+        return {-1, 1};
+    // Levels that are nearly equal are to look so.
+    constexpr double leastSpan = 6;
+    const double missing = std::max(leastSpan - (range.high - range.low), 0.0);
+    range.low -= missing / 2;
+    range.high += missing / 2;
+    const double span = range.high - range.low;
+    const double room = (legendLines * linePoints + 20) / plotPoints;
+    return {range.low - 0.06 * span, range.high + span * room / (1 - room)};
+}
+
+void drawCurve(int pad, const LevelCurve& curve, int pen)
+{
+    constexpr int up = 3;
+    constexpr int down = 2;
+    addNewPenToPad(pad, pen);
+    bool isDrawing = false;
+    for (std::size_t i = 0; i < curve.bins().size(); ++i) {
+        const LevelCurve::Bin& bin = curve.bins()[i];
+        if (bin.traces == 0) {
+            isDrawing = false;
+            continue;
+        }
+        const auto x = static_cast<float>(curve.place(i));
+        addPlotToPad(pad, x, static_cast<float>(bin.least), isDrawing ? down : up);
+        if (bin.greatest > bin.least)
+            addPlotToPad(pad, x, static_cast<float>(bin.greatest), down);
+        isDrawing = true;
+    }
+}
+
+void drawMarks(int pad, const Findings& found, const FlagStyle& style, double bottom)
+{
+    addNewPenToPad(pad, style.pen);
+    for (const Mark& mark : found.marks) {
+        if ((mark.flags & style.flag) != 0)
+            addSymbolToPad(pad, static_cast<float>(mark.trace),
+                           static_cast<float>(std::isfinite(mark.level) ? mark.level : bottom),
+                           style.height, "", style.symbol, 0, -1);
+    }
+}
+
+std::string symbolName(int symbol)
+{
+    static const char* const names[] = {"square", "circle",  "triangle", "plus",
+                                        "cross",  "diamond", "dot"};
+    return names[symbol];
+}
+
+std::string padTitle(const Findings& found, const Range& range)
+{
+    std::string legend = "1=RMS of the trace, 7=median of the traces around it";
+    for (std::size_t i = 0; i < flagStyles.size(); ++i) {
+        if (found.counts[i] > 0)
+            legend += ", " + std::to_string(flagStyles[i].pen) + "=" + flagStyles[i].name + " (" +
+                      symbolName(flagStyles[i].symbol) + ")";
+    }
+    std::string title = "Trace levels: " + std::string(getModuleName()) +
+                        "\nx: trace, in the order of arrival" + "\ny: RMS amplitude (dB)" +
+                        "\nxrange: 0.5 " + text("%.1f", static_cast<double>(found.traces) + 0.5) +
+                        "\nyrange: " + number(range.low) + " " + number(range.high) +
+                        "\nlegend: " + legend + "\nnote: " + std::to_string(found.traces) +
+                        " traces, flagged " + std::to_string(found.flagged);
+    if (found.flagged > 0)
+        title += ": " + countsText(found);
+    if (found.flagged > static_cast<std::int64_t>(found.marks.size()))
+        title += "; only the first " + std::to_string(found.marks.size()) + " are marked";
+    if (found.level.tracesPerBin() > 1)
+        title += "; lines span the lowest to the highest of " +
+                 std::to_string(found.level.tracesPerBin()) + " traces";
+    return title;
+}
+
+void draw(const Findings& found)
+{
+    constexpr int graph = 2;
+    const auto lines =
+        2 + std::count_if(found.counts.begin(), found.counts.end(), [](auto n) { return n > 0; });
+    const Range range = levelRange(found, static_cast<int>(lines));
+    const int pad = createPad(graph, 0, 1, padTitle(found, range).c_str());
+    if (pad < 0)
+        return;
+    drawCurve(pad, found.median, 7);
+    drawCurve(pad, found.level, 1);
+    // Whole symbols above the axis for traces without a level.
+    const double bottom = range.low + 0.015 * (range.high - range.low);
+    for (const FlagStyle& style : flagStyles)
+        drawMarks(pad, found, style, bottom);
+}
+
+// A gather is left when the module has no output, or the job was stopped.
+void finish(State& state)
+{
+    if (!state.isEmitting && !state.gather.empty())
+        judgeGather(state);
+    sendSummary(state);
+    publish(state.found);
+    if (state.set.plot && state.found.traces > 0)
+        draw(state.found);
+}
+
+// Runs `action`; what it throws becomes the module's end.
+template <typename Action>
+void guarded(Action action)
+{
+    try {
+        action();
+    } catch (const std::exception& error) {
+        fail(error.what());
+    }
+}
+
+} // namespace
+
+extern "C" int preprocess_()
+{
+    guarded(prepare);
+    return 0;
+}
+
+extern "C" int process_()
+{
+    void* in = getInputTraceBuffer(0);
+    void* out = getOutputTraceBuffer(0);
+    // Taking a trace from an empty channel would make one there, for other modules to find.
+    if (getNumberOfTraces(in) == 0)
+        setInputTraceBufferFlag(0, keepTrace);
+    if (State* state = keptState())
+        guarded([=] { process(*state, in, out); });
+    if (keptState() == nullptr && out != nullptr)
+        setDataChannelFlag(out, endOfData);
+    return 0;
+}
+
+extern "C" int postprocess_()
+{
+    if (State* state = keptState())
+        guarded([=] { finish(*state); });
+    delete keptState();
+    keepState(nullptr);
+    return 0;
+}

@@ -42,7 +42,16 @@ public:
     const_iterator begin() const { return items.begin() + static_cast<std::ptrdiff_t>(first); }
     const_iterator end() const { return items.end(); }
 
-    void push_back(const T& item) { items.push_back(item); }
+    void push_back(const T& item)
+    {
+        if (items.size() < items.capacity()) {
+            items.push_back(item);
+            return;
+        }
+        const T copy = item; // which may be one of the elements that move
+        items.reserve(items.size() + items.size() / 2 + fewestAdded);
+        items.push_back(copy);
+    }
     void push_front(const T& item)
     {
         if (first > 0)
@@ -76,6 +85,7 @@ public:
     }
 
 private:
+    static constexpr std::size_t fewestAdded = 8;
     static constexpr std::size_t roomKept = 32; // moving fewer elements costs more than it frees
 
     std::vector<T> items;

@@ -27,6 +27,7 @@ protected:
 
     void TearDown() override
     {
+        channel->onDeparture = nullptr;
         while (channel->getNumberOfTraces() > 0)
             channel->removeTrace(0);
     }

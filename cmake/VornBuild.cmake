@@ -27,6 +27,17 @@ if(VORN_SANITIZE)
     add_link_options(${VORN_SANITIZE_FLAGS})
 endif()
 
+# Optimised builds notice most writes beyond a buffer before they do harm, and can neither be loaded
+# at known places nor have their tables of functions changed.
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+include(CheckPIESupported)
+check_pie_supported(LANGUAGES C CXX)
+set(VORN_HARDENED "$<AND:$<CONFIG:Release,RelWithDebInfo,MinSizeRel>,$<NOT:$<BOOL:${VORN_SANITIZE}>>>")
+add_compile_options(
+    "$<$<AND:${VORN_HARDENED},$<COMPILE_LANGUAGE:C,CXX>>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=2>"
+    "$<${VORN_HARDENED}:-fstack-protector-strong>")
+add_link_options("$<${VORN_HARDENED}:LINKER:-z,relro;LINKER:-z,now>")
+
 # Warnings for C and C++ sources of `target`; old-style Fortran cannot do without warnings.
 function(vorn_enable_warnings target)
     set(warnings -Wall -Wextra -Wpedantic -Wshadow)

@@ -87,6 +87,24 @@ void passUnchecked(const JobModule& job, ResolvedModule& module, Diagnostics& di
     }
 }
 
+// Modules give the kernel a buffer for a text and cannot say how long it is; theirs have 4096 bytes.
+constexpr std::size_t longestText = 4000;
+
+void refuseLongTexts(const JobModule& job, const ResolvedModule& module, Diagnostics& diagnostics)
+{
+    for (const ResolvedParameter& parameter : module.parameters) {
+        const JobParameter* given = findGiven(job, parameter.name);
+        const std::size_t bytes = parameter.value.value.getType() == strType
+                                      ? parameter.value.value.getStrValue().size()
+                                      : 0;
+        if (given != nullptr && bytes > longestText)
+            diagnostics.error(given->value->place,
+                              fmt::format("{} is a text of {} bytes; expected at most {}",
+                                          subjectOf(parameter.name, module.name), bytes,
+                                          longestText));
+    }
+}
+
 // Where the job says what file it is; the module's entry for a default.
 Place placeOfFile(const JobModule& job, const std::string& parameter)
 {
@@ -172,6 +190,7 @@ void checkParameters(const JobFile& job, std::size_t i, ResolvedModule& module,
         checkAgainstManifest(given, job.folder, module, diagnostics);
     else
         passUnchecked(given, module, diagnostics);
+    refuseLongTexts(given, module, diagnostics);
 }
 
 void checkFiles(const JobFile& job, const std::vector<ResolvedModule>& modules,

@@ -16,20 +16,35 @@ std::string inDot(const std::string& text)
     for (const char c : escaped(text)) {
         if (c == '"' || c == '\\')
             result += '\\';
-        result += c;
+        if (c == '&')
+            result += "&amp;"; // Graphviz knows the entities of HTML
+        else
+            result += c;
     }
     return result;
 }
 
-std::string shortened(const std::string& text)
+bool continuesCharacter(char c)
 {
+    return (static_cast<unsigned char>(c) & 0xc0) == 0x80;
+}
+
+// Whole characters are kept: of a path the last ones, which name the file, else the first ones.
+std::string shortened(const ResolvedParameter& parameter)
+{
+    const std::string& text = parameter.value.text;
     if (displayWidth(text) <= longestValue)
         return text;
-    // From the end: of a path the file is what counts. Whole characters are kept.
-    std::size_t from = text.size() - longestValue;
-    while (from < text.size() && (static_cast<unsigned char>(text[from]) & 0xc0) == 0x80)
-        ++from;
-    return "…" + text.substr(from);
+    if (parameter.isInputFile || parameter.isOutputFile) {
+        std::size_t from = text.size() - longestValue;
+        while (from < text.size() && continuesCharacter(text[from]))
+            ++from;
+        return "…" + text.substr(from);
+    }
+    std::size_t to = longestValue;
+    while (to > 0 && continuesCharacter(text[to]))
+        --to;
+    return text.substr(0, to) + "…";
 }
 
 std::string boxOf(const ResolvedModule& module, int order)
@@ -39,8 +54,7 @@ std::string boxOf(const ResolvedModule& module, int order)
         label += "(" + inDot(module.module) + ")\\n";
     for (const ResolvedParameter& parameter : module.parameters) {
         if (parameter.given)
-            label += fmt::format("{}: {}{}\\l", inDot(parameter.name),
-                                 inDot(shortened(parameter.value.text)),
+            label += fmt::format("{}: {}{}\\l", inDot(parameter.name), inDot(shortened(parameter)),
                                  parameter.unit.empty() ? "" : " " + inDot(parameter.unit));
     }
     return label;

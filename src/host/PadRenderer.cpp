@@ -2,8 +2,10 @@
 
 #include "Drawing.h"
 #include "SectionPlot.h"
+#include "TextTools.h"
 
 #include <algorithm>
+#include <cairo-svg.h>
 #include <cmath>
 #include <set>
 
@@ -13,6 +15,9 @@ namespace {
 
 constexpr double pageWidth = 900;
 constexpr double pageHeight = 600;
+constexpr double pixelsPerPoint = 2;
+constexpr std::size_t largestSvg = 256 * 1024;
+constexpr std::size_t mostSvgCommands = 20000;
 
 enum Command
 {
@@ -163,7 +168,8 @@ public:
             if (!placed)
                 break;
             if (command.inchar > 0)
-                write(x, y, command, one.text.substr(0, static_cast<std::size_t>(command.inchar)));
+                write(x, y, command,
+                      escaped(one.text.substr(0, static_cast<std::size_t>(command.inchar))));
             else {
                 lift();
                 drawSymbol(cr, x, y, height(command), command.inteq);
@@ -224,7 +230,7 @@ void drawLegend(cairo_t* cr, const Area& plot, const std::string& legend)
         cairo_line_to(cr, right, y + 6);
         cairo_stroke(cr);
         setColour(cr, 0);
-        drawText(cr, right - 30, y, entry.substr(equals + 1), 9, 1, 0);
+        drawText(cr, right - 30, y, escaped(entry.substr(equals + 1)), 9, 1, 0);
         y += 14;
     }
 }
@@ -234,11 +240,11 @@ void drawGraph(cairo_t* cr, const Area& page, const Pad& pad)
     Frame frame;
     frame.plot = {page.x + 76, page.y + 40, page.width - 100, page.height - 100};
     findRanges(pad, frame.x, frame.y);
-    frame.x.label = pad.directive("x");
-    frame.y.label = pad.directive("y");
+    frame.x.label = escaped(pad.directive("x"));
+    frame.y.label = escaped(pad.directive("y"));
 
     setColour(cr, 0);
-    drawText(cr, page.x + page.width / 2, page.y + 10, pad.title, 13, 0.5, 0);
+    drawText(cr, page.x + page.width / 2, page.y + 10, escaped(pad.title), 13, 0.5, 0);
     drawAxes(cr, frame.plot, frame.x, frame.y, false);
     cairo_save(cr);
     cairo_rectangle(cr, frame.plot.x, frame.plot.y, frame.plot.width, frame.plot.height);
@@ -255,7 +261,7 @@ void drawGraph(cairo_t* cr, const Area& page, const Pad& pad)
     cairo_set_line_width(cr, 1.2);
     drawLegend(cr, frame.plot, pad.directive("legend"));
     setColour(cr, 0);
-    drawText(cr, frame.plot.x, page.y + page.height - 18, pad.directive("note"), 9);
+    drawText(cr, frame.plot.x, page.y + page.height - 18, escaped(pad.directive("note")), 9);
 }
 
 void drawPadSection(cairo_t* cr, const Area& page, const Pad& pad)
@@ -269,33 +275,137 @@ void drawPadSection(cairo_t* cr, const Area& page, const Pad& pad)
     section.start = pad.sampleInterval > 0 ? pad.delay * 1e-3 : 0;
 
     SectionStyle style;
-    style.title = pad.title;
+    style.title = escaped(pad.title);
     style.mode = pad.directive("mode", style.mode);
     style.colourMap = pad.directive("colormap", style.colourMap);
     style.clipPercentile = pad.number("clip", style.clipPercentile);
     style.wiggleGain = pad.number("gain", style.wiggleGain);
-    style.xLabel = pad.directive("x", style.xLabel);
-    style.yLabel = pad.directive("y", pad.sampleInterval > 0 ? style.yLabel : "sample");
-    style.note = pad.directive("note");
+    style.xLabel = escaped(pad.directive("x", style.xLabel));
+    style.yLabel = escaped(pad.directive("y", pad.sampleInterval > 0 ? style.yLabel : "sample"));
+    style.note = escaped(pad.directive("note"));
     drawSection(cr, page, section, style);
+}
+
+// What a pad shows, one above the other.
+struct Parts
+{
+    explicit Parts(const Pad& pad)
+        : section(!pad.traces.empty() || pad.type == 1),
+          graph(!pad.commands.empty() || pad.type == 2)
+    {
+    }
+    double height() const { return section && graph ? 2 * pageHeight : pageHeight; }
+
+    bool section;
+    bool graph;
+};
+
+void drawPad(cairo_t* cr, const Pad& pad)
+{
+    const Parts parts(pad);
+    Area area{0, 0, pageWidth, pageHeight};
+    if (parts.section) {
+        drawPadSection(cr, area, pad);
+        area.y += pageHeight;
+    }
+    if (parts.graph)
+        drawGraph(cr, area, pad);
+}
+
+cairo_status_t append(void* bytes, const unsigned char* data, unsigned length)
+{
+    static_cast<std::string*>(bytes)->append(reinterpret_cast<const char*>(data), length);
+    return CAIRO_STATUS_SUCCESS;
+}
+
+// A drawing in memory, white and with the pictures' font.
+class Canvas
+{
+public:
+    // Takes over the surface.
+    Canvas(cairo_surface_t* drawnOn, double scale) : surface(drawnOn), cr(cairo_create(drawnOn))
+    {
+        cairo_scale(cr, scale, scale);
+        cairo_set_source_rgb(cr, 1, 1, 1);
+        cairo_paint(cr);
+        cairo_set_source_rgb(cr, 0, 0, 0);
+        cairo_select_font_face(cr, "DejaVu Sans", CAIRO_FONT_SLANT_NORMAL,
+                               CAIRO_FONT_WEIGHT_NORMAL);
+    }
+    ~Canvas()
+    {
+        cairo_destroy(cr);
+        cairo_surface_destroy(surface);
+    }
+    Canvas(const Canvas&) = delete;
+    Canvas& operator=(const Canvas&) = delete;
+
+    cairo_t* context() const { return cr; }
+
+    // The PNG file of an image surface; what a stream surface has written is whole afterwards.
+    void finish(std::string* png)
+    {
+        cairo_status_t status = cairo_status(cr);
+        if (status == CAIRO_STATUS_SUCCESS && png != nullptr)
+            status = cairo_surface_write_to_png_stream(surface, append, png);
+        cairo_surface_finish(surface);
+        if (status == CAIRO_STATUS_SUCCESS)
+            status = cairo_surface_status(surface);
+        if (status != CAIRO_STATUS_SUCCESS)
+            throw DrawingError(std::string("the picture cannot be drawn: ") +
+                               cairo_status_to_string(status));
+    }
+
+private:
+    cairo_surface_t* surface;
+    cairo_t* cr;
+};
+
+std::string padAsSvg(const Pad& pad)
+{
+    std::string svg;
+    Canvas canvas(cairo_svg_surface_create_for_stream(append, &svg, pageWidth, Parts(pad).height()),
+                  1);
+    drawPad(canvas.context(), pad);
+    canvas.finish(nullptr);
+    return svg;
+}
+
+std::string padAsPng(const Pad& pad)
+{
+    Canvas canvas(
+        cairo_image_surface_create(CAIRO_FORMAT_RGB24, static_cast<int>(pageWidth * pixelsPerPoint),
+                                   static_cast<int>(Parts(pad).height() * pixelsPerPoint)),
+        pixelsPerPoint);
+    drawPad(canvas.context(), pad);
+    std::string png;
+    canvas.finish(&png);
+    return png;
 }
 
 } // namespace
 
 void renderPad(const Pad& pad, const std::string& path)
 {
-    const bool section = !pad.traces.empty() || pad.type == 1;
-    const bool graph = !pad.commands.empty() || pad.type == 2;
-    const double pages = section && graph ? 2 : 1;
-    Page page(path, pageWidth, pageHeight * pages);
-    Area area{0, 0, pageWidth, pageHeight};
-    if (section) {
-        drawPadSection(page.context(), area, pad);
-        area.y += pageHeight;
-    }
-    if (graph)
-        drawGraph(page.context(), area, pad);
+    Page page(path, pageWidth, Parts(pad).height());
+    drawPad(page.context(), pad);
     page.finish();
+}
+
+PadPicture pictureOf(const Pad& pad)
+{
+    PadPicture picture;
+    picture.width = static_cast<int>(pageWidth);
+    picture.height = static_cast<int>(Parts(pad).height());
+    if (!Parts(pad).section && pad.commands.size() <= mostSvgCommands) {
+        picture.mediaType = "image/svg+xml";
+        picture.bytes = padAsSvg(pad);
+        if (picture.bytes.size() <= largestSvg)
+            return picture;
+    }
+    picture.mediaType = "image/png";
+    picture.bytes = padAsPng(pad);
+    return picture;
 }
 
 std::vector<std::string> pictureNames(const std::vector<Pad>& pads)

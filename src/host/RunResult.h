@@ -94,7 +94,8 @@ struct RunFile
     std::string path;   ///< absolute
     std::string module; ///< name in the job
     std::string parameter;
-    bool exists = false; ///< when the job had ended
+    bool exists = false;  ///< when the job had ended
+    bool written = false; ///< an output that the job made or changed
     int64_t bytes = 0;
     std::string modified; ///< local time, YYYY-MM-DD HH:MM:SS
     std::string sha256;   ///< hexadecimal; empty when it was not asked for
@@ -141,6 +142,8 @@ struct RunResult
     std::string scratchDirectory;
     int scratchTraces = 0;
     std::string schema; ///< as in the job file: "segy", "", or "list"
+
+    std::vector<std::string> checkWarnings; ///< of the check before the run, one line each
 
     std::vector<RunModule> modules;   ///< in the order of the job file
     std::vector<RunMessage> messages; ///< in order of time

@@ -6,6 +6,7 @@
 #include <cmath>
 #include <fmt/format.h>
 #include <numeric>
+#include <optional>
 
 namespace vorn {
 
@@ -69,7 +70,7 @@ std::string escapeOf(uint32_t code)
     }
 }
 
-std::string escapedExcept(std::string_view text, char kept)
+std::string escapedExcept(std::string_view text, std::optional<char> kept)
 {
     std::string result;
     for (std::size_t i = 0; i < text.size();) {
@@ -116,7 +117,7 @@ std::string fourDigits(double value)
 
 std::string escaped(std::string_view text)
 {
-    return escapedExcept(text, '\0');
+    return escapedExcept(text, std::nullopt);
 }
 
 std::string escapedLines(std::string_view text)

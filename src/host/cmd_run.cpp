@@ -1,7 +1,6 @@
 // vorn run JOB.yaml: checks a job, runs it, and tells what it did.
 #include "Console.h"
 #include "DotProgram.h"
-#include "FileOutput.h"
 #include "Interrupt.h"
 #include "JobGraph.h"
 #include "JobLoader.h"
@@ -10,6 +9,7 @@
 #include "PadStore.h"
 #include "Progress.h"
 #include "RunFiles.h"
+#include "RunReport.h"
 #include "RunTable.h"
 #include "TextTools.h"
 
@@ -104,10 +104,25 @@ ProgressState stateOf(const LiveCounters& live)
 
 // ---- what is made of the result ----
 
-void addFacts(RunResult& result, const ResolvedJob& job, bool forReport)
+// The picture of the job; the report does without it where it cannot be drawn.
+std::string graphPicture(const std::string& dot)
 {
+    try {
+        return isDotInstalled() ? drawDot(dot, "svg") : "";
+    } catch (const CommandError&) {
+        return "";
+    }
+}
+
+void addFacts(RunResult& result, const LoadedJob& loaded, const OutputWatch& watch, bool forReport)
+{
+    const ResolvedJob& job = loaded.job;
+    for (const Diagnostic& warning : loaded.diagnostics.sorted())
+        result.checkWarnings.push_back(warning.place.text() + ": " + warning.text);
     result.inputs = describeFiles(job, false, forReport);
-    result.outputs = describeFiles(job, true, false);
+    result.outputs = describeFiles(job, true, forReport);
+    for (RunFile& file : result.outputs)
+        file.written = watch.isWritten(file.path);
     result.vornVersion = VORN_VERSION;
     result.qtVersion = qVersion();
     result.compiler = std::string("C++ compiler ") + __VERSION__;
@@ -120,8 +135,7 @@ void addFacts(RunResult& result, const ResolvedJob& job, bool forReport)
     for (const RunModule& module : result.modules)
         order.push_back(module.order);
     result.graphDot = graphDot(job, order);
-    if (isDotInstalled())
-        result.graphSvg = drawDot(result.graphDot, "svg");
+    result.graphSvg = graphPicture(result.graphDot);
 }
 
 // Paths of the pictures that were written.
@@ -135,18 +149,6 @@ std::vector<std::string> writePictures(const PadStore& pads, const std::string& 
         renderPad(pads.pads()[i], paths.back());
     }
     return paths;
-}
-
-void makeDirectory(const std::string& directory, const std::string& option)
-{
-    std::error_code error;
-    fs::create_directories(directory, error);
-    if (!fs::is_directory(directory))
-        throw CommandError(option + ": the directory " + quote(directory) +
-                           " cannot be made: " + error.message());
-    if (access(directory.c_str(), W_OK | X_OK) != 0)
-        throw CommandError(option + ": the directory " + quote(directory) +
-                           " cannot be written to");
 }
 
 // Where pictures go; "" when nobody wants them.
@@ -168,10 +170,10 @@ void tellResult(Console& console, const RunResult& result, bool quiet)
         console.result(text);
 }
 
-void tellFiles(Console& console, const RunResult& result, const OutputWatch& watch, bool quiet)
+void tellFiles(Console& console, const RunResult& result, bool quiet)
 {
     for (const RunFile& file : result.outputs) {
-        if (watch.isWritten(file.path)) {
+        if (file.written) {
             if (!quiet)
                 console.result(fmt::format("{}: {}\n", escaped(file.path),
                                            formatBytes(static_cast<double>(file.bytes))));
@@ -214,13 +216,14 @@ void cleanUp(int signal, const ScratchSpace& scratch, const OutputWatch& outputs
 }
 
 RunResult runWatched(const Arguments& arguments, const ResolvedJob& job, Console& console,
-                     PadStore& pads, const OutputWatch& outputs)
+                     PadStore& pads, const OutputWatch& outputs, bool watchHeaders)
 {
     const ScratchSpace scratch(job.scratchDirectory);
     const InterruptWatch interrupts([&](int signal) { cleanUp(signal, scratch, outputs); });
     const CrashWatch crashes(scratch.path());
     JobRunner runner(job, scratch.path());
     runner.onMessage = MessagePrinter(console, job, shownSeverity(arguments));
+    runner.watchHeaders = watchHeaders;
     pads.install(runner.manager());
     const Progress progress(console, progressMode(arguments), secondsBetweenLines(arguments),
                             [&] { return stateOf(runner.counters()); });
@@ -231,6 +234,7 @@ int runRun(const Arguments& arguments)
 {
     const LoadedJob loaded = loadJob(arguments);
     refuseErrors(loaded);
+    const RunReport report(arguments, loaded.job);
     Console console;
     if (arguments.has("--log"))
         console.openLog(arguments.text("--log"));
@@ -239,17 +243,19 @@ int runRun(const Arguments& arguments)
 
     PadStore pads;
     const OutputWatch outputs(loaded.job);
-    RunResult result = runWatched(arguments, loaded.job, console, pads, outputs);
-    addFacts(result, loaded.job, false);
+    RunResult result = runWatched(arguments, loaded.job, console, pads, outputs, report.isWanted());
+    addFacts(result, loaded, outputs, report.isWanted());
 
     const bool quiet = arguments.has("--quiet");
     tellResult(console, result, quiet);
-    tellFiles(console, result, outputs, quiet);
+    tellFiles(console, result, quiet);
     if (!pictures.empty()) {
         for (const std::string& path :
              writePictures(pads, pictures, arguments.text("--format", "png")))
             console.result(escaped(path) + "\n");
     }
+    for (const std::string& path : report.write(result, pads.pads()))
+        console.result(escaped(path) + "\n");
     tellEnd(console, result);
     if (result.end == RunEnd::notStarted)
         return exitWrongCall;
@@ -261,6 +267,8 @@ int runRun(const Arguments& arguments)
 Command runCommand()
 {
     std::vector<OptionSpec> options = jobOptions();
+    const std::vector<OptionSpec> reports = reportOptions();
+    options.insert(options.end(), reports.begin(), reports.end());
     const std::vector<OptionSpec> own = {
         {"--pictures", "DIR", "write what modules draw to this directory", ValueKind::directory},
         {"--format", "FORMAT", "kind of these pictures", ValueKind::choice, {"png", "svg", "pdf"}},
@@ -288,6 +296,7 @@ Command runCommand()
         {jobArgument()},
         options,
         {{"vorn run job.yaml", "run a job"},
+         {"vorn run job.yaml --report job.html", "run it and write a page with pictures"},
          {"vorn run job.yaml --set read.file=other.sgy", "the same job on another file"},
          {"vorn run job.yaml --pictures out --log out/run.log", "pictures, and all messages"}}};
 }

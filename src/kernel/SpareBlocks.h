@@ -61,7 +61,7 @@ private:
 #else
     static constexpr std::size_t smallestKept = 64;
 #endif
-    static constexpr std::size_t largestKept = 256 * 1024;
+    static constexpr std::size_t largestKept = 262144;
 
     struct Shelf
     {

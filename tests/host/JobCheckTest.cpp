@@ -72,6 +72,21 @@ TEST_F(JobCheckTest, DefaultsAreGivenToo)
     EXPECT_EQ(find(job.modules[2], "file")->value.text, tree.path("out.txt"));
 }
 
+TEST_F(JobCheckTest, ATextThatNoBufferOfAModuleHoldsIsRefused)
+{
+    const auto withName = [](std::size_t bytes) {
+        return std::string(chain) + "  - {name: other, module: host_plain, input: twice, text: " +
+               std::string(bytes, 'x') + "}\n";
+    };
+
+    check(withName(4000));
+    EXPECT_THAT(lines(), IsEmpty());
+    check(withName(4001));
+    EXPECT_THAT(lines(),
+                ElementsAre("job.yaml:5:58: parameter \"text\" of module \"other\" is a text of "
+                            "4001 bytes; expected at most 4000"));
+}
+
 TEST_F(JobCheckTest, ASettingReplacesWhatTheFileSays)
 {
     const ResolvedJob job =

@@ -28,6 +28,12 @@ TEST(TextToolsTest, NothingThatATerminalObeysIsLeft)
         EXPECT_EQ(escaped(row.text), row.expected);
 }
 
+TEST(TextToolsTest, AnEmptyByteIsShown)
+{
+    EXPECT_EQ(escaped(std::string("a\0b", 3)), "a\\x00b");
+    EXPECT_EQ(escapedLines(std::string("a\0\nb", 4)), "a\\x00\nb");
+}
+
 TEST(TextToolsTest, QuotedTextShowsItsOwnQuotes)
 {
     EXPECT_EQ(quote("a \"b\" \\ c\n"), "\"a \\\"b\\\" \\\\ c\\n\"");

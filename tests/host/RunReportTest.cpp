@@ -1,0 +1,143 @@
+// --report and --json of vorn run: which files are written, and which are refused.
+#include "TestTree.h"
+
+#include <filesystem>
+#include <gmock/gmock.h>
+#include <unistd.h>
+
+namespace fs = std::filesystem;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+
+namespace {
+
+class RunReportTest : public ::testing::Test
+{
+protected:
+    RunReportTest()
+    {
+        tree.write("job.yaml",
+                   "modules:\n"
+                   "  - {name: read, module: host_source, traces: 5}\n"
+                   "  - {name: draw, module: host_section, input: read}\n"
+                   "  - {name: write, module: host_sink, input: read, file: out.txt, like: "
+                   "in.txt}\n");
+        tree.write("in.txt", "input\n");
+    }
+
+    ProcessResult run(const std::vector<std::string>& words) const
+    {
+        std::vector<std::string> call = {"run", "job.yaml", "-q"};
+        call.insert(call.end(), words.begin(), words.end());
+        return tree.run(call);
+    }
+
+    // The call is refused with the text before anything has run.
+    void expectRefusal(const std::vector<std::string>& words, const std::string& text)
+    {
+        const ProcessResult result = run(words);
+        EXPECT_EQ(result.exitCode, 2) << testing::PrintToString(words);
+        EXPECT_EQ(result.errors, "vorn: " + text + "\n");
+        EXPECT_FALSE(tree.exists("out.txt")) << "the job has run";
+        EXPECT_EQ(tree.read("in.txt"), "input\n");
+    }
+
+    TestTree tree;
+};
+
+} // namespace
+
+TEST_F(RunReportTest, APageIsWrittenUnderItsNameAndNothingElse)
+{
+    const ProcessResult result = run({"--report", "page.html", "--json", "facts.json"});
+
+    EXPECT_EQ(result.exitCode, 0);
+    EXPECT_EQ(result.output, "facts.json\npage.html\n");
+    EXPECT_THAT(tree.read("page.html"), HasSubstr("</html>\n"));
+    EXPECT_THAT(tree.names(),
+                ElementsAre("facts.json", "in.txt", "job.yaml", "out.txt", "page.html"));
+}
+
+TEST_F(RunReportTest, InADirectoryThePageHasTheJobsName)
+{
+    fs::create_directory(tree.path("there.html"));
+
+    EXPECT_EQ(run({"--report", "there.html"}).output, "there.html/job-report.html\n");
+    EXPECT_EQ(run({"--report", "new/deep"}).output, "new/deep/job-report.html\n");
+    EXPECT_EQ(run({"--report", "other/"}).output, "other/job-report.html\n");
+    EXPECT_THAT(tree.read("new/deep/job-report.html"), HasSubstr("first samples"));
+}
+
+TEST_F(RunReportTest, AJobWithErrorsHasAReport)
+{
+    tree.write("bad.yaml", "modules:\n"
+                           "  - {name: read, module: host_source, traces: 5}\n"
+                           "  - {name: pass, module: host_filter, input: read, fault: fatal}\n"
+                           "  - {name: write, module: host_sink, input: pass, file: bad.txt}\n");
+
+    const ProcessResult result = tree.run({"run", "bad.yaml", "-q", "--report", "bad.html"});
+
+    EXPECT_EQ(result.exitCode, 1);
+    const std::string page = tree.read("bad.html");
+    EXPECT_THAT(page, HasSubstr(">ended with errors</span>"));
+    EXPECT_THAT(page, HasSubstr("data-module=\"pass\" data-severity=\"fatal\" open"));
+    EXPECT_THAT(page, HasSubstr("not written"));
+}
+
+TEST_F(RunReportTest, TheSumOfAnInputIsThatOfItsBytes)
+{
+    // "input\n", by sha256sum of GNU coreutils.
+    run({"--report", "page.html"});
+    EXPECT_THAT(tree.read("page.html"),
+                HasSubstr("7d3f9b6284c6f36e77b425cac882e8fbbcc97a4727ec20790853076d0f463453"));
+}
+
+TEST_F(RunReportTest, WhatCannotBeWrittenIsRefusedBeforeTheJobRuns)
+{
+    expectRefusal({"--report", "no/page.html"}, "--report: there is no directory \"no\"");
+    expectRefusal({"--json", "no/facts"}, "--json: there is no directory \"no\"");
+    expectRefusal({"--report", "in.txt"}, "--report: the file \"in.txt\" is no directory, and a "
+                                          "report's name ends with .html");
+    expectRefusal({"--report", "in.txt/below"},
+                  "--report: the directory \"in.txt/below\" cannot be made: Not a directory");
+    fs::create_directory(tree.path("directory"));
+    expectRefusal({"--json", "directory"}, "--json: \"directory\" is no ordinary file");
+    expectRefusal({"--json", "/dev/null"}, "--json: \"/dev/null\" is no ordinary file");
+    expectRefusal({"--json", ""}, "--json: the name of a file is expected");
+    expectRefusal({"--report", ""},
+                  "--report: a directory or a name that ends with .html is expected");
+}
+
+TEST_F(RunReportTest, ADirectoryWithoutPermissionIsRefused)
+{
+    if (geteuid() == 0)
+        GTEST_SKIP() << "everything is permitted to root";
+    fs::create_directory(tree.path("locked"));
+    fs::permissions(tree.path("locked"), fs::perms::owner_read | fs::perms::owner_exec);
+    expectRefusal({"--json", "locked/facts"},
+                  "--json: the directory \"locked\" cannot be written to");
+}
+
+TEST_F(RunReportTest, FilesOfTheJobAreNotReplaced)
+{
+    expectRefusal({"--json", "./in.txt"},
+                  "--json: the file \"./in.txt\" is one that module \"write\" reads; write to "
+                  "another file");
+    expectRefusal({"--json", "out.txt"}, "--json: the file \"out.txt\" is one that module "
+                                         "\"write\" writes; write to another file");
+    expectRefusal({"--json", "job.yaml"},
+                  "--json: the file \"job.yaml\" is the job file; write to another file");
+    expectRefusal({"--json", "x.log", "--log", "x.log"},
+                  "--json: the file \"x.log\" is the log; write to another file");
+    expectRefusal({"--json", "x.html", "--report", "x.html"},
+                  "--json: the file \"x.html\" is the report; write to another file");
+}
+
+TEST_F(RunReportTest, AnOlderPageIsReplaced)
+{
+    tree.write("page.html", "old\n");
+
+    EXPECT_EQ(run({"--report", "page.html"}).exitCode, 0);
+
+    EXPECT_THAT(tree.read("page.html"), HasSubstr("</html>\n"));
+}

@@ -7,6 +7,7 @@
 #include <gmock/gmock.h>
 
 using namespace vorn;
+using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
@@ -80,11 +81,12 @@ TEST_F(JobCheckTest, ATextThatNoBufferOfAModuleHoldsIsRefused)
     };
 
     check(withName(4000));
-    EXPECT_THAT(lines(), IsEmpty());
+    EXPECT_FALSE(diagnostics.hasErrors());
     check(withName(4001));
+    EXPECT_TRUE(diagnostics.hasErrors());
     EXPECT_THAT(lines(),
-                ElementsAre("job.yaml:5:58: parameter \"text\" of module \"other\" is a text of "
-                            "4001 bytes; expected at most 4000"));
+                Contains("job.yaml:5:59: parameter \"text\" of module \"other\" is a text of "
+                         "4001 bytes; expected at most 4000"));
 }
 
 TEST_F(JobCheckTest, ASettingReplacesWhatTheFileSays)

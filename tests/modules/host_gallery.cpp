@@ -51,7 +51,9 @@ int preprocess_()
     made->traces = 0;
     knl_setModuleResource("pads", made);
     knl_newpen(made->graph, 3);
-    const std::string text = textParameter("say", "");
+    std::string text;
+    for (int i = 0; i < numberParameter("repeat", 1); ++i)
+        text += textParameter("say", "");
     for (int i = 0; !text.empty() && i < numberParameter("times", 1); ++i)
         knl_sendMessage(numberParameter("severity", 2), text.c_str());
     return 0;

@@ -1,13 +1,14 @@
 #include "Drawing.h"
 
+#include "tracefile.h"
+
 #include <algorithm>
 #include <cairo-pdf.h>
 #include <cairo-svg.h>
 #include <charconv>
 #include <cmath>
-#include <cstdio>
+#include <cstring>
 #include <filesystem>
-#include <unistd.h>
 
 namespace vorn {
 
@@ -17,11 +18,10 @@ constexpr double pngScale = 2.0; // pixels per point: text stays legible on toda
 constexpr double tickLength = 4;
 constexpr double labelSize = 9;
 
-std::string temporaryName(const std::string& path)
+cairo_status_t append(void* bytes, const unsigned char* data, unsigned int length)
 {
-    const std::filesystem::path target(path);
-    const std::string name = "." + target.filename().string() + ".vorn-" + std::to_string(getpid());
-    return (target.parent_path() / name).string();
+    static_cast<std::string*>(bytes)->append(reinterpret_cast<const char*>(data), length);
+    return CAIRO_STATUS_SUCCESS;
 }
 
 double position(const Axis& axis, double start, double length, double value)
@@ -51,7 +51,7 @@ void line(cairo_t* cr, double x1, double y1, double x2, double y2)
 } // namespace
 
 Page::Page(const std::string& path, double width, double height)
-    : target(path), temporary(temporaryName(path)), pageWidth(width), pageHeight(height)
+    : target(path), pageWidth(width), pageHeight(height)
 {
     const std::string ending = std::filesystem::path(path).extension().string();
     if (ending == ".png") {
@@ -59,10 +59,10 @@ Page::Page(const std::string& path, double width, double height)
                                              static_cast<int>(std::ceil(width * pngScale)),
                                              static_cast<int>(std::ceil(height * pngScale)));
     } else if (ending == ".svg") {
-        surface = cairo_svg_surface_create(temporary.c_str(), width, height);
+        surface = cairo_svg_surface_create_for_stream(append, &bytes, width, height);
         vector = true;
     } else if (ending == ".pdf") {
-        surface = cairo_pdf_surface_create(temporary.c_str(), width, height);
+        surface = cairo_pdf_surface_create_for_stream(append, &bytes, width, height);
         vector = true;
     } else {
         throw DrawingError(path + ": pictures end in .png, .svg or .pdf");
@@ -80,27 +80,26 @@ Page::~Page()
 {
     cairo_destroy(cr);
     cairo_surface_destroy(surface);
-    if (!done)
-        unlink(temporary.c_str());
 }
 
 void Page::finish()
 {
     cairo_status_t status = cairo_status(cr);
     if (status == CAIRO_STATUS_SUCCESS && !vector)
-        status = cairo_surface_write_to_png(surface, temporary.c_str());
+        status = cairo_surface_write_to_png_stream(surface, append, &bytes);
     cairo_surface_finish(surface);
     if (status == CAIRO_STATUS_SUCCESS)
         status = cairo_surface_status(surface);
     if (status != CAIRO_STATUS_SUCCESS)
         throw DrawingError(target +
-                           ": the picture cannot be written: " + cairo_status_to_string(status) +
-                           "; check the folder, its permissions and the space on the disk");
-    std::error_code error;
-    std::filesystem::rename(temporary, target, error);
-    if (error)
-        throw DrawingError(target + ": the picture cannot be written: " + error.message());
-    done = true;
+                           ": the picture cannot be drawn: " + cairo_status_to_string(status));
+    try {
+        VORN::OutputFile file(target, true);
+        std::memcpy(file.append(bytes.size()), bytes.data(), bytes.size());
+        file.commit();
+    } catch (const VORN::TraceFileError& error) {
+        throw DrawingError(error.what());
+    }
 }
 
 std::vector<double> roundTicks(double from, double to, int wanted, int& decimals)

@@ -27,8 +27,8 @@ struct Area
     double height = 0;
 };
 
-/// A page of the format that the path's ending names. Written to a temporary name beside it and
-/// renamed by `finish`; a page that is not finished leaves no file.
+/// A page of the format that the path's ending names. It becomes a file in `finish`, whole or not at
+/// all.
 class Page
 {
 public:
@@ -47,11 +47,10 @@ public:
 
 private:
     std::string target;
-    std::string temporary;
+    std::string bytes; // of the file, as far as they have been made
     double pageWidth;
     double pageHeight;
     bool vector = false;
-    bool done = false;
     cairo_surface_t* surface = nullptr;
     cairo_t* cr = nullptr;
 };

@@ -212,26 +212,54 @@ private:
 };
 
 // The directive `legend` names pens: "1=input, 2=output".
-void drawLegend(cairo_t* cr, const Area& plot, const std::string& legend)
+struct LegendEntry
 {
-    double y = plot.y + 8;
+    int pen;
+    std::string text;
+};
+
+// Of "1=input, 2=output".
+std::vector<LegendEntry> legendEntries(const std::string& legend)
+{
+    std::vector<LegendEntry> entries;
     std::size_t at = 0;
     while (at < legend.size()) {
         const std::size_t end = std::min(legend.find(',', at), legend.size());
         const std::string entry = legend.substr(at, end - at);
         const std::size_t equals = entry.find('=');
         at = end + 1;
-        if (equals == std::string::npos)
-            continue;
-        const int pen = std::atoi(entry.c_str());
-        const double right = plot.x + plot.width - 10;
-        setColour(cr, penColour(pen));
+        if (equals != std::string::npos)
+            entries.push_back({std::atoi(entry.c_str()), escaped(entry.substr(equals + 1))});
+    }
+    return entries;
+}
+
+// In the upper right corner, on a ground that lets hardly anything through.
+void drawLegend(cairo_t* cr, const Area& plot, const std::string& legend)
+{
+    constexpr double size = 9;
+    constexpr double rowHeight = 14;
+    const std::vector<LegendEntry> entries = legendEntries(legend);
+    if (entries.empty())
+        return;
+    double widest = 0;
+    for (const LegendEntry& entry : entries)
+        widest = std::max(widest, textWidth(cr, entry.text, size));
+
+    const double right = plot.x + plot.width - 10;
+    double y = plot.y + 8;
+    cairo_set_source_rgba(cr, 1, 1, 1, 0.85);
+    cairo_rectangle(cr, right - 36 - widest, y - 4, widest + 42,
+                    rowHeight * static_cast<double>(entries.size()) + 4);
+    cairo_fill(cr);
+    for (const LegendEntry& entry : entries) {
+        setColour(cr, penColour(entry.pen));
         cairo_move_to(cr, right - 24, y + 6);
         cairo_line_to(cr, right, y + 6);
         cairo_stroke(cr);
         setColour(cr, 0);
-        drawText(cr, right - 30, y, escaped(entry.substr(equals + 1)), 9, 1, 0);
-        y += 14;
+        drawText(cr, right - 30, y, entry.text, size, 1, 0);
+        y += rowHeight;
     }
 }
 

@@ -81,10 +81,20 @@ void onCrash(int signal)
 
 } // namespace
 
+SignalsHeld::SignalsHeld()
+{
+    const sigset_t set = interruptSignals();
+    pthread_sigmask(SIG_BLOCK, &set, &former);
+}
+
+SignalsHeld::~SignalsHeld()
+{
+    pthread_sigmask(SIG_SETMASK, &former, nullptr);
+}
+
 InterruptWatch::InterruptWatch(std::function<void(int)> action) : clean(std::move(action))
 {
     const sigset_t set = interruptSignals();
-    pthread_sigmask(SIG_BLOCK, &set, nullptr);
     signalDescriptor = signalfd(-1, &set, SFD_CLOEXEC);
     endDescriptor = eventfd(0, EFD_CLOEXEC);
     thread = std::thread([this] { run(); });
@@ -97,8 +107,6 @@ InterruptWatch::~InterruptWatch()
     thread.join();
     close(signalDescriptor);
     close(endDescriptor);
-    const sigset_t set = interruptSignals();
-    pthread_sigmask(SIG_UNBLOCK, &set, nullptr);
 }
 
 void InterruptWatch::run()

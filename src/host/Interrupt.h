@@ -4,11 +4,27 @@
 #ifndef INTERRUPT_H
 #define INTERRUPT_H
 
+#include <csignal>
 #include <functional>
 #include <string>
 #include <thread>
 
 namespace vorn {
+
+/// As long as it lives, SIGINT, SIGTERM and SIGHUP wait: for an InterruptWatch, or for its end.
+/// Made before what the watch cleans up, so that no signal comes when that exists and the watch
+/// does not.
+class SignalsHeld
+{
+public:
+    SignalsHeld();
+    ~SignalsHeld();
+    SignalsHeld(const SignalsHeld&) = delete;
+    SignalsHeld& operator=(const SignalsHeld&) = delete;
+
+private:
+    sigset_t former;
+};
 
 /// As long as it lives, SIGINT, SIGTERM and SIGHUP do not end the process at once: a thread of its
 /// own waits for them, calls `clean` with the signal's number, and ends the process with 128 and
@@ -27,6 +43,7 @@ private:
     void run();
 
     std::function<void(int)> clean;
+    SignalsHeld held;
     int signalDescriptor = -1; ///< on which the signals arrive
     int endDescriptor = -1;    ///< on which the destructor says that it is over
     std::thread thread;

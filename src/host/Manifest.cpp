@@ -45,6 +45,13 @@ bool isIdentifier(const std::string& name)
     });
 }
 
+// Messages show these words as they are.
+bool canBeTyped(const ParameterSpec& spec)
+{
+    const auto isPlain = [](const std::string& word) { return escaped(word) == word; };
+    return isPlain(spec.unit) && std::all_of(spec.choices.begin(), spec.choices.end(), isPlain);
+}
+
 class ManifestReader
 {
 public:
@@ -175,6 +182,10 @@ private:
             complain(" has a name that job files use themselves");
         if (manifest.find(spec.name) != nullptr)
             complain(" was described before");
+        if (!canBeTyped(spec)) {
+            complain(" has a choice or a unit with characters that nobody can type");
+            return; // every message about its values would contain them
+        }
         if (spec.type == ParameterType::choice && spec.choices.empty())
             complain(" is a choice without \"choices\"");
         const bool bounded = spec.min || spec.max || spec.exclusiveMin || spec.exclusiveMax;

@@ -96,6 +96,8 @@ std::vector<OptionSpec> reportOptions()
 
 RunReport::RunReport(const Arguments& arguments, const ResolvedJob& job)
 {
+    if (arguments.has("--log"))
+        refuseFilesOfJob("--log", arguments.text("--log"), job);
     if (arguments.has("--report"))
         htmlPath = pagePath(arguments.text("--report"), job);
     if (arguments.has("--json")) {

@@ -2,6 +2,7 @@
 
 #include "TextTools.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <fmt/format.h>
@@ -9,6 +10,7 @@
 #include <map>
 #include <sstream>
 #include <sys/stat.h>
+#include <unordered_map>
 #include <yaml-cpp/eventhandler.h>
 #include <yaml-cpp/exceptions.h>
 #include <yaml-cpp/parser.h>
@@ -19,6 +21,8 @@ namespace {
 
 // Far above what a person writes; a data file given by mistake is usually larger.
 constexpr long long largestFile = 4000000;
+// The library refuses more brackets in each other, but counts an alias as nothing.
+constexpr int mostLevels = 500;
 
 /// Builds the tree from the parser's events, since a finished tree of the library does not tell an
 /// alias from what it stands for.
@@ -52,7 +56,13 @@ public:
                   const std::string& value) override
     {
         const std::shared_ptr<YamlNode> node = newNode(YamlNode::Kind::scalar, mark);
-        node->text = value;
+        // Escape sequences give what the file itself may not hold. What follows is left out: C
+        // functions end at a NUL, and not every place that text goes to takes other bytes.
+        const std::size_t good = utf8Prefix(value);
+        node->text = value.substr(0, good);
+        if (good < value.size())
+            diagnostics.error(node->place, "an escape sequence in this text gives a NUL or a byte "
+                                           "that is no UTF-8; write the character itself");
         node->isQuoted = tag == "!" || tag == "tag:yaml.org,2002:str";
         if (!node->isQuoted)
             refuseTag(mark, tag);
@@ -81,6 +91,7 @@ private:
         bool hasKey = false; // of a map: the next node is the value of `key`
         bool dropValue = false;
         YamlEntry key;
+        std::unordered_map<std::string, int> lines; // of the keys so far
     };
 
     Place placeOf(const YAML::Mark& mark) const { return {source, mark.line + 1, mark.column + 1}; }
@@ -103,12 +114,12 @@ private:
               YAML::anchor_t anchor)
     {
         refuseTag(mark, tag);
-        stack.push_back({newNode(kind, mark), anchor, false, false, {}});
+        stack.push_back({newNode(kind, mark), anchor, false, false, {}, {}});
     }
 
     void close()
     {
-        const Open done = stack.back();
+        const Open done = std::move(stack.back());
         stack.pop_back();
         add(done.node, done.anchor);
     }
@@ -121,13 +132,21 @@ private:
     }
 
     // Puts a complete node where the document is open. `at`: where it stands there.
-    void place(const YamlValue& node, const Place& at)
+    void place(YamlValue node, const Place& at)
     {
         if (stack.empty()) {
             root = node;
             return;
         }
+        if (node->levels >= mostLevels) {
+            diagnostics.error(at,
+                              fmt::format("this is nested more than {} levels deep", mostLevels));
+            auto nothing = std::make_shared<YamlNode>();
+            nothing->place = at;
+            node = nothing;
+        }
         Open& parent = stack.back();
+        parent.node->levels = std::max(parent.node->levels, node->levels + 1);
         if (parent.node->isList()) {
             parent.node->items.push_back(node);
         } else if (parent.hasKey) {
@@ -149,9 +168,9 @@ private:
             diagnostics.error(at, "a key must be a name, not " + node->description());
         } else if (node->text == "<<" && !node->isQuoted) {
             diagnostics.error(at, "merge keys (\"<<\") are not supported; write the keys out");
-        } else if (const YamlEntry* former = map.node->find(node->text)) {
+        } else if (const auto [former, isNew] = map.lines.emplace(node->text, at.line); !isNew) {
             diagnostics.error(at, fmt::format("key {} was given before, in line {}; remove one",
-                                              quote(node->text), former->place.line));
+                                              quote(node->text), former->second));
         } else {
             map.dropValue = false;
         }
@@ -206,13 +225,20 @@ Place placeOfByte(const std::string& text, std::size_t offset, const std::string
     return place;
 }
 
-// Without lines: a word of the command line has none.
-YamlValue withoutLines(const YamlValue& value)
+std::shared_ptr<YamlNode> withoutLine(const YamlValue& value)
 {
     auto copy = std::make_shared<YamlNode>(*value);
     copy->place.line = copy->place.column = 0;
+    return copy;
+}
+
+// Without lines: a word of the command line has none. Deeper lists are no values, and aliases make
+// any number of them.
+YamlValue withoutLines(const YamlValue& value)
+{
+    const std::shared_ptr<YamlNode> copy = withoutLine(value);
     for (YamlValue& item : copy->items)
-        item = withoutLines(item);
+        item = withoutLine(item);
     return copy;
 }
 

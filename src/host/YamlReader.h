@@ -40,6 +40,7 @@ struct YamlNode
     bool isQuoted = false; ///< the scalar stood in quotes: it is a text, whatever it looks like
     std::vector<YamlValue> items;   ///< of a list
     std::vector<YamlEntry> entries; ///< of a map, in order of the file; all keys differ
+    int levels = 1; ///< of nodes, itself and those behind aliases included; at most 500
 
     bool isNull() const { return kind == Kind::null; }
     bool isScalar() const { return kind == Kind::scalar; }

@@ -95,7 +95,8 @@ TraceHeaders readTraceHeaders(SegyReader& reader, const Words& words,
     TraceHeaders found;
     for (const HeaderWord* word : words)
         found.ranges.push_back({word});
-    for (int64_t i = 0; i < reader.layout().traces; ++i) {
+    const int64_t end = std::min(reader.layout().traces, traces.greatest());
+    for (int64_t i = 0; i < end; ++i) {
         if (!traces.contains(i + 1))
             continue;
         const unsigned char* header = reader.header(i);
@@ -248,6 +249,10 @@ int runHeader(const Arguments& arguments)
             std::fprintf(stderr, "vorn: %s: warning: %s\n", escaped(reader.path()).c_str(),
                          escaped(warning).c_str());
         const TraceHeaders headers = readTraceHeaders(reader, words, traces, rows);
+        if (headers.numbers.empty() && reader.layout().traces > 0)
+            throw CommandError(reader.path() + ": --traces " + arguments.text("--traces") +
+                               " selects none; the file holds " +
+                               counted(reader.layout().traces, "trace"));
         if (arguments.has("--json")) {
             std::printf("%s\n", jsonOf(reader, headers).dump(2).c_str());
             return exitDone;

@@ -10,6 +10,7 @@
 #include <cmath>
 #include <cstdio>
 #include <filesystem>
+#include <new>
 
 namespace vorn {
 
@@ -77,10 +78,12 @@ Window timeWindow(const Arguments& arguments, int samples, double interval, doub
 {
     const double from = arguments.number("--from", start);
     const double to = arguments.number("--to", start + interval * (samples - 1));
-    const int first = std::clamp(static_cast<int>(std::lround((from - start) / interval)), 0,
-                                 std::max(0, samples - 1));
-    const int last = std::clamp(static_cast<int>(std::lround((to - start) / interval)), 0,
-                                std::max(0, samples - 1));
+    const auto nearest = [=](double time) {
+        const double sample = std::round((time - start) / interval);
+        return static_cast<int>(std::clamp(sample, 0.0, std::max(0.0, samples - 1.0)));
+    };
+    const int first = nearest(from);
+    const int last = nearest(to);
     if (last <= first)
         throw CommandError("--from " + formatNumber(from) + " --to " + formatNumber(to) +
                            ": no samples lie between these times; the traces go from " +
@@ -141,9 +144,13 @@ int runPlot(const Arguments& arguments)
         for (const std::string& warning : reader.warnings())
             std::fprintf(stderr, "vorn: %s: warning: %s\n", escaped(reader.path()).c_str(),
                          escaped(warning).c_str());
+        const std::string path = arguments.text("--output");
+        std::error_code none;
+        if (std::filesystem::equivalent(path, reader.path(), none))
+            throw CommandError(path + ": this is the file to be drawn; give the picture another "
+                                      "name");
         const SectionStyle style = styleOf(arguments, reader);
         const Section section = readSection(reader, arguments);
-        const std::string path = arguments.text("--output");
         Page page(path, widthInPoints, heightInPoints);
         drawSection(page.context(), page.area(), section, style);
         page.finish();
@@ -152,6 +159,9 @@ int runPlot(const Arguments& arguments)
         throw CommandError(error.what());
     } catch (const DrawingError& error) {
         throw CommandError(error.what());
+    } catch (const std::bad_alloc&) {
+        throw CommandError(arguments.text("FILE.sgy") + ": there is not enough memory to draw so "
+                                                        "much; choose fewer traces with --traces");
     }
     return exitDone;
 }

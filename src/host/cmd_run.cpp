@@ -218,6 +218,7 @@ void cleanUp(int signal, const ScratchSpace& scratch, const OutputWatch& outputs
 RunResult runWatched(const Arguments& arguments, const ResolvedJob& job, Console& console,
                      PadStore& pads, const OutputWatch& outputs, bool watchHeaders)
 {
+    const SignalsHeld held; // else one could come between the next two and leave the directory
     const ScratchSpace scratch(job.scratchDirectory);
     const InterruptWatch interrupts([&](int signal) { cleanUp(signal, scratch, outputs); });
     const CrashWatch crashes(scratch.path());

@@ -45,6 +45,14 @@ TEST(SegyNumberRangesTest, ListsAndRangesContainWhatTheySay)
         EXPECT_EQ(contained(row.text), row.contains) << row.text;
 }
 
+TEST(SegyNumberRangesTest, NothingAboveTheGreatestIsContained)
+{
+    EXPECT_EQ(NumberRanges("5").greatest(), 5);
+    EXPECT_EQ(NumberRanges("8:9,1:4").greatest(), 9);
+    EXPECT_GT(NumberRanges("10:").greatest(), 1000000000000);
+    EXPECT_LT(NumberRanges().greatest(), 0);
+}
+
 TEST(SegyNumberRangesTest, NothingAtAllContainsNothing)
 {
     EXPECT_FALSE(NumberRanges().contains(0));

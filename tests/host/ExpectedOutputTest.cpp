@@ -1,9 +1,9 @@
 // Whole outputs of the command, compared with checked-in files.
 //
 // Each file in expected/ is a case, named by what it shows: its first line is the call, after "$ ",
-// the rest is what comes of it. Job files for the calls are in jobs/. What differs from run to run
-// (times, memory, places) is replaced. With VORN_UPDATE_EXPECTED set, the files are written anew;
-// look at the difference before you keep it.
+// the rest is what comes of it. Job files for the calls are in jobs/, data files in data/. What
+// differs from run to run (times, memory, places) is replaced. With VORN_UPDATE_EXPECTED set, the
+// files are written anew; look at the difference before you keep it.
 #include "TestTree.h"
 
 #include <algorithm>
@@ -18,6 +18,7 @@ namespace {
 
 const std::string expectedDirectory = VORN_TEST_SOURCE_DIR "/host/expected";
 const std::string jobDirectory = VORN_TEST_SOURCE_DIR "/host/jobs";
+const std::string dataDirectory = VORN_TEST_SOURCE_DIR "/host/data";
 
 std::vector<std::string> caseNames()
 {
@@ -62,8 +63,11 @@ std::string withoutMeasurements(const std::string& line)
     static const std::regex blanks(" {2,}");
     static const std::regex tableRow("^.* (us|ms|s|%)  .*$|^module  .*$");
     static const std::regex version("^vorn [0-9]+(\\.[0-9]+)+$");
+    static const std::regex pageTitle("^(\\.TH .*\"VORN )[0-9.]+(\" \"VORN\")$");
     if (std::regex_match(line, version))
         return "vorn VERSION";
+    if (std::regex_search(line, pageTitle))
+        return std::regex_replace(line, pageTitle, "$1VERSION$2");
     if (std::regex_match(line, tableRow))
         return std::regex_replace(std::regex_replace(line, quantity, "#"), blanks, "  ");
     if (std::regex_search(line, rate))
@@ -107,6 +111,7 @@ TEST_P(ExpectedOutputTest, IsWhatTheCommandPrints)
     const std::string call = expected.substr(2, expected.find('\n') - 2);
     const TestTree tree;
     fs::copy(jobDirectory, tree.work(), fs::copy_options::recursive);
+    fs::copy(dataDirectory, tree.path("data"), fs::copy_options::recursive);
 
     const std::string actual = outcome(call, tree);
 

@@ -65,6 +65,14 @@ NumberRanges::Range NumberRanges::parse(const std::string& piece)
     return range;
 }
 
+int64_t NumberRanges::greatest() const
+{
+    int64_t greatest = std::numeric_limits<int64_t>::min();
+    for (const Range& range : ranges)
+        greatest = std::max(greatest, range.last);
+    return greatest;
+}
+
 bool NumberRanges::contains(int64_t value) const
 {
     return std::any_of(ranges.begin(), ranges.end(), [=](const Range& range) {

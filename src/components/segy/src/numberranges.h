@@ -24,6 +24,8 @@ public:
     explicit NumberRanges(const std::string& text);
 
     bool contains(int64_t value) const;
+    /// No greater number is contained: who goes through a file in order need not read on.
+    int64_t greatest() const;
 
 private:
     struct Range

@@ -34,7 +34,7 @@ int32_t SegyReader::binaryWord(const char* key) const
 int64_t SegyReader::startOf(int64_t index) const
 {
     if (index < 0 || index >= where.traces)
-        file.fail("has no trace " + std::to_string(index + 1) + "; it holds " +
+        file.fail("has no trace of index " + std::to_string(index) + " (from 0); it holds " +
                   std::to_string(where.traces));
     return where.variableLength ? where.traceStarts[static_cast<std::size_t>(index)]
                                 : where.dataStart + index * where.traceBytes(where.samples);

@@ -115,6 +115,9 @@ void SuReader::settle(const SuOverrides& overrides)
 
 void SuReader::read(int64_t index, unsigned char* header, float* samplesTo)
 {
+    if (index < 0 || index >= count)
+        file.fail("has no trace of index " + number(index) + " (from 0); it holds " +
+                  number(count));
     const int64_t bytes = traceBytes(samplesPerTrace);
     const unsigned char* trace = file.at(index * bytes, bytes);
     if (header != nullptr)

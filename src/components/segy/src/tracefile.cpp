@@ -9,6 +9,7 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
+#include <new>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <utility>
@@ -114,6 +115,17 @@ bool InputFile::inWindow(int64_t offset, int64_t count) const
            offset + count <= windowStart + static_cast<int64_t>(window.size());
 }
 
+// Headers that are wrong may ask for more than any machine has.
+void InputFile::makeRoom(std::vector<unsigned char>& bytesRead, int64_t count) const
+{
+    try {
+        bytesRead.resize(static_cast<std::size_t>(count));
+    } catch (const std::bad_alloc&) {
+        fail("there is no memory for a trace of " + number(count) +
+             " bytes; if its traces are shorter than that, state `samples`");
+    }
+}
+
 const unsigned char* InputFile::at(int64_t offset, int64_t count)
 {
     if (!inWindow(offset, count)) {
@@ -130,7 +142,7 @@ const unsigned char* InputFile::at(int64_t offset, int64_t count)
 
 void InputFile::moveWindow(int64_t offset, int64_t count)
 {
-    window.resize(static_cast<std::size_t>(count));
+    makeRoom(window, count);
     windowStart = offset;
     try {
         read(offset, window.data(), window.size());
@@ -144,7 +156,7 @@ const unsigned char* InputFile::peek(int64_t offset, int64_t count)
 {
     if (inWindow(offset, count))
         return at(offset, count);
-    glance.resize(static_cast<std::size_t>(count));
+    makeRoom(glance, count);
     read(offset, glance.data(), glance.size());
     return glance.data();
 }

@@ -43,7 +43,7 @@ public:
 
     /// `count` bytes from byte `offset` on; valid until the next call. Reading forward is cheap: a
     /// call of the operating system fetches many traces. Throws TraceFileError when the file ends
-    /// before or cannot be read.
+    /// before, cannot be read, or so many bytes find no room in memory.
     const unsigned char* at(int64_t offset, int64_t count);
     /// The same without reading ahead, for looking here and there.
     const unsigned char* peek(int64_t offset, int64_t count);
@@ -56,6 +56,7 @@ public:
 private:
     bool inWindow(int64_t offset, int64_t count) const;
     void moveWindow(int64_t offset, int64_t count);
+    void makeRoom(std::vector<unsigned char>& bytesRead, int64_t count) const;
 
     std::string name;
     int descriptor;

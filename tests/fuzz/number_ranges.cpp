@@ -1,0 +1,84 @@
+// Selections of traces as people write them: the first line of the input, asked for the numbers of
+// its other lines.
+#include "FuzzInput.h"
+
+#include "segy_c.h"
+
+#include <charconv>
+#include <memory>
+
+namespace {
+
+using Ranges = std::unique_ptr<vorn_ranges, void (*)(vorn_ranges*)>;
+
+Ranges parse(const std::string& text, int errorBytes)
+{
+    GuardedBlock error(static_cast<std::size_t>(errorBytes));
+    Ranges ranges(vorn_ranges_parse(text.c_str(), error.data(), errorBytes), vorn_ranges_free);
+    error.check();
+    if (ranges != nullptr)
+        VORN_ASSERT(error.text() == std::string(error.size(), '?'));
+    else if (errorBytes > 0)
+        VORN_ASSERT(error.text().find('\0') != std::string::npos);
+    return ranges;
+}
+
+std::vector<std::string> split(const std::string& text, char separator)
+{
+    std::vector<std::string> pieces(1);
+    for (const char c : text) {
+        if (c == separator)
+            pieces.emplace_back();
+        else if (c != ' ' && c != '\t')
+            pieces.back() += c;
+    }
+    return pieces;
+}
+
+// Whether an accepted piece holds `number`, reckoned with numbers that cannot overflow.
+bool pieceHolds(const std::string& piece, int64_t number)
+{
+    __extension__ using Wide = __int128;
+    const std::vector<std::string> parts = split(piece, ':');
+    VORN_ASSERT(parts.size() <= 3 && !piece.empty());
+    const auto numberOr = [&](std::size_t part, Wide otherwise) -> Wide {
+        return part < parts.size() && !parts[part].empty() ? std::stoll(parts[part]) : otherwise;
+    };
+    const Wide value = number;
+    if (parts.size() == 1)
+        return value == numberOr(0, 0);
+    const Wide first = numberOr(0, INT32_MIN);
+    const Wide step = numberOr(2, 1);
+    VORN_ASSERT(step >= 1 && first <= numberOr(1, INT64_MAX));
+    return value >= first && value <= numberOr(1, INT64_MAX) && (value - first) % step == 0;
+}
+
+void checkNumber(const std::string& text, const Ranges& ranges, int64_t number)
+{
+    bool held = false;
+    for (const std::string& piece : split(text, ','))
+        held = held || pieceHolds(piece, number);
+    VORN_ASSERT((vorn_ranges_contain(ranges.get(), number) != 0) == held);
+}
+
+} // namespace
+
+int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size)
+{
+    FuzzInput input(data, size);
+    const int errorBytes = input.byte();
+    const std::string all = input.rest();
+    const std::size_t end = std::min(all.find_first_of(std::string("\n\0", 2)), all.size());
+    const std::string text = all.substr(0, end);
+    const Ranges ranges = parse(text, errorBytes);
+    if (ranges == nullptr)
+        return 0;
+
+    std::vector<int64_t> numbers = {INT64_MIN, INT_MIN, -1, 0, 1, 2, 100, INT_MAX, INT64_MAX};
+    int64_t number = 0;
+    std::from_chars(all.data() + std::min(end + 1, all.size()), all.data() + all.size(), number);
+    numbers.push_back(number);
+    for (const int64_t one : numbers)
+        checkNumber(text, ranges, one);
+    return 0;
+}

@@ -1,0 +1,38 @@
+/// @file ProcessingTree.h
+///
+/// A TestTree with the processing modules, and what tests ask of the files that runs leave.
+#ifndef PROCESSINGTREE_H
+#define PROCESSINGTREE_H
+
+#include "TestTree.h"
+
+#include <map>
+#include <string>
+#include <sys/resource.h>
+#include <vector>
+
+/// The test modules, and the processing modules with their manifests.
+class ProcessingTree : public TestTree
+{
+public:
+    ProcessingTree();
+
+    /// Everything in `work` and below by its path: kind, time of change and content.
+    std::map<std::string, std::string> snapshot() const;
+    /// Entries of a directory in `work`, sorted.
+    std::vector<std::string> namesIn(const std::string& folder) const;
+
+    /// Runs `vorn` under a limit of setrlimit. Writing beyond RLIMIT_FSIZE is an error for it, as
+    /// on a full disk, and no signal.
+    ProcessResult runLimited(decltype(RLIMIT_FSIZE) resource, rlim_t limit,
+                             const std::vector<std::string>& words) const;
+};
+
+/// The lines that contain `part`.
+std::vector<std::string> linesWith(const std::string& text, const std::string& part);
+
+/// What is wrong with the PNG file as a whole: its signature, its size in pixels, its end. Empty
+/// when nothing is.
+std::string problemOfPng(const std::string& path);
+
+#endif

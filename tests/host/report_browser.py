@@ -3,8 +3,8 @@
 
 Usage: report_browser.py --vorn PROGRAM --home MODULE_TREE [--screenshots DIR]
 
-Ends with 77, which means skipped, where there is no Chromium. With --screenshots, pictures of the
-pages are left in DIR for people to look at.
+Ends with 77, which means skipped, where there is no Chromium, or none that starts. With
+--screenshots, pictures of the pages are left in DIR for people to look at.
 """
 import argparse
 import base64
@@ -515,6 +515,23 @@ class ReportTest(unittest.TestCase):
                 base64.b64decode(pdf))
 
 
+def why_it_does_not_start(program):
+    """What keeps the browser from starting on this machine; None when nothing does."""
+    def give_up(*_):
+        raise TimeoutError("it does not answer")
+
+    former = signal.signal(signal.SIGALRM, give_up)
+    signal.alarm(60)
+    try:
+        Browser(program).close()
+        return None
+    except (OSError, RuntimeError) as error:
+        return error
+    finally:
+        signal.alarm(0)
+        signal.signal(signal.SIGALRM, former)
+
+
 def main():
     global arguments
     parser = argparse.ArgumentParser(description=__doc__.split("\n", maxsplit=1)[0])
@@ -525,6 +542,10 @@ def main():
     arguments, rest = parser.parse_known_args()
     if not arguments.browser:
         print("skipped: there is no chromium; install Debian's package chromium")
+        return SKIPPED
+    reason = why_it_does_not_start(arguments.browser)
+    if reason is not None:
+        print(f"skipped: {arguments.browser} does not start on this machine: {reason}")
         return SKIPPED
     program = unittest.main(argv=sys.argv[:1] + rest, exit=False, verbosity=2)
     return 0 if program.result.wasSuccessful() else 1

@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <malloc.h>
 
 namespace {
 
@@ -75,8 +76,9 @@ void JobManager::freeResource(void* ptr)
             book.removeModule(entry);
         }
     });
-    // Of blocks that a host has entered the size may be anything.
-    if (ownBytes == 0 || !spareBlocks.keep(ptr, ownBytes))
+    // Of blocks that a host has entered the size may be anything, and modules may have shrunk
+    // theirs with realloc: only the heap knows what is there.
+    if (ownBytes == 0 || malloc_usable_size(ptr) < ownBytes || !spareBlocks.keep(ptr, ownBytes))
         std::free(ptr);
 }
 

@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <gmock/gmock.h>
+#include <malloc.h>
 #include <map>
 #include <set>
 #include <stdexcept>
@@ -79,6 +80,22 @@ private:
 };
 
 // ----------------------------------------------------------------------------------- allocation
+
+TEST_F(MemoryTest, ABlockThatAModuleHasShrunkIsNotTakenForItsFormerSize)
+{
+    void* block = job().allocateResource(50000);
+    const auto former = reinterpret_cast<uintptr_t>(block);
+    void* shrunk = std::realloc(block, 100);
+    if (reinterpret_cast<uintptr_t>(shrunk) != former) {
+        std::free(shrunk);
+        GTEST_SKIP() << "this heap moves what it shrinks";
+    }
+    job().freeResource(shrunk);
+
+    void* next = job().allocateResource(50000);
+    EXPECT_GE(malloc_usable_size(next), 50000u);
+    job().freeResource(next);
+}
 
 TEST_F(MemoryTest, BlockIsZeroFilled)
 {

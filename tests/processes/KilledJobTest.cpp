@@ -107,10 +107,18 @@ protected:
     std::string what; // the run that was killed last
 };
 
+// Whether round `i` is wanted: as many rounds as asked for, and more of them while too few have hit
+// a running job, as on a machine whose load has just gone. `rare` counts the hits that matter most.
+bool goesOn(int i, int hits, int rare)
+{
+    const bool enough = hits > kills() / 3 && rare > 0;
+    return i < kills() || (!enough && i < 20 * kills());
+}
+
 TEST_F(KilledJobTest, AJobKilledAtAnyMomentLeavesNothingThatLooksLikeAResult)
 {
     int killed = 0, paging = 0, writing = 0;
-    for (int i = 0; i < kills() && !HasFailure(); ++i) {
+    for (int i = 0; goesOn(i, killed, paging) && !HasFailure(); ++i) {
         const bool thereWasOne = dice.oneIn(2);
         prepareOutput(thereWasOne);
         const size_t scratchBefore = directory.names("scratch").size();
@@ -129,8 +137,8 @@ TEST_F(KilledJobTest, AJobKilledAtAnyMomentLeavesNothingThatLooksLikeAResult)
         // What the killed job has left must not be in the way of the next one.
         expectTheNextRunWorks();
     }
-    std::printf("%d of %d jobs killed, %d with a scratch directory, %d with half an output\n",
-                killed, kills(), paging, writing);
+    std::printf("%d jobs killed, %d with a scratch directory, %d with half an output\n", killed,
+                paging, writing);
     EXPECT_GT(killed, kills() / 3) << "most had ended before";
     EXPECT_GT(paging, 0) << "none was killed while it had a scratch file";
 }
@@ -138,7 +146,7 @@ TEST_F(KilledJobTest, AJobKilledAtAnyMomentLeavesNothingThatLooksLikeAResult)
 TEST_F(KilledJobTest, CtrlCAtAnyMomentLeavesNoScratchFileAndNamesWhatIsIncomplete)
 {
     int interrupted = 0, writing = 0;
-    for (int i = 0; i < kills() && !HasFailure(); ++i) {
+    for (int i = 0; goesOn(i, interrupted, writing) && !HasFailure(); ++i) {
         const bool thereWasOne = dice.oneIn(2);
         prepareOutput(thereWasOne);
 
@@ -157,8 +165,7 @@ TEST_F(KilledJobTest, CtrlCAtAnyMomentLeavesNoScratchFileAndNamesWhatIsIncomplet
         }
         expectTheNextRunWorks();
     }
-    std::printf("%d of %d jobs interrupted, %d with half an output\n", interrupted, kills(),
-                writing);
+    std::printf("%d jobs interrupted, %d with half an output\n", interrupted, writing);
     EXPECT_GT(interrupted, kills() / 3) << "most had ended before";
     EXPECT_GT(writing, 0) << "none was interrupted while it wrote";
 }

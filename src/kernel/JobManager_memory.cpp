@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <malloc.h>
+#include <new>
 
 namespace {
 
@@ -45,18 +46,23 @@ void* JobManager::allocateUncleared(int size)
     void* block = spareBlocks.take(bytes);
     if (block == nullptr)
         block = std::malloc(bytes);
+    BlockMap* moduleMap = activeModule != nullptr ? &activeModule->moduleMemoryMap : nullptr;
+    if (block != nullptr) {
+        try {
+            MemoryBook::instance().enter(block, size, &jobMemoryMap, moduleMap, true);
+        } catch (const std::bad_alloc&) { // the book has no room for it
+            std::free(block);
+            block = nullptr;
+        }
+    }
     if (block == nullptr) {
         sendMessage(4, "Can not allocate " + std::to_string(size) + " byte memory block");
         return nullptr;
     }
 
     charge(totalJobMemoryUsed, size);
-    BlockMap* moduleMap = nullptr;
-    if (activeModule != nullptr) {
+    if (activeModule != nullptr)
         charge(activeModule->totalModuleMemoryUsed, size);
-        moduleMap = &activeModule->moduleMemoryMap;
-    }
-    MemoryBook::instance().enter(block, size, &jobMemoryMap, moduleMap, true);
     return block;
 }
 

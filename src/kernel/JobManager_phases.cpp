@@ -11,6 +11,7 @@
 #include <QDebug>
 
 #include <algorithm>
+#include <exception>
 #include <set>
 
 namespace {
@@ -77,9 +78,10 @@ void JobManager::sortJobModules()
         return priorities[a] < priorities[b];
     });
 
-    qDebug() << "Priority | Module:";
+    // Not as a stream: where memory runs out, that one ends the process in its destructor.
+    qDebug("Priority | Module:");
     for (ModuleEntity* module : jobModules)
-        qDebug() << priorities[module] << " | " << module->getName().c_str();
+        qDebug("%d  |  %s", priorities[module], module->getName().c_str());
 }
 
 int JobManager::defineModulePriority(ModuleEntity* module,
@@ -223,17 +225,33 @@ void JobManager::noteEndOfData(ModuleEntity* module, EndOfDataFlags& jobModulesE
 
 int JobManager::postProcessJob()
 {
-    sendMessage(1, "********************* POST-PROCESSING PHASE ********************");
-    sendModulesStatistic(postProcessing);
-    for (std::size_t i = 0; i < jobModules.size(); ++i) {
-        if (jobModules[i]->postProcessModule() != 0)
-            return 1;
+    // What one module throws must not keep the others from ending, nor the scratch file.
+    std::exception_ptr failure;
+    const auto guarded = [&](const auto& step) {
+        try {
+            step();
+        } catch (...) {
+            failure = failure != nullptr ? failure : std::current_exception();
+            setActiveModule(nullptr);
+        }
+    };
+    guarded([this] {
+        sendMessage(1, "********************* POST-PROCESSING PHASE ********************");
         sendModulesStatistic(postProcessing);
+    });
+    for (std::size_t i = 0; i < jobModules.size(); ++i) {
+        int result = 0;
+        guarded([&] { result = jobModules[i]->postProcessModule(); });
+        if (result != 0)
+            return 1;
+        guarded([this] { sendModulesStatistic(postProcessing); });
     }
-    deleteChannelsAndBuffers();
-    deleteModules();
-    ScratchManager::getInstance()->deleteScratch();
+    guarded([this] { deleteChannelsAndBuffers(); });
+    guarded([this] { deleteModules(); });
+    guarded([] { ScratchManager::getInstance()->deleteScratch(); });
     releaseSpareBlocks();
+    if (failure != nullptr)
+        std::rethrow_exception(failure);
     return 0;
 }
 

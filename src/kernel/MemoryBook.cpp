@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <new>
 #include <stdexcept>
 
 namespace {
@@ -52,7 +53,9 @@ void MemoryBook::close(BlockMap* map)
             else
                 entry.job = 0;
         }
-        resize(table.size()); // leaves out the entries that nobody holds now
+        // Leaves out the entries that nobody holds now. Without memory they stay until the next
+        // change of size: maps are closed by destructors.
+        tryResize(table.size());
     }
     (map->getModule() != nullptr ? modules : jobs)[map->number] = nullptr;
 }
@@ -118,6 +121,16 @@ void MemoryBook::eraseUnheld(const void* block)
             erase(i); // another entry may have moved here: look again
         else
             i = next(i);
+    }
+}
+
+bool MemoryBook::tryResize(std::size_t places)
+{
+    try {
+        resize(places);
+        return true;
+    } catch (const std::bad_alloc&) {
+        return false;
     }
 }
 

@@ -88,6 +88,7 @@ private:
     inline void erase(std::size_t place);
     inline void shrink();
     void resize(std::size_t places);
+    bool tryResize(std::size_t places);
 
     static constexpr std::size_t fewestPlaces = 1024;
 
@@ -202,7 +203,7 @@ inline void MemoryBook::erase(std::size_t place)
 inline void MemoryBook::shrink()
 {
     if (table.size() > fewestPlaces && used * 8 < table.size())
-        resize(table.size() / 2);
+        tryResize(table.size() / 2); // freeing must not fail
 }
 
 template <typename Strike>

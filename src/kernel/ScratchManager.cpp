@@ -134,29 +134,51 @@ void ScratchManager::removeTrace(SeisTrace* trace)
 {
     if (trace->order != nullptr)
         trace->order->erase(trace);
-    if (trace->traceOffset >= 0)
-        freeRecord(trace);
     if (trace == held)
         held = nullptr;
+    if (trace->traceOffset < 0)
+        return;
+    try {
+        freeRecord(trace);
+    } catch (const std::bad_alloc&) {
+        // The place is not used again: a trace must be destroyed without memory, too.
+    }
 }
 
+// Without memory for the books the trace stays where it is: paging out must not fail, since it also
+// happens where a hold ends.
 int ScratchManager::putToScratch(SeisTrace* trace)
+{
+    try {
+        return writeOut(trace);
+    } catch (const std::bad_alloc&) {
+        return 0;
+    }
+}
+
+int ScratchManager::writeOut(SeisTrace* trace)
 {
     if (trace->traceSamples == nullptr || trace->traceHeader == nullptr || !checkScratchFile())
         return 0;
 
     const int size = trace->getTraceMemorySize();
     const int64_t position = trace->traceOffset == -1 ? choosePosition(size) : trace->traceOffset;
+    JobManager* job = JobManager::getInstance();
+    const int64_t formerEnd = fileEnd;
     if (!writeRecord(trace, position)) {
-        // Whatever reached the file, the place is this trace's size and free for the next attempt.
-        if (trace->traceOffset == -1)
+        const std::string reason = std::strerror(errno);
+        // What was appended in part is cut off again; a place within the file is free as before,
+        // but others are tried first.
+        if (position >= formerEnd && ftruncate(fileno(scratchFile), formerEnd) == 0)
+            fileEnd = formerEnd;
+        else if (trace->traceOffset == -1)
             keepPosition(size, position);
+        job->sendMessage(3, "Can not write to scratch file " + scratchFileName + ": " + reason);
         return 0;
     }
     trace->traceOffset = position;
     trace->scratchFileNo = fileNo;
 
-    JobManager* job = JobManager::getInstance();
     job->freeResource(trace->traceHeader);
     job->freeResource(trace->traceSamples);
     trace->traceHeader = nullptr;
@@ -196,8 +218,9 @@ void ScratchManager::deleteScratch()
     scratchFile = nullptr;
     fileNo = 0;
     fileEnd = 0;
+    const bool removed = unlink(scratchFileName.c_str()) == 0; // before what needs memory
     reserveListed();
-    if (unlink(scratchFileName.c_str()) == 0)
+    if (removed)
         JobManager::getInstance()->sendMessage(0, "Scratch file " + scratchFileName +
                                                       " successfully removed");
 }
@@ -243,7 +266,7 @@ FILE* ScratchManager::createFile(const std::string& directory)
     }
     FILE* file = descriptor >= 0 ? fdopen(descriptor, "w+b") : nullptr;
     if (file != nullptr) {
-        scratchFileName = path;
+        scratchFileName.swap(path); // a copy could fail, and nobody would know of the file
         return file;
     }
     if (descriptor >= 0) {
@@ -292,10 +315,12 @@ bool ScratchManager::writeRecord(SeisTrace* trace, int64_t position)
     if (written) {
         fileEnd = std::max(fileEnd, position + recordBytes(trace));
     } else {
+        const int reason = errno;
         // Part of the record may be there; the next one is appended behind it.
         std::clearerr(scratchFile);
         if (fseeko(scratchFile, 0, SEEK_END) == 0)
             fileEnd = std::max(fileEnd, static_cast<int64_t>(ftello(scratchFile)));
+        errno = reason;
     }
     return written;
 }
@@ -307,7 +332,14 @@ void ScratchManager::readRecord(SeisTrace* trace)
     const Record record = recordOf(trace);
     const int descriptor = fileno(scratchFile);
     if (trace->scratchFileNo == fileNo && descriptor >= 0) {
-        clear(transferAll(preadv, descriptor, record, trace->traceOffset));
+        errno = 0;
+        const Record rest = transferAll(preadv, descriptor, record, trace->traceOffset);
+        const int reason = errno;
+        clear(rest);
+        if (!isEmpty(rest))
+            JobManager::getInstance()->sendMessage(
+                4, "Can not read from scratch file " + scratchFileName + ": " +
+                       (reason != 0 ? std::strerror(reason) : "it is too short"));
         return;
     }
     clear(record);
@@ -320,7 +352,7 @@ void ScratchManager::readRecord(SeisTrace* trace)
 // record is appended across it.
 void ScratchManager::keepPosition(int recordSize, int64_t position)
 {
-    free_blocks[recordSize].push_front(position);
+    free_blocks[recordSize].push_back(position);
     reserve(position, recordSize);
 }
 

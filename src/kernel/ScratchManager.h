@@ -127,6 +127,7 @@ private:
     void pageOutLeft(SeisTrace* trace);
     int64_t choosePosition(int recordSize);
     int64_t endPosition(int64_t recordSize);
+    int writeOut(SeisTrace* trace);
     bool writeRecord(SeisTrace* trace, int64_t position);
     void readRecord(SeisTrace* trace);
     void keepPosition(int recordSize, int64_t position);

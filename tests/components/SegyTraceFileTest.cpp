@@ -4,10 +4,13 @@
 #include <SegyBytes.h>
 #include <TraceVerbs.h>
 
+#include <cstdlib>
+#include <filesystem>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <memory>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 using namespace VORN;
@@ -150,6 +153,58 @@ TEST_F(SegyTraceFileTest, ALinkStaysAndTheFileBehindItIsReplaced)
     file.commit();
     EXPECT_TRUE(std::filesystem::is_symlink(path));
     EXPECT_EQ(content(real), "new");
+}
+
+TEST_F(SegyTraceFileTest, ALinkOfSomebodyElseInADirectoryForAllIsRefused)
+{
+    constexpr uid_t somebody = 12345;
+    if (geteuid() != 0)
+        GTEST_SKIP() << "only root can make links of others";
+    const std::string shared = directory / "shared";
+    const std::string real = directory / "real.sgy";
+    const std::string link = shared + "/out.sgy";
+    writeBytes(real, {'o', 'l', 'd'});
+    std::filesystem::create_directory(shared);
+    ASSERT_EQ(chmod(shared.c_str(), 01777), 0);
+    ASSERT_EQ(symlink(real.c_str(), link.c_str()), 0);
+
+    ASSERT_EQ(lchown(link.c_str(), somebody, somebody), 0);
+    EXPECT_THAT(failure([&] { OutputFile file(link, true); }),
+                HasSubstr(link + ": is a link that somebody else has put into a directory for "
+                                 "all; write to another place"));
+    EXPECT_EQ(content(real), "old");
+
+    ASSERT_EQ(chmod(shared.c_str(), 0777), 0);
+    EXPECT_EQ(failure([&] { OutputFile file(link, true); }), "it did not fail") << "not sticky";
+    ASSERT_EQ(chmod(shared.c_str(), 01777), 0);
+    ASSERT_EQ(chown(shared.c_str(), somebody, somebody), 0);
+    EXPECT_EQ(failure([&] { OutputFile file(link, true); }), "it did not fail")
+        << "of the directory's owner";
+    ASSERT_EQ(chown(shared.c_str(), 0, 0), 0);
+    ASSERT_EQ(lchown(link.c_str(), 0, 0), 0);
+    EXPECT_EQ(failure([&] { OutputFile file(link, true); }), "it did not fail") << "one's own";
+}
+
+// What a process leaves undestroyed when it ends.
+TEST_F(SegyTraceFileTest, AProcessThatEndsRemovesWhatIsNotComplete)
+{
+    const pid_t child = fork();
+    if (child == 0) {
+        auto* first = new OutputFile(directory / "first.sgy", true);
+        auto* second = new OutputFile(directory / "second.sgy", true);
+        auto* third = new OutputFile(directory / "third.sgy", true);
+        put(*first, "half");
+        put(*second, "whole");
+        second->commit();
+        delete second;
+        put(*third, "half");
+        std::exit(0);
+    }
+    int status = -1;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
+    EXPECT_THAT(directory.names(), ElementsAre("second.sgy"));
+    EXPECT_EQ(content(directory / "second.sgy"), "whole");
 }
 
 TEST_F(SegyTraceFileTest, WhatIsNoRegularFileIsNeverReplaced)

@@ -6,10 +6,13 @@
 
 #include <algorithm>
 #include <bit>
+#include <cstdint>
+#include <cstdio>
 #include <cstring>
 #include <exception>
 #include <memory>
 #include <optional>
+#include <sys/stat.h>
 
 struct vorn_ranges
 {
@@ -90,14 +93,23 @@ int vorn_su_native_order(void)
 
 int vorn_su_identity(const char* path, char* text, int size)
 {
-    const std::string identity = VORN::fileIdentity(path);
-    copyText(identity, text, size);
-    return identity.empty() ? 0 : 1;
+    // As VORN::fileIdentity, without memory: an input that is not recognised would be replaced.
+    struct stat status;
+    const bool exists = stat(path, &status) == 0;
+    if (size > 0)
+        text[0] = '\0';
+    if (exists)
+        std::snprintf(text, static_cast<std::size_t>(size), "%ju.%ju",
+                      static_cast<uintmax_t>(status.st_dev), static_cast<uintmax_t>(status.st_ino));
+    return exists ? 1 : 0;
 }
 
 void vorn_su_canonical(const char* path, char* text, int size)
 {
-    copyText(VORN::canonicalPath(path), text, size);
+    guarded(text, size, [=] {
+        copyText(VORN::canonicalPath(path), text, size);
+        return 1;
+    });
 }
 
 vorn_ranges* vorn_ranges_parse(const char* text, char* error, int size)

@@ -55,6 +55,21 @@ std::string resolved(const std::string& path)
     return none ? path : target.string();
 }
 
+// The rule by which Linux itself does not follow links (fs.protected_symlinks): in a directory
+// where everybody may make names, only one's own and those of its owner lead anywhere.
+bool isForeignLink(const std::string& path)
+{
+    struct stat link;
+    if (lstat(path.c_str(), &link) != 0 || !S_ISLNK(link.st_mode))
+        return false;
+    const std::filesystem::path parent = std::filesystem::path(path).parent_path();
+    struct stat directory;
+    constexpr mode_t forAll = S_ISVTX | S_IWOTH;
+    return stat(parent.empty() ? "." : parent.c_str(), &directory) == 0 &&
+           (directory.st_mode & forAll) == forAll && link.st_uid != geteuid() &&
+           link.st_uid != directory.st_uid;
+}
+
 // ".NAME.vorn-XXXXXX" in the directory of `path`. A long name is cut: the longest that file systems
 // take is 255 bytes.
 std::string temporaryPattern(const std::string& path)
@@ -181,12 +196,49 @@ void InputFile::read(int64_t offset, unsigned char* to, std::size_t count) const
 
 // ---- Output ----
 
+// Runs when the process exits or the library is closed.
+struct UnfinishedFiles
+{
+    ~UnfinishedFiles()
+    {
+        while (first != nullptr) {
+            first->discard();
+            first->leave();
+        }
+    }
+    static OutputFile* first;
+};
+OutputFile* UnfinishedFiles::first = nullptr;
+static const UnfinishedFiles unfinished;
+
+void OutputFile::enter()
+{
+    next = UnfinishedFiles::first;
+    pointer = &UnfinishedFiles::first;
+    if (next != nullptr)
+        next->pointer = &next;
+    UnfinishedFiles::first = this;
+}
+
+void OutputFile::leave() noexcept
+{
+    if (pointer == nullptr)
+        return;
+    *pointer = next;
+    if (next != nullptr)
+        next->pointer = pointer;
+    pointer = nullptr;
+}
+
 OutputFile::OutputFile(const std::string& path, bool overwrite)
     : name(path), target(resolved(path)), mayReplace(overwrite)
 {
     struct stat status;
     if (path.empty())
         fail("the output has no name; give the path of a file");
+    if (isForeignLink(path))
+        fail("is a link that somebody else has put into a directory for all; write to another "
+             "place");
     if (stat(target.c_str(), &status) == 0) {
         if (!S_ISREG(status.st_mode))
             fail("is there already and no regular file; give the path of a file");
@@ -194,16 +246,18 @@ OutputFile::OutputFile(const std::string& path, bool overwrite)
             fail("is there already; remove it, or allow it to be overwritten");
     }
     std::string pattern = temporaryPattern(target);
+    buffer.resize(bufferBytes); // no memory for it must not leave a file behind
     descriptor = mkostemp(pattern.data(), O_CLOEXEC); // mode 0600, never an existing file
     if (descriptor < 0)
         fail("cannot be written: no file can be created in its directory: " + reason());
-    temporary = pattern;
-    buffer.resize(bufferBytes);
+    temporary.swap(pattern);
+    enter();
 }
 
 OutputFile::~OutputFile()
 {
     discard();
+    leave();
 }
 
 void OutputFile::discard() noexcept

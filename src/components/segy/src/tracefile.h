@@ -74,7 +74,8 @@ class OutputFile
 public:
     /// Creates the temporary file, readable by its owner only. Throws TraceFileError when the
     /// directory cannot be written, when `path` is something else than a regular file, and when it
-    /// exists and `overwrite` is false. A symbolic link stays, and the file behind it is replaced.
+    /// exists and `overwrite` is false. A symbolic link stays, and the file behind it is replaced;
+    /// a link that somebody else has put into a directory for all (sticky, as /tmp) is refused.
     OutputFile(const std::string& path, bool overwrite);
     ~OutputFile();
     OutputFile(const OutputFile&) = delete;
@@ -110,6 +111,14 @@ private:
     std::vector<unsigned char> buffer;
     std::size_t filled = 0;
     int64_t written = 0;
+
+    // Those that are not complete yet are a list: a process that ends without destroying them, for
+    // lack of memory for one, still removes their files.
+    friend struct UnfinishedFiles;
+    void enter();
+    void leave() noexcept;
+    OutputFile* next = nullptr;
+    OutputFile** pointer = nullptr; // what points at this one; null when it is in no list
 };
 
 } // namespace VORN

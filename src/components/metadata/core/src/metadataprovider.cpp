@@ -4,19 +4,25 @@
 
 #include "metadataprovider.h"
 
+#include <cerrno>
 #include <climits>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <exception>
+#include <fcntl.h>
 #include <fstream>
 #include <memory>
 #include <sys/stat.h>
+#include <unistd.h>
 #include <utility>
 
 namespace VORN {
 
 namespace {
 
+constexpr mode_t newFilePermissions = 0666;
+constexpr int mostTemporaryNames = 100;
 constexpr char pathSeparator = '/';
 constexpr char projectFile[] = "project.vpj";
 
@@ -49,6 +55,51 @@ char* append(char* to, const std::string& text)
 {
     std::memcpy(to, text.c_str(), text.size() + 1);
     return to + text.size() + 1;
+}
+
+// A new, empty file beside the one at `path`, to be renamed to it; its name, or "" where none can
+// be made or where `path` is what a file must not replace (a link, a device, a directory).
+std::string createBeside(const std::string& path)
+{
+    struct stat former;
+    const bool replaces = lstat(path.c_str(), &former) == 0;
+    if (replaces && (!S_ISREG(former.st_mode) || access(path.c_str(), W_OK) != 0))
+        return {};
+
+    // Names that are taken are those of processes that were killed here.
+    for (int number = 0; number < mostTemporaryNames; ++number) {
+        std::string name =
+            path + ".vorn-" + std::to_string(getpid()) + '-' + std::to_string(number);
+        const int descriptor =
+            open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, newFilePermissions);
+        if (descriptor != -1) {
+            if (replaces) [[maybe_unused]]
+                const int result = fchmod(descriptor, former.st_mode & 07777);
+            ::close(descriptor);
+            return name;
+        }
+        if (errno != EEXIST)
+            break;
+    }
+    return {};
+}
+
+enum class Written
+{
+    notOpened,
+    inPart,
+    whole
+};
+
+// Throws what the stream throws.
+Written writeBlock(const std::string& path, const char* block, int size)
+{
+    std::ofstream file(path, std::ios::binary | std::ios::trunc);
+    if (!file.is_open())
+        return Written::notOpened;
+    file.write(block, size);
+    file.close();
+    return file.fail() ? Written::inPart : Written::whole;
 }
 
 size_t packedSize(const std::map<std::string, std::string>& data)
@@ -173,17 +224,24 @@ bool MetadataProvider::storeMetadata(const std::string& ref_file,
     if (block == nullptr)
         return false;
 
-    // deliberate: the state of the stream is not looked at, so that a job whose project has no
-    // metadata directory goes on without metadata. What throws nevertheless comes from beneath
-    // the stream: its locale's conversion, or no memory for its buffer.
+    // The former file stays whole until the new one is.
+    const std::string temporary = createBeside(path);
+    Written written = Written::inPart;
     try {
-        std::ofstream file(path, std::ios::binary | std::ios::trunc);
-        file.write(block.get(), size);
-        file.close();
+        written = writeBlock(temporary.empty() ? path : temporary, block.get(), size);
     } catch (const std::exception&) {
+        // From beneath the stream: its locale's conversion, or no memory for its buffer.
+        unlink(temporary.c_str());
         return false;
     }
-    return true;
+    if (temporary.empty())
+        return true; // deliberate: what a device takes is not asked for
+    if (written == Written::whole && std::rename(temporary.c_str(), path.c_str()) == 0)
+        return true;
+    unlink(temporary.c_str());
+    // deliberate: what cannot be opened is no failure, so that a job whose project has no metadata
+    // directory goes on without metadata.
+    return written == Written::notOpened;
 }
 
 bool MetadataProvider::loadMetadata(const std::string& ref_file, Visitor f, void* ctx)
@@ -210,6 +268,8 @@ bool MetadataProvider::loadMetadata(const std::string& ref_file, Visitor f, void
     if (block == nullptr)
         return false;
     file.read(block.get(), size);
+    if (file.bad())
+        return false;
     // The file may have shrunk since its size was asked for: only what was read is parsed.
     return parseMetadata(block.get(), static_cast<int>(file.gcount()), f, ctx);
 }

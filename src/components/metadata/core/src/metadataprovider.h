@@ -74,12 +74,15 @@ public:
     ///                  untouched when the result is empty
     std::string getRefPath(const std::string& _file, std::string* ret_proj);
 
-    /// Writes `data` as the metadata file of data file `ref_file`, in place of what it held.
+    /// Writes `data` as the metadata file of data file `ref_file`, in place of what it held. The
+    /// new file is written beside the former one and takes its name when it is whole. Only a link
+    /// or a device, or a file in a directory where none can be made, is written in place.
     ///
-    /// False when the data file has no metadata path, when the file stream threw, or when `data`
-    /// cannot be packed (see packMetadata; the file is then left alone). Otherwise true, which is
-    /// no proof of a written file: a metadata directory that does not exist is not made, and a
-    /// stream that cannot open, write or close without throwing goes unnoticed.
+    /// False when the data file has no metadata path, when `data` cannot be packed (see
+    /// packMetadata), when the file stream threw, and when the new file could not be written whole,
+    /// for lack of room for one; the former file then stays as it was. Otherwise true, which is no
+    /// proof of a written file: a metadata directory that does not exist is not made, and a file
+    /// that cannot be opened, or not be written in place, goes unnoticed.
     bool storeMetadata(const std::string& ref_file, const std::map<std::string, std::string>& data);
 
     /// Reads the metadata file of data file `ref_file` and reports its entries to `f`, as

@@ -144,21 +144,26 @@ FILE* FileLocksProvider::openSysLocked(const std::string& nm, int lockMode, int*
         return found->second.stream;
     }
 
+    // The entry comes first: once the file is locked, nothing may fail for lack of memory.
+    const auto entry = held->byName.emplace(nm, HeldFile{nullptr, -1}).first;
+    const auto refuse = [&](int descriptor, int why) {
+        held->byName.erase(entry);
+        if (descriptor != -1)
+            ::close(descriptor);
+        setReason(reason, why);
+        return nullptr;
+    };
+
     // Never O_TRUNC: the content belongs to whoever holds the lock, and that is not known yet.
     const bool shared = lockMode == readLockMode;
     const int flags = shared ? O_RDONLY : O_RDWR | O_CREAT;
     const int descriptor = open(nm.c_str(), flags | O_CLOEXEC, newFilePermissions);
-    if (descriptor == -1) {
-        setReason(reason, -2);
-        return nullptr;
-    }
+    if (descriptor == -1)
+        return refuse(descriptor, -2);
 
     struct flock lock = wholeFile(shared ? F_RDLCK : F_WRLCK);
-    if (fcntl(descriptor, F_SETLK, &lock) == -1) {
-        ::close(descriptor);
-        setReason(reason, -1);
-        return nullptr;
-    }
+    if (fcntl(descriptor, F_SETLK, &lock) == -1)
+        return refuse(descriptor, -1);
     if (lockMode == emptyFileMode) {
         // What has no length to cut, a device for one, is opened all the same.
         [[maybe_unused]] const int result = ftruncate(descriptor, 0);
@@ -167,7 +172,9 @@ FILE* FileLocksProvider::openSysLocked(const std::string& nm, int lockMode, int*
     // deliberate: with 64 an update stream is asked of a read-only descriptor. Where the C library
     // refuses, the file is held without a stream.
     FILE* stream = fdopen(descriptor, lockMode == readStreamMode ? "rb" : "r+b");
-    held->byName[nm] = HeldFile{stream, descriptor};
+    if (stream == nullptr && !shared)
+        return refuse(descriptor, -2);
+    entry->second = HeldFile{stream, descriptor};
     return stream;
 }
 

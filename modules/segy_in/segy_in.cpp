@@ -146,8 +146,18 @@ struct WordValue
     int32_t value; // as it stands in the work buffer
 };
 
-const HeaderWord* const samplesWord = VORN::findTraceHeaderWord("ns");
-const HeaderWord* const intervalWord = VORN::findTraceHeaderWord("dt");
+// Looked up at first use: what throws while a library is loaded ends the process.
+const HeaderWord* samplesWord()
+{
+    static const HeaderWord* const word = VORN::findTraceHeaderWord("ns");
+    return word;
+}
+
+const HeaderWord* intervalWord()
+{
+    static const HeaderWord* const word = VORN::findTraceHeaderWord("dt");
+    return word;
+}
 
 struct State
 {
@@ -304,7 +314,8 @@ void prepare()
     bldOutputTraceBuffer(0, layout.samples, layout.interval, nullptr);
     defineWords(*state, out);
     informTotalTracesNumber(out, state->total());
-    keepState(state.release());
+    keepState(state.get());
+    state.release();
 }
 
 // ---- Trace by trace ----
@@ -312,9 +323,9 @@ void prepare()
 // The words for length and interval say what the trace has now: the header may have been wrong.
 int32_t wordValue(const State& state, const HeaderWord* word, int64_t index)
 {
-    if (word == samplesWord)
+    if (word == samplesWord())
         return state.reader.samplesOf(index);
-    if (word == intervalWord)
+    if (word == intervalWord())
         return state.reader.layout().interval;
     return state.reader.word(state.header.data(), *word);
 }

@@ -19,6 +19,7 @@
 #include <exception>
 #include <limits>
 #include <memory>
+#include <new>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -125,10 +126,11 @@ void keepState(State* state)
 // a file.
 void fail(const std::string& what)
 {
-    send(fatal, what);
-    setMetaDataValue(jobScope, "vorn.failed", std::string(getModuleName()) + ": " + what);
+    // First, since it needs no memory.
     delete keptState();
     keepState(nullptr);
+    send(fatal, what);
+    setMetaDataValue(jobScope, "vorn.failed", std::string(getModuleName()) + ": " + what);
 }
 
 // ---- Files that must not be replaced ----
@@ -180,7 +182,7 @@ std::vector<std::string> processingHistory()
     const int size = packMetaDataValues(&block);
     const std::unique_ptr<char, decltype(&std::free)> owner(block, &std::free);
     if (block == nullptr)
-        return {};
+        throw std::bad_alloc(); // a header without the processing would look complete
     const std::string packed(block, static_cast<std::size_t>(size));
     for (std::size_t at = 0; at < packed.size();) {
         const std::string key = packed.c_str() + at;
@@ -356,7 +358,9 @@ void prepare()
         throw std::runtime_error("the module has no input; connect one");
     refuseInputs(settings.file);
     refuseSecondWriter(settings.file);
-    keepState(new State(std::move(settings)));
+    auto state = std::make_unique<State>(std::move(settings));
+    keepState(state.get());
+    state.release();
 }
 
 // Runs `action`; what it throws becomes the module's end.

@@ -118,10 +118,10 @@ static void fail(const char* text)
 {
     char failure[LINE_ROOM + 16];
 
+    end_state(); /* first, since it needs no memory */
     snprintf(failure, sizeof failure, "su_out: %s", text);
     knl_sendMessage(FATAL, text);
     knl_setMetaDataValue(JOB, "vorn.failed", failure);
-    end_state();
 }
 
 /* ---- Before the first trace ---- */

@@ -279,7 +279,9 @@ int runCommandLine(const std::vector<std::string>& words)
         printErrors(error.what());
         return error.code;
     } catch (const std::bad_alloc&) {
-        printErrors("there is not enough memory");
+        // Without the memory that a text would take.
+        constexpr char text[] = "vorn: there is not enough memory\n";
+        std::fwrite(text, 1, sizeof text - 1, stderr);
     } catch (const std::exception& error) {
         printErrors(error.what());
     }

@@ -148,7 +148,7 @@ ScratchSpace::ScratchSpace(const std::string& parent)
     if (mkdtemp(pattern.data()) == nullptr)
         throw CommandError("no scratch directory can be made in " + quote(parent) + ": " +
                            std::strerror(errno));
-    directory = pattern;
+    directory.swap(pattern); // a copy could fail and leave the directory
 }
 
 ScratchSpace::~ScratchSpace()
@@ -158,6 +158,9 @@ ScratchSpace::~ScratchSpace()
 
 void ScratchSpace::remove() const
 {
+    // The kernel has removed its file as a rule; nothing is needed for an empty directory.
+    if (rmdir(directory.c_str()) == 0)
+        return;
     std::error_code ignored;
     std::filesystem::remove_all(directory, ignored);
 }

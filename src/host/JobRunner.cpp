@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <ctime>
 #include <fmt/format.h>
+#include <new>
 #include <stdexcept>
 
 namespace vorn {
@@ -25,6 +26,8 @@ constexpr int mostMessagesKept = 10000;
 constexpr int idleRecordsAllowed = 1000;
 constexpr double idleSecondsAllowed = 10;
 constexpr int64_t segyTraceHeaderBytes = 240;
+// By this entry of the job's metadata the modules that write files know that theirs are not whole.
+constexpr char failureKey[] = "vorn.failed";
 
 enum StatisticPhase
 {
@@ -137,6 +140,8 @@ void JobRunner::prepareKernel(const std::string& scratchDirectory)
     kernel.jobStartTime = kernel.getCurrentTime();
     kernel.setActiveModule(nullptr);
     kernel.metaDataMap.clear();
+    std::map<std::string, std::string> mark = {{failureKey, "no memory"}}; // texts without blocks
+    spareMark = mark.extract(mark.begin());
     kernel.setJobName(job.name.c_str());
     kernel.setProjectDir(QString::fromStdString(job.project));
     kernel.setScratchDir(QString::fromStdString(scratchDirectory));
@@ -308,9 +313,16 @@ bool JobRunner::guarded(const std::function<int()>& phase)
         result.end = RunEnd::stalled;
         stopWithError(reason.what());
     } catch (const std::exception& error) {
-        const std::string module = manager().getCurrentModuleName();
-        stopWithError(fmt::format("module {} ended with an error that it does not handle: {}",
-                                  quote(module), error.what()));
+        result.failed = fatal = true; // also when there is no memory to say so
+        try {
+            const std::string module = manager().getCurrentModuleName();
+            stopWithError(fmt::format("module {} ended with an error that it does not handle: {}",
+                                      quote(module), error.what()));
+        } catch (const std::bad_alloc&) {
+            // Ending the job matters more than the words.
+            if (!spareMark.empty())
+                manager().metaDataMap.insert(std::move(spareMark));
+        }
     }
     return false;
 }
@@ -322,6 +334,11 @@ void JobRunner::stopWithError(const std::string& text)
 
 void JobRunner::takeMessage(int type, const std::string& module, const std::string& text)
 {
+    // The kernel keeps the trace in memory then: more memory is needed, and nothing is wrong with
+    // the results.
+    if (type == errorSeverity && text.starts_with("Can not write to scratch file "))
+        type = warningSeverity;
+
     RunMessage message;
     message.seconds = secondsSince(start);
     message.time = localTime("%H:%M:%S");
@@ -332,8 +349,7 @@ void JobRunner::takeMessage(int type, const std::string& module, const std::stri
         result.failed = true;
     if (type >= fatalSeverity) {
         fatal = true;
-        // By this the modules that write files know that theirs are not whole.
-        manager().setMetaDataValue(0, "vorn.failed", module + ": " + text);
+        manager().setMetaDataValue(0, failureKey, module + ": " + text);
     }
     lastMessageKept = ++kept[{module, type}] <= mostMessagesKept;
     if (lastMessageKept)

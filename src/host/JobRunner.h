@@ -103,6 +103,8 @@ private:
     std::chrono::steady_clock::time_point start;
     bool lastMessageKept = false;
     bool fatal = false;
+    /// What tells the modules that the job has failed, made while there is memory.
+    std::map<std::string, std::string>::node_type spareMark;
 
     // What moved up to the last statistics record of the processing phase.
     int64_t traceActivity = -1;

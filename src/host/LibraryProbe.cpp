@@ -21,6 +21,8 @@ void writeAll(int descriptor, const std::string& text)
     std::size_t done = 0;
     while (done < text.size()) {
         const ssize_t written = write(descriptor, text.data() + done, text.size() - done);
+        if (written < 0 && errno == EINTR)
+            continue;
         if (written <= 0)
             return;
         done += static_cast<std::size_t>(written);
@@ -72,6 +74,8 @@ bool readResult(int descriptor, std::string& text)
         if (ready <= 0)
             return false;
         const ssize_t count = read(descriptor, buffer, sizeof buffer);
+        if (count < 0 && errno == EINTR)
+            continue;
         if (count <= 0)
             return true;
         text.append(buffer, static_cast<std::size_t>(count));

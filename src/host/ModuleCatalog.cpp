@@ -1,5 +1,7 @@
 #include "ModuleCatalog.h"
 
+#include "DirectoryNames.h"
+
 #include "CommandTable.h"
 #include "TextTools.h"
 
@@ -47,13 +49,9 @@ ModuleCatalog::ModuleCatalog(const std::string& home, const std::vector<std::str
 void ModuleCatalog::scan(const std::string& directory)
 {
     std::map<std::string, CatalogModule> found;
-    std::error_code error;
-    for (fs::directory_iterator entry(directory, error), end; !error && entry != end;
-         entry.increment(error))
-    {
-        const std::string file = entry->path().filename().string();
-        const std::string path = fs::absolute(entry->path()).string();
-        const std::string stem = entry->path().stem().string();
+    for (const std::string& file : namesIn(directory)) {
+        const std::string path = fs::absolute(fs::path(directory) / file).string();
+        const std::string stem = fs::path(file).stem().string();
         if (file.size() > 6 && file.starts_with("lib") && file.ends_with(".so"))
             found[stem.substr(3)].library = path;
         else if (!stem.empty() && file.ends_with(".yaml"))

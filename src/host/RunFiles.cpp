@@ -1,5 +1,7 @@
 #include "RunFiles.h"
 
+#include "DirectoryNames.h"
+
 #include <QCryptographicHash>
 #include <QFile>
 #include <algorithm>
@@ -80,14 +82,11 @@ OutputWatch::States OutputWatch::look() const
     States states;
     for (const std::string& output : outputs) {
         const fs::path path(output);
-        std::error_code error;
-        for (fs::directory_iterator entry(path.parent_path(), error), end; !error && entry != end;
-             entry.increment(error))
-        {
-            const std::string name = entry->path().string();
+        for (const std::string& file : namesIn(path.parent_path().string())) {
+            const std::string name = (path.parent_path() / file).string();
             struct stat status;
-            if (belongsTo(entry->path().filename().string(), path.filename().string()) &&
-                stat(name.c_str(), &status) == 0 && S_ISREG(status.st_mode))
+            if (belongsTo(file, path.filename().string()) && stat(name.c_str(), &status) == 0 &&
+                S_ISREG(status.st_mode))
                 states[name] = {status.st_ino, status.st_mtim.tv_sec, status.st_mtim.tv_nsec,
                                 status.st_size};
         }

@@ -5,6 +5,7 @@
 #ifndef FRONTARRAY_H
 #define FRONTARRAY_H
 
+#include <algorithm>
 #include <cstddef>
 #include <stdexcept>
 #include <vector>
@@ -41,6 +42,15 @@ public:
     iterator end() { return items.end(); }
     const_iterator begin() const { return items.begin() + static_cast<std::ptrdiff_t>(first); }
     const_iterator end() const { return items.end(); }
+    operator std::vector<T>() const { return std::vector<T>(begin(), end()); }
+    friend bool operator==(const FrontArray& one, const FrontArray& other)
+    {
+        return std::equal(one.begin(), one.end(), other.begin(), other.end());
+    }
+    friend bool operator==(const FrontArray& one, const std::vector<T>& other)
+    {
+        return std::equal(one.begin(), one.end(), other.begin(), other.end());
+    }
 
     void push_back(const T& item)
     {

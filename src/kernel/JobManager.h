@@ -40,6 +40,9 @@ public:
         return search(module);
     }
 
+    /// Writes the flag of every module asked for so far into `map`.
+    void copyTo(std::map<ModuleEntity*, int>& map) const;
+
 private:
     int& search(ModuleEntity* module);
 
@@ -219,6 +222,9 @@ public:
     /// One pass over `jobModulesForProcess`, asking producers where input is missing: 1 when a
     /// module failed, -1 when one left the list or none is left to serve, else 0.
     int processModules(ModuleList& jobModulesForProcess, EndOfDataFlags& jobModulesEodFlag);
+    /// The same with the flags in a plain map: modules that are missing in it start at 0.
+    int processModules(ModuleList& jobModulesForProcess,
+                       std::map<ModuleEntity*, int>& jobModulesEodFlag);
     /// Runs `module`, which stays the active module.
     int processModule(ModuleEntity* module);
     /// @}

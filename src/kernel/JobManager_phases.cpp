@@ -46,6 +46,12 @@ int& EndOfDataFlags::search(ModuleEntity* module)
     return flags.back().value;
 }
 
+void EndOfDataFlags::copyTo(std::map<ModuleEntity*, int>& map) const
+{
+    for (const Flag& flag : flags)
+        map[flag.module] = flag.value;
+}
+
 int JobManager::preProcessJob()
 {
     sendMessage(1, "********************* PRE-PROCESSING PHASE *********************");
@@ -152,6 +158,17 @@ int JobManager::processModules(ModuleList& jobModulesForProcess, EndOfDataFlags&
         consumeInputTraces(module);
         noteEndOfData(module, jobModulesEodFlag);
     }
+    return processStatus;
+}
+
+int JobManager::processModules(ModuleList& jobModulesForProcess,
+                               std::map<ModuleEntity*, int>& jobModulesEodFlag)
+{
+    EndOfDataFlags flags;
+    for (const auto& [module, value] : jobModulesEodFlag)
+        flags[module] = value;
+    const int processStatus = processModules(jobModulesForProcess, flags);
+    flags.copyTo(jobModulesEodFlag);
     return processStatus;
 }
 

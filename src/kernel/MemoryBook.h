@@ -148,6 +148,10 @@ public:
     const_iterator find(const void* block) const;
     /// Size in bytes; throws std::out_of_range for a block that is not listed.
     const int& at(const void* block) const;
+    /// Size in bytes; 0 for a block that is not listed. Lists nothing.
+    int operator[](const void* block) const { return count(block) != 0 ? at(block) : 0; }
+    bool contains(const void* block) const { return count(block) != 0; }
+    operator std::map<void*, int>() const { return {begin(), end()}; }
     const_iterator begin() const;
     const_iterator end() const;
 

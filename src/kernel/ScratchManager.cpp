@@ -280,25 +280,28 @@ FILE* ScratchManager::createFile(const std::string& directory)
 int64_t ScratchManager::choosePosition(int recordSize)
 {
     FrontArray<int64_t>& freed = free_blocks[recordSize];
-    if (freed.empty())
-        return endPosition(recordSize);
-    const int64_t position = freed.front();
-    freed.pop_front();
-    return position;
+    while (!freed.empty()) {
+        const int64_t position = freed.front();
+        freed.pop_front();
+        const auto passedOver = overwritten.find({recordSize, position});
+        if (passedOver == overwritten.end())
+            return position;
+        overwritten.erase(passedOver);
+    }
+    return endPosition(recordSize);
 }
 
+// A record is appended at the end whatever a former file has left behind it; what it covers is no
+// longer taken.
 int64_t ScratchManager::endPosition(int64_t recordSize)
 {
-    while (!reserved.empty() && reserved.begin()->second <= fileEnd)
+    while (!reserved.empty() && reserved.begin()->first < fileEnd + recordSize) {
+        const auto [start, end] = *reserved.begin();
+        if (end > fileEnd)
+            overwritten.insert({static_cast<int>(end - start), start});
         reserved.erase(reserved.begin());
-
-    int64_t position = fileEnd;
-    for (const auto& [start, end] : reserved) {
-        if (start >= position + recordSize)
-            break;
-        position = std::max(position, end);
     }
-    return position;
+    return fileEnd;
 }
 
 // Header and samples in one call of the operating system, which says at once whether the disk is
@@ -348,27 +351,32 @@ void ScratchManager::readRecord(SeisTrace* trace)
         trace->retrieve(scratchFile);
 }
 
-// Gives a position that was chosen but not used back: the next trace of this size takes it, and no
-// record is appended across it.
+// Gives a position that was chosen but not used back: the next trace of this size takes it, unless
+// a record has been appended across it by then.
 void ScratchManager::keepPosition(int recordSize, int64_t position)
 {
     free_blocks[recordSize].push_back(position);
     reserve(position, recordSize);
 }
 
-// Lists the record of a trace as free. A record of a former file keeps its listing only where no
+// Lists the record of a trace as free. A record of a former file is taken again only where no
 // record of the current file and no other listed one can be: two living traces must never be given
 // overlapping places.
 void ScratchManager::freeRecord(const SeisTrace* trace)
 {
     const int size = trace->getTraceMemorySize();
     const bool ofCurrentFile = fileNo != 0 && trace->scratchFileNo == fileNo;
-    if (!ofCurrentFile) {
-        if (trace->traceOffset < fileEnd || overlapsReserved(trace->traceOffset, size))
-            return;
-        reserve(trace->traceOffset, size);
-    }
+    if (!ofCurrentFile)
+        reserveOrPassOver(trace->traceOffset, size);
     free_blocks[size].push_back(trace->traceOffset);
+}
+
+void ScratchManager::reserveOrPassOver(int64_t position, int recordSize)
+{
+    if (position < fileEnd || overlapsReserved(position, recordSize))
+        overwritten.insert({recordSize, position});
+    else
+        reserve(position, recordSize);
 }
 
 void ScratchManager::reserve(int64_t position, int64_t recordSize)
@@ -388,9 +396,10 @@ bool ScratchManager::overlapsReserved(int64_t position, int64_t recordSize) cons
 void ScratchManager::reserveListed()
 {
     reserved.clear();
+    overwritten.clear();
     for (const auto& [size, positions] : free_blocks) {
         for (const int64_t position : positions)
-            reserve(position, size);
+            reserveOrPassOver(position, size);
     }
 }
 

@@ -12,7 +12,9 @@
 #include <cstdint>
 #include <cstdio>
 #include <map>
+#include <set>
 #include <string>
+#include <utility>
 
 /// Trace sets touch every trace before they hand it out. The manager keeps the touched traces in
 /// order of use; when more than the limit are resident it writes the last one to the scratch file
@@ -30,7 +32,7 @@
 ///
 /// A trace leaves memory only when its record is with the operating system: the file is not
 /// buffered, so a full disk shows at the write. No two records of living traces overlap, also not
-/// across files (see `reserved`).
+/// across files (see `overwritten`).
 class VORN_EXPORT ScratchManager
 {
 public:
@@ -45,13 +47,15 @@ public:
     static int MAX_TRACES_IN_SCRATCH_V;            ///< limit of `traces_cache`, in traces
 
     /// Records listed as free whose place the current file has not reached yet, start to end in
-    /// bytes. An appended record goes past those that it would overlap, because a later trace of
-    /// their size will take them.
+    /// bytes.
     std::map<int64_t, int64_t> reserved;
     int64_t fileEnd; ///< bytes in the current file
     int fileNo;      ///< number of the current file; 0 when none is open
     SeisTrace* held; ///< trace that must stay resident for now (see `Hold`), or null
     bool heldLeft;   ///< the held trace has left the order and is to be paged out afterwards
+    /// Sizes and positions listed as free, by a former file, where a record of the current file
+    /// lies: passed over when it is their turn, so that no two living records overlap.
+    std::multiset<std::pair<int, int64_t>> overwritten;
 
     /// The manager of the process, created on first use.
     static ScratchManager* getInstance()
@@ -132,6 +136,7 @@ private:
     void readRecord(SeisTrace* trace);
     void keepPosition(int recordSize, int64_t position);
     void freeRecord(const SeisTrace* trace);
+    void reserveOrPassOver(int64_t position, int recordSize);
     void reserve(int64_t position, int64_t recordSize);
     bool overlapsReserved(int64_t position, int64_t recordSize) const;
     void reserveListed();

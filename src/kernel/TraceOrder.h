@@ -6,8 +6,11 @@
 
 #include "SeisTrace.h"
 
+#include <algorithm>
 #include <cstddef>
+#include <deque>
 #include <iterator>
+#include <stdexcept>
 
 /// A queue of traces, most recently touched first, with the links in the traces themselves: a trace
 /// is found, taken out and put in front in constant time however many are resident (a search
@@ -44,6 +47,8 @@ public:
     private:
         SeisTrace* trace;
     };
+    using const_iterator = iterator;
+    using value_type = SeisTrace*;
 
     TraceOrder() = default;
     TraceOrder(const TraceOrder&) = delete;
@@ -56,6 +61,23 @@ public:
     SeisTrace* back() const { return last; }   ///< least recently touched; null when empty
     iterator begin() const { return iterator(first); }
     iterator end() const { return iterator(nullptr); }
+    /// The trace that `i` others were touched after. Walks there: for a look, not for loops.
+    SeisTrace* operator[](std::size_t i) const
+    {
+        return *std::next(begin(), static_cast<std::ptrdiff_t>(i));
+    }
+    /// The same; throws std::out_of_range when there are not as many.
+    SeisTrace* at(std::size_t i) const
+    {
+        if (i >= count)
+            throw std::out_of_range("TraceOrder::at");
+        return (*this)[i];
+    }
+    operator std::deque<SeisTrace*>() const { return {begin(), end()}; }
+    friend bool operator==(const TraceOrder& one, const std::deque<SeisTrace*>& other)
+    {
+        return std::equal(one.begin(), one.end(), other.begin(), other.end());
+    }
 
     bool contains(const SeisTrace* trace) const { return trace->order == this; }
 

@@ -49,6 +49,8 @@ public:
         const TraceQueue* queue;
         std::size_t index;
     };
+    using iterator = const_iterator;
+    using value_type = SeisTrace*;
 
     std::size_t size() const { return entries.size(); }
     bool empty() const { return entries.empty(); }
@@ -59,6 +61,14 @@ public:
     const_iterator begin() const { return const_iterator(this, 0); }
     const_iterator end() const { return const_iterator(this, size()); }
     operator std::vector<SeisTrace*>() const { return {begin(), end()}; }
+    friend bool operator==(const TraceQueue& one, const TraceQueue& other)
+    {
+        return std::equal(one.begin(), one.end(), other.begin(), other.end());
+    }
+    friend bool operator==(const TraceQueue& one, const std::vector<SeisTrace*>& other)
+    {
+        return std::equal(one.begin(), one.end(), other.begin(), other.end());
+    }
 
     void push_back(SeisTrace* trace, int64_t arrivalNo) { entries.push_back({trace, arrivalNo}); }
 

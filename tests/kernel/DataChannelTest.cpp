@@ -620,6 +620,11 @@ TEST_F(DataChannelTest, QueueReadsLikeAnArray)
     EXPECT_TRUE(queue.contains(second));
     EXPECT_THAT(std::vector<SeisTrace*>(queue), ElementsAre(first, second));
     EXPECT_EQ(std::distance(queue.begin(), queue.end()), 2);
+    EXPECT_EQ(queue, (std::vector<SeisTrace*>{first, second}));
+    EXPECT_NE(queue, (std::vector<SeisTrace*>{second, first}));
+    EXPECT_NE(queue, std::vector<SeisTrace*>{first});
+    EXPECT_EQ(queue, TraceQueue(queue));
+    EXPECT_NE(queue, TraceQueue());
 }
 
 class DataChannelCostTest : public DataChannelTest

@@ -52,6 +52,20 @@ TEST(FrontArrayTest, CheckedAccessThrowsOutsideTheElements)
     EXPECT_THROW(array.at(static_cast<size_t>(-1)), std::out_of_range);
 }
 
+TEST(FrontArrayTest, ElementsAreCopiedAndComparedAsAVector)
+{
+    FrontArray<int> array = arrayOf(4);
+    array.pop_front();
+    const std::vector<int> copy = array;
+    EXPECT_THAT(copy, ElementsAre(1, 2, 3));
+    EXPECT_EQ(array, copy);
+    EXPECT_NE(array, (std::vector<int>{1, 2}));
+    EXPECT_NE(array, (std::vector<int>{1, 2, 4}));
+    EXPECT_EQ(FrontArray<int>(), std::vector<int>());
+    EXPECT_EQ(array, FrontArray<int>(array));
+    EXPECT_NE(array, arrayOf(3));
+}
+
 TEST(FrontArrayTest, FirstElementLeavesAndIndexesMoveDown)
 {
     FrontArray<int> array = arrayOf(3);

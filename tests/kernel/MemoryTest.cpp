@@ -513,6 +513,21 @@ TEST_F(BlockMapTest, BlockThatIsNotListedIsNotFound)
     }
 }
 
+TEST_F(BlockMapTest, SizeIsReadByAddress)
+{
+    EXPECT_EQ(map[address(0x7001)], 0x7006);
+    EXPECT_TRUE(map.contains(address(0x7001)));
+    EXPECT_EQ(map[address(0x12)], 0) << "a block that is not listed";
+    EXPECT_FALSE(map.contains(address(0x12)));
+    EXPECT_EQ(map.size(), listed.size()) << "reading lists nothing";
+}
+
+TEST_F(BlockMapTest, BlocksAreCopiedIntoAPlainMap)
+{
+    const std::map<void*, int> copy = map;
+    EXPECT_EQ(copy, listed);
+}
+
 TEST_F(BlockMapTest, IterationGoesOnFromABlockThatWasFound)
 {
     for (auto expected = listed.begin(); expected != listed.end(); ++expected) {

@@ -19,6 +19,8 @@ namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
+using testing::Pair;
+using testing::UnorderedElementsAre;
 
 using Texts = std::vector<std::string>;
 
@@ -625,6 +627,27 @@ TEST_F(SchedulingTest, ModuleRunsOnceInAPass)
     EXPECT_EQ(newCalls(), "B");
     EXPECT_EQ(pass(), 0);
     EXPECT_EQ(newCalls(), "B");
+}
+
+TEST_F(SchedulingTest, PassReadsAndWritesEndOfDataFlagsInAPlainMap)
+{
+    ModuleEntity* a = module("A", emits(1));
+    ModuleEntity* b = module("B");
+    ModuleEntity* ended = module("E");
+    flow({a}, {b});
+    flow({}, {ended})->setNumberOfTraces(1);
+    sinks = {ended, b};
+    std::map<ModuleEntity*, int> flags = {{ended, 1}};
+
+    EXPECT_EQ(job().processModules(sinks, flags), 0);
+    EXPECT_EQ(called(), "AB");
+    EXPECT_THAT(flags, UnorderedElementsAre(Pair(a, 1), Pair(b, 0), Pair(ended, 1)));
+
+    EXPECT_EQ(job().processModules(sinks, flags), -1);
+    EXPECT_THAT(sinks, ElementsAre(ended));
+    EXPECT_EQ(job().processModules(sinks, flags), -1) << "nothing is left to serve";
+    EXPECT_THAT(sinks, ElementsAre(ended));
+    EXPECT_EQ(called(), "AB");
 }
 
 TEST_F(SchedulingTest, ModuleWithoutInputsIsRunWithoutAsking)

@@ -714,25 +714,49 @@ TEST_F(ScratchOfSeveralJobsTest, FreePositionsServeTheNextFile)
     EXPECT_EQ(differs(b, 2), "");
 }
 
-TEST_F(ScratchOfSeveralJobsTest, AppendedRecordGoesPastFreeOnesThatItWouldOverlap)
+TEST_F(ScratchOfSeveralJobsTest, FirstRecordOfANewSizeIsAtTheStartOfTheNextFile)
 {
     runJob(3, 10, 8);
-    SeisTrace* small = touch(newTrace(1, 5, 0));
-    SeisTrace* large = touch(newTrace(2, 100, 0));
-    SeisTrace* first = touch(newTrace(3));
-    SeisTrace* second = touch(newTrace(4));
-    SeisTrace* third = touch(newTrace(5));
-    touch(newTrace(6));
+    SeisTrace* first = touch(newTrace(1, 5, 0));
+    SeisTrace* second = touch(newTrace(2, 5, 0));
+    touch(newTrace(3, 5, 0));
     EXPECT_EQ(first->traceOffset, 0);
-    EXPECT_EQ(second->traceOffset, recordSize);
-    EXPECT_GE(small->traceOffset, 2 * recordSize);
-    EXPECT_GE(large->traceOffset, 2 * recordSize);
-    EXPECT_GE(third->traceOffset, 2 * recordSize);
+    EXPECT_EQ(second->traceOffset, 20);
+    EXPECT_THAT(freeOf(recordSize), ElementsAre(0, recordSize)) << "listed as they were";
+}
+
+TEST_F(ScratchOfSeveralJobsTest, FreeRecordThatAnotherWasAppendedAcrossIsPassedOver)
+{
+    runJob(4, 10, 8);
+    ASSERT_THAT(freeOf(recordSize), ElementsAre(0, recordSize, 2 * recordSize));
+    SeisTrace* small = touch(newTrace(1, 5, 0));
+    SeisTrace* large = touch(newTrace(2, 10, 0));
+    SeisTrace* reuses = touch(newTrace(3));
+    SeisTrace* appended = touch(newTrace(4));
+    touch(newTrace(5));
+    EXPECT_EQ(small->traceOffset, 0);
+    EXPECT_EQ(large->traceOffset, 20) << "across the second as well";
+    EXPECT_EQ(reuses->traceOffset, 2 * recordSize);
+    EXPECT_EQ(appended->traceOffset, 3 * recordSize);
+    EXPECT_THAT(freeOf(recordSize), IsEmpty());
     EXPECT_EQ(overlaps(), "");
     EXPECT_EQ(damaged(), "");
 }
 
-TEST_F(ScratchOfSeveralJobsTest, AppendedRecordThatEndsBeforeFreeOnesGoesToTheEnd)
+TEST_F(ScratchOfSeveralJobsTest, FreeRecordThatWasPassedOverServesAgainInTheFileAfter)
+{
+    runJob(2, 10, 8);
+    runJob(2, 5, 0);
+    ASSERT_THAT(freeOf(recordSize), ElementsAre(0));
+    ASSERT_THAT(freeOf(20), ElementsAre(0));
+    scratch().free_blocks.erase(20);
+
+    SeisTrace* reuses = touch(newTrace(1));
+    touch(newTrace(2));
+    EXPECT_EQ(reuses->traceOffset, 0);
+}
+
+TEST_F(ScratchOfSeveralJobsTest, FreeRecordUpToWhichOthersWereAppendedIsTaken)
 {
     touch(newTrace(1, 100, 0));
     touch(newTrace(2, 10, 8));
@@ -744,15 +768,33 @@ TEST_F(ScratchOfSeveralJobsTest, AppendedRecordThatEndsBeforeFreeOnesGoesToTheEn
 
     SeisTrace* fits = touch(newTrace(4, 60, 0));
     SeisTrace* fitsTo = touch(newTrace(5, 40, 0));
-    SeisTrace* tooLong = touch(newTrace(6, 1, 0));
-    SeisTrace* reuses = touch(newTrace(7, 10, 8));
+    SeisTrace* reuses = touch(newTrace(6, 10, 8));
+    SeisTrace* behind = touch(newTrace(7, 1, 0));
     touch(newTrace(8));
     EXPECT_EQ(fits->traceOffset, 0);
     EXPECT_EQ(fitsTo->traceOffset, 240) << "up to the free record";
-    EXPECT_EQ(tooLong->traceOffset, 448) << "behind it";
     EXPECT_EQ(reuses->traceOffset, 400);
+    EXPECT_EQ(behind->traceOffset, 448);
     EXPECT_EQ(overlaps(), "");
     EXPECT_EQ(damaged(), "");
+}
+
+TEST_F(ScratchOfSeveralJobsTest, DestroyedTraceOfAFormerFileListsItsRecordAndHarmsNone)
+{
+    SeisTrace* former = touch(newTrace(1));
+    touch(newTrace(2));
+    ASSERT_EQ(former->traceOffset, 0);
+    scratch().deleteScratch();
+    touch(newTrace(3));
+    touch(newTrace(4));
+    ASSERT_EQ(traces[1]->traceOffset, 0);
+
+    destroy(former);
+    EXPECT_THAT(freeOf(recordSize), ElementsAre(0));
+    touch(newTrace(5));
+    touch(newTrace(6));
+    EXPECT_EQ(overlaps(), "");
+    EXPECT_EQ(differs(traces[0].get(), 2), "");
 }
 
 TEST_F(ScratchOfSeveralJobsTest, TraceOfALostFileComesBackEmptyAndHarmsNoRecord)

@@ -55,6 +55,21 @@ TEST_F(TraceOrderTest, LastPutInFrontIsTheFirst)
     EXPECT_TRUE(order.contains(b));
 }
 
+TEST_F(TraceOrderTest, OrderReadsLikeADeque)
+{
+    for (SeisTrace* trace : {a, b, c})
+        order.push_front(trace);
+    EXPECT_EQ(order[0], c);
+    EXPECT_EQ(order[2], a);
+    EXPECT_EQ(order.at(1), b);
+    EXPECT_THROW(order.at(3), std::out_of_range);
+    const std::deque<SeisTrace*> copy = order;
+    EXPECT_THAT(copy, ElementsAre(c, b, a));
+    EXPECT_EQ(order, copy);
+    EXPECT_NE(order, (std::deque<SeisTrace*>{a, b, c}));
+    EXPECT_NE(order, (std::deque<SeisTrace*>{c, b}));
+}
+
 TEST_F(TraceOrderTest, TraceIsInTheOrderOnce)
 {
     for (SeisTrace* trace : {a, b, c, a, a, b})

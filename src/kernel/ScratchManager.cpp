@@ -328,13 +328,20 @@ bool ScratchManager::writeRecord(SeisTrace* trace, int64_t position)
     return written;
 }
 
+// A position that a host has set by itself is taken at its word.
+bool ScratchManager::isOfCurrentFile(const SeisTrace* trace) const
+{
+    return fileNo != 0 && (trace->scratchFileNo == fileNo || trace->scratchFileNo == 0);
+}
+
 // What cannot be read becomes zeros. A record of a file that is gone has left nothing to read:
 // other records stand there now.
 void ScratchManager::readRecord(SeisTrace* trace)
 {
     const Record record = recordOf(trace);
     const int descriptor = fileno(scratchFile);
-    if (trace->scratchFileNo == fileNo && descriptor >= 0) {
+    const bool isThere = isOfCurrentFile(trace);
+    if (isThere && descriptor >= 0) {
         errno = 0;
         const Record rest = transferAll(preadv, descriptor, record, trace->traceOffset);
         const int reason = errno;
@@ -346,8 +353,7 @@ void ScratchManager::readRecord(SeisTrace* trace)
         return;
     }
     clear(record);
-    if (trace->scratchFileNo == fileNo &&
-        fseeko(scratchFile, static_cast<off_t>(trace->traceOffset), SEEK_SET) == 0)
+    if (isThere && fseeko(scratchFile, static_cast<off_t>(trace->traceOffset), SEEK_SET) == 0)
         trace->retrieve(scratchFile);
 }
 
@@ -365,8 +371,7 @@ void ScratchManager::keepPosition(int recordSize, int64_t position)
 void ScratchManager::freeRecord(const SeisTrace* trace)
 {
     const int size = trace->getTraceMemorySize();
-    const bool ofCurrentFile = fileNo != 0 && trace->scratchFileNo == fileNo;
-    if (!ofCurrentFile)
+    if (!isOfCurrentFile(trace))
         reserveOrPassOver(trace->traceOffset, size);
     free_blocks[size].push_back(trace->traceOffset);
 }

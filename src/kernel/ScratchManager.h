@@ -83,7 +83,7 @@ public:
 
     /// Reads `trace` back. Returns 1 when its blocks are present afterwards; 0, nothing changed,
     /// when it is resident already, has no record, no file can be opened or no memory is left. A
-    /// record that cannot be read (any more) leaves zeros.
+    /// record that cannot be read (any more) leaves zeros, and a message of type 4 says so.
     int restoreFromScratch(SeisTrace* trace);
 
     /// Closes and deletes the scratch file. The order and the free positions stay.
@@ -91,7 +91,8 @@ public:
 
     /// Returns 1 when a file is open afterwards; 0, with a message, when none can be had.
     int checkScratchFile();
-    /// Writes `trace` out and gives its memory back. Returns 1; 0 when it stays as it is.
+    /// Writes `trace` out and gives its memory back. Returns 1; 0 when it stays as it is, with a
+    /// message of type 3 when the file did not take it.
     int putToScratch(SeisTrace* trace);
     /// Called before a file is created; reserved for cleaning a scratch directory, does nothing.
     void selfCleaning();
@@ -133,6 +134,7 @@ private:
     int64_t endPosition(int64_t recordSize);
     int writeOut(SeisTrace* trace);
     bool writeRecord(SeisTrace* trace, int64_t position);
+    bool isOfCurrentFile(const SeisTrace* trace) const;
     void readRecord(SeisTrace* trace);
     void keepPosition(int recordSize, int64_t position);
     void freeRecord(const SeisTrace* trace);

@@ -451,6 +451,25 @@ TEST_F(ScratchManagerTest, RecordThatTheFileHasLostComesBackAsZeros)
     EXPECT_THAT(freeOf(recordSize), ElementsAre(0));
 }
 
+TEST_F(ScratchManagerTest, PositionThatAHostHasSetIsReadAndFreed)
+{
+    setLimit(1);
+    touch(newTrace(1));
+    SeisTrace* paged = touch(newTrace(2));
+    touch(newTrace(3));
+    SeisTrace* mine = newTrace(4);
+    job().freeResource(mine->traceSamples);
+    job().freeResource(mine->traceHeader);
+    mine->traceSamples = nullptr;
+    mine->traceHeader = nullptr;
+    mine->traceOffset = paged->traceOffset;
+    ASSERT_EQ(mine->traceOffset, recordSize);
+
+    EXPECT_EQ(scratch().restoreFromScratch(mine), 1);
+    EXPECT_EQ(differsFromFill(*mine, 2), "");
+    EXPECT_THAT(freeOf(recordSize), ElementsAre(recordSize));
+}
+
 TEST_F(ScratchManagerTest, NoTraceIsNothingToTouch)
 {
     SeisTrace* a = touch(newTrace(1));

@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <malloc.h>
+#include <new>
 
 namespace {
 
@@ -22,6 +23,13 @@ void charge(int& total, int size)
 void uncharge(int& total, int size)
 {
     total = static_cast<int>(static_cast<unsigned>(total) - static_cast<unsigned>(size));
+}
+
+// Apart from the allocation, which would make room for the texts every time.
+[[gnu::noinline, gnu::cold]] void reportNoMemory(int size)
+{
+    JobManager::getInstance()->sendMessage(4, "Can not allocate " + std::to_string(size) +
+                                                  " byte memory block");
 }
 
 constinit SpareBlocks spareBlocks;
@@ -45,19 +53,40 @@ void* JobManager::allocateUncleared(int size)
     void* block = spareBlocks.take(bytes);
     if (block == nullptr)
         block = std::malloc(bytes);
+    BlockMap* moduleMap = activeModule != nullptr ? &activeModule->moduleMemoryMap : nullptr;
+    if (block != nullptr) {
+        try {
+            MemoryBook::instance().enter(block, size, &jobMemoryMap, moduleMap, true);
+        } catch (const std::bad_alloc&) { // the book has no room for it
+            std::free(block);
+            block = nullptr;
+        }
+    }
     if (block == nullptr) {
-        sendMessage(4, "Can not allocate " + std::to_string(size) + " byte memory block");
+        reportNoMemory(size);
         return nullptr;
     }
 
     charge(totalJobMemoryUsed, size);
-    BlockMap* moduleMap = nullptr;
-    if (activeModule != nullptr) {
+    if (activeModule != nullptr)
         charge(activeModule->totalModuleMemoryUsed, size);
-        moduleMap = &activeModule->moduleMemoryMap;
-    }
-    MemoryBook::instance().enter(block, size, &jobMemoryMap, moduleMap, true);
     return block;
+}
+
+// Modules keep their place in the job, so that freeing a block does not search them.
+inline bool JobManager::isOfJob(ModuleEntity* module) const
+{
+    const std::size_t place = static_cast<std::size_t>(module->jobIndex);
+    return (place < jobModules.size() && jobModules[place] == module) || isFoundInJob(module);
+}
+
+bool JobManager::isFoundInJob(ModuleEntity* module) const
+{
+    const auto found = std::find(jobModules.begin(), jobModules.end(), module);
+    if (found == jobModules.end())
+        return false;
+    module->jobIndex = static_cast<int>(found - jobModules.begin());
+    return true;
 }
 
 void JobManager::freeResource(void* ptr)
@@ -85,17 +114,4 @@ void JobManager::freeResource(void* ptr)
 void JobManager::releaseSpareBlocks()
 {
     spareBlocks.release();
-}
-
-// Modules keep their place in the job, so that freeing a block does not search them.
-bool JobManager::isOfJob(ModuleEntity* module) const
-{
-    const std::size_t place = static_cast<std::size_t>(module->jobIndex);
-    if (place < jobModules.size() && jobModules[place] == module)
-        return true;
-    const auto found = std::find(jobModules.begin(), jobModules.end(), module);
-    if (found == jobModules.end())
-        return false;
-    module->jobIndex = static_cast<int>(found - jobModules.begin());
-    return true;
 }

@@ -76,6 +76,22 @@ protected:
     void traceLeaves(SeisTrace* trace, int traceNo, bool entryStays) override;
 
 private:
+    // The queue that was looked up last: the scheduler asks several times in a row for one
+    // consumer. Hosts can erase queues by hand, so it counts for as many queues as there were.
+    struct RecentQueue
+    {
+        ModuleEntity* consumer = nullptr;
+        TraceQueue* queue = nullptr;
+        std::size_t count = 0; // of queues then; 0: nothing is known
+    };
+    mutable RecentQueue recent;
+
+    TraceQueue* queueOf(ModuleEntity* consumer) const
+    {
+        const bool known = recent.consumer == consumer && recent.count == moduleTraces.size();
+        return known ? recent.queue : findQueue(consumer);
+    }
+    TraceQueue* findQueue(ModuleEntity* consumer) const;
     void take(ModuleEntity* consumer, SeisTrace* trace, int traceNo);
     bool isPending(const SeisTrace* trace, int traceNo) const;
     int64_t arrivalNoOf(int traceNo) const;

@@ -1,6 +1,6 @@
 // Runs one chain, for profilers and for counting instructions:
 //
-//     bench_chain [--floor] MODULE MODULES TRACES [ATTRIBUTES [RESIDENT [SAMPLES]]]
+//     bench_chain [--floor] MODULE MODULES TRACES [ATTRIBUTES [RESIDENT [SAMPLES [DELAY]]]]
 #include "Chain.h"
 #include "FloorChain.h"
 
@@ -15,8 +15,8 @@ int main(int argc, char** argv)
     if (floor)
         words.erase(words.begin());
     if (words.size() < 3)
-        fail(
-            "usage: bench_chain [--floor] MODULE MODULES TRACES [ATTRIBUTES [RESIDENT [SAMPLES]]]");
+        fail("usage: bench_chain [--floor] MODULE MODULES TRACES [ATTRIBUTES [RESIDENT [SAMPLES "
+             "[DELAY]]]]");
 
     const auto number = [&](std::size_t i, int otherwise) {
         return i < words.size() ? std::atoi(words[i].c_str()) : otherwise;
@@ -28,10 +28,12 @@ int main(int argc, char** argv)
     chain.attributes = number(3, chain.attributes);
     chain.resident = number(4, 0);
     chain.samples = number(5, chain.samples);
+    chain.delay = number(6, 0);
     FloorChain floorChain;
     floorChain.hops = chain.modules;
     floorChain.traces = chain.traces;
     floorChain.resident = chain.resident;
+    floorChain.delay = chain.delay;
     floorChain.samples = chain.samples;
 
     const double seconds = floor ? run(floorChain) : run(chain).process;

@@ -11,6 +11,7 @@ namespace {
 using namespace bench;
 
 const std::vector<int> lengths = {1, 2, 4, 8};
+const std::vector<int> delayedLengths = {1, 2, 3}; // each takes the memory of another backlog
 
 class Comparison
 {
@@ -19,14 +20,16 @@ public:
     {
         floor.batch = kernel.batch;
         floor.resident = kernel.resident;
+        floor.delay = kernel.delay;
     }
 
     // One run of either side for each length; `work` is the number of hops of a run.
     void runOnce(const std::vector<int>& chainLengths, int work)
     {
         for (const int length : chainLengths) {
-            const int traces =
-                kernel.batch > 1 ? kernel.batch : std::max(work / std::max(length, 1), 200);
+            const int traces = kernel.delay > 0   ? 6 * kernel.delay
+                               : kernel.batch > 1 ? kernel.batch
+                                                  : std::max(work / std::max(length, 1), 200);
             floor.hops = kernel.modules = length;
             floor.traces = kernel.traces = traces;
             floorTimes[length].add(run(floor) / traces);
@@ -68,6 +71,12 @@ Chain withResident(Chain chain, int traces)
     return chain;
 }
 
+Chain delayed(Chain chain, int traces)
+{
+    chain.delay = traces;
+    return chain;
+}
+
 Chain queued(Chain chain, int traces)
 {
     chain.batch = traces;
@@ -91,6 +100,7 @@ void measure(const Options& options)
         {"hop.moved", Comparison(chainOf("bench_move", 3))},
         {"hop.resident", Comparison(withResident(copied, manyTraces))},
         {"hop.queued", Comparison(queued(copied, manyTraces))}};
+    Comparison passing(delayed(copied, manyTraces));
     Comparison fixed(copied);
     Comparison sizes(copied);
     for (int i = 0; i < repetitions; ++i) {
@@ -99,12 +109,16 @@ void measure(const Options& options)
             if (!slow || i % 3 == 0)
                 comparison.runOnce(lengths, work);
         }
+        // Long runs, to which filling the backlogs adds little.
+        if (i < (options.quick ? 2 : 7))
+            passing.runOnce(delayedLengths, 0);
         fixed.runOnce({0}, work);
         sizes.runOnce({0, 2, 50}, work);
     }
 
     for (const auto& [name, comparison] : hops)
         reportRatio(name, comparison.kernelLine().slope, comparison.floorLine().slope);
+    reportRatio("hop.passing", passing.kernelLine().slope, passing.floorLine().slope);
     const double alone = hops.front().second.kernelLine().slope;
     for (const auto& [name, comparison] : hops) {
         if (name == "hop.resident" || name == "hop.queued")

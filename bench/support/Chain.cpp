@@ -110,6 +110,12 @@ ChainTimes run(const Chain& chain)
     module->setParameter("BATCH", UniVar(chain.batch));
     module->setResource("CLOCK", UniVar(static_cast<void*>(&lastMade)));
     for (int i = 0; i < chain.modules; ++i) {
+        if (chain.delay > 0) {
+            ModuleEntity* delay = load("bench_delay");
+            delay->setInputDataChannel(outputOf(module), 0);
+            delay->setParameter("DELAY", UniVar(chain.delay));
+            module = delay;
+        }
         ModuleEntity* next = load(chain.module);
         next->setInputDataChannel(outputOf(module), 0);
         module = next;

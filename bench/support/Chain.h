@@ -16,6 +16,7 @@ struct Chain
     int attributes = 3;
     int batch = 1;    // traces that the source makes in one call
     int resident = 0; // further traces that are in memory while the job runs
+    int delay = 0;    // traces kept back in front of each module, by one more module
     int sinks = 1;    // consumers of the last channel
     int samples = samplesPerTrace;
     int header = headerBytes; // at least 4 for each attribute, and 1

@@ -3,6 +3,8 @@
 #include <cstdlib>
 #include <cstring>
 #include <deque>
+#include <utility>
+#include <vector>
 
 namespace bench {
 namespace {
@@ -67,10 +69,57 @@ void takeUp(Trace& trace, int)
     release(trace);
 }
 
+// Traces that are kept back, the oldest at `oldest` once all places are taken.
+struct Delay
+{
+    std::vector<Trace> kept;
+    std::size_t oldest = 0;
+};
+
+std::vector<Delay> delays; // by hop
+std::size_t mostKept;
+
+// Puts the oldest trace in place of `trace`, which is kept; false while there is room for more.
+bool delay(Trace& trace, int hopNo)
+{
+    Delay& here = delays[static_cast<std::size_t>(hopNo)];
+    if (here.kept.size() < mostKept) {
+        here.kept.push_back(trace);
+        return false;
+    }
+    std::swap(trace, here.kept[here.oldest]);
+    here.oldest = (here.oldest + 1) % mostKept;
+    return true;
+}
+
 using Step = void (*)(Trace&, int);
 Step volatile makeStep = make; // volatile: a call through a pointer, whatever the compiler sees
 Step volatile hopStep = hop;
 Step volatile takeUpStep = takeUp;
+bool (*volatile delayStep)(Trace&, int) = delay;
+
+void pass(Trace& trace, int firstHop, int hops)
+{
+    for (int i = firstHop; i < hops; ++i) {
+        if (mostKept > 0 && !delayStep(trace, i))
+            return;
+        hopStep(trace, i);
+    }
+    takeUpStep(trace, 0);
+}
+
+// What is kept back at the end, first by the first hop.
+void passKept(int hops)
+{
+    for (int i = 0; i < hops; ++i) {
+        Delay& here = delays[static_cast<std::size_t>(i)];
+        for (std::size_t k = 0; k < here.kept.size(); ++k) {
+            Trace trace = here.kept[(here.oldest + k) % here.kept.size()];
+            hopStep(trace, i);
+            pass(trace, i + 1, hops);
+        }
+    }
+}
 
 } // namespace
 
@@ -84,17 +133,19 @@ double run(const FloorChain& chain)
     for (Trace& trace : residents)
         trace = zeroedTrace();
 
+    mostKept = static_cast<std::size_t>(chain.delay);
+    delays.assign(mostKept > 0 ? static_cast<std::size_t>(chain.hops) : 0, Delay());
+
     std::deque<Trace> queue;
     const double start = now();
     for (int made = 0; made < chain.traces;) {
         for (int i = 0; i < chain.batch && made < chain.traces; ++i)
             makeStep(queue.emplace_back(), made++);
-        for (; !queue.empty(); queue.pop_front()) {
-            for (int i = 0; i < chain.hops; ++i)
-                hopStep(queue.front(), i);
-            takeUpStep(queue.front(), 0);
-        }
+        for (; !queue.empty(); queue.pop_front())
+            pass(queue.front(), 0, chain.hops);
     }
+    if (mostKept > 0)
+        passKept(chain.hops);
     const double seconds = now() - start;
 
     for (const Trace& trace : residents)

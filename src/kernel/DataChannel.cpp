@@ -59,37 +59,46 @@ int DataChannel::addTrace(SeisTrace* trace)
     } else {
         leftPending += consumers;
     }
-    for (ModuleEntity* consumer : outputModules)
-        moduleTraces[consumer].push_back(trace, arrivalNo);
+    for (ModuleEntity* consumer : outputModules) {
+        TraceQueue* queue = queueOf(consumer);
+        (queue != nullptr ? *queue : moduleTraces[consumer]).push_back(trace, arrivalNo);
+    }
     return count;
+}
+
+TraceQueue* DataChannel::findQueue(ModuleEntity* consumer) const
+{
+    const auto found = moduleTraces.find(consumer);
+    return found != moduleTraces.end() ? const_cast<TraceQueue*>(&found->second) : nullptr;
 }
 
 int DataChannel::getNumberOfInputTraces(ModuleEntity* consumer) const
 {
-    const auto queue = moduleTraces.find(consumer);
-    return queue != moduleTraces.end() ? static_cast<int>(queue->second.size())
-                                       : getNumberOfTraces();
+    const TraceQueue* queue = queueOf(consumer);
+    return queue != nullptr ? static_cast<int>(queue->size()) : getNumberOfTraces();
 }
 
 void DataChannel::removeInputTrace(ModuleEntity* consumer, int traceNo)
 {
     if (traceNo < 0)
         return;
-    SeisTrace* trace = getTrace(traceNo, true);
+    SeisTrace* trace = getLeavingTrace(traceNo);
     take(consumer, trace, traceNo);
-    if (!isPending(trace, traceNo))
-        removeTrace(traceNo);
+    if (isPending(trace, traceNo))
+        touch(trace);
+    else if (traceNo < getNumberOfTraces())
+        destroyTrace(trace, traceNo);
 }
 
 void DataChannel::take(ModuleEntity* consumer, SeisTrace* trace, int traceNo)
 {
-    const auto queue = moduleTraces.find(consumer);
-    if (queue == moduleTraces.end())
+    TraceQueue* queue = queueOf(consumer);
+    if (queue == nullptr)
         return;
     if (trace != nullptr) {
-        if (trace->pendingEntries > 0 && queue->second.take(trace))
+        if (trace->pendingEntries > 0 && queue->take(trace))
             --trace->pendingEntries;
-    } else if (leftPending > 0 && queue->second.takeEmpty(arrivalNoOf(traceNo))) {
+    } else if (leftPending > 0 && queue->takeEmpty(arrivalNoOf(traceNo))) {
         --leftPending;
     }
 }
@@ -117,13 +126,15 @@ void DataChannel::traceLeaves(SeisTrace* trace, int traceNo, bool entryStays)
 {
     if (!entryStays && static_cast<std::size_t>(traceNo) < arrivalNos.size())
         arrivalNos.erase(arrivalNos.begin() + traceNo);
-    if (trace == nullptr)
+    if (trace == nullptr || trace->pendingEntries == 0)
         return;
     for (auto& queue : moduleTraces) {
         while (trace->pendingEntries > 0 && queue.second.replaceByNull(trace)) {
             --trace->pendingEntries;
             ++leftPending;
         }
+        if (trace->pendingEntries == 0)
+            return;
     }
 }
 

@@ -76,6 +76,16 @@ protected:
     void traceLeaves(SeisTrace* trace, int traceNo, bool entryStays) override;
 
 private:
+    // Most channels have one consumer: its queue is found without a search, and nothing is
+    // remembered that a host could make wrong by changing the queues by hand.
+    TraceQueue* queueOf(ModuleEntity* consumer) const
+    {
+        const auto first = moduleTraces.begin();
+        if (first != moduleTraces.end() && first->first == consumer)
+            return const_cast<TraceQueue*>(&first->second);
+        return findQueue(consumer);
+    }
+    TraceQueue* findQueue(ModuleEntity* consumer) const;
     void take(ModuleEntity* consumer, SeisTrace* trace, int traceNo);
     bool isPending(const SeisTrace* trace, int traceNo) const;
     int64_t arrivalNoOf(int traceNo) const;

@@ -7,41 +7,56 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <memory>
 #include <stdexcept>
+#include <type_traits>
+#include <utility>
 #include <vector>
 
 /// The face of a `std::vector`, as far as traces need it. Elements lie in one block, so reading by
-/// index costs what a vector's does; the room before the first element is given back when it
-/// outgrows the elements, which keeps `pop_front` constant on average.
+/// index costs what a vector's does. Leaving only moves the start; appending uses the room that has
+/// come free there before it takes more, so both are constant on average.
 template <typename T>
 class FrontArray
 {
+    static_assert(std::is_trivially_copyable_v<T>, "elements are moved as bytes");
+
 public:
     using value_type = T;
-    using iterator = typename std::vector<T>::iterator;
-    using const_iterator = typename std::vector<T>::const_iterator;
+    using iterator = T*;
+    using const_iterator = const T*;
 
-    std::size_t size() const { return items.size() - first; }
-    bool empty() const { return items.size() == first; }
+    FrontArray() = default;
+    FrontArray(const FrontArray& other) { append(other); }
+    FrontArray(FrontArray&& other) noexcept { swap(other); }
+    FrontArray& operator=(FrontArray other) noexcept
+    {
+        swap(other);
+        return *this;
+    }
+    ~FrontArray() = default;
 
-    T& operator[](std::size_t i) { return items[first + i]; }
-    const T& operator[](std::size_t i) const { return items[first + i]; }
+    std::size_t size() const { return static_cast<std::size_t>(last - first); }
+    bool empty() const { return first == last; }
+
+    T& operator[](std::size_t i) { return first[i]; }
+    const T& operator[](std::size_t i) const { return first[i]; }
     /// Element `i`; throws std::out_of_range when there is none.
     const T& at(std::size_t i) const
     {
         if (i >= size())
             throw std::out_of_range("FrontArray::at");
-        return items[first + i];
+        return first[i];
     }
-    T& front() { return items[first]; }
-    const T& front() const { return items[first]; }
-    T& back() { return items.back(); }
-    const T& back() const { return items.back(); }
+    T& front() { return *first; }
+    const T& front() const { return *first; }
+    T& back() { return last[-1]; }
+    const T& back() const { return last[-1]; }
 
-    iterator begin() { return items.begin() + static_cast<std::ptrdiff_t>(first); }
-    iterator end() { return items.end(); }
-    const_iterator begin() const { return items.begin() + static_cast<std::ptrdiff_t>(first); }
-    const_iterator end() const { return items.end(); }
+    iterator begin() { return first; }
+    iterator end() { return last; }
+    const_iterator begin() const { return first; }
+    const_iterator end() const { return last; }
     operator std::vector<T>() const { return std::vector<T>(begin(), end()); }
     friend bool operator==(const FrontArray& one, const FrontArray& other)
     {
@@ -54,52 +69,74 @@ public:
 
     void push_back(const T& item)
     {
-        if (items.size() < items.capacity()) {
-            items.push_back(item);
-            return;
-        }
         const T copy = item; // which may be one of the elements that move
-        items.reserve(items.size() + items.size() / 2 + fewestAdded);
-        items.push_back(copy);
+        if (last == roomEnd)
+            makeRoom();
+        *last++ = copy;
     }
     void push_front(const T& item)
     {
-        if (first > 0)
-            items[--first] = item;
-        else
-            items.insert(items.begin(), item);
+        if (first > room.get()) {
+            *--first = item;
+            return;
+        }
+        push_back(item);
+        std::rotate(first, last - 1, last);
     }
     void pop_front()
     {
-        ++first;
-        if (first == items.size()) {
-            items.clear();
-            first = 0;
-        } else if (first >= roomKept && first > size()) {
-            items.erase(items.begin(), begin());
-            first = 0;
-        }
+        if (++first == last)
+            clear();
     }
     /// Takes one element out; later ones move down. Constant time for the first element.
     void erase(iterator item)
     {
-        if (item == begin())
+        if (item == first)
             pop_front();
         else
-            items.erase(item);
+            last = std::move(item + 1, last, item);
     }
-    void clear()
+    void clear() { first = last = room.get(); }
+
+    void swap(FrontArray& other) noexcept
     {
-        items.clear();
-        first = 0;
+        std::swap(room, other.room);
+        std::swap(roomEnd, other.roomEnd);
+        std::swap(first, other.first);
+        std::swap(last, other.last);
     }
 
 private:
     static constexpr std::size_t fewestAdded = 8;
-    static constexpr std::size_t roomKept = 32; // moving fewer elements costs more than it frees
 
-    std::vector<T> items;
-    std::size_t first = 0; // elements before it have left
+    void append(const FrontArray& other)
+    {
+        for (const T& item : other)
+            push_back(item);
+    }
+
+    // Behind the last element, for as many as half of those that are there: what moves now has been
+    // paid for by those that came since the last time.
+    void makeRoom()
+    {
+        const std::size_t wanted = size() / 2 + fewestAdded;
+        if (static_cast<std::size_t>(first - room.get()) >= wanted) {
+            last = std::move(first, last, room.get());
+            first = room.get();
+            return;
+        }
+        const std::size_t most = size() + wanted;
+        std::unique_ptr<T[]> larger(new T[most]);
+        last = std::copy(first, last, larger.get());
+        room = std::move(larger);
+        first = room.get();
+        roomEnd = first + most;
+    }
+
+    std::unique_ptr<T[]> room;
+    T* roomEnd = nullptr;
+    T* first = nullptr; // elements before it have left
+    T* last = nullptr;  // behind the elements
 };
 
 #endif

@@ -324,6 +324,7 @@ private:
     static void consumeInputTraces(ModuleEntity* module);
     static void noteEndOfData(ModuleEntity* module, EndOfDataFlags& jobModulesEodFlag);
     bool isOfJob(ModuleEntity* module) const;
+    bool isFoundInJob(ModuleEntity* module) const;
     void deleteChannelsAndBuffers();
     void deleteModules();
     const trAttDefStr* findDefinition(const std::string& name) const;

@@ -25,6 +25,13 @@ void uncharge(int& total, int size)
     total = static_cast<int>(static_cast<unsigned>(total) - static_cast<unsigned>(size));
 }
 
+// Apart from the allocation, which would make room for the texts every time.
+[[gnu::noinline, gnu::cold]] void reportNoMemory(int size)
+{
+    JobManager::getInstance()->sendMessage(4, "Can not allocate " + std::to_string(size) +
+                                                  " byte memory block");
+}
+
 constinit SpareBlocks spareBlocks;
 
 } // namespace
@@ -56,7 +63,7 @@ void* JobManager::allocateUncleared(int size)
         }
     }
     if (block == nullptr) {
-        sendMessage(4, "Can not allocate " + std::to_string(size) + " byte memory block");
+        reportNoMemory(size);
         return nullptr;
     }
 
@@ -64,6 +71,22 @@ void* JobManager::allocateUncleared(int size)
     if (activeModule != nullptr)
         charge(activeModule->totalModuleMemoryUsed, size);
     return block;
+}
+
+// Modules keep their place in the job, so that freeing a block does not search them.
+inline bool JobManager::isOfJob(ModuleEntity* module) const
+{
+    const std::size_t place = static_cast<std::size_t>(module->jobIndex);
+    return (place < jobModules.size() && jobModules[place] == module) || isFoundInJob(module);
+}
+
+bool JobManager::isFoundInJob(ModuleEntity* module) const
+{
+    const auto found = std::find(jobModules.begin(), jobModules.end(), module);
+    if (found == jobModules.end())
+        return false;
+    module->jobIndex = static_cast<int>(found - jobModules.begin());
+    return true;
 }
 
 void JobManager::freeResource(void* ptr)
@@ -91,17 +114,4 @@ void JobManager::freeResource(void* ptr)
 void JobManager::releaseSpareBlocks()
 {
     spareBlocks.release();
-}
-
-// Modules keep their place in the job, so that freeing a block does not search them.
-bool JobManager::isOfJob(ModuleEntity* module) const
-{
-    const std::size_t place = static_cast<std::size_t>(module->jobIndex);
-    if (place < jobModules.size() && jobModules[place] == module)
-        return true;
-    const auto found = std::find(jobModules.begin(), jobModules.end(), module);
-    if (found == jobModules.end())
-        return false;
-    module->jobIndex = static_cast<int>(found - jobModules.begin());
-    return true;
 }

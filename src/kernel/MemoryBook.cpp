@@ -60,38 +60,22 @@ void MemoryBook::close(BlockMap* map)
     (map->getModule() != nullptr ? modules : jobs)[map->number] = nullptr;
 }
 
-void MemoryBook::enter(void* address, int32_t size, BlockMap* job, BlockMap* module, bool own)
+// A free place for `address`, which the holders no longer list.
+std::size_t MemoryBook::placeFor(void* address, BlockMap* job, BlockMap* module)
 {
-    void* block = keyOf(address);
-    if ((used + 1) * 4 > table.size() * 3)
-        resize(table.size() * 2);
+    const void* block = keyOf(address);
     std::size_t place = home(block);
     while (table[place].block != nullptr && table[place].block != block)
         place = next(place);
-    if (table[place].block != nullptr) {
-        visit(address, [=, this](Entry& entry) {
-            if (job != nullptr && job->lists(entry))
-                removeJob(entry);
-            if (module != nullptr && module->lists(entry))
-                removeModule(entry);
-        });
-        place = freePlace(block);
-    }
-
-    // Field by field, each as wide as it is read: an entry copied as a whole waits for its parts.
-    Entry& entry = table[place];
-    entry.block = block;
-    entry.size = size;
-    entry.own = own ? 1 : 0;
-    ++used;
-    if (job != nullptr) {
-        entry.job = static_cast<uint8_t>(job->number);
-        ++job->listed;
-    }
-    if (module != nullptr) {
-        entry.module = static_cast<uint16_t>(module->number);
-        ++module->listed;
-    }
+    if (table[place].block == nullptr)
+        return place;
+    visit(address, [=, this](Entry& entry) {
+        if (job != nullptr && job->lists(entry))
+            removeJob(entry);
+        if (module != nullptr && module->lists(entry))
+            removeModule(entry);
+    });
+    return freePlace(block);
 }
 
 const MemoryBook::Entry* MemoryBook::find(const BlockMap* map, const void* address) const
@@ -139,6 +123,8 @@ void MemoryBook::resize(std::size_t places)
     std::vector<Entry> former(places, Entry{});
     former.swap(table);
     shift = 64u - static_cast<unsigned>(std::countr_zero(places));
+    mask = places - 1;
+    mostUsed = places / 4 * 3;
     used = 0;
     for (const Entry& entry : former) {
         if (entry.block != nullptr && (entry.job != 0 || entry.module != 0)) {

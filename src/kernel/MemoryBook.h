@@ -48,7 +48,8 @@ public:
 
     /// Enters `block` for one holder or both (null: not); what they listed under this address
     /// before is overwritten. `own`: the block has been taken from the heap with this size.
-    void enter(void* address, int32_t size, BlockMap* job, BlockMap* module, bool own = false);
+    inline void enter(void* address, int32_t size, BlockMap* job, BlockMap* module,
+                      bool own = false);
 
     /// Calls `strike(Entry&)` for every entry of `block`; it calls `removeJob` or `removeModule`
     /// where a holder gives the block up. Entries without a holder then leave the table.
@@ -82,8 +83,11 @@ private:
     {
         return ((reinterpret_cast<uintptr_t>(block) >> 4) * 0x9E3779B97F4A7C15ull) >> shift;
     }
-    std::size_t next(std::size_t place) const { return (place + 1) & (table.size() - 1); }
+    std::size_t next(std::size_t place) const { return (place + 1) & mask; }
     std::size_t freePlace(const void* block) const;
+    std::size_t placeFor(void* address, BlockMap* job, BlockMap* module);
+    template <typename Strike>
+    void visitAll(void* block, Strike strike);
     void eraseUnheld(const void* block);
     inline void erase(std::size_t place);
     inline void shrink();
@@ -93,7 +97,9 @@ private:
     static constexpr std::size_t fewestPlaces = 1024;
 
     std::vector<Entry> table; // a power of two, never full: open addressing, linear probing
-    std::size_t used = 0;
+    std::size_t mask = 0;     // the table's size - 1
+    std::size_t used = 0;     // entries
+    std::size_t mostUsed = 0; // as many at this size
     unsigned shift = 0;
     std::vector<BlockMap*> jobs;    // by number
     std::vector<BlockMap*> modules; // by number
@@ -188,36 +194,81 @@ inline void MemoryBook::removeModule(Entry& entry)
     entry.module = 0;
 }
 
+inline void MemoryBook::enter(void* address, int32_t size, BlockMap* job, BlockMap* module,
+                              bool own)
+{
+    void* block = keyOf(address);
+    if (used >= mostUsed)
+        resize(table.size() * 2);
+    std::size_t place = home(block);
+    if (table[place].block != nullptr)
+        place = placeFor(address, job, module);
+
+    // Field by field, each as wide as it is read: an entry copied as a whole waits for its parts.
+    Entry& entry = table[place];
+    entry.block = block;
+    entry.size = size;
+    entry.own = own ? 1 : 0;
+    ++used;
+    if (job != nullptr) {
+        entry.job = static_cast<uint8_t>(job->number);
+        ++job->listed;
+    }
+    if (module != nullptr) {
+        entry.module = static_cast<uint16_t>(module->number);
+        ++module->listed;
+    }
+}
+
 // Closes the gap by moving later entries of the run towards their home, so that runs stay unbroken.
 inline void MemoryBook::erase(std::size_t place)
 {
-    for (std::size_t i = next(place); table[i].block != nullptr; i = next(i)) {
-        const std::size_t mask = table.size() - 1;
-        const std::size_t fromHome = (i - home(table[i].block)) & mask;
+    Entry* const entries = table.data();
+    for (std::size_t i = next(place); entries[i].block != nullptr; i = next(i)) {
+        const std::size_t fromHome = (i - home(entries[i].block)) & mask;
         if (fromHome >= ((i - place) & mask)) {
-            table[place] = table[i];
+            entries[place] = entries[i];
             place = i;
         }
     }
-    table[place] = Entry{};
+    entries[place] = Entry{};
     --used;
 }
 
 // A table that has become far too large slows down whoever goes through all entries.
 inline void MemoryBook::shrink()
 {
-    if (table.size() > fewestPlaces && used * 8 < table.size())
+    if (used * 8 <= mask && table.size() > fewestPlaces)
         tryResize(table.size() / 2); // freeing must not fail
 }
 
+// Most blocks have one entry, at home, with nothing behind it.
 template <typename Strike>
 void MemoryBook::visit(void* address, Strike strike)
 {
     void* block = keyOf(address);
+    const std::size_t place = home(block);
+    Entry& entry = table[place];
+    if (entry.block != block || table[next(place)].block != nullptr) {
+        visitAll(block, strike);
+        return;
+    }
+    strike(entry);
+    if (entry.job == 0 && entry.module == 0) {
+        entry = Entry{};
+        --used;
+        shrink();
+    }
+}
+
+template <typename Strike>
+[[gnu::noinline]] void MemoryBook::visitAll(void* block, Strike strike)
+{
+    Entry* const entries = table.data();
     std::size_t unheld = 0; // entries
     std::size_t place = 0;  // of the last one
-    for (std::size_t i = home(block); table[i].block != nullptr; i = next(i)) {
-        Entry& entry = table[i];
+    for (std::size_t i = home(block); entries[i].block != nullptr; i = next(i)) {
+        Entry& entry = entries[i];
         if (entry.block != block)
             continue;
         strike(entry);

@@ -115,7 +115,8 @@ ScratchManager::~ScratchManager()
 
 void ScratchManager::bringToFront(SeisTrace* trace)
 {
-    if (!traces_cache.contains(trace))
+    const bool resident = trace->traceSamples != nullptr || trace->traceHeader != nullptr;
+    if (!resident && !traces_cache.contains(trace))
         restoreFromScratch(trace);
     traces_cache.push_front(trace);
 

@@ -78,6 +78,13 @@ public:
             bringToFront(trace);
     }
 
+    /// Whether touching `trace` would do no more than bring it to the front.
+    bool isAtRest(const SeisTrace* trace) const
+    {
+        return traces_cache.contains(trace) &&
+               static_cast<int64_t>(traces_cache.size()) <= MAX_TRACES_IN_SCRATCH_V;
+    }
+
     /// Forgets a trace that is about to be destroyed; its record becomes free.
     void removeTrace(SeisTrace* trace);
 

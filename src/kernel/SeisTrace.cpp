@@ -18,20 +18,22 @@ namespace {
 constexpr int headerStep = 64;
 constexpr int64_t sampleBytes = sizeof(float);
 
-// A block of accounted memory, zeroed unless it is to be `uncleared`; null, after the kernel's
-// message, when there is none.
-template <typename T>
-T* takeBlock(int64_t bytes, bool uncleared = false)
+// Accounted sizes have 32 bits; a wrapped size would give a block shorter than the trace says.
+[[gnu::noinline, gnu::cold]] void refuseBlock(int64_t bytes)
 {
-    JobManager* job = JobManager::getInstance();
-    if (bytes >= INT_MIN && bytes <= INT_MAX) {
-        const int size = static_cast<int>(bytes);
-        return static_cast<T*>(uncleared ? job->allocateUncleared(size)
-                                         : job->allocateResource(size));
+    JobManager::getInstance()->sendMessage(4, "Can not allocate " + std::to_string(bytes) +
+                                                  " byte memory block");
+}
+
+// An uncleared block of accounted memory; null, after the kernel's message, when there is none.
+template <typename T>
+T* takeBlock(int64_t bytes)
+{
+    if (bytes < INT_MIN || bytes > INT_MAX) {
+        refuseBlock(bytes);
+        return nullptr;
     }
-    // Accounted sizes have 32 bits; a wrapped size would give a block shorter than the trace says.
-    job->sendMessage(4, "Can not allocate " + std::to_string(bytes) + " byte memory block");
-    return nullptr;
+    return static_cast<T*>(JobManager::getInstance()->allocateUncleared(static_cast<int>(bytes)));
 }
 
 void copyBytes(void* to, const void* from, int64_t bytes)
@@ -121,11 +123,12 @@ std::vector<unsigned char>& packedRecord(std::size_t bytes)
 } // namespace
 
 SeisTrace::SeisTrace(int length, int headerSize, SamplesFollow)
-    : traceSamples(takeBlock<float>(length * sampleBytes, true)),
+    : traceSamples(takeBlock<float>(length * sampleBytes)),
       traceHeader(takeBlock<unsigned char>(headerSize)), traceLength(length), traceFlag(0),
       traceHeaderSize(headerSize), traceOffset(-1), moreRecent(nullptr), lessRecent(nullptr),
       order(nullptr), arrivalNo(0), pendingEntries(0), scratchFileNo(0)
 {
+    clearTraceHeader();
 }
 
 SeisTrace::SeisTrace(int length, int headerSize) : SeisTrace(length, headerSize, SamplesFollow())
@@ -343,8 +346,10 @@ void SeisTrace::expandHeader(int n)
     unsigned char* header = takeBlock<unsigned char>(size);
     if (header == nullptr)
         return;
+    const int kept = traceHeader != nullptr ? std::max(traceHeaderSize, 0) : 0;
+    std::memset(header + kept, 0, static_cast<std::size_t>(size - kept));
     if (traceHeader != nullptr) {
-        copyBytes(header, traceHeader, traceHeaderSize);
+        copyBytes(header, traceHeader, kept);
         JobManager::getInstance()->freeResource(traceHeader);
     }
     traceHeader = header;

@@ -20,6 +20,15 @@ int endOf(const traceAttIdent& ident)
     return ident.offset + ident.size;
 }
 
+inline void touchTrace(ScratchManager* manager, SeisTrace* trace)
+{
+    if (manager != nullptr)
+        manager->touchTrace(trace);
+    else if (trace->traceOffset >= 0)
+        // Paged out before paging was switched off here, or while it was in another set.
+        ScratchManager::getInstance()->restoreFromScratch(trace);
+}
+
 // Layouts of absurd dimensions have wrapped; only the traces' own checks can deal with those.
 bool isSane(const traceAttIdent& ident)
 {
@@ -130,20 +139,26 @@ void SeisTraceSet::setNumberOfTraces(int n)
 SeisTrace* SeisTraceSet::getTrace(int traceNo, bool touchScratch)
 {
     const std::size_t index = static_cast<std::size_t>(traceNo);
-    if (index >= traces.size()) {
-        if (traceNo < 0 || traceNo == INT_MAX)
-            return nullptr;
-        setNumberOfTraces(traceNo + 1);
-    }
+    if (index >= traces.size() && !makeTracesTo(traceNo))
+        return nullptr;
     SeisTrace* trace = traces[index];
-    if (trace == nullptr || !touchScratch)
-        return trace;
-    if (scratchManager != nullptr)
-        scratchManager->touchTrace(trace);
-    else if (trace->traceOffset >= 0)
-        // Paged out before paging was switched off here, or while it was in another set.
-        ScratchManager::getInstance()->restoreFromScratch(trace);
+    if (touchScratch && trace != nullptr)
+        touchTrace(scratchManager, trace);
     return trace;
+}
+
+bool SeisTraceSet::makeTracesTo(int traceNo)
+{
+    if (traceNo < 0 || traceNo == INT_MAX)
+        return false;
+    setNumberOfTraces(traceNo + 1);
+    return true;
+}
+
+void SeisTraceSet::touch(SeisTrace* trace)
+{
+    if (trace != nullptr)
+        touchTrace(scratchManager, trace);
 }
 
 void SeisTraceSet::setTrace(SeisTrace* trace, int traceNo)
@@ -156,11 +171,25 @@ void SeisTraceSet::setTrace(SeisTrace* trace, int traceNo)
         addTrace(trace);
 }
 
+// A touch can move others to the scratch file. Where it would not, the trace need not come to the
+// front of an order that it is about to leave.
+SeisTrace* SeisTraceSet::getLeavingTrace(int traceNo)
+{
+    SeisTrace* trace = getTrace(traceNo, false);
+    if (trace != nullptr && (scratchManager == nullptr || !scratchManager->isAtRest(trace)))
+        touchTrace(scratchManager, trace);
+    return trace;
+}
+
 void SeisTraceSet::removeTrace(int traceNo)
 {
-    if (traceNo < 0 || traceNo == INT_MAX)
-        return;
-    SeisTrace* trace = getTrace(traceNo, true);
+    SeisTrace* trace = getLeavingTrace(traceNo);
+    if (static_cast<std::size_t>(traceNo) < traces.size())
+        destroyTrace(trace, traceNo);
+}
+
+void SeisTraceSet::destroyTrace(SeisTrace* trace, int traceNo)
+{
     traceLeaves(trace, traceNo, false);
     delete trace;
     traces.erase(traces.begin() + traceNo);
@@ -341,7 +370,7 @@ int SeisTraceSet::moveFromTrace(SeisTraceSet* src, int traceNoFrom, int traceNoT
         return 0;
     if (src == this && traceNoFrom == traceNoTo)
         return 1;
-    src->setTrace(nullptr, traceNoFrom);
+    src->traces[static_cast<std::size_t>(traceNoFrom)] = nullptr;
     src->traceLeaves(trace, traceNoFrom, true);
     setTrace(trace, traceNoTo);
     return 1;

@@ -153,10 +153,17 @@ protected:
     /// `trace` (null where it has been moved away) leaves entry `traceNo`: it has been moved to
     /// another set and the entry is null now, or the trace is to be destroyed and the entry erased.
     virtual void traceLeaves(SeisTrace* trace, int traceNo, bool entryStays);
+    /// Brings `trace` (which may be null) into memory and marks it as used.
+    void touch(SeisTrace* trace);
+    /// The trace as `getTrace` gives it, touched as far as other traces notice.
+    SeisTrace* getLeavingTrace(int traceNo);
+    /// The rest of `removeTrace` for that trace, or null. Requires: there is an entry `traceNo`.
+    void destroyTrace(SeisTrace* trace, int traceNo);
 
 private:
     mutable RecentNames<traceAttIdent> recentNames; // of attrDefs
 
+    [[gnu::noinline]] bool makeTracesTo(int traceNo);
     traceAttIdent* knownPlace(std::string_view name) const;
     UniVar valueAt(const traceAttIdent& ident, int traceNo);
     traceAttIdent& place(const std::string& name);

@@ -127,6 +127,9 @@ private:
     template <typename List>
     static auto findEmpty(List& entries, int64_t arrivalNo) -> decltype(entries.begin())
     {
+        if (!entries.empty() && entries.front().arrivalNo == arrivalNo &&
+            entries.front().trace == nullptr)
+            return entries.begin();
         return findAmong(entries, arrivalNo, nullptr);
     }
 

@@ -188,6 +188,36 @@ TEST_F(DataChannelTest, EmptyQueueCountsZeroAndNotTheChannel)
     EXPECT_EQ(channel.getNumberOfTraces(), 1);
 }
 
+TEST_F(DataChannelTest, QueueThatTheHostErasesIsForgotten)
+{
+    attachConsumers();
+    add();
+    add();
+    channel.removeInputTrace(&a, 0);
+    ASSERT_EQ(channel.getNumberOfInputTraces(&a), 1);
+
+    channel.moduleTraces.erase(&a);
+
+    EXPECT_EQ(channel.getNumberOfInputTraces(&a), 2) << "as if no trace had reached it";
+    EXPECT_EQ(channel.getNumberOfInputTraces(&b), 2);
+    SeisTrace* third = add();
+    EXPECT_THAT(queueOf(a), ElementsAre(third));
+}
+
+TEST_F(DataChannelTest, ConsumersAreNotMistakenForEachOther)
+{
+    attachConsumers();
+    for (int i = 0; i < 3; ++i)
+        add();
+    channel.removeInputTrace(&a, 0);
+    channel.removeInputTrace(&a, 1);
+    for (int i = 0; i < 2; ++i) {
+        EXPECT_EQ(channel.getNumberOfInputTraces(&a), 1);
+        EXPECT_EQ(channel.getNumberOfInputTraces(&b), 3);
+        EXPECT_EQ(channel.getNumberOfInputTraces(&c), 3) << "it has no queue";
+    }
+}
+
 TEST_F(DataChannelTest, AskingNeverMakesAQueue)
 {
     attachConsumers();

@@ -120,6 +120,24 @@ TEST(FrontArrayTest, CopyIsIndependent)
     EXPECT_THAT(elementsOf(copy), ElementsAre(1, 2));
 }
 
+TEST(FrontArrayTest, AssignedArrayIsIndependent)
+{
+    FrontArray<int> array = arrayOf(3);
+    FrontArray<int> copy = arrayOf(20);
+    copy = array;
+    array.pop_front();
+    EXPECT_THAT(elementsOf(copy), ElementsAre(0, 1, 2));
+}
+
+TEST(FrontArrayTest, ElementOfTheArrayItselfCanBeAppended)
+{
+    FrontArray<int> array = arrayOf(1);
+    for (int i = 0; i < 100; ++i)
+        array.push_back(array.front());
+    EXPECT_THAT(elementsOf(array), testing::Each(0));
+    EXPECT_EQ(array.size(), 101u);
+}
+
 TEST(FrontArrayTest, BehavesLikeADequeUnderRandomOperations)
 {
     for (unsigned seed = 1; seed <= 20; ++seed) {

@@ -472,6 +472,34 @@ TEST_F(SeisTraceSetTest, RemovingReadsAPagedOutTraceBackFirst)
     EXPECT_EQ(second->traceOffset, 0) << "in the record that the first left";
 }
 
+TEST_F(SeisTraceSetTest, RemovingPagesOutWhatALoweredLimitNoLongerAllows)
+{
+    set.setTraceLength(3);
+    for (int i = 0; i < 4; ++i)
+        set.getTrace(i, true);
+    SeisTrace* second = set.getTrace(1, false);
+    SeisTrace* third = set.getTrace(2, false);
+    SeisTrace* fourth = set.getTrace(3, false);
+    ScratchManager::MAX_TRACES_IN_SCRATCH_V = 2;
+
+    set.removeTrace(0);
+
+    EXPECT_THAT(order(), ElementsAre(fourth)) << "the first one came to the front before it left";
+    EXPECT_EQ(second->traceOffset, 0);
+    EXPECT_EQ(third->traceOffset, 12);
+    EXPECT_TRUE(isResident(*fourth));
+}
+
+TEST_F(SeisTraceSetTest, RemovingWithinTheLimitLeavesTheOrderOfTheOthers)
+{
+    for (int i = 0; i < 3; ++i)
+        set.getTrace(i, true);
+    SeisTrace* first = set.getTrace(0, false);
+    SeisTrace* third = set.getTrace(2, false);
+    set.removeTrace(1);
+    EXPECT_THAT(order(), ElementsAre(third, first));
+}
+
 TEST_F(SeisTraceSetTest, ClearingZeroesEveryTraceAndKeepsIt)
 {
     ScratchManager::MAX_TRACES_IN_SCRATCH_V = 1;

@@ -26,7 +26,7 @@ MemoryBook& MemoryBook::makeBook()
 
 MemoryBook::MemoryBook() : jobs(1, nullptr), modules(1, nullptr)
 {
-    resize(fewestPlaces);
+    resize(fewestBuckets);
 }
 
 uint32_t MemoryBook::open(BlockMap* map)
@@ -45,13 +45,15 @@ uint32_t MemoryBook::open(BlockMap* map)
 void MemoryBook::close(BlockMap* map)
 {
     if (!map->empty()) {
-        for (Entry& entry : table) {
-            if (entry.block == nullptr || !map->lists(entry))
-                continue;
-            if (map->getModule() != nullptr)
-                entry.module = 0;
-            else
-                entry.job = 0;
+        for (Bucket& bucket : table) {
+            for (Entry& entry : bucket.entries) {
+                if (entry.block == nullptr || !map->lists(entry))
+                    continue;
+                if (map->getModule() != nullptr)
+                    entry.module = 0;
+                else
+                    entry.job = 0;
+            }
         }
         // Leaves out the entries that nobody holds now. Without memory they stay until the next
         // change of size: maps are closed by destructors.
@@ -60,76 +62,86 @@ void MemoryBook::close(BlockMap* map)
     (map->getModule() != nullptr ? modules : jobs)[map->number] = nullptr;
 }
 
-// A free place for `address`, which the holders no longer list.
-std::size_t MemoryBook::placeFor(void* address, BlockMap* job, BlockMap* module)
+// A free entry for `address`, which the holders no longer list.
+MemoryBook::Entry& MemoryBook::entryFor(void* address, BlockMap* job, BlockMap* module)
 {
-    const void* block = keyOf(address);
-    std::size_t place = home(block);
-    while (table[place].block != nullptr && table[place].block != block)
-        place = next(place);
-    if (table[place].block == nullptr)
-        return place;
     visit(address, [=, this](Entry& entry) {
         if (job != nullptr && job->lists(entry))
             removeJob(entry);
         if (module != nullptr && module->lists(entry))
             removeModule(entry);
     });
-    return freePlace(block);
+    return freeEntry(keyOf(address));
 }
 
 const MemoryBook::Entry* MemoryBook::find(const BlockMap* map, const void* address) const
 {
     const void* block = keyOf(const_cast<void*>(address));
-    for (std::size_t i = home(block); table[i].block != nullptr; i = next(i)) {
-        if (table[i].block == block && map->lists(table[i]))
-            return &table[i];
+    std::size_t bucket = home(block);
+    for (std::size_t looked = 0; looked <= mask; ++looked, bucket = next(bucket)) {
+        for (const Entry& entry : table[bucket].entries) {
+            if (entry.block == block && map->lists(entry))
+                return &entry;
+        }
+        if (census[bucket].passed == 0)
+            break;
     }
     return nullptr;
 }
 
-std::size_t MemoryBook::freePlace(const void* block) const
+// Requires: there is a free place in the table.
+MemoryBook::Entry& MemoryBook::freeEntry(const void* block)
 {
-    std::size_t place = home(block);
-    while (table[place].block != nullptr)
-        place = next(place);
-    return place;
-}
-
-void MemoryBook::eraseUnheld(const void* block)
-{
-    std::size_t i = home(block);
-    while (table[i].block != nullptr) {
-        const Entry& entry = table[i];
-        if (entry.block == block && entry.job == 0 && entry.module == 0)
-            erase(i); // another entry may have moved here: look again
-        else
-            i = next(i);
+    std::size_t bucket = home(block);
+    for (; census[bucket].filled == table[bucket].entries.size(); bucket = next(bucket)) {
+        if (census[bucket].passed < mostPassed)
+            ++census[bucket].passed;
     }
+    ++census[bucket].filled;
+    Entry* entry = table[bucket].entries.data();
+    while (entry->block != nullptr)
+        ++entry;
+    return *entry;
 }
 
-bool MemoryBook::tryResize(std::size_t places)
+// A bucket that too many have passed to be counted is one that no search ends at, which is slower
+// and not wrong; the next change of size counts anew.
+void MemoryBook::erase(Entry& entry, std::size_t bucket)
+{
+    for (std::size_t i = home(entry.block); i != bucket; i = next(i)) {
+        if (census[i].passed < mostPassed)
+            --census[i].passed;
+    }
+    --census[bucket].filled;
+    entry = Entry{};
+    --used;
+}
+
+bool MemoryBook::tryResize(std::size_t buckets)
 {
     try {
-        resize(places);
+        resize(buckets);
         return true;
     } catch (const std::bad_alloc&) {
         return false;
     }
 }
 
-void MemoryBook::resize(std::size_t places)
+void MemoryBook::resize(std::size_t buckets)
 {
-    std::vector<Entry> former(places, Entry{});
+    std::vector<Bucket> former(buckets, Bucket{});
+    census.assign(buckets, Census{});
     former.swap(table);
-    shift = 64u - static_cast<unsigned>(std::countr_zero(places));
-    mask = places - 1;
-    mostUsed = places / 4 * 3;
+    shift = 64u - static_cast<unsigned>(std::countr_zero(buckets));
+    mask = buckets - 1;
+    mostUsed = buckets * 3;
     used = 0;
-    for (const Entry& entry : former) {
-        if (entry.block != nullptr && (entry.job != 0 || entry.module != 0)) {
-            table[freePlace(entry.block)] = entry;
-            ++used;
+    for (const Bucket& bucket : former) {
+        for (const Entry& entry : bucket.entries) {
+            if (entry.block != nullptr && (entry.job != 0 || entry.module != 0)) {
+                freeEntry(entry.block) = entry;
+                ++used;
+            }
         }
     }
 }
@@ -189,10 +201,9 @@ BlockMap::const_iterator BlockMap::end() const
 std::shared_ptr<const BlockMap::const_iterator::Blocks> BlockMap::snapshot() const
 {
     const_iterator::Blocks blocks;
-    for (const MemoryBook::Entry& entry : MemoryBook::instance().entries()) {
-        if (entry.block != nullptr && lists(entry))
-            blocks.emplace(MemoryBook::addressOf(entry), entry.size);
-    }
+    MemoryBook::instance().forEach(this, [&](const MemoryBook::Entry& entry) {
+        blocks.emplace(MemoryBook::addressOf(entry), entry.size);
+    });
     return std::make_shared<const const_iterator::Blocks>(std::move(blocks));
 }
 

@@ -6,6 +6,7 @@
 
 #include "vorn_export.h"
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <iterator>
@@ -23,6 +24,11 @@ class ModuleEntity;
 /// (An ordered map for the job and one for each module cost twice as much as the blocks
 /// themselves.)
 ///
+/// The table consists of buckets of the size of a cache line, so that taking and freeing a block
+/// each look at one line of memory, however full the table is. An entry lies in the bucket that its
+/// address leads to, or, where that is full, in one behind it; each bucket counts the entries that
+/// have gone past it, and a search ends at one that none has passed.
+///
 /// A block has one entry as a rule. It has more when a module that is no longer of the job, or one
 /// whose block was freed behind the kernel's back, still lists the address.
 class MemoryBook
@@ -30,7 +36,7 @@ class MemoryBook
 public:
     struct Entry
     {
-        void* block;     // null: a free place of the table
+        void* block;     // null: a free place of its bucket
         int32_t size;    // bytes
         uint16_t module; // number of the module's map; 0 when no module lists the block
         uint8_t job;     // number of the job's map; 0 when no job lists the block
@@ -61,9 +67,11 @@ public:
 
     /// The entry of `block` that `map` listed, or null.
     const Entry* find(const BlockMap* map, const void* address) const;
-    const std::vector<Entry>& entries() const { return table; }
+    /// Calls `look(const Entry&)` for every entry that `map` lists, in no order.
+    template <typename Look>
+    void forEach(const BlockMap* map, Look look) const;
 
-    /// The address that an entry of `entries` stands for.
+    /// The address that an entry stands for.
     static void* addressOf(const Entry& entry)
     {
         return entry.block == keyOf(nullptr) ? nullptr : entry.block;
@@ -77,29 +85,42 @@ private:
     static MemoryBook* book;
     static MemoryBook& makeBook();
 
+    struct alignas(64) Bucket
+    {
+        std::array<Entry, 4> entries;
+    };
+    struct Census
+    {
+        uint8_t filled; // entries in the bucket
+        uint8_t passed; // entries that were led here and lie further on; stays at `mostPassed`
+        bool operator==(const Census&) const = default;
+    };
+
     MemoryBook();
-    // Blocks of the heap are 16 bytes apart at least; the multiplication spreads neighbours.
+    // The bucket that a block is led to. Blocks of the heap are 16 bytes apart at least; the
+    // multiplication spreads neighbours.
     std::size_t home(const void* block) const
     {
         return ((reinterpret_cast<uintptr_t>(block) >> 4) * 0x9E3779B97F4A7C15ull) >> shift;
     }
-    std::size_t next(std::size_t place) const { return (place + 1) & mask; }
-    std::size_t freePlace(const void* block) const;
-    std::size_t placeFor(void* address, BlockMap* job, BlockMap* module);
+    std::size_t next(std::size_t bucket) const { return (bucket + 1) & mask; }
+    Entry& freeEntry(const void* block);
+    Entry& entryFor(void* address, BlockMap* job, BlockMap* module);
     template <typename Strike>
     void visitAll(void* block, Strike strike);
-    void eraseUnheld(const void* block);
-    inline void erase(std::size_t place);
+    void erase(Entry& entry, std::size_t bucket);
     inline void shrink();
-    void resize(std::size_t places);
-    bool tryResize(std::size_t places);
+    void resize(std::size_t buckets);
+    bool tryResize(std::size_t buckets);
 
-    static constexpr std::size_t fewestPlaces = 1024;
+    static constexpr std::size_t fewestBuckets = 256;
+    static constexpr uint8_t mostPassed = 255;
 
-    std::vector<Entry> table; // a power of two, never full: open addressing, linear probing
-    std::size_t mask = 0;     // the table's size - 1
-    std::size_t used = 0;     // entries
-    std::size_t mostUsed = 0; // as many at this size
+    std::vector<Bucket> table;  // a power of two
+    std::vector<Census> census; // of each bucket
+    std::size_t mask = 0;       // the table's size - 1
+    std::size_t used = 0;       // entries
+    std::size_t mostUsed = 0;   // as many at this size: three quarters of all places
     unsigned shift = 0;
     std::vector<BlockMap*> jobs;    // by number
     std::vector<BlockMap*> modules; // by number
@@ -200,12 +221,13 @@ inline void MemoryBook::enter(void* address, int32_t size, BlockMap* job, BlockM
     void* block = keyOf(address);
     if (used >= mostUsed)
         resize(table.size() * 2);
-    std::size_t place = home(block);
-    if (table[place].block != nullptr)
-        place = placeFor(address, job, module);
+    const std::size_t bucket = home(block);
+    const bool nobodyHere = census[bucket] == Census{0, 0};
+    Entry& entry = nobodyHere ? table[bucket].entries[0] : entryFor(address, job, module);
+    if (nobodyHere)
+        census[bucket].filled = 1;
 
     // Field by field, each as wide as it is read: an entry copied as a whole waits for its parts.
-    Entry& entry = table[place];
     entry.block = block;
     entry.size = size;
     entry.own = own ? 1 : 0;
@@ -220,42 +242,28 @@ inline void MemoryBook::enter(void* address, int32_t size, BlockMap* job, BlockM
     }
 }
 
-// Closes the gap by moving later entries of the run towards their home, so that runs stay unbroken.
-inline void MemoryBook::erase(std::size_t place)
-{
-    Entry* const entries = table.data();
-    for (std::size_t i = next(place); entries[i].block != nullptr; i = next(i)) {
-        const std::size_t fromHome = (i - home(entries[i].block)) & mask;
-        if (fromHome >= ((i - place) & mask)) {
-            entries[place] = entries[i];
-            place = i;
-        }
-    }
-    entries[place] = Entry{};
-    --used;
-}
-
 // A table that has become far too large slows down whoever goes through all entries.
 inline void MemoryBook::shrink()
 {
-    if (used * 8 <= mask && table.size() > fewestPlaces)
+    if (used * 2 <= mask && table.size() > fewestBuckets)
         tryResize(table.size() / 2); // freeing must not fail
 }
 
-// Most blocks have one entry, at home, with nothing behind it.
+// Where few blocks are alive, most are alone in their bucket.
 template <typename Strike>
 void MemoryBook::visit(void* address, Strike strike)
 {
     void* block = keyOf(address);
-    const std::size_t place = home(block);
-    Entry& entry = table[place];
-    if (entry.block != block || table[next(place)].block != nullptr) {
+    const std::size_t bucket = home(block);
+    Entry& entry = table[bucket].entries[0];
+    if (census[bucket] != Census{1, 0} || entry.block != block) {
         visitAll(block, strike);
         return;
     }
     strike(entry);
     if (entry.job == 0 && entry.module == 0) {
         entry = Entry{};
+        census[bucket].filled = 0;
         --used;
         shrink();
     }
@@ -264,26 +272,34 @@ void MemoryBook::visit(void* address, Strike strike)
 template <typename Strike>
 [[gnu::noinline]] void MemoryBook::visitAll(void* block, Strike strike)
 {
-    Entry* const entries = table.data();
-    std::size_t unheld = 0; // entries
-    std::size_t place = 0;  // of the last one
-    for (std::size_t i = home(block); entries[i].block != nullptr; i = next(i)) {
-        Entry& entry = entries[i];
-        if (entry.block != block)
-            continue;
-        strike(entry);
-        if (entry.job == 0 && entry.module == 0) {
-            ++unheld;
-            place = i;
+    bool erased = false;
+    std::size_t bucket = home(block);
+    for (std::size_t looked = 0; looked <= mask; ++looked, bucket = next(bucket)) {
+        for (Entry& entry : table[bucket].entries) {
+            if (entry.block != block)
+                continue;
+            strike(entry);
+            if (entry.job == 0 && entry.module == 0) {
+                erase(entry, bucket);
+                erased = true;
+            }
+        }
+        if (census[bucket].passed == 0)
+            break;
+    }
+    if (erased)
+        shrink();
+}
+
+template <typename Look>
+void MemoryBook::forEach(const BlockMap* map, Look look) const
+{
+    for (const Bucket& bucket : table) {
+        for (const Entry& entry : bucket.entries) {
+            if (entry.block != nullptr && map->lists(entry))
+                look(entry);
         }
     }
-    if (unheld == 0)
-        return;
-    if (unheld == 1)
-        erase(place);
-    else
-        eraseUnheld(block);
-    shrink();
 }
 
 #endif

@@ -38,9 +38,20 @@ add_compile_options(
     "$<${VORN_HARDENED}:-fstack-protector-strong>")
 add_link_options("$<${VORN_HARDENED}:LINKER:-z,relro;LINKER:-z,now>")
 
+# Nothing is compiled in another way but that the kernel gives every block back to the heap.
+option(VORN_VALGRIND "Run the tests under valgrind" OFF)
+if(VORN_VALGRIND AND VORN_SANITIZE)
+    message(FATAL_ERROR "valgrind cannot run what is built with the sanitizers")
+endif()
+
 # Warnings for C and C++ sources of `target`; old-style Fortran cannot do without warnings.
+# With CONVERSIONS, of numbers that change by becoming another type as well.
 function(vorn_enable_warnings target)
+    cmake_parse_arguments(PARSE_ARGV 1 arg "CONVERSIONS" "" "")
     set(warnings -Wall -Wextra -Wpedantic -Wshadow)
+    if(arg_CONVERSIONS)
+        list(APPEND warnings -Wconversion -Wsign-conversion)
+    endif()
     if(VORN_WERROR)
         list(APPEND warnings -Werror)
     endif()

@@ -136,8 +136,10 @@ int bandpass_apply(bandpass_filter* filter, float* samples)
 
     fftwf_execute(filter->forward);
     for (i = 0; i < bins; ++i) {
-        filter->buffer[2 * i] *= filter->gains[i];
-        filter->buffer[2 * i + 1] *= filter->gains[i];
+        float* bin = filter->buffer + 2 * (size_t)i;
+
+        bin[0] *= filter->gains[i];
+        bin[1] *= filter->gains[i];
     }
     fftwf_execute(filter->backward);
 

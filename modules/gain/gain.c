@@ -230,7 +230,7 @@ static void write_history(const settings* read)
         append(text, sizeof text, " time_power=%g", read->time_power);
     if (read->exponent != 0)
         append(text, sizeof text, " exponent=%g 1/s", read->exponent);
-    strcat(text, balances[read->balance]);
+    strncat(text, balances[read->balance], sizeof text - strlen(text) - 1);
     if (read->factor != 1)
         append(text, sizeof text, " factor=%g", read->factor);
     if (read->clip > 0)

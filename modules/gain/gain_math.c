@@ -36,7 +36,7 @@ static double greatest(const float* samples, int count)
     int i;
 
     for (i = 0; i < count; ++i) {
-        const double amplitude = fabs(samples[i]);
+        const double amplitude = fabsf(samples[i]);
         if (amplitude > level && amplitude <= FLT_MAX)
             level = amplitude;
     }
@@ -54,7 +54,7 @@ double gain_level_of(gain_level kind, const float* samples, int count)
     if (kind == GAIN_LEVEL_MAX)
         return greatest(samples, count);
     for (i = 0; i < count; ++i) {
-        const double amplitude = fabs(samples[i]);
+        const double amplitude = fabsf(samples[i]);
         if (!(amplitude <= FLT_MAX))
             continue;
         sum += kind == GAIN_LEVEL_RMS ? amplitude * amplitude : amplitude;

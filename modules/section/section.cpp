@@ -71,7 +71,7 @@ std::string textParameter(const char* name, const std::string& otherwise)
 
 std::string choiceParameter(const char* name, const std::vector<std::string>& choices)
 {
-    const std::string given = textParameter(name, choices.front());
+    std::string given = textParameter(name, choices.front());
     if (std::find(choices.begin(), choices.end(), given) != choices.end())
         return given;
     std::string list;

@@ -109,8 +109,9 @@ int spectrum_add(spectrum_sum* sum, const float* samples, int count, int64_t fir
         sum->buffer[i] = sum->buffer[i] / greatest * sum->weights[i];
     fftwf_execute(sum->plan);
     for (i = 0; i <= sum->samples; ++i) {
-        const double re = sum->buffer[2 * i];
-        const double im = sum->buffer[2 * i + 1];
+        const float* bin = sum->buffer + 2 * (size_t)i;
+        const double re = bin[0];
+        const double im = bin[1];
         sum->sums[i] += greatest * sqrt(re * re + im * im);
     }
     ++sum->traces;

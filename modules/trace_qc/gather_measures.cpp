@@ -191,6 +191,7 @@ judgePolarity(int traces,
             before.pop_back();
     }
     std::vector<PolarityVerdict> verdicts;
+    verdicts.reserve(static_cast<std::size_t>(traces));
     for (int trace = 0; trace < traces; ++trace)
         verdicts.push_back(judgeTrace(trace, traces, pairs, rule));
     return verdicts;

@@ -213,8 +213,9 @@ DominantFrequency FrequencyMeter::measure(std::span<const float> samples, double
 
     const int bins = length / 2 + 1;
     const auto energy = [&](int bin) {
-        const double re = buffer[2 * bin];
-        const double im = buffer[2 * bin + 1];
+        const float* value = buffer + 2 * static_cast<std::ptrdiff_t>(bin);
+        const double re = value[0];
+        const double im = value[1];
         return re * re + im * im;
     };
     const auto count = static_cast<double>(samples.size());

@@ -92,6 +92,7 @@ std::string examplesText(const std::vector<ExampleSpec>& examples)
 std::vector<std::pair<std::string, std::string>> optionRows(const std::vector<OptionSpec>& options)
 {
     std::vector<std::pair<std::string, std::string>> rows;
+    rows.reserve(options.size() + 1);
     for (const OptionSpec& option : options)
         rows.emplace_back(optionHead(option), optionText(option));
     rows.emplace_back("-h, --help", "show this help");

@@ -149,7 +149,7 @@ std::string drawDot(const std::string& dot, const std::string& format)
                            std::strerror(error));
     childInput.reset();
     childOutput.reset();
-    const std::string picture = converse(input, output, dot);
+    std::string picture = converse(input, output, dot);
     input.reset();
     output.reset();
     int status = 0;

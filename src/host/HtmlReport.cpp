@@ -72,10 +72,10 @@ class HtmlTable
 {
 public:
     HtmlTable(const std::string& label, std::vector<Column> columnsOfTable)
-        : columns(std::move(columnsOfTable))
+        : columns(std::move(columnsOfTable)),
+          out("<div class=\"scroll\" role=\"region\" tabindex=\"0\" aria-label=\"" + label +
+              "\"><table>\n<thead><tr>")
     {
-        out = "<div class=\"scroll\" role=\"region\" tabindex=\"0\" aria-label=\"" + label +
-              "\"><table>\n<thead><tr>";
         for (const Column& column : columns)
             out +=
                 "<th scope=\"col\"" + classAttribute(column.classes) + ">" + column.title + "</th>";
@@ -136,6 +136,7 @@ std::vector<MessageGroup> groupsOf(const RunResult& result, int from, int to)
         group.messages.push_back(&message);
     }
     std::vector<MessageGroup> sorted;
+    sorted.reserve(groups.size());
     for (auto& [key, group] : groups)
         sorted.push_back(std::move(group));
     return sorted;
@@ -522,6 +523,7 @@ std::string moduleVersions(const RunResult& result)
     for (const RunModule& module : result.modules)
         versions.emplace(module.module, module.version);
     std::vector<std::string> list;
+    list.reserve(versions.size());
     for (const auto& [module, version] : versions)
         list.push_back(module + (version.empty() ? "" : " " + version));
     return joined(list, ", ");

@@ -205,6 +205,7 @@ std::vector<ResolvedAttribute> checkAttributes(const JobFile& job,
         warnOfUnknownReads(job, modules, defined, diagnostics);
 
     std::vector<ResolvedAttribute> attributes;
+    attributes.reserve(defined.size());
     for (const auto& one : defined)
         attributes.push_back(one.second);
     return attributes;

@@ -282,7 +282,7 @@ void JobRunner::runPhases()
 {
     JobManager& kernel = manager();
     enter("preparing");
-    bool good = guarded([&] { return kernel.preProcessJob(); });
+    const bool good = guarded([&] { return kernel.preProcessJob(); });
     noteOrder();
     noteMicros(&RunStatistics::preprocessMicros);
 
@@ -291,7 +291,7 @@ void JobRunner::runPhases()
         const Clock::time_point began = Clock::now();
         live.processingSince.store(std::chrono::duration<double>(began.time_since_epoch()).count());
         enter("processing");
-        good = guarded([&] { return kernel.processJob(); });
+        guarded([&] { return kernel.processJob(); });
         result.processWallMicros = microsSince(began);
     }
     noteMicros(&RunStatistics::processMicros);

@@ -77,7 +77,7 @@ public:
 private:
     std::string readModuleName(YamlFields& fields, const std::string& expected)
     {
-        const std::string name = fields.requiredText("module").value_or(expected);
+        std::string name = fields.requiredText("module").value_or(expected);
         if (name != expected)
             diagnostics.error(fields.place(),
                               fmt::format("the manifest is of the module {}; expected {}, as the "
@@ -154,6 +154,7 @@ private:
     void readType(YamlFields& fields, ParameterSpec& spec)
     {
         std::vector<std::string> names;
+        names.reserve(std::size(typeNames));
         for (const auto& one : typeNames)
             names.emplace_back(one.second);
         fields.requiredText("type");
@@ -318,6 +319,7 @@ int attributeTypeCode(const std::string& name)
 std::vector<std::string> attributeTypeNames()
 {
     std::vector<std::string> names;
+    names.reserve(std::size(attributeTypes));
     for (const auto& one : attributeTypes)
         names.emplace_back(one.first);
     return names;

@@ -16,7 +16,7 @@ namespace {
 constexpr double pageWidth = 900;
 constexpr double pageHeight = 600;
 constexpr double pixelsPerPoint = 2;
-constexpr std::size_t largestSvg = 256 * 1024;
+constexpr std::size_t largestSvg = 262144;
 constexpr std::size_t mostSvgCommands = 20000;
 
 enum Command

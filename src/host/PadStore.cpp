@@ -24,6 +24,7 @@ int tracesAdded(int ident, void* traceSet, void* store)
     return 0;
 }
 
+// cppcheck-suppress passedByValue ; the call-back's type says so
 int commandAdded(int ident, plotCommandStruct command, void* store)
 {
     static_cast<PadStore*>(store)->addCommand(ident, command);

@@ -202,6 +202,7 @@ ParameterValue integerValue(long long value)
 ParameterValue integerList(const std::vector<long long>& values)
 {
     std::vector<std::string> texts;
+    texts.reserve(values.size());
     for (const long long value : values)
         texts.push_back(std::to_string(value));
     const int count = static_cast<int>(values.size());
@@ -216,6 +217,7 @@ ParameterValue integerList(const std::vector<long long>& values)
 ParameterValue realList(const std::vector<double>& values)
 {
     std::vector<std::string> texts;
+    texts.reserve(values.size());
     for (const double value : values)
         texts.push_back(formatNumber(value));
     return {UniVar(values.data(), static_cast<int>(values.size())), joined(texts, ", "), texts};
@@ -335,7 +337,7 @@ std::optional<ParameterValue> convertParameter(const ParameterSpec& spec, const 
             value->isList() ? value->items : std::vector<YamlValue>{value};
         if (value->isList())
             converter.enterList();
-        const auto converted = convertList(spec, items, converter);
+        auto converted = convertList(spec, items, converter);
         if (converted && !countFits(spec, items.size())) {
             diagnostics.error(value->place,
                               fmt::format("{} has {}; expected {}", subject,

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cmath>
 #include <fmt/format.h>
 #include <vector>
 
@@ -33,7 +34,7 @@ std::string leftText(const ProgressState& state)
     const double part = share(state);
     if (part <= 0 || state.seconds < 0.5)
         return "";
-    const auto left = static_cast<long long>(state.seconds / part * (1 - part) + 0.5);
+    const auto left = std::llround(state.seconds / part * (1 - part));
     if (left >= 3600)
         return fmt::format("{}:{:02}:{:02} left", left / 3600, left % 3600 / 60, left % 60);
     return fmt::format("{}:{:02} left", left / 60, left % 60);

@@ -251,6 +251,7 @@ std::string wrapped(std::string_view text, int width, int indent)
 
 int displayWidth(std::string_view text)
 {
+    // cppcheck-suppress invalidLifetime ; it takes callers' variables for what `text` refers to
     return static_cast<int>(std::count_if(text.begin(), text.end(), [](char c) {
         return (static_cast<unsigned char>(c) & 0xc0) != 0x80;
     }));

@@ -252,7 +252,7 @@ int getOrMakeGroup(const Source& source, void** out)
     if (!source.present()) {
         auto made = std::make_unique<GroupEntity>();
         if (source.store(UniVar(made.get())) != 0)
-            made.release();
+            static_cast<void>(made.release());
     }
     return getGroup(source, out);
 }

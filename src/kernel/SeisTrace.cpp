@@ -79,6 +79,7 @@ void writeArray(unsigned char* to, int size, const T* elements, int count)
 void writeText(unsigned char* to, int size, const std::string& text)
 {
     const std::size_t used = std::min(text.size(), static_cast<std::size_t>(size));
+    // NOLINTNEXTLINE(bugprone-not-null-terminated-result): fields of fixed size, zeros only behind
     std::memcpy(to, text.data(), used);
     std::memset(to + used, 0, static_cast<std::size_t>(size) - used);
 }

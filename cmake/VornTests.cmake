@@ -1,0 +1,45 @@
+# vorn_discover_tests(<target> [TIMEOUT <seconds>] [NOT_UNDER_VALGRIND <pattern>...])
+#
+# Makes each test of the GoogleTest executable one of ctest's, of at most 600 seconds by default. With
+# VORN_VALGRIND, a test of ctest is a whole suite under valgrind, since each start takes seconds.
+# NOT_UNDER_VALGRIND leaves tests out (patterns as for --gtest_filter), besides those that say in their
+# name that they are about costs: they compare times or processors' counts.
+#
+# vorn_add_program_test(<name> <target> [<argument>...])
+#
+# The test <name> of a program that is no GoogleTest, under valgrind with VORN_VALGRIND.
+include(GoogleTest)
+
+set(VORN_TEST_LAUNCHER "")
+if(VORN_VALGRIND)
+    find_program(VORN_VALGRIND_PROGRAM valgrind REQUIRED)
+    set(VORN_TEST_LAUNCHER ${PROJECT_SOURCE_DIR}/tests/support/valgrind.sh)
+endif()
+set(VORN_SUITES_SCRIPT ${CMAKE_CURRENT_LIST_DIR}/VornTestSuites.cmake)
+
+function(vorn_discover_tests target)
+    cmake_parse_arguments(PARSE_ARGV 1 arg "" "TIMEOUT" "NOT_UNDER_VALGRIND")
+    if(NOT arg_TIMEOUT)
+        set(arg_TIMEOUT 600)
+    endif()
+    if(NOT VORN_VALGRIND)
+        gtest_discover_tests(${target}
+            DISCOVERY_MODE PRE_TEST
+            DISCOVERY_TIMEOUT 120
+            PROPERTIES TIMEOUT ${arg_TIMEOUT})
+        return()
+    endif()
+    list(JOIN arg_NOT_UNDER_VALGRIND ":" left_out)
+    set(script ${CMAKE_CURRENT_BINARY_DIR}/${target}_suites.cmake)
+    file(GENERATE OUTPUT ${script} CONTENT
+"set(program [==[$<TARGET_FILE:${target}>]==])
+set(launcher [==[${VORN_TEST_LAUNCHER}]==])
+set(left_out [==[*Cost*:${left_out}]==])
+include([==[${VORN_SUITES_SCRIPT}]==])
+")
+    set_property(DIRECTORY APPEND PROPERTY TEST_INCLUDE_FILES ${script})
+endfunction()
+
+function(vorn_add_program_test name target)
+    add_test(NAME ${name} COMMAND ${VORN_TEST_LAUNCHER} $<TARGET_FILE:${target}> ${ARGN})
+endfunction()

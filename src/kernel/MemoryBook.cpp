@@ -65,6 +65,26 @@ void MemoryBook::close(BlockMap* map)
 // A free entry for `address`, which the holders no longer list.
 MemoryBook::Entry& MemoryBook::entryFor(void* address, BlockMap* job, BlockMap* module)
 {
+    const std::size_t bucket = home(keyOf(address));
+    if (census[bucket].passed == 0) {
+        Entry* found = nullptr;
+        for (Entry& entry : table[bucket].entries) {
+            if (entry.block == nullptr)
+                found = &entry;
+            else if (entry.block == keyOf(address))
+                return entryAgain(address, job, module);
+        }
+        if (found != nullptr) {
+            ++census[bucket].filled;
+            return *found;
+        }
+    }
+    return entryAgain(address, job, module);
+}
+
+// The same for an address that may be listed already.
+MemoryBook::Entry& MemoryBook::entryAgain(void* address, BlockMap* job, BlockMap* module)
+{
     visit(address, [=, this](Entry& entry) {
         if (job != nullptr && job->lists(entry))
             removeJob(entry);

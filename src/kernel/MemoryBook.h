@@ -106,6 +106,7 @@ private:
     std::size_t next(std::size_t bucket) const { return (bucket + 1) & mask; }
     Entry& freeEntry(const void* block);
     Entry& entryFor(void* address, BlockMap* job, BlockMap* module);
+    Entry& entryAgain(void* address, BlockMap* job, BlockMap* module);
     template <typename Strike>
     void visitAll(void* block, Strike strike);
     void erase(Entry& entry, std::size_t bucket);

@@ -315,7 +315,7 @@ void prepare()
     defineWords(*state, out);
     informTotalTracesNumber(out, state->total());
     keepState(state.get());
-    state.release();
+    static_cast<void>(state.release());
 }
 
 // ---- Trace by trace ----

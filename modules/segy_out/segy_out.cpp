@@ -360,7 +360,7 @@ void prepare()
     refuseSecondWriter(settings.file);
     auto state = std::make_unique<State>(std::move(settings));
     keepState(state.get());
-    state.release();
+    static_cast<void>(state.release());
 }
 
 // Runs `action`; what it throws becomes the module's end.

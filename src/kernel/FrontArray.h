@@ -126,9 +126,9 @@ private:
             return;
         }
         const std::size_t most = size() + wanted;
-        std::unique_ptr<T[]> larger(new T[most]);
-        last = std::copy(first, last, larger.get());
-        room = std::move(larger);
+        std::unique_ptr<T[]> former(new T[most]);
+        former.swap(room);
+        last = std::copy(first, last, room.get());
         first = room.get();
         roomEnd = first + most;
     }

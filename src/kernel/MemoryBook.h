@@ -224,11 +224,14 @@ inline void MemoryBook::enter(void* address, int32_t size, BlockMap* job, BlockM
         resize(table.size() * 2);
     const std::size_t bucket = home(block);
     const bool nobodyHere = census[bucket] == Census{0, 0};
-    Entry& entry = nobodyHere ? table[bucket].entries[0] : entryFor(address, job, module);
+    Entry* free = table[bucket].entries.data();
     if (nobodyHere)
         census[bucket].filled = 1;
+    else
+        free = &entryFor(address, job, module);
 
     // Field by field, each as wide as it is read: an entry copied as a whole waits for its parts.
+    Entry& entry = *free;
     entry.block = block;
     entry.size = size;
     entry.own = own ? 1 : 0;

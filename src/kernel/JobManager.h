@@ -211,7 +211,8 @@ public:
     /// never ends does not end.
     int processJob();
     /// Runs every post-process entry once, then deletes channels, work buffers, modules and the
-    /// scratch file.
+    /// scratch file. The first exception that is met on the way (of a module, or std::bad_alloc) is
+    /// thrown when all that is done.
     int postProcessJob();
 
     void sortJobModules();

@@ -207,6 +207,20 @@ TEST_F(SegyTraceFileTest, AProcessThatEndsRemovesWhatIsNotComplete)
     EXPECT_EQ(content(directory / "second.sgy"), "whole");
 }
 
+TEST_F(SegyTraceFileTest, AChildThatEndsLeavesItsParentsFileAlone)
+{
+    OutputFile file(path, true);
+    put(file, "whole");
+    const pid_t child = fork();
+    if (child == 0)
+        std::exit(0);
+    int status = -1;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    ASSERT_EQ(status, 0);
+    file.commit();
+    EXPECT_EQ(content(path), "whole");
+}
+
 TEST_F(SegyTraceFileTest, WhatIsNoRegularFileIsNeverReplaced)
 {
     const std::string pipe = directory / "pipe";

@@ -196,19 +196,22 @@ void InputFile::read(int64_t offset, unsigned char* to, std::size_t count) const
 
 // ---- Output ----
 
-// Runs when the process exits or the library is closed.
+// Runs when the process exits or the library is closed. A child that exits leaves what is its
+// parent's.
 struct UnfinishedFiles
 {
     ~UnfinishedFiles()
     {
-        while (first != nullptr) {
+        while (first != nullptr && getpid() == owner) {
             first->discard();
             first->leave();
         }
     }
     static OutputFile* first;
+    static pid_t owner;
 };
 OutputFile* UnfinishedFiles::first = nullptr;
+pid_t UnfinishedFiles::owner = 0;
 static const UnfinishedFiles unfinished;
 
 void OutputFile::enter()
@@ -218,6 +221,7 @@ void OutputFile::enter()
     if (next != nullptr)
         next->pointer = &next;
     UnfinishedFiles::first = this;
+    UnfinishedFiles::owner = getpid();
 }
 
 void OutputFile::leave() noexcept

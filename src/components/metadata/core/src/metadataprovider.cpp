@@ -73,8 +73,9 @@ std::string createBeside(const std::string& path)
         const int descriptor =
             open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, newFilePermissions);
         if (descriptor != -1) {
-            if (replaces) [[maybe_unused]]
-                const int result = fchmod(descriptor, former.st_mode & 07777);
+            if (replaces) {
+                [[maybe_unused]] const int result = fchmod(descriptor, former.st_mode & 07777);
+            }
             ::close(descriptor);
             return name;
         }

@@ -237,10 +237,12 @@ public:
     /// module; null after a message of type 4 when there is none (a negative size, for one).
     void* allocateResource(int size);
     /// The same with whatever the memory held before, for who writes all of it next.
-    void* allocateUncleared(int size);
+    AccountedBlock allocateUncleared(int size);
     /// Uncharges the block from the job and from every module of the job that lists it, and frees
     /// it, in every case.
     void freeResource(void* ptr);
+    /// The same, without a search where the block says its place.
+    void freeBlock(const AccountedBlock& block);
     /// Gives blocks that were freed, and are kept for the next request of their size, to the heap.
     void releaseSpareBlocks();
     /// @}
@@ -326,6 +328,10 @@ private:
     static void noteEndOfData(ModuleEntity* module, EndOfDataFlags& jobModulesEodFlag);
     bool isOfJob(ModuleEntity* module) const;
     bool isFoundInJob(ModuleEntity* module) const;
+    AccountedBlock enterBlock(void* block, int size);
+    void freeListed(void* ptr);
+    BlockMap* activeModuleMap() const;
+    void chargeActive(int size);
     void deleteChannelsAndBuffers();
     void deleteModules();
     const trAttDefStr* findDefinition(const std::string& name) const;

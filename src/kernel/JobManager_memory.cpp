@@ -2,13 +2,13 @@
 // taken, and uncharged from whoever lists it when it is freed.
 #include "JobManager.h"
 
+#include "BlockBytes.h"
 #include "MemoryBook.h"
 #include "ModuleEntity.h"
 #include "SpareBlocks.h"
 
 #include <algorithm>
 #include <cstdlib>
-#include <cstring>
 #include <malloc.h>
 #include <new>
 
@@ -38,39 +38,56 @@ constinit SpareBlocks spareBlocks;
 
 void* JobManager::allocateResource(int size)
 {
-    void* block = allocateUncleared(size);
+    void* block = allocateUncleared(size).address;
     // Here and not right after malloc: the compiler would make one calloc of the two, which goes
     // past the heap's quickest lists and costs a trace on its way a third more.
     if (block != nullptr)
-        std::memset(block, 0, static_cast<std::size_t>(size));
+        blocks::clear(block, static_cast<std::size_t>(size));
     return block;
 }
 
-void* JobManager::allocateUncleared(int size)
+AccountedBlock JobManager::allocateUncleared(int size)
+{
+    MemoryBook& book = MemoryBook::instance();
+    const AccountedBlock spare = spareBlocks.take(static_cast<std::size_t>(size));
+    MemoryBook::Entry* entry = book.idleEntry(spare.place, spare.address);
+    if (entry == nullptr)
+        return enterBlock(spare.address, size);
+    book.reenter(*entry, &jobMemoryMap, activeModuleMap());
+    chargeActive(size);
+    return spare;
+}
+
+// A block that the book does not know, from the heap where there is none yet.
+AccountedBlock JobManager::enterBlock(void* block, int size)
 {
     // A negative size is a huge request for the heap, which refuses it.
-    const std::size_t bytes = static_cast<std::size_t>(size);
-    void* block = spareBlocks.take(bytes);
     if (block == nullptr)
-        block = std::malloc(bytes);
-    BlockMap* moduleMap = activeModule != nullptr ? &activeModule->moduleMemoryMap : nullptr;
+        block = std::malloc(static_cast<std::size_t>(size));
     if (block != nullptr) {
         try {
-            MemoryBook::instance().enter(block, size, &jobMemoryMap, moduleMap, true);
+            const uint32_t place = MemoryBook::instance().enter(block, size, &jobMemoryMap,
+                                                                activeModuleMap(), MemoryBook::own);
+            chargeActive(size);
+            return {block, place};
         } catch (const std::bad_alloc&) { // the book has no room for it
             std::free(block);
-            block = nullptr;
         }
     }
-    if (block == nullptr) {
-        reportNoMemory(size);
-        return nullptr;
-    }
+    reportNoMemory(size);
+    return {nullptr, MemoryBook::nowhere};
+}
 
+inline BlockMap* JobManager::activeModuleMap() const
+{
+    return activeModule != nullptr ? &activeModule->moduleMemoryMap : nullptr;
+}
+
+inline void JobManager::chargeActive(int size)
+{
     charge(totalJobMemoryUsed, size);
     if (activeModule != nullptr)
         charge(activeModule->totalModuleMemoryUsed, size);
-    return block;
 }
 
 // Modules keep their place in the job, so that freeing a block does not search them.
@@ -91,11 +108,43 @@ bool JobManager::isFoundInJob(ModuleEntity* module) const
 
 void JobManager::freeResource(void* ptr)
 {
+    freeBlock({ptr, MemoryBook::nowhere});
+}
+
+void JobManager::freeBlock(const AccountedBlock& block)
+{
     MemoryBook& book = MemoryBook::instance();
-    std::size_t ownBytes = 0;
+    MemoryBook::Entry* entry = book.soleEntry(block.place, block.address);
+    if (entry == nullptr || !jobMemoryMap.lists(*entry)) {
+        freeListed(block.address);
+        return;
+    }
+    ModuleEntity* module = book.moduleOf(*entry);
+    if (module != nullptr && !isOfJob(module)) {
+        freeListed(block.address);
+        return;
+    }
+
+    const int size = entry->size;
+    uncharge(totalJobMemoryUsed, size);
+    book.removeJob(*entry);
+    if (module != nullptr) {
+        uncharge(module->totalModuleMemoryUsed, size);
+        book.removeModule(*entry);
+    }
+    const AccountedBlock spare{block.address, book.placeOf(*entry)};
+    // Modules may have shrunk the block with realloc: only the heap knows what is there.
+    const std::size_t bytes = static_cast<std::size_t>(size);
+    if (malloc_usable_size(spare.address) < bytes || !spareBlocks.keep(spare, bytes))
+        SpareBlocks::discard(spare);
+}
+
+// Of blocks that a host has entered, or that others list, too.
+void JobManager::freeListed(void* ptr)
+{
+    MemoryBook& book = MemoryBook::instance();
     book.visit(ptr, [&](MemoryBook::Entry& entry) {
         if (jobMemoryMap.lists(entry)) {
-            ownBytes = entry.own != 0 ? static_cast<std::size_t>(entry.size) : 0;
             uncharge(totalJobMemoryUsed, entry.size);
             book.removeJob(entry);
         }
@@ -105,10 +154,7 @@ void JobManager::freeResource(void* ptr)
             book.removeModule(entry);
         }
     });
-    // Of blocks that a host has entered the size may be anything, and modules may have shrunk
-    // theirs with realloc: only the heap knows what is there.
-    if (ownBytes == 0 || malloc_usable_size(ptr) < ownBytes || !spareBlocks.keep(ptr, ownBytes))
-        std::free(ptr);
+    std::free(ptr);
 }
 
 void JobManager::releaseSpareBlocks()

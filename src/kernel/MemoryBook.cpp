@@ -63,7 +63,8 @@ void MemoryBook::close(BlockMap* map)
 }
 
 // A free entry for `address`, which the holders no longer list.
-MemoryBook::Entry& MemoryBook::entryFor(void* address, BlockMap* job, BlockMap* module)
+MemoryBook::Entry& MemoryBook::entryFor(void* address, BlockMap* job, BlockMap* module,
+                                        bool& isSole)
 {
     const std::size_t bucket = home(keyOf(address));
     if (census[bucket].passed == 0) {
@@ -72,20 +73,23 @@ MemoryBook::Entry& MemoryBook::entryFor(void* address, BlockMap* job, BlockMap* 
             if (entry.block == nullptr)
                 found = &entry;
             else if (entry.block == keyOf(address))
-                return entryAgain(address, job, module);
+                return entryAgain(address, job, module, isSole);
         }
         if (found != nullptr) {
             ++census[bucket].filled;
             return *found;
         }
     }
-    return entryAgain(address, job, module);
+    return entryAgain(address, job, module, isSole);
 }
 
 // The same for an address that may be listed already.
-MemoryBook::Entry& MemoryBook::entryAgain(void* address, BlockMap* job, BlockMap* module)
+MemoryBook::Entry& MemoryBook::entryAgain(void* address, BlockMap* job, BlockMap* module,
+                                          bool& isSole)
 {
-    visit(address, [=, this](Entry& entry) {
+    visit(address, [&, job, module](Entry& entry) {
+        isSole = false;
+        entry.marks &= static_cast<uint8_t>(~sole);
         if (job != nullptr && job->lists(entry))
             removeJob(entry);
         if (module != nullptr && module->lists(entry))
@@ -137,6 +141,26 @@ void MemoryBook::erase(Entry& entry, std::size_t bucket)
     --used;
 }
 
+MemoryBook::Entry* MemoryBook::findSoleEntry(void* block)
+{
+    std::size_t bucket = home(block);
+    for (std::size_t looked = 0; looked <= mask; ++looked, bucket = next(bucket)) {
+        for (Entry& entry : table[bucket].entries) {
+            if (entry.block == block)
+                return entry.marks == (own | sole) ? &entry : nullptr;
+        }
+        if (census[bucket].passed == 0)
+            break;
+    }
+    return nullptr;
+}
+
+void MemoryBook::drop(Entry& entry)
+{
+    erase(entry, placeOf(entry) / 4);
+    shrink();
+}
+
 bool MemoryBook::tryResize(std::size_t buckets)
 {
     try {
@@ -154,6 +178,7 @@ void MemoryBook::resize(std::size_t buckets)
     former.swap(table);
     shift = 64u - static_cast<unsigned>(std::countr_zero(buckets));
     mask = buckets - 1;
+    lastPlace = static_cast<uint32_t>(buckets * 4 - 1);
     mostUsed = buckets * 3;
     used = 0;
     for (const Bucket& bucket : former) {

@@ -18,6 +18,13 @@
 class BlockMap;
 class ModuleEntity;
 
+/// A block of accounted memory, and where the book has entered it: a hint, checked before use.
+struct AccountedBlock
+{
+    void* address;
+    uint32_t place;
+};
+
 /// One hash table for all holders. Every trace that passes a module takes and frees two blocks, so
 /// finding a block must cost the same with ten alive and with a million, and must not ask every
 /// module in turn: an entry knows the block's size, whether a job lists it and which module does.
@@ -40,7 +47,13 @@ public:
         int32_t size;    // bytes
         uint16_t module; // number of the module's map; 0 when no module lists the block
         uint8_t job;     // number of the job's map; 0 when no job lists the block
-        uint8_t own;     // 1: taken from the heap by the kernel, with `size` bytes
+        uint8_t marks;   // bits of Mark
+    };
+
+    enum Mark : uint8_t
+    {
+        own = 1,  // taken from the heap by the kernel, with `size` bytes
+        sole = 2, // its block has no other entry
     };
 
     /// The book of the process; never destroyed, since traces may outlive everything else.
@@ -54,8 +67,8 @@ public:
 
     /// Enters `block` for one holder or both (null: not); what they listed under this address
     /// before is overwritten. `own`: the block has been taken from the heap with this size.
-    inline void enter(void* address, int32_t size, BlockMap* job, BlockMap* module,
-                      bool own = false);
+    inline uint32_t enter(void* address, int32_t size, BlockMap* job, BlockMap* module,
+                          uint8_t marks = 0);
 
     /// Calls `strike(Entry&)` for every entry of `block`; it calls `removeJob` or `removeModule`
     /// where a holder gives the block up. Entries without a holder then leave the table.
@@ -64,6 +77,41 @@ public:
 
     inline void removeJob(Entry& entry);
     inline void removeModule(Entry& entry);
+
+    /// @name Blocks that are soon taken again
+    /// The entry of a block that nobody holds any more may stay, idle, for its next holders. It is
+    /// gone when the table changes its size or the address is entered otherwise.
+    /// @{
+
+    /// The entry of a block of the kernel's own that has no other one, or null. It is searched for
+    /// where it is not at `place`.
+    Entry* soleEntry(uint32_t place, void* block)
+    {
+        if (place <= lastPlace && entryAt(place).block == block &&
+            entryAt(place).marks == (own | sole))
+            return &entryAt(place);
+        return findSoleEntry(block);
+    }
+    Entry* findSoleEntry(void* block);
+    /// Where an entry lies.
+    uint32_t placeOf(const Entry& entry) const
+    {
+        return static_cast<uint32_t>(&entry - &table[0].entries[0]);
+    }
+    static constexpr uint32_t nowhere = UINT32_MAX;
+    /// The entry at `place` if it is idle and of `block`, else null.
+    Entry* idleEntry(uint32_t place, const void* block)
+    {
+        if (place > lastPlace || entryAt(place).block != block)
+            return nullptr;
+        Entry& entry = entryAt(place);
+        return entry.job == 0 && entry.module == 0 ? &entry : nullptr;
+    }
+    /// Lists an idle entry for one holder or both.
+    inline void reenter(Entry& entry, BlockMap* job, BlockMap* module);
+    /// Removes an entry that nobody holds.
+    void drop(Entry& entry);
+    /// @}
 
     /// The entry of `block` that `map` listed, or null.
     const Entry* find(const BlockMap* map, const void* address) const;
@@ -104,9 +152,10 @@ private:
         return ((reinterpret_cast<uintptr_t>(block) >> 4) * 0x9E3779B97F4A7C15ull) >> shift;
     }
     std::size_t next(std::size_t bucket) const { return (bucket + 1) & mask; }
+    Entry& entryAt(uint32_t place) { return table[place / 4].entries[place % 4]; }
     Entry& freeEntry(const void* block);
-    Entry& entryFor(void* address, BlockMap* job, BlockMap* module);
-    Entry& entryAgain(void* address, BlockMap* job, BlockMap* module);
+    Entry& entryFor(void* address, BlockMap* job, BlockMap* module, bool& isSole);
+    Entry& entryAgain(void* address, BlockMap* job, BlockMap* module, bool& isSole);
     template <typename Strike>
     void visitAll(void* block, Strike strike);
     void erase(Entry& entry, std::size_t bucket);
@@ -120,8 +169,9 @@ private:
     std::vector<Bucket> table;  // a power of two
     std::vector<Census> census; // of each bucket
     std::size_t mask = 0;       // the table's size - 1
-    std::size_t used = 0;       // entries
-    std::size_t mostUsed = 0;   // as many at this size: three quarters of all places
+    uint32_t lastPlace = 0;
+    std::size_t used = 0;     // entries
+    std::size_t mostUsed = 0; // as many at this size: three quarters of all places
     unsigned shift = 0;
     std::vector<BlockMap*> jobs;    // by number
     std::vector<BlockMap*> modules; // by number
@@ -216,8 +266,8 @@ inline void MemoryBook::removeModule(Entry& entry)
     entry.module = 0;
 }
 
-inline void MemoryBook::enter(void* address, int32_t size, BlockMap* job, BlockMap* module,
-                              bool own)
+inline uint32_t MemoryBook::enter(void* address, int32_t size, BlockMap* job, BlockMap* module,
+                                  uint8_t marks)
 {
     void* block = keyOf(address);
     if (used >= mostUsed)
@@ -225,17 +275,24 @@ inline void MemoryBook::enter(void* address, int32_t size, BlockMap* job, BlockM
     const std::size_t bucket = home(block);
     const bool nobodyHere = census[bucket] == Census{0, 0};
     Entry* free = table[bucket].entries.data();
+    bool isSole = true;
     if (nobodyHere)
         census[bucket].filled = 1;
     else
-        free = &entryFor(address, job, module);
+        free = &entryFor(address, job, module, isSole);
 
     // Field by field, each as wide as it is read: an entry copied as a whole waits for its parts.
     Entry& entry = *free;
     entry.block = block;
     entry.size = size;
-    entry.own = own ? 1 : 0;
+    entry.marks = static_cast<uint8_t>(marks | (isSole ? sole : 0));
     ++used;
+    reenter(entry, job, module);
+    return placeOf(entry);
+}
+
+inline void MemoryBook::reenter(Entry& entry, BlockMap* job, BlockMap* module)
+{
     if (job != nullptr) {
         entry.job = static_cast<uint8_t>(job->number);
         ++job->listed;

@@ -180,8 +180,8 @@ int ScratchManager::writeOut(SeisTrace* trace)
     trace->traceOffset = position;
     trace->scratchFileNo = fileNo;
 
-    job->freeResource(trace->traceHeader);
-    job->freeResource(trace->traceSamples);
+    job->freeBlock({trace->traceHeader, trace->headerPlace});
+    job->freeBlock({trace->traceSamples, trace->samplesPlace});
     trace->traceHeader = nullptr;
     trace->traceSamples = nullptr;
     return 1;
@@ -194,16 +194,18 @@ int ScratchManager::restoreFromScratch(SeisTrace* trace)
         return 0;
 
     JobManager* job = JobManager::getInstance();
-    void* header = job->allocateUncleared(trace->traceHeaderSize);
-    void* samples = job->allocateUncleared(4 * trace->traceLength);
-    if (header == nullptr || samples == nullptr) {
+    const AccountedBlock header = job->allocateUncleared(trace->traceHeaderSize);
+    const AccountedBlock samples = job->allocateUncleared(4 * trace->traceLength);
+    if (header.address == nullptr || samples.address == nullptr) {
         // The record stays the only copy; a trace half in memory would lose it.
-        job->freeResource(header);
-        job->freeResource(samples);
+        job->freeBlock(header);
+        job->freeBlock(samples);
         return 0;
     }
-    trace->traceHeader = static_cast<unsigned char*>(header);
-    trace->traceSamples = static_cast<float*>(samples);
+    trace->traceHeader = static_cast<unsigned char*>(header.address);
+    trace->headerPlace = header.place;
+    trace->traceSamples = static_cast<float*>(samples.address);
+    trace->samplesPlace = samples.place;
 
     readRecord(trace);
     freeRecord(trace);

@@ -1,5 +1,6 @@
 #include "SeisTrace.h"
 
+#include "BlockBytes.h"
 #include "JobManager.h"
 #include "ScratchManager.h"
 
@@ -27,13 +28,17 @@ constexpr int64_t sampleBytes = sizeof(float);
 
 // An uncleared block of accounted memory; null, after the kernel's message, when there is none.
 template <typename T>
-T* takeBlock(int64_t bytes)
+T* takeBlock(int64_t bytes, uint32_t& place)
 {
     if (bytes < INT_MIN || bytes > INT_MAX) {
         refuseBlock(bytes);
+        place = MemoryBook::nowhere;
         return nullptr;
     }
-    return static_cast<T*>(JobManager::getInstance()->allocateUncleared(static_cast<int>(bytes)));
+    const AccountedBlock block =
+        JobManager::getInstance()->allocateUncleared(static_cast<int>(bytes));
+    place = block.place;
+    return static_cast<T*>(block.address);
 }
 
 void copyBytes(void* to, const void* from, int64_t bytes)
@@ -124,11 +129,12 @@ std::vector<unsigned char>& packedRecord(std::size_t bytes)
 } // namespace
 
 SeisTrace::SeisTrace(int length, int headerSize, SamplesFollow)
-    : traceSamples(takeBlock<float>(length * sampleBytes)),
-      traceHeader(takeBlock<unsigned char>(headerSize)), traceLength(length), traceFlag(0),
-      traceHeaderSize(headerSize), traceOffset(-1), moreRecent(nullptr), lessRecent(nullptr),
-      order(nullptr), arrivalNo(0), pendingEntries(0), scratchFileNo(0)
+    : traceLength(length), traceFlag(0), traceHeaderSize(headerSize), traceOffset(-1),
+      moreRecent(nullptr), lessRecent(nullptr), order(nullptr), arrivalNo(0), pendingEntries(0),
+      scratchFileNo(0)
 {
+    traceSamples = takeBlock<float>(length * sampleBytes, samplesPlace);
+    traceHeader = takeBlock<unsigned char>(headerSize, headerPlace);
     clearTraceHeader();
 }
 
@@ -142,9 +148,9 @@ SeisTrace::~SeisTrace()
     ScratchManager::getInstance()->removeTrace(this);
     JobManager* job = JobManager::getInstance();
     if (traceHeader != nullptr)
-        job->freeResource(traceHeader);
+        job->freeBlock({traceHeader, headerPlace});
     if (traceSamples != nullptr)
-        job->freeResource(traceSamples);
+        job->freeBlock({traceSamples, samplesPlace});
 }
 
 void* SeisTrace::operator new(std::size_t bytes)
@@ -264,7 +270,8 @@ int SeisTrace::copyAttribute(const traceAttIdent& ident, SeisTrace* other,
 int SeisTrace::setSamples(const float* samples)
 {
     if (traceSamples != nullptr)
-        copyBytes(traceSamples, samples, traceLength * sampleBytes);
+        blocks::copy(traceSamples, samples,
+                     static_cast<std::size_t>(std::max(traceLength, 0)) * sizeof(float));
     return 1;
 }
 
@@ -279,7 +286,7 @@ int SeisTrace::setHeader(const unsigned char* data, int n)
 void SeisTrace::clearTraceSamples()
 {
     if (traceSamples != nullptr && traceLength > 0)
-        std::memset(traceSamples, 0, static_cast<std::size_t>(traceLength) * sizeof(float));
+        blocks::clear(traceSamples, static_cast<std::size_t>(traceLength) * sizeof(float));
 }
 
 void SeisTrace::clearTraceHeader()
@@ -344,15 +351,17 @@ void SeisTrace::expandHeader(int n)
         return;
 
     const int64_t size = (static_cast<int64_t>(n) / headerStep + 1) * headerStep;
-    unsigned char* header = takeBlock<unsigned char>(size);
+    uint32_t place;
+    auto* header = takeBlock<unsigned char>(size, place);
     if (header == nullptr)
         return;
     const int kept = traceHeader != nullptr ? std::max(traceHeaderSize, 0) : 0;
     std::memset(header + kept, 0, static_cast<std::size_t>(size - kept));
     if (traceHeader != nullptr) {
         copyBytes(header, traceHeader, kept);
-        JobManager::getInstance()->freeResource(traceHeader);
+        JobManager::getInstance()->freeBlock({traceHeader, headerPlace});
     }
+    headerPlace = place;
     traceHeader = header;
     traceHeaderSize = static_cast<int>(size);
 }

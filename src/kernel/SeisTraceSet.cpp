@@ -1,5 +1,6 @@
 #include "SeisTraceSet.h"
 
+#include "BlockBytes.h"
 #include "ScratchManager.h"
 #include "vorn_assert.h"
 
@@ -291,7 +292,7 @@ int SeisTraceSet::copyFromTrace(SeisTraceSet* src, bool copyHeader, bool copySam
         const int samples =
             std::min({traceLength, src->traceLength, to->traceLength, from->traceLength});
         if (samples > 0)
-            std::memmove(to->traceSamples, from->traceSamples,
+            blocks::copy(to->traceSamples, from->traceSamples,
                          static_cast<std::size_t>(samples) * sizeof(float));
     }
     to->traceFlag = from->traceFlag;

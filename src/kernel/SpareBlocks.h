@@ -4,13 +4,16 @@
 #ifndef SPAREBLOCKS_H
 #define SPAREBLOCKS_H
 
+#include "MemoryBook.h"
+
 #include <array>
 #include <cstddef>
 #include <cstdlib>
 
 /// A module takes the blocks of its output trace just before those of its input trace are freed,
 /// all of a few sizes, over and over. The heap merges large blocks with their neighbours and cuts
-/// them out again, and is several times slower than this with small ones.
+/// them out again, and is several times slower than this with small ones. With the blocks, their
+/// entries in the memory book stay, idle.
 ///
 /// A few blocks of each size are kept, none of them above `largestKept` bytes: what a backlog
 /// leaves behind goes back to the heap.
@@ -23,37 +26,43 @@ public:
     ~SpareBlocks() { release(); }
 
     /// A block of `size` bytes or null.
-    void* take(std::size_t size)
+    AccountedBlock take(std::size_t size)
     {
         Shelf& shelf = shelfOf(size);
         if (shelf.count == 0 || shelf.size != size)
-            return nullptr;
-        // cppcheck-suppress CastIntegerToAddressAtReturn ; it does not see the array's element type
+            return {nullptr, MemoryBook::nowhere};
         return shelf.blocks[--shelf.count];
     }
 
-    /// Keeps `block`; false when it is to be freed. Requires: a block of malloc with `size` usable
-    /// bytes or more.
-    bool keep(void* block, std::size_t size)
+    /// Keeps a block; false when it is to be discarded. Requires: a block of malloc with `size`
+    /// usable bytes or more, which nobody holds.
+    bool keep(const AccountedBlock& block, std::size_t size)
     {
         if (size < smallestKept || size > largestKept)
             return false;
         Shelf& shelf = shelfOf(size);
-        if (shelf.size != size) {
-            empty(shelf);
-            shelf.size = size;
-        }
+        if (shelf.size != size)
+            useFor(shelf, size);
         if (shelf.count == shelf.blocks.size())
             return false;
         shelf.blocks[shelf.count++] = block;
         return true;
     }
 
-    /// Frees all that is kept.
+    /// Discards all that is kept.
     void release()
     {
         for (Shelf& shelf : shelves)
             empty(shelf);
+    }
+
+    /// Frees a block and removes its idle entry.
+    static void discard(const AccountedBlock& block)
+    {
+        MemoryBook& book = MemoryBook::instance();
+        if (MemoryBook::Entry* entry = book.idleEntry(block.place, block.address))
+            book.drop(*entry);
+        std::free(block.address);
     }
 
 private:
@@ -68,7 +77,7 @@ private:
     {
         std::size_t size = 0; // bytes of each block here
         std::size_t count = 0;
-        std::array<void*, 4> blocks{};
+        std::array<AccountedBlock, 4> blocks{};
     };
 
     Shelf& shelfOf(std::size_t size)
@@ -76,10 +85,16 @@ private:
         return shelves[(size / 4 + size / 256) % shelves.size()];
     }
 
+    [[gnu::noinline]] static void useFor(Shelf& shelf, std::size_t size)
+    {
+        empty(shelf);
+        shelf.size = size;
+    }
+
     static void empty(Shelf& shelf)
     {
         while (shelf.count > 0)
-            std::free(shelf.blocks[--shelf.count]);
+            discard(shelf.blocks[--shelf.count]);
     }
 
     std::array<Shelf, 16> shelves{};

@@ -3,6 +3,7 @@
 // again.
 #include "KernelFixture.h"
 #include "ModuleEntity.h"
+#include "SeisTrace.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -77,6 +78,8 @@ protected:
     {
         for (void* block : blocks)
             std::free(block);
+        for (SeisTrace* trace : traces)
+            delete trace;
         for (auto& [module, account] : modules) {
             if (!isOfJob(module))
                 delete module;
@@ -92,11 +95,7 @@ protected:
         const int size = random(4) == 0 ? random(5000) : random(100);
         void* block = job().allocateResource(size);
         ASSERT_NE(block, nullptr);
-        ModuleEntity* active = job().getActiveModule();
-        if (active != nullptr)
-            modules[active].charge(block, size);
-        jobAccount.charge(block, size);
-        lost.erase(block);
+        taken(block, size);
         blocks.insert(block);
     }
 
@@ -106,10 +105,32 @@ protected:
             return;
         void* block = anyBlock();
         blocks.erase(block);
-        jobAccount.uncharge(block);
-        for (ModuleEntity* module : job().jobModules)
-            modules[module].uncharge(block);
+        given(block);
         job().freeResource(block);
+    }
+
+    // Traces remember where their blocks were entered, and are made of blocks of few sizes.
+    void makeTrace()
+    {
+        static constexpr int lengths[] = {0, 16, 25, 1500};
+        static constexpr int headers[] = {0, 64, 100, 240};
+        const int length = lengths[random(4)];
+        const int header = headers[random(4)];
+        auto* trace = new SeisTrace(length, header);
+        taken(trace->getSamples(), 4 * length);
+        taken(trace->getHeader(), header);
+        traces.push_back(trace);
+    }
+
+    void destroyTrace()
+    {
+        if (traces.empty())
+            return;
+        const auto trace = traces.begin() + random(static_cast<int>(traces.size()));
+        given((*trace)->getHeader());
+        given((*trace)->getSamples());
+        delete *trace;
+        traces.erase(trace);
     }
 
     void freeBehindTheKernelsBack()
@@ -126,9 +147,7 @@ protected:
     void freeUnknown()
     {
         void* block = random(4) == 0 ? nullptr : std::malloc(static_cast<std::size_t>(random(100)));
-        jobAccount.uncharge(block); // it may come at an address that was lost
-        for (ModuleEntity* module : job().jobModules)
-            modules[module].uncharge(block);
+        given(block); // it may come at an address that was lost
         lost.erase(block);
         job().freeResource(block);
     }
@@ -268,8 +287,10 @@ protected:
         const int chance = random(100);
         if (chance < 30 + growth)
             allocate();
-        else if (chance < 60)
+        else if (chance < 56)
             freeOne();
+        else if (chance < 62)
+            random(2) == 0 ? makeTrace() : destroyTrace();
         else if (chance < 64)
             freeBehindTheKernelsBack();
         else if (chance < 66)
@@ -293,9 +314,11 @@ protected:
     // An address that some map knows, or one that none does.
     void* anyAddress()
     {
-        switch (random(4)) {
+        switch (random(5)) {
         case 0:
             return blocks.empty() ? nowhere() : anyBlock();
+        case 2:
+            return returned.empty() ? nowhere() : anyOf(returned);
         case 1:
             return lost.empty() ? nowhere() : anyOf(lost);
         default:
@@ -306,6 +329,23 @@ protected:
     std::map<ModuleEntity*, Account> modules;
 
 private:
+    void taken(void* block, int size)
+    {
+        if (ModuleEntity* active = job().getActiveModule())
+            modules[active].charge(block, size);
+        jobAccount.charge(block, size);
+        lost.erase(block);
+        returned.erase(block);
+    }
+
+    void given(void* block)
+    {
+        jobAccount.uncharge(block);
+        for (ModuleEntity* module : job().jobModules)
+            modules[module].uncharge(block);
+        returned.insert(block);
+    }
+
     static std::string nameOf(const ModuleEntity* module)
     {
         std::ostringstream text;
@@ -347,8 +387,10 @@ private:
     void* nowhere() { return reinterpret_cast<void*>(static_cast<uintptr_t>(random(60))); }
 
     std::mt19937 engine{GetParam()};
-    std::set<void*> blocks; // alive
-    std::set<void*> lost;   // freed behind the kernel's back, and perhaps still listed
+    std::set<void*> blocks;   // alive
+    std::set<void*> lost;     // freed behind the kernel's back, and perhaps still listed
+    std::set<void*> returned; // given back; the kernel may keep them for the next request
+    std::vector<SeisTrace*> traces;
     Account jobAccount;
 };
 

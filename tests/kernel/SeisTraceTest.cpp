@@ -4,10 +4,12 @@
 #include "ModuleEntity.h"
 #include "TraceVerbs.h"
 
+#include <algorithm>
 #include <climits>
 #include <cstdio>
 #include <cstring>
 #include <gmock/gmock.h>
+#include <numeric>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -94,6 +96,31 @@ TEST_F(SeisTraceTest, NewTraceIsZeroWithoutFlagOrRecord)
     EXPECT_EQ(trace.getSamples(), trace.traceSamples);
     EXPECT_EQ(trace.getHeader(), trace.traceHeader);
     EXPECT_EQ(trace.getHeaderSize(), 12);
+}
+
+TEST_F(SeisTraceTest, TraceInTheMemoryOfAFormerOneIsZero)
+{
+    for (const int length : {1, 511, 512, 513, 1500, 4096, 4097, 20000}) {
+        auto* former = new SeisTrace(length, 300);
+        std::fill_n(former->traceSamples, length, 1.0F);
+        std::memset(former->traceHeader, 7, 300);
+        delete former;
+
+        const SeisTrace trace(length, 300);
+        EXPECT_THAT(samplesOf(trace), Each(0.0F)) << length << " samples";
+        EXPECT_EQ(headerOf(trace), std::string(300, '\0')) << length << " samples";
+    }
+}
+
+TEST_F(SeisTraceTest, EverySampleIsSet)
+{
+    for (const int length : {1, 511, 512, 513, 1500, 4096, 4097, 20000}) {
+        SeisTrace trace(length, 0);
+        std::vector<float> samples(static_cast<std::size_t>(length));
+        std::iota(samples.begin(), samples.end(), 1.0F);
+        EXPECT_EQ(trace.setSamples(samples.data()), 1);
+        EXPECT_EQ(samplesOf(trace), samples) << length << " samples";
+    }
 }
 
 TEST_F(SeisTraceTest, BothBlocksAreAccountedAndGivenBack)

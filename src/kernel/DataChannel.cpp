@@ -72,12 +72,6 @@ TraceQueue* DataChannel::findQueue(ModuleEntity* consumer) const
     return found != moduleTraces.end() ? const_cast<TraceQueue*>(&found->second) : nullptr;
 }
 
-int DataChannel::getNumberOfInputTraces(ModuleEntity* consumer) const
-{
-    const TraceQueue* queue = queueOf(consumer);
-    return queue != nullptr ? static_cast<int>(queue->size()) : getNumberOfTraces();
-}
-
 void DataChannel::removeInputTrace(ModuleEntity* consumer, int traceNo)
 {
     if (traceNo < 0)
@@ -141,12 +135,4 @@ void DataChannel::traceLeaves(SeisTrace* trace, int traceNo, bool entryStays)
 void DataChannel::setFlag(int bits, bool on)
 {
     flags = on ? flags | bits : flags & ~bits;
-}
-
-bool DataChannel::isFlagged(int bits, bool clear)
-{
-    const bool flagged = (flags & bits) != 0;
-    if (clear)
-        flags &= ~bits;
-    return flagged;
 }

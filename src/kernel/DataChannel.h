@@ -58,7 +58,11 @@ public:
     int addTrace(SeisTrace* trace) override;
 
     /// Traces pending for `consumer`; the channel's total while the consumer has no queue yet.
-    int getNumberOfInputTraces(ModuleEntity* consumer) const;
+    int getNumberOfInputTraces(ModuleEntity* consumer) const
+    {
+        const TraceQueue* queue = queueOf(consumer);
+        return queue != nullptr ? static_cast<int>(queue->size()) : getNumberOfTraces();
+    }
 
     /// Ends the use of trace `traceNo` (zero-based, in the channel, not in the queue) by
     /// `consumer`; the last consumer's call destroys the trace and moves later traces down. On an
@@ -70,7 +74,13 @@ public:
     /// Sets or clears `bits`.
     void setFlag(int bits, bool on);
     /// Whether any of `bits` is set; `clear` then clears them.
-    bool isFlagged(int bits, bool clear);
+    bool isFlagged(int bits, bool clear)
+    {
+        const bool flagged = (flags & bits) != 0;
+        if (clear)
+            flags &= ~bits;
+        return flagged;
+    }
 
 protected:
     void traceLeaves(SeisTrace* trace, int traceNo, bool entryStays) override;

@@ -719,20 +719,13 @@ void drawMarks(int pad, const Findings& found, const FlagStyle& style, double bo
     }
 }
 
-std::string symbolName(int symbol)
-{
-    static const char* const names[] = {"square", "circle",  "triangle", "plus",
-                                        "cross",  "diamond", "dot"};
-    return names[symbol];
-}
-
 std::string padTitle(const Findings& found, const Range& range)
 {
     std::string legend = "1=RMS of the trace, 7=median of the traces around it";
     for (std::size_t i = 0; i < flagStyles.size(); ++i) {
         if (found.counts[i] > 0)
-            legend += ", " + std::to_string(flagStyles[i].pen) + "=" + flagStyles[i].name + " (" +
-                      symbolName(flagStyles[i].symbol) + ")";
+            legend += ", " + std::to_string(flagStyles[i].pen) + ":" +
+                      std::to_string(flagStyles[i].symbol) + "=" + flagStyles[i].name;
     }
     std::string title = "Trace levels: " + std::string(getModuleName()) +
                         "\nx: trace, in the order of arrival" + "\ny: RMS amplitude (dB)" +

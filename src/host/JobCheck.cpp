@@ -131,19 +131,27 @@ void resolveScratch(const JobFile& job, ResolvedJob& resolved, Diagnostics& diag
         job.scratchTraces.value_or(usable ? fromEnvironment : defaultScratchTraces);
 }
 
-// Attributes that the modules before module `i` write, by name.
-void collectWritten(const std::vector<ResolvedModule>& modules, std::size_t i,
-                    std::vector<bool>& visited, std::vector<std::string>& names)
+// Whether module `i` or one before it writes the attribute.
+bool isWrittenBefore(const std::vector<ResolvedModule>& modules, std::size_t i,
+                     const std::string& attribute)
 {
-    if (visited[i])
-        return;
-    visited[i] = true;
-    if (modules[i].manifest != nullptr) {
-        for (const AttributeSpec& attribute : modules[i].manifest->writes)
-            names.push_back(attribute.name);
+    std::vector<bool> seen(modules.size(), false);
+    std::vector<std::size_t> ahead = {i};
+    while (!ahead.empty()) {
+        const ResolvedModule& module = modules[ahead.back()];
+        const bool isNew = !seen[ahead.back()];
+        seen[ahead.back()] = true;
+        ahead.pop_back();
+        if (!isNew)
+            continue;
+        if (module.manifest != nullptr &&
+            std::any_of(module.manifest->writes.begin(), module.manifest->writes.end(),
+                        [&](const AttributeSpec& written) { return written.name == attribute; }))
+            return true;
+        for (const ResolvedInput& input : module.inputs)
+            ahead.push_back(static_cast<std::size_t>(input.module));
     }
-    for (const ResolvedInput& input : modules[i].inputs)
-        collectWritten(modules, static_cast<std::size_t>(input.module), visited, names);
+    return false;
 }
 
 // Reading what nobody defines gives zeros, which is hard to find out later.
@@ -154,12 +162,9 @@ void warnOfUnknownReads(const JobFile& job, const std::vector<ResolvedModule>& m
     for (std::size_t i = 0; i < modules.size(); ++i) {
         if (modules[i].manifest == nullptr)
             continue;
-        std::vector<bool> visited(modules.size(), false);
-        std::vector<std::string> written;
-        collectWritten(modules, i, visited, written);
         for (const std::string& name : modules[i].manifest->reads) {
-            if (defined.count(name) == 0 &&
-                std::find(written.begin(), written.end(), name) == written.end())
+            // Most are of the schema; only for the others the modules before are gone through.
+            if (defined.count(name) == 0 && !isWrittenBefore(modules, i, name))
                 diagnostics.warning(job.modules[i].place,
                                     fmt::format("module {} reads the trace attribute {}, which "
                                                 "neither the schema nor a module before it has",

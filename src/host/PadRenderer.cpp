@@ -211,14 +211,16 @@ private:
     double factor = 1;
 };
 
-// The directive `legend` names pens: "1=input, 2=output".
+constexpr int noSymbol = -1; // a line
+
 struct LegendEntry
 {
     int pen;
+    int symbol;
     std::string text;
 };
 
-// Of "1=input, 2=output".
+// The directive `legend` names pens, or symbols that a pen draws: "1=input, 2:4=dead".
 std::vector<LegendEntry> legendEntries(const std::string& legend)
 {
     std::vector<LegendEntry> entries;
@@ -227,9 +229,12 @@ std::vector<LegendEntry> legendEntries(const std::string& legend)
         const std::size_t end = std::min(legend.find(',', at), legend.size());
         const std::string entry = legend.substr(at, end - at);
         const std::size_t equals = entry.find('=');
+        const std::size_t colon = entry.find(':');
         at = end + 1;
-        if (equals != std::string::npos)
-            entries.push_back({std::atoi(entry.c_str()), escaped(entry.substr(equals + 1))});
+        if (equals == std::string::npos)
+            continue;
+        const int symbol = colon < equals ? std::atoi(entry.c_str() + colon + 1) : noSymbol;
+        entries.push_back({std::atoi(entry.c_str()), symbol, escaped(entry.substr(equals + 1))});
     }
     return entries;
 }
@@ -254,9 +259,13 @@ void drawLegend(cairo_t* cr, const Area& plot, const std::string& legend)
     cairo_fill(cr);
     for (const LegendEntry& entry : entries) {
         setColour(cr, penColour(entry.pen));
-        cairo_move_to(cr, right - 24, y + 6);
-        cairo_line_to(cr, right, y + 6);
-        cairo_stroke(cr);
+        if (entry.symbol != noSymbol) {
+            drawSymbol(cr, right - 12, y + 6, size, entry.symbol);
+        } else {
+            cairo_move_to(cr, right - 24, y + 6);
+            cairo_line_to(cr, right, y + 6);
+            cairo_stroke(cr);
+        }
         setColour(cr, 0);
         drawText(cr, right - 30, y, entry.text, size, 1, 0);
         y += rowHeight;

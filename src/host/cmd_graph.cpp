@@ -33,10 +33,12 @@ int runGraph(const Arguments& arguments)
     refuseErrors(loaded);
     const std::string dot = graphDot(loaded.job, kernelOrder(loaded.job));
     const std::string picture = format == "dot" ? dot : drawDot(dot, format);
-    if (path.empty())
+    if (path.empty()) {
         std::fwrite(picture.data(), 1, picture.size(), stdout);
-    else
+    } else {
         writeWholeFile(path, picture);
+        std::printf("%s\n", escaped(path).c_str());
+    }
     return exitDone;
 }
 

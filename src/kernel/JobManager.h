@@ -236,7 +236,8 @@ public:
     /// A zero-filled block of `size` bytes from the C heap, charged to the job and to the active
     /// module; null after a message of type 4 when there is none (a negative size, for one).
     void* allocateResource(int size);
-    /// The same with whatever the memory held before, for who writes all of it next.
+    /// The same with whatever the memory held before, for who writes all of it next, and with the
+    /// block's place in the book.
     AccountedBlock allocateUncleared(int size);
     /// Uncharges the block from the job and from every module of the job that lists it, and frees
     /// it, in every case.

@@ -157,7 +157,7 @@ MemoryBook::Entry* MemoryBook::findSoleEntry(void* block)
 
 void MemoryBook::drop(Entry& entry)
 {
-    erase(entry, placeOf(entry) / 4);
+    erase(entry, placeOf(entry) / bucketSize);
     shrink();
 }
 
@@ -178,8 +178,8 @@ void MemoryBook::resize(std::size_t buckets)
     former.swap(table);
     shift = 64u - static_cast<unsigned>(std::countr_zero(buckets));
     mask = buckets - 1;
-    lastPlace = static_cast<uint32_t>(buckets * 4 - 1);
-    mostUsed = buckets * 3;
+    lastPlace = static_cast<uint32_t>(buckets * bucketSize - 1);
+    mostUsed = buckets * bucketSize / 4 * 3;
     used = 0;
     for (const Bucket& bucket : former) {
         for (const Entry& entry : bucket.entries) {

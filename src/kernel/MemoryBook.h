@@ -66,7 +66,7 @@ public:
     inline ModuleEntity* moduleOf(const Entry& entry) const;
 
     /// Enters `block` for one holder or both (null: not); what they listed under this address
-    /// before is overwritten. `own`: the block has been taken from the heap with this size.
+    /// before is overwritten. `marks` is `own` or 0. Returns the entry's place.
     inline uint32_t enter(void* address, int32_t size, BlockMap* job, BlockMap* module,
                           uint8_t marks = 0);
 
@@ -133,9 +133,10 @@ private:
     static MemoryBook* book;
     static MemoryBook& makeBook();
 
+    static constexpr uint32_t bucketSize = 4; // entries
     struct alignas(64) Bucket
     {
-        std::array<Entry, 4> entries;
+        std::array<Entry, bucketSize> entries;
     };
     struct Census
     {
@@ -152,7 +153,7 @@ private:
         return ((reinterpret_cast<uintptr_t>(block) >> 4) * 0x9E3779B97F4A7C15ull) >> shift;
     }
     std::size_t next(std::size_t bucket) const { return (bucket + 1) & mask; }
-    Entry& entryAt(uint32_t place) { return table[place / 4].entries[place % 4]; }
+    Entry& entryAt(uint32_t place) { return table[place / bucketSize].entries[place % bucketSize]; }
     Entry& freeEntry(const void* block);
     Entry& entryFor(void* address, BlockMap* job, BlockMap* module, bool& isSole);
     Entry& entryAgain(void* address, BlockMap* job, BlockMap* module, bool& isSole);
@@ -169,9 +170,9 @@ private:
     std::vector<Bucket> table;  // a power of two
     std::vector<Census> census; // of each bucket
     std::size_t mask = 0;       // the table's size - 1
-    uint32_t lastPlace = 0;
-    std::size_t used = 0;     // entries
-    std::size_t mostUsed = 0; // as many at this size: three quarters of all places
+    uint32_t lastPlace = 0;     // of all entries
+    std::size_t used = 0;       // entries
+    std::size_t mostUsed = 0;   // as many at this size: three quarters of all places
     unsigned shift = 0;
     std::vector<BlockMap*> jobs;    // by number
     std::vector<BlockMap*> modules; // by number

@@ -4,6 +4,7 @@
 #include "InlineSvg.h"
 #include "PadRenderer.h"
 
+#include <algorithm>
 #include <gmock/gmock.h>
 
 using namespace vorn;
@@ -198,6 +199,20 @@ TEST(PictureTest, TextsThatAreNoUtf8DoNotSpoilIt)
         pad.commands.push_back(text);
         EXPECT_NO_THROW(pictureOf(pad)) << pad.type;
     }
+}
+
+TEST(PictureTest, LegendShowsALineOrTheSymbolOfAPen)
+{
+    const auto closedPaths = [](const std::string& legend) {
+        Pad pad = graphPad(3);
+        pad.directives = {{"legend", legend}};
+        const std::string svg = pictureOf(pad).bytes;
+        return std::count(svg.begin(), svg.end(), 'Z');
+    };
+    const auto withoutSymbols = closedPaths("2=line, 3=other");
+    EXPECT_EQ(closedPaths("2:0=square, 3=other"), withoutSymbols + 1);
+    EXPECT_EQ(closedPaths("2:2=triangle, 3:5=diamond"), withoutSymbols + 2);
+    EXPECT_EQ(closedPaths("2=a: b, 3=12:0"), withoutSymbols) << "a colon in the text";
 }
 
 // ---- the page ----

@@ -185,6 +185,7 @@ TEST_F(RunCommandTest, TheGraphIsDrawnWithoutAShell)
     const ProcessResult result = tree.run({"graph", "$(touch x).yaml", "-o", "a b.svg"});
 
     ASSERT_EQ(result.exitCode, 0) << result.errors;
+    EXPECT_EQ(result.output, "a b.svg\n");
     EXPECT_THAT(tree.read("a b.svg"), HasSubstr("</svg>"));
     EXPECT_FALSE(tree.exists("x"));
 }

@@ -1047,8 +1047,7 @@ TEST_F(TraceQcTest, ThePictureMarksFlaggedTraces)
     EXPECT_EQ(directive(pad, "xrange"), "0.5 10.5");
     EXPECT_EQ(directive(pad, "note"), "10 traces, flagged 2: dead 1, weak 1");
     EXPECT_EQ(directive(pad, "legend"),
-              "1=RMS of the trace, 7=median of the traces around it, 8=dead (cross), "
-              "3=weak (triangle)");
+              "1=RMS of the trace, 7=median of the traces around it, 8:4=dead, 3:2=weak");
     std::vector<std::pair<float, int>> marks;
     for (const plotCommandStruct& command : pad.commands) {
         if (command.cmdType == symbolCommand)

@@ -34,7 +34,8 @@ inline void copy(void* to, const void* from, std::size_t bytes)
         for (; bytes > piece; bytes -= piece, target += piece, source += piece)
             std::memmove(target, source, pieceSize());
     }
-    std::memmove(target, source, bytes);
+    if (bytes > 0) // of no bytes the addresses may be null
+        std::memmove(target, source, bytes);
 }
 
 /// Writes `bytes` zeros.
@@ -45,7 +46,8 @@ inline void clear(void* to, std::size_t bytes)
         for (; bytes > piece; bytes -= piece, target += piece)
             std::memset(target, 0, pieceSize());
     }
-    std::memset(target, 0, bytes);
+    if (bytes > 0)
+        std::memset(target, 0, bytes);
 }
 
 } // namespace blocks

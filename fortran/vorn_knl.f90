@@ -1386,18 +1386,6 @@ module vorn_knl
       integer(c_int), intent(in) :: trace
       integer(c_int), intent(out) :: status
     end subroutine
-    subroutine knl_raw_ssettracesamples(set, address, status) bind(C, name="knl_ssettracesamples_")
-      import
-      type(c_ptr), intent(in) :: set, address
-      integer(c_int), intent(out) :: status
-    end subroutine
-    subroutine knl_raw_msettracesamples(set, address, trace, status) &
-        bind(C, name="knl_msettracesamples_")
-      import
-      type(c_ptr), intent(in) :: set, address
-      integer(c_int), intent(in) :: trace
-      integer(c_int), intent(out) :: status
-    end subroutine
   end interface
 
   ! Messages and commands
@@ -3427,21 +3415,20 @@ contains
     real(c_float), intent(in) :: samples(:)
     integer(c_int), intent(out) :: status
     integer(c_int), intent(in), optional :: trace
-    real(c_float), target :: elements(max(1, size(samples)))
+    real(c_float), pointer :: there(:)
     integer(c_int) :: length, istat
 
-    ! The kernel copies as many samples as the trace has, whatever is there.
     length = 0
     call knl_get_trace_length(set, length, istat)
     status = 0
     if (size(samples) < length) return
 
-    elements(:size(samples)) = samples
-    if (present(trace)) then
-      call knl_raw_msettracesamples(set, c_loc(elements), trace, status)
-    else
-      call knl_raw_ssettracesamples(set, c_loc(elements), status)
-    end if
+    ! Not by the function behind this name: it copies as many samples as the trace has, which can
+    ! be more than the set says and more than are here.
+    call knl_get_trace_samples(set, there, istat, trace)
+    if (istat /= 0) return
+    there = samples(:size(there))
+    status = 1
   end subroutine knl_set_trace_samples
 
   ! ---- Messages and commands ----

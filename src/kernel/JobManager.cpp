@@ -158,9 +158,3 @@ const UniVar& JobManager::keepUntilReturn(UniVar value)
 {
     return keptValues.emplace_back(std::move(value));
 }
-
-void JobManager::releaseKeptValues()
-{
-    if (!keptValues.empty())
-        keptValues.clear();
-}

@@ -159,10 +159,16 @@ public:
     bool isModuleResourcePresent(const std::string& name, ModuleEntity* module) const;
 
     /// Keeps `value` until the running entry point returns; what it holds can be handed to the
-    /// module as a pointer.
+    /// module as a pointer. Where a host runs another entry point from within a call-back, that one
+    /// drops its own values only.
     const UniVar& keepUntilReturn(UniVar value);
-    /// Drops what `keepUntilReturn` kept; called when an entry point has returned.
-    void releaseKeptValues();
+    /// Drops what `keepUntilReturn` kept but for the first `outer` values; called when an entry
+    /// point has returned.
+    void releaseKeptValues(std::size_t outer = 0)
+    {
+        while (keptValues.size() > outer)
+            keptValues.pop_back();
+    }
     /// @}
 
     /// @name Date and time

@@ -184,7 +184,7 @@ template <typename Descriptor>
 void allocate(Descriptor& array, int bytesPerElement, int extent)
 {
     void* data = knl_allocateResource(bytesToAllocate(bytesPerElement, extent));
-    pointAt(array, data, bytesPerElement, data == nullptr ? 0 : extent);
+    pointAt(array, data, bytesPerElement, extent);
 }
 
 // What empty arrays point at.

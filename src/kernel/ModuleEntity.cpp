@@ -50,6 +50,18 @@ int wrappingDifference(int a, int b)
     return static_cast<int>(static_cast<unsigned>(a) - static_cast<unsigned>(b));
 }
 
+// The values that one run of an entry point has been given pointers to, also where it throws.
+struct KeptValues
+{
+    JobManager* const job = JobManager::getInstance();
+    const std::size_t outer = job->keptValues.size();
+
+    KeptValues() = default;
+    KeptValues(const KeptValues&) = delete;
+    KeptValues& operator=(const KeptValues&) = delete;
+    ~KeptValues() { job->releaseKeptValues(outer); }
+};
+
 } // namespace
 
 void* LoadLibrary(const char* modLibPath)
@@ -82,7 +94,8 @@ ModuleEntity::ModuleEntity(const std::string& name)
     : moduleName(name), moduleLibraryHandle(nullptr), preProcessFunction(nullptr),
       processFunction(nullptr), postProcessFunction(nullptr), totalModuleWorkTime(0),
       inputTracesProcessed(0), outputTracesProcessed(0), totalModuleMemoryUsed(0),
-      moduleMemoryMap(this), respectEOD(false), libraryOpen(false), jobIndex(0)
+      moduleMemoryMap(this), respectEOD(false), loadedHandle(nullptr), closedHandle(nullptr),
+      jobIndex(0)
 {
 }
 
@@ -100,9 +113,10 @@ int ModuleEntity::loadModuleLibrary(const std::string& modLib)
     }
     const std::string path = std::string(home) + "/lib/" + modLib;
     void* handle = LoadLibrary(path.c_str());
-    unLoadModuleLibrary(); // a library loaded before; the loader counts, should it be the same
-    moduleLibraryHandle = handle;
-    libraryOpen = handle != nullptr;
+    if (moduleLibraryHandle == loadedHandle)
+        unLoadModuleLibrary(); // the one of before; the loader counts, should it be the same
+    moduleLibraryHandle = loadedHandle = handle;
+    closedHandle = nullptr;
     if (handle == nullptr) {
         sendLoaderMessage("Module " + moduleName + " can not load library " + modLib);
         return 1;
@@ -123,9 +137,9 @@ int ModuleEntity::loadModuleLibrary(const std::string& modLib)
 
 int ModuleEntity::unLoadModuleLibrary()
 {
-    if (libraryOpen) {
+    if (moduleLibraryHandle != nullptr && moduleLibraryHandle != closedHandle) {
         FreeLibrary(moduleLibraryHandle);
-        libraryOpen = false;
+        closedHandle = moduleLibraryHandle;
         preProcessFunction = processFunction = postProcessFunction = nullptr;
     }
     return 0;
@@ -165,12 +179,11 @@ int ModuleEntity::processModule()
 // The result of an entry point is ignored: modules report through messages.
 void ModuleEntity::callTimed(AnyProcessFunctionType entryPoint)
 {
-    JobManager* job = JobManager::getInstance();
-    const int64_t start = job->getCurrentTime();
+    const KeptValues kept;
+    const int64_t start = kept.job->getCurrentTime();
     if (entryPoint != nullptr)
         entryPoint();
-    totalModuleWorkTime += job->getCurrentTime() - start;
-    job->releaseKeptValues();
+    totalModuleWorkTime += kept.job->getCurrentTime() - start;
 }
 
 int ModuleEntity::getNumberOfInputDataChannels() const

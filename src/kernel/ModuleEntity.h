@@ -60,8 +60,9 @@ public:
     std::map<std::string, UniVar> moduleProcessingOptions; ///< read by the scheduler and modules
     bool respectEOD; ///< the option "RespectEOD" is set: run with empty input at end of data
 
-    bool libraryOpen; ///< the handle is to be closed; it keeps its value afterwards
-    int jobIndex;     ///< where the job found this module last; a hint, to be checked before use
+    void* loadedHandle; ///< of the library that `loadModuleLibrary` has opened last
+    void* closedHandle; ///< what `moduleLibraryHandle` still says once its library is closed
+    int jobIndex;       ///< where the job found this module last; a hint, to be checked before use
     std::vector<ModuleEntity*>
         producersToAsk; ///< the scheduler's list while it looks at the inputs
     /// Blocks behind resources that were copied in for the module, by resource name.

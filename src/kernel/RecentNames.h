@@ -16,9 +16,10 @@
 /// few names trace after trace; a comparison finds them again, where the tree takes a comparison at
 /// every level.
 ///
-/// The maps are public, so that hosts may erase entries by hand: what is remembered counts as long
-/// as the map has as many entries as when it was remembered, and nobody has called `forget`, which
-/// the owner of the map does whenever it adds an entry itself.
+/// The maps are public, so that hosts may change or exchange their entries by hand: what is
+/// remembered counts as long as the map has as many entries as when it was remembered, the same
+/// first and last of them, and nobody has called `forget`, which the owner of the map does whenever
+/// it adds an entry itself.
 template <typename Value>
 class RecentNames
 {
@@ -28,9 +29,15 @@ public:
     /// The value under `name`, or null. Requires: always the same map.
     Value* find(Map& map, std::string_view name)
     {
-        if (map.size() != count) {
+        if (map.empty())
+            return nullptr;
+        const Entry* const first = &*map.begin();
+        const Entry* const last = &*map.rbegin();
+        if (map.size() != count || first != knownFirst || last != knownLast) {
             forget();
             count = map.size();
+            knownFirst = first;
+            knownLast = last;
         }
         Entry*& place = places[placeOf(name)];
         if (place != nullptr && isSame(place->first, name))
@@ -85,6 +92,8 @@ private:
 
     std::array<Entry*, placesKept> places{};
     std::size_t count = 0;
+    const Entry* knownFirst = nullptr;
+    const Entry* knownLast = nullptr;
 };
 
 #endif

@@ -41,7 +41,7 @@ bool isSane(const traceAttIdent& ident)
 SeisTraceSet::SeisTraceSet()
     : traceLength(0), sampleInterval(0), dataChannelFlag(0), totalNumTraces(0),
       currentHeaderSize(0), scratchManager(ScratchManager::getInstance()),
-      layoutNumber(newLayoutNumber())
+      layoutNumber(newLayoutNumber()), layoutExposed(false)
 {
 }
 
@@ -55,7 +55,7 @@ int SeisTraceSet::addTrace(SeisTrace* trace)
 
 traceAttIdent& SeisTraceSet::getAttributeKey(const std::string& name)
 {
-    layoutNumber = newLayoutNumber(); // the caller may change the place
+    layoutExposed = true; // the caller may change the place, now and later
     return place(name);
 }
 
@@ -325,8 +325,9 @@ void SeisTraceSet::copyHeaderFrom(SeisTraceSet* src, SeisTrace* from, SeisTrace*
 // once traces flow. Defines what is missing here.
 const SeisTraceSet::HeaderCopy& SeisTraceSet::headerCopyFrom(SeisTraceSet* src)
 {
-    if (headerCopy.sourceLayout == src->layoutNumber && headerCopy.targetLayout == layoutNumber &&
-        headerCopy.sourceCount == src->attrDefs.size() && headerCopy.targetCount == attrDefs.size())
+    if (!layoutExposed && !src->layoutExposed && headerCopy.sourceLayout == src->layoutNumber &&
+        headerCopy.targetLayout == layoutNumber && headerCopy.sourceCount == src->attrDefs.size() &&
+        headerCopy.targetCount == attrDefs.size())
         return headerCopy;
 
     HeaderCopy copy;

@@ -62,6 +62,7 @@ public:
     };
     int64_t layoutNumber;  ///< no two layouts, of any sets, have the same
     HeaderCopy headerCopy; ///< of the set that was copied from last
+    bool layoutExposed;    ///< somebody holds a reference by which places can change at any time
 
     /// An empty set with paging on, everything else zero.
     SeisTraceSet();

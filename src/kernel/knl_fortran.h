@@ -447,8 +447,9 @@ void knl_gettraceattributedescription_(const char* trAttDefName, char* trAttDefD
  * to the running module. It lives until knl_freeresource_() is called; nothing frees it at the end
  * of the job.
  *
- * Without such memory (the host gets a message) the array is left with null data and extent 0: so
- * too when size or text length is negative, or when the whole is more than 2147483647 bytes.
+ * Without such memory (the host gets a message) the array is left with null data, whatever its
+ * extent says: so too when size or text length is negative, or when the whole is more than
+ * 2147483647 bytes.
  */
 /** @{ */
 void knl_allocatei32resource_(one_int_arr* resource, int* size);

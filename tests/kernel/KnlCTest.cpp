@@ -10,6 +10,8 @@
 #include <cstring>
 #include <functional>
 #include <limits>
+#include <map>
+#include <stdexcept>
 #include <string>
 #include <type_traits>
 #include <utility>
@@ -586,6 +588,89 @@ int fetchManyArrays()
     }
     knl_addI32MessageArgument(static_cast<int>(JobManager::getInstance()->keptValues.size()));
     return 0;
+}
+
+ModuleEntity* inner = nullptr;
+
+int keepAnArray()
+{
+    int* elements = nullptr;
+    int size = 0;
+    return knl_getI32ArrayModuleParameter("key", &elements, &size) == 1 ? 0 : 1;
+}
+
+int runAnotherMeanwhile()
+{
+    int* elements = nullptr;
+    int size = 0;
+    if (knl_getI32ArrayModuleParameter("key", &elements, &size) != 1 || size != 1000)
+        return 1;
+    ModuleEntity* outer = JobManager::getInstance()->getActiveModule();
+    inner->preProcessModule();
+    JobManager::getInstance()->setActiveModule(outer);
+    std::vector<int> other(1000, 7); // where freed memory would be taken again
+    knl_addI32MessageArgument(static_cast<int>(std::count(elements, elements + size, 42)));
+    return other[0] == 7 ? 0 : 1;
+}
+
+// A host may do so from within a call-back.
+TEST_F(KnlCTest, ArraysOfAnEntryPointOutliveAnotherOneWithinIt)
+{
+    const std::vector<int> elements(1000, 42);
+    ModuleEntity second("second");
+    inner = &second;
+    second.preProcessFunction = keepAnArray;
+    second.setParameter("key", UniVar(elements.data(), 1000));
+    module.setParameter("key", UniVar(elements.data(), 1000));
+    module.preProcessFunction = runAnotherMeanwhile;
+    EXPECT_EQ(module.preProcessModule(), 0);
+    EXPECT_EQ(arguments, (std::vector<std::string>{"1000"}));
+    EXPECT_TRUE(job().keptValues.empty());
+}
+
+int keepAndThrow()
+{
+    keepAnArray();
+    throw std::runtime_error("thrown");
+}
+
+TEST_F(KnlCTest, ArraysOfAnEntryPointThatThrowsAreDroppedToo)
+{
+    const int elements[] = {1, 2, 3};
+    module.setParameter("key", UniVar(elements, 3));
+    module.preProcessFunction = keepAndThrow;
+    EXPECT_THROW(module.preProcessModule(), std::runtime_error);
+    EXPECT_TRUE(job().keptValues.empty());
+}
+
+TEST_F(KnlCTest, MapsThatAHostExchangesAreReadAsTheyAreThen)
+{
+    module.setParameter("key", UniVar(1));
+    module.setResource("key", UniVar(1));
+    job().setActiveModule(&module);
+    const auto parameter = [] {
+        int value = -1;
+        return knl_getI32ModuleParameter("key", &value) == 1 ? value : -1;
+    };
+    ASSERT_EQ(parameter(), 1);
+
+    std::map<std::string, UniVar> other = {{"key", UniVar(2)}};
+    module.moduleParameters.swap(other);
+    EXPECT_EQ(parameter(), 2);
+
+    other = {{"another", UniVar(3)}};
+    module.moduleParameters.swap(other);
+    EXPECT_EQ(parameter(), -1);
+
+    module.moduleParameters = {{"key", UniVar(4)}};
+    EXPECT_EQ(parameter(), 4);
+    module.moduleParameters.clear();
+    module.moduleParameters["key"] = UniVar(5);
+    EXPECT_EQ(parameter(), 5);
+    module.moduleParameters.erase("key");
+    module.moduleParameters["kez"] = UniVar(6);
+    EXPECT_EQ(parameter(), -1);
+    job().setActiveModule(nullptr);
 }
 
 TEST_F(KnlCTest, ArraysLiveUntilTheEntryPointReturnsAndNoLonger)

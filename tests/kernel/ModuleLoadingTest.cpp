@@ -430,6 +430,15 @@ TEST_F(ModuleLoadingTest, LibraryIsClosedOnce)
     EXPECT_FALSE(isOpen("libcomplete.so"));
 }
 
+TEST_F(ModuleLoadingTest, HandleThatAHostHasSetIsClosed)
+{
+    ModuleEntity module("agc");
+    module.moduleLibraryHandle = dlopen(pathOf("libcomplete.so").c_str(), RTLD_LAZY);
+    ASSERT_TRUE(isOpen("libcomplete.so"));
+    EXPECT_EQ(module.unLoadModuleLibrary(), 0);
+    EXPECT_FALSE(isOpen("libcomplete.so"));
+}
+
 TEST_F(ModuleLoadingTest, ModulesOfOneLibraryShareIt)
 {
     auto first = std::make_unique<ModuleEntity>("first");

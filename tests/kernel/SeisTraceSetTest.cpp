@@ -716,6 +716,19 @@ TEST_F(CopyTest, LayoutIsLookedAtAnewForEveryCopy)
     }
 }
 
+TEST_F(CopyTest, PlaceThatIsChangedLaterByAReferenceIsCopiedFromThere)
+{
+    traceAttIdent& place = other.getAttributeKey("int");
+    set.copyFromTrace(&other, true, false, 0, 0);
+    ASSERT_EQ(set.getAttribute("int", 0).getI32Value(), 11);
+
+    const int elsewhere = 5;
+    place.offset = other.getHeaderSize(0) - 4;
+    std::memcpy(other.getHeader(0) + place.offset, &elsewhere, 4);
+    set.copyFromTrace(&other, true, false, 0, 0);
+    EXPECT_EQ(set.getAttribute("int", 0).getI32Value(), 5);
+}
+
 TEST_F(CopyTest, LayoutThatWasChangedByHandIsCopiedAsItIsThen)
 {
     set.copyFromTrace(&other, true, false, 0, 0);

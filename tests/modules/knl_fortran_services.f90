@@ -99,7 +99,7 @@ contains
     ! More than there is: the host is told.
     call knl_allocatei32resource(block, -1)
     call check(.not. c_associated(block%data), 'a block that cannot be had')
-    call check_long(0_c_int64_t, block%extent, 'extent of a block that cannot be had')
+    call check_long(-1_c_int64_t, block%extent, 'extent of a block that cannot be had')
     call knl_allocatestrresource(block, 10, -1)
     call check(.not. c_associated(block%data), 'a block of texts that cannot be had')
   end subroutine allocate_and_free

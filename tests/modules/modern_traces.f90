@@ -256,6 +256,15 @@ contains
     call check(all(samples == [10.0, 20.0, 30.0, 40.0]), 'samples of trace 2')
     samples(4) = -1 ! in the trace itself
 
+    ! The traces keep the samples that a shorter length leaves out.
+    call knl_set_trace_length(set, 2, status)
+    call knl_set_trace_samples(set, [5.0, 6.0], status)
+    call check_int(1, status, 'status of setting samples of a shorter length')
+    call knl_set_trace_length(set, 4, status)
+    call knl_get_trace_samples(set, samples, status)
+    call check(all(samples == [5.0, 6.0, 3.0, 4.0]), 'samples beyond the shorter length')
+    call knl_set_trace_samples(set, [1.0, 2.0, 3.0, 4.0], status)
+
     call knl_get_trace_samples(c_null_ptr, samples, status)
     call check(status == 1 .and. .not. associated(samples), 'samples of nothing')
   end subroutine use_samples

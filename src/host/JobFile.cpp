@@ -16,6 +16,9 @@ namespace fs = std::filesystem;
 
 constexpr int mostDimension = 100000;
 
+// Modules ask the one before for traces, as deep as a chain is long; the stack ends somewhere.
+constexpr std::size_t mostModules = 10000;
+
 std::string absolutePath(const std::string& folder, const std::string& path)
 {
     return fs::absolute(fs::path(folder) / path).lexically_normal().string();
@@ -124,6 +127,14 @@ private:
             if (jobFields.place().line > 0)
                 diagnostics.error(entry != nullptr ? entry->value->place : jobFields.place(),
                                   "the job needs the key \"modules\" with a list of modules");
+            return;
+        }
+        if (entry->value->items.size() > mostModules) {
+            diagnostics.error(
+                entry->value->place,
+                fmt::format("the job has {}; a job can have up to {}",
+                            counted(static_cast<int64_t>(entry->value->items.size()), "module"),
+                            mostModules));
             return;
         }
         for (const YamlValue& item : entry->value->items)

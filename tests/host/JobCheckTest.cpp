@@ -249,16 +249,28 @@ TEST_F(JobCheckTest, TheOrderIsTheOneInWhichTheKernelRuns)
     EXPECT_THAT(kernelOrder(job), ElementsAre(4, 2, 1, 3));
 }
 
-TEST_F(JobCheckTest, ALongChainIsNoTrouble)
+std::string chainOf(int modules)
 {
     std::string text = "modules:\n  - {name: m0, module: host_source}\n";
-    for (int i = 1; i < 500; ++i)
+    for (int i = 1; i < modules - 1; ++i)
         text += "  - {name: m" + std::to_string(i) + ", module: host_filter, input: m" +
                 std::to_string(i - 1) + "}\n";
-    text += "  - {name: end, module: host_sink, input: m499}\n";
+    return text + "  - {name: end, module: host_sink, input: m" + std::to_string(modules - 2) +
+           "}\n";
+}
 
-    const ResolvedJob job = check(text);
+TEST_F(JobCheckTest, ALongChainIsNoTrouble)
+{
+    const ResolvedJob job = check(chainOf(501));
 
     EXPECT_THAT(lines(), IsEmpty());
     EXPECT_EQ(kernelOrder(job).back(), 501);
+}
+
+TEST_F(JobCheckTest, AChainThatTheStackWouldNotHoldIsRefused)
+{
+    check(chainOf(10001));
+
+    EXPECT_THAT(lines(), ElementsAre("job.yaml:2:3: the job has 10001 modules; a job can have up "
+                                     "to 10000"));
 }

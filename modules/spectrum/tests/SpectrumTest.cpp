@@ -792,13 +792,16 @@ protected:
     void addInput(double periods, double amplitude, int count, int interval = 2000,
                   int tracesPerCall = 1)
     {
-        Source& source = sources.emplace_back();
-        source.samples = sinusoid(500, periods, amplitude);
-        source.traces.assign(static_cast<size_t>(count), {source.samples.data(), nullptr, 0});
-        source.record = {source.traces.data(), count, 500, interval, tracesPerCall, 0};
-        ModuleEntity* module = job().initJobModule("source", "libharness_source.so");
-        module->setResource("HARNESS", UniVar(static_cast<void*>(&source.record)));
+        spectrum->setInputDataChannel(addSource(periods, amplitude, count, interval, tracesPerCall),
+                                      0);
+    }
+
+    // The same through a module that leaves out the last trace and does not mark the end.
+    void addCutInput(double periods, double amplitude, int count)
+    {
+        ModuleEntity* module = job().initJobModule("cut", "libdrop_last.so");
         DataChannel* channel = new DataChannel; // the job deletes it
+        module->setInputDataChannel(addSource(periods, amplitude, count, 2000, 1), 0);
         module->setOutputDataChannel(channel, 0);
         spectrum->setInputDataChannel(channel, 0);
     }
@@ -808,6 +811,7 @@ protected:
         job().preProcessJob();
         job().processJob();
         failure = job().getMetaDataValue(0, "vorn.failed");
+        spectrum->postProcessModule(); // the job's further call finds nothing to do
         removeTraces();
         job().postProcessJob();
     }
@@ -825,6 +829,20 @@ private:
         std::vector<harness_trace> traces;
         harness_source record;
     };
+
+    DataChannel* addSource(double periods, double amplitude, int count, int interval,
+                           int tracesPerCall)
+    {
+        Source& source = sources.emplace_back();
+        source.samples = sinusoid(500, periods, amplitude);
+        source.traces.assign(static_cast<size_t>(count), {source.samples.data(), nullptr, 0});
+        source.record = {source.traces.data(), count, 500, interval, tracesPerCall, 0};
+        ModuleEntity* module = job().initJobModule("source", "libharness_source.so");
+        module->setResource("HARNESS", UniVar(static_cast<void*>(&source.record)));
+        DataChannel* channel = new DataChannel; // the job deletes it
+        module->setOutputDataChannel(channel, 0);
+        return channel;
+    }
 
     // Neither the job nor trace sets destroy the traces that are left in the end.
     void removeTraces()
@@ -915,6 +933,36 @@ TEST_F(SpectrumInputsTest, ShorterInputFailsTheJob)
             EXPECT_EQ(title, "");
         }
     }
+}
+
+// Nobody is told of such an end while traces come: it shows in what is left.
+TEST_F(SpectrumInputsTest, ShorterInputWithoutAMarkOfItsEndFailsTheJobAfterwards)
+{
+    for (const bool cutComesFirst : {false, true}) {
+        restart(true);
+        if (cutComesFirst)
+            addCutInput(60, 2, 3);
+        addInput(40, 4, 3);
+        if (!cutComesFirst)
+            addCutInput(60, 2, 3);
+
+        run();
+
+        EXPECT_THAT(host.textsOfType(4),
+                    ElementsAre(HasSubstr(" has ended after 2 traces, and input ")));
+        EXPECT_EQ(title, "");
+    }
+}
+
+TEST_F(SpectrumInputsTest, InputsCutAlikePass)
+{
+    addCutInput(40, 4, 3);
+    addCutInput(60, 2, 3);
+
+    run();
+
+    EXPECT_THAT(host.textsOfType(4), IsEmpty());
+    EXPECT_THAT(title, HasSubstr("\nlegend: 1=input 1 (2 traces),2=input 2 (2 traces),\n"));
 }
 
 TEST_F(SpectrumInputsTest, InputWithoutTracesIsShorter)

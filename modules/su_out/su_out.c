@@ -41,9 +41,11 @@ typedef struct state
     vorn_su_writer* writer;
     int samples; /* per trace; 0 before the first trace */
     int64_t traces;
-    char present[MOST_WORDS];        /* the input has the attribute of that word */
-    char clamped[MOST_WORDS];        /* a value was too large for that word, and this was said */
-    int64_t leftOut[HOMELESS_WORDS]; /* traces with a value */
+    char present[MOST_WORDS];     /* the input has the attribute of that word */
+    char clamped[MOST_WORDS];     /* a value was too large for that word, and this was said */
+    int homeless[HOMELESS_WORDS]; /* homeless words that the first trace has */
+    int homelessCount;
+    int64_t leftOut[HOMELESS_WORDS]; /* traces with a value, by homeless word */
 } state;
 
 static state* find_state(void);
@@ -196,8 +198,20 @@ static int refuse_second_writer(const state* kept, char* error)
 
 /* ---- Trace by trace ---- */
 
+static void find_homeless_words(state* kept, void* in)
+{
+    double value;
+    int i;
+
+    for (i = 0; i < HOMELESS_WORDS; ++i) {
+        if (knl_getF64TraceAttribute(in, homelessWords[i], &value) == 1)
+            kept->homeless[kept->homelessCount++] = i;
+    }
+}
+
 static int begin(state* kept, void* in, char* error)
 {
+    find_homeless_words(kept, in);
     kept->samples = knl_getTraceLength(in);
     return vorn_su_begin(kept->writer, kept->samples, kept->littleEndian, error, LINE_ROOM);
 }
@@ -268,10 +282,11 @@ static void look_at_homeless_words(state* kept, void* in)
 {
     int i;
 
-    for (i = 0; i < HOMELESS_WORDS; ++i) {
+    for (i = 0; i < kept->homelessCount; ++i) {
+        const int word = kept->homeless[i];
         double value = 0;
-        knl_getF64TraceAttribute(in, homelessWords[i], &value);
-        kept->leftOut[i] += value != 0;
+        knl_getF64TraceAttribute(in, homelessWords[word], &value);
+        kept->leftOut[word] += value != 0;
     }
 }
 

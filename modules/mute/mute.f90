@@ -25,8 +25,8 @@ module mute_job
 
   ! Before all samples and behind them; integers reach as far.
   real(c_double), parameter :: beyond = 2.0e9_c_double
-  ! Characters of the points in the history: with the rest of the line, three or four lines of a text
-  ! header.
+  ! Characters of the points in the history: with the rest of the line, three or four lines of a
+  ! text header.
   integer, parameter :: room_for_points = 200
 
 contains

@@ -6,12 +6,13 @@ module agc_job
   use vorn_knl
   implicit none
   private
-  public :: agc_state, read_parameters, find
+  public :: agc_state, read_parameters, warn_of_window, find
 
   ! What the module keeps from one call to the next.
   type :: agc_state
     integer(c_int) :: half    ! samples of a window to either side of a sample
     integer(c_int) :: measure ! agc_rms or agc_mean
+    real(c_double) :: window  ! seconds
     real(c_double) :: level   ! that samples are brought to
     real(c_double), allocatable :: forward(:), backward(:) ! room for the arithmetic
   end type agc_state
@@ -47,12 +48,28 @@ contains
           'the input has no sample interval; the module before this one has to set it')
     else
       good = .true.
+      state%window = window
       state%measure = merge(agc_rms, agc_mean, mode == 'rms')
       state%half = nint(min(window / (2.0e-6_c_double * interval), 1.0e9_c_double))
       history = 'agc window=' // text_of(window) // ' s mode=' // trim(mode)
       if (state%level /= 1) history = history // ' level=' // text_of(state%level)
     end if
   end subroutine read_parameters
+
+  !> Such a window is often one of milliseconds without their unit.
+  subroutine warn_of_window(state, length, interval)
+    type(agc_state), intent(in) :: state
+    integer(c_int), intent(in) :: length   ! samples of a trace
+    integer(c_int), intent(in) :: interval ! microseconds
+    real(c_double) :: duration             ! seconds
+
+    duration = length * 1.0e-6_c_double * interval
+    if (length <= 0 .or. state%window <= duration) return
+    call knl_send_message(knl_message_warning, 'window is ' // text_of(state%window) // &
+        ' s, longer than the traces, which have ' // text_of(duration) // &
+        ' s: amplitudes along a trace are hardly balanced; give a shorter window, with its unit ' &
+        // '(500 ms)')
+  end subroutine warn_of_window
 
   pure logical function is_positive(value)
     real(c_double), intent(in) :: value
@@ -110,6 +127,7 @@ integer function preprocess()
     call fail('agc', 'there is no memory for sums over traces of this length')
     return
   end if
+  call warn_of_window(state, length, interval)
   call keep_address(c_loc(state))
   call knl_set_metadata_value(knl_scope_module, 'history$', history)
 end function preprocess

@@ -1,12 +1,13 @@
 ! mute: sets parts of traces to zero, by times that depend on a header word.
 module mute_job
-  use, intrinsic :: iso_c_binding, only: c_associated, c_double, c_f_pointer, c_float, c_int, c_ptr
+  use, intrinsic :: iso_c_binding, only: c_associated, c_double, c_f_pointer, c_float, c_int, &
+      c_int64_t, c_ptr
   use module_tools
   use mute_math
   use vorn_knl
   implicit none
   private
-  public :: mute_state, read_parameters, read_header, apply, find
+  public :: mute_state, read_parameters, history_of, read_header, apply, find, warn_of_zeros
 
   ! What the module keeps from one call to the next.
   type :: mute_state
@@ -18,10 +19,15 @@ module mute_job
     real(c_double), allocatable :: end_times(:) ! likewise, for the mode surgical
     real(c_double) :: taper    ! samples
     real(c_double) :: interval ! seconds
+    integer(c_int64_t) :: traces = 0    ! so far
+    logical :: has_positions = .false.  ! one of them had a value that is not 0
   end type mute_state
 
   ! Before all samples and behind them; integers reach as far.
   real(c_double), parameter :: beyond = 2.0e9_c_double
+  ! Characters of the points in the history: with the rest of the line, three or four lines of a
+  ! text header.
+  integer, parameter :: room_for_points = 200
 
 contains
 
@@ -134,10 +140,35 @@ contains
     good = .true.
   end subroutine check_point
 
+  !> One line, with as many of the points as it has room for.
+  function history_of(state) result(line)
+    type(mute_state), intent(in) :: state
+    character(len=:), allocatable :: line, points, one
+    integer :: i, count
+
+    count = size(state%positions)
+    points = ''
+    do i = 1, count
+      one = ' ' // text_of(state%positions(i)) // ':' // text_of(state%times(i))
+      if (state%mode == 'surgical') one = one // ':' // text_of(state%end_times(i))
+      if (len(points) + len(one) > room_for_points) then
+        points = points // ' and ' // text_of(real(count - i + 1, c_double)) // ' more'
+        exit
+      end if
+      points = points // one
+    end do
+    line = 'mute mode=' // state%mode // ' header=' // state%header
+    if (.not. state%absolute) line = line // ' absolute=no'
+    line = line // ' taper=' // text_of(state%taper * state%interval) // ' s points=' // &
+        text_of(real(count, c_double)) // ' (' // state%header // &
+        merge(':s:s)', ':s)  ', state%mode == 'surgical')
+    line = trim(line) // points
+  end function history_of
+
   !> Reads the header of the first trace of `input`: the word that times depend on, and the time of
   !> the first sample in seconds. `good` is false after a message.
   subroutine read_header(state, input, position, start, good)
-    type(mute_state), intent(in) :: state
+    type(mute_state), intent(inout) :: state
     type(c_ptr), intent(in) :: input
     real(c_double), intent(out) :: position, start
     logical, intent(out) :: good
@@ -152,6 +183,8 @@ contains
           '"; name one that they have with header')
       return
     end if
+    state%traces = state%traces + 1
+    state%has_positions = state%has_positions .or. position /= 0
     if (state%absolute) position = abs(position)
     delay = 0 ! milliseconds
     call knl_get_trace_attribute(input, 'delrt', delay, status)
@@ -186,6 +219,16 @@ contains
     end function edge_of
   end subroutine apply
 
+  !> Times that depend on a word that nobody has written.
+  subroutine warn_of_zeros(state)
+    type(mute_state), intent(in) :: state
+
+    if (state%traces == 0 .or. state%has_positions .or. size(state%positions) == 1) return
+    call knl_send_message(knl_message_warning, state%header // ' is 0 in all ' // &
+        text_of(real(state%traces, c_double)) // ' traces, which all got the mute of ' // &
+        state%header // ' 0; name a header word that has values with header')
+  end subroutine warn_of_zeros
+
   !> Null where preprocess has failed.
   subroutine find(state)
     type(mute_state), pointer, intent(out) :: state
@@ -198,7 +241,7 @@ contains
 end module mute_job
 
 integer function preprocess()
-  use, intrinsic :: iso_c_binding, only: c_double, c_int, c_loc, c_ptr
+  use, intrinsic :: iso_c_binding, only: c_int, c_loc, c_ptr
   use module_tools
   use mute_job
   use vorn_knl
@@ -230,9 +273,7 @@ integer function preprocess()
     return
   end if
   call keep_address(c_loc(state))
-  call knl_set_metadata_value(knl_scope_module, 'history$', 'mute mode=' // state%mode // &
-      ' header=' // state%header // ' points=' // text_of(real(size(state%times), c_double)) // &
-      ' taper=' // text_of(state%taper * state%interval) // ' s')
+  call knl_set_metadata_value(knl_scope_module, 'history$', history_of(state))
 end function preprocess
 
 ! One trace in, one trace out, until a trace has not the header word.
@@ -271,7 +312,7 @@ end function process
 
 integer function postprocess()
   use, intrinsic :: iso_c_binding, only: c_null_ptr
-  use module_tools, only: keep_address
+  use module_tools, only: job_has_failed, keep_address
   use mute_job
   implicit none
   type(mute_state), pointer :: state
@@ -279,6 +320,7 @@ integer function postprocess()
   postprocess = 0
   call find(state)
   if (.not. associated(state)) return
+  if (.not. job_has_failed()) call warn_of_zeros(state)
   deallocate (state)
   call keep_address(c_null_ptr)
 end function postprocess

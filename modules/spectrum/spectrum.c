@@ -1,6 +1,7 @@
 /* spectrum: draws the mean amplitude spectrum of chosen traces, of one input or of several over
  * each other. */
 #include "knl.h"
+#include "knl_fortran.h"
 #include "spectrum_math.h"
 
 #include <math.h>
@@ -16,6 +17,7 @@ enum
     WARNING = 2,
     FATAL = 4,
     END_OF_DATA = 3, /* flag of an output: no more traces will come */
+    KEEP_TRACE = 1,  /* flag of an input: the trace is not taken */
     JOB = 0,         /* scopes of metadata */
     MODULE = 1,
     GRAPH = 2, /* type of a pad */
@@ -52,6 +54,7 @@ typedef struct curve
     double* amplitudes; /* of all bins, in the end */
     int from, to;       /* bins in the picture */
     spectrum_band band;
+    int64_t taken;   /* traces */
     int64_t outside; /* traces that end before the window or begin behind it */
     int64_t dead;    /* that are zero throughout it */
     int64_t odd_traces;
@@ -70,6 +73,9 @@ typedef struct state
 static state* find_state(void);
 static int read_settings(settings* set);
 static int look_at_inputs(state* kept);
+static int any_input(const state* kept, int is_empty);
+static int take_traces(state* kept);
+static void refuse_uneven_inputs(state* kept);
 static int take_trace(state* kept, void* in, int input);
 static int finish_curves(state* kept);
 static void report(const state* kept);
@@ -100,6 +106,9 @@ int preprocess_(void)
         return 0;
     }
     knl_setModuleResource("state", kept);
+    /* Of several inputs, one that ends before the others is seen in a further call. */
+    if (kept->inputs > 1)
+        knl_setModuleProcessingOption("RespectEOD", 1);
     return 0;
 }
 
@@ -107,24 +116,22 @@ int preprocess_(void)
 int process_(void)
 {
     state* kept = find_state();
-    void* out = NULL;
+    const int have_ended = kept != NULL && !take_traces(kept);
+    void* out;
     void* in;
-    int i;
 
-    knl_getOutputTraceBuffer(&out, 0);
-    for (i = 0; kept != NULL && !kept->failed && i < kept->inputs; ++i) {
-        knl_getInputTraceBuffer(&in, i);
-        kept->failed = !take_trace(kept, in, i);
-    }
-    if (out == NULL)
+    if (knl_getOutputTraceBuffer(&out, 0) != 0)
         return 0;
-    if (kept == NULL || kept->failed) {
+    if (kept == NULL || kept->failed || have_ended) {
         knl_setDataChannelFlag(out, END_OF_DATA); /* do not ask again */
         return 0;
     }
     knl_getInputTraceBuffer(&in, 0);
-    /* Header, samples, and the flag that says whether this is the last trace. */
+    /* Header, samples, and the flag that says whether this is the last trace; of several inputs, it
+     * is when none has another one. */
     knl_mcopyTraceToTrace(in, out, 1, 1, 0, knl_getNumberOfTraces(out));
+    if (kept->inputs > 1)
+        knl_setDataChannelFlag(out, 0);
     return 0;
 }
 
@@ -134,6 +141,9 @@ int postprocess_(void)
 
     if (kept == NULL)
         return 0;
+    /* An input whose end is not marked ends the module without a further call. */
+    if (any_input(kept, 1) && any_input(kept, 0))
+        refuse_uneven_inputs(kept);
     if (!kept->failed && finish_curves(kept)) {
         report(kept);
         draw(kept);
@@ -321,6 +331,74 @@ static int begin_curve(const settings* set, curve* one, double start, int sample
     return 0;
 }
 
+/* Whether an input is empty, or whether one is not. */
+static int any_input(const state* kept, int is_empty)
+{
+    void* in;
+    int i;
+
+    for (i = 0; i < kept->inputs; ++i) {
+        knl_getInputTraceBuffer(&in, i);
+        if ((knl_getNumberOfTraces(in) == 0) == is_empty)
+            return 1;
+    }
+    return 0;
+}
+
+/* One trace of each input. Gives 0 when all have ended. */
+static int take_traces(state* kept)
+{
+    int keep = KEEP_TRACE;
+    void* in;
+    int i;
+
+    if (!any_input(kept, 1)) {
+        for (i = 0; !kept->failed && i < kept->inputs; ++i) {
+            knl_getInputTraceBuffer(&in, i);
+            kept->failed = !take_trace(kept, in, i);
+        }
+        return 1;
+    }
+    /* Taking a trace from an empty channel would make one there, for other modules to find. The C
+     * form of the interface has no function that prevents it. */
+    for (i = 0; i < kept->inputs; ++i) {
+        int channel = i + 1;
+        knl_getInputTraceBuffer(&in, i);
+        if (knl_getNumberOfTraces(in) == 0)
+            knl_setinputtracebufferflag_(&channel, &keep);
+    }
+    if (any_input(kept, 0)) {
+        refuse_uneven_inputs(kept);
+        return 1;
+    }
+    knl_setModuleProcessingOption("RespectEOD", 0); /* or a last module is called for ever */
+    return 0;
+}
+
+/* One input has ended, and another one has not. */
+static void refuse_uneven_inputs(state* kept)
+{
+    int ended = -1;
+    int longer = -1;
+    void* in;
+    int i;
+
+    if (kept->failed || job_has_failed())
+        return;
+    for (i = kept->inputs - 1; i >= 0; --i) {
+        knl_getInputTraceBuffer(&in, i);
+        if (knl_getNumberOfTraces(in) == 0)
+            ended = i;
+        else
+            longer = i;
+    }
+    fail("input %d has ended after %lld traces, and input %d has more than %lld; give inputs with "
+         "as many traces each, or each input a module of its own",
+         ended + 1, (long long)kept->curves[ended].taken, longer + 1,
+         (long long)kept->curves[longer].taken);
+    kept->failed = 1;
+}
+
 /* Gives 0 after a message. */
 static int take_trace(state* kept, void* in, int input)
 {
@@ -334,6 +412,7 @@ static int take_trace(state* kept, void* in, int input)
     int delay = 0; /* milliseconds */
     int odd;
 
+    ++one->taken;
     if (chosen != 1)
         return chosen == 0;
     knl_getI32TraceAttribute(in, "delrt", &delay);

@@ -4,13 +4,14 @@
 ! is used. A call writes one trace at most: the trace that begins a new group lets the old one go and
 ! is asked for again with the next call.
 module stack_job
-  use, intrinsic :: iso_c_binding, only: c_associated, c_double, c_f_pointer, c_float, c_int, c_ptr
+  use, intrinsic :: iso_c_binding, only: c_associated, c_double, c_f_pointer, c_float, c_int, &
+      c_int64_t, c_ptr
   use module_tools
   use stack_math
   use vorn_knl
   implicit none
   private
-  public :: stack_state, read_parameters, consume, finish, find
+  public :: stack_state, read_parameters, consume, finish, find, warn_of_groups
 
   ! What the module keeps from one call to the next.
   type :: stack_state
@@ -18,9 +19,17 @@ module stack_job
     integer(c_int) :: normalisation      ! one of stack_math's
     integer(c_int) :: traces = 0         ! of the group so far
     real(c_double) :: group = 0          ! their value of the header word
+    logical :: has_delay = .false.       ! their delay is known
+    integer(c_int) :: delay = 0          ! of their first samples, milliseconds
+    integer(c_int64_t) :: taken = 0      ! traces of all groups
+    integer(c_int) :: groups = 0         ! of which a value is kept
+    real(c_double), allocatable :: values(:) ! of the header word, by group
     real(c_double), allocatable :: sums(:)
     integer(c_int), allocatable :: live(:)
   end type stack_state
+
+  ! Groups whose values are kept, to find those that come again: so many need 8 MB.
+  integer, parameter :: most_groups = 2**20
 
 contains
 
@@ -76,7 +85,13 @@ contains
       return
     end if
 
-    if (state%traces == 0) call begin(state, input, group)
+    state%taken = state%taken + 1
+    if (state%traces == 0) then
+      call begin(state, input, group)
+    else if (.not. has_group_delay(state, input)) then
+      call knl_set_data_channel_flag(output, knl_end_of_data)
+      return
+    end if
     call knl_get_trace_samples(input, samples, status)
     if (status == 0) call stack_add(samples, min(size(samples), size(state%sums)), state%sums, &
         state%live)
@@ -103,10 +118,66 @@ contains
 
     call knl_get_work_trace_buffer(work, 1, status)
     call knl_copy_trace_to_trace(input, work, .true., .false., status)
+    call knl_get_trace_attribute(input, 'delrt', state%delay, status)
+    state%has_delay = status == 0
+    call keep_value(state, group)
     state%group = group
     state%sums = 0
     state%live = 0
   end subroutine begin
+
+  !> Whether the first trace of `input` begins when the group does; false after a message.
+  logical function has_group_delay(state, input)
+    type(stack_state), intent(in) :: state
+    type(c_ptr), intent(in) :: input
+    integer(c_int) :: delay, status
+
+    delay = 0
+    call knl_get_trace_attribute(input, 'delrt', delay, status)
+    has_group_delay = status /= 0 .or. .not. state%has_delay .or. delay == state%delay
+    if (has_group_delay) return
+    call fail('stack', 'in the group ' // state%key // ' = ' // text_of(state%group) // &
+        ', trace ' // text_of(real(state%taken, c_double)) // ' of the input begins at ' // &
+        text_of(real(delay, c_double)) // ' ms (delrt) and the first one at ' // &
+        text_of(real(state%delay, c_double)) // ' ms; give the traces of a group one delay, or a ' &
+        // 'key that keeps them apart')
+  end function has_group_delay
+
+  subroutine keep_value(state, group)
+    type(stack_state), intent(inout) :: state
+    real(c_double), intent(in) :: group
+    real(c_double), allocatable :: larger(:)
+    integer :: status
+
+    if (state%groups == most_groups) return
+    if (state%groups == size(state%values)) then
+      allocate (larger(2 * size(state%values)), stat=status)
+      if (status /= 0) return ! a warning less
+      larger(:state%groups) = state%values
+      call move_alloc(larger, state%values)
+    end if
+    state%groups = state%groups + 1
+    state%values(state%groups) = group
+  end subroutine keep_value
+
+  !> Groups that are none, and groups that came in several pieces.
+  subroutine warn_of_groups(state)
+    type(stack_state), intent(inout) :: state
+    integer :: different
+
+    if (state%groups == 1 .and. state%values(1) == 0 .and. state%taken > 1) then
+      call knl_send_message(knl_message_warning, state%key // ' is 0 in all ' // &
+          text_of(real(state%taken, c_double)) // ' traces, which became one; name a header word ' &
+          // 'with key that tells the gathers apart')
+      return
+    end if
+    different = stack_different(state%values, state%groups)
+    if (different == state%groups) return
+    call knl_send_message(knl_message_warning, text_of(real(state%groups, c_double)) // &
+        ' groups have ' // text_of(real(different, c_double)) // ' different values of ' // &
+        state%key // ': traces with the same value did not follow each other, and became several '&
+        // 'stacked traces; sort by ' // state%key // ' first')
+  end subroutine warn_of_groups
 
   subroutine emit(state, output, is_last)
     type(stack_state), intent(inout) :: state
@@ -178,7 +249,7 @@ integer function preprocess()
     deallocate (state)
     return
   end if
-  allocate (state%sums(max(length, 0)), state%live(max(length, 0)), stat=status)
+  allocate (state%sums(max(length, 0)), state%live(max(length, 0)), state%values(64), stat=status)
   if (status /= 0) then
     deallocate (state)
     call fail('stack', 'there is no memory for sums of traces of this length')
@@ -217,7 +288,7 @@ end function process
 
 integer function postprocess()
   use, intrinsic :: iso_c_binding, only: c_null_ptr
-  use module_tools, only: keep_address
+  use module_tools, only: job_has_failed, keep_address
   use stack_job
   implicit none
   type(stack_state), pointer :: state
@@ -225,6 +296,7 @@ integer function postprocess()
   postprocess = 0
   call find(state)
   if (.not. associated(state)) return
+  if (.not. job_has_failed()) call warn_of_groups(state)
   deallocate (state)
   call keep_address(c_null_ptr)
 end function postprocess

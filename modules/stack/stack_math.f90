@@ -4,7 +4,7 @@ module stack_math
   use, intrinsic :: iso_c_binding, only: c_double, c_float, c_int
   implicit none
   private
-  public :: stack_add, stack_normalise
+  public :: stack_add, stack_normalise, stack_different
 
   ! What sums are divided by: the number of traces that are not zero there, its root, the number of
   ! all traces, nothing.
@@ -51,4 +51,46 @@ contains
       samples = real(sums, c_float)
     end select
   end subroutine stack_normalise
+
+  !> How many different values there are. Leaves them in ascending order.
+  integer(c_int) function stack_different(values, count) bind(C, name='stack_different')
+    integer(c_int), value, intent(in) :: count
+    real(c_double), intent(inout) :: values(count)
+    real(c_double) :: greatest
+    integer :: i
+
+    do i = count / 2, 1, -1
+      call sift(values, i)
+    end do
+    do i = count, 2, -1
+      greatest = values(1)
+      values(1) = values(i)
+      values(i) = greatest
+      call sift(values(:i - 1), 1)
+    end do
+    stack_different = min(count, 1_c_int)
+    do i = 2, count
+      if (values(i) /= values(i - 1)) stack_different = stack_different + 1
+    end do
+  end function stack_different
+
+  !> Moves the value at `top` down a heap, in which none is below a smaller one otherwise.
+  pure subroutine sift(values, top)
+    real(c_double), intent(inout) :: values(:)
+    integer, intent(in) :: top
+    real(c_double) :: moved
+    integer :: place, child
+
+    moved = values(top)
+    place = top
+    child = 2 * place
+    do while (child <= size(values))
+      if (child < size(values)) child = child + merge(1, 0, values(child + 1) > values(child))
+      if (.not. values(child) > moved) exit
+      values(place) = values(child)
+      place = child
+      child = 2 * place
+    end do
+    values(place) = moved
+  end subroutine sift
 end module stack_math

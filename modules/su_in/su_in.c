@@ -18,7 +18,8 @@ enum
     MODULE = 1,
     TEXT_ROOM = 4096, /* parameters are copied without a look at their length */
     LINE_ROOM = 2 * TEXT_ROOM,
-    MOST_WORDS = 128
+    MOST_WORDS = 128,
+    WORDS_NAMED = 12 /* at most in a warning */
 };
 
 /* What the module keeps from one call to the next. It is a resource of the module and no global
@@ -36,6 +37,10 @@ typedef struct state
     int word[MOST_WORDS];
     int32_t value[MOST_WORDS];
     int words;
+    /* Words that the schema lacks, and in how many traces they have a value. */
+    int unread[MOST_WORDS];
+    int64_t unreadTraces[MOST_WORDS];
+    int unreadWords;
     unsigned char header[VORN_SU_HEADER_BYTES];
 } state;
 
@@ -56,6 +61,7 @@ static int open_file(state* kept, const settings* read, char* error);
 static void announce(const state* kept, const settings* read);
 static int describe_output(state* kept);
 static int emit_trace(state* kept, void* out, char* error);
+static void warn_of_unread_words(const state* kept);
 
 /* ---- Entry points ---- */
 
@@ -99,6 +105,10 @@ int process_(void)
 
 int postprocess_(void)
 {
+    const state* kept = find_state();
+
+    if (kept != NULL)
+        warn_of_unread_words(kept);
     end_state();
     return 0;
 }
@@ -263,6 +273,12 @@ static int is_known(int word)
            (!vorn_su_word_is_float(word) || type == 4 || type == 5);
 }
 
+/* Whether the traces say themselves what the word would. */
+static int is_of_the_traces(int word)
+{
+    return strcmp(vorn_su_word_key(word), "ns") == 0 || strcmp(vorn_su_word_key(word), "dt") == 0;
+}
+
 /* 0 when there is no output. The work buffer has traces of one sample: only the header is used. */
 static int describe_output(state* kept)
 {
@@ -273,9 +289,12 @@ static int describe_output(state* kept)
     if (knl_getOutputTraceBuffer(&out, 0) != 0)
         return 0;
     knl_bldOutputTraceBuffer(0, vorn_su_samples(kept->reader), kept->interval, NULL);
-    for (i = 0; i < vorn_su_words() && kept->words < MOST_WORDS; ++i) {
-        if (!is_known(i))
+    for (i = 0; i < vorn_su_words() && i < MOST_WORDS; ++i) {
+        if (!is_known(i)) {
+            if (!is_of_the_traces(i))
+                kept->unread[kept->unreadWords++] = i;
             continue;
+        }
         knl_defineTraceAttribute(out, vorn_su_word_key(i));
         kept->word[kept->words] = i;
         kept->value[kept->words] = 0;
@@ -284,7 +303,7 @@ static int describe_output(state* kept)
     snprintf(text, sizeof text,
              "the job's schema knows %d of the %d trace header words; others are not read",
              kept->words, vorn_su_words());
-    knl_sendMessage(kept->words == 0 ? WARNING : DETAIL, text);
+    knl_sendMessage(DETAIL, text);
     knl_bldWorkTraceBuffer(0, 1, kept->interval, 1, out);
     knl_informTotalTracesNumber(out, kept->total);
     return 1;
@@ -328,6 +347,15 @@ static void update_words(state* kept, void* work)
     }
 }
 
+static void look_at_unread_words(state* kept)
+{
+    const int little = vorn_su_little_endian(kept->reader);
+    int i;
+
+    for (i = 0; i < kept->unreadWords; ++i)
+        kept->unreadTraces[i] += vorn_su_get_word(kept->header, kept->unread[i], little) != 0;
+}
+
 /* What can fail comes before there is a trace: one that could not be read must not reach anybody.
  */
 static int emit_trace(state* kept, void* out, char* error)
@@ -342,6 +370,7 @@ static int emit_trace(state* kept, void* out, char* error)
         return 0;
     knl_getWorkTraceBuffer(&work, 0);
     update_words(kept, work);
+    look_at_unread_words(kept);
     number = knl_getNumberOfTraces(out);
     knl_mcopyTraceToTrace(work, out, 1, 0, 0, number);
     if (knl_getTraceSamples(out, &samples, number) == 0) {
@@ -352,4 +381,41 @@ static int emit_trace(state* kept, void* out, char* error)
     ++kept->next;
     ++kept->emitted;
     return 1;
+}
+
+/* ---- In the end ---- */
+
+static void warn_of_unread_words(const state* kept)
+{
+    char file[TEXT_ROOM] = "";
+    char text[LINE_ROOM];
+    int named = 0;
+    int more = 0;
+    size_t used;
+    int i;
+
+    knl_getStrModuleParameter("file", file);
+    snprintf(
+        text, sizeof text,
+        "%s: header words that have values are not read, since the job's schema lacks them:", file);
+    for (i = 0; i < kept->unreadWords; ++i) {
+        const int word = kept->unread[i];
+        if (kept->unreadTraces[i] == 0)
+            continue;
+        if (named == WORDS_NAMED) {
+            ++more;
+            continue;
+        }
+        used = strlen(text);
+        snprintf(text + used, sizeof text - used, "%s %s (%lld trace%s)", named++ > 0 ? "," : "",
+                 vorn_su_word_key(word), (long long)kept->unreadTraces[i],
+                 kept->unreadTraces[i] == 1 ? "" : "s");
+    }
+    if (named == 0)
+        return;
+    used = strlen(text);
+    if (more > 0)
+        used += (size_t)snprintf(text + used, sizeof text - used, " and %d more", more);
+    snprintf(text + used, sizeof text - used, "; add those that matter to `schema`");
+    knl_sendMessage(WARNING, text);
 }

@@ -21,6 +21,16 @@ enum
     MOST_WORDS = 128
 };
 
+/* Words of SEG-Y at places where Seismic Unix has others, or none. */
+static const char* const homelessWords[] = {
+    "cdpx",   "cdpy",  "iline", "xline", "sp",   "scalsp", "tunit", "tdcm",   "tdce",  "tdunit",
+    "triden", "sctrh", "stype", "sedm",  "sede", "smm",    "sme",   "smunit", "unas1", "unas2"};
+
+enum
+{
+    HOMELESS_WORDS = sizeof homelessWords / sizeof homelessWords[0]
+};
+
 /* What the module keeps from one call to the next. It is a resource of the module and no global
  * variable: a job may write several files. */
 typedef struct state
@@ -31,8 +41,11 @@ typedef struct state
     vorn_su_writer* writer;
     int samples; /* per trace; 0 before the first trace */
     int64_t traces;
-    char present[MOST_WORDS]; /* the input has the attribute of that word */
-    char clamped[MOST_WORDS]; /* a value was too large for that word, and this was said */
+    char present[MOST_WORDS];     /* the input has the attribute of that word */
+    char clamped[MOST_WORDS];     /* a value was too large for that word, and this was said */
+    int homeless[HOMELESS_WORDS]; /* homeless words that the first trace has */
+    int homelessCount;
+    int64_t leftOut[HOMELESS_WORDS]; /* traces with a value, by homeless word */
 } state;
 
 static state* find_state(void);
@@ -185,8 +198,20 @@ static int refuse_second_writer(const state* kept, char* error)
 
 /* ---- Trace by trace ---- */
 
+static void find_homeless_words(state* kept, void* in)
+{
+    double value;
+    int i;
+
+    for (i = 0; i < HOMELESS_WORDS; ++i) {
+        if (knl_getF64TraceAttribute(in, homelessWords[i], &value) == 1)
+            kept->homeless[kept->homelessCount++] = i;
+    }
+}
+
 static int begin(state* kept, void* in, char* error)
 {
+    find_homeless_words(kept, in);
     kept->samples = knl_getTraceLength(in);
     return vorn_su_begin(kept->writer, kept->samples, kept->littleEndian, error, LINE_ROOM);
 }
@@ -253,6 +278,18 @@ static void fill_header(state* kept, void* in, unsigned char* header)
     }
 }
 
+static void look_at_homeless_words(state* kept, void* in)
+{
+    int i;
+
+    for (i = 0; i < kept->homelessCount; ++i) {
+        const int word = kept->homeless[i];
+        double value = 0;
+        knl_getF64TraceAttribute(in, homelessWords[word], &value);
+        kept->leftOut[word] += value != 0;
+    }
+}
+
 static int write_trace(state* kept, void* in, char* error)
 {
     unsigned char header[VORN_SU_HEADER_BYTES];
@@ -273,6 +310,7 @@ static int write_trace(state* kept, void* in, char* error)
         return 0;
     }
     fill_header(kept, in, header);
+    look_at_homeless_words(kept, in);
     if (!vorn_su_write(kept->writer, header, samples, error, LINE_ROOM))
         return 0;
     ++kept->traces;
@@ -280,6 +318,26 @@ static int write_trace(state* kept, void* in, char* error)
 }
 
 /* ---- After the last trace ---- */
+
+static void warn_of_homeless_words(const state* kept)
+{
+    char text[LINE_ROOM];
+    int named = 0;
+    int i;
+
+    snprintf(text, sizeof text,
+             "%s: a Seismic Unix header has no place for these words, whose values are left out:",
+             kept->file);
+    for (i = 0; i < HOMELESS_WORDS; ++i) {
+        const size_t used = strlen(text);
+        if (kept->leftOut[i] > 0)
+            snprintf(text + used, sizeof text - used, "%s %s (%lld trace%s)",
+                     named++ > 0 ? "," : "", homelessWords[i], (long long)kept->leftOut[i],
+                     kept->leftOut[i] == 1 ? "" : "s");
+    }
+    if (named > 0)
+        knl_sendMessage(WARNING, text);
+}
 
 static int publish(state* kept, char* error)
 {
@@ -296,6 +354,7 @@ static int publish(state* kept, char* error)
              kept->file, (long long)kept->traces, kept->samples, (long long)bytes,
              kept->littleEndian ? "little" : "big");
     knl_sendMessage(INFORMATION, text);
+    warn_of_homeless_words(kept);
     return 1;
 }
 

@@ -188,6 +188,23 @@ TEST_F(WholeRunTest, BothArmsOfADiamondAreUsed)
     EXPECT_THAT(linesWith(result.output, "join "), SizeIs(1));
 }
 
+TEST_F(WholeRunTest, InputsOfDifferentLengthsLeaveNoFileBehindThem)
+{
+    for (const bool longerFirst : {true, false}) {
+        writeJob(std::string(shots) +
+                 "  - {name: few, module: synthetic, shots: 1, channels: 8, samples: 100}\n"
+                 "  - {name: join, module: spectrum, inputs: [" +
+                 (longerFirst ? "shots, few" : "few, shots") + "]}\n" + writer("joined", "join") +
+                 writer("beside", "few"));
+
+        const ProcessResult result = tree.run({"run", "job.yaml"});
+
+        EXPECT_EQ(result.exitCode, 1);
+        EXPECT_THAT(linesWith(result.errors, "has ended after 8 traces"), Not(IsEmpty()));
+        EXPECT_THAT(tree.namesIn("."), ElementsAre("job.yaml"));
+    }
+}
+
 TEST_F(WholeRunTest, ADiamondHoldsWithFewTracesInMemory)
 {
     writeJob(diamond("low", "loud"));

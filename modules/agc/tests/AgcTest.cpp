@@ -179,6 +179,30 @@ TEST_F(AgcTest, LongWindowsAreTheWholeTrace)
     EXPECT_THAT(result.traces[0].samples, ElementsAre(4, 8, 12));
 }
 
+TEST_F(AgcTest, WindowLongerThanTheTracesBringsAWarning)
+{
+    const struct
+    {
+        double window;
+        bool isLong;
+    } rows[] = {{0.006, false}, {0.0061, true}, {500, true}};
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.window);
+        restart();
+        harness.push({1, 2, 3});
+        harness.push({1, 2, 3});
+        add({{"window", UniVar(row.window)}});
+
+        run();
+
+        EXPECT_THAT(messages(2), testing::SizeIs(row.isLong ? 1 : 0));
+    }
+    EXPECT_THAT(messages(2),
+                ElementsAre("window is 500 s, longer than the traces, which have 0.006 s: "
+                            "amplitudes along a trace are hardly balanced; give a shorter window, "
+                            "with its unit (500 ms)"));
+}
+
 TEST_F(AgcTest, TwoModulesHaveSettingsOfTheirOwn)
 {
     add({{"window", UniVar(0.004)}, {"mode", UniVar("mean")}, {"level", UniVar(30)}}); // 20, 30, 36

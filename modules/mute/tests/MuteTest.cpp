@@ -147,7 +147,8 @@ TEST_F(MuteTest, TopMuteFollowsTheOffset)
     EXPECT_THAT(result.traces[1].samples, ElementsAre(0, 0, 0, 1, 1, 1));
     EXPECT_THAT(result.traces[2].samples, ElementsAre(0, 0, 0, 0, 1, 1));
     EXPECT_THAT(all("offset"), ElementsAre(100, -200, 300));
-    EXPECT_EQ(history(), "mute mode=top header=offset points=2 taper=0 s");
+    EXPECT_EQ(history(),
+              "mute mode=top header=offset taper=0 s points=2 (offset:s) 100:0.2 300:0.4");
 }
 
 TEST_F(MuteTest, BottomMuteFollowsTheOffset)
@@ -170,6 +171,60 @@ TEST_F(MuteTest, SurgicalMuteCutsOutAZone)
     EXPECT_THAT(result.traces[0].samples, Each(1.0f)); // nothing between 0.2 and 0.3 s
     EXPECT_THAT(result.traces[1].samples, ElementsAre(1, 1, 1, 1, 0, 0)); // 0.3 to 0.6 s
     EXPECT_THAT(result.traces[2].samples, ElementsAre(1, 1, 1, 1, 1, 0)); // 0.4 to 0.9 s
+    EXPECT_EQ(history(), "mute mode=surgical header=offset taper=0 s points=2 (offset:s:s) "
+                         "100:0.2:0.3 300:0.4:0.9");
+}
+
+TEST_F(MuteTest, HistoryHasAsManyPointsAsItHasRoomFor)
+{
+    std::vector<double> offsets;
+    std::vector<double> times;
+    for (int i = 0; i < 100; ++i) {
+        offsets.push_back(1000 + i);
+        times.push_back(0.125);
+    }
+    add({{"offsets", floats(offsets)}, {"times", floats(times)}});
+
+    run();
+
+    EXPECT_THAT(history(),
+                testing::StartsWith("mute mode=top header=offset taper=0.02 s points=100 "
+                                    "(offset:s) 1000:0.125 1001:0.125 "));
+    EXPECT_THAT(history(), testing::EndsWith(" 1016:0.125 1017:0.125 and 82 more"));
+}
+
+TEST_F(MuteTest, OffsetsThatAreAllZeroBringAWarning)
+{
+    harness.input.clear();
+    for (int i = 0; i < 3; ++i)
+        harness.push({1, 1, 1, 1}, {{"offset", UniVar(0)}});
+    addMute("top");
+
+    run();
+
+    EXPECT_THAT(messages(2),
+                ElementsAre("offset is 0 in all 3 traces, which all got the mute of offset 0; name "
+                            "a header word that has values with header"));
+}
+
+TEST_F(MuteTest, OneOffsetOrOnePointIsEnough)
+{
+    addMute("top");
+    add({{"header", UniVar("offset")}, {"offsets", floats({0})}, {"times", floats({0.1})}});
+    harness.input[0].attributes["offset"] = harness.input[1].attributes["offset"] = UniVar(0);
+
+    run();
+
+    EXPECT_THAT(result.messagesOf(2, "module1"), IsEmpty());
+    EXPECT_THAT(result.messagesOf(2, "module2"), IsEmpty());
+
+    restart();
+    harness.push({1, 1, 1, 1}, {{"offset", UniVar(0)}});
+    add({{"offsets", floats({0})}, {"times", floats({0.1})}});
+
+    run();
+
+    EXPECT_THAT(messages(2), IsEmpty()) << "the times depend on nothing";
 }
 
 TEST_F(MuteTest, SignOfTheOffsetCanCount)
@@ -179,6 +234,7 @@ TEST_F(MuteTest, SignOfTheOffsetCanCount)
     run();
 
     EXPECT_THAT(result.traces[1].samples, ElementsAre(0, 0, 1, 1, 1, 1));
+    EXPECT_THAT(history(), testing::StartsWith("mute mode=top header=offset absolute=no taper="));
 }
 
 TEST_F(MuteTest, AnotherHeaderWordCanTakeThePlaceOfTheOffset)
@@ -188,7 +244,7 @@ TEST_F(MuteTest, AnotherHeaderWordCanTakeThePlaceOfTheOffset)
     run();
 
     EXPECT_THAT(result.traces[0].samples, ElementsAre(0, 0, 0, 0, 0, 0)); // 0.02 s of taper
-    EXPECT_EQ(history(), "mute mode=top header=cdp points=1 taper=0.02 s");
+    EXPECT_EQ(history(), "mute mode=top header=cdp taper=0.02 s points=1 (cdp:s) 7:0.5");
 }
 
 TEST_F(MuteTest, TaperIsATime)

@@ -765,19 +765,43 @@ protected:
     {
         job().installCreatePadFunc(createPad, this);
         job().installAddPlotToPadFuncFunc(addPlot, this);
+        restart(false);
+    }
+
+    // A new job, with the module as the last one or with one behind it.
+    void restart(bool withOutput)
+    {
+        if (!job().jobModules.empty())
+            job().postProcessJob(); // deletes them
+        host.messages.clear();
+        title = failure = "";
+        commands.clear();
+        passed.clear();
+        job().metaDataMap.clear();
         spectrum = job().initJobModule("spectrum", "libspectrum.so");
+        if (!withOutput)
+            return;
+        ModuleEntity* module = job().initJobModule("sink", "libharness_sink.so");
+        module->setResource("HARNESS", UniVar(static_cast<void*>(&sink)));
+        DataChannel* channel = new DataChannel; // the job deletes it
+        spectrum->setOutputDataChannel(channel, 0);
+        module->setInputDataChannel(channel, 0);
     }
 
     // A source of so many traces with a sinusoid, connected to the next input.
-    void addInput(double periods, double amplitude, int count, int interval = 2000)
+    void addInput(double periods, double amplitude, int count, int interval = 2000,
+                  int tracesPerCall = 1)
     {
-        Source& source = sources.emplace_back();
-        source.samples = sinusoid(500, periods, amplitude);
-        source.traces.assign(static_cast<size_t>(count), {source.samples.data(), nullptr, 0});
-        source.record = {source.traces.data(), count, 500, interval, 1, 0};
-        ModuleEntity* module = job().initJobModule("source", "libharness_source.so");
-        module->setResource("HARNESS", UniVar(static_cast<void*>(&source.record)));
+        spectrum->setInputDataChannel(addSource(periods, amplitude, count, interval, tracesPerCall),
+                                      0);
+    }
+
+    // The same through a module that leaves out the last trace and does not mark the end.
+    void addCutInput(double periods, double amplitude, int count)
+    {
+        ModuleEntity* module = job().initJobModule("cut", "libdrop_last.so");
         DataChannel* channel = new DataChannel; // the job deletes it
+        module->setInputDataChannel(addSource(periods, amplitude, count, 2000, 1), 0);
         module->setOutputDataChannel(channel, 0);
         spectrum->setInputDataChannel(channel, 0);
     }
@@ -786,13 +810,17 @@ protected:
     {
         job().preProcessJob();
         job().processJob();
+        failure = job().getMetaDataValue(0, "vorn.failed");
+        spectrum->postProcessModule(); // the job's further call finds nothing to do
         removeTraces();
         job().postProcessJob();
     }
 
     ModuleEntity* spectrum;
     std::string title;
+    std::string failure; // that writers of files find in the end
     std::vector<plotCommandStruct> commands;
+    std::vector<float> passed; // greatest samples of the traces behind the module
 
 private:
     struct Source
@@ -801,6 +829,20 @@ private:
         std::vector<harness_trace> traces;
         harness_source record;
     };
+
+    DataChannel* addSource(double periods, double amplitude, int count, int interval,
+                           int tracesPerCall)
+    {
+        Source& source = sources.emplace_back();
+        source.samples = sinusoid(500, periods, amplitude);
+        source.traces.assign(static_cast<size_t>(count), {source.samples.data(), nullptr, 0});
+        source.record = {source.traces.data(), count, 500, interval, tracesPerCall, 0};
+        ModuleEntity* module = job().initJobModule("source", "libharness_source.so");
+        module->setResource("HARNESS", UniVar(static_cast<void*>(&source.record)));
+        DataChannel* channel = new DataChannel; // the job deletes it
+        module->setOutputDataChannel(channel, 0);
+        return channel;
+    }
 
     // Neither the job nor trace sets destroy the traces that are left in the end.
     void removeTraces()
@@ -816,6 +858,14 @@ private:
         }
     }
 
+    static void take(void* test, void* traceSet)
+    {
+        SeisTraceSet* set = static_cast<SeisTraceSet*>(traceSet);
+        const float* samples = set->getSamples(0);
+        const float greatest = *std::max_element(samples, samples + set->getTraceLength());
+        static_cast<SpectrumInputsTest*>(test)->passed.push_back(std::round(greatest));
+    }
+
     static int createPad(int, int, int, int, const char* text, void* test)
     {
         static_cast<SpectrumInputsTest*>(test)->title = text;
@@ -829,6 +879,7 @@ private:
     }
 
     std::deque<Source> sources; // modules know their addresses
+    harness_sink sink = {take, this};
 };
 
 TEST_F(SpectrumInputsTest, EachInputHasAPenAndALabel)
@@ -861,14 +912,86 @@ TEST_F(SpectrumInputsTest, EachInputHasAPenAndALabel)
     EXPECT_NEAR(peaks[2].second, 2, 1e-4);
 }
 
-TEST_F(SpectrumInputsTest, ShorterInputEndsTheOthers)
+// The source marks the end on its last trace, or later on its empty channel.
+TEST_F(SpectrumInputsTest, ShorterInputFailsTheJob)
 {
-    addInput(40, 4, 2);
-    addInput(60, 2, 5);
+    for (const int tracesPerCall : {1, 2, 50}) {
+        for (const bool withOutput : {false, true}) {
+            SCOPED_TRACE(tracesPerCall);
+            restart(withOutput);
+            addInput(40, 4, 5, 2000, tracesPerCall);
+            addInput(60, 2, 2);
+            addInput(60, 2, 7);
+
+            run();
+
+            const std::string reason =
+                "input 2 has ended after 2 traces, and input 1 has more than 2; give inputs with "
+                "as many traces each, or each input a module of its own";
+            EXPECT_THAT(host.textsOfType(4), ElementsAre(reason));
+            EXPECT_EQ(failure, "spectrum: " + reason) << "before post-processing";
+            EXPECT_EQ(title, "");
+        }
+    }
+}
+
+// Nobody is told of such an end while traces come: it shows in what is left.
+TEST_F(SpectrumInputsTest, ShorterInputWithoutAMarkOfItsEndFailsTheJobAfterwards)
+{
+    for (const bool cutComesFirst : {false, true}) {
+        restart(true);
+        if (cutComesFirst)
+            addCutInput(60, 2, 3);
+        addInput(40, 4, 3);
+        if (!cutComesFirst)
+            addCutInput(60, 2, 3);
+
+        run();
+
+        EXPECT_THAT(host.textsOfType(4),
+                    ElementsAre(HasSubstr(" has ended after 2 traces, and input ")));
+        EXPECT_EQ(title, "");
+    }
+}
+
+TEST_F(SpectrumInputsTest, InputsCutAlikePass)
+{
+    addCutInput(40, 4, 3);
+    addCutInput(60, 2, 3);
 
     run();
 
+    EXPECT_THAT(host.textsOfType(4), IsEmpty());
     EXPECT_THAT(title, HasSubstr("\nlegend: 1=input 1 (2 traces),2=input 2 (2 traces),\n"));
+}
+
+TEST_F(SpectrumInputsTest, InputWithoutTracesIsShorter)
+{
+    addInput(40, 4, 0);
+    addInput(60, 2, 1);
+
+    run();
+
+    EXPECT_THAT(host.textsOfType(4),
+                ElementsAre(HasSubstr("input 1 has ended after 0 traces, and input 2 has more")));
+}
+
+TEST_F(SpectrumInputsTest, InputsOfOneLengthPassHoweverTheyEnd)
+{
+    for (const int tracesPerCall : {1, 2, 3, 50}) {
+        for (const int count : {0, 1, 4}) {
+            SCOPED_TRACE(tracesPerCall);
+            restart(true);
+            addInput(40, 4, count, 2000, tracesPerCall);
+            addInput(60, 2, count);
+
+            run();
+
+            EXPECT_THAT(host.textsOfType(4), IsEmpty());
+            EXPECT_EQ(failure, "");
+            EXPECT_EQ(passed, std::vector<float>(static_cast<size_t>(count), 4));
+        }
+    }
 }
 
 TEST_F(SpectrumInputsTest, InputWithoutASpectrumIsLeftOutOfThePicture)

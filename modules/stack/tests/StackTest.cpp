@@ -1,12 +1,16 @@
 #include "ModuleTest.h"
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
+#include <random>
+#include <set>
 
 extern "C" {
 void stack_add(const float* samples, int count, double* sums, int* live);
 void stack_normalise(const double* sums, const int* live, int count, int traces, int normalisation,
                      float* samples);
+int stack_different(double* values, int count);
 }
 
 namespace {
@@ -64,6 +68,24 @@ TEST(StackMathTest, WhatIsNoFiniteNumberMakesTheStackSo)
     EXPECT_TRUE(std::isnan(result[0]));
     EXPECT_EQ(result[1], infinity);
     EXPECT_EQ(result[2], 1);
+}
+
+TEST(StackMathTest, DifferentValuesAreCountedAndSorted)
+{
+    std::mt19937 random(4);
+    for (const int count : {0, 1, 2, 3, 4, 5, 6, 7, 8, 100, 1001}) {
+        for (const int range : {1, 3, 50, 100000}) {
+            std::vector<double> values;
+            for (int i = 0; i < count; ++i)
+                values.push_back(static_cast<int>(random() % static_cast<unsigned>(range)) - 1);
+            const std::set<double> different(values.begin(), values.end());
+            std::vector<double> sorted = values;
+            std::sort(sorted.begin(), sorted.end());
+
+            EXPECT_EQ(stack_different(values.data(), count), static_cast<int>(different.size()));
+            EXPECT_EQ(values, sorted) << count << " values from " << range;
+        }
+    }
 }
 
 // ---- In a job ----
@@ -144,6 +166,87 @@ TEST_F(StackTest, SameValueFurtherOnIsAnotherGroup)
     run();
 
     EXPECT_THAT(all("cdp"), ElementsAre(5, 6, 5));
+    EXPECT_THAT(messages(2),
+                ElementsAre("3 groups have 2 different values of cdp: traces with the same value "
+                            "did not follow each other, and became several stacked traces; sort "
+                            "by cdp first"));
+}
+
+TEST_F(StackTest, SortedGroupsBringNoWarning)
+{
+    pushGroups();
+    add();
+    add();
+
+    run();
+
+    EXPECT_THAT(result.messagesOf(2), IsEmpty());
+}
+
+TEST_F(StackTest, ManyGroupsAreCounted)
+{
+    for (int i = 0; i < 300; ++i)
+        push(1, i % 200, i);
+    add();
+
+    run();
+
+    EXPECT_THAT(result.traces, SizeIs(300));
+    EXPECT_THAT(messages(2),
+                ElementsAre(testing::StartsWith("300 groups have 200 different values of cdp: ")));
+}
+
+TEST_F(StackTest, KeyThatIsZeroEverywhereBringsAWarning)
+{
+    for (int i = 0; i < 3; ++i)
+        push(1, 0, i);
+    add();
+
+    run();
+
+    EXPECT_THAT(all("nhs"), ElementsAre(3));
+    EXPECT_THAT(messages(2),
+                ElementsAre("cdp is 0 in all 3 traces, which became one; name a header word with "
+                            "key that tells the gathers apart"));
+}
+
+TEST_F(StackTest, OneTraceOfGroupZeroBringsNoWarning)
+{
+    push(1, 0, 1);
+    add();
+
+    run();
+
+    EXPECT_THAT(messages(2), IsEmpty());
+}
+
+TEST_F(StackTest, TracesOfAGroupBeginAtOneTime)
+{
+    const int delays[] = {0, 0, 100, 100, 104};
+    const int cdps[] = {7, 7, 8, 8, 8};
+    for (size_t i = 0; i < 5; ++i)
+        harness.push({1, 2}, {{"cdp", UniVar(cdps[i])}, {"delrt", UniVar(delays[i])}});
+    add();
+
+    result = harness.run();
+
+    const std::string message =
+        "in the group cdp = 8, trace 5 of the input begins at 104 ms (delrt) and the first one at "
+        "100 ms; give the traces of a group one delay, or a key that keeps them apart";
+    EXPECT_THAT(messages(4), ElementsAre(message));
+    EXPECT_EQ(result.jobMetadata["vorn.failed"], "stack: " + message);
+    EXPECT_THAT(all("cdp"), ElementsAre(7)) << "what came before is right";
+}
+
+TEST_F(StackTest, GroupsMayBeginAtDifferentTimes)
+{
+    for (const int cdp : {1, 1, 2, 2})
+        harness.push({1, 2}, {{"cdp", UniVar(cdp)}, {"delrt", UniVar(100 * cdp)}});
+    add();
+
+    run();
+
+    EXPECT_THAT(all("delrt"), ElementsAre(100, 200));
 }
 
 TEST_F(StackTest, AnyHeaderWordAndNormalisationCanBeChosen)

@@ -113,6 +113,67 @@ TEST_F(SuInTest, WordsThatTheSchemaDoesNotKnowAreLeftOut)
     EXPECT_THAT(result.traces[0].attributes, SizeIs(1));
 }
 
+TEST_F(SuInTest, WordsWithValuesThatTheSchemaLacksAreNamedOnce)
+{
+    SegyBytes made = ieeeFile(3, 2, true);
+    made.setTrace(0, 37, 4, 250);    // offset
+    made.setTrace(248, 37, 4, -250); // likewise
+    made.setTrace(496, 205, 4, 7);   // ntr
+    made.setTrace(0, 181, 4, 1);     // d1
+    harness = ModuleHarness();
+    harness.withSource = false;
+    for (const VORN::HeaderWord& word : VORN::suHeaderWords()) {
+        const std::string key = word.key;
+        if (key != "offset" && key != "ntr" && key != "d1" && key != "d2" && key != "ns")
+            harness.define(key, word.isFloat ? 4 : 2);
+    }
+    harness.define("d1", 2); // a float word is no integer
+
+    const HarnessResult result = read(made.traces);
+
+    EXPECT_THAT(result.messagesOf(2, "in"),
+                ElementsAre(file +
+                            ": header words that have values are not read, since the job's schema "
+                            "lacks them: offset (2 traces), d1 (1 trace), ntr (1 trace); add those "
+                            "that matter to `schema`"));
+}
+
+TEST_F(SuInTest, OfManyWordsThatTheSchemaLacksTheFirstAreNamed)
+{
+    SegyBytes made = ieeeFile(1, 2, true);
+    for (std::size_t byte = 0; byte < 114; ++byte)
+        made.traces[byte] = 1;
+    harness = ModuleHarness();
+    harness.withSource = false;
+
+    const HarnessResult result = read(made.traces);
+
+    ASSERT_THAT(result.messagesOf(2, "in"), SizeIs(1));
+    EXPECT_THAT(result.messagesOf(2, "in")[0], HasSubstr(": tracl (1 trace), tracr (1 trace), "));
+    EXPECT_THAT(result.messagesOf(2, "in")[0],
+                HasSubstr(" more; add those that matter to `schema`"));
+    EXPECT_LT(result.messagesOf(2, "in")[0].size(), file.size() + 400);
+}
+
+TEST_F(SuInTest, WordsWithoutValuesAreNotMissed)
+{
+    harness = ModuleHarness();
+    harness.withSource = false;
+    harness.define("fldr", 2);
+    Bytes bytes = ieeeFile(2, 3, true).traces;
+    for (const std::size_t start : {0, 252}) {
+        for (std::size_t byte = 0; byte < 240; ++byte) {
+            if (byte < 8 || (byte > 11 && byte < 114) || byte > 117)
+                bytes[start + byte] = 0;
+        }
+    }
+
+    const HarnessResult result = read(bytes);
+
+    EXPECT_THAT(result.traces, SizeIs(2));
+    EXPECT_THAT(result.messagesOf(2, "in"), IsEmpty());
+}
+
 TEST_F(SuInTest, TracesAreSelectedByNumber)
 {
     const HarnessResult result = read(ieeeFile(8, 3, true).traces, {{"traces", UniVar("2:8:3,3")}});

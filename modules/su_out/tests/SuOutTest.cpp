@@ -125,6 +125,30 @@ TEST_F(SuOutTest, OfASegyFileTheWordsUpToByte180AreWritten)
     }
 }
 
+TEST_F(SuOutTest, WordsWithValuesThatHaveNoPlaceAreNamedOnce)
+{
+    harness.push({1, 2}, {{"iline", UniVar(0)}, {"cdpx", UniVar(500000)}, {"cdp", UniVar(1)}});
+    harness.push({1, 2}, {{"iline", UniVar(7)}, {"cdpx", UniVar(500025)}});
+    const HarnessResult result = runWriter();
+    EXPECT_THAT(result.messagesOf(2, "out"),
+                ElementsAre(out + ": a Seismic Unix header has no place for these words, whose "
+                                  "values are left out: cdpx (2 traces), iline (1 trace)"));
+}
+
+// Of the words of SEG-Y, those up to byte 180 have a place.
+TEST_F(SuOutTest, EveryWordWithoutAPlaceIsNamed)
+{
+    std::map<std::string, UniVar> all;
+    std::string names;
+    for (const VORN::HeaderWord& word : VORN::traceHeaderWords()) {
+        all[word.key] = UniVar(1);
+        if (word.byte > 180)
+            names += std::string(names.empty() ? "" : ", ") + word.key + " (1 trace)";
+    }
+    harness.push({1, 2}, all);
+    EXPECT_THAT(runWriter().messagesOf(2, "out"), ElementsAre(testing::EndsWith(": " + names)));
+}
+
 TEST_F(SuOutTest, TracesWithoutHeadersGetWhatSeismicUnixNeeds)
 {
     harness.sampleInterval = 500;

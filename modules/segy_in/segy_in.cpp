@@ -25,6 +25,7 @@ using VORN::NumberRanges;
 using VORN::SegyLayout;
 using VORN::SegyOverrides;
 using VORN::SegyReader;
+using VORN::SegyTraceStatements;
 
 namespace {
 
@@ -161,7 +162,10 @@ const HeaderWord* intervalWord()
 
 struct State
 {
-    explicit State(const Settings& settings) : reader(settings.file, settings.overrides) {}
+    explicit State(const Settings& settings)
+        : reader(settings.file, settings.overrides), statements(reader)
+    {
+    }
 
     int64_t total() const
     {
@@ -173,6 +177,7 @@ struct State
     }
 
     SegyReader reader;
+    SegyTraceStatements statements;
     bool everyTrace = true;
     std::vector<int64_t> selected; // otherwise
     int64_t next = 0;              // traces read so far
@@ -356,7 +361,17 @@ void emitTrace(State& state, void* out)
         throw std::runtime_error("there is no memory for trace " + std::to_string(index + 1) +
                                  " of " + state.reader.path());
     state.reader.read(index, nullptr, samples);
+    state.statements.see(index, state.header.data());
     ++state.next;
+}
+
+// ---- After the last trace ----
+
+// Only now is it known how many there are.
+void sendContradictions(const State& state)
+{
+    for (const std::string& note : state.statements.warnings())
+        sendMessage(warning, (state.reader.path() + ": " + note).c_str());
 }
 
 // Runs `action`; what it throws becomes the module's end.
@@ -394,6 +409,10 @@ extern "C" int process_()
 
 extern "C" int postprocess_()
 {
+    guarded([] {
+        if (const State* state = keptState())
+            sendContradictions(*state);
+    });
     delete keptState();
     keepState(nullptr);
     return 0;

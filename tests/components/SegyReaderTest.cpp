@@ -15,6 +15,7 @@ using namespace VORN;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
+using ::testing::SizeIs;
 
 namespace {
 
@@ -485,6 +486,72 @@ TEST_F(SegyReaderTest, TheIntervalOfTheTraceHeaderStandsIn)
     SegyBytes file = ieeeFile(2, 3);
     file.setBinary(3217, 2, 0);
     EXPECT_EQ(SegyReader(write(file)).layout().interval, 4000);
+}
+
+namespace {
+
+// What the headers of all traces but those left out in front contradict.
+std::vector<std::string> contradictions(SegyReader& reader, int64_t first = 0)
+{
+    SegyTraceStatements statements(reader);
+    for (int64_t i = first; i < reader.layout().traces; ++i)
+        statements.see(i, reader.header(i));
+    return statements.warnings();
+}
+
+} // namespace
+
+TEST_F(SegyReaderTest, TracesThatStateAnotherIntervalAreCountedAndTheFirstIsNamed)
+{
+    SegyBytes file = ieeeFile(5, 3);
+    file.setTrace(252, 117, 2, 2000);
+    file.setTrace(2 * 252, 117, 2, 0); // states nothing
+    file.setTrace(4 * 252, 117, 2, 1000);
+    SegyReader reader(write(file));
+    EXPECT_THAT(reader.warnings(), IsEmpty());
+    EXPECT_THAT(contradictions(reader),
+                ElementsAre("2 of 5 traces state another sample interval than 4000 microseconds, "
+                            "the first of them trace 2 with 2000; all are read as 4000; where "
+                            "theirs is right, read them apart with `traces` and `interval`"));
+    EXPECT_THAT(contradictions(reader, 3),
+                ElementsAre(HasSubstr("1 of 2 traces state another sample interval than 4000 "
+                                      "microseconds, the first of them trace 5 with 1000; ")));
+}
+
+TEST_F(SegyReaderTest, WhatIsKnownOfTheFirstTraceIsNotSaidAgainOfTheOthers)
+{
+    SegyBytes file = ieeeFile(3, 3);
+    for (const std::size_t start : {0, 252, 504})
+        file.setTrace(start, 117, 2, 2000);
+    SegyReader reader(write(file));
+    EXPECT_THAT(reader.warnings(), SizeIs(1));
+    EXPECT_THAT(contradictions(reader), IsEmpty());
+    file.setTrace(504, 117, 2, 1000);
+    SegyReader another(write(file));
+    EXPECT_THAT(contradictions(another), ElementsAre(HasSubstr("1 of 3 traces")));
+}
+
+TEST_F(SegyReaderTest, TracesThatStateAnotherLengthAreCountedToo)
+{
+    SegyBytes file = ieeeFile(40, 3);
+    file.setTrace(30 * 252, 115, 2, 7);
+    SegyReader reader(write(file));
+    EXPECT_THAT(contradictions(reader),
+                ElementsAre("1 of 40 traces state another number of samples than 3, the first of "
+                            "them trace 31 with 7; all are read as 3; where theirs is right, read "
+                            "them apart with `traces` and `samples`"));
+}
+
+TEST_F(SegyReaderTest, NothingContradictsWhatAPersonHasStated)
+{
+    SegyBytes file = ieeeFile(4, 3);
+    file.setTrace(252, 115, 2, 7);
+    file.setTrace(252, 117, 2, 2000);
+    SegyOverrides overrides;
+    overrides.samples = 3;
+    overrides.interval = 4000;
+    SegyReader reader(write(file), overrides);
+    EXPECT_THAT(contradictions(reader), IsEmpty());
 }
 
 TEST_F(SegyReaderTest, NoIntervalAtAllIsReported)

@@ -14,7 +14,8 @@ constexpr int64_t worthReadingAhead = 1 << 13;
 } // namespace
 
 SegyReader::SegyReader(const std::string& path, const SegyOverrides& overrides)
-    : file(path), where(settleSegyLayout(file, overrides, notes)), binary(segyBinaryBytes)
+    : file(path), where(settleSegyLayout(file, overrides, notes)), binary(segyBinaryBytes),
+      given(overrides)
 {
     file.read(segyTextBytes, binary.data(), binary.size());
     textHeader = decodeText(file.peek(0, segyTextBytes), segyTextBytes, where.ebcdic);
@@ -66,6 +67,59 @@ void SegyReader::read(int64_t index, unsigned char* headerTo, float* samplesTo)
     if (samplesTo != nullptr)
         decodeSamples(bytes + where.traceHeaderBytes, where.format, where.littleEndian,
                       static_cast<std::size_t>(samples), samplesTo);
+}
+
+SegyTraceStatements::SegyTraceStatements(SegyReader& reader) : file(reader)
+{
+    const SegyLayout& layout = reader.layout();
+    samples.word = findTraceHeaderWord("ns");
+    samples.settled = layout.samples;
+    samples.matters = !reader.given.samples && !layout.variableLength;
+    interval.word = findTraceHeaderWord("dt");
+    interval.settled = layout.interval;
+    interval.matters = !reader.given.interval;
+    if (layout.traces == 0)
+        return;
+    const unsigned char* first = reader.header(0);
+    samples.known = reader.word(first, *samples.word);
+    interval.known = reader.word(first, *interval.word);
+}
+
+// 0 states nothing.
+void SegyTraceStatements::count(Statement& statement, int64_t index, int value)
+{
+    if (!statement.matters || value == 0 || value == statement.settled || value == statement.known)
+        return;
+    if (statement.contradictions++ > 0)
+        return;
+    statement.firstIndex = index;
+    statement.firstValue = value;
+}
+
+void SegyTraceStatements::see(int64_t index, const unsigned char* header)
+{
+    ++seen;
+    count(samples, index, file.word(header, *samples.word));
+    count(interval, index, file.word(header, *interval.word));
+}
+
+std::vector<std::string> SegyTraceStatements::warnings() const
+{
+    const auto line = [this](const Statement& statement, const std::string& what,
+                             const std::string& unit, const std::string& key) {
+        const std::string settled = std::to_string(statement.settled);
+        return std::to_string(statement.contradictions) + " of " + std::to_string(seen) +
+               " traces state " + what + " than " + settled + unit + ", the first of them trace " +
+               std::to_string(statement.firstIndex + 1) + " with " +
+               std::to_string(statement.firstValue) + "; all are read as " + settled +
+               "; where theirs is right, read them apart with `traces` and `" + key + "`";
+    };
+    std::vector<std::string> lines;
+    if (samples.contradictions > 0)
+        lines.push_back(line(samples, "another number of samples", "", "samples"));
+    if (interval.contradictions > 0)
+        lines.push_back(line(interval, "another sample interval", " microseconds", "interval"));
+    return lines;
 }
 
 } // namespace VORN

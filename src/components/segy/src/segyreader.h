@@ -53,6 +53,7 @@ public:
     }
 
 private:
+    friend class SegyTraceStatements;
     int64_t startOf(int64_t index) const;
 
     InputFile file;
@@ -61,6 +62,40 @@ private:
     std::vector<unsigned char> binary;
     std::string textHeader;
     std::vector<std::string> extended;
+    SegyOverrides given;
+};
+
+/// Traces whose own headers contradict what the layout was settled on. Opening a file looks at some
+/// of them only; who goes through the traces anyway shows each one's header here.
+class SegyTraceStatements
+{
+public:
+    explicit SegyTraceStatements(SegyReader& reader);
+
+    /// `header` is that of trace `index`, from 0.
+    void see(int64_t index, const unsigned char* header);
+    /// One line for the interval and one for the length, if traces seen so far contradict them.
+    /// What a person has stated, and what `SegyReader::warnings()` say of the first trace, counts
+    /// as known: traces that say the same again are none of these.
+    std::vector<std::string> warnings() const;
+
+private:
+    struct Statement
+    {
+        const HeaderWord* word = nullptr;
+        bool matters = true;
+        int settled = 0;
+        int known = 0; // from the first trace of the file
+        int64_t contradictions = 0;
+        int64_t firstIndex = 0;
+        int firstValue = 0;
+    };
+    static void count(Statement& statement, int64_t index, int value);
+
+    const SegyReader& file;
+    Statement samples;
+    Statement interval;
+    int64_t seen = 0;
 };
 
 } // namespace VORN

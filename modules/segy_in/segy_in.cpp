@@ -5,6 +5,7 @@
 // all ninety of each trace by name would cost more than reading it.
 
 #include "MOXKernel.h"
+#include "hexbytes.h"
 #include "numberranges.h"
 #include "segyreader.h"
 #include "textheader.h"
@@ -259,8 +260,11 @@ void publishMetadata(const SegyReader& reader)
         setMetaDataValue(moduleScope, key, value);
     };
     publish("segy.text", cardLines({reader.text()}));
-    if (!reader.extendedTexts().empty())
+    publish("segy.text.bytes", VORN::hexOf(reader.textBytes()));
+    if (!reader.extendedTexts().empty()) {
         publish("segy.text.ext", cardLines(reader.extendedTexts()));
+        publish("segy.text.ext.bytes", VORN::hexOf(reader.extendedTextBytes()));
+    }
     std::string binary;
     for (const HeaderWord& word : VORN::binaryHeaderWords()) {
         if (const int32_t value = reader.binaryWord(word.key))
@@ -268,6 +272,8 @@ void publishMetadata(const SegyReader& reader)
                 (binary.empty() ? "" : "\n") + std::string(word.key) + "=" + std::to_string(value);
     }
     publish("segy.binary", binary);
+    publish("segy.binary.rest", VORN::hexOf(reader.unassignedBytes()));
+    publish("segy.revision", std::to_string(reader.layout().revision));
     publish("segy.format", VORN::sampleFormatKey(reader.layout().format));
     publish("segy.interval", std::to_string(reader.layout().interval));
     publish("segy.samples", std::to_string(reader.layout().samples));

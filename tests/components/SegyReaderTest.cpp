@@ -1,4 +1,5 @@
 #include "segyreader.h"
+#include "textheader.h"
 
 #include <KernelFixture.h>
 #include <SegyBytes.h>
@@ -486,6 +487,93 @@ TEST_F(SegyReaderTest, TheIntervalOfTheTraceHeaderStandsIn)
     SegyBytes file = ieeeFile(2, 3);
     file.setBinary(3217, 2, 0);
     EXPECT_EQ(SegyReader(write(file)).layout().interval, 4000);
+}
+
+namespace {
+
+// A file whose binary header is 0x5A but for what a reader must understand.
+SegyBytes crowdedFile(int revision, bool little)
+{
+    SegyBytes file = ieeeFile(2, 3, little);
+    for (int position = 3227; position <= 3600; ++position)
+        file.setBinary(position, 1, 0x5A);
+    file.setBinary(3501, 2, 0);
+    file.setBinary(3501, 1, revision);
+    file.setBinary(3505, 2, 0);
+    if (revision == 2) { // additional headers, first trace, trailers
+        file.setBinary(3297, 4, 0x01020304);
+        file.setBinary(3269, 4, 0);
+        file.setBinary(3507, 4, 0);
+        file.setBinary(3521, 8, 0);
+        file.setBinary(3529, 4, 0);
+    }
+    return file;
+}
+
+} // namespace
+
+TEST_F(SegyReaderTest, BytesWithoutAMeaningAreThoseThatTheRevisionLeavesOpen)
+{
+    struct Row
+    {
+        int revision;
+        std::vector<std::pair<int, int>> open; // bytes counted from 1
+    };
+    const Row rows[] = {
+        {0, {{61, 500}}}, {1, {{61, 300}, {307, 400}}}, {2, {{101, 300}, {333, 400}}}};
+    for (const Row& row : rows) {
+        for (const bool little : {false, true}) {
+            SCOPED_TRACE("revision " + std::to_string(row.revision) +
+                         (little ? ", little endian" : ", big endian"));
+            const SegyBytes made = crowdedFile(row.revision, little);
+            SegyReader reader(write(made));
+            ASSERT_EQ(reader.layout().revision, row.revision);
+            const Bytes bytes = reader.unassignedBytes();
+            ASSERT_EQ(bytes.size(), 400u);
+            for (int byte = 1; byte <= 400; ++byte) {
+                const bool open = std::any_of(row.open.begin(), row.open.end(), [&](auto range) {
+                    return byte >= range.first && byte <= range.second;
+                });
+                const auto at = static_cast<std::size_t>(byte) - 1;
+                EXPECT_EQ(bytes[at], open ? made.header[3200 + at] : 0) << byte;
+            }
+        }
+    }
+}
+
+TEST_F(SegyReaderTest, OfTheBytesWithoutAMeaningTheOrderOfBytesIsThatOfTheWriter)
+{
+    for (const bool little : {false, true}) {
+        SegyBytes made = ieeeFile(2, 3, little);
+        made.setBinary(3297, 4, 0x01020304);
+        const Bytes bytes = SegyReader(write(made)).unassignedBytes();
+        EXPECT_EQ(Bytes(bytes.begin() + 96, bytes.begin() + 100), (Bytes{1, 2, 3, 4})) << little;
+    }
+}
+
+TEST_F(SegyReaderTest, ANumberOfExtendedHeadersThatIsTrueIsNoByteWithoutAMeaning)
+{
+    SegyBytes made = ieeeFile(2, 3);
+    made.setBinary(3505, 2, 1);
+    EXPECT_EQ(SegyReader(write(made)).unassignedBytes()[305], 1) << "there is none";
+    made.extended = Bytes(3200, 'A');
+    SegyReader reader(write(made));
+    ASSERT_EQ(reader.layout().extendedHeaders, 1);
+    EXPECT_EQ(reader.unassignedBytes()[305], 0);
+}
+
+TEST_F(SegyReaderTest, TextHeadersAreAtHandAsTheyAreInTheFile)
+{
+    SegyBytes made = ieeeFile(2, 3);
+    made.header[100] = 0x6A;
+    made.header[101] = 0x07;
+    made.setBinary(3505, 2, 2);
+    made.extended = Bytes(6400, 'A');
+    made.extended[3200] = 0xE9;
+    SegyReader reader(write(made));
+    EXPECT_EQ(reader.textBytes(), Bytes(made.header.begin(), made.header.begin() + 3200));
+    EXPECT_EQ(reader.extendedTextBytes(), made.extended);
+    EXPECT_EQ(textCards(reader.text())[1], std::string(20, ' ') + "¦");
 }
 
 namespace {

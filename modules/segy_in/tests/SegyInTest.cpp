@@ -356,6 +356,12 @@ TEST_F(SegyInTest, TheFileDescribesItselfInTheMetadata)
               39);
     EXPECT_EQ(metadata.at("segy.text.ext").substr(0, 26), card + "\n");
     EXPECT_EQ(metadata.at("segy.binary"), "lino=31\nhdt=4000\nhns=3\nformat=5\nrev=256\nnext=1");
+    EXPECT_EQ(metadata.at("segy.binary.rest"), std::string(800, '0'));
+    EXPECT_EQ(metadata.at("segy.text.bytes").substr(0, 12), "c340f140c140");
+    EXPECT_EQ(metadata.at("segy.text.bytes").size(), 6400u);
+    EXPECT_EQ(metadata.at("segy.text.ext.bytes").substr(0, 14), "28285345473a20");
+    EXPECT_EQ(metadata.at("segy.text.ext.bytes").size(), 6400u);
+    EXPECT_EQ(metadata.at("segy.revision"), "1");
     EXPECT_EQ(metadata.at("segy.format"), "ieee");
     EXPECT_EQ(metadata.at("segy.interval"), "4000");
     EXPECT_EQ(metadata.at("segy.samples"), "3");

@@ -2,6 +2,8 @@
 
 #include "textheader.h"
 
+#include <algorithm>
+#include <array>
 #include <cstring>
 
 namespace VORN {
@@ -18,11 +20,14 @@ SegyReader::SegyReader(const std::string& path, const SegyOverrides& overrides)
       given(overrides)
 {
     file.read(segyTextBytes, binary.data(), binary.size());
-    textHeader = decodeText(file.peek(0, segyTextBytes), segyTextBytes, where.ebcdic);
+    const unsigned char* text = file.peek(0, segyTextBytes);
+    rawText.assign(text, text + segyTextBytes);
+    textHeader = decodeText(text, segyTextBytes, where.ebcdic);
     for (int i = 0; i < where.extendedHeaders; ++i) {
         const int64_t start =
             segyTextBytes + segyBinaryBytes + static_cast<int64_t>(i) * segyTextBytes;
         const unsigned char* raw = file.peek(start, segyTextBytes);
+        rawExtended.insert(rawExtended.end(), raw, raw + segyTextBytes);
         extended.push_back(decodeText(raw, segyTextBytes, looksLikeEbcdic(raw, segyTextBytes)));
     }
 }
@@ -30,6 +35,28 @@ SegyReader::SegyReader(const std::string& path, const SegyOverrides& overrides)
 int32_t SegyReader::binaryWord(const char* key) const
 {
     return readWord(binary.data(), *findBinaryHeaderWord(key), where.littleEndian);
+}
+
+std::vector<unsigned char> SegyReader::unassignedBytes() const
+{
+    constexpr std::array<unsigned char, 4> littleConstant = {4, 3, 2, 1};
+    std::vector<unsigned char> bytes = binary;
+    const auto clear = [&](int first, int last) { // bytes of the binary header, counted from 1
+        std::fill(bytes.begin() + first - 1, bytes.begin() + last, static_cast<unsigned char>(0));
+    };
+    clear(1, 60);
+    if (where.revision == 2) {
+        clear(61, 100);
+        clear(307, 332);
+    }
+    if (where.revision > 0)
+        clear(301, 306);
+    else if (where.extendedHeaders > 0)
+        clear(305, 306);
+    const auto constant = bytes.begin() + 96;
+    if (std::equal(littleConstant.begin(), littleConstant.end(), constant))
+        std::reverse(constant, constant + 4);
+    return bytes;
 }
 
 int64_t SegyReader::startOf(int64_t index) const

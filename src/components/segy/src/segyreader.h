@@ -30,11 +30,20 @@ public:
     /// What was contradictory or damaged, and how it was read: one line each, with all the numbers.
     const std::vector<std::string>& warnings() const { return notes; }
 
-    /// 3200 characters of ASCII, 40 cards without line ends.
+    /// 3200 printable characters of Latin-1, 40 cards without line ends.
     const std::string& text() const { return textHeader; }
     /// The extended text headers, decoded one after another.
     const std::vector<std::string>& extendedTexts() const { return extended; }
+    /// @name The same as it is in the file
+    /// @{
+    const std::vector<unsigned char>& textBytes() const { return rawText; }
+    const std::vector<unsigned char>& extendedTextBytes() const { return rawExtended; }
+    /// @}
     const unsigned char* binaryHeader() const { return binary.data(); }
+    /// The 400 bytes of the binary header, of which those have been set to 0 to which the file's
+    /// revision gives a meaning. The others are as in the file, whatever its byte order, except
+    /// that the constant that tells the order says big endian, since all that is written is.
+    std::vector<unsigned char> unassignedBytes() const;
     /// The word of the binary header of that key. Requires: it is one of `binaryHeaderWords()`.
     int32_t binaryWord(const char* key) const;
 
@@ -60,6 +69,8 @@ private:
     std::vector<std::string> notes;
     SegyLayout where;
     std::vector<unsigned char> binary;
+    std::vector<unsigned char> rawText;
+    std::vector<unsigned char> rawExtended;
     std::string textHeader;
     std::vector<std::string> extended;
     SegyOverrides given;

@@ -5,6 +5,7 @@
 // all ninety of each trace by name would cost more than reading it.
 
 #include "MOXKernel.h"
+#include "hexbytes.h"
 #include "numberranges.h"
 #include "segyreader.h"
 #include "textheader.h"
@@ -25,6 +26,7 @@ using VORN::NumberRanges;
 using VORN::SegyLayout;
 using VORN::SegyOverrides;
 using VORN::SegyReader;
+using VORN::SegyTraceStatements;
 
 namespace {
 
@@ -161,7 +163,10 @@ const HeaderWord* intervalWord()
 
 struct State
 {
-    explicit State(const Settings& settings) : reader(settings.file, settings.overrides) {}
+    explicit State(const Settings& settings)
+        : reader(settings.file, settings.overrides), statements(reader)
+    {
+    }
 
     int64_t total() const
     {
@@ -173,6 +178,7 @@ struct State
     }
 
     SegyReader reader;
+    SegyTraceStatements statements;
     bool everyTrace = true;
     std::vector<int64_t> selected; // otherwise
     int64_t next = 0;              // traces read so far
@@ -254,8 +260,11 @@ void publishMetadata(const SegyReader& reader)
         setMetaDataValue(moduleScope, key, value);
     };
     publish("segy.text", cardLines({reader.text()}));
-    if (!reader.extendedTexts().empty())
+    publish("segy.text.bytes", VORN::hexOf(reader.textBytes()));
+    if (!reader.extendedTexts().empty()) {
         publish("segy.text.ext", cardLines(reader.extendedTexts()));
+        publish("segy.text.ext.bytes", VORN::hexOf(reader.extendedTextBytes()));
+    }
     std::string binary;
     for (const HeaderWord& word : VORN::binaryHeaderWords()) {
         if (const int32_t value = reader.binaryWord(word.key))
@@ -263,6 +272,8 @@ void publishMetadata(const SegyReader& reader)
                 (binary.empty() ? "" : "\n") + std::string(word.key) + "=" + std::to_string(value);
     }
     publish("segy.binary", binary);
+    publish("segy.binary.rest", VORN::hexOf(reader.unassignedBytes()));
+    publish("segy.revision", std::to_string(reader.layout().revision));
     publish("segy.format", VORN::sampleFormatKey(reader.layout().format));
     publish("segy.interval", std::to_string(reader.layout().interval));
     publish("segy.samples", std::to_string(reader.layout().samples));
@@ -356,7 +367,17 @@ void emitTrace(State& state, void* out)
         throw std::runtime_error("there is no memory for trace " + std::to_string(index + 1) +
                                  " of " + state.reader.path());
     state.reader.read(index, nullptr, samples);
+    state.statements.see(index, state.header.data());
     ++state.next;
+}
+
+// ---- After the last trace ----
+
+// Only now is it known how many there are.
+void sendContradictions(const State& state)
+{
+    for (const std::string& note : state.statements.warnings())
+        sendMessage(warning, (state.reader.path() + ": " + note).c_str());
 }
 
 // Runs `action`; what it throws becomes the module's end.
@@ -394,6 +415,10 @@ extern "C" int process_()
 
 extern "C" int postprocess_()
 {
+    guarded([] {
+        if (const State* state = keptState())
+            sendContradictions(*state);
+    });
     delete keptState();
     keepState(nullptr);
     return 0;

@@ -6,6 +6,7 @@
 
 #include "MOXKernel.h"
 #include "headerwords.h"
+#include "hexbytes.h"
 #include "segywriter.h"
 #include "textheader.h"
 #include "tracefile.h"
@@ -20,6 +21,7 @@
 #include <limits>
 #include <memory>
 #include <new>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -57,7 +59,7 @@ struct Settings
 {
     std::string file;
     SampleFormat format = SampleFormat::ibmFloat;
-    int revision = 1;
+    std::optional<int> revision; // the input's where none is given
     bool overwrite = true;
 };
 
@@ -77,8 +79,8 @@ Settings readSettings()
     }
     if (given("revision"))
         settings.revision = getModuleParameter("revision").getI32Value();
-    if (settings.revision != 0 && settings.revision != 1)
-        throw std::runtime_error("revision is " + std::to_string(settings.revision) +
+    if (settings.revision && *settings.revision != 0 && *settings.revision != 1)
+        throw std::runtime_error("revision is " + std::to_string(*settings.revision) +
                                  "; give 0 or 1");
     if (given("overwrite"))
         settings.overwrite = getModuleParameter("overwrite").getI32Value() != 0;
@@ -173,6 +175,20 @@ std::string upstream(const char* key)
     return getMetaDataValue(moduleScope, key).getStrValue();
 }
 
+std::vector<unsigned char> upstreamBytes(const char* key)
+{
+    return VORN::bytesOfHex(upstream(key));
+}
+
+// Unlike lines, the cards of a text header count when they are blank, the last one too.
+std::vector<std::string> cardsOf(const std::string& text)
+{
+    std::vector<std::string> cards = linesOf(text);
+    if (!text.empty() && text.back() == '\n')
+        cards.emplace_back();
+    return cards;
+}
+
 // The values of the modules' `history$` in the order of the processing, a line each. Reading the
 // key itself would give them from the last to the first with nothing between.
 std::vector<std::string> processingHistory()
@@ -226,24 +242,48 @@ std::vector<std::pair<std::string, int32_t>> binaryWords(bool rearranged)
     return words;
 }
 
+// The input's, since bytes that revision 0 leaves to whoever writes a file get a meaning in
+// revision
+// 1. What no SEG-Y file has been is revision 1, and so is what revision 0 has no place for.
+int chooseRevision(const Settings& settings, const std::string& ofInput)
+{
+    if (settings.revision)
+        return *settings.revision;
+    if (ofInput != "0")
+        return 1;
+    if (upstream("segy.text.ext").empty())
+        return 0;
+    send(information, settings.file + ": is revision 1, though the input says 0, since revision 0 "
+                                      "has no extended text headers");
+    return 1;
+}
+
 SegyDescription describe(const Settings& settings, void* in)
 {
     const std::vector<std::string> history = processingHistory();
+    const std::string inputRevision = upstream("segy.revision");
+    const int revision = chooseRevision(settings, inputRevision);
+    // Cards that say what the file says already stay as they are.
+    const bool sameRevision = inputRevision == std::to_string(revision);
     std::size_t leftOut = 0;
     SegyDescription description;
     description.samples = getTraceLength(in);
     description.interval = getTraceSampleInterval(in);
     description.format = settings.format;
-    description.revision = settings.revision;
+    description.revision = revision;
     description.cards =
-        VORN::composeCards(linesOf(upstream("segy.text")), history, settings.revision, &leftOut);
-    description.extendedCards = linesOf(upstream("segy.text.ext"));
+        VORN::composeCards(cardsOf(upstream("segy.text")), history,
+                           sameRevision ? std::nullopt : std::optional(revision), &leftOut);
+    description.textBytes = upstreamBytes("segy.text.bytes");
+    description.extendedCards = cardsOf(upstream("segy.text.ext"));
+    description.extendedBytes = upstreamBytes("segy.text.ext.bytes");
+    description.unassignedBytes = upstreamBytes("segy.binary.rest");
     description.binaryWords = binaryWords(isRearranged(history));
     if (leftOut > 0)
         send(warning, settings.file + ": the text header has no free card for the first " +
                           std::to_string(leftOut) + " of its " + std::to_string(history.size()) +
                           " lines on the processing");
-    if (settings.revision == 0 && !description.extendedCards.empty())
+    if (revision == 0 && !description.extendedCards.empty())
         send(warning, settings.file + ": the extended text headers of the input are left out; " +
                           "revision 0 has none");
     return description;
@@ -336,7 +376,7 @@ void publish(State& state)
                           " traces of " + std::to_string(state.description.samples) +
                           " samples written, " + std::to_string(state.file.size()) + " bytes, " +
                           VORN::sampleFormatName(state.settings.format) + ", revision " +
-                          std::to_string(state.settings.revision));
+                          std::to_string(state.description.revision));
 }
 
 void finish(State& state)

@@ -84,6 +84,7 @@ VORN::NumberRanges chosenTraces(const Arguments& arguments)
 
 struct TraceHeaders
 {
+    std::vector<std::string> warnings;
     std::vector<WordRange> ranges;
     std::vector<int64_t> numbers;             // of the traces, from 1
     std::vector<std::vector<int32_t>> values; // one row per trace, only where rows are wanted
@@ -95,11 +96,13 @@ TraceHeaders readTraceHeaders(SegyReader& reader, const Words& words,
     TraceHeaders found;
     for (const HeaderWord* word : words)
         found.ranges.push_back({word});
+    VORN::SegyTraceStatements statements(reader);
     const int64_t end = std::min(reader.layout().traces, traces.greatest());
     for (int64_t i = 0; i < end; ++i) {
         if (!traces.contains(i + 1))
             continue;
         const unsigned char* header = reader.header(i);
+        statements.see(i, header);
         std::vector<int32_t> row;
         for (WordRange& range : found.ranges) {
             const int32_t value = reader.word(header, *range.word);
@@ -111,7 +114,15 @@ TraceHeaders readTraceHeaders(SegyReader& reader, const Words& words,
         if (rows)
             found.values.push_back(std::move(row));
     }
+    found.warnings = statements.warnings();
     return found;
+}
+
+void printWarnings(const SegyReader& reader, const std::vector<std::string>& warnings)
+{
+    for (const std::string& warning : warnings)
+        std::fprintf(stderr, "vorn: %s: warning: %s\n", escaped(reader.path()).c_str(),
+                     escaped(warning).c_str());
 }
 
 void printLayout(const SegyReader& reader)
@@ -213,6 +224,8 @@ nlohmann::json jsonOf(const SegyReader& reader, const TraceHeaders& headers)
     json["warnings"] = nlohmann::json::array();
     for (const std::string& warning : reader.warnings())
         json["warnings"].push_back(escaped(warning));
+    for (const std::string& warning : headers.warnings)
+        json["warnings"].push_back(escaped(warning));
     json["text"] = VORN::textCards(reader.text());
     json["extended_text"] = nlohmann::json::array();
     for (const std::string& text : reader.extendedTexts())
@@ -245,10 +258,9 @@ int runHeader(const Arguments& arguments)
     const bool withZeros = arguments.has("--words");
     try {
         SegyReader reader(arguments.text("FILE.sgy"));
-        for (const std::string& warning : reader.warnings())
-            std::fprintf(stderr, "vorn: %s: warning: %s\n", escaped(reader.path()).c_str(),
-                         escaped(warning).c_str());
+        printWarnings(reader, reader.warnings());
         const TraceHeaders headers = readTraceHeaders(reader, words, traces, rows);
+        printWarnings(reader, headers.warnings);
         if (headers.numbers.empty() && reader.layout().traces > 0)
             throw CommandError(reader.path() + ": --traces " + arguments.text("--traces") +
                                " selects none; the file holds " +

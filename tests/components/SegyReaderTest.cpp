@@ -1,4 +1,5 @@
 #include "segyreader.h"
+#include "textheader.h"
 
 #include <KernelFixture.h>
 #include <SegyBytes.h>
@@ -15,6 +16,7 @@ using namespace VORN;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
+using ::testing::SizeIs;
 
 namespace {
 
@@ -485,6 +487,159 @@ TEST_F(SegyReaderTest, TheIntervalOfTheTraceHeaderStandsIn)
     SegyBytes file = ieeeFile(2, 3);
     file.setBinary(3217, 2, 0);
     EXPECT_EQ(SegyReader(write(file)).layout().interval, 4000);
+}
+
+namespace {
+
+// A file whose binary header is 0x5A but for what a reader must understand.
+SegyBytes crowdedFile(int revision, bool little)
+{
+    SegyBytes file = ieeeFile(2, 3, little);
+    for (int position = 3227; position <= 3600; ++position)
+        file.setBinary(position, 1, 0x5A);
+    file.setBinary(3501, 2, 0);
+    file.setBinary(3501, 1, revision);
+    file.setBinary(3505, 2, 0);
+    if (revision == 2) { // additional headers, first trace, trailers
+        file.setBinary(3297, 4, 0x01020304);
+        file.setBinary(3269, 4, 0);
+        file.setBinary(3507, 4, 0);
+        file.setBinary(3521, 8, 0);
+        file.setBinary(3529, 4, 0);
+    }
+    return file;
+}
+
+} // namespace
+
+TEST_F(SegyReaderTest, BytesWithoutAMeaningAreThoseThatTheRevisionLeavesOpen)
+{
+    struct Row
+    {
+        int revision;
+        std::vector<std::pair<int, int>> open; // bytes counted from 1
+    };
+    const Row rows[] = {
+        {0, {{61, 500}}}, {1, {{61, 300}, {307, 400}}}, {2, {{101, 300}, {333, 400}}}};
+    for (const Row& row : rows) {
+        for (const bool little : {false, true}) {
+            SCOPED_TRACE("revision " + std::to_string(row.revision) +
+                         (little ? ", little endian" : ", big endian"));
+            const SegyBytes made = crowdedFile(row.revision, little);
+            SegyReader reader(write(made));
+            ASSERT_EQ(reader.layout().revision, row.revision);
+            const Bytes bytes = reader.unassignedBytes();
+            ASSERT_EQ(bytes.size(), 400u);
+            for (int byte = 1; byte <= 400; ++byte) {
+                const bool open = std::any_of(row.open.begin(), row.open.end(), [&](auto range) {
+                    return byte >= range.first && byte <= range.second;
+                });
+                const auto at = static_cast<std::size_t>(byte) - 1;
+                EXPECT_EQ(bytes[at], open ? made.header[3200 + at] : 0) << byte;
+            }
+        }
+    }
+}
+
+TEST_F(SegyReaderTest, OfTheBytesWithoutAMeaningTheOrderOfBytesIsThatOfTheWriter)
+{
+    for (const bool little : {false, true}) {
+        SegyBytes made = ieeeFile(2, 3, little);
+        made.setBinary(3297, 4, 0x01020304);
+        const Bytes bytes = SegyReader(write(made)).unassignedBytes();
+        EXPECT_EQ(Bytes(bytes.begin() + 96, bytes.begin() + 100), (Bytes{1, 2, 3, 4})) << little;
+    }
+}
+
+TEST_F(SegyReaderTest, ANumberOfExtendedHeadersThatIsTrueIsNoByteWithoutAMeaning)
+{
+    SegyBytes made = ieeeFile(2, 3);
+    made.setBinary(3505, 2, 1);
+    EXPECT_EQ(SegyReader(write(made)).unassignedBytes()[305], 1) << "there is none";
+    made.extended = Bytes(3200, 'A');
+    SegyReader reader(write(made));
+    ASSERT_EQ(reader.layout().extendedHeaders, 1);
+    EXPECT_EQ(reader.unassignedBytes()[305], 0);
+}
+
+TEST_F(SegyReaderTest, TextHeadersAreAtHandAsTheyAreInTheFile)
+{
+    SegyBytes made = ieeeFile(2, 3);
+    made.header[100] = 0x6A;
+    made.header[101] = 0x07;
+    made.setBinary(3505, 2, 2);
+    made.extended = Bytes(6400, 'A');
+    made.extended[3200] = 0xE9;
+    SegyReader reader(write(made));
+    EXPECT_EQ(reader.textBytes(), Bytes(made.header.begin(), made.header.begin() + 3200));
+    EXPECT_EQ(reader.extendedTextBytes(), made.extended);
+    EXPECT_EQ(textCards(reader.text())[1], std::string(20, ' ') + "¦");
+}
+
+namespace {
+
+// What the headers of all traces but those left out in front contradict.
+std::vector<std::string> contradictions(SegyReader& reader, int64_t first = 0)
+{
+    SegyTraceStatements statements(reader);
+    for (int64_t i = first; i < reader.layout().traces; ++i)
+        statements.see(i, reader.header(i));
+    return statements.warnings();
+}
+
+} // namespace
+
+TEST_F(SegyReaderTest, TracesThatStateAnotherIntervalAreCountedAndTheFirstIsNamed)
+{
+    SegyBytes file = ieeeFile(5, 3);
+    file.setTrace(252, 117, 2, 2000);
+    file.setTrace(2 * 252, 117, 2, 0); // states nothing
+    file.setTrace(4 * 252, 117, 2, 1000);
+    SegyReader reader(write(file));
+    EXPECT_THAT(reader.warnings(), IsEmpty());
+    EXPECT_THAT(contradictions(reader),
+                ElementsAre("2 of 5 traces state another sample interval than 4000 microseconds, "
+                            "the first of them trace 2 with 2000; all are read as 4000; where "
+                            "theirs is right, read them apart with `traces` and `interval`"));
+    EXPECT_THAT(contradictions(reader, 3),
+                ElementsAre(HasSubstr("1 of 2 traces state another sample interval than 4000 "
+                                      "microseconds, the first of them trace 5 with 1000; ")));
+}
+
+TEST_F(SegyReaderTest, WhatIsKnownOfTheFirstTraceIsNotSaidAgainOfTheOthers)
+{
+    SegyBytes file = ieeeFile(3, 3);
+    for (const std::size_t start : {0, 252, 504})
+        file.setTrace(start, 117, 2, 2000);
+    SegyReader reader(write(file));
+    EXPECT_THAT(reader.warnings(), SizeIs(1));
+    EXPECT_THAT(contradictions(reader), IsEmpty());
+    file.setTrace(504, 117, 2, 1000);
+    SegyReader another(write(file));
+    EXPECT_THAT(contradictions(another), ElementsAre(HasSubstr("1 of 3 traces")));
+}
+
+TEST_F(SegyReaderTest, TracesThatStateAnotherLengthAreCountedToo)
+{
+    SegyBytes file = ieeeFile(40, 3);
+    file.setTrace(30 * 252, 115, 2, 7);
+    SegyReader reader(write(file));
+    EXPECT_THAT(contradictions(reader),
+                ElementsAre("1 of 40 traces state another number of samples than 3, the first of "
+                            "them trace 31 with 7; all are read as 3; where theirs is right, read "
+                            "them apart with `traces` and `samples`"));
+}
+
+TEST_F(SegyReaderTest, NothingContradictsWhatAPersonHasStated)
+{
+    SegyBytes file = ieeeFile(4, 3);
+    file.setTrace(252, 115, 2, 7);
+    file.setTrace(252, 117, 2, 2000);
+    SegyOverrides overrides;
+    overrides.samples = 3;
+    overrides.interval = 4000;
+    SegyReader reader(write(file), overrides);
+    EXPECT_THAT(contradictions(reader), IsEmpty());
 }
 
 TEST_F(SegyReaderTest, NoIntervalAtAllIsReported)

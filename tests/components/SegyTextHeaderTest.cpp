@@ -64,7 +64,8 @@ TEST(SegyTextHeaderTest, EbcdicIsReadAsTheCLibraryReadsIt)
     for (int code = 0; code < 256; ++code) {
         const auto byte = static_cast<unsigned char>(code);
         const unsigned char expected = libraryCharacter(byte);
-        const bool printable = expected >= 0x20 && expected < 0x7F;
+        const bool printable =
+            (expected >= 0x20 && expected < 0x7F) || (expected > 0xA0 && expected != 0xAD);
         EXPECT_EQ(decodeText(&byte, 1, true), std::string(1, printable ? char(expected) : ' '))
             << code;
     }
@@ -72,8 +73,8 @@ TEST(SegyTextHeaderTest, EbcdicIsReadAsTheCLibraryReadsIt)
 
 TEST(SegyTextHeaderTest, WhatCannotBePrintedBecomesABlank)
 {
-    const Bytes bytes = {'A', 0, '\n', 0x7F, 0xE9, 'B'};
-    EXPECT_EQ(decodeText(bytes.data(), bytes.size(), false), "A    B");
+    const Bytes bytes = {'A', 0, '\n', 0x7F, 0x9B, 0xA0, 0xAD, 'B'};
+    EXPECT_EQ(decodeText(bytes.data(), bytes.size(), false), "A      B");
 }
 
 TEST(SegyTextHeaderTest, TheCodingIsRecognised)
@@ -103,6 +104,15 @@ TEST(SegyTextHeaderTest, CardsHave80CharactersAndLoseTheirBlanks)
     EXPECT_THAT(textCards(text), ElementsAre("C 1 FIRST", "C 2 SECOND", ""));
 }
 
+TEST(SegyTextHeaderTest, CardsAreUtf8)
+{
+    std::string text(160, ' ');
+    text[0] = static_cast<char>(0xC5);
+    text[79] = static_cast<char>(0xE9);
+    text[80] = static_cast<char>(0xA6);
+    EXPECT_THAT(textCards(text), ElementsAre("Å" + std::string(78, ' ') + "é", "¦"));
+}
+
 TEST(SegyTextHeaderTest, EncodedCardsComeBack)
 {
     const std::vector<std::string> cards = {"C 1 !\"#$%&'()*+,-./:;<=>?@[\\]^_`{|}~",
@@ -117,11 +127,55 @@ TEST(SegyTextHeaderTest, EncodedCardsComeBack)
     EXPECT_EQ(back[3], "");
 }
 
-TEST(SegyTextHeaderTest, WhatEbcdicDoesNotHaveIsWrittenAsABlank)
+TEST(SegyTextHeaderTest, EveryCharacterOfEbcdicIsWritten)
 {
-    const std::vector<unsigned char> bytes = encodeCards({"A\xC3\xA9"
-                                                          "B"});
-    EXPECT_EQ(decodeText(bytes.data(), 4, true), "A  B");
+    std::string text;
+    for (int code = 0xA1; code < 0x100; ++code) {
+        if (code != 0xAD)
+            text += static_cast<char>(code);
+    }
+    text.resize(160, '.');
+    const std::vector<unsigned char> bytes = encodeCards(textCards(text));
+    EXPECT_EQ(decodeText(bytes.data(), 160, true), text);
+}
+
+TEST(SegyTextHeaderTest, WhatTheCodingDoesNotHaveIsWrittenAsABlank)
+{
+    const std::string card = "AΩB€C\xFF"
+                             "D\xC3"
+                             "E";
+    const std::string expected = "A B C D E ";
+    const std::vector<unsigned char> bytes = encodeCards({card});
+    EXPECT_EQ(decodeText(bytes.data(), 10, true), expected);
+    const std::vector<unsigned char> ascii = encodeCards({card}, Bytes(3200, 'x'));
+    EXPECT_EQ(std::string(ascii.begin(), ascii.begin() + 10), expected);
+}
+
+TEST(SegyTextHeaderTest, CardsThatReadAsBeforeHaveTheBytesThatTheyHad)
+{
+    Bytes original = ebcdic(std::string(3200, ' '));
+    const Bytes odd = {0x6A, 0x00, 0x41, 0xC1, 0x07, 0x80};
+    for (const std::size_t card : {3, 4})
+        std::copy(odd.begin(), odd.end(), original.begin() + 80 * static_cast<int>(card));
+    std::vector<std::string> cards = textCards(decodeText(original.data(), 3200, true));
+    ASSERT_EQ(cards[3], "¦  A Ø");
+    EXPECT_EQ(encodeCards(cards, original), original);
+
+    cards[3] += "!";
+    const std::vector<unsigned char> bytes = encodeCards(cards, original);
+    EXPECT_EQ(Bytes(bytes.begin() + 240, bytes.begin() + 247),
+              (Bytes{0x6A, 0x40, 0x40, 0xC1, 0x40, 0x80, 0x5A}));
+    EXPECT_TRUE(std::equal(bytes.begin() + 320, bytes.end(), original.begin() + 320));
+}
+
+TEST(SegyTextHeaderTest, NewCardsHaveTheCodingOfTheOriginal)
+{
+    const std::string line = "C 1 PLAIN TEXT WITH NULS";
+    Bytes original(3200);
+    std::copy(line.begin(), line.end(), original.begin());
+    const std::vector<unsigned char> bytes = encodeCards({line, "C 2 É NEW"}, original);
+    EXPECT_TRUE(std::equal(bytes.begin(), bytes.begin() + 80, original.begin()));
+    EXPECT_EQ(std::string(bytes.begin() + 80, bytes.begin() + 90), "C 2 \xC9 NEW ");
 }
 
 TEST(SegyTextHeaderTest, WithoutInputThereAreNumberedCards)
@@ -161,6 +215,27 @@ TEST(SegyTextHeaderTest, AWordLongerThanACardIsCut)
     EXPECT_EQ(cards[35], "C36 " + std::string(76, 'x'));
     EXPECT_EQ(cards[36], "C37   " + std::string(74, 'x'));
     EXPECT_EQ(cards[37], "C38   " + std::string(10, 'x'));
+}
+
+TEST(SegyTextHeaderTest, ALineIsAsLongAsItsCharacters)
+{
+    std::string line;
+    for (int i = 0; i < 76; ++i)
+        line += "é";
+    EXPECT_EQ(composeCards(numberedCards(), {line}, 1, nullptr)[37], "C38 " + line);
+    const auto cards = composeCards(numberedCards(), {line + "ü"}, 1, nullptr);
+    EXPECT_EQ(cards[36], "C37 " + line);
+    EXPECT_EQ(cards[37], "C38   ü");
+}
+
+TEST(SegyTextHeaderTest, WithoutARevisionTheClosingCardsStay)
+{
+    std::vector<std::string> input = numberedCards();
+    input[38] = "C39 SEG Y REV1";
+    input[39].clear();
+    const auto cards = composeCards(input, {"agc"}, std::nullopt, nullptr);
+    EXPECT_THAT(filled(cards), ElementsAre("C38 agc", "C39 SEG Y REV1"));
+    EXPECT_EQ(cards[39], "");
 }
 
 TEST(SegyTextHeaderTest, WhenCardsRunOutTheLastLinesStay)

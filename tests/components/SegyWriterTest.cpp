@@ -123,6 +123,48 @@ TEST_F(SegyWriterTest, FurtherBinaryWordsAreKeptExceptThoseOfTheLayout)
     EXPECT_EQ(at(bytes, 3505, 2), 0);
 }
 
+TEST_F(SegyWriterTest, BytesWithoutAMeaningAreKeptWhereTheRevisionHasNoWord)
+{
+    description.unassignedBytes = Bytes(400, 0x5A);
+    description.binaryWords = {{"lino", 31}};
+    const Bytes one = written();
+    description.revision = 0;
+    const Bytes zero = written();
+    for (std::size_t position = 3261; position <= 3600; ++position) {
+        const bool isWord = position >= 3501 && position <= 3506;
+        EXPECT_EQ(at(zero, position, 1), 0x5A) << position;
+        if (!isWord) {
+            EXPECT_EQ(at(one, position, 1), 0x5A) << position;
+        }
+    }
+    for (const Bytes& bytes : {one, zero}) {
+        EXPECT_EQ(at(bytes, 3205, 4), 31);
+        EXPECT_EQ(at(bytes, 3217, 2), 4000);
+        EXPECT_EQ(at(bytes, 3221, 2), 3);
+        EXPECT_EQ(at(bytes, 3225, 2), 1);
+    }
+    EXPECT_EQ(at(one, 3501, 2), 256);
+    EXPECT_EQ(at(one, 3503, 2), 1);
+    EXPECT_EQ(at(one, 3505, 2), 0);
+}
+
+TEST_F(SegyWriterTest, CardsThatReadAsBeforeHaveTheirBytes)
+{
+    description.textBytes = Bytes(3200, 'A');
+    description.textBytes[80] = 0;
+    description.extendedBytes = Bytes(6400, 0xC1);
+    description.extendedBytes[3200] = 0x07;
+    description.cards = {"NEW", " " + std::string(79, 'A')};
+    description.extendedCards.assign(80, std::string(80, 'A'));
+    description.extendedCards[40][0] = ' ';
+    const Bytes bytes = written();
+    EXPECT_EQ(std::string(bytes.begin(), bytes.begin() + 4), "NEW ");
+    EXPECT_TRUE(
+        std::equal(bytes.begin() + 80, bytes.begin() + 160, description.textBytes.begin() + 80));
+    EXPECT_TRUE(
+        std::equal(bytes.begin() + 3600, bytes.begin() + 10000, description.extendedBytes.begin()));
+}
+
 TEST_F(SegyWriterTest, ExtendedCardsFillHeadersOf40)
 {
     description.extendedCards.assign(41, "((SEG: SOMETHING))");

@@ -165,7 +165,10 @@ void writeTraces(SegyReader& reader, VORN::OutputFile& output)
     description.samples = layout.samples;
     description.interval = layout.interval;
     description.format = VORN::SampleFormat::ieeeFloat;
+    description.revision = std::min(layout.revision, 1);
     description.cards = VORN::textCards(reader.text());
+    description.textBytes = reader.textBytes();
+    description.unassignedBytes = reader.unassignedBytes();
     for (const HeaderWord& word : VORN::binaryHeaderWords())
         description.binaryWords.emplace_back(word.key, reader.binaryWord(word.key));
     VORN::SegyWriter writer(output, description);
@@ -195,7 +198,7 @@ void checkCopy(SegyReader& reader)
     VORN_ASSERT(layout.samples == reader.layout().samples && !layout.variableLength);
     VORN_ASSERT(!layout.littleEndian && layout.format == VORN::SampleFormat::ieeeFloat);
     VORN_ASSERT(layout.cutBytes == 0);
-    VORN_ASSERT(copy.text() == reader.text() || layout.ebcdic != reader.layout().ebcdic);
+    VORN_ASSERT(copy.textBytes() == reader.textBytes() && copy.text() == reader.text());
     Samples before(static_cast<std::size_t>(layout.samples));
     Samples after(before);
     for (int64_t i = 0; i < layout.traces; ++i) {

@@ -219,6 +219,26 @@ TEST_F(BadInputTest, OfACutFileTheWholeTracesAreReadWithAWarning)
     EXPECT_EQ(fs::file_size(tree.path("out.sgy")), 3600u + 3 * 400);
 }
 
+TEST_F(BadInputTest, TracesThatContradictTheIntervalOfTheirFileAreReportedOnce)
+{
+    SegyBytes file = ieeeFile(3, 4);
+    file.setTrace(256, 117, 2, 2000);
+    file.write(tree.path("line.sgy"));
+    const std::string expected = "1 of 3 traces state another sample interval than 4000 "
+                                 "microseconds, the first of them trace 2 with 2000; all are read "
+                                 "as 4000; where theirs is right, read them apart with `traces` "
+                                 "and `interval`";
+
+    const ProcessResult header = tree.run({"header", "line.sgy"});
+    const ProcessResult json = tree.run({"header", "line.sgy", "--json"});
+    const ProcessResult job = tree.run({"run", "job.yaml"});
+
+    EXPECT_EQ(header.errors, "vorn: line.sgy: warning: " + expected + "\n");
+    EXPECT_THAT(linesWith(json.output, expected), SizeIs(1));
+    EXPECT_EQ(job.exitCode, 0);
+    EXPECT_THAT(linesWith(job.errors, expected), SizeIs(1));
+}
+
 TEST_F(BadInputTest, AFileThatIsTooLongForItsTracesIsReadAsFarAsTheyGo)
 {
     writePart("long.sgy", 6800, 6850);

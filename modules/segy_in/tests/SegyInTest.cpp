@@ -319,6 +319,27 @@ TEST_F(SegyInTest, ACutTraceIsReportedAndLeftOut)
                 ElementsAre(HasSubstr("the last trace is cut: 255 of")));
 }
 
+TEST_F(SegyInTest, TracesWithAnotherIntervalAreReportedOnceWithTheirNumber)
+{
+    SegyBytes made = ieeeFile(4, 3);
+    for (const std::size_t trace : {1, 2, 3})
+        made.setTrace(trace * 252, 117, 2, 2000);
+    const HarnessResult result = read(made.bytes());
+    EXPECT_THAT(result.messagesOf(2, "in"),
+                ElementsAre(file + ": 3 of 4 traces state another sample interval than 4000 "
+                                   "microseconds, the first of them trace 2 with 2000; all are "
+                                   "read as 4000; where theirs is right, read them apart with "
+                                   "`traces` and `interval`"));
+    EXPECT_THAT(values(result, "dt"), ElementsAre(4000, 4000, 4000, 4000));
+}
+
+TEST_F(SegyInTest, OnlyTracesThatAreReadCanContradict)
+{
+    SegyBytes made = ieeeFile(4, 3);
+    made.setTrace(252, 117, 2, 2000);
+    EXPECT_THAT(read(made.bytes(), {{"traces", UniVar("3:")}}).messagesOf(2, "in"), IsEmpty());
+}
+
 TEST_F(SegyInTest, TheFileDescribesItselfInTheMetadata)
 {
     SegyBytes made = ieeeFile(2, 3);
@@ -335,6 +356,12 @@ TEST_F(SegyInTest, TheFileDescribesItselfInTheMetadata)
               39);
     EXPECT_EQ(metadata.at("segy.text.ext").substr(0, 26), card + "\n");
     EXPECT_EQ(metadata.at("segy.binary"), "lino=31\nhdt=4000\nhns=3\nformat=5\nrev=256\nnext=1");
+    EXPECT_EQ(metadata.at("segy.binary.rest"), std::string(800, '0'));
+    EXPECT_EQ(metadata.at("segy.text.bytes").substr(0, 12), "c340f140c140");
+    EXPECT_EQ(metadata.at("segy.text.bytes").size(), 6400u);
+    EXPECT_EQ(metadata.at("segy.text.ext.bytes").substr(0, 14), "28285345473a20");
+    EXPECT_EQ(metadata.at("segy.text.ext.bytes").size(), 6400u);
+    EXPECT_EQ(metadata.at("segy.revision"), "1");
     EXPECT_EQ(metadata.at("segy.format"), "ieee");
     EXPECT_EQ(metadata.at("segy.interval"), "4000");
     EXPECT_EQ(metadata.at("segy.samples"), "3");
@@ -353,7 +380,7 @@ TEST_F(SegyInTest, TheSampleFilesAreReadToTheirEnd)
                         {"oz16_shot_ieee.sgy", 48, 0},     {"f3_crop_int16.sgy", 414, 1},
                         {"f3_crop_int16_le.sgy", 414, 1},  {"f3_crop_ieee.sgy", 414, 1},
                         {"lithoprobe_44_trace.sgy", 1, 0}, {"geometrics_int32_trace.sgy", 1, 0},
-                        {"bad_60000_samples.sgy", 3, 0},   {"bad_truncated.sgy", 3, 1}};
+                        {"bad_60000_samples.sgy", 3, 2},   {"bad_truncated.sgy", 3, 1}};
     for (const Row& row : rows) {
         const std::string path = sampleFile(row.name);
         if (path.empty())

@@ -217,8 +217,7 @@ TEST_F(SegyOutTest, TextAndBinaryHeaderAreKept)
     made.setBinary(3255, 2, 2);  // feet
     copy(made.bytes());
     VORN::SegyReader reader(out);
-    EXPECT_THAT(cards(), ElementsAre("C 1 A SEG-Y FILE MADE BY HAND", "C39 SEG Y REV1",
-                                     "C40 END TEXTUAL HEADER"));
+    EXPECT_THAT(cards(), ElementsAre("C 1 A SEG-Y FILE MADE BY HAND"));
     EXPECT_EQ(reader.binaryWord("lino"), 31);
     EXPECT_EQ(reader.binaryWord("ntrpr"), 24);
     EXPECT_EQ(reader.binaryWord("tsort"), 2);
@@ -226,8 +225,106 @@ TEST_F(SegyOutTest, TextAndBinaryHeaderAreKept)
     EXPECT_EQ(reader.binaryWord("hns"), 3);
     EXPECT_EQ(reader.binaryWord("hdt"), 4000);
     EXPECT_EQ(reader.binaryWord("format"), 1);
-    EXPECT_EQ(reader.binaryWord("fixed"), 1);
-    EXPECT_EQ(reader.layout().revision, 1);
+}
+
+namespace {
+
+// Revision, and what the cards 39 and 40 say.
+struct Closing
+{
+    int revision;
+    std::string cards;
+    bool operator==(const Closing&) const = default;
+};
+
+std::ostream& operator<<(std::ostream& stream, const Closing& closing)
+{
+    return stream << "revision " << closing.revision << ", " << closing.cards;
+}
+
+Closing closingOf(const std::string& path)
+{
+    VORN::SegyReader reader(path);
+    const std::vector<std::string> cards = VORN::textCards(reader.text());
+    EXPECT_EQ(reader.binaryWord("fixed"), reader.layout().revision);
+    return {reader.layout().revision, cards[38] + "|" + cards[39]};
+}
+
+} // namespace
+
+TEST_F(SegyOutTest, TheRevisionIsTheInputsUnlessAnotherIsAskedFor)
+{
+    const std::string closingCards = "C39 SEG Y REV1|C40 END TEXTUAL HEADER";
+    for (const int revision : {0, 1, 2}) {
+        SegyBytes made = ieeeFile(2, 3);
+        made.setBinary(3501, 2, 256 * revision);
+        const Bytes bytes = made.bytes();
+        copy(bytes);
+        EXPECT_EQ(closingOf(out),
+                  (Closing{std::min(revision, 1), revision == 2 ? closingCards : "|"}));
+        copy(bytes, {{"revision", UniVar(1)}});
+        EXPECT_EQ(closingOf(out), (Closing{1, revision == 1 ? "|" : closingCards}));
+        copy(bytes, {{"revision", UniVar(0)}});
+        EXPECT_EQ(closingOf(out), (Closing{0, "|"}));
+    }
+}
+
+TEST_F(SegyOutTest, WithoutAFileTheRevisionIs1)
+{
+    harness.push({1, 2});
+    runWriter();
+    EXPECT_EQ(closingOf(out), (Closing{1, "C39 SEG Y REV1|C40 END TEXTUAL HEADER"}));
+}
+
+TEST_F(SegyOutTest, ExtendedTextHeadersNeedRevision1WhateverTheInputSays)
+{
+    SegyBytes made = ieeeFile(2, 3);
+    made.setBinary(3505, 2, 1);
+    made.extended = Bytes(3200, 'A');
+    const HarnessResult result = copy(made.bytes());
+    EXPECT_THAT(VORN::SegyReader(out).extendedTexts(), SizeIs(1));
+    EXPECT_EQ(closingOf(out), (Closing{1, "C39 SEG Y REV1|C40 END TEXTUAL HEADER"}));
+    EXPECT_THAT(result.messagesOf(1, "out"),
+                Contains(out + ": is revision 1, though the input says 0, since revision 0 has no "
+                               "extended text headers"));
+}
+
+TEST_F(SegyOutTest, BytesOfTheBinaryHeaderThatNobodyKnowsAreKept)
+{
+    SegyBytes made = ieeeFile(2, 3);
+    for (int position = 3261; position <= 3600; ++position)
+        made.setBinary(position, 1, position % 251 + 3);
+    made.setBinary(3501, 6, 0x070809050607);
+    const auto kept = [&](std::size_t first, std::size_t last) {
+        const Bytes after = readBytes(out);
+        return std::equal(after.begin() + static_cast<std::ptrdiff_t>(first) - 1,
+                          after.begin() + static_cast<std::ptrdiff_t>(last),
+                          made.header.begin() + static_cast<std::ptrdiff_t>(first) - 1);
+    };
+    copy(made.bytes());
+    EXPECT_TRUE(kept(3261, 3600));
+    copy(made.bytes(), {{"revision", UniVar(1)}});
+    EXPECT_TRUE(kept(3261, 3500) && kept(3507, 3600));
+    EXPECT_EQ(getInteger(readBytes(out), 3500, 6), 0x010000010000);
+}
+
+TEST_F(SegyOutTest, TextHeadersKeepTheirCodingAndTheBytesOfCardsThatNobodyHasChanged)
+{
+    SegyBytes made = ieeeFile(2, 3);
+    const std::string line = "COMPANY \xC5\x9B NOBODY";
+    std::fill(made.header.begin(), made.header.begin() + 3200, static_cast<unsigned char>(0));
+    std::copy(line.begin(), line.end(), made.header.begin());
+    writeBytes(in, made.bytes());
+    addReader(in);
+    Filter filter([] { setMetaDataValue(1, "history$", "agc window=0.5 s"); });
+    filter.addTo(harness);
+    runWriter();
+    const Bytes after = readBytes(out);
+    Bytes expected = made.header;
+    const std::string card = "C38 agc window=0.5 s";
+    std::fill_n(expected.begin() + 2960, 80, static_cast<unsigned char>(' '));
+    std::copy(card.begin(), card.end(), expected.begin() + 2960);
+    EXPECT_TRUE(std::equal(after.begin(), after.begin() + 3200, expected.begin()));
 }
 
 TEST_F(SegyOutTest, BlankCardsKeepTheirPlace)
@@ -384,8 +481,7 @@ TEST_F(SegyOutTest, TheHistoryTakesTheLastFreeCardsInTheOrderOfTheProcessing)
     runWriter();
     EXPECT_THAT(cards(),
                 ElementsAre("C 1 A SEG-Y FILE MADE BY HAND", "C36 bandpass low=8 Hz high=60 Hz",
-                            "C37 agc window=0.5 s", "C38 gain factor=2", "C39 SEG Y REV1",
-                            "C40 END TEXTUAL HEADER"));
+                            "C37 agc window=0.5 s", "C38 gain factor=2"));
 }
 
 TEST_F(SegyOutTest, HistoryWithoutRoomIsReported)
@@ -501,7 +597,7 @@ TEST_F(SegyOutTest, SaysWhatItHasWritten)
     const HarnessResult result = copy(ieeeFile(3, 4).bytes());
     EXPECT_THAT(result.messagesOf(1, "out"),
                 Contains(out + ": 3 traces of 4 samples written, 4368 bytes, 4-byte IBM float, "
-                               "revision 1"));
+                               "revision 0"));
     EXPECT_THAT(directory.names(), ElementsAre("in.sgy", "out.sgy"));
     struct stat status;
     ASSERT_EQ(stat(out.c_str(), &status), 0);

@@ -2,6 +2,8 @@
 
 #include "textheader.h"
 
+#include <algorithm>
+#include <array>
 #include <cstring>
 
 namespace VORN {
@@ -14,14 +16,18 @@ constexpr int64_t worthReadingAhead = 1 << 13;
 } // namespace
 
 SegyReader::SegyReader(const std::string& path, const SegyOverrides& overrides)
-    : file(path), where(settleSegyLayout(file, overrides, notes)), binary(segyBinaryBytes)
+    : file(path), where(settleSegyLayout(file, overrides, notes)), binary(segyBinaryBytes),
+      given(overrides)
 {
     file.read(segyTextBytes, binary.data(), binary.size());
-    textHeader = decodeText(file.peek(0, segyTextBytes), segyTextBytes, where.ebcdic);
+    const unsigned char* text = file.peek(0, segyTextBytes);
+    rawText.assign(text, text + segyTextBytes);
+    textHeader = decodeText(text, segyTextBytes, where.ebcdic);
     for (int i = 0; i < where.extendedHeaders; ++i) {
         const int64_t start =
             segyTextBytes + segyBinaryBytes + static_cast<int64_t>(i) * segyTextBytes;
         const unsigned char* raw = file.peek(start, segyTextBytes);
+        rawExtended.insert(rawExtended.end(), raw, raw + segyTextBytes);
         extended.push_back(decodeText(raw, segyTextBytes, looksLikeEbcdic(raw, segyTextBytes)));
     }
 }
@@ -29,6 +35,28 @@ SegyReader::SegyReader(const std::string& path, const SegyOverrides& overrides)
 int32_t SegyReader::binaryWord(const char* key) const
 {
     return readWord(binary.data(), *findBinaryHeaderWord(key), where.littleEndian);
+}
+
+std::vector<unsigned char> SegyReader::unassignedBytes() const
+{
+    constexpr std::array<unsigned char, 4> littleConstant = {4, 3, 2, 1};
+    std::vector<unsigned char> bytes = binary;
+    const auto clear = [&](int first, int last) { // bytes of the binary header, counted from 1
+        std::fill(bytes.begin() + first - 1, bytes.begin() + last, static_cast<unsigned char>(0));
+    };
+    clear(1, 60);
+    if (where.revision == 2) {
+        clear(61, 100);
+        clear(307, 332);
+    }
+    if (where.revision > 0)
+        clear(301, 306);
+    else if (where.extendedHeaders > 0)
+        clear(305, 306);
+    const auto constant = bytes.begin() + 96;
+    if (std::equal(littleConstant.begin(), littleConstant.end(), constant))
+        std::reverse(constant, constant + 4);
+    return bytes;
 }
 
 int64_t SegyReader::startOf(int64_t index) const
@@ -66,6 +94,59 @@ void SegyReader::read(int64_t index, unsigned char* headerTo, float* samplesTo)
     if (samplesTo != nullptr)
         decodeSamples(bytes + where.traceHeaderBytes, where.format, where.littleEndian,
                       static_cast<std::size_t>(samples), samplesTo);
+}
+
+SegyTraceStatements::SegyTraceStatements(SegyReader& reader) : file(reader)
+{
+    const SegyLayout& layout = reader.layout();
+    samples.word = findTraceHeaderWord("ns");
+    samples.settled = layout.samples;
+    samples.matters = !reader.given.samples && !layout.variableLength;
+    interval.word = findTraceHeaderWord("dt");
+    interval.settled = layout.interval;
+    interval.matters = !reader.given.interval;
+    if (layout.traces == 0)
+        return;
+    const unsigned char* first = reader.header(0);
+    samples.known = reader.word(first, *samples.word);
+    interval.known = reader.word(first, *interval.word);
+}
+
+// 0 states nothing.
+void SegyTraceStatements::count(Statement& statement, int64_t index, int value)
+{
+    if (!statement.matters || value == 0 || value == statement.settled || value == statement.known)
+        return;
+    if (statement.contradictions++ > 0)
+        return;
+    statement.firstIndex = index;
+    statement.firstValue = value;
+}
+
+void SegyTraceStatements::see(int64_t index, const unsigned char* header)
+{
+    ++seen;
+    count(samples, index, file.word(header, *samples.word));
+    count(interval, index, file.word(header, *interval.word));
+}
+
+std::vector<std::string> SegyTraceStatements::warnings() const
+{
+    const auto line = [this](const Statement& statement, const std::string& what,
+                             const std::string& unit, const std::string& key) {
+        const std::string settled = std::to_string(statement.settled);
+        return std::to_string(statement.contradictions) + " of " + std::to_string(seen) +
+               " traces state " + what + " than " + settled + unit + ", the first of them trace " +
+               std::to_string(statement.firstIndex + 1) + " with " +
+               std::to_string(statement.firstValue) + "; all are read as " + settled +
+               "; where theirs is right, read them apart with `traces` and `" + key + "`";
+    };
+    std::vector<std::string> lines;
+    if (samples.contradictions > 0)
+        lines.push_back(line(samples, "another number of samples", "", "samples"));
+    if (interval.contradictions > 0)
+        lines.push_back(line(interval, "another sample interval", " microseconds", "interval"));
+    return lines;
 }
 
 } // namespace VORN

@@ -22,6 +22,11 @@ void setBinaryWord(unsigned char* header, const std::string& key, int32_t value)
         writeWord(header, *word, bigEndian, value);
 }
 
+bool isOfRevision1(const std::string& key)
+{
+    return key == "rev" || key == "fixed" || key == "next";
+}
+
 int extendedHeaders(const SegyDescription& description)
 {
     if (description.revision == 0)
@@ -33,14 +38,20 @@ int extendedHeaders(const SegyDescription& description)
 std::array<unsigned char, segyBinaryBytes> binaryHeader(const SegyDescription& description)
 {
     std::array<unsigned char, segyBinaryBytes> header{};
-    for (const auto& [key, value] : description.binaryWords)
-        setBinaryWord(header.data(), key, value);
+    if (description.unassignedBytes.size() == header.size())
+        std::copy_n(description.unassignedBytes.begin(), header.size(), header.begin());
+    for (const auto& [key, value] : description.binaryWords) {
+        if (!isOfRevision1(key))
+            setBinaryWord(header.data(), key, value);
+    }
     setBinaryWord(header.data(), "hdt", description.interval);
     setBinaryWord(header.data(), "hns", description.samples);
     setBinaryWord(header.data(), "format", static_cast<int>(description.format));
-    setBinaryWord(header.data(), "rev", description.revision == 1 ? 0x0100 : 0);
-    setBinaryWord(header.data(), "fixed", description.revision == 1 ? 1 : 0);
-    setBinaryWord(header.data(), "next", extendedHeaders(description));
+    if (description.revision == 1) {
+        setBinaryWord(header.data(), "rev", 0x0100);
+        setBinaryWord(header.data(), "fixed", 1);
+        setBinaryWord(header.data(), "next", extendedHeaders(description));
+    }
     return header;
 }
 
@@ -57,10 +68,21 @@ void check(const OutputFile& file, const SegyDescription& description)
                " microseconds cannot be written; SEG-Y up to revision 1 states 0 to 65535");
 }
 
-void appendCards(OutputFile& file, const std::vector<std::string>& cards)
+void appendCards(OutputFile& file, const std::vector<std::string>& cards,
+                 const std::vector<unsigned char>& original)
 {
-    const std::vector<unsigned char> text = encodeCards(cards);
+    const std::vector<unsigned char> text = encodeCards(cards, original);
     std::memcpy(file.append(text.size()), text.data(), text.size());
+}
+
+// The bytes of text header `index` among some; none where there are not so many.
+std::vector<unsigned char> textHeader(const std::vector<unsigned char>& bytes, std::size_t index)
+{
+    constexpr std::size_t length = segyTextBytes;
+    if (bytes.size() < (index + 1) * length)
+        return {};
+    const auto start = bytes.begin() + static_cast<std::ptrdiff_t>(index * length);
+    return {start, start + segyTextBytes};
 }
 
 } // namespace
@@ -70,7 +92,7 @@ SegyWriter::SegyWriter(OutputFile& output, const SegyDescription& description)
       interval(description.interval), format(description.format)
 {
     check(file, description);
-    appendCards(file, description.cards);
+    appendCards(file, description.cards, description.textBytes);
     const auto binary = binaryHeader(description);
     std::memcpy(file.append(binary.size()), binary.data(), binary.size());
 
@@ -80,7 +102,7 @@ SegyWriter::SegyWriter(OutputFile& output, const SegyDescription& description)
         const auto first = cards.begin() + static_cast<std::ptrdiff_t>(i * cardsPerHeader);
         const auto left = cards.end() - first;
         const auto some = std::min(left, static_cast<std::ptrdiff_t>(cardsPerHeader));
-        appendCards(file, {first, first + some});
+        appendCards(file, {first, first + some}, textHeader(description.extendedBytes, i));
     }
 }
 

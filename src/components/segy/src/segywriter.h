@@ -22,13 +22,22 @@ struct SegyDescription
     int interval = 0;                             ///< microseconds, 0 (unknown) to 65535
     SampleFormat format = SampleFormat::ibmFloat; ///< or ieeeFloat
     int revision = 1;                             ///< 0 or 1
-    std::vector<std::string> cards;               ///< of the text header, at most 40
+    std::vector<std::string> cards;               ///< of the text header, in UTF-8, at most 40
     /// Cards of extended text headers, 40 for each; revision 0 has none and leaves them out.
     std::vector<std::string> extendedCards;
     /// Further words of the binary header, by key. Those that describe the layout (interval,
     /// samples, format, revision, fixed length, extended headers) are the writer's; unknown keys
     /// are passed over.
     std::vector<std::pair<std::string, int32_t>> binaryWords;
+    /// @name As the bytes are in the file that these come from; may be empty
+    /// @{
+    std::vector<unsigned char> textBytes;     ///< see `encodeCards`
+    std::vector<unsigned char> extendedBytes; ///< likewise, 3200 for each extended text header
+    /// 400 bytes of the binary header, to be kept where no word is written (see
+    /// `SegyReader::unassignedBytes`). Revision 1 writes words up to byte 60 and from 301 to 306,
+    /// revision 0 up to byte 60.
+    std::vector<unsigned char> unassignedBytes;
+    /// @}
 };
 
 /// Writes a file from its first header to its last trace. The owner of the output commits it.

@@ -34,10 +34,19 @@ constexpr std::array<unsigned char, 256> fromEbcdic = {
 };
 
 constexpr unsigned char ebcdicBlank = 0x40;
+constexpr unsigned char asciiBlank = 0x20;
 
-bool isPrintable(unsigned char c)
+bool isAscii(unsigned char c)
 {
     return c >= 0x20 && c < 0x7F;
+}
+
+// Of Latin-1. A blank that does not break and a hyphen that does not show look like others.
+bool isPrintable(unsigned char c)
+{
+    constexpr unsigned char fixedBlank = 0xA0;
+    constexpr unsigned char softHyphen = 0xAD;
+    return isAscii(c) || (c > fixedBlank && c != softHyphen);
 }
 
 bool isWordCharacter(unsigned char c)
@@ -62,6 +71,46 @@ std::array<unsigned char, 256> makeToEbcdic()
             table[fromEbcdic[code]] = static_cast<unsigned char>(code);
     }
     return table;
+}
+
+std::string utf8OfLatin1(const std::string& text)
+{
+    std::string result;
+    for (const char c : text) {
+        const auto code = static_cast<unsigned char>(c);
+        if (code < 0x80) {
+            result += c;
+        } else {
+            result += static_cast<char>(0xC0 | code >> 6);
+            result += static_cast<char>(0x80 | (code & 0x3F));
+        }
+    }
+    return result;
+}
+
+// Other characters, and bytes that are no UTF-8, become a blank each.
+std::string latin1OfUtf8(const std::string& text)
+{
+    const auto continues = [&](std::size_t at) {
+        return at < text.size() && (static_cast<unsigned char>(text[at]) & 0xC0) == 0x80;
+    };
+    std::string result;
+    for (std::size_t i = 0; i < text.size();) {
+        const auto lead = static_cast<unsigned char>(text[i]);
+        const std::size_t start = i++;
+        if (lead >= 0xC0) {
+            while (continues(i))
+                ++i;
+        }
+        const bool ofLatin1 = (lead == 0xC2 || lead == 0xC3) && i == start + 2;
+        if (lead < 0x80)
+            result += text[start];
+        else if (ofLatin1)
+            result += static_cast<char>((lead & 0x03) << 6 | (text[start + 1] & 0x3F));
+        else
+            result += ' ';
+    }
+    return result;
 }
 
 // ---- Composing ----
@@ -93,21 +142,21 @@ std::string cardText(const std::string& card)
                                       : card.substr(first, card.find_last_not_of(' ') + 1 - first);
 }
 
-// A line in pieces that fit behind a card's number; the later ones are indented.
+// A line in UTF-8, in pieces that fit behind a card's number; the later ones are indented.
 std::vector<std::string> brokenLine(const std::string& line)
 {
     constexpr std::size_t width = cardLength - 4;
     const std::string indent = "  ";
     std::vector<std::string> pieces;
-    std::string rest = line;
+    std::string rest = latin1OfUtf8(line);
     while (rest.size() > width) {
         const std::size_t blank = rest.rfind(' ', width);
         const bool atBlank = blank != std::string::npos && blank > indent.size();
         const std::size_t end = atBlank ? blank : width;
-        pieces.push_back(rest.substr(0, end));
+        pieces.push_back(utf8OfLatin1(rest.substr(0, end)));
         rest = indent + rest.substr(atBlank ? end + 1 : end);
     }
-    pieces.push_back(rest);
+    pieces.push_back(utf8OfLatin1(rest));
     return pieces;
 }
 
@@ -154,8 +203,8 @@ bool looksLikeEbcdic(const unsigned char* bytes, std::size_t count)
 
 bool looksLikeText(const unsigned char* bytes, std::size_t count)
 {
-    const std::size_t printable = std::max(countIf(bytes, count, true, isPrintable),
-                                           countIf(bytes, count, false, isPrintable));
+    const std::size_t printable =
+        std::max(countIf(bytes, count, true, isAscii), countIf(bytes, count, false, isAscii));
     return printable * 10 >= count * 9;
 }
 
@@ -176,20 +225,22 @@ std::vector<std::string> textCards(const std::string& text)
     for (std::size_t at = 0; at < text.size(); at += cardLength) {
         std::string card = text.substr(at, cardLength);
         card.erase(card.find_last_not_of(' ') + 1);
-        lines.push_back(card);
+        lines.push_back(utf8OfLatin1(card));
     }
     return lines;
 }
 
 std::vector<std::string> composeCards(const std::vector<std::string>& input,
-                                      const std::vector<std::string>& lines, int revision,
-                                      std::size_t* leftOut)
+                                      const std::vector<std::string>& lines,
+                                      std::optional<int> revision, std::size_t* leftOut)
 {
     std::vector<std::string> composed(
         input.begin(), input.begin() + static_cast<std::ptrdiff_t>(std::min(input.size(), cards)));
     while (composed.size() < cards)
         composed.push_back(cardNumber(composed.size()));
-    std::vector<std::string> wanted = setClosingCards(composed, revision);
+    std::vector<std::string> wanted;
+    if (revision)
+        wanted = setClosingCards(composed, *revision);
     wanted.insert(wanted.end(), lines.begin(), lines.end());
 
     std::vector<std::size_t> freeCards;
@@ -214,14 +265,29 @@ std::vector<std::string> composeCards(const std::vector<std::string>& input,
     return composed;
 }
 
-std::vector<unsigned char> encodeCards(const std::vector<std::string>& lines)
+std::vector<unsigned char> encodeCards(const std::vector<std::string>& lines,
+                                       const std::vector<unsigned char>& original)
 {
     static const std::array<unsigned char, 256> toEbcdic = makeToEbcdic();
-    std::vector<unsigned char> bytes(cards * cardLength, ebcdicBlank);
+    constexpr std::size_t length = cards * cardLength;
+    const bool hasOriginal = original.size() == length;
+    const bool ebcdic = !hasOriginal || looksLikeEbcdic(original.data(), length);
+    std::vector<std::string> before;
+    if (hasOriginal)
+        before = textCards(decodeText(original.data(), length, ebcdic));
+
+    std::vector<unsigned char> bytes(length, ebcdic ? ebcdicBlank : asciiBlank);
     for (std::size_t card = 0; card < std::min(lines.size(), cards); ++card) {
-        const std::string& line = lines[card];
-        for (std::size_t i = 0; i < std::min(line.size(), cardLength); ++i)
-            bytes[card * cardLength + i] = toEbcdic[static_cast<unsigned char>(line[i])];
+        const auto start = static_cast<std::ptrdiff_t>(card * cardLength);
+        if (hasOriginal && lines[card] == before[card]) {
+            std::copy_n(original.begin() + start, cardLength, bytes.begin() + start);
+            continue;
+        }
+        const std::string line = latin1OfUtf8(lines[card]).substr(0, cardLength);
+        std::transform(line.begin(), line.end(), bytes.begin() + start, [&](char c) {
+            const auto code = static_cast<unsigned char>(c);
+            return ebcdic ? toEbcdic[code] : isPrintable(code) ? code : asciiBlank;
+        });
     }
     return bytes;
 }

@@ -5,6 +5,7 @@
 #define TEXTHEADER_H
 
 #include <cstddef>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -16,30 +17,36 @@ bool looksLikeEbcdic(const unsigned char* bytes, std::size_t count);
 /// Whether most of `bytes` are letters, digits, blanks and signs in either coding.
 bool looksLikeText(const unsigned char* bytes, std::size_t count);
 
-/// The text as ASCII. What is no printable ASCII character, NUL included, becomes a blank, so the
-/// result has `count` printable characters.
+/// The text in Latin-1, a byte for each character. What cannot be printed, NUL included, becomes a
+/// blank, so the result has `count` printable characters.
 std::string decodeText(const unsigned char* bytes, std::size_t count, bool ebcdic);
 
-/// The cards of a decoded text, 80 characters each, without trailing blanks.
+/// The cards of a decoded text in UTF-8, 80 characters each, without trailing blanks.
 std::vector<std::string> textCards(const std::string& text);
 
-/// 3200 bytes of EBCDIC from at most 40 cards; a card's characters beyond the 80th are cut, what
-/// EBCDIC does not have becomes a blank.
-std::vector<unsigned char> encodeCards(const std::vector<std::string>& cards);
+/// 3200 bytes from at most 40 cards in UTF-8; a card's characters beyond the 80th are cut, what the
+/// coding does not have becomes a blank.
+///
+/// `original` are the 3200 bytes of the text header from which the cards come, or none. A card that
+/// reads as it does there has the bytes that it has there, and the coding is the same. Without an
+/// original it is EBCDIC.
+std::vector<unsigned char> encodeCards(const std::vector<std::string>& cards,
+                                       const std::vector<unsigned char>& original = {});
 
 /// The cards of a text header to be written, 40 of them: those of `input` (which may be fewer),
 /// with the last free ones (nothing behind their number) taken for `lines`, in their order. Each
 /// line begins with the card's number, "C 7 ", and takes further cards where it is too long.
 ///
-/// Cards 39 and 40 are those that `revision` (0 or 1) asks for: revision 1 has "C39 SEG Y REV1" and
+/// Cards 39 and 40 stay when there is no `revision`. Otherwise they are those that a file asks for
+/// that has not been of this revision (0 or 1): revision 1 has "C39 SEG Y REV1" and
 /// "C40 END TEXTUAL HEADER"; revision 0 keeps what is there, except that it does not call itself
 /// revision 1. What else stood on these cards moves to free ones, before `lines`.
 ///
 /// Where there are not enough free cards, the first lines go without. `leftOut`, when not null,
 /// receives how many.
 std::vector<std::string> composeCards(const std::vector<std::string>& input,
-                                      const std::vector<std::string>& lines, int revision,
-                                      std::size_t* leftOut);
+                                      const std::vector<std::string>& lines,
+                                      std::optional<int> revision, std::size_t* leftOut);
 
 } // namespace VORN
 

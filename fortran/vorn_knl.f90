@@ -1386,6 +1386,18 @@ module vorn_knl
       integer(c_int), intent(in) :: trace
       integer(c_int), intent(out) :: status
     end subroutine
+    subroutine knl_raw_ssettracesamples(set, address, status) bind(C, name="knl_ssettracesamples_")
+      import
+      type(c_ptr), intent(in) :: set, address
+      integer(c_int), intent(out) :: status
+    end subroutine
+    subroutine knl_raw_msettracesamples(set, address, trace, status) &
+        bind(C, name="knl_msettracesamples_")
+      import
+      type(c_ptr), intent(in) :: set, address
+      integer(c_int), intent(in) :: trace
+      integer(c_int), intent(out) :: status
+    end subroutine
   end interface
 
   ! Messages and commands
@@ -1696,6 +1708,20 @@ module vorn_knl
   interface knl_zero_array
     module procedure zero_i32, zero_i64, zero_f32, zero_f64, zero_text
   end interface knl_zero_array
+
+  !> Copies `samples` to a trace: to trace `trace`, counted from 1, or to the first one when
+  !> `trace` is not given.
+  !>
+  !>     call knl_set_trace_samples(set, samples, status)
+  !>     call knl_set_trace_samples(set, samples, status, trace)
+  !>
+  !> `samples` is an array: `status` is 1 when it was copied, 0 and nothing copied when it has fewer
+  !> elements than the traces of the set have samples. Or it is the address (`type(c_ptr)`) of as
+  !> many samples as the trace itself has, which can be more than the set says: `status` is 1, or 0
+  !> when there is no such trace.
+  interface knl_set_trace_samples
+    module procedure set_samples, set_samples_from
+  end interface knl_set_trace_samples
 
   !> Releases what knl_allocate_resource gave, and makes `array` a null pointer. An empty array and
   !> a null pointer hold nothing to release.
@@ -3407,10 +3433,7 @@ contains
     if (status == 0) call point_f32(array, samples)
   end subroutine knl_get_trace_samples
 
-  !> Copies `samples` to a trace: to trace `trace`, counted from 1, or to the first one when
-  !> `trace` is not given. `status`: 1 copied; 0 and nothing copied when `samples` has fewer
-  !> elements than the traces of the set have samples.
-  subroutine knl_set_trace_samples(set, samples, status, trace)
+  subroutine set_samples(set, samples, status, trace)
     type(c_ptr), intent(in) :: set
     real(c_float), intent(in) :: samples(:)
     integer(c_int), intent(out) :: status
@@ -3429,7 +3452,19 @@ contains
     if (istat /= 0) return
     there = samples(:size(there))
     status = 1
-  end subroutine knl_set_trace_samples
+  end subroutine set_samples
+
+  subroutine set_samples_from(set, samples, status, trace)
+    type(c_ptr), intent(in) :: set, samples
+    integer(c_int), intent(out) :: status
+    integer(c_int), intent(in), optional :: trace
+
+    if (present(trace)) then
+      call knl_raw_msettracesamples(set, samples, trace, status)
+    else
+      call knl_raw_ssettracesamples(set, samples, status)
+    end if
+  end subroutine set_samples_from
 
   ! ---- Messages and commands ----
 

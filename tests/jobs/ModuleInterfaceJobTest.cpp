@@ -181,7 +181,7 @@ TEST_P(TraceInterfaceJobTest, UsesAttributesBuffersAndTraceSets)
 INSTANTIATE_TEST_SUITE_P(Languages, TraceInterfaceJobTest,
                          testing::Values(InterfaceModule{"knl_c_traces", 121},
                                          InterfaceModule{"knl_fortran_traces", 156},
-                                         InterfaceModule{"modern_traces", 110}),
+                                         InterfaceModule{"modern_traces", 113}),
                          testing::PrintToStringParamName());
 
 // -- Services

@@ -3,7 +3,7 @@
 include 'checks.inc'
 
 module modern_trace_checks
-  use, intrinsic :: iso_c_binding, only: c_associated, c_double, c_float, c_int, c_int64_t, &
+  use, intrinsic :: iso_c_binding, only: c_loc, c_associated, c_double, c_float, c_int, c_int64_t, &
       c_null_ptr, c_ptr
   use checks
   use vorn_knl
@@ -238,6 +238,7 @@ contains
   subroutine use_samples(set)
     type(c_ptr), intent(in) :: set
     real(c_float), pointer :: samples(:)
+    real(c_float), target :: others(4) = [6.0, 7.0, 8.0, 9.0]
     integer(c_int) :: status
 
     call knl_set_trace_samples(set, [1.0, 2.0, 3.0, 4.0], status)
@@ -263,7 +264,14 @@ contains
     call knl_set_trace_length(set, 4, status)
     call knl_get_trace_samples(set, samples, status)
     call check(all(samples == [5.0, 6.0, 3.0, 4.0]), 'samples beyond the shorter length')
+    call knl_set_trace_samples(set, c_loc(others), status)
+    call check_int(1, status, 'status of setting samples from an address')
+    call check(all(samples == [6.0, 7.0, 8.0, 9.0]), 'samples from an address')
+    call knl_set_trace_samples(set, c_loc(others), status, 2)
     call knl_set_trace_samples(set, [1.0, 2.0, 3.0, 4.0], status)
+    call knl_get_trace_samples(set, samples, status, 2)
+    call check(all(samples == [6.0, 7.0, 8.0, 9.0]), 'samples of trace 2 from an address')
+    call knl_set_trace_samples(set, [10.0, 20.0, 30.0, -1.0], status, 2)
 
     call knl_get_trace_samples(c_null_ptr, samples, status)
     call check(status == 1 .and. .not. associated(samples), 'samples of nothing')

@@ -1,6 +1,7 @@
 // vorn plot FILE.sgy -o PICTURE: a section at once, without a job file.
 #include "CommandTable.h"
 #include "Drawing.h"
+#include "FileOutput.h"
 #include "SectionPlot.h"
 #include "TextTools.h"
 #include "numberranges.h"
@@ -149,6 +150,7 @@ int runPlot(const Arguments& arguments)
         if (std::filesystem::equivalent(path, reader.path(), none))
             throw CommandError(path + ": this is the file to be drawn; give the picture another "
                                       "name");
+        refuseToReplace("-o", path, Content::any);
         const SectionStyle style = styleOf(arguments, reader);
         const Section section = readSection(reader, arguments);
         Page page(path, widthInPoints, heightInPoints);

@@ -344,6 +344,42 @@ TEST_F(BadInputTest, WithoutPermissionOneLineSaysForWhat)
     chmod(tree.path("locked").c_str(), 0700);
 }
 
+// Field data are protected so; nobody means to lose them, root neither.
+TEST_F(BadInputTest, WriteProtectedFilesAreNeverReplaced)
+{
+    const std::string why = "is write-protected; write to another file, or give yourself "
+                            "permission first (chmod u+w)";
+    for (const char* name : {"out.sgy", "raw.su", "line.png", "job.svg", "job.dot"}) {
+        tree.write(name, "precious\n");
+        ASSERT_EQ(chmod(tree.path(name).c_str(), 0444), 0);
+    }
+    fs::create_symlink("out.sgy", tree.path("link.sgy"));
+    tree.write("su.yaml", "modules:\n"
+                          "  - {name: read, module: segy_in, file: line.sgy}\n"
+                          "  - {name: write, module: su_out, input: read, file: raw.su}\n");
+    const std::string file = ": parameter \"file\" of module \"write\" is \"<work>/";
+    // clang-format off
+    const std::vector<BadRow> rows = {
+        {"segy_out", {"run", "job.yaml"}, "job.yaml:4:58" + file + "out.sgy\"; the file " + why},
+        {"a link", {"run", "job.yaml", "--set", "write.file=link.sgy"}, "--set write.file=link.sgy" + file + "link.sgy\"; the file " + why},
+        {"su_out", {"run", "su.yaml"}, "su.yaml:3:54" + file + "raw.su\"; the file " + why},
+        {"plot", {"plot", "line.sgy", "-o", "line.png"}, "-o: the file \"line.png\" " + why},
+        {"graph", {"graph", "su.yaml", "--set", "write.file=x.su", "-o", "job.svg"}, "-o: the file \"job.svg\" " + why},
+        {"graph's text", {"graph", "su.yaml", "--set", "write.file=x.su", "-o", "job.dot"}, "-o: the file \"job.dot\" " + why},
+    };
+    // clang-format on
+    const auto before = tree.snapshot();
+    for (const BadRow& row : rows) {
+        SCOPED_TRACE(row.name);
+
+        const ProcessResult result = tree.run(row.words);
+
+        EXPECT_EQ(result.exitCode, 2);
+        EXPECT_THAT(result.errors, testing::StartsWith("vorn: " + inWork(row.line, tree) + "\n"));
+        EXPECT_TRUE(tree.snapshot() == before);
+    }
+}
+
 // ---- Modules that are none ----
 
 TEST_F(BadInputTest, ModulesThatCannotBeLoadedAreNamedWithTheirPlaceInTheJob)

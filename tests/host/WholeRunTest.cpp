@@ -280,6 +280,25 @@ TEST_F(WholeRunTest, WhatTheJobDidIsOnTheCardsOfTheFile)
                                    "  C38 synthetic shots=2 channels=4 seed=11\n"));
 }
 
+// ---- What modules note ----
+
+TEST_F(WholeRunTest, WhatModulesNoteIsInTheFactsOfTheRun)
+{
+    copyData();
+    writeJob("  - {name: read, module: segy_in, file: line.sgy}\n"
+             "  - {name: sorted, module: sort, input: read, keys: [-cdp]}\n"
+             "  - {name: qc, module: trace_qc, input: sorted}\n");
+
+    run({"--json", "facts.json", "--report", "page.html"});
+
+    const std::string facts = tree.read("facts.json");
+    EXPECT_THAT(facts, HasSubstr("\"segy.file\": \"" + tree.path("line.sgy") + "\""));
+    EXPECT_THAT(facts, HasSubstr("\"segy.text\": \"(a whole header of "));
+    EXPECT_THAT(facts, HasSubstr("\"history$\": \"sort "));
+    EXPECT_THAT(facts, HasSubstr("\"qc.traces\": \"8\"")) << "noted after the last trace";
+    EXPECT_THAT(tree.read("page.html"), HasSubstr("<code>qc.traces</code>"));
+}
+
 // ---- Signals ----
 
 namespace {

@@ -165,7 +165,6 @@ TEST_F(BadInputTest, JobsThatCannotReadTheirInputSayWhyOnceAndWriteNothing)
         {"text", {"read.file=job.yaml"}, "<work>/job.yaml: is no SEG-Y file: it has 185 bytes, and the file header alone takes 3600", 1},
         {"selection", {"read.traces=9:12"}, "<work>/line.sgy: none of its 8 traces is selected by traces 9:12", 1},
         {"no range", {"read.traces=9:x"}, "traces: \"x\" in \"9:x\" is no number; write numbers and ranges as in 1:100:2,200", 1},
-        {"no header word", {"sorted.keys=[distance]"}, "the traces have no header word \"distance\"; name others with keys", 1},
         {"output that is there", {"write.overwrite=false"}, "<work>/out.sgy: is there already; remove it, or allow it to be overwritten", 1},
     };
     // clang-format on
@@ -413,6 +412,29 @@ TEST_F(BadInputTest, ModulesThatCannotBeLoadedAreNamedWithTheirPlaceInTheJob)
         EXPECT_EQ(result.output, "");
         EXPECT_TRUE(tree.snapshot() == before) << row.module;
     }
+}
+
+TEST_F(BadInputTest, HeaderWordsThatThereAreNotAreRefusedByTheCheck)
+{
+    tree.write("bad.yaml", "modules:\n"
+                           "  - {name: read, module: segy_in, file: line.sgy}\n"
+                           "  - {name: sort, module: sort, input: read, keys: [-cpd]}\n"
+                           "  - {name: mute, module: mute, input: sort, header: ofset}\n"
+                           "  - {name: sum, module: stack, input: mute, key: CDP}\n"
+                           "  - {name: plot, module: header_plot, input: sum, x: fldrr, y: [cdp, "
+                           "gxx]}\n"
+                           "  - {name: draw, module: section, input: sum, xattr: cdpp}\n");
+
+    const ProcessResult result = tree.run({"check", "bad.yaml"});
+
+    EXPECT_EQ(result.exitCode, 2);
+    for (const char* says :
+         {"bad.yaml:3:52: parameter \"keys\" of module \"sort\" is \"cpd\"",
+          "\"ofset\"; the traces of this job have no attribute of that name; did you mean "
+          "\"offset\"?",
+          "\"CDP\"", "\"fldrr\"", "\"gxx\"", "\"cdpp\""})
+        EXPECT_THAT(linesWith(result.errors, says), SizeIs(1)) << result.errors;
+    EXPECT_THAT(linesWith(result.errors, "did you mean"), SizeIs(6));
 }
 
 TEST_F(BadInputTest, AllErrorsOfAJobAreToldAtOnceAndNothingIsRun)

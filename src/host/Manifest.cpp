@@ -174,6 +174,7 @@ private:
     static void readMeaning(YamlFields& fields, ParameterSpec& spec)
     {
         std::vector<std::string> names;
+        names.reserve(std::size(meaningNames));
         for (const auto& one : meaningNames)
             names.emplace_back(one.second);
         const std::optional<std::string> meaning = fields.choice("is", names);

@@ -107,6 +107,7 @@ Placement placeTraces(SegyReader& reader, const std::vector<int64_t>& chosen, do
 {
     const VORN::HeaderWord& delay = *VORN::findTraceHeaderWord("delrt");
     std::vector<int> delays; // milliseconds
+    delays.reserve(chosen.size());
     for (const int64_t index : chosen)
         delays.push_back(timed ? reader.word(reader.header(index), delay) : 0);
     const int earliest = *std::min_element(delays.begin(), delays.end());

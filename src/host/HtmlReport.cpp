@@ -407,6 +407,24 @@ Part modulesPart(const RunResult& result)
                            "that a module held at a time, its traces included.</p>\n"};
 }
 
+// ---- what modules noted ----
+
+Part metadataPart(const RunResult& result)
+{
+    std::string content;
+    for (const RunModule& module : result.modules) {
+        if (module.metadata.empty())
+            continue;
+        HtmlTable table("Metadata of " + name(module.name), {{"key", ""}, {"value", "lines"}});
+        for (const auto& [key, value] : module.metadata)
+            table.row({"<code>" + name(key) + "</code>", htmlLines(value)});
+        content += "<h3>" + name(module.name) + "</h3>\n" + table.text();
+    }
+    if (content.empty())
+        content = paragraph("No module noted anything.");
+    return {"metadata", "What modules noted", content};
+}
+
 // ---- what was read ----
 
 std::string sourceLine(const SourceData& source)
@@ -645,8 +663,8 @@ std::string htmlReport(const RunResult& result, const std::vector<Pad>& pads)
     std::vector<Part> parts = {warningsPart(result)};
     if (!pads.empty())
         parts.push_back(picturesPart(pads));
-    for (auto* make :
-         {graphPart, modulesPart, dataPart, messagesPart, filesPart, jobPart, machinePart})
+    for (auto* make : {graphPart, modulesPart, dataPart, metadataPart, messagesPart, filesPart,
+                       jobPart, machinePart})
         parts.push_back(make(result));
 
     std::string page =

@@ -80,6 +80,7 @@ tfoot th, tfoot td { border-bottom: 0; border-top: 1px solid var(--line); color:
 tfoot tr ~ tr > * { border-top: 0; }
 td.n, th.n { text-align: right; white-space: nowrap; }
 td.text { min-width: 14em; }
+td.lines { white-space: pre-wrap; overflow-wrap: anywhere; }
 .when { white-space: nowrap; }
 .path { min-width: 15em; overflow-wrap: anywhere; }
 td.sum { min-width: 17em; font-size: 0.8125rem; overflow-wrap: anywhere; }

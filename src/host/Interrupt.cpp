@@ -4,6 +4,7 @@
 #include "JobManager.h"
 #include "ModuleEntity.h"
 #include "TextTools.h"
+#include "tracefile.h"
 
 #include <array>
 #include <cerrno>
@@ -36,6 +37,7 @@ constexpr std::array crashSignals = {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT};
 
 // What the handler needs, where it may read it.
 char crashDirectory[4096];
+pid_t crashOwner = 0;
 std::array<struct sigaction, crashSignals.size()> formerActions;
 
 void say(const char* text)
@@ -75,7 +77,10 @@ void onCrash(int signal)
         say("\"; ");
     }
     say("outputs are incomplete\n");
-    removeCrashDirectory();
+    if (getpid() == crashOwner) { // a child that crashes leaves what is its parent's
+        VORN::removeUnfinishedOutputs(nullptr, nullptr);
+        removeCrashDirectory();
+    }
     raise(signal);
 }
 
@@ -129,6 +134,7 @@ void InterruptWatch::run()
 CrashWatch::CrashWatch(const std::string& scratchDirectory)
 {
     std::strncpy(crashDirectory, scratchDirectory.c_str(), sizeof crashDirectory - 1);
+    crashOwner = getpid();
     struct sigaction action = {};
     action.sa_handler = onCrash;
     sigemptyset(&action.sa_mask);

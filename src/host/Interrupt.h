@@ -50,8 +50,8 @@ private:
 };
 
 /// As long as it lives, a signal that a crash raises (SIGSEGV, SIGABRT, …) first tells which module
-/// was running and removes the scratch directory. The process then dies of the signal, as without
-/// it.
+/// was running and removes the scratch directory and the temporary files of outputs. The process
+/// then dies of the signal, as without it.
 class CrashWatch
 {
 public:

@@ -173,6 +173,68 @@ void warnOfUnknownReads(const JobFile& job, const std::vector<ResolvedModule>& m
     }
 }
 
+// Names of attributes among the values of parameters.
+class AttributeNames
+{
+public:
+    AttributeNames(const std::map<std::string, ResolvedAttribute>& defined,
+                   const std::vector<ResolvedModule>& modules)
+    {
+        for (const auto& one : defined)
+            names.push_back(one.first);
+        for (const ResolvedModule& module : modules) {
+            for (const AttributeSpec& written : module.manifest->writes)
+                names.push_back(written.name);
+        }
+        std::sort(names.begin(), names.end());
+    }
+
+    void check(const JobModule& job, const Manifest& manifest, Diagnostics& diagnostics) const
+    {
+        for (const JobParameter& given : job.parameters) {
+            const ParameterSpec* spec = manifest.find(given.name);
+            if (spec == nullptr || spec->meaning == ParameterMeaning::plain)
+                continue;
+            const std::string subject =
+                fmt::format("parameter {} of module {}", quote(spec->name), quote(job.name));
+            for (const YamlValue& item :
+                 given.value->isList() ? given.value->items : std::vector{given.value})
+                checkName(*item, spec->meaning, subject, diagnostics);
+        }
+    }
+
+private:
+    void checkName(const YamlNode& node, ParameterMeaning meaning, const std::string& subject,
+                   Diagnostics& diagnostics) const
+    {
+        std::string name = trimmed(node.text);
+        if (meaning == ParameterMeaning::sortKey && name.starts_with('-'))
+            name = trimmed(name.substr(1));
+        // What is no text or empty has been complained about, or means none.
+        if (!node.isScalar() || name.empty() ||
+            std::binary_search(names.begin(), names.end(), name))
+            return;
+        diagnostics.error(node.place,
+                          fmt::format("{} is {}; the traces of this job have no attribute of that "
+                                      "name{}",
+                                      subject, quote(name), suggestion(name, names, "")));
+    }
+
+    std::vector<std::string> names; // sorted
+};
+
+void refuseUnknownNames(const JobFile& job, const std::vector<ResolvedModule>& modules,
+                        const std::map<std::string, ResolvedAttribute>& defined,
+                        Diagnostics& diagnostics)
+{
+    const auto isKnown = [](const ResolvedModule& one) { return one.manifest != nullptr; };
+    if (!std::all_of(modules.begin(), modules.end(), isKnown))
+        return; // nobody knows what the others write
+    const AttributeNames names(defined, modules);
+    for (std::size_t i = 0; i < modules.size(); ++i)
+        names.check(job.modules[i], *modules[i].manifest, diagnostics);
+}
+
 } // namespace
 
 std::vector<ResolvedAttribute> checkAttributes(const JobFile& job,
@@ -206,6 +268,7 @@ std::vector<ResolvedAttribute> checkAttributes(const JobFile& job,
                                 attributeTypeName(known->second.type)));
         }
     }
+    refuseUnknownNames(job, modules, defined, diagnostics);
     if (!diagnostics.hasErrors()) // a wrong name or connection would bring many of these
         warnOfUnknownReads(job, modules, defined, diagnostics);
 

@@ -3,6 +3,7 @@
 #include "JobCheck.h"
 
 #include "TextTools.h"
+#include "tracefile.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -87,7 +88,8 @@ void passUnchecked(const JobModule& job, ResolvedModule& module, Diagnostics& di
     }
 }
 
-// Modules give the kernel a buffer for a text and cannot say how long it is; theirs have 4096 bytes.
+// Modules give the kernel a buffer for a text and cannot say how long it is; theirs have 4096
+// bytes.
 constexpr std::size_t longestText = 4000;
 
 void refuseLongTexts(const JobModule& job, const ResolvedModule& module, Diagnostics& diagnostics)
@@ -147,6 +149,9 @@ std::string problemOfOutput(const std::string& path)
         return "this is a directory; a file is needed";
     if (!fs::is_directory(directory, error))
         return "there is no directory " + quote(directory.string()) + "; make it first";
+    if (VORN::isWriteProtected(path))
+        return "the file is write-protected; write to another file, or give yourself permission "
+               "first (chmod u+w)";
     return access(directory.c_str(), W_OK | X_OK) == 0
                ? ""
                : "the directory " + quote(directory.string()) + " cannot be written to by you";

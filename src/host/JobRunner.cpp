@@ -7,10 +7,12 @@
 
 #include <QtGlobal>
 #include <algorithm>
+#include <array>
 #include <cstdlib>
 #include <ctime>
 #include <fmt/format.h>
 #include <new>
+#include <set>
 #include <stdexcept>
 
 namespace vorn {
@@ -28,6 +30,8 @@ constexpr double idleSecondsAllowed = 10;
 constexpr int64_t segyTraceHeaderBytes = 240;
 // By this entry of the job's metadata the modules that write files know that theirs are not whole.
 constexpr char failureKey[] = "vorn.failed";
+// Metadata under which a module hands on whole headers of its file; `vorn header` shows those.
+constexpr std::array headerKeys = {"segy.text", "segy.text.ext", "segy.binary"};
 
 enum StatisticPhase
 {
@@ -299,6 +303,8 @@ void JobRunner::runPhases()
     enter("finishing");
     kernel.setActiveModule(nullptr);
     guarded([&] { return kernel.postProcessJob(); });
+    if (!result.failed && result.end == RunEnd::done)
+        warnOfUnreadData();
     enter("done");
 }
 
@@ -472,8 +478,25 @@ void JobRunner::collect()
         }
         statistics.postprocessMicros = modules[i]->totalModuleWorkTime - microsBefore[i];
         statistics.bytesLeft = bytesOf(modules[i]->getTotalModuleMemoryUsed());
+        collectMetadata(i);
     }
     collectSources();
+}
+
+// Values never change once they are set, so a number that has not grown means nothing new.
+void JobRunner::collectMetadata(std::size_t module)
+{
+    const std::map<std::string, std::string>& noted = modules[module]->getMetaData();
+    std::map<std::string, std::string>& shown = result.modules[module].metadata;
+    if (noted.size() == shown.size())
+        return;
+    for (const auto& [key, value] : noted) {
+        const bool isHeader =
+            std::find(headerKeys.begin(), headerKeys.end(), key) != headerKeys.end();
+        shown[key] = isHeader ? fmt::format("(a whole header of {}, not kept here)",
+                                           counted(static_cast<int64_t>(value.size()), "byte"))
+                             : value;
+    }
 }
 
 void JobRunner::collectSources()
@@ -487,6 +510,7 @@ void JobRunner::collectSources()
         SourceData source;
         source.module = job.modules[module].name;
         source.traces = built.channel->arrived();
+        source.announced = built.channel->getTotalTracesNumber();
         source.samples = built.channel->getTraceLength();
         source.intervalMicros = built.channel->getTraceSampleInterval();
         for (const CountingChannel::WordRange& range : built.channel->words()) {
@@ -500,6 +524,54 @@ void JobRunner::collectSources()
             source.traces * (segyTraceHeaderBytes + 4 * static_cast<int64_t>(source.samples));
         result.sources.push_back(source);
     }
+}
+
+// The kernel ends a module when one of its inputs ends, and the job when its last modules have
+// ended. What the sources have not given by then is nobody's input, which looks like success.
+void JobRunner::warnOfUnreadData()
+{
+    std::set<std::string> told;
+    for (const SourceData& source : result.sources) {
+        if (source.traces >= source.announced || !told.insert(source.module).second)
+            continue;
+        const std::string joiner = joinerBehind(source.module);
+        takeMessage(
+            warningSeverity, "vorn",
+            fmt::format("module {} gave {} of the {} that it announced: {} ended before its "
+                        "input did; what came after that is in no output",
+                        quote(source.module), source.traces, counted(source.announced, "trace"),
+                        joiner.empty()
+                            ? "the job"
+                            : "module " + quote(joiner) + ", which ends with its shortest input,"));
+    }
+}
+
+// The module behind `source` that has several inputs; "" when there is none, or when it may be one
+// of several.
+std::string JobRunner::joinerBehind(const std::string& source) const
+{
+    std::vector<char> behind(job.modules.size(), 0);
+    for (bool grown = true; grown;) { // modules may stand in any order
+        grown = false;
+        for (std::size_t i = 0; i < job.modules.size(); ++i) {
+            const auto& inputs = job.modules[i].inputs;
+            const bool found = std::any_of(inputs.begin(), inputs.end(), [&](const auto& input) {
+                const auto before = static_cast<std::size_t>(input.module);
+                return behind[before] != 0 || job.modules[before].name == source;
+            });
+            if (found && behind[i] == 0)
+                behind[i] = grown = true;
+        }
+    }
+    std::string joiner;
+    for (std::size_t i = 0; i < job.modules.size(); ++i) {
+        if (behind[i] == 0 || job.modules[i].inputs.size() < 2)
+            continue;
+        if (!joiner.empty())
+            return "";
+        joiner = job.modules[i].name;
+    }
+    return joiner;
 }
 
 } // namespace vorn

@@ -91,7 +91,10 @@ private:
     void noteMicros(int64_t RunStatistics::*field);
     void noteOrder();
     void collect();
+    void collectMetadata(std::size_t module);
     void collectSources();
+    void warnOfUnreadData();
+    std::string joinerBehind(const std::string& source) const;
 
     const ResolvedJob& job;
     LiveCounters live;

@@ -77,6 +77,14 @@ Json parameterJson(const RunParameter& parameter)
             {"given", parameter.given}};
 }
 
+Json metadataJson(const std::map<std::string, std::string>& metadata)
+{
+    Json json = Json::object();
+    for (const auto& [key, value] : metadata)
+        json[key] = value;
+    return json;
+}
+
 Json moduleJson(const RunModule& module)
 {
     const RunStatistics& one = module.statistics;
@@ -89,6 +97,7 @@ Json moduleJson(const RunModule& module)
             {"traces_in", one.tracesIn},
             {"traces_out", one.tracesOut},
             {"traces_announced", one.tracesAnnounced},
+            {"metadata", metadataJson(module.metadata)},
             {"measured",
              {{"preprocess_microseconds", one.preprocessMicros},
               {"process_microseconds", one.processMicros},

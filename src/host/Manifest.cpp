@@ -28,6 +28,11 @@ constexpr std::array<std::pair<ParameterType, const char*>, 10> typeNames = {{
     {ParameterType::textList,    "text_list"},
 }};
 
+constexpr std::array<std::pair<ParameterMeaning, const char*>, 2> meaningNames = {{
+    {ParameterMeaning::attribute, "attribute"},
+    {ParameterMeaning::sortKey,   "sort_key"},
+}};
+
 constexpr std::array<std::pair<const char*, int>, 6> attributeTypes = {{
     {"int32", 2}, {"int64", 3}, {"float32", 4}, {"float64", 5}, {"text32", 9}, {"text64", 10},
 }};
@@ -133,6 +138,7 @@ private:
         spec.place = item->place;
         spec.name = fields.requiredText("name").value_or("");
         readType(fields, spec);
+        readMeaning(fields, spec);
         spec.unit = fields.text("unit").value_or("");
         spec.required = fields.boolean("required").value_or(false);
         spec.min = fields.number("min");
@@ -165,6 +171,19 @@ private:
         }
     }
 
+    static void readMeaning(YamlFields& fields, ParameterSpec& spec)
+    {
+        std::vector<std::string> names;
+        names.reserve(std::size(meaningNames));
+        for (const auto& one : meaningNames)
+            names.emplace_back(one.second);
+        const std::optional<std::string> meaning = fields.choice("is", names);
+        for (const auto& one : meaningNames) {
+            if (meaning == one.second)
+                spec.meaning = one.first;
+        }
+    }
+
     static std::optional<int> count(YamlFields& fields, const std::string& key)
     {
         const auto value = fields.integer(key, 0, INT_MAX);
@@ -192,6 +211,10 @@ private:
         const bool bounded = spec.min || spec.max || spec.exclusiveMin || spec.exclusiveMax;
         if (!isNumberType(spec.type) && (bounded || !spec.unit.empty()))
             complain(" is no number and has a range or a unit");
+        const bool isText =
+            spec.type == ParameterType::text || spec.type == ParameterType::textList;
+        if (spec.meaning != ParameterMeaning::plain && !isText)
+            complain(" is no text and cannot name an attribute");
         if (!isListType(spec.type) && (spec.minCount || spec.maxCount))
             complain(" is no list and has a number of elements");
         if (spec.required && spec.defaultValue != nullptr)
@@ -250,6 +273,15 @@ const char* parameterTypeName(ParameterType type)
 {
     for (const auto& one : typeNames) {
         if (one.first == type)
+            return one.second;
+    }
+    return "";
+}
+
+const char* parameterMeaningName(ParameterMeaning meaning)
+{
+    for (const auto& one : meaningNames) {
+        if (one.first == meaning)
             return one.second;
     }
     return "";

@@ -27,15 +27,26 @@ enum class ParameterType
     textList
 };
 
+/// What the texts of a parameter are, beyond texts.
+enum class ParameterMeaning
+{
+    plain,
+    attribute, ///< names of trace attributes
+    sortKey    ///< the same, with "-" before a name that counts downwards
+};
+
 /// "int", "float_list" and so on.
 const char* parameterTypeName(ParameterType type);
 bool isListType(ParameterType type);
 bool isNumberType(ParameterType type); ///< also of lists
+/// "attribute", "sort_key"; empty for plain ones.
+const char* parameterMeaningName(ParameterMeaning meaning);
 
 struct ParameterSpec
 {
     std::string name;
     ParameterType type = ParameterType::text;
+    ParameterMeaning meaning = ParameterMeaning::plain;
     std::string unit;       ///< what the module receives; empty: none
     YamlValue defaultValue; ///< null: none
     bool required = false;

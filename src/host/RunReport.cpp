@@ -96,8 +96,10 @@ std::vector<OptionSpec> reportOptions()
 
 RunReport::RunReport(const Arguments& arguments, const ResolvedJob& job)
 {
-    if (arguments.has("--log"))
+    if (arguments.has("--log")) {
         refuseFilesOfJob("--log", arguments.text("--log"), job);
+        refuseToReplace("--log", arguments.text("--log"), Content::text);
+    }
     if (arguments.has("--report"))
         htmlPath = pagePath(arguments.text("--report"), job);
     if (arguments.has("--json")) {
@@ -116,6 +118,8 @@ RunReport::RunReport(const Arguments& arguments, const ResolvedJob& job)
     }
     if (!htmlPath.empty() && !jsonPath.empty())
         refuseClash("--json", jsonPath, htmlPath, "the report");
+    refuseToReplace("--report", htmlPath, Content::page);
+    refuseToReplace("--json", jsonPath, Content::json);
 }
 
 std::vector<std::string> RunReport::write(const RunResult& result,

@@ -6,6 +6,7 @@
 #define RUNRESULT_H
 
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -75,6 +76,9 @@ struct RunModule
     int order = 0; ///< place in which the kernel runs it, from 1
     std::vector<RunInput> inputs;
     std::vector<RunParameter> parameters;
+    /// What it noted of itself and its data (`setMetaDataValue` in the module's scope), by key. Of
+    /// whole file headers only the number of bytes is kept.
+    std::map<std::string, std::string> metadata;
     RunStatistics statistics;
 };
 
@@ -118,7 +122,8 @@ struct SourceData
 {
     std::string module; ///< name in the job
     int64_t traces = 0;
-    int samples = 0; ///< per trace
+    int64_t announced = 0; ///< traces that it was going to give; 0: it did not say
+    int samples = 0;       ///< per trace
     int intervalMicros = 0;
     std::vector<HeaderRange>
         words; ///< in the order of the schema; those that are always 0 left out

@@ -46,33 +46,53 @@ unsigned mixed(unsigned a, unsigned b, double share)
     return colour;
 }
 
+// A trace in its place in time; zeros stand before and behind it.
+struct PlacedTrace
+{
+    const std::vector<float>& samples;
+    std::size_t first; // sample of the section
+
+    std::size_t end() const { return first + samples.size(); }
+    float at(std::size_t index) const
+    {
+        const bool inside = index >= first && index < end();
+        return inside && std::isfinite(samples[index - first]) ? samples[index - first] : 0.0f;
+    }
+};
+
+PlacedTrace placed(const Section& section, std::size_t trace)
+{
+    const int lead = trace < section.leads.size() ? section.leads[trace] : 0;
+    return {section.traces[trace], static_cast<std::size_t>(std::max(0, lead))};
+}
+
 std::size_t longest(const Section& section)
 {
     std::size_t samples = 0;
-    for (const auto& trace : section.traces)
-        samples = std::max(samples, trace.size());
+    for (std::size_t i = 0; i < section.traces.size(); ++i) {
+        if (!section.traces[i].empty())
+            samples = std::max(samples, placed(section, i).end());
+    }
     return samples;
 }
 
-float sampleAt(const std::vector<float>& trace, std::size_t index)
-{
-    return index < trace.size() && std::isfinite(trace[index]) ? trace[index] : 0.0f;
-}
-
-// The sample for a row that covers [from, to) of the trace: interpolated where a row is less than a
-// sample, else the strongest one, so that no peak is lost between rows.
-double rowValue(const std::vector<float>& trace, double from, double to)
+// The sample for a row that covers [from, to) of the section: interpolated where a row is less than
+// a sample, else the strongest one, so that no peak is lost between rows.
+double rowValue(const PlacedTrace& trace, double from, double to)
 {
     if (to - from <= 1) {
         const double at = std::max(0.0, (from + to) / 2 - 0.5);
         const auto index = static_cast<std::size_t>(at);
         const double share = at - static_cast<double>(index);
-        const std::size_t next = index + 1 < trace.size() ? index + 1 : index;
-        return sampleAt(trace, index) * (1 - share) + sampleAt(trace, next) * share;
+        const std::size_t next = index + 1 < trace.end() ? index + 1 : index;
+        return trace.at(index) * (1 - share) + trace.at(next) * share;
     }
     double strongest = 0;
-    for (auto i = static_cast<std::size_t>(from); static_cast<double>(i) < to; ++i) {
-        const double value = sampleAt(trace, i);
+    const double end = std::min(to, static_cast<double>(trace.end()));
+    for (auto i = std::max(static_cast<std::size_t>(from), trace.first);
+         static_cast<double>(i) < end; ++i)
+    {
+        const double value = trace.at(i);
         if (std::fabs(value) > std::fabs(strongest))
             strongest = value;
     }
@@ -102,7 +122,7 @@ void drawDensity(cairo_t* cr, const Area& plot, const Section& section, const Se
             const double perRow = static_cast<double>(samples) / height;
             for (int y = 0; y < height; ++y) {
                 const double value =
-                    rowValue(section.traces[index], y * perRow, (y + 1) * perRow) / clip;
+                    rowValue(placed(section, index), y * perRow, (y + 1) * perRow) / clip;
                 const double place = std::clamp(value, -1.0, 1.0) * 255 + 255;
                 column[static_cast<std::size_t>(y)] =
                     colours[static_cast<std::size_t>(std::lround(place))];
@@ -130,8 +150,8 @@ struct Point
 };
 
 // One point per row of the picture at most; rows that several samples share keep the strongest.
-std::vector<Point> wigglePoints(const std::vector<float>& trace, const Area& plot,
-                                std::size_t samples, double scale, double most)
+std::vector<Point> wigglePoints(const PlacedTrace& trace, const Area& plot, std::size_t samples,
+                                double scale, double most)
 {
     const double span = static_cast<double>(std::max<std::size_t>(samples, 2)) - 1;
     const auto rows =
@@ -258,9 +278,9 @@ void drawWiggles(cairo_t* cr, const Area& plot, const Section& section, const Se
     for (std::size_t i = 0; i < section.traces.size(); i += step) {
         const double centre = plot.x + (static_cast<double>(i) + 0.5) * spacing;
         drawWiggle(cr,
-                   withCrossings(
-                       simplified(wigglePoints(section.traces[i], plot, samples, most / clip, most),
-                                  wiggleTolerance)),
+                   withCrossings(simplified(
+                       wigglePoints(placed(section, i), plot, samples, most / clip, most),
+                       wiggleTolerance)),
                    centre);
     }
     cairo_restore(cr);

@@ -23,13 +23,14 @@ struct SectionStyle
     std::string note; ///< printed below, beside the clip
 };
 
-/// A section to draw: `samples(trace)` of `length` floats for each of `labels.size()` traces.
+/// A section to draw.
 struct Section
 {
     std::vector<std::vector<float>> traces; ///< lengths may differ
-    std::vector<double> labels;             ///< one per trace, for the trace axis
-    double interval = 0.004;                ///< seconds between samples
-    double start = 0;                       ///< seconds of the first sample
+    std::vector<int> leads;     ///< samples from `start` to each trace's first; empty: none for all
+    std::vector<double> labels; ///< one per trace, for the trace axis
+    double interval = 0.004;    ///< seconds between samples
+    double start = 0;           ///< seconds at the top
 };
 
 /// The amplitude below which `percentile` percent of the finite absolute amplitudes lie; 0 when

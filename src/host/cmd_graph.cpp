@@ -29,6 +29,7 @@ int runGraph(const Arguments& arguments)
 {
     const std::string path = arguments.text("--output");
     const std::string format = path.empty() ? "dot" : formatOf(path);
+    refuseToReplace("-o", path, Content::any);
     const LoadedJob loaded = loadJob(arguments);
     refuseErrors(loaded);
     const std::string dot = graphDot(loaded.job, kernelOrder(loaded.job));

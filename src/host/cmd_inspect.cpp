@@ -172,6 +172,8 @@ Json parameterJson(const ParameterSpec& spec)
     Json json = {{"name", spec.name}, {"type", parameterTypeName(spec.type)},
                  {"unit", spec.unit}, {"required", spec.required},
                  {"help", spec.help}, {"expected", expectedValue(spec)}};
+    if (spec.meaning != ParameterMeaning::plain)
+        json["is"] = parameterMeaningName(spec.meaning);
     if (spec.defaultValue != nullptr)
         json["default"] = valueJson(spec.defaultValue);
     const auto add = [&](const char* key, const auto& value) {

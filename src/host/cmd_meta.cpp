@@ -55,11 +55,15 @@ int runMeta(const Arguments& arguments)
     const std::string project = arguments.text("--project");
     if (!project.empty())
         store->setRefDir(std::filesystem::absolute(project).lexically_normal());
+    const bool outside = !project.empty() && !file.starts_with(store->getRefDir());
 
     Entries entries;
     if (!store->loadMetadata(file, collect, &entries)) {
         const std::string path = store->getRefPath(file, nullptr);
         throw CommandError(file + ": no metadata are stored for this file (looked for " + path +
+                           (outside ? ", since the file does not lie in the project directory " +
+                                          store->getRefDir()
+                                    : "") +
                            "); state the project directory with --project if it is another");
     }
     if (arguments.has("--json"))
@@ -77,12 +81,15 @@ Command metaCommand()
         "meta",
         runMeta,
         "Show the stored metadata of a data file",
-        "Metadata are kept in the directory .metadata of the project: the directory given with "
-        "--project, or else the nearest one above the file that holds project.vpj.",
+        "Metadata are stored by modules and programs that call for it; those of vorn do not, what "
+        "they note is in the report and the JSON file of a run. The files lie in the directory "
+        ".metadata of the project: the directory given with --project, for files in it, or else "
+        "the nearest one above the file that holds project.vpj.",
         {{"FILE", "the data file; it need not exist any more", ValueKind::file}},
         {{"-p,--project", "DIR", "the project directory", ValueKind::directory},
          {"--json", "", "print a JSON object"}},
-        {{"vorn meta line.sgy --project .", "what jobs in this directory stored for line.sgy"}}};
+        {{"vorn meta line.sgy --project .",
+          "what has been stored for line.sgy in the project here"}}};
 }
 
 } // namespace vorn

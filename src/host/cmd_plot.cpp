@@ -1,6 +1,7 @@
 // vorn plot FILE.sgy -o PICTURE: a section at once, without a job file.
 #include "CommandTable.h"
 #include "Drawing.h"
+#include "FileOutput.h"
 #include "SectionPlot.h"
 #include "TextTools.h"
 #include "numberranges.h"
@@ -92,6 +93,34 @@ Window timeWindow(const Arguments& arguments, int samples, double interval, doub
     return {first, last - first + 1};
 }
 
+// Where the traces lie in time.
+struct Placement
+{
+    double start = 0;       // seconds of the first sample of all
+    std::vector<int> leads; // samples from there to each trace's first
+    int samples = 0;        // from there to the last of all
+};
+
+// Traces of one file may have been recorded with different delays.
+Placement placeTraces(SegyReader& reader, const std::vector<int64_t>& chosen, double interval,
+                      bool timed)
+{
+    const VORN::HeaderWord& delay = *VORN::findTraceHeaderWord("delrt");
+    std::vector<int> delays; // milliseconds
+    delays.reserve(chosen.size());
+    for (const int64_t index : chosen)
+        delays.push_back(timed ? reader.word(reader.header(index), delay) : 0);
+    const int earliest = *std::min_element(delays.begin(), delays.end());
+    Placement place;
+    place.start = earliest * 1e-3;
+    for (std::size_t i = 0; i < chosen.size(); ++i) {
+        place.leads.push_back(
+            static_cast<int>(std::lround((delays[i] - earliest) * 1e-3 / interval)));
+        place.samples = std::max(place.samples, place.leads[i] + reader.samplesOf(chosen[i]));
+    }
+    return place;
+}
+
 Section readSection(SegyReader& reader, const Arguments& arguments)
 {
     const VORN::HeaderWord* label = labelWord(arguments);
@@ -103,18 +132,22 @@ Section readSection(SegyReader& reader, const Arguments& arguments)
     Section section;
     const bool timed = reader.layout().interval > 0;
     section.interval = timed ? reader.layout().interval * 1e-6 : 1;
-    const VORN::HeaderWord& delay = *VORN::findTraceHeaderWord("delrt");
-    section.start = timed ? reader.word(reader.header(chosen.front()), delay) * 1e-3 : 0;
-    const Window window =
-        timeWindow(arguments, reader.layout().samples, section.interval, section.start);
-    section.start += window.first * section.interval;
+    const Placement place = placeTraces(reader, chosen, section.interval, timed);
+    const Window window = timeWindow(arguments, place.samples, section.interval, place.start);
+    section.start = place.start + window.first * section.interval;
 
     std::vector<float> samples(static_cast<std::size_t>(reader.layout().samples));
-    for (const int64_t index : chosen) {
+    for (std::size_t i = 0; i < chosen.size(); ++i) {
+        const int64_t index = chosen[i];
         reader.read(index, nullptr, samples.data());
-        const int end = std::min(window.first + window.count, reader.samplesOf(index));
-        section.traces.emplace_back(samples.begin() + std::min(window.first, end),
-                                    samples.begin() + end);
+        const int lead = place.leads[i];
+        const int begin = std::max(window.first, lead);
+        const int end =
+            std::max(begin, std::min(window.first + window.count, lead + reader.samplesOf(index)));
+        // None is left where the trace lies outside of the window.
+        const auto from = samples.begin() + (end > begin ? begin - lead : 0);
+        section.traces.emplace_back(from, from + (end - begin));
+        section.leads.push_back(begin - window.first);
         section.labels.push_back(label != nullptr ? reader.word(reader.header(index), *label)
                                                   : static_cast<double>(index + 1));
     }
@@ -149,6 +182,7 @@ int runPlot(const Arguments& arguments)
         if (std::filesystem::equivalent(path, reader.path(), none))
             throw CommandError(path + ": this is the file to be drawn; give the picture another "
                                       "name");
+        refuseToReplace("-o", path, Content::any);
         const SectionStyle style = styleOf(arguments, reader);
         const Section section = readSection(reader, arguments);
         Page page(path, widthInPoints, heightInPoints);
@@ -173,7 +207,8 @@ Command plotCommand()
     return {"plot",
             runPlot,
             "Draw a SEG-Y file as a section",
-            "Time runs downwards, traces across. Amplitudes above the clip, a percentile of all "
+            "Time runs downwards, traces across, each beginning at its delay (header word delrt). "
+            "Amplitudes above the clip, a percentile of all "
             "that are drawn, are clipped; the picture says at which amplitude.",
             {{"FILE.sgy", "the SEG-Y file", ValueKind::file}},
             {{"-o,--output",

@@ -1,6 +1,7 @@
 // vorn run JOB.yaml: checks a job, runs it, and tells what it did.
 #include "Console.h"
 #include "DotProgram.h"
+#include "Drawing.h"
 #include "Interrupt.h"
 #include "JobGraph.h"
 #include "JobLoader.h"
@@ -12,6 +13,7 @@
 #include "RunReport.h"
 #include "RunTable.h"
 #include "TextTools.h"
+#include "tracefile.h"
 
 #include <QtGlobal>
 #include <algorithm>
@@ -201,18 +203,44 @@ void writeError(const std::string& text)
     [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, text.data(), text.size());
 }
 
+std::vector<std::string> removeUnfinished()
+{
+    std::vector<std::string> removed;
+    VORN::removeUnfinishedOutputs(
+        [](void* paths, const char* path) {
+            static_cast<std::vector<std::string>*>(paths)->emplace_back(path);
+        },
+        &removed);
+    return removed;
+}
+
 // Runs on a thread of its own, while the job's may be anywhere: no locks.
 void cleanUp(int signal, const ScratchSpace& scratch, const OutputWatch& outputs)
 {
     scratch.remove();
+    const std::vector<std::string> removed = removeUnfinished();
+    const std::vector<std::string> left = outputs.written();
     std::string text = Console::isTerminal() ? "\r\x1b[K" : "";
     text += signal == SIGINT ? "vorn: interrupted" : "vorn: ended by a signal";
-    const std::vector<std::string> partial = outputs.written();
-    text += partial.empty() ? "; no output was begun\n" : "; these outputs are incomplete:\n";
-    for (const std::string& path : partial)
+    text += removed.empty() && left.empty() ? "; no output was begun\n"
+                                            : "; these outputs are incomplete:\n";
+    for (const std::string& path : removed)
+        text += "vorn: incomplete, removed: " + escaped(path) + "\n";
+    for (const std::string& path : left)
         text += "vorn: incomplete: " + escaped(path) + "\n";
     writeError(text);
     scratch.remove(); // should a file have been made meanwhile
+    removeUnfinished();
+}
+
+// The same after the job, whose outputs are as it has left them.
+void cleanUpLate(int signal)
+{
+    removeUnfinished();
+    writeError(std::string(Console::isTerminal() ? "\r\x1b[K" : "") +
+               (signal == SIGINT ? "vorn: interrupted" : "vorn: ended by a signal") +
+               " after the job had ended; its report, JSON file and pictures may be missing\n");
+    removeUnfinished();
 }
 
 RunResult runWatched(const Arguments& arguments, const ResolvedJob& job, Console& console,
@@ -245,18 +273,26 @@ int runRun(const Arguments& arguments)
     PadStore pads;
     const OutputWatch outputs(loaded.job);
     RunResult result = runWatched(arguments, loaded.job, console, pads, outputs, report.isWanted());
+    const InterruptWatch interrupts(cleanUpLate);
     addFacts(result, loaded, outputs, report.isWanted());
 
     const bool quiet = arguments.has("--quiet");
     tellResult(console, result, quiet);
     tellFiles(console, result, quiet);
-    if (!pictures.empty()) {
-        for (const std::string& path :
-             writePictures(pads, pictures, arguments.text("--format", "png")))
-            console.result(escaped(path) + "\n");
+    std::string problem; // must not keep the report from being written
+    try {
+        if (!pictures.empty()) {
+            for (const std::string& path :
+                 writePictures(pads, pictures, arguments.text("--format", "png")))
+                console.result(escaped(path) + "\n");
+        }
+    } catch (const DrawingError& error) {
+        problem = error.what();
     }
     for (const std::string& path : report.write(result, pads.pads()))
         console.result(escaped(path) + "\n");
+    if (!problem.empty())
+        throw CommandError(problem);
     tellEnd(console, result);
     if (result.end == RunEnd::notStarted)
         return exitWrongCall;
@@ -292,8 +328,9 @@ Command runCommand()
         "on standard output tells for each module the traces that it took and gave, its time, "
         "its share of the whole and its memory.\n\n"
         "The exit code is 1 when a module reported an error. Ctrl-C ends the job at once: the "
-        "scratch file is removed, outputs that are incomplete are named, and the exit code is "
-        "130.",
+        "scratch file and outputs that are incomplete are removed, what modules have left is "
+        "named, "
+        "and the exit code is 130.",
         {jobArgument()},
         options,
         {{"vorn run job.yaml", "run a job"},

@@ -5,6 +5,7 @@
 #include <TraceVerbs.h>
 
 #include <cstdlib>
+#include <fcntl.h>
 #include <filesystem>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -219,6 +220,87 @@ TEST_F(SegyTraceFileTest, AChildThatEndsLeavesItsParentsFileAlone)
     ASSERT_EQ(status, 0);
     file.commit();
     EXPECT_EQ(content(path), "whole");
+}
+
+// By the mode alone: root is refused, too.
+TEST_F(SegyTraceFileTest, AWriteProtectedFileIsRefused)
+{
+    const std::string link = directory / "link.sgy";
+    writeBytes(path, {'o', 'l', 'd'});
+    ASSERT_EQ(symlink("out.sgy", link.c_str()), 0);
+    ASSERT_EQ(chmod(path.c_str(), 0466), 0) << "others may write it, its owner may not";
+    for (const std::string& name : {path, link})
+        EXPECT_EQ(failure([&] { OutputFile file(name, true); }),
+                  name + ": is write-protected; write to another file, or give yourself permission "
+                         "first (chmod u+w)");
+    EXPECT_TRUE(isWriteProtected(link));
+    EXPECT_EQ(content(path), "old");
+    EXPECT_THAT(directory.names(), ElementsAre("link.sgy", "out.sgy"));
+
+    ASSERT_EQ(chmod(path.c_str(), 0200), 0);
+    EXPECT_EQ(failure([&] { OutputFile file(path, true); }), "it did not fail");
+    EXPECT_FALSE(isWriteProtected(path));
+    EXPECT_FALSE(isWriteProtected(directory / "none")) << "there is nothing to protect";
+}
+
+// ---- Ends that destroy nothing ----
+
+namespace {
+
+std::vector<std::string> removedOutputs()
+{
+    std::vector<std::string> removed;
+    removeUnfinishedOutputs(
+        [](void* paths, const char* name) {
+            static_cast<std::vector<std::string>*>(paths)->emplace_back(name);
+        },
+        &removed);
+    return removed;
+}
+
+} // namespace
+
+TEST_F(SegyTraceFileTest, WhatIsBeingWrittenCanBeRemovedWithoutItsObjects)
+{
+    writeBytes(path, {'o', 'l', 'd'});
+    OutputFile whole(directory / "whole.sgy", true);
+    whole.commit();
+    OutputFile first(path, true);
+    OutputFile second(directory / "second.sgy", true);
+    put(second, std::string(3000000, 'x'));
+    const std::vector<std::string> expected = {first.temporaryPath(), second.temporaryPath()};
+
+    EXPECT_THAT(removedOutputs(), ::testing::UnorderedElementsAreArray(expected));
+    EXPECT_THAT(directory.names(), ElementsAre("out.sgy", "whole.sgy"));
+    EXPECT_THAT(removedOutputs(), IsEmpty());
+
+    EXPECT_THAT(failure([&] { second.commit(); }), HasSubstr("cannot be given its name"));
+    EXPECT_EQ(content(path), "old");
+}
+
+// Names alone prove nothing: files of this kind may be somebody else's, or be read to save what
+// they hold.
+TEST_F(SegyTraceFileTest, WhatThisProcessIsNotWritingStays)
+{
+    const std::string read = directory / ".read.sgy.vorn-aaaaaa";
+    const std::string closed = directory / ".closed.sgy.vorn-bbbbbb";
+    const std::string inherited = directory / ".inherited.sgy.vorn-cccccc";
+    const std::string other = directory / "other.vorn-dddddd";
+    for (const std::string& name : {read, closed, inherited, other})
+        writeBytes(name, {'x'});
+    const int descriptors[] = {open(read.c_str(), O_RDONLY | O_CLOEXEC),
+                               open(inherited.c_str(), O_RDWR),
+                               open(other.c_str(), O_RDWR | O_CLOEXEC)};
+    OutputFile replaced(path, true);
+    std::filesystem::rename(replaced.temporaryPath(), directory / "moved");
+    ASSERT_EQ(symlink("moved", replaced.temporaryPath().c_str()), 0);
+    const auto before = directory.names();
+
+    EXPECT_THAT(removedOutputs(), IsEmpty());
+
+    EXPECT_EQ(directory.names(), before);
+    for (const int descriptor : descriptors)
+        close(descriptor);
 }
 
 TEST_F(SegyTraceFileTest, WhatIsNoRegularFileIsNeverReplaced)

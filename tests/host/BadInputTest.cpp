@@ -165,7 +165,6 @@ TEST_F(BadInputTest, JobsThatCannotReadTheirInputSayWhyOnceAndWriteNothing)
         {"text", {"read.file=job.yaml"}, "<work>/job.yaml: is no SEG-Y file: it has 185 bytes, and the file header alone takes 3600", 1},
         {"selection", {"read.traces=9:12"}, "<work>/line.sgy: none of its 8 traces is selected by traces 9:12", 1},
         {"no range", {"read.traces=9:x"}, "traces: \"x\" in \"9:x\" is no number; write numbers and ranges as in 1:100:2,200", 1},
-        {"no header word", {"sorted.keys=[distance]"}, "the traces have no header word \"distance\"; name others with keys", 1},
         {"output that is there", {"write.overwrite=false"}, "<work>/out.sgy: is there already; remove it, or allow it to be overwritten", 1},
     };
     // clang-format on
@@ -364,6 +363,42 @@ TEST_F(BadInputTest, WithoutPermissionOneLineSaysForWhat)
     chmod(tree.path("locked").c_str(), 0700);
 }
 
+// Field data are protected so; nobody means to lose them, root neither.
+TEST_F(BadInputTest, WriteProtectedFilesAreNeverReplaced)
+{
+    const std::string why = "is write-protected; write to another file, or give yourself "
+                            "permission first (chmod u+w)";
+    for (const char* name : {"out.sgy", "raw.su", "line.png", "job.svg", "job.dot"}) {
+        tree.write(name, "precious\n");
+        ASSERT_EQ(chmod(tree.path(name).c_str(), 0444), 0);
+    }
+    fs::create_symlink("out.sgy", tree.path("link.sgy"));
+    tree.write("su.yaml", "modules:\n"
+                          "  - {name: read, module: segy_in, file: line.sgy}\n"
+                          "  - {name: write, module: su_out, input: read, file: raw.su}\n");
+    const std::string file = ": parameter \"file\" of module \"write\" is \"<work>/";
+    // clang-format off
+    const std::vector<BadRow> rows = {
+        {"segy_out", {"run", "job.yaml"}, "job.yaml:4:58" + file + "out.sgy\"; the file " + why},
+        {"a link", {"run", "job.yaml", "--set", "write.file=link.sgy"}, "--set write.file=link.sgy" + file + "link.sgy\"; the file " + why},
+        {"su_out", {"run", "su.yaml"}, "su.yaml:3:54" + file + "raw.su\"; the file " + why},
+        {"plot", {"plot", "line.sgy", "-o", "line.png"}, "-o: the file \"line.png\" " + why},
+        {"graph", {"graph", "su.yaml", "--set", "write.file=x.su", "-o", "job.svg"}, "-o: the file \"job.svg\" " + why},
+        {"graph's text", {"graph", "su.yaml", "--set", "write.file=x.su", "-o", "job.dot"}, "-o: the file \"job.dot\" " + why},
+    };
+    // clang-format on
+    const auto before = tree.snapshot();
+    for (const BadRow& row : rows) {
+        SCOPED_TRACE(row.name);
+
+        const ProcessResult result = tree.run(row.words);
+
+        EXPECT_EQ(result.exitCode, 2);
+        EXPECT_THAT(result.errors, testing::StartsWith("vorn: " + inWork(row.line, tree) + "\n"));
+        EXPECT_TRUE(tree.snapshot() == before);
+    }
+}
+
 // ---- Modules that are none ----
 
 TEST_F(BadInputTest, ModulesThatCannotBeLoadedAreNamedWithTheirPlaceInTheJob)
@@ -397,6 +432,29 @@ TEST_F(BadInputTest, ModulesThatCannotBeLoadedAreNamedWithTheirPlaceInTheJob)
         EXPECT_EQ(result.output, "");
         EXPECT_TRUE(tree.snapshot() == before) << row.module;
     }
+}
+
+TEST_F(BadInputTest, HeaderWordsThatThereAreNotAreRefusedByTheCheck)
+{
+    tree.write("bad.yaml", "modules:\n"
+                           "  - {name: read, module: segy_in, file: line.sgy}\n"
+                           "  - {name: sort, module: sort, input: read, keys: [-cpd]}\n"
+                           "  - {name: mute, module: mute, input: sort, header: ofset}\n"
+                           "  - {name: sum, module: stack, input: mute, key: CDP}\n"
+                           "  - {name: plot, module: header_plot, input: sum, x: fldrr, y: [cdp, "
+                           "gxx]}\n"
+                           "  - {name: draw, module: section, input: sum, xattr: cdpp}\n");
+
+    const ProcessResult result = tree.run({"check", "bad.yaml"});
+
+    EXPECT_EQ(result.exitCode, 2);
+    for (const char* says :
+         {"bad.yaml:3:52: parameter \"keys\" of module \"sort\" is \"cpd\"",
+          "\"ofset\"; the traces of this job have no attribute of that name; did you mean "
+          "\"offset\"?",
+          "\"CDP\"", "\"fldrr\"", "\"gxx\"", "\"cdpp\""})
+        EXPECT_THAT(linesWith(result.errors, says), SizeIs(1)) << result.errors;
+    EXPECT_THAT(linesWith(result.errors, "did you mean"), SizeIs(6));
 }
 
 TEST_F(BadInputTest, AllErrorsOfAJobAreToldAtOnceAndNothingIsRun)

@@ -363,3 +363,18 @@ TEST(HtmlReportTest, PadsHaveTitleModuleSizeAndDescription)
                                 "&quot;raw&quot;\""));
     EXPECT_THAT(page, HasSubstr("<img src=\"data:image/png;base64,iVBOR"));
 }
+
+TEST(HtmlReportTest, WhatModulesNotedIsShownAsText)
+{
+    RunResult result = smallResult();
+    EXPECT_THAT(reportOf(result), HasSubstr("No module noted anything."));
+    result.modules[1].metadata = {{"a<b", "1\n<script>"}, {"long", std::string(5000, 'x')}};
+
+    const std::string page = reportOf(result);
+
+    EXPECT_THAT(page, HasSubstr("aria-label=\"Metadata of show\""));
+    EXPECT_THAT(page,
+                HasSubstr("<code>a&lt;b</code></th><td class=\"lines\">1\n&lt;script&gt;</td>"));
+    EXPECT_THAT(page, HasSubstr(" … (1000 more bytes)"));
+    EXPECT_THAT(page, Not(HasSubstr("Metadata of read")));
+}

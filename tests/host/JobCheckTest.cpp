@@ -184,6 +184,55 @@ TEST_F(JobCheckTest, ReadingAnAttributeThatNobodyHasIsAWarning)
                                      "before it has"));
 }
 
+TEST_F(JobCheckTest, AParameterNamesAttributesThatThereAre)
+{
+    writeFile(tree.home() + "/lib/host_sink.yaml",
+              "module: host_sink\npurpose: p\ninputs: {min: 1}\noutputs: {min: 0}\nparameters:\n"
+              "  - {name: key, type: text, is: attribute, default: nothing, help: h}\n"
+              "  - {name: keys, type: text_list, is: sort_key, help: h}\n");
+    const auto checkWith = [&](const std::string& parameters, const std::string& more = "") {
+        check("modules:\n"
+              "  - {name: read, module: host_source}\n"
+              "  - {name: split, module: host_split, input: read}\n"
+              "  - {name: write, module: host_sink, input: split" +
+              parameters + "}\n" + more);
+    };
+    checkWith(", key: cpd, keys: [-CDP, offset]");
+    const std::string none = "; the traces of this job have no attribute of that name";
+    EXPECT_THAT(lines(), ElementsAre("job.yaml:4:57: parameter \"key\" of module \"write\" is "
+                                     "\"cpd\"" +
+                                         none + "; did you mean \"cdp\"?",
+                                     "job.yaml:4:69: parameter \"keys\" of module \"write\" is "
+                                     "\"CDP\"" +
+                                         none + "; did you mean \"cdp\"?"));
+    checkWith(", key: -cdp");
+    EXPECT_TRUE(diagnostics.hasErrors()) << "the order is nothing for an attribute";
+
+    for (const std::string& good :
+         {std::string(), std::string(", key: cdp, keys: ['- cdp', offset]"),
+          std::string(", keys: [-tracl]"), std::string(", key: ''")})
+    {
+        checkWith(good);
+        EXPECT_THAT(lines(), IsEmpty()) << good;
+    }
+    checkWith(", key: mine", "schema: [segy, {name: mine}]\n");
+    EXPECT_THAT(lines(), IsEmpty());
+}
+
+TEST_F(JobCheckTest, WhatModulesWithoutManifestWriteNobodyKnows)
+{
+    writeFile(tree.home() + "/lib/host_sink.yaml",
+              "module: host_sink\npurpose: p\ninputs: {min: 1}\noutputs: {min: 0}\nparameters:\n"
+              "  - {name: key, type: text, is: attribute, help: h}\n");
+    std::filesystem::remove(tree.home() + "/lib/host_filter.yaml");
+    catalog = ModuleCatalog(tree.home());
+    check("modules:\n"
+          "  - {name: read, module: host_source}\n"
+          "  - {name: some, module: host_filter, input: read}\n"
+          "  - {name: write, module: host_sink, input: some, key: theirs}\n");
+    EXPECT_FALSE(diagnostics.hasErrors());
+}
+
 TEST_F(JobCheckTest, ModulesOfAnAllowedDirectoryAreFound)
 {
     const std::string other = tree.path("other");

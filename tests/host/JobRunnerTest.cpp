@@ -155,6 +155,61 @@ TEST_F(JobRunnerTest, UnreadOutputsDoNotPileUp)
     EXPECT_EQ(result.modules.size(), 2u);
 }
 
+namespace {
+
+// Two sources, and a module that takes a trace of each.
+std::string joining(int first, int second, const std::string& more = "")
+{
+    return "modules:\n"
+           "  - {name: both, module: host_sink, inputs: [pass, right]}\n"
+           "  - {name: left, module: host_source, traces: " +
+           std::to_string(first) + more +
+           "}\n"
+           "  - {name: pass, module: host_filter, input: left}\n"
+           "  - {name: right, module: host_source, traces: " +
+           std::to_string(second) + "}\n";
+}
+
+} // namespace
+
+TEST_F(JobRunnerTest, ASourceThatCouldNotGiveEverythingIsToldOfOnce)
+{
+    const RunResult result = run(joining(480, 49));
+
+    EXPECT_FALSE(result.failed);
+    EXPECT_EQ(result.countOf(warningSeverity), 1);
+    const int64_t given = result.modules[1].statistics.tracesOut;
+    EXPECT_LT(given, 60);
+    EXPECT_THAT(heard, ::testing::Contains(
+                           "module \"left\" gave " + std::to_string(given) +
+                           " of the 480 traces that it announced: module \"both\", which ends with "
+                           "its shortest input, ended before its input did; what came after that "
+                           "is in no output"));
+}
+
+TEST_F(JobRunnerTest, SourcesThatGaveWhatTheyAnnouncedAreNotToldOf)
+{
+    for (const std::string& job : {joining(49, 49), joining(480, 49, ", announce: no")}) {
+        const RunResult result = run(job);
+
+        EXPECT_EQ(result.countOf(warningSeverity), 0) << job;
+        EXPECT_FALSE(result.failed);
+    }
+}
+
+TEST_F(JobRunnerTest, AJobWithErrorsEndsWithTheseAlone)
+{
+    const RunResult result =
+        run("modules:\n"
+            "  - {name: read, module: host_source, traces: 50}\n"
+            "  - {name: no, module: host_filter, input: read, fault: fatal, fault_at: 5}\n"
+            "  - {name: write, module: host_sink, input: no}\n");
+
+    EXPECT_TRUE(result.failed);
+    EXPECT_LT(result.modules[0].statistics.tracesOut, 50);
+    EXPECT_EQ(result.countOf(warningSeverity), 0);
+}
+
 TEST_F(JobRunnerTest, TwoJobsInOneProcessDoNotMeet)
 {
     run("modules:\n"

@@ -94,6 +94,17 @@ TEST(JsonResultTest, TextsAreQuoted)
     EXPECT_THAT(json, HasSubstr("\"\\\\\""));
 }
 
+TEST(JsonResultTest, WhatModulesNotedIsAnObjectOfTexts)
+{
+    RunResult result;
+    RunModule module;
+    module.metadata = {{"qc.list", "1 \"dead\"\n2"}, {"qc.\xff", "\xff"}};
+    result.modules = {module};
+    EXPECT_THAT(jsonResult(result, {}),
+                HasSubstr("\"metadata\": {\n        \"qc.list\": \"1 \\\"dead\\\"\\n2\",\n"
+                          "        \"qc.\uFFFD\": \"\uFFFD\"\n      }"));
+}
+
 TEST(JsonResultTest, ThePadsChecksumChangesWithEverythingDrawn)
 {
     const std::string sum = padSum(padOf(3, "text"));

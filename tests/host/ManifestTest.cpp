@@ -155,3 +155,31 @@ TEST(ManifestTest, PortsAreCountedInWords)
     EXPECT_EQ(text(1, 3), "1 to 3");
     EXPECT_EQ(text(0, PortSpec::any), "any number");
 }
+
+TEST(ManifestTest, TextsMayNameAttributes)
+{
+    const Parsing parsing(std::string(head) +
+                          "parameters:\n"
+                          "  - {name: key, type: text, is: attribute, help: h}\n"
+                          "  - {name: keys, type: text_list, is: sort_key, help: h}\n"
+                          "  - {name: other, type: text, help: h}\n");
+    ASSERT_NE(parsing.manifest, nullptr);
+    EXPECT_EQ(parsing.manifest->find("key")->meaning, ParameterMeaning::attribute);
+    EXPECT_EQ(parsing.manifest->find("keys")->meaning, ParameterMeaning::sortKey);
+    EXPECT_EQ(parsing.manifest->find("other")->meaning, ParameterMeaning::plain);
+}
+
+TEST(ManifestTest, NumbersNameNoAttributes)
+{
+    const Parsing parsing(std::string(head) +
+                          "parameters:\n"
+                          "  - {name: key, type: int, is: attribute, help: h}\n"
+                          "  - {name: keys, type: text, is: attributes, help: h}\n");
+    EXPECT_THAT(
+        parsing.lines(),
+        ElementsAre(
+            "agc.yaml:6:5: parameter \"key\" is no text and cannot name an "
+            "attribute",
+            "agc.yaml:7:34: the parameter: \"is\" is \"attributes\"; expected one of attribute, "
+            "sort_key; did you mean \"attribute\"?"));
+}

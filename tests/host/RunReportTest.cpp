@@ -133,11 +133,77 @@ TEST_F(RunReportTest, FilesOfTheJobAreNotReplaced)
                   "--json: the file \"x.html\" is the report; write to another file");
 }
 
-TEST_F(RunReportTest, AnOlderPageIsReplaced)
+TEST_F(RunReportTest, OlderResultsAndEmptyFilesAreReplaced)
 {
-    tree.write("page.html", "old\n");
+    tree.write("page.html", "\n<!DOCTYPE html>\nold\n");
+    tree.write("facts.json", "\n {\"old\": 1}\n");
+    tree.write("empty.log", "");
 
-    EXPECT_EQ(run({"--report", "page.html"}).exitCode, 0);
+    EXPECT_EQ(run({"--report", "page.html", "--json", "facts.json", "--log", "empty.log"}).exitCode,
+              0);
 
     EXPECT_THAT(tree.read("page.html"), HasSubstr("</html>\n"));
+    EXPECT_THAT(tree.read("facts.json"), HasSubstr("\"vorn-run\""));
+    EXPECT_THAT(tree.read("empty.log"), HasSubstr("traces in"));
+}
+
+// Names that were meant for another option, or another file.
+TEST_F(RunReportTest, DataOfAnotherKindAreNotReplaced)
+{
+    const std::string data(4000, '\x40');
+    const std::string seismic = data.substr(0, 3200) + std::string(400, '\0');
+    for (const char* name : {"line.sgy", "line.html"})
+        tree.write(name, seismic);
+    tree.write("text.json", "[1, 2]\n");
+    const std::string end = ", so it is not replaced; write to another file, or remove it first";
+
+    expectRefusal({"--json", "line.sgy"},
+                  "--json: the file \"line.sgy\" is there already and no JSON" + end);
+    expectRefusal({"--json", "text.json"},
+                  "--json: the file \"text.json\" is there already and no JSON" + end);
+    expectRefusal({"--report", "line.html"},
+                  "--report: the file \"line.html\" is there already and no HTML page" + end);
+    expectRefusal({"--log", "line.sgy"},
+                  "--log: the file \"line.sgy\" is there already and no text" + end);
+    EXPECT_EQ(tree.read("line.sgy"), seismic);
+    EXPECT_EQ(tree.read("line.html"), seismic);
+    EXPECT_EQ(tree.read("text.json"), "[1, 2]\n");
+}
+
+TEST_F(RunReportTest, WriteProtectedFilesAreNotReplaced)
+{
+    const struct
+    {
+        std::string option;
+        std::string name;
+        std::string content;
+    } rows[] = {{"--json", "facts", "{}\n"},
+                {"--report", "page.html", "<p>\n"},
+                {"--report", "job-report.html", "<p>\n"},
+                {"--log", "run.log", "text\n"}};
+    for (const auto& row : rows) {
+        tree.write(row.name, row.content);
+        fs::permissions(tree.path(row.name), fs::perms::owner_read | fs::perms::group_read);
+        const bool inDirectory = row.name == "job-report.html";
+        expectRefusal({row.option, inDirectory ? "." : row.name},
+                      row.option + ": the file \"" + (inDirectory ? "./" : "") + row.name +
+                          "\" is write-protected; write to another file, or give yourself "
+                          "permission first (chmod u+w)");
+        EXPECT_EQ(tree.read(row.name), row.content);
+    }
+}
+
+TEST_F(RunReportTest, APictureThatCannotBeWrittenDoesNotCostTheReport)
+{
+    tree.write("first.png", "");
+    fs::permissions(tree.path("first.png"), fs::perms::owner_read);
+
+    const ProcessResult result = run({"--pictures", ".", "--json", "facts.json"});
+
+    EXPECT_EQ(result.exitCode, 2);
+    EXPECT_EQ(result.errors,
+              "vorn: ./first.png: is write-protected; write to another file, or give "
+              "yourself permission first (chmod u+w)\n");
+    EXPECT_THAT(tree.read("facts.json"), HasSubstr("\"vorn-run\""));
+    EXPECT_EQ(tree.read("first.png"), "");
 }

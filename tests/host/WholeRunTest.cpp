@@ -4,9 +4,12 @@
 
 #include "SegyBytes.h"
 
+#include <chrono>
+#include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <gmock/gmock.h>
+#include <thread>
 
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
@@ -292,4 +295,86 @@ TEST_F(WholeRunTest, WhatTheJobDidIsOnTheCardsOfTheFile)
     const std::string headers = tree.run({"header", "out.sgy"}).output;
     EXPECT_THAT(headers, HasSubstr("  C37 sort keys=-cdp\n"
                                    "  C38 synthetic shots=2 channels=4 seed=11\n"));
+}
+
+// ---- What modules note ----
+
+TEST_F(WholeRunTest, WhatModulesNoteIsInTheFactsOfTheRun)
+{
+    copyData();
+    writeJob("  - {name: read, module: segy_in, file: line.sgy}\n"
+             "  - {name: sorted, module: sort, input: read, keys: [-cdp]}\n"
+             "  - {name: qc, module: trace_qc, input: sorted}\n");
+
+    run({"--json", "facts.json", "--report", "page.html"});
+
+    const std::string facts = tree.read("facts.json");
+    EXPECT_THAT(facts, HasSubstr("\"segy.file\": \"" + tree.path("line.sgy") + "\""));
+    EXPECT_THAT(facts, HasSubstr("\"segy.text\": \"(a whole header of "));
+    EXPECT_THAT(facts, HasSubstr("\"history$\": \"sort "));
+    EXPECT_THAT(facts, HasSubstr("\"qc.traces\": \"8\"")) << "noted after the last trace";
+    EXPECT_THAT(tree.read("page.html"), HasSubstr("<code>qc.traces</code>"));
+}
+
+// ---- Signals ----
+
+namespace {
+
+// The job of WholeRunTest.ASignal... has written this much before it is told to end.
+constexpr std::uintmax_t written = 3000000;
+
+bool isWriting(const ProcessingTree& tree)
+{
+    for (const std::string& name : tree.names()) {
+        std::error_code gone;
+        if (name.starts_with(".big.sgy.vorn-") &&
+            std::filesystem::file_size(tree.path(name), gone) > written && !gone)
+            return true;
+    }
+    return false;
+}
+
+} // namespace
+
+TEST_F(WholeRunTest, ASignalRemovesTheOutputsThatAreNotWholeAndNamesThem)
+{
+    writeJob("  - {name: shots, module: synthetic, shots: 100000, channels: 100, samples: 1000, "
+             "shot_spacing: 1, spacing: 1}\n"
+             "  - {name: big, module: segy_out, input: shots, file: big.sgy}\n"
+             "  - {name: small, module: su_out, input: shots, file: small.su}\n");
+    tree.write("big.sgy", "of an earlier job\n");
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+        SCOPED_TRACE(signal);
+        const pid_t process = tree.start({"run", "job.yaml", "-q"});
+        const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+        while (!isWriting(tree) && std::chrono::steady_clock::now() < end)
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        kill(process, signal);
+        const ProcessResult result = tree.finish(process);
+
+        EXPECT_EQ(result.exitCode, 128 + signal);
+        EXPECT_THAT(tree.names(), ElementsAre("big.sgy", "job.yaml"));
+        EXPECT_EQ(tree.read("big.sgy"), "of an earlier job\n");
+        EXPECT_THAT(result.errors,
+                    testing::StartsWith(signal == SIGINT ? "vorn: interrupted; these outputs are "
+                                                           "incomplete:\n"
+                                                         : "vorn: ended by a signal; these "
+                                                           "outputs are incomplete:\n"));
+        EXPECT_THAT(result.errors,
+                    HasSubstr("vorn: incomplete, removed: " + tree.path(".big.sgy.vorn-")));
+        EXPECT_THAT(result.errors,
+                    HasSubstr("vorn: incomplete, removed: " + tree.path(".small.su.vorn-")));
+    }
+}
+
+TEST_F(WholeRunTest, ACrashLeavesNoOutputThatIsNotWhole)
+{
+    writeJob(std::string(shots) +
+             "  - {name: bad, module: host_filter, input: shots, fault: crash, fault_at: 9}\n" +
+             writer("out", "shots") + "  - {name: last, module: host_sink, input: bad}\n");
+
+    const ProcessResult result = tree.run({"run", "job.yaml"});
+
+    EXPECT_EQ(result.exitCode, 128 + SIGABRT);
+    EXPECT_THAT(tree.names(), ElementsAre("job.yaml"));
 }

@@ -323,7 +323,7 @@ class ReportTest(unittest.TestCase):
         self.browser.show(self.page)
         self.assertEqual(self.browser.value(
             "[...document.querySelectorAll('nav a')].map(one => "
-            "document.querySelector(one.getAttribute('href')) !== null)"), [True] * 9)
+            "document.querySelector(one.getAttribute('href')) !== null)"), [True] * 10)
 
     @unittest.skipUnless(shutil.which("dot"), "Graphviz is not installed")
     def test_the_job_graph_is_part_of_the_page(self):

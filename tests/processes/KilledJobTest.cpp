@@ -143,7 +143,7 @@ TEST_F(KilledJobTest, AJobKilledAtAnyMomentLeavesNothingThatLooksLikeAResult)
     EXPECT_GT(paging, 0) << "none was killed while it had a scratch file";
 }
 
-TEST_F(KilledJobTest, CtrlCAtAnyMomentLeavesNoScratchFileAndNamesWhatIsIncomplete)
+TEST_F(KilledJobTest, CtrlCAtAnyMomentLeavesNeitherScratchFileNorHalfAnOutput)
 {
     int interrupted = 0, writing = 0;
     for (int i = 0; goesOn(i, interrupted, writing) && !HasFailure(); ++i) {
@@ -157,12 +157,10 @@ TEST_F(KilledJobTest, CtrlCAtAnyMomentLeavesNoScratchFileAndNamesWhatIsIncomplet
         EXPECT_EQ(directory.names("scratch"), std::vector<std::string>()) << what;
         expectNoHalfResult(thereWasOne);
         EXPECT_TRUE(directory.read("in.sgy") == input) << "the input has changed; " << what;
-        for (const std::string& name : temporaryFiles()) {
+        EXPECT_EQ(temporaryFiles(), std::vector<std::string>()) << what;
+        if (end.errors.find("vorn: incomplete, removed: " + directory.path(".out.sgy.vorn-")) !=
+            std::string::npos)
             ++writing;
-            EXPECT_THAT(end.errors, HasSubstr("vorn: incomplete: " + directory.path(name) + "\n"))
-                << what;
-            fs::remove(directory.path(name));
-        }
         expectTheNextRunWorks();
     }
     std::printf("%d jobs interrupted, %d with half an output\n", interrupted, writing);

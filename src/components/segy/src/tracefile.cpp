@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <charconv>
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
@@ -10,6 +11,7 @@
 #include <filesystem>
 #include <fstream>
 #include <new>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <utility>
@@ -79,6 +81,39 @@ std::string temporaryPattern(const std::string& path)
     return path.substr(0, start) + "." + path.substr(start, 200) + ".vorn-XXXXXX";
 }
 
+// Whether `path`, of `length` bytes, has a name that `temporaryPattern` makes.
+bool isTemporary(const char* path, std::size_t length)
+{
+    constexpr std::size_t letters = 6;
+    constexpr char mark[] = ".vorn-";
+    constexpr std::size_t ending = sizeof mark - 1 + letters;
+    std::size_t start = length;
+    while (start > 0 && path[start - 1] != '/')
+        --start;
+    return length - start > ending + 1 && path[start] == '.' &&
+           std::memcmp(path + length - ending, mark, sizeof mark - 1) == 0;
+}
+
+// The path of an output that this process is writing, where `descriptor` is open on one; false
+// otherwise. A descriptor of somebody else, whom this process has been started by, is never closed
+// on execution, and inputs are not open for writing. Safe in signal handlers.
+bool findTemporary(int descriptor, char (&path)[PATH_MAX])
+{
+    const int own = fcntl(descriptor, F_GETFD);
+    if (own < 0 || (own & FD_CLOEXEC) == 0 || (fcntl(descriptor, F_GETFL) & O_ACCMODE) != O_RDWR)
+        return false;
+    char link[32] = "/proc/self/fd/";
+    char* const number = link + std::strlen(link);
+    *std::to_chars(number, link + sizeof link - 1, descriptor).ptr = '\0';
+    const ssize_t length = readlink(link, path, sizeof path - 1);
+    if (length <= 0 || !isTemporary(path, static_cast<std::size_t>(length)))
+        return false;
+    path[length] = '\0';
+    struct stat opened, named;
+    return fstat(descriptor, &opened) == 0 && lstat(path, &named) == 0 && S_ISREG(named.st_mode) &&
+           opened.st_dev == named.st_dev && opened.st_ino == named.st_ino;
+}
+
 } // namespace
 
 std::string fileIdentity(const std::string& path)
@@ -95,6 +130,12 @@ std::string canonicalPath(const std::string& path)
     const std::filesystem::path canonical =
         std::filesystem::weakly_canonical(std::filesystem::absolute(path, none), none);
     return none ? path : canonical.string();
+}
+
+bool isWriteProtected(const std::string& path)
+{
+    struct stat status;
+    return stat(path.c_str(), &status) == 0 && (status.st_mode & S_IWUSR) == 0;
 }
 
 // ---- Input ----
@@ -248,6 +289,9 @@ OutputFile::OutputFile(const std::string& path, bool overwrite)
             fail("is there already and no regular file; give the path of a file");
         if (!mayReplace)
             fail("is there already; remove it, or allow it to be overwritten");
+        if (isWriteProtected(target))
+            fail("is write-protected; write to another file, or give yourself permission first "
+                 "(chmod u+w)");
     }
     std::string pattern = temporaryPattern(target);
     buffer.resize(bufferBytes); // no memory for it must not leave a file behind
@@ -346,6 +390,22 @@ void OutputFile::publish()
         fail(errno == EEXIST ? "has been made by somebody else meanwhile; it is left as it is"
                              : "cannot be given its name: " + reason());
     unlink(temporary.c_str());
+}
+
+// The lists of the libraries are out of reach here, and another thread may be changing them; what
+// is open says the same.
+void removeUnfinishedOutputs(void (*tell)(void* context, const char* path), void* context) noexcept
+{
+    constexpr rlim_t mostDescriptors = 65536;
+    struct rlimit limit;
+    if (getrlimit(RLIMIT_NOFILE, &limit) != 0)
+        return;
+    char path[PATH_MAX];
+    const int end = static_cast<int>(std::min(limit.rlim_cur, mostDescriptors));
+    for (int descriptor = 0; descriptor < end; ++descriptor) {
+        if (findTemporary(descriptor, path) && unlink(path) == 0 && tell != nullptr)
+            tell(context, path);
+    }
 }
 
 } // namespace VORN

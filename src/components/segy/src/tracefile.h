@@ -28,6 +28,11 @@ std::string fileIdentity(const std::string& path);
 /// A path as one text for one place, whether or not there is a file yet: absolute, links followed.
 std::string canonicalPath(const std::string& path);
 
+/// Whether there is a file at `path`, links followed, that its owner has no permission to write, as
+/// data are protected that nobody may change. Such a file could be replaced all the same where its
+/// directory can be written, and by root anyway; it is not.
+bool isWriteProtected(const std::string& path);
+
 /// A regular file, open for reading. What it does not hold is neither read nor allocated.
 class InputFile
 {
@@ -73,9 +78,10 @@ class OutputFile
 {
 public:
     /// Creates the temporary file, readable by its owner only. Throws TraceFileError when the
-    /// directory cannot be written, when `path` is something else than a regular file, and when it
-    /// exists and `overwrite` is false. A symbolic link stays, and the file behind it is replaced;
-    /// a link that somebody else has put into a directory for all (sticky, as /tmp) is refused.
+    /// directory cannot be written, when `path` is something else than a regular file or
+    /// write-protected, and when it exists and `overwrite` is false. A symbolic link stays, and the
+    /// file behind it is replaced; a link that somebody else has put into a directory for all
+    /// (sticky, as /tmp) is refused.
     OutputFile(const std::string& path, bool overwrite);
     ~OutputFile();
     OutputFile(const OutputFile&) = delete;
@@ -120,6 +126,13 @@ private:
     OutputFile* next = nullptr;
     OutputFile** pointer = nullptr; // what points at this one; null when it is in no list
 };
+
+/// Removes the temporary files of all outputs that are being written, by whichever library of this
+/// process, and calls `tell` (may be null) with the path of each: for a process that ends without
+/// destroying its objects. What is still written goes nowhere, and a later `commit` fails. Only
+/// regular files under such a name are touched that this process has opened for writing itself and
+/// not closed. Calls nothing that a signal handler may not call; so must `tell` there.
+void removeUnfinishedOutputs(void (*tell)(void* context, const char* path), void* context) noexcept;
 
 } // namespace VORN
 

@@ -420,10 +420,21 @@ void JobRunner::refuseStandstill()
     if (sameWork || inVain)
         throw Standstill(fmt::format("the job stands still: no trace moves any more, but {} still "
                                      "waiting for input{}",
-                                     waitingModules(),
-                                     sameWork ? ""
-                                              : "; a module before never marks the end of its "
-                                                "data"));
+                                     waitingModules(), standstillHint(sameWork)));
+}
+
+std::string JobRunner::standstillHint(bool nobodyWorks) const
+{
+    if (!nobodyWorks)
+        return "; a module before never marks the end of its data";
+    for (std::size_t i = 0; i < modules.size(); ++i) {
+        if (modules[i]->inputDataChannels.size() > 1)
+            return "; where branches meet, as in " + quote(job.modules[i].name) +
+                   ", each must give a trace for each that it takes: put modules that gather or "
+                   "drop traces (sort, stack, trace_qc) before the branches part, or after they "
+                   "meet";
+    }
+    return "";
 }
 
 std::string JobRunner::waitingModules() const
@@ -494,8 +505,8 @@ void JobRunner::collectMetadata(std::size_t module)
         const bool isHeader =
             std::find(headerKeys.begin(), headerKeys.end(), key) != headerKeys.end();
         shown[key] = isHeader ? fmt::format("(a whole header of {}, not kept here)",
-                                           counted(static_cast<int64_t>(value.size()), "byte"))
-                             : value;
+                                            counted(static_cast<int64_t>(value.size()), "byte"))
+                              : value;
     }
 }
 

@@ -88,6 +88,7 @@ private:
     void notePeak(std::size_t module);
     void refuseStandstill();
     std::string waitingModules() const;
+    std::string standstillHint(bool nobodyWorks) const;
     void noteMicros(int64_t RunStatistics::*field);
     void noteOrder();
     void collect();

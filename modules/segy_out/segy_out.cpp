@@ -242,9 +242,8 @@ std::vector<std::pair<std::string, int32_t>> binaryWords(bool rearranged)
     return words;
 }
 
-// The input's, since bytes that revision 0 leaves to whoever writes a file get a meaning in
-// revision
-// 1. What no SEG-Y file has been is revision 1, and so is what revision 0 has no place for.
+// The input's: revision 1 gives a meaning to bytes that revision 0 leaves to whoever writes a file.
+// What no SEG-Y file has been is revision 1, and so is what revision 0 has no place for.
 int chooseRevision(const Settings& settings, const std::string& ofInput)
 {
     if (settings.revision)

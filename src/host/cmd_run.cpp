@@ -21,6 +21,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <fmt/format.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #ifndef VORN_VERSION
@@ -214,6 +215,21 @@ std::vector<std::string> removeUnfinished()
     return removed;
 }
 
+// Another thread may be about to begin an output, or be in the middle of it: from here on none can
+// open a file, and what was under way shows a moment later.
+void removeLastUnfinished()
+{
+    constexpr useconds_t moment = 5000;
+    struct rlimit limit;
+    if (getrlimit(RLIMIT_NOFILE, &limit) == 0) {
+        limit.rlim_cur = 0;
+        setrlimit(RLIMIT_NOFILE, &limit);
+    }
+    removeUnfinished();
+    usleep(moment);
+    removeUnfinished();
+}
+
 // Runs on a thread of its own, while the job's may be anywhere: no locks.
 void cleanUp(int signal, const ScratchSpace& scratch, const OutputWatch& outputs)
 {
@@ -230,7 +246,7 @@ void cleanUp(int signal, const ScratchSpace& scratch, const OutputWatch& outputs
         text += "vorn: incomplete: " + escaped(path) + "\n";
     writeError(text);
     scratch.remove(); // should a file have been made meanwhile
-    removeUnfinished();
+    removeLastUnfinished();
 }
 
 // The same after the job, whose outputs are as it has left them.
@@ -240,7 +256,7 @@ void cleanUpLate(int signal)
     writeError(std::string(Console::isTerminal() ? "\r\x1b[K" : "") +
                (signal == SIGINT ? "vorn: interrupted" : "vorn: ended by a signal") +
                " after the job had ended; its report, JSON file and pictures may be missing\n");
-    removeUnfinished();
+    removeLastUnfinished();
 }
 
 RunResult runWatched(const Arguments& arguments, const ResolvedJob& job, Console& console,

@@ -401,7 +401,8 @@ void removeUnfinishedOutputs(void (*tell)(void* context, const char* path), void
     if (getrlimit(RLIMIT_NOFILE, &limit) != 0)
         return;
     char path[PATH_MAX];
-    const int end = static_cast<int>(std::min(limit.rlim_cur, mostDescriptors));
+    // The hard limit: a process that ends may have lowered the other one already.
+    const int end = static_cast<int>(std::min(limit.rlim_max, mostDescriptors));
     for (int descriptor = 0; descriptor < end; ++descriptor) {
         if (findTemporary(descriptor, path) && unlink(path) == 0 && tell != nullptr)
             tell(context, path);

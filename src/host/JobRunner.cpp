@@ -31,7 +31,8 @@ constexpr int64_t segyTraceHeaderBytes = 240;
 // By this entry of the job's metadata the modules that write files know that theirs are not whole.
 constexpr char failureKey[] = "vorn.failed";
 // Metadata under which a module hands on whole headers of its file; `vorn header` shows those.
-constexpr std::array headerKeys = {"segy.text", "segy.text.ext", "segy.binary"};
+constexpr std::array headerKeys = {"segy.text",           "segy.text.bytes", "segy.text.ext",
+                                   "segy.text.ext.bytes", "segy.binary",     "segy.binary.rest"};
 
 enum StatisticPhase
 {

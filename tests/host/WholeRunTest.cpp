@@ -310,7 +310,8 @@ TEST_F(WholeRunTest, WhatModulesNoteIsInTheFactsOfTheRun)
 
     const std::string facts = tree.read("facts.json");
     EXPECT_THAT(facts, HasSubstr("\"segy.file\": \"" + tree.path("line.sgy") + "\""));
-    EXPECT_THAT(facts, HasSubstr("\"segy.text\": \"(a whole header of "));
+    for (const char* key : {"segy.text", "segy.text.bytes", "segy.binary", "segy.binary.rest"})
+        EXPECT_THAT(facts, HasSubstr("\"" + std::string(key) + "\": \"(a whole header of "));
     EXPECT_THAT(facts, HasSubstr("\"history$\": \"sort "));
     EXPECT_THAT(facts, HasSubstr("\"qc.traces\": \"8\"")) << "noted after the last trace";
     EXPECT_THAT(tree.read("page.html"), HasSubstr("<code>qc.traces</code>"));

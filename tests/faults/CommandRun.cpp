@@ -1,6 +1,6 @@
 #include "CommandRun.h"
 
-#include "CommandTable.h"
+#include "cli/CommandTable.h"
 #include "failing.h"
 
 #include <cstdlib>
@@ -80,7 +80,7 @@ ChildResult CommandRun::run(const std::vector<std::string>& options, const Fault
             words.insert(words.end(), {"--scratch", where});
         words.insert(words.end(), options.begin(), options.end());
         armed();
-        return vorn::runCommandLine(words);
+        return host::runCommandLine(words);
     };
     fflush(nullptr);
     return faults.run(job, fault, nth);

@@ -4,7 +4,7 @@
 #ifndef YAMLCHECKS_H
 #define YAMLCHECKS_H
 
-#include "Diagnostics.h"
+#include "base/Diagnostics.h"
 
 #include <string>
 
@@ -13,6 +13,6 @@ void checkYaml(const std::string& text);
 
 /// Every line is one line of UTF-8 without control characters, in the order in which they are
 /// told.
-void checkDiagnostics(const vorn::Diagnostics& diagnostics);
+void checkDiagnostics(const host::Diagnostics& diagnostics);
 
 #endif

@@ -5,9 +5,9 @@
 
 namespace {
 
-using vorn::YamlEntry;
-using vorn::YamlNode;
-using vorn::YamlValue;
+using host::YamlEntry;
+using host::YamlNode;
+using host::YamlValue;
 
 void appendQuoted(std::string& text, const std::string& content)
 {

@@ -1,18 +1,18 @@
 // Job files. Up to the first NUL the input is the file; the lines up to the next are
 // settings of the command line.
+#include "base/Text.h"
 #include "FuzzInput.h"
 
-#include "JobFile.h"
-#include "ParameterValue.h"
-#include "TextTools.h"
+#include "job/JobFile.h"
+#include "job/ParameterValue.h"
 #include "YamlChecks.h"
 
 #include <set>
 
 namespace {
 
-using vorn::Diagnostics;
-using vorn::JobFile;
+using host::Diagnostics;
+using host::JobFile;
 
 bool isAbsolute(const std::string& path)
 {
@@ -23,32 +23,32 @@ bool isAbsolute(const std::string& path)
 void checkJob(const JobFile& job)
 {
     std::set<std::string> names;
-    for (const vorn::JobModule& module : job.modules) {
+    for (const host::JobModule& module : job.modules) {
         VORN_ASSERT(!module.name.empty() && !module.module.empty());
         VORN_ASSERT(module.name.find('.') == std::string::npos);
         VORN_ASSERT(names.insert(module.name).second);
         VORN_ASSERT(job.find(module.name) == &module);
-        for (const vorn::JobParameter& parameter : module.parameters)
+        for (const host::JobParameter& parameter : module.parameters)
             VORN_ASSERT(parameter.value != nullptr && isAbsolute(parameter.folder));
     }
     VORN_ASSERT(!job.modules.empty());
-    for (const vorn::JobAttribute& attribute : job.attributes) {
+    for (const host::JobAttribute& attribute : job.attributes) {
         VORN_ASSERT(!attribute.name.empty() && attribute.type > 0 && attribute.dimension > 0);
     }
     VORN_ASSERT(isAbsolute(job.folder) && isAbsolute(job.project));
     VORN_ASSERT(!job.scratchDirectory || isAbsolute(*job.scratchDirectory));
-    VORN_ASSERT(!job.scratchTraces || (*job.scratchTraces >= vorn::fewestScratchTraces &&
-                                       *job.scratchTraces <= vorn::mostScratchTraces));
+    VORN_ASSERT(!job.scratchTraces || (*job.scratchTraces >= host::fewestScratchTraces &&
+                                       *job.scratchTraces <= host::mostScratchTraces));
 }
 
 // Parameters of modules that no manifest describes.
 void guessParameters(const JobFile& job)
 {
     Diagnostics diagnostics;
-    for (const vorn::JobModule& module : job.modules) {
-        for (const vorn::JobParameter& parameter : module.parameters) {
+    for (const host::JobModule& module : job.modules) {
+        for (const host::JobParameter& parameter : module.parameters) {
             const int before = diagnostics.errors();
-            const auto value = vorn::guessParameter(parameter.value, "parameter", diagnostics);
+            const auto value = host::guessParameter(parameter.value, "parameter", diagnostics);
             VORN_ASSERT(value.has_value() == (diagnostics.errors() == before));
         }
     }
@@ -65,7 +65,7 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size)
     checkYaml(text);
 
     Diagnostics diagnostics;
-    std::optional<JobFile> job = vorn::parseJobFile(text, "jobs/input.yaml", diagnostics);
+    std::optional<JobFile> job = host::parseJobFile(text, "jobs/input.yaml", diagnostics);
     VORN_ASSERT(job || diagnostics.hasErrors());
     if (job && !diagnostics.hasErrors())
         checkJob(*job);
@@ -75,8 +75,8 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size)
 
     if (end < input.size()) {
         Diagnostics ofSettings;
-        for (const std::string& setting : vorn::splitLines(input.c_str() + end + 1))
-            vorn::applySetting(*job, setting, ofSettings);
+        for (const std::string& setting : host::splitLines(input.c_str() + end + 1))
+            host::applySetting(*job, setting, ofSettings);
         checkDiagnostics(ofSettings);
     }
     guessParameters(*job);

@@ -2,8 +2,8 @@
 // next is a value that a job gives to every parameter in turn.
 #include "FuzzInput.h"
 
-#include "Manifest.h"
-#include "ParameterValue.h"
+#include "job/Manifest.h"
+#include "job/ParameterValue.h"
 #include "YamlChecks.h"
 
 #include <cmath>
@@ -11,11 +11,11 @@
 
 namespace {
 
-using vorn::Diagnostics;
-using vorn::Manifest;
-using vorn::ParameterSpec;
-using vorn::ParameterValue;
-using vorn::PortSpec;
+using host::Diagnostics;
+using host::Manifest;
+using host::ParameterSpec;
+using host::ParameterValue;
+using host::PortSpec;
 
 void checkPorts(const PortSpec& ports)
 {
@@ -31,14 +31,14 @@ void checkManifest(const Manifest& manifest)
     checkPorts(manifest.outputs);
     std::set<std::string> names;
     for (const ParameterSpec& spec : manifest.parameters) {
-        VORN_ASSERT(!spec.name.empty() && !vorn::isReservedKey(spec.name));
+        VORN_ASSERT(!spec.name.empty() && !host::isReservedKey(spec.name));
         VORN_ASSERT(names.insert(spec.name).second);
         VORN_ASSERT(manifest.find(spec.name) == &spec);
         VORN_ASSERT(!spec.required || spec.defaultValue == nullptr);
-        VORN_ASSERT(!vorn::expectedValue(spec).empty());
+        VORN_ASSERT(!host::expectedValue(spec).empty());
     }
     VORN_ASSERT(manifest.parameterNames().size() == manifest.parameters.size());
-    for (const vorn::AttributeSpec& attribute : manifest.writes)
+    for (const host::AttributeSpec& attribute : manifest.writes)
         VORN_ASSERT(attribute.dimension > 0);
 }
 
@@ -62,7 +62,7 @@ void checkNumbers(const ParameterSpec& spec, const ParameterValue& given)
         else if (value.getType() == float64ArrayType)
             numbers.push_back(value.getF64ArrayValue()[i]);
     }
-    if (!vorn::isListType(spec.type))
+    if (!host::isListType(spec.type))
         numbers.push_back(value.getF64Value());
     for (const double number : numbers)
         VORN_ASSERT(isWithin(spec, number));
@@ -71,33 +71,33 @@ void checkNumbers(const ParameterSpec& spec, const ParameterValue& given)
 // A value that was accepted is one that the manifest allows.
 void checkValue(const ParameterSpec& spec, const ParameterValue& given)
 {
-    if (vorn::isNumberType(spec.type))
+    if (host::isNumberType(spec.type))
         checkNumbers(spec, given);
-    if (vorn::isListType(spec.type)) {
+    if (host::isListType(spec.type)) {
         VORN_ASSERT(given.items.has_value());
         const int count = static_cast<int>(given.items->size());
         VORN_ASSERT(count >= spec.minCount.value_or(0) && count <= spec.maxCount.value_or(INT_MAX));
     }
-    if (spec.type == vorn::ParameterType::choice) {
+    if (spec.type == host::ParameterType::choice) {
         VORN_ASSERT(std::find(spec.choices.begin(), spec.choices.end(),
                               given.value.getStrValue()) != spec.choices.end());
     }
-    if (spec.type == vorn::ParameterType::boolean)
+    if (spec.type == host::ParameterType::boolean)
         VORN_ASSERT(given.value.getI32Value() == 0 || given.value.getI32Value() == 1);
-    if (spec.type == vorn::ParameterType::file || spec.type == vorn::ParameterType::outfile)
+    if (spec.type == host::ParameterType::file || spec.type == host::ParameterType::outfile)
         VORN_ASSERT(given.value.getStrValue()[0] == '/');
 }
 
 void giveValue(const Manifest& manifest, const std::string& text)
 {
     Diagnostics diagnostics;
-    const vorn::YamlValue value = vorn::readYamlValue(text, "--set", diagnostics);
+    const host::YamlValue value = host::readYamlValue(text, "--set", diagnostics);
     VORN_ASSERT(value != nullptr || diagnostics.hasErrors());
     for (const ParameterSpec& spec : manifest.parameters) {
         if (value == nullptr)
             break;
         const int before = diagnostics.errors();
-        const auto given = vorn::convertParameter(spec, value, "/folder", "parameter", diagnostics);
+        const auto given = host::convertParameter(spec, value, "/folder", "parameter", diagnostics);
         VORN_ASSERT(given.has_value() == (diagnostics.errors() == before));
         if (given)
             checkValue(spec, *given);
@@ -115,8 +115,8 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size)
     checkYaml(text);
 
     Diagnostics diagnostics;
-    const vorn::ManifestPointer manifest =
-        vorn::parseManifest(text, "input.yaml", "input", diagnostics);
+    const host::ManifestPointer manifest =
+        host::parseManifest(text, "input.yaml", "input", diagnostics);
     VORN_ASSERT((manifest != nullptr) == !diagnostics.hasErrors());
     checkDiagnostics(diagnostics);
     if (manifest == nullptr)

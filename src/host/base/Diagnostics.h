@@ -1,0 +1,56 @@
+/// @file Diagnostics.h
+///
+/// What is wrong with a file, collected so that all of it is told at once.
+#ifndef DIAGNOSTICS_H
+#define DIAGNOSTICS_H
+
+#include <cstdio>
+#include <string>
+#include <vector>
+
+namespace host {
+
+/// A place in a file, or a word of the command line.
+struct Place
+{
+    std::string source; ///< file name as the person gave it, or "--set agc.window=1"
+    int line = 0;       ///< from 1; 0: the source as a whole
+    int column = 0;     ///< from 1, in bytes
+
+    /// "job.yaml:12:5", or the source alone.
+    std::string text() const;
+};
+
+struct Diagnostic
+{
+    Place place;
+    bool isWarning = false;
+    std::string text; ///< one line
+
+    /// "job.yaml:12:5: text", or "job.yaml:12:5: warning: text".
+    std::string line() const;
+};
+
+class Diagnostics
+{
+public:
+    void error(const Place& place, const std::string& text);
+    void warning(const Place& place, const std::string& text);
+
+    int errors() const { return errorCount; }
+    int warnings() const { return static_cast<int>(all.size()) - errorCount; }
+    bool hasErrors() const { return errorCount > 0; }
+
+    /// In the order of sources as they were first met, lines and columns.
+    std::vector<Diagnostic> sorted() const;
+    /// Prints "vorn: " and a line for each to `stream`.
+    void print(std::FILE* stream) const;
+
+private:
+    std::vector<Diagnostic> all;
+    int errorCount = 0;
+};
+
+} // namespace host
+
+#endif

@@ -1,0 +1,53 @@
+#include "base/Quantities.h"
+
+#include <array>
+#include <cmath>
+#include <fmt/format.h>
+
+namespace host {
+
+namespace {
+
+std::string fourDigits(double value)
+{
+    const int decimals = value >= 1000 ? 0 : value >= 100 ? 1 : value >= 10 ? 2 : 3;
+    return fmt::format("{:.{}f}", value, decimals);
+}
+
+} // namespace
+
+std::string formatMicros(double micros)
+{
+    if (micros < 1000)
+        return fmt::format("{:.{}f} us", micros, micros == std::floor(micros) ? 0 : 1);
+    if (micros < 999950)
+        return fourDigits(micros / 1000) + " ms";
+    const double seconds = micros / 1e6;
+    if (seconds < 120)
+        return fourDigits(seconds) + " s";
+    const auto whole = static_cast<long long>(std::llround(seconds));
+    if (whole < 7200)
+        return fmt::format("{} min {:02} s", whole / 60, whole % 60);
+    return fmt::format("{} h {:02} min", whole / 3600, whole % 3600 / 60);
+}
+
+std::string formatBytes(double bytes)
+{
+    static constexpr std::array units = {"B", "kB", "MB", "GB", "TB"};
+    std::size_t unit = 0;
+    while (bytes >= 999.95 && unit + 1 < units.size()) {
+        bytes /= 1000;
+        ++unit;
+    }
+    return (unit == 0 ? fmt::format("{:.0f}", bytes) : fourDigits(bytes)) + " " + units[unit];
+}
+
+std::string formatRate(double perSecond)
+{
+    if (!std::isfinite(perSecond))
+        return "-";
+    const int decimals = perSecond >= 100 ? 0 : perSecond >= 10 ? 1 : perSecond >= 1 ? 2 : 3;
+    return fmt::format("{:.{}f}", perSecond, decimals);
+}
+
+} // namespace host

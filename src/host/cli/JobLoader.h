@@ -1,0 +1,37 @@
+/// @file JobLoader.h
+///
+/// What every command that takes a job file does first: read it, apply what the command line says,
+/// check it.
+#ifndef JOBLOADER_H
+#define JOBLOADER_H
+
+#include "base/Diagnostics.h"
+#include "cli/CommandTable.h"
+#include "job/ResolvedJob.h"
+
+namespace host {
+
+struct LoadedJob
+{
+    std::string path; ///< as given
+    ResolvedJob job;  ///< to be used only when there are no errors
+    Diagnostics diagnostics;
+};
+
+/// The options that `loadJob` understands, for the table of commands.
+std::vector<OptionSpec> jobOptions();
+ArgumentSpec jobArgument();
+
+/// Throws CommandError only when there is no module tree.
+LoadedJob loadJob(const Arguments& arguments);
+
+/// "2 errors, 1 warning", "no errors"
+std::string countText(const Diagnostics& diagnostics);
+
+/// Prints errors and warnings to standard error. Throws CommandError, with their number, when there
+/// are errors.
+void refuseErrors(const LoadedJob& loaded);
+
+} // namespace host
+
+#endif

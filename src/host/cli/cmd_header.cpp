@@ -1,0 +1,310 @@
+// vorn header FILE.sgy: what the headers of a SEG-Y file say.
+#include "base/CommandError.h"
+#include "base/Escaping.h"
+#include "base/Numbers.h"
+#include "base/Suggestions.h"
+#include "base/Text.h"
+#include "base/TextLayout.h"
+#include "cli/CommandTable.h"
+#include "numberranges.h"
+#include "segyreader.h"
+#include "textheader.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <nlohmann/json.hpp>
+
+namespace host {
+
+namespace {
+
+using VORN::HeaderWord;
+using VORN::SegyReader;
+using Words = std::vector<const HeaderWord*>;
+
+// Values of one trace header word among the traces looked at.
+struct WordRange
+{
+    const HeaderWord* word;
+    int32_t minimum = 0;
+    int32_t maximum = 0;
+    int32_t first = 0;
+    int32_t last = 0;
+    int64_t changes = 0;
+
+    void see(int32_t value, bool isFirst)
+    {
+        if (isFirst) {
+            minimum = maximum = first = last = value;
+            return;
+        }
+        minimum = std::min(minimum, value);
+        maximum = std::max(maximum, value);
+        changes += value != last ? 1 : 0;
+        last = value;
+    }
+    bool isAlwaysZero() const { return minimum == 0 && maximum == 0; }
+};
+
+std::vector<std::string> allKeys()
+{
+    std::vector<std::string> keys;
+    for (const HeaderWord& word : VORN::traceHeaderWords())
+        keys.emplace_back(word.key);
+    return keys;
+}
+
+// The words named with --words, or all of them.
+Words chosenWords(const Arguments& arguments)
+{
+    Words words;
+    for (const std::string& list : arguments.texts("--words")) {
+        std::size_t at = 0;
+        while (at <= list.size()) {
+            const std::size_t end = std::min(list.find(',', at), list.size());
+            const std::string key = trimmed(list.substr(at, end - at));
+            at = end + 1;
+            const HeaderWord* word = VORN::findTraceHeaderWord(key);
+            if (word == nullptr)
+                throw CommandError("there is no trace header word " + quote(key) +
+                                   suggestion(key, allKeys(), ""));
+            words.push_back(word);
+        }
+    }
+    if (words.empty()) {
+        for (const HeaderWord& word : VORN::traceHeaderWords())
+            words.push_back(&word);
+    }
+    return words;
+}
+
+VORN::NumberRanges chosenTraces(const Arguments& arguments)
+{
+    try {
+        return VORN::NumberRanges(arguments.text("--traces", "1:"));
+    } catch (const std::invalid_argument& error) {
+        throw CommandError(std::string("--traces: ") + error.what());
+    }
+}
+
+struct TraceHeaders
+{
+    std::vector<std::string> warnings;
+    std::vector<WordRange> ranges;
+    std::vector<int64_t> numbers;             // of the traces, from 1
+    std::vector<std::vector<int32_t>> values; // one row per trace, only where rows are wanted
+};
+
+TraceHeaders readTraceHeaders(SegyReader& reader, const Words& words,
+                              const VORN::NumberRanges& traces, bool rows)
+{
+    TraceHeaders found;
+    for (const HeaderWord* word : words)
+        found.ranges.push_back({word});
+    VORN::SegyTraceStatements statements(reader);
+    const int64_t end = std::min(reader.layout().traces, traces.greatest());
+    for (int64_t i = 0; i < end; ++i) {
+        if (!traces.contains(i + 1))
+            continue;
+        const unsigned char* header = reader.header(i);
+        statements.see(i, header);
+        std::vector<int32_t> row;
+        for (WordRange& range : found.ranges) {
+            const int32_t value = reader.word(header, *range.word);
+            range.see(value, found.numbers.empty());
+            if (rows)
+                row.push_back(value);
+        }
+        found.numbers.push_back(i + 1);
+        if (rows)
+            found.values.push_back(std::move(row));
+    }
+    found.warnings = statements.warnings();
+    return found;
+}
+
+void printWarnings(const SegyReader& reader, const std::vector<std::string>& warnings)
+{
+    for (const std::string& warning : warnings)
+        std::fprintf(stderr, "vorn: %s: warning: %s\n", escaped(reader.path()).c_str(),
+                     escaped(warning).c_str());
+}
+
+void printLayout(const SegyReader& reader)
+{
+    const VORN::SegyLayout& layout = reader.layout();
+    std::printf("file      %s, %lld bytes\n", escaped(reader.path()).c_str(),
+                static_cast<long long>(layout.fileBytes));
+    std::printf("coding    revision %d, %s endian, %s, %s text%s\n", layout.revision,
+                layout.littleEndian ? "little" : "big", VORN::sampleFormatName(layout.format),
+                layout.ebcdic ? "EBCDIC" : "ASCII",
+                layout.extendedHeaders > 0
+                    ? (", " + counted(layout.extendedHeaders, "extended text header")).c_str()
+                    : "");
+    std::printf("traces    %lld of %s%d samples, every %s ms\n",
+                static_cast<long long>(layout.traces), layout.variableLength ? "up to " : "",
+                layout.samples, formatNumber(layout.interval / 1000.0).c_str());
+}
+
+void printCards(const std::string& title, const std::string& text)
+{
+    std::printf("\n%s\n", title.c_str());
+    std::vector<std::string> cards = VORN::textCards(text);
+    while (!cards.empty() && cards.back().empty())
+        cards.pop_back();
+    for (const std::string& card : cards)
+        std::printf("  %s\n", escaped(card).c_str());
+}
+
+void printBinaryHeader(const SegyReader& reader)
+{
+    std::printf("\nbinary header\n");
+    TextTable table("lrl");
+    for (const HeaderWord& word : VORN::binaryHeaderWords()) {
+        const int32_t value = reader.binaryWord(word.key);
+        if (value != 0)
+            table.row({word.key, std::to_string(value), word.text});
+    }
+    std::printf("%s", table.text(2).c_str());
+}
+
+void printRanges(const TraceHeaders& headers, bool withZeros)
+{
+    std::printf("\ntrace headers of %s%s\n", counted(headers.numbers.size(), "trace").c_str(),
+                withZeros ? "" : "; words that are always 0 are left out");
+    if (headers.numbers.empty())
+        return;
+    TextTable table("lrrrrrl");
+    table.row({"word", "minimum", "maximum", "first", "last", "changes", "meaning"});
+    for (const WordRange& range : headers.ranges) {
+        if (!withZeros && range.isAlwaysZero())
+            continue;
+        table.row({range.word->key, std::to_string(range.minimum), std::to_string(range.maximum),
+                   std::to_string(range.first), std::to_string(range.last),
+                   std::to_string(range.changes), range.word->text});
+    }
+    std::printf("%s", table.text(2).c_str());
+}
+
+// One line per trace; words that are 0 in all of them only when they were asked for.
+void printRows(const TraceHeaders& headers, bool withZeros)
+{
+    std::printf("\nvalues by trace\n");
+    std::string alignment = "r";
+    std::vector<std::string> titles{"trace"};
+    std::vector<std::size_t> shown;
+    for (std::size_t i = 0; i < headers.ranges.size(); ++i) {
+        if (!withZeros && headers.ranges[i].isAlwaysZero())
+            continue;
+        shown.push_back(i);
+        titles.emplace_back(headers.ranges[i].word->key);
+        alignment += 'r';
+    }
+    TextTable table(alignment);
+    table.row(titles);
+    for (std::size_t trace = 0; trace < headers.numbers.size(); ++trace) {
+        std::vector<std::string> cells{std::to_string(headers.numbers[trace])};
+        for (const std::size_t word : shown)
+            cells.push_back(std::to_string(headers.values[trace][word]));
+        table.row(cells);
+    }
+    std::printf("%s", table.text(2).c_str());
+}
+
+nlohmann::json jsonOf(const SegyReader& reader, const TraceHeaders& headers)
+{
+    const VORN::SegyLayout& layout = reader.layout();
+    nlohmann::json json;
+    json["file"] = escaped(reader.path());
+    json["bytes"] = layout.fileBytes;
+    json["revision"] = layout.revision;
+    json["byte_order"] = layout.littleEndian ? "little" : "big";
+    json["format"] = static_cast<int>(layout.format);
+    json["format_name"] = VORN::sampleFormatName(layout.format);
+    json["traces"] = layout.traces;
+    json["samples"] = layout.samples;
+    json["variable_length"] = layout.variableLength;
+    json["interval_microseconds"] = layout.interval;
+    json["cut_bytes"] = layout.cutBytes;
+    json["warnings"] = nlohmann::json::array();
+    for (const std::string& warning : reader.warnings())
+        json["warnings"].push_back(escaped(warning));
+    for (const std::string& warning : headers.warnings)
+        json["warnings"].push_back(escaped(warning));
+    json["text"] = VORN::textCards(reader.text());
+    json["extended_text"] = nlohmann::json::array();
+    for (const std::string& text : reader.extendedTexts())
+        json["extended_text"].push_back(VORN::textCards(text));
+    for (const HeaderWord& word : VORN::binaryHeaderWords())
+        json["binary"][word.key] = reader.binaryWord(word.key);
+    json["words"] = nlohmann::json::object();
+    for (const WordRange& range : headers.ranges) {
+        if (!headers.numbers.empty())
+            json["words"][range.word->key] = {{"minimum", range.minimum},
+                                              {"maximum", range.maximum},
+                                              {"first", range.first},
+                                              {"last", range.last},
+                                              {"changes", range.changes}};
+    }
+    for (std::size_t trace = 0; trace < headers.values.size(); ++trace) {
+        nlohmann::json row{{"trace", headers.numbers[trace]}};
+        for (std::size_t i = 0; i < headers.ranges.size(); ++i)
+            row[headers.ranges[i].word->key] = headers.values[trace][i];
+        json["values"].push_back(std::move(row));
+    }
+    return json;
+}
+
+int runHeader(const Arguments& arguments)
+{
+    const Words words = chosenWords(arguments);
+    const VORN::NumberRanges traces = chosenTraces(arguments);
+    const bool rows = arguments.has("--traces");
+    const bool withZeros = arguments.has("--words");
+    try {
+        SegyReader reader(arguments.text("FILE.sgy"));
+        printWarnings(reader, reader.warnings());
+        const TraceHeaders headers = readTraceHeaders(reader, words, traces, rows);
+        printWarnings(reader, headers.warnings);
+        if (headers.numbers.empty() && reader.layout().traces > 0)
+            throw CommandError(reader.path() + ": --traces " + arguments.text("--traces") +
+                               " selects none; the file holds " +
+                               counted(reader.layout().traces, "trace"));
+        if (arguments.has("--json")) {
+            std::printf("%s\n", jsonOf(reader, headers).dump(2).c_str());
+            return exitDone;
+        }
+        printLayout(reader);
+        printCards("text header", reader.text());
+        for (std::size_t i = 0; i < reader.extendedTexts().size(); ++i)
+            printCards("extended text header " + std::to_string(i + 1), reader.extendedTexts()[i]);
+        printBinaryHeader(reader);
+        printRanges(headers, withZeros);
+        if (rows)
+            printRows(headers, withZeros);
+    } catch (const VORN::TraceFileError& error) {
+        throw CommandError(error.what());
+    }
+    return exitDone;
+}
+
+} // namespace
+
+Command headerCommand()
+{
+    return {
+        "header",
+        runHeader,
+        "Show the headers of a SEG-Y file and the ranges of their values",
+        "Prints how the file is laid out, its text and binary headers, and for every trace "
+        "header word its smallest and greatest value and how often it changes from one trace "
+        "to the next. Words have their Seismic Unix names.",
+        {{"FILE.sgy", "the SEG-Y file", ValueKind::file}},
+        {{"-t,--traces", "A:B", "look at these traces only, counted from 1, and list their values"},
+         {"-w,--words", "WORD,…", "these trace header words only", ValueKind::text, {}, true},
+         {"--json", "", "print a JSON object"}},
+        {{"vorn header line.sgy", "what is in the file, before a job is written"},
+         {"vorn header line.sgy -t 1:48 -w fldr,tracf,offset", "geometry of the first 48 traces"}}};
+}
+
+} // namespace host

@@ -1,0 +1,67 @@
+// vorn manual: manual pages, made from the table of commands.
+#include "base/CommandError.h"
+#include "base/Escaping.h"
+#include "base/Suggestions.h"
+#include "cli/CommandHelp.h"
+
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+
+namespace host {
+
+namespace {
+
+void writePage(const std::string& directory, const std::string& name, const std::string& text)
+{
+    const std::string path = directory + "/" + name + ".1";
+    std::ofstream file(path, std::ios::binary);
+    file << text;
+    file.close();
+    if (!file)
+        throw CommandError("the manual page " + quote(path) + " cannot be written");
+}
+
+int runManual(const Arguments& arguments)
+{
+    if (arguments.has("--directory")) {
+        const std::string directory = arguments.text("--directory");
+        std::error_code error;
+        std::filesystem::create_directories(directory, error);
+        writePage(directory, "vorn", generalManual());
+        for (const Command& command : commandTable())
+            writePage(directory, "vorn-" + command.name, commandManual(command));
+        return exitDone;
+    }
+    const std::string name = arguments.text("COMMAND");
+    if (name.empty()) {
+        std::fputs(generalManual().c_str(), stdout);
+        return exitDone;
+    }
+    std::vector<std::string> names;
+    for (const Command& command : commandTable()) {
+        if (command.name == name) {
+            std::fputs(commandManual(command).c_str(), stdout);
+            return exitDone;
+        }
+        names.push_back(command.name);
+    }
+    throw CommandError("there is no command " + quote(name) + suggestion(name, names, "there are"));
+}
+
+} // namespace
+
+Command manualCommand()
+{
+    return {"manual",
+            runManual,
+            "Print manual pages",
+            "Prints the manual page of a command, or of vorn as a whole, in the form that man "
+            "reads.",
+            {{"COMMAND", "the command; vorn as a whole without one", ValueKind::text, false}},
+            {{"-d,--directory", "DIR", "write all pages to this directory", ValueKind::directory}},
+            {{"vorn manual run | man -l -", "read the page of vorn run"},
+             {"vorn manual -d ~/.local/share/man/man1", "install all pages for yourself"}}};
+}
+
+} // namespace host

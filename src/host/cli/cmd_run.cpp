@@ -1,0 +1,363 @@
+// vorn run JOB.yaml: checks a job, runs it, and tells what it did.
+#include "base/CommandError.h"
+#include "base/Escaping.h"
+#include "base/Quantities.h"
+#include "base/Text.h"
+#include "base/TextLayout.h"
+#include "cli/JobLoader.h"
+#include "cli/RunReport.h"
+#include "draw/DotProgram.h"
+#include "draw/Drawing.h"
+#include "draw/JobGraph.h"
+#include "draw/PadRenderer.h"
+#include "draw/PadStore.h"
+#include "report/RunTable.h"
+#include "run/Console.h"
+#include "run/Interrupt.h"
+#include "run/JobRunner.h"
+#include "run/Progress.h"
+#include "run/RunFiles.h"
+#include "run/ScratchSpace.h"
+#include "tracefile.h"
+
+#include <QtGlobal>
+#include <algorithm>
+#include <csignal>
+#include <cstdio>
+#include <filesystem>
+#include <fmt/format.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#ifndef VORN_VERSION
+#define VORN_VERSION "unknown"
+#endif
+
+namespace host {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+// How much is said, by the least severity that is shown.
+int shownSeverity(const Arguments& arguments)
+{
+    if (arguments.has("--quiet"))
+        return warningSeverity;
+    return arguments.has("--verbose") ? detailSeverity : informationSeverity;
+}
+
+ProgressMode progressMode(const Arguments& arguments)
+{
+    const std::string when = arguments.text("--progress", "auto");
+    if (when == "never" || (when == "auto" && arguments.has("--quiet")))
+        return ProgressMode::none;
+    return Console::isTerminal() ? ProgressMode::bar : ProgressMode::lines;
+}
+
+double secondsBetweenLines(const Arguments& arguments)
+{
+    return arguments.text("--progress") == "always" ? 1 : 10;
+}
+
+// The kernel frames each phase with a banner, which says nothing new in a log of lines with times.
+bool isBanner(const RunMessage& message)
+{
+    return message.module == "Kernel" && message.text.starts_with("*****");
+}
+
+// Shows messages as they come.
+class MessagePrinter
+{
+public:
+    MessagePrinter(Console& output, const ResolvedJob& job, int least)
+        : console(output), leastSeverity(least)
+    {
+        for (const ResolvedModule& module : job.modules)
+            nameWidth = std::max(nameWidth, displayWidth(module.name));
+    }
+
+    void operator()(const RunMessage& message) const
+    {
+        const std::string line = messageLine(message, nameWidth);
+        const int severity = isBanner(message) ? detailSeverity : message.severity;
+        if (severity < 0 || severity >= leastSeverity)
+            console.line(line);
+        else
+            console.logLine(line);
+    }
+
+private:
+    Console& console;
+    int leastSeverity;
+    int nameWidth = 6; // "Kernel"
+};
+
+ProgressState stateOf(const LiveCounters& live)
+{
+    ProgressState state;
+    state.phase = live.phase.load();
+    const double since = live.processingSince.load();
+    if (since > 0)
+        state.seconds =
+            std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch())
+                .count() -
+            since;
+    state.traces = live.traces.load();
+    state.done = live.done.load();
+    state.announced = live.announced.load();
+    state.bytes = live.bytes.load();
+    return state;
+}
+
+// ---- what is made of the result ----
+
+// The picture of the job; the report does without it where it cannot be drawn.
+std::string graphPicture(const std::string& dot)
+{
+    try {
+        return isDotInstalled() ? drawDot(dot, "svg") : "";
+    } catch (const CommandError&) {
+        return "";
+    }
+}
+
+void addFacts(RunResult& result, const LoadedJob& loaded, const OutputWatch& watch, bool forReport)
+{
+    const ResolvedJob& job = loaded.job;
+    for (const Diagnostic& warning : loaded.diagnostics.sorted())
+        result.checkWarnings.push_back(warning.place.text() + ": " + warning.text);
+    result.inputs = describeFiles(job, false, forReport);
+    result.outputs = describeFiles(job, true, forReport);
+    for (RunFile& file : result.outputs)
+        file.written = watch.isWritten(file.path);
+    result.vornVersion = VORN_VERSION;
+    result.qtVersion = qVersion();
+    result.compiler = std::string("C++ compiler ") + __VERSION__;
+    char name[256] = "";
+    if (gethostname(name, sizeof name - 1) == 0)
+        result.host = name;
+    if (!forReport)
+        return;
+    std::vector<int> order;
+    for (const RunModule& module : result.modules)
+        order.push_back(module.order);
+    result.graphDot = graphDot(job, order);
+    result.graphSvg = graphPicture(result.graphDot);
+}
+
+// Paths of the pictures that were written.
+std::vector<std::string> writePictures(const PadStore& pads, const std::string& directory,
+                                       const std::string& format)
+{
+    std::vector<std::string> paths;
+    const std::vector<std::string> names = pictureNames(pads.pads());
+    for (std::size_t i = 0; i < names.size(); ++i) {
+        paths.push_back((fs::path(directory) / (names[i] + "." + format)).string());
+        renderPad(pads.pads()[i], paths.back());
+    }
+    return paths;
+}
+
+// Where pictures go; "" when nobody wants them.
+std::string pictureDirectory(const Arguments& arguments)
+{
+    if (arguments.has("--pictures"))
+        makeDirectory(arguments.text("--pictures"), "--pictures");
+    return arguments.text("--pictures");
+}
+
+void tellResult(Console& console, const RunResult& result, bool quiet)
+{
+    const std::string rate = rateLine(result);
+    const std::string text =
+        "\n" + statisticsTable(result) + (rate.empty() ? "" : "\n" + rate + "\n");
+    if (quiet)
+        console.logLine(text);
+    else
+        console.result(text);
+}
+
+void tellFiles(Console& console, const RunResult& result, bool quiet)
+{
+    for (const RunFile& file : result.outputs) {
+        if (file.written) {
+            if (!quiet)
+                console.result(fmt::format("{}: {}\n", escaped(file.path),
+                                           formatBytes(static_cast<double>(file.bytes))));
+            continue;
+        }
+        console.line(fmt::format("vorn: module {} has not written {}{}", quote(file.module),
+                                 escaped(file.path),
+                                 file.exists ? "; the file of that name is an older one" : ""));
+    }
+}
+
+void tellEnd(Console& console, const RunResult& result)
+{
+    int errors = 0;
+    for (const RunMessage& message : result.messages)
+        errors += message.severity >= errorSeverity ? 1 : 0;
+    if (errors > 0)
+        console.line("vorn: the job has ended with " + counted(errors, "error"));
+}
+
+// ---- Ctrl-C ----
+
+void writeError(const std::string& text)
+{
+    [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, text.data(), text.size());
+}
+
+std::vector<std::string> removeUnfinished()
+{
+    std::vector<std::string> removed;
+    VORN::removeUnfinishedOutputs(
+        [](void* paths, const char* path) {
+            static_cast<std::vector<std::string>*>(paths)->emplace_back(path);
+        },
+        &removed);
+    return removed;
+}
+
+// Another thread may be about to begin an output, or be in the middle of it: from here on none can
+// open a file, and what was under way shows a moment later.
+void removeLastUnfinished()
+{
+    constexpr useconds_t moment = 5000;
+    struct rlimit limit;
+    if (getrlimit(RLIMIT_NOFILE, &limit) == 0) {
+        limit.rlim_cur = 0;
+        setrlimit(RLIMIT_NOFILE, &limit);
+    }
+    removeUnfinished();
+    usleep(moment);
+    removeUnfinished();
+}
+
+// Runs on a thread of its own, while the job's may be anywhere: no locks.
+void cleanUp(int signal, const ScratchSpace& scratch, const OutputWatch& outputs)
+{
+    scratch.remove();
+    const std::vector<std::string> removed = removeUnfinished();
+    const std::vector<std::string> left = outputs.written();
+    std::string text = Console::isTerminal() ? "\r\x1b[K" : "";
+    text += signal == SIGINT ? "vorn: interrupted" : "vorn: ended by a signal";
+    text += removed.empty() && left.empty() ? "; no output was begun\n"
+                                            : "; these outputs are incomplete:\n";
+    for (const std::string& path : removed)
+        text += "vorn: incomplete, removed: " + escaped(path) + "\n";
+    for (const std::string& path : left)
+        text += "vorn: incomplete: " + escaped(path) + "\n";
+    writeError(text);
+    scratch.remove(); // should a file have been made meanwhile
+    removeLastUnfinished();
+}
+
+// The same after the job, whose outputs are as it has left them.
+void cleanUpLate(int signal)
+{
+    removeUnfinished();
+    writeError(std::string(Console::isTerminal() ? "\r\x1b[K" : "") +
+               (signal == SIGINT ? "vorn: interrupted" : "vorn: ended by a signal") +
+               " after the job had ended; its report, JSON file and pictures may be missing\n");
+    removeLastUnfinished();
+}
+
+RunResult runWatched(const Arguments& arguments, const ResolvedJob& job, Console& console,
+                     PadStore& pads, const OutputWatch& outputs, bool watchHeaders)
+{
+    const SignalsHeld held; // else one could come between the next two and leave the directory
+    const ScratchSpace scratch(job.scratchDirectory);
+    const InterruptWatch interrupts([&](int signal) { cleanUp(signal, scratch, outputs); });
+    const CrashWatch crashes(scratch.path());
+    JobRunner runner(job, scratch.path());
+    runner.onMessage = MessagePrinter(console, job, shownSeverity(arguments));
+    runner.watchHeaders = watchHeaders;
+    pads.install(runner.manager());
+    const Progress progress(console, progressMode(arguments), secondsBetweenLines(arguments),
+                            [&] { return stateOf(runner.counters()); });
+    return runner.run();
+}
+
+int runRun(const Arguments& arguments)
+{
+    const LoadedJob loaded = loadJob(arguments);
+    refuseErrors(loaded);
+    const RunReport report(arguments, loaded.job);
+    Console console;
+    if (arguments.has("--log"))
+        console.openLog(arguments.text("--log"));
+    const std::string pictures = pictureDirectory(arguments);
+    std::signal(SIGPIPE, SIG_IGN); // a reader of our messages that ends must not end the job
+
+    PadStore pads;
+    const OutputWatch outputs(loaded.job);
+    RunResult result = runWatched(arguments, loaded.job, console, pads, outputs, report.isWanted());
+    const InterruptWatch interrupts(cleanUpLate);
+    addFacts(result, loaded, outputs, report.isWanted());
+
+    const bool quiet = arguments.has("--quiet");
+    tellResult(console, result, quiet);
+    tellFiles(console, result, quiet);
+    std::string problem; // must not keep the report from being written
+    try {
+        if (!pictures.empty()) {
+            for (const std::string& path :
+                 writePictures(pads, pictures, arguments.text("--format", "png")))
+                console.result(escaped(path) + "\n");
+        }
+    } catch (const DrawingError& error) {
+        problem = error.what();
+    }
+    for (const std::string& path : report.write(result, pads.pads()))
+        console.result(escaped(path) + "\n");
+    if (!problem.empty())
+        throw CommandError(problem);
+    tellEnd(console, result);
+    if (result.end == RunEnd::notStarted)
+        return exitWrongCall;
+    return result.failed ? exitJobErrors : exitDone;
+}
+
+} // namespace
+
+Command runCommand()
+{
+    std::vector<OptionSpec> options = jobOptions();
+    const std::vector<OptionSpec> reports = reportOptions();
+    options.insert(options.end(), reports.begin(), reports.end());
+    const std::vector<OptionSpec> own = {
+        {"--pictures", "DIR", "write what modules draw to this directory", ValueKind::directory},
+        {"--format", "FORMAT", "kind of these pictures", ValueKind::choice, {"png", "svg", "pdf"}},
+        {"--log", "FILE", "write all messages to this file, details too", ValueKind::file},
+        {"--progress",
+         "WHEN",
+         "show how far the job is: on terminals a changing line, elsewhere a line now and then",
+         ValueKind::choice,
+         {"auto", "always", "never"}},
+        {"-q,--quiet", "", "show warnings and errors only"},
+        {"-v,--verbose", "", "show details too"},
+    };
+    options.insert(options.end(), own.begin(), own.end());
+    return {
+        "run",
+        runRun,
+        "Run a job",
+        "Checks the job as \"vorn check\" does, and runs it when there are no errors. Messages "
+        "of the modules go to standard error with time, severity and module. At the end a table "
+        "on standard output tells for each module the traces that it took and gave, its time, "
+        "its share of the whole and its memory.\n\n"
+        "The exit code is 1 when a module reported an error. Ctrl-C ends the job at once: the "
+        "scratch file and outputs that are incomplete are removed, what modules have left is "
+        "named, "
+        "and the exit code is 130.",
+        {jobArgument()},
+        options,
+        {{"vorn run job.yaml", "run a job"},
+         {"vorn run job.yaml --report job.html", "run it and write a page with pictures"},
+         {"vorn run job.yaml --set read.file=other.sgy", "the same job on another file"},
+         {"vorn run job.yaml --pictures out --log out/run.log", "pictures, and all messages"}}};
+}
+
+} // namespace host

@@ -1,0 +1,429 @@
+#include "draw/SectionPlot.h"
+
+#include "base/Numbers.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdint>
+#include <utility>
+
+namespace host {
+
+namespace {
+
+constexpr double pixelsPerPoint = 2;    // of density images; as many as a PNG page has
+constexpr double rowsPerPoint = 2;      // of wiggles: what lies closer cannot be told apart
+constexpr double wiggleTolerance = 0.2; // points: less than half a pixel of a PNG page
+constexpr double narrowLobe = 0.4;      // points
+constexpr std::size_t mostSamplesSorted = 4000000;
+
+struct ColourMap
+{
+    const char* name;
+    std::array<unsigned, 3> colours; // at -1, 0 and 1
+};
+
+constexpr ColourMap colourMaps[] = {
+    {"gray", {0xFFFFFF, 0x808080, 0x000000}},
+    {"seismic", {0x0000C0, 0xFFFFFF, 0xC00000}},
+    {"black-white-red", {0x000000, 0xFFFFFF, 0xC00000}},
+};
+
+const ColourMap* findMap(const std::string& name)
+{
+    const auto* map = std::find_if(std::begin(colourMaps), std::end(colourMaps),
+                                   [&](const ColourMap& one) { return name == one.name; });
+    return map != std::end(colourMaps) ? map : nullptr;
+}
+
+unsigned mixed(unsigned a, unsigned b, double share)
+{
+    unsigned colour = 0;
+    for (int shift = 16; shift >= 0; shift -= 8) {
+        const double from = a >> shift & 0xFF;
+        const double to = b >> shift & 0xFF;
+        colour |= static_cast<unsigned>(std::lround(from + (to - from) * share)) << shift;
+    }
+    return colour;
+}
+
+// A trace in its place in time; zeros stand before and behind it.
+struct PlacedTrace
+{
+    const std::vector<float>& samples;
+    std::size_t first; // sample of the section
+
+    std::size_t end() const { return first + samples.size(); }
+    float at(std::size_t index) const
+    {
+        const bool inside = index >= first && index < end();
+        return inside && std::isfinite(samples[index - first]) ? samples[index - first] : 0.0f;
+    }
+};
+
+PlacedTrace placed(const Section& section, std::size_t trace)
+{
+    const int lead = trace < section.leads.size() ? section.leads[trace] : 0;
+    return {section.traces[trace], static_cast<std::size_t>(std::max(0, lead))};
+}
+
+std::size_t longest(const Section& section)
+{
+    std::size_t samples = 0;
+    for (std::size_t i = 0; i < section.traces.size(); ++i) {
+        if (!section.traces[i].empty())
+            samples = std::max(samples, placed(section, i).end());
+    }
+    return samples;
+}
+
+// The sample for a row that covers [from, to) of the section: interpolated where a row is less than
+// a sample, else the strongest one, so that no peak is lost between rows.
+double rowValue(const PlacedTrace& trace, double from, double to)
+{
+    if (to - from <= 1) {
+        const double at = std::max(0.0, (from + to) / 2 - 0.5);
+        const auto index = static_cast<std::size_t>(at);
+        const double share = at - static_cast<double>(index);
+        const std::size_t next = index + 1 < trace.end() ? index + 1 : index;
+        return trace.at(index) * (1 - share) + trace.at(next) * share;
+    }
+    double strongest = 0;
+    const double end = std::min(to, static_cast<double>(trace.end()));
+    for (auto i = std::max(static_cast<std::size_t>(from), trace.first);
+         static_cast<double>(i) < end; ++i)
+    {
+        const double value = trace.at(i);
+        if (std::fabs(value) > std::fabs(strongest))
+            strongest = value;
+    }
+    return strongest;
+}
+
+// Places are sample centres: sample 0 lies at the top edge and the last one at the bottom edge.
+void drawDensity(cairo_t* cr, const Area& plot, const Section& section, const SectionStyle& style,
+                 double clip, std::size_t samples)
+{
+    const int width = std::max(1, static_cast<int>(plot.width * pixelsPerPoint));
+    const int height = std::max(1, static_cast<int>(plot.height * pixelsPerPoint));
+    cairo_surface_t* image = cairo_image_surface_create(CAIRO_FORMAT_RGB24, width, height);
+    unsigned char* pixels = cairo_image_surface_get_data(image);
+    const int stride = cairo_image_surface_get_stride(image);
+    std::array<unsigned, 511> colours;
+    for (std::size_t i = 0; i < colours.size(); ++i)
+        colours[i] = mapColour(style.colourMap, (static_cast<double>(i) - 255) / 255);
+
+    std::vector<unsigned> column(static_cast<std::size_t>(height));
+    std::size_t drawn = section.traces.size();
+    for (int x = 0; x < width; ++x) {
+        const auto index = static_cast<std::size_t>((x + 0.5) / width *
+                                                    static_cast<double>(section.traces.size()));
+        if (index != drawn) {
+            drawn = index;
+            const double perRow = static_cast<double>(samples) / height;
+            for (int y = 0; y < height; ++y) {
+                const double value =
+                    rowValue(placed(section, index), y * perRow, (y + 1) * perRow) / clip;
+                const double place = std::clamp(value, -1.0, 1.0) * 255 + 255;
+                column[static_cast<std::size_t>(y)] =
+                    colours[static_cast<std::size_t>(std::lround(place))];
+            }
+        }
+        for (int y = 0; y < height; ++y)
+            reinterpret_cast<uint32_t*>(pixels + static_cast<std::ptrdiff_t>(y) * stride)[x] =
+                column[static_cast<std::size_t>(y)];
+    }
+    cairo_surface_mark_dirty(image);
+    cairo_save(cr);
+    cairo_translate(cr, plot.x, plot.y);
+    cairo_scale(cr, plot.width / width, plot.height / height);
+    cairo_set_source_surface(cr, image, 0, 0);
+    cairo_pattern_set_filter(cairo_get_source(cr), CAIRO_FILTER_NEAREST);
+    cairo_paint(cr);
+    cairo_restore(cr);
+    cairo_surface_destroy(image);
+}
+
+struct Point
+{
+    double deflection; // in points, to the right
+    double y;
+};
+
+// One point per row of the picture at most; rows that several samples share keep the strongest.
+std::vector<Point> wigglePoints(const PlacedTrace& trace, const Area& plot, std::size_t samples,
+                                double scale, double most)
+{
+    const double span = static_cast<double>(std::max<std::size_t>(samples, 2)) - 1;
+    const auto rows =
+        static_cast<std::size_t>(std::min(span + 1, std::max(2.0, plot.height * rowsPerPoint)));
+    const double perRow = (span + 1) / static_cast<double>(rows);
+    std::vector<Point> points;
+    points.reserve(rows);
+    for (std::size_t row = 0; row < rows; ++row) {
+        const double from = static_cast<double>(row) * perRow;
+        const double middle = std::min(from + perRow / 2 - 0.5, span);
+        const double value = rowValue(trace, from, from + perRow) * scale;
+        points.push_back(
+            {std::clamp(value, -most, most), plot.y + std::max(0.0, middle) / span * plot.height});
+    }
+    return points;
+}
+
+// To an eighth of a point, which nobody can tell apart and a file spells in few digits.
+double snapped(double place)
+{
+    return std::round(place * 8) / 8;
+}
+
+// Leaves out the points that lie within `tolerance` of the line through those kept (U. Ramer: An
+// iterative procedure for the polygonal approximation of plane curves, Computer Graphics and Image
+// Processing 1, 244-256, 1972). Deflections are measured, as rows have their places.
+std::vector<Point> simplified(const std::vector<Point>& points, double tolerance)
+{
+    std::vector<char> kept(points.size(), 0);
+    kept.front() = kept.back() = 1;
+    std::vector<std::pair<std::size_t, std::size_t>> spans = {{0, points.size() - 1}};
+    while (!spans.empty()) {
+        const auto [first, last] = spans.back();
+        spans.pop_back();
+        const Point& a = points[first];
+        const Point& b = points[last];
+        double most = tolerance;
+        std::size_t farthest = first;
+        for (std::size_t i = first + 1; i < last; ++i) {
+            const double share = (points[i].y - a.y) / (b.y - a.y);
+            const double line = a.deflection + (b.deflection - a.deflection) * share;
+            const double off = std::fabs(points[i].deflection - line);
+            if (off > most) {
+                most = off;
+                farthest = i;
+            }
+        }
+        if (farthest == first)
+            continue;
+        kept[farthest] = 1;
+        spans.emplace_back(first, farthest);
+        spans.emplace_back(farthest, last);
+    }
+    std::vector<Point> result;
+    for (std::size_t i = 0; i < points.size(); ++i) {
+        if (kept[i] != 0)
+            result.push_back(points[i]);
+    }
+    return result;
+}
+
+void lineTo(cairo_t* cr, double x, double y)
+{
+    cairo_line_to(cr, snapped(x), snapped(y));
+}
+
+// The points with one more wherever the line between two of them crosses the middle.
+std::vector<Point> withCrossings(const std::vector<Point>& points)
+{
+    std::vector<Point> result;
+    for (const Point& here : points) {
+        if (!result.empty() && result.back().deflection * here.deflection < 0) {
+            const Point& before = result.back();
+            const double share = before.deflection / (before.deflection - here.deflection);
+            result.push_back({0, before.y + (here.y - before.y) * share});
+        }
+        result.push_back(here);
+    }
+    return result;
+}
+
+// Each part of the trace is drawn once, which halves the files: lobes to the right are filled, all
+// else is a line. A lobe hardly wider than the line is part of it.
+void drawWiggle(cairo_t* cr, const std::vector<Point>& points, double centre)
+{
+    for (const bool filled : {true, false}) {
+        for (std::size_t begin = 0; begin < points.size();) {
+            std::size_t end = begin + 1; // of the part that begins here and ends in the middle
+            double widest = points[begin].deflection;
+            while (end < points.size() && (end == begin + 1 || points[end - 1].deflection != 0)) {
+                widest = std::max(widest, points[end].deflection);
+                ++end;
+            }
+            if ((widest > narrowLobe) == filled) {
+                if (filled)
+                    lineTo(cr, centre, points[begin].y);
+                for (std::size_t i = begin; i < end; ++i)
+                    lineTo(cr, centre + points[i].deflection, points[i].y);
+                if (filled)
+                    lineTo(cr, centre, points[end - 1].y);
+            }
+            cairo_new_sub_path(cr);
+            begin = end < points.size() ? end - 1 : end;
+        }
+        if (filled)
+            cairo_fill(cr);
+        else
+            cairo_stroke(cr);
+    }
+}
+
+void drawWiggles(cairo_t* cr, const Area& plot, const Section& section, const SectionStyle& style,
+                 double clip, std::size_t samples)
+{
+    const double spacing = plot.width / static_cast<double>(section.traces.size());
+    const double most = spacing * style.wiggleGain;
+    cairo_save(cr);
+    cairo_rectangle(cr, plot.x, plot.y, plot.width, plot.height);
+    cairo_clip(cr);
+    cairo_set_source_rgb(cr, 0, 0, 0);
+    cairo_set_line_width(cr, std::clamp(spacing / 8, 0.1, 0.5));
+    // More traces than places for them would only make a black page.
+    const std::size_t step = static_cast<std::size_t>(std::max(1.0, std::ceil(0.75 / spacing)));
+    for (std::size_t i = 0; i < section.traces.size(); i += step) {
+        const double centre = plot.x + (static_cast<double>(i) + 0.5) * spacing;
+        drawWiggle(cr,
+                   withCrossings(simplified(
+                       wigglePoints(placed(section, i), plot, samples, most / clip, most),
+                       wiggleTolerance)),
+                   centre);
+    }
+    cairo_restore(cr);
+}
+
+// Labels of evenly chosen traces: attribute values need be neither even nor ascending.
+double labelOf(const Section& section, std::size_t trace)
+{
+    return trace < section.labels.size() ? section.labels[trace] : static_cast<double>(trace + 1);
+}
+
+// Whether the labels are whole numbers, each one more than that before: round ones are marked then.
+bool countUp(const Section& section)
+{
+    const double first = labelOf(section, 0);
+    for (std::size_t i = 0; i < section.traces.size(); ++i) {
+        if (labelOf(section, i) != first + static_cast<double>(i))
+            return false;
+    }
+    return first == std::floor(first);
+}
+
+// The next of 1, 2, 5, 10, 20, 50, ...
+std::size_t roundStep(double least)
+{
+    std::size_t step = 1;
+    for (std::size_t next = 0; static_cast<double>(step) < least; ++next)
+        step = next % 3 == 1 ? step / 2 * 5 : step * 2;
+    return step;
+}
+
+Axis traceAxis(const Section& section, const SectionStyle& style, double width)
+{
+    Axis axis;
+    const std::size_t count = section.traces.size();
+    axis.from = 0;
+    axis.to = static_cast<double>(count);
+    axis.label = style.xLabel;
+    const std::size_t step = roundStep(static_cast<double>(count) / std::max(2.0, width / 55));
+    const bool counts = countUp(section);
+    for (std::size_t i = 0; i < count; ++i) {
+        const double label = labelOf(section, i);
+        const bool marked =
+            counts ? std::fmod(label, static_cast<double>(step)) == 0 : i % step == 0;
+        if (!marked)
+            continue;
+        const bool whole = label == std::floor(label);
+        axis.places.emplace_back(static_cast<double>(i) + 0.5, formatFixed(label, whole ? 0 : 2));
+    }
+    return axis;
+}
+
+std::string significant(double value)
+{
+    const double magnitude = value > 0 ? std::floor(std::log10(value)) : 0;
+    return formatFixed(value, static_cast<int>(std::clamp(3 - magnitude, 0.0, 9.0)));
+}
+
+} // namespace
+
+double clipAmplitude(const Section& section, double percentile)
+{
+    std::size_t total = 0;
+    for (const auto& trace : section.traces)
+        total += trace.size();
+    const std::size_t step = total / mostSamplesSorted + 1;
+    std::vector<float> amplitudes;
+    amplitudes.reserve(total / step + section.traces.size());
+    for (const auto& trace : section.traces) {
+        for (std::size_t i = 0; i < trace.size(); i += step) {
+            if (std::isfinite(trace[i]))
+                amplitudes.push_back(std::fabs(trace[i]));
+        }
+    }
+    if (amplitudes.empty())
+        return 0;
+    const double share = std::clamp(percentile, 0.0, 100.0) / 100;
+    const auto place = static_cast<std::ptrdiff_t>(
+        std::lround(share * static_cast<double>(amplitudes.size() - 1)));
+    std::nth_element(amplitudes.begin(), amplitudes.begin() + place, amplitudes.end());
+    return amplitudes[static_cast<std::size_t>(place)];
+}
+
+bool isColourMap(const std::string& map)
+{
+    return findMap(map) != nullptr;
+}
+
+unsigned mapColour(const std::string& map, double amplitude)
+{
+    const ColourMap* colours = findMap(map);
+    if (colours == nullptr)
+        colours = &colourMaps[0];
+    const double place = std::clamp(amplitude, -1.0, 1.0);
+    return place < 0 ? mixed(colours->colours[1], colours->colours[0], -place)
+                     : mixed(colours->colours[1], colours->colours[2], place);
+}
+
+void drawSection(cairo_t* cr, const Area& page, const Section& section, const SectionStyle& style)
+{
+    const Area plot{page.x + 58, page.y + 66, page.width - 76, page.height - 100};
+    cairo_set_source_rgb(cr, 0, 0, 0);
+    drawText(cr, page.x + page.width / 2, page.y + 10, style.title, 13, 0.5, 0);
+    const std::size_t samples = longest(section);
+    if (section.traces.empty() || samples == 0 || plot.width <= 0 || plot.height <= 0) {
+        drawText(cr, page.x + page.width / 2, page.y + page.height / 2, "no traces", 12, 0.5, 0.5);
+        return;
+    }
+
+    double clip = clipAmplitude(section, style.clipPercentile);
+    if (clip <= 0) // most samples are zero: show what is there
+        clip = clipAmplitude(section, 100);
+    const double scale = clip > 0 ? clip : 1;
+    const bool wiggle = style.mode == "wiggle";
+    if (wiggle)
+        drawWiggles(cr, plot, section, style, scale, samples);
+    else
+        drawDensity(cr, plot, section, style, scale, samples);
+
+    Axis time;
+    time.from = section.start;
+    time.to = section.start +
+              section.interval * static_cast<double>(std::max<std::size_t>(samples, 2) - 1);
+    time.label = style.yLabel;
+    drawAxes(cr, plot, traceAxis(section, style, plot.width), time, true);
+
+    std::string below =
+        "clip " + significant(clip) + " (" +
+        formatFixed(style.clipPercentile,
+                    style.clipPercentile == std::floor(style.clipPercentile) ? 0 : 1) +
+        " %)";
+    const ColourMap* map = findMap(style.colourMap);
+    if (wiggle)
+        below += ", positive amplitudes to the right, filled";
+    else if (map != nullptr && style.colourMap == "gray")
+        below += ", positive amplitudes black";
+    else
+        below += ", positive amplitudes red";
+    if (!style.note.empty())
+        below += "; " + style.note;
+    drawText(cr, plot.x, plot.y + plot.height + 8, below, 9);
+}
+
+} // namespace host

@@ -1,0 +1,307 @@
+#include "job/JobCheck.h"
+
+#include "base/Escaping.h"
+#include "base/Suggestions.h"
+#include "base/Text.h"
+#include "headerwords.h"
+#include "job/LibraryProbe.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <fmt/format.h>
+#include <map>
+#include <unistd.h>
+
+namespace host {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr int defaultScratchTraces = 10000; // the kernel's own
+
+// Libraries and manifests, each looked at once however many modules of the job use it.
+class ModuleFinder
+{
+public:
+    ModuleFinder(const ModuleCatalog& modules, Diagnostics& list)
+        : catalog(modules), diagnostics(list)
+    {
+    }
+
+    void find(const JobModule& job, ResolvedModule& module)
+    {
+        module.name = job.name;
+        module.module = job.module;
+        if (job.module.empty())
+            return; // an error already
+        const CatalogModule* found = catalog.find(job.module);
+        if (found == nullptr) {
+            complainAboutName(job);
+            return;
+        }
+        module.manifest = manifestOf(*found, job);
+        if (found->library.empty()) {
+            diagnostics.error(job.modulePlace,
+                              fmt::format("module {}: there is a manifest, {}, but no library lib{}"
+                                          ".so beside it",
+                                          quote(job.module), found->manifest, job.module));
+            return;
+        }
+        module.library = catalog.relativeLibrary(*found);
+        const std::string& problem = problemOf(*found);
+        if (!problem.empty())
+            diagnostics.error(job.modulePlace,
+                              fmt::format("module {}: its library {} {}", quote(job.module),
+                                          escaped(found->library), escaped(problem)));
+    }
+
+private:
+    void complainAboutName(const JobModule& job)
+    {
+        if (job.module.find('/') != std::string::npos) {
+            diagnostics.error(job.modulePlace,
+                              "module " + quote(job.module) +
+                                  " must be a plain name; modules of another directory are allowed "
+                                  "by --allow-modules-from DIR");
+            return;
+        }
+        diagnostics.error(job.modulePlace,
+                          fmt::format("there is no module {} in {}{}", quote(job.module),
+                                      escaped(catalog.libraryDirectory()),
+                                      suggestion(job.module, catalog.names(), "there are")));
+    }
+
+    ManifestPointer manifestOf(const CatalogModule& found, const JobModule& job)
+    {
+        if (found.manifest.empty()) {
+            diagnostics.warning(job.modulePlace,
+                                fmt::format("module {} has no manifest; its parameters are passed "
+                                            "unchecked",
+                                            quote(job.module)));
+            return nullptr;
+        }
+        const auto known = manifests.find(found.name);
+        if (known != manifests.end())
+            return known->second;
+        return manifests[found.name] = readManifest(found.manifest, found.name, diagnostics);
+    }
+
+    const std::string& problemOf(const CatalogModule& found)
+    {
+        const auto known = problems.find(found.name);
+        if (known != problems.end())
+            return known->second;
+        return problems[found.name] = probeLibrary(found.library);
+    }
+
+    const ModuleCatalog& catalog;
+    Diagnostics& diagnostics;
+    std::map<std::string, ManifestPointer> manifests;
+    std::map<std::string, std::string> problems;
+};
+
+void checkDirectory(const std::string& path, const Place& place, const std::string& what,
+                    bool written, Diagnostics& diagnostics)
+{
+    if (!fs::is_directory(path))
+        diagnostics.error(place, fmt::format("the {} {} is no directory", what, quote(path)));
+    else if (written && access(path.c_str(), W_OK | X_OK) != 0)
+        diagnostics.error(place, fmt::format("the {} {} cannot be written to", what, quote(path)));
+}
+
+std::string environment(const char* name)
+{
+    const char* value = std::getenv(name);
+    return value != nullptr ? value : "";
+}
+
+void resolveScratch(const JobFile& job, ResolvedJob& resolved, Diagnostics& diagnostics)
+{
+    resolved.scratchDirectory = job.scratchDirectory.value_or(environment("VORN_SCRATCH"));
+    if (resolved.scratchDirectory.empty())
+        resolved.scratchDirectory = fs::temp_directory_path().string();
+    const Place fromOutside{job.path, 0, 0};
+    checkDirectory(resolved.scratchDirectory, job.scratchDirectory ? job.scratchPlace : fromOutside,
+                   "scratch directory", true, diagnostics);
+
+    const int fromEnvironment = std::atoi(environment("VORN_SCRATCH_SIZE").c_str());
+    const bool usable =
+        fromEnvironment >= fewestScratchTraces && fromEnvironment <= mostScratchTraces;
+    resolved.scratchTraces =
+        job.scratchTraces.value_or(usable ? fromEnvironment : defaultScratchTraces);
+}
+
+// Whether module `i` or one before it writes the attribute.
+bool isWrittenBefore(const std::vector<ResolvedModule>& modules, std::size_t i,
+                     const std::string& attribute)
+{
+    std::vector<bool> seen(modules.size(), false);
+    std::vector<std::size_t> ahead = {i};
+    while (!ahead.empty()) {
+        const ResolvedModule& module = modules[ahead.back()];
+        const bool isNew = !seen[ahead.back()];
+        seen[ahead.back()] = true;
+        ahead.pop_back();
+        if (!isNew)
+            continue;
+        if (module.manifest != nullptr &&
+            std::any_of(module.manifest->writes.begin(), module.manifest->writes.end(),
+                        [&](const AttributeSpec& written) { return written.name == attribute; }))
+            return true;
+        for (const ResolvedInput& input : module.inputs)
+            ahead.push_back(static_cast<std::size_t>(input.module));
+    }
+    return false;
+}
+
+// Reading what nobody defines gives zeros, which is hard to find out later.
+void warnOfUnknownReads(const JobFile& job, const std::vector<ResolvedModule>& modules,
+                        const std::map<std::string, ResolvedAttribute>& defined,
+                        Diagnostics& diagnostics)
+{
+    for (std::size_t i = 0; i < modules.size(); ++i) {
+        if (modules[i].manifest == nullptr)
+            continue;
+        for (const std::string& name : modules[i].manifest->reads) {
+            // Most are of the schema; only for the others the modules before are gone through.
+            if (defined.count(name) == 0 && !isWrittenBefore(modules, i, name))
+                diagnostics.warning(job.modules[i].place,
+                                    fmt::format("module {} reads the trace attribute {}, which "
+                                                "neither the schema nor a module before it has",
+                                                quote(modules[i].name), quote(name)));
+        }
+    }
+}
+
+// Names of attributes among the values of parameters.
+class AttributeNames
+{
+public:
+    AttributeNames(const std::map<std::string, ResolvedAttribute>& defined,
+                   const std::vector<ResolvedModule>& modules)
+    {
+        for (const auto& one : defined)
+            names.push_back(one.first);
+        for (const ResolvedModule& module : modules) {
+            for (const AttributeSpec& written : module.manifest->writes)
+                names.push_back(written.name);
+        }
+        std::sort(names.begin(), names.end());
+    }
+
+    void check(const JobModule& job, const Manifest& manifest, Diagnostics& diagnostics) const
+    {
+        for (const JobParameter& given : job.parameters) {
+            const ParameterSpec* spec = manifest.find(given.name);
+            if (spec == nullptr || spec->meaning == ParameterMeaning::plain)
+                continue;
+            const std::string subject =
+                fmt::format("parameter {} of module {}", quote(spec->name), quote(job.name));
+            for (const YamlValue& item :
+                 given.value->isList() ? given.value->items : std::vector{given.value})
+                checkName(*item, spec->meaning, subject, diagnostics);
+        }
+    }
+
+private:
+    void checkName(const YamlNode& node, ParameterMeaning meaning, const std::string& subject,
+                   Diagnostics& diagnostics) const
+    {
+        std::string name = trimmed(node.text);
+        if (meaning == ParameterMeaning::sortKey && name.starts_with('-'))
+            name = trimmed(name.substr(1));
+        // What is no text or empty has been complained about, or means none.
+        if (!node.isScalar() || name.empty() ||
+            std::binary_search(names.begin(), names.end(), name))
+            return;
+        diagnostics.error(node.place,
+                          fmt::format("{} is {}; the traces of this job have no attribute of that "
+                                      "name{}",
+                                      subject, quote(name), suggestion(name, names, "")));
+    }
+
+    std::vector<std::string> names; // sorted
+};
+
+void refuseUnknownNames(const JobFile& job, const std::vector<ResolvedModule>& modules,
+                        const std::map<std::string, ResolvedAttribute>& defined,
+                        Diagnostics& diagnostics)
+{
+    const auto isKnown = [](const ResolvedModule& one) { return one.manifest != nullptr; };
+    if (!std::all_of(modules.begin(), modules.end(), isKnown))
+        return; // nobody knows what the others write
+    const AttributeNames names(defined, modules);
+    for (std::size_t i = 0; i < modules.size(); ++i)
+        names.check(job.modules[i], *modules[i].manifest, diagnostics);
+}
+
+} // namespace
+
+std::vector<ResolvedAttribute> checkAttributes(const JobFile& job,
+                                               const std::vector<ResolvedModule>& modules,
+                                               Diagnostics& diagnostics)
+{
+    std::map<std::string, ResolvedAttribute> defined;
+    if (job.hasSegySchema || job.schema.empty()) {
+        for (const VORN::HeaderWord& word : VORN::traceHeaderWords())
+            defined[word.key] = {word.key, attributeTypeCode("int32"), 1, word.text};
+    }
+    for (const JobAttribute& attribute : job.attributes)
+        defined[attribute.name] = {attribute.name, attribute.type, attribute.dimension,
+                                   attribute.description};
+    for (std::size_t i = 0; i < modules.size(); ++i) {
+        if (modules[i].manifest == nullptr)
+            continue;
+        for (const AttributeSpec& attribute : modules[i].manifest->writes) {
+            if (attribute.type == 0)
+                continue;
+            const auto [known, added] = defined.insert(
+                {attribute.name,
+                 {attribute.name, attribute.type, attribute.dimension, attribute.help}});
+            if (!added && known->second.type != attribute.type)
+                diagnostics.error(
+                    job.modules[i].place,
+                    fmt::format("module {} writes the trace attribute {} as {}, but it is {} "
+                                "elsewhere in the job",
+                                quote(modules[i].name), quote(attribute.name),
+                                attributeTypeName(attribute.type),
+                                attributeTypeName(known->second.type)));
+        }
+    }
+    refuseUnknownNames(job, modules, defined, diagnostics);
+    if (!diagnostics.hasErrors()) // a wrong name or connection would bring many of these
+        warnOfUnknownReads(job, modules, defined, diagnostics);
+
+    std::vector<ResolvedAttribute> attributes;
+    attributes.reserve(defined.size());
+    for (const auto& one : defined)
+        attributes.push_back(one.second);
+    return attributes;
+}
+
+ResolvedJob checkJob(const JobFile& job, const ModuleCatalog& catalog, Diagnostics& diagnostics)
+{
+    ResolvedJob resolved;
+    resolved.file = fs::absolute(job.path).lexically_normal().string();
+    resolved.name = job.name;
+    resolved.project = job.project;
+    resolved.schema = job.schema.empty() ? "segy" : job.schema;
+    resolved.vornHome = catalog.home();
+    checkDirectory(job.project, job.projectPlace, "project directory", false, diagnostics);
+    resolveScratch(job, resolved, diagnostics);
+
+    resolved.modules.resize(job.modules.size());
+    ModuleFinder finder(catalog, diagnostics);
+    for (std::size_t i = 0; i < job.modules.size(); ++i) {
+        finder.find(job.modules[i], resolved.modules[i]);
+        checkParameters(job, i, resolved.modules[i], diagnostics);
+    }
+    checkFiles(job, resolved.modules, diagnostics);
+    checkWiring(job, resolved.modules, diagnostics);
+    resolved.attributes = checkAttributes(job, resolved.modules, diagnostics);
+    return resolved;
+}
+
+} // namespace host

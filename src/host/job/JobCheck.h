@@ -1,0 +1,40 @@
+/// @file JobCheck.h
+///
+/// Everything that can be known of a job without running it.
+#ifndef JOBCHECK_H
+#define JOBCHECK_H
+
+#include "job/JobFile.h"
+#include "job/ModuleCatalog.h"
+#include "job/ResolvedJob.h"
+
+namespace host {
+
+/// Holds `job` against the modules of `catalog`: names, libraries (each is tried in a child
+/// process), parameters with types, units, ranges and files, and the wiring. Adds all errors and
+/// warnings to `diagnostics`. The result is a job to run when there are no errors; otherwise it is
+/// what could be made of it.
+ResolvedJob checkJob(const JobFile& job, const ModuleCatalog& catalog, Diagnostics& diagnostics);
+
+/// @name Parts of the check
+/// `modules` has one element for each module of `job`.
+/// @{
+
+/// Converts the parameters of module `i` and adds the defaults.
+void checkParameters(const JobFile& job, std::size_t i, ResolvedModule& module,
+                     Diagnostics& diagnostics);
+/// Files that are read exist, files that are written can be and are not read or written twice.
+void checkFiles(const JobFile& job, const std::vector<ResolvedModule>& modules,
+                Diagnostics& diagnostics);
+/// Connects the modules: inputs, numbers of ports, cycles, modules that would never run.
+void checkWiring(const JobFile& job, std::vector<ResolvedModule>& modules,
+                 Diagnostics& diagnostics);
+/// Collects the definitions of trace attributes from the schema and from manifests.
+std::vector<ResolvedAttribute> checkAttributes(const JobFile& job,
+                                               const std::vector<ResolvedModule>& modules,
+                                               Diagnostics& diagnostics);
+/// @}
+
+} // namespace host
+
+#endif

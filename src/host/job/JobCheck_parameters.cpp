@@ -1,0 +1,236 @@
+// What the job says of each module's parameters, held against its manifest, and the files among
+// them.
+#include "base/Escaping.h"
+#include "base/Suggestions.h"
+#include "job/JobCheck.h"
+
+#include "tracefile.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <fmt/format.h>
+#include <unistd.h>
+
+namespace host {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+std::string subjectOf(const std::string& parameter, const std::string& module)
+{
+    return fmt::format("parameter {} of module {}", quote(parameter), quote(module));
+}
+
+const JobParameter* findGiven(const JobModule& module, const std::string& name)
+{
+    for (const JobParameter& parameter : module.parameters) {
+        if (parameter.name == name)
+            return &parameter;
+    }
+    return nullptr;
+}
+
+void addParameter(const ParameterSpec& spec, std::optional<ParameterValue> value, bool given,
+                  ResolvedModule& module)
+{
+    if (value)
+        module.parameters.push_back({spec.name, std::move(*value), parameterTypeName(spec.type),
+                                     spec.unit, given, spec.type == ParameterType::file,
+                                     spec.type == ParameterType::outfile});
+}
+
+void checkGiven(const JobParameter& given, const ParameterSpec& spec, ResolvedModule& module,
+                Diagnostics& diagnostics)
+{
+    const std::string subject = subjectOf(spec.name, module.name);
+    if (given.value->isNull())
+        diagnostics.error(
+            given.place, fmt::format("{} has no value; expected {}", subject, expectedValue(spec)));
+    else
+        addParameter(spec, convertParameter(spec, given.value, given.folder, subject, diagnostics),
+                     true, module);
+}
+
+void checkAgainstManifest(const JobModule& job, const std::string& folder, ResolvedModule& module,
+                          Diagnostics& diagnostics)
+{
+    const Manifest& manifest = *module.manifest;
+    for (const JobParameter& given : job.parameters) {
+        if (manifest.find(given.name) == nullptr)
+            diagnostics.error(
+                given.place,
+                fmt::format("module {} has no parameter {}{}", quote(module.name),
+                            quote(given.name),
+                            suggestion(given.name, manifest.parameterNames(), "it has")));
+    }
+    for (const ParameterSpec& spec : manifest.parameters) {
+        if (const JobParameter* given = findGiven(job, spec.name))
+            checkGiven(*given, spec, module, diagnostics);
+        else if (spec.required)
+            diagnostics.error(job.place, fmt::format("module {} needs the parameter {}, {} ({})",
+                                                     quote(module.name), quote(spec.name),
+                                                     expectedValue(spec), escaped(spec.help)));
+        else if (spec.defaultValue != nullptr)
+            addParameter(spec,
+                         convertParameter(spec, spec.defaultValue, folder,
+                                          subjectOf(spec.name, module.name), diagnostics),
+                         false, module);
+    }
+}
+
+void passUnchecked(const JobModule& job, ResolvedModule& module, Diagnostics& diagnostics)
+{
+    for (const JobParameter& given : job.parameters) {
+        const auto value =
+            guessParameter(given.value, subjectOf(given.name, module.name), diagnostics);
+        if (value)
+            module.parameters.push_back({given.name, *value, "", "", true, false, false});
+    }
+}
+
+// Modules give the kernel a buffer for a text and cannot say how long it is; theirs have 4096
+// bytes.
+constexpr std::size_t longestText = 4000;
+
+void refuseLongTexts(const JobModule& job, const ResolvedModule& module, Diagnostics& diagnostics)
+{
+    for (const ResolvedParameter& parameter : module.parameters) {
+        const JobParameter* given = findGiven(job, parameter.name);
+        const std::size_t bytes = parameter.value.value.getType() == strType
+                                      ? parameter.value.value.getStrValue().size()
+                                      : 0;
+        if (given != nullptr && bytes > longestText)
+            diagnostics.error(given->value->place,
+                              fmt::format("{} is a text of {} bytes; expected at most {}",
+                                          subjectOf(parameter.name, module.name), bytes,
+                                          longestText));
+    }
+}
+
+// Where the job says what file it is; the module's entry for a default.
+Place placeOfFile(const JobModule& job, const std::string& parameter)
+{
+    const JobParameter* given = findGiven(job, parameter);
+    return given != nullptr ? given->value->place : job.place;
+}
+
+std::vector<std::string> entriesOf(const fs::path& directory)
+{
+    constexpr std::size_t most = 2000; // enough for a suggestion
+    std::vector<std::string> names;
+    std::error_code error;
+    for (fs::directory_iterator entry(directory, error), end;
+         !error && entry != end && names.size() < most; entry.increment(error))
+        names.push_back(entry->path().filename().string());
+    return names;
+}
+
+std::string problemOfInput(const std::string& path)
+{
+    std::error_code error;
+    const fs::file_status status = fs::status(path, error);
+    if (!fs::exists(status)) {
+        const fs::path file(path);
+        const std::string nearest =
+            nearestName(file.filename().string(), entriesOf(file.parent_path()));
+        return "there is no such file" +
+               (nearest.empty() ? "" : "; did you mean " + quote(nearest) + "?");
+    }
+    if (fs::is_directory(status))
+        return "this is a directory; a file is needed";
+    return access(path.c_str(), R_OK) == 0 ? "" : "the file cannot be read by you";
+}
+
+std::string problemOfOutput(const std::string& path)
+{
+    const fs::path directory = fs::path(path).parent_path();
+    std::error_code error;
+    if (fs::is_directory(path, error))
+        return "this is a directory; a file is needed";
+    if (!fs::is_directory(directory, error))
+        return "there is no directory " + quote(directory.string()) + "; make it first";
+    if (VORN::isWriteProtected(path))
+        return "the file is write-protected; write to another file, or give yourself permission "
+               "first (chmod u+w)";
+    return access(directory.c_str(), W_OK | X_OK) == 0
+               ? ""
+               : "the directory " + quote(directory.string()) + " cannot be written to by you";
+}
+
+bool isSameFile(const std::string& a, const std::string& b)
+{
+    std::error_code error;
+    return a == b || fs::equivalent(a, b, error);
+}
+
+struct UsedFile
+{
+    const ResolvedModule* module;
+    const ResolvedParameter* parameter;
+};
+
+void refuseSharedOutput(const UsedFile& output, const std::vector<UsedFile>& before,
+                        const Place& place, Diagnostics& diagnostics)
+{
+    for (const UsedFile& other : before) {
+        if (isSameFile(other.parameter->value.text, output.parameter->value.text))
+            diagnostics.error(place,
+                              fmt::format("{} is {}, which {} {}",
+                                          subjectOf(output.parameter->name, output.module->name),
+                                          quote(output.parameter->value.text),
+                                          subjectOf(other.parameter->name, other.module->name),
+                                          other.parameter->isInputFile
+                                              ? "reads; write to another file"
+                                              : "writes too; give them two names"));
+    }
+}
+
+} // namespace
+
+void checkParameters(const JobFile& job, std::size_t i, ResolvedModule& module,
+                     Diagnostics& diagnostics)
+{
+    const JobModule& given = job.modules[i];
+    if (module.manifest != nullptr)
+        checkAgainstManifest(given, job.folder, module, diagnostics);
+    else
+        passUnchecked(given, module, diagnostics);
+    refuseLongTexts(given, module, diagnostics);
+}
+
+void checkFiles(const JobFile& job, const std::vector<ResolvedModule>& modules,
+                Diagnostics& diagnostics)
+{
+    std::vector<UsedFile> inputs;
+    std::vector<UsedFile> outputs;
+    for (const ResolvedModule& module : modules) {
+        for (const ResolvedParameter& parameter : module.parameters) {
+            if (parameter.isInputFile)
+                inputs.push_back({&module, &parameter});
+            if (parameter.isOutputFile)
+                outputs.push_back({&module, &parameter});
+        }
+    }
+    const auto placeOf = [&](const UsedFile& file) {
+        const auto index = static_cast<std::size_t>(file.module - modules.data());
+        return placeOfFile(job.modules[index], file.parameter->name);
+    };
+    const auto complain = [&](const UsedFile& file, const std::string& problem) {
+        if (!problem.empty())
+            diagnostics.error(placeOf(file),
+                              fmt::format("{} is {}; {}",
+                                          subjectOf(file.parameter->name, file.module->name),
+                                          quote(file.parameter->value.text), problem));
+    };
+    for (const UsedFile& file : inputs)
+        complain(file, problemOfInput(file.parameter->value.text));
+    std::vector<UsedFile> before = inputs;
+    for (const UsedFile& file : outputs) {
+        complain(file, problemOfOutput(file.parameter->value.text));
+        refuseSharedOutput(file, before, placeOf(file), diagnostics);
+        before.push_back(file);
+    }
+}
+
+} // namespace host

@@ -1,0 +1,92 @@
+#include "job/ModuleCatalog.h"
+
+#include "base/CommandError.h"
+#include "base/DirectoryNames.h"
+#include "base/Escaping.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <map>
+
+#ifndef VORN_INSTALL_HOME
+#define VORN_INSTALL_HOME "lib/vorn"
+#endif
+
+namespace host {
+
+namespace fs = std::filesystem;
+
+std::string findVornHome()
+{
+    if (const char* home = std::getenv("VORN_HOME"); home != nullptr && *home != '\0') {
+        if (!fs::is_directory(fs::path(home) / "lib"))
+            throw CommandError("VORN_HOME is " + quote(home) +
+                               ", which has no directory lib; set it to a module tree");
+        return fs::absolute(home).lexically_normal().string();
+    }
+    std::error_code error;
+    const fs::path program = fs::read_symlink("/proc/self/exe", error);
+    const fs::path prefix = program.parent_path().parent_path();
+    for (const char* place : {VORN_INSTALL_HOME, "vorn_home"}) {
+        if (!error && fs::is_directory(prefix / place / "lib"))
+            return (prefix / place).lexically_normal().string();
+    }
+    throw CommandError("no modules are found beside the program; set VORN_HOME to a module tree");
+}
+
+ModuleCatalog::ModuleCatalog(const std::string& home, const std::vector<std::string>& directories)
+    : homeDirectory(home)
+{
+    scan(libraryDirectory());
+    for (const std::string& directory : directories)
+        scan(directory);
+    std::sort(all.begin(), all.end(),
+              [](const CatalogModule& a, const CatalogModule& b) { return a.name < b.name; });
+}
+
+void ModuleCatalog::scan(const std::string& directory)
+{
+    std::map<std::string, CatalogModule> found;
+    for (const std::string& file : namesIn(directory)) {
+        const std::string path = fs::absolute(fs::path(directory) / file).string();
+        const std::string stem = fs::path(file).stem().string();
+        if (file.size() > 6 && file.starts_with("lib") && file.ends_with(".so"))
+            found[stem.substr(3)].library = path;
+        else if (!stem.empty() && file.ends_with(".yaml"))
+            found[stem].manifest = path;
+    }
+    for (auto& [name, module] : found) {
+        module.name = name;
+        if (find(name) == nullptr)
+            all.push_back(module);
+    }
+}
+
+const CatalogModule* ModuleCatalog::find(const std::string& name) const
+{
+    for (const CatalogModule& module : all) {
+        if (module.name == name)
+            return &module;
+    }
+    return nullptr;
+}
+
+std::vector<std::string> ModuleCatalog::names() const
+{
+    std::vector<std::string> names;
+    for (const CatalogModule& module : all)
+        names.push_back(module.name);
+    return names;
+}
+
+std::string ModuleCatalog::relativeLibrary(const CatalogModule& module) const
+{
+    // Both with links resolved: the way up from a linked directory is another than it looks.
+    const fs::path library = fs::path(module.library);
+    return fs::relative(fs::canonical(library.parent_path()) / library.filename(),
+                        fs::canonical(libraryDirectory()))
+        .string();
+}
+
+} // namespace host

@@ -1,0 +1,76 @@
+/// @file ResolvedJob.h
+///
+/// A job that has been checked: everything looked up, converted and connected, ready to run.
+#ifndef RESOLVEDJOB_H
+#define RESOLVEDJOB_H
+
+#include "job/Manifest.h"
+#include "job/ParameterValue.h"
+
+#include <string>
+#include <vector>
+
+namespace host {
+
+struct ResolvedParameter
+{
+    std::string name;
+    ParameterValue value;
+    std::string type; ///< as in manifests; empty without one
+    std::string unit;
+    bool given = true; ///< in the job file or on the command line; false: the manifest's default
+    bool isInputFile = false;
+    bool isOutputFile = false;
+};
+
+/// Where one input port takes its traces from.
+struct ResolvedInput
+{
+    int module = 0; ///< index in ResolvedJob::modules
+    int port = 0;   ///< output port there, from 0
+};
+
+struct ResolvedModule
+{
+    std::string name;
+    std::string module;
+    std::string library;      ///< relative to VORN_HOME/lib
+    ManifestPointer manifest; ///< null: the module has none
+    std::vector<ResolvedInput> inputs;
+    std::vector<ResolvedParameter>
+        parameters; ///< in the manifest's order, those without a value left out
+    /// Consumers of each output port that gets a data channel. A port without consumers, which the
+    /// module needs all the same, is emptied by the command.
+    std::vector<int> consumers;
+};
+
+struct ResolvedAttribute
+{
+    std::string name;
+    int type = 0; ///< kernel type code
+    int dimension = 1;
+    std::string description;
+};
+
+struct ResolvedJob
+{
+    std::string file; ///< absolute path
+    std::string name;
+    std::string project;
+    std::string scratchDirectory;
+    int scratchTraces = 0;
+    std::string schema; ///< "segy" or "list"
+    std::vector<ResolvedAttribute> attributes;
+    std::string vornHome;
+    std::vector<ResolvedModule> modules; ///< in the order of the job file
+
+    /// The name of a module's port for people: its manifest's, or the number from 1.
+    std::string portName(int module, int port) const;
+};
+
+/// The whole job as a job file in YAML, with defaults and absolute paths.
+std::string resolvedYaml(const ResolvedJob& job);
+
+} // namespace host
+
+#endif

@@ -1,0 +1,69 @@
+/// @file YamlReader.h
+///
+/// YAML as job files and manifests use it: names, values, lists, each with its place. What people
+/// write by mistake and a YAML library accepts silently is refused here: equal keys, merge keys,
+/// tags, several documents in a file.
+#ifndef YAMLREADER_H
+#define YAMLREADER_H
+
+#include "base/Diagnostics.h"
+
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace host {
+
+struct YamlNode;
+using YamlValue = std::shared_ptr<const YamlNode>;
+
+struct YamlEntry
+{
+    std::string key;
+    Place place; ///< of the key
+    YamlValue value;
+};
+
+struct YamlNode
+{
+    enum class Kind
+    {
+        null,
+        scalar,
+        list,
+        map
+    };
+
+    Kind kind = Kind::null;
+    Place place;
+    std::string text;      ///< of a scalar, as written, without quotes
+    bool isQuoted = false; ///< the scalar stood in quotes: it is a text, whatever it looks like
+    std::vector<YamlValue> items;   ///< of a list
+    std::vector<YamlEntry> entries; ///< of a map, in order of the file; all keys differ
+    int levels = 1; ///< of nodes, itself and those behind aliases included; at most 500
+
+    bool isNull() const { return kind == Kind::null; }
+    bool isScalar() const { return kind == Kind::scalar; }
+    bool isList() const { return kind == Kind::list; }
+    bool isMap() const { return kind == Kind::map; }
+
+    /// The entry of that key, or null.
+    const YamlEntry* find(const std::string& key) const;
+    /// For messages: the quoted text of a scalar, "a list", "a group of keys", "nothing".
+    std::string description() const;
+};
+
+/// The document in `text`, or null when its syntax is wrong. Errors go to `diagnostics` under the
+/// name `source`; a document may be returned although there were some.
+YamlValue readYaml(const std::string& text, const std::string& source, Diagnostics& diagnostics);
+
+/// The same for a file of at most 4 MB; null when it cannot be read or is no text.
+YamlValue readYamlFile(const std::string& path, Diagnostics& diagnostics);
+
+/// `text` as one value, for what is given on the command line: a list in brackets, else a scalar.
+YamlValue readYamlValue(const std::string& text, const std::string& source,
+                        Diagnostics& diagnostics);
+
+} // namespace host
+
+#endif

@@ -1,0 +1,103 @@
+#include "run/Console.h"
+
+#include "base/CommandError.h"
+#include "base/Escaping.h"
+
+#include <cerrno>
+#include <cstring>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+namespace host {
+
+namespace {
+
+void put(std::FILE* stream, const std::string& text)
+{
+    std::fwrite(text.data(), 1, text.size(), stream);
+    std::fflush(stream);
+}
+
+} // namespace
+
+Console::~Console()
+{
+    status("");
+    if (log != nullptr)
+        std::fclose(log);
+}
+
+void Console::openLog(const std::string& path)
+{
+    log = std::fopen(path.c_str(), "we");
+    if (log == nullptr)
+        throw CommandError("the log file " + quote(path) +
+                           " cannot be written: " + std::strerror(errno));
+}
+
+void Console::line(const std::string& text)
+{
+    const std::lock_guard<std::mutex> lock(mutex);
+    eraseStatus();
+    put(stderr, text + '\n');
+    writeLog(text + '\n');
+    drawStatus();
+}
+
+void Console::logLine(const std::string& text)
+{
+    const std::lock_guard<std::mutex> lock(mutex);
+    writeLog(text + '\n');
+}
+
+void Console::result(const std::string& text)
+{
+    const std::lock_guard<std::mutex> lock(mutex);
+    eraseStatus();
+    put(stdout, text);
+    writeLog(text);
+    drawStatus();
+}
+
+void Console::status(const std::string& text)
+{
+    const std::lock_guard<std::mutex> lock(mutex);
+    if (text == shownStatus)
+        return;
+    eraseStatus();
+    shownStatus = text;
+    drawStatus();
+}
+
+int Console::terminalWidth()
+{
+    winsize size{};
+    if (ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0)
+        return size.ws_col;
+    return 80;
+}
+
+bool Console::isTerminal()
+{
+    return isatty(STDERR_FILENO) == 1;
+}
+
+void Console::eraseStatus()
+{
+    if (!shownStatus.empty())
+        put(stderr, "\r\x1b[K");
+}
+
+void Console::drawStatus()
+{
+    if (!shownStatus.empty())
+        put(stderr, shownStatus);
+}
+
+void Console::writeLog(const std::string& text)
+{
+    if (log != nullptr)
+        put(log, text);
+}
+
+} // namespace host

@@ -1,0 +1,52 @@
+/// @file Console.h
+///
+/// What a running job says: lines on standard error and in a log file, and below them on a terminal
+/// one line that changes.
+#ifndef CONSOLE_H
+#define CONSOLE_H
+
+#include <cstdio>
+#include <mutex>
+#include <string>
+
+namespace host {
+
+/// May be used by several threads. Texts are shown as they are: escape what comes from elsewhere.
+class Console
+{
+public:
+    Console() = default;
+    ~Console();
+    Console(const Console&) = delete;
+    Console& operator=(const Console&) = delete;
+
+    /// Opens the log file, replacing what is there. Throws CommandError.
+    void openLog(const std::string& path);
+
+    /// A line on standard error and in the log.
+    void line(const std::string& text);
+    /// A line in the log only.
+    void logLine(const std::string& text);
+    /// A text of several lines on standard output and in the log.
+    void result(const std::string& text);
+
+    /// Replaces the line at the bottom of the terminal; "" removes it.
+    void status(const std::string& text);
+
+    /// Columns of the terminal that standard error is; 80 when it is none.
+    static int terminalWidth();
+    static bool isTerminal();
+
+private:
+    void eraseStatus();
+    void drawStatus();
+    void writeLog(const std::string& text);
+
+    std::mutex mutex;
+    std::string shownStatus;
+    std::FILE* log = nullptr;
+};
+
+} // namespace host
+
+#endif

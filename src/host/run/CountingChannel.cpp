@@ -1,0 +1,79 @@
+#include "run/CountingChannel.h"
+
+#include "JobManager.h"
+#include "SeisTrace.h"
+
+#include <algorithm>
+
+namespace host {
+
+int CountingChannel::addTrace(SeisTrace* trace)
+{
+    const int count = DataChannel::addTrace(trace);
+    ++events;
+    if (isProducerActive()) {
+        ++arrivals;
+        if (onArrival)
+            onArrival();
+    } else {
+        ++others;
+    }
+    return count;
+}
+
+bool CountingChannel::isProducerActive() const
+{
+    const ModuleEntity* active = JobManager::getInstance()->getActiveModule();
+    return std::find(inputModules.begin(), inputModules.end(), active) != inputModules.end();
+}
+
+int64_t CountingChannel::taken(ModuleEntity* consumer) const
+{
+    const int64_t pending = std::max<int64_t>(0, getNumberOfInputTraces(consumer) - others);
+    return std::max<int64_t>(0, arrivals - pending);
+}
+
+// Here the header is complete: the producer has written it, and all consumers have read it.
+void CountingChannel::traceLeaves(SeisTrace* trace, int traceNo, bool entryStays)
+{
+    ++events;
+    if (trace != nullptr && !watched.empty())
+        observe(trace);
+    if (onDeparture)
+        onDeparture();
+    DataChannel::traceLeaves(trace, traceNo, entryStays);
+}
+
+void CountingChannel::observe(const SeisTrace* trace)
+{
+    if (observed++ == 0)
+        beginRanges();
+    for (std::size_t i = 0; i < ranges.size(); ++i) {
+        WordRange& range = ranges[i];
+        const int64_t value = trace->getAttribute(places[i]).getI64Value();
+        if (observed == 1) {
+            range.minimum = range.maximum = range.first = value;
+        } else if (value != range.last) {
+            range.minimum = std::min(range.minimum, value);
+            range.maximum = std::max(range.maximum, value);
+            ++range.changes;
+        }
+        range.last = value;
+    }
+}
+
+void CountingChannel::beginRanges()
+{
+    for (const std::string& name : watched) {
+        const auto known = attrDefs.find(name);
+        if (known == attrDefs.end() ||
+            (known->second.type != int32AttType && known->second.type != int64AttType))
+            continue;
+        WordRange range;
+        range.word = name;
+        ranges.push_back(range);
+        places.push_back(known->second);
+    }
+}
+
+} // namespace host

@@ -1,0 +1,31 @@
+/// @file ScratchSpace.h
+///
+/// The directory in which a run keeps its scratch file.
+#ifndef SCRATCHSPACE_H
+#define SCRATCHSPACE_H
+
+#include <string>
+
+namespace host {
+
+/// A directory of the job's own for scratch files, removed with everything in it.
+class ScratchSpace
+{
+public:
+    /// Throws CommandError when it cannot be made in `parent`.
+    explicit ScratchSpace(const std::string& parent);
+    ~ScratchSpace();
+    ScratchSpace(const ScratchSpace&) = delete;
+    ScratchSpace& operator=(const ScratchSpace&) = delete;
+
+    const std::string& path() const { return directory; }
+    /// May be called by another thread while the job runs.
+    void remove() const;
+
+private:
+    std::string directory;
+};
+
+} // namespace host
+
+#endif

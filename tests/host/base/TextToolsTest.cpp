@@ -1,0 +1,99 @@
+
+#include "base/Escaping.h"
+#include "base/Numbers.h"
+#include "base/Quantities.h"
+#include "base/Suggestions.h"
+#include "base/Text.h"
+#include "base/TextLayout.h"
+
+#include <gtest/gtest.h>
+
+using namespace host;
+
+TEST(TextToolsTest, NothingThatATerminalObeysIsLeft)
+{
+    struct
+    {
+        const char* text;
+        const char* expected;
+    } const rows[] = {
+        {"plain Größe 日本", "plain Größe 日本"},
+        {"\x1b[31mred", "\\x1b[31mred"},
+        {"a\r\n\tb", "a\\r\\n\\tb"},
+        {"\x7f", "\\x7f"},
+        {"\xc2\x9b", "\\x9b"},                        // a control of eight bits, as UTF-8
+        {"\x9b", "\\x9b"},                            // the same without
+        {"\xe2\x80\xae", "\\u202e"},                  // right to left from here
+        {"\xef\xbb\xbf", "\\ufeff"},                  // byte order mark
+        {"\xc0\x80", "\\xc0\\x80"},                   // overlong
+        {"\xed\xa0\x80", "\\xed\\xa0\\x80"},          // half of a surrogate pair
+        {"\xf4\x90\x80\x80", "\\xf4\\x90\\x80\\x80"}, // beyond Unicode
+        {"\xe2\x82", "\\xe2\\x82"},                   // cut
+    };
+    for (const auto& row : rows)
+        EXPECT_EQ(escaped(row.text), row.expected);
+}
+
+TEST(TextToolsTest, AnEmptyByteIsShown)
+{
+    EXPECT_EQ(escaped(std::string("a\0b", 3)), "a\\x00b");
+    EXPECT_EQ(escapedLines(std::string("a\0\nb", 4)), "a\\x00\nb");
+}
+
+TEST(TextToolsTest, QuotedTextShowsItsOwnQuotes)
+{
+    EXPECT_EQ(quote("a \"b\" \\ c\n"), "\"a \\\"b\\\" \\\\ c\\n\"");
+}
+
+TEST(TextToolsTest, TheNearestNameIsNearEnough)
+{
+    const std::vector<std::string> names = {"window", "mode", "level"};
+
+    EXPECT_EQ(nearestName("windw", names), "window");
+    EXPECT_EQ(nearestName("WINDOW", names), "window");
+    EXPECT_EQ(nearestName("wnidow", names), "window");
+    EXPECT_EQ(nearestName("mod", names), "mode");
+    EXPECT_EQ(nearestName("width", names), "");
+    EXPECT_EQ(nearestName("x", names), "");
+    EXPECT_EQ(nearestName("", names), "");
+    EXPECT_EQ(nearestName(std::string(1000000, 'w'), names), "");
+}
+
+TEST(TextToolsTest, TextIsBrokenAtBlanks)
+{
+    EXPECT_EQ(wrapped("one two three\n\nfour", 9, 2), "  one two\n  three\n\n  four\n");
+    EXPECT_EQ(wrapped("averylongword b", 5, 0), "averylongword\nb\n");
+    EXPECT_EQ(wrapped("", 80, 0), "");
+}
+
+TEST(TextToolsTest, ColumnsAreAlignedByCharacters)
+{
+    TextTable table("lr");
+    table.row({"größe", "1"});
+    table.row({"x", "100"});
+
+    EXPECT_EQ(table.text(1), " größe    1\n x      100\n");
+}
+
+TEST(TextToolsTest, QuantitiesHaveAFewDigits)
+{
+    EXPECT_EQ(formatMicros(0), "0 us");
+    EXPECT_EQ(formatMicros(7.25), "7.2 us");
+    EXPECT_EQ(formatMicros(999), "999 us");
+    EXPECT_EQ(formatMicros(1234), "1.234 ms");
+    EXPECT_EQ(formatMicros(123456), "123.5 ms");
+    EXPECT_EQ(formatMicros(999960), "1.000 s");
+    EXPECT_EQ(formatMicros(61.5e6), "61.50 s");
+    EXPECT_EQ(formatMicros(125e6), "2 min 05 s");
+    EXPECT_EQ(formatMicros(7500e6), "2 h 05 min");
+    EXPECT_EQ(formatBytes(0), "0 B");
+    EXPECT_EQ(formatBytes(999), "999 B");
+    EXPECT_EQ(formatBytes(1234567), "1.235 MB");
+    EXPECT_EQ(formatBytes(999999), "1.000 MB");
+    EXPECT_EQ(formatRate(0.25), "0.250");
+    EXPECT_EQ(formatRate(12345.6), "12346");
+    EXPECT_EQ(formatNumber(10000000), "10000000");
+    EXPECT_EQ(formatNumber(0.1), "0.1");
+    EXPECT_EQ(counted(1, "trace"), "1 trace");
+    EXPECT_EQ(counted(0, "trace"), "0 traces");
+}

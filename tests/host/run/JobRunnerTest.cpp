@@ -1,0 +1,227 @@
+#include "run/JobRunner.h"
+
+#include "ExpectedLeaks.h"
+#include "TestTree.h"
+#include "job/JobCheck.h"
+
+#include <gmock/gmock.h>
+
+using namespace host;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+namespace {
+
+// Runs jobs of the test modules in this process.
+class JobRunnerTest : public KernelFixture
+{
+protected:
+    RunResult run(const std::string& text)
+    {
+        Diagnostics diagnostics;
+        const auto file = parseJobFile(text, tree.path("job.yaml"), diagnostics);
+        resolved = checkJob(*file, ModuleCatalog(tree.home()), diagnostics);
+        diagnostics.print(stdout);
+        JobRunner runner(resolved, scratchDirectory.path());
+        runner.watchHeaders = true;
+        runner.onMessage = [this](const RunMessage& message) { heard.push_back(message.text); };
+        return runner.run();
+    }
+
+    TestTree tree;
+    ResolvedJob resolved;
+    std::vector<std::string> heard;
+};
+
+const char* const chain = "modules:\n"
+                          "  - {name: read, module: host_source, traces: 50}\n"
+                          "  - {name: third, module: host_filter, input: read, every: 3}\n"
+                          "  - {name: write, module: host_sink, input: third}\n"
+                          "  - {name: write2, module: host_sink, inputs: [read]}\n";
+
+} // namespace
+
+TEST_F(JobRunnerTest, TracesAreCountedAsTheyPass)
+{
+    const RunResult result = run(chain);
+
+    const auto counts = [&](std::size_t i) {
+        return std::pair(result.modules[i].statistics.tracesIn,
+                         result.modules[i].statistics.tracesOut);
+    };
+    EXPECT_EQ(counts(0), std::pair(int64_t(0), int64_t(50)));
+    EXPECT_EQ(counts(1), std::pair(int64_t(50), int64_t(16)));
+    EXPECT_EQ(counts(2), std::pair(int64_t(16), int64_t(0)));
+    EXPECT_EQ(counts(3), std::pair(int64_t(50), int64_t(0)));
+    EXPECT_EQ(result.sourceTraces, 50);
+    EXPECT_EQ(result.sourceBytes, 50 * (240 + 4 * 4));
+    EXPECT_EQ(result.modules[0].statistics.tracesAnnounced, 50);
+    EXPECT_FALSE(result.failed);
+    EXPECT_EQ(result.end, RunEnd::done);
+}
+
+TEST_F(JobRunnerTest, TimesAreFinerThanSecondsAndAddUp)
+{
+    const RunResult result = run("modules:\n"
+                                 "  - {name: read, module: host_source, traces: 5, pause: 20 ms}\n"
+                                 "  - {name: write, module: host_sink, input: read}\n");
+
+    const RunStatistics& read = result.modules[0].statistics;
+    EXPECT_GE(read.processMicros, 100000);
+    EXPECT_LT(read.preprocessMicros, 100000);
+    EXPECT_GE(read.microsPerTrace(), 20000);
+    EXPECT_GE(result.wallMicros, result.processWallMicros);
+    EXPECT_GE(result.processWallMicros, read.processMicros);
+    EXPECT_NEAR(read.share,
+                static_cast<double>(read.totalMicros()) / static_cast<double>(result.wallMicros),
+                1e-9);
+}
+
+TEST_F(JobRunnerTest, HeaderRangesTellWhatTheSourceRead)
+{
+    const RunResult result = run(chain);
+
+    ASSERT_EQ(result.sources.size(), 1u);
+    const SourceData& source = result.sources[0];
+    EXPECT_EQ(source.module, "read");
+    EXPECT_EQ(source.traces, 50);
+    EXPECT_EQ(source.samples, 4);
+    EXPECT_EQ(source.intervalMicros, 2000);
+    ASSERT_EQ(source.words.size(), 2u) << "words that are always 0 are left out";
+    EXPECT_EQ(source.words[0].word, "fldr");
+    EXPECT_EQ(source.words[0].description, "field record number");
+    EXPECT_EQ(source.words[1].word, "tracl");
+    EXPECT_EQ(source.words[1].minimum, 1);
+    EXPECT_EQ(source.words[1].maximum, 50);
+    EXPECT_EQ(source.words[1].changes, 49);
+}
+
+TEST_F(JobRunnerTest, ModulesKnowTheirPlaceInputsAndParameters)
+{
+    const RunResult result = run(chain);
+
+    EXPECT_EQ(result.modules[0].order, 1);
+    EXPECT_EQ(result.modules[2].order, 4);
+    ASSERT_EQ(result.modules[1].inputs.size(), 1u);
+    EXPECT_EQ(result.modules[1].inputs[0].module, "read");
+    EXPECT_EQ(result.modules[1].inputs[0].port, 1);
+    EXPECT_EQ(result.modules[1].inputs[0].portName, "data");
+    const auto every =
+        std::find_if(result.modules[1].parameters.begin(), result.modules[1].parameters.end(),
+                     [](const RunParameter& one) { return one.name == "every"; });
+    ASSERT_NE(every, result.modules[1].parameters.end());
+    EXPECT_EQ(every->value, "3");
+    EXPECT_TRUE(every->given);
+    EXPECT_EQ(result.modules[0].version, "1.2.3");
+}
+
+TEST_F(JobRunnerTest, AFatalErrorWhilePreparingKeepsTheTracesFromFlowing)
+{
+    const RunResult result =
+        run("modules:\n"
+            "  - {name: read, module: host_source}\n"
+            "  - {name: no, module: host_filter, input: read, fault: refuse}\n"
+            "  - {name: write, module: host_sink, input: no, file: out.txt}\n");
+
+    EXPECT_TRUE(result.failed);
+    EXPECT_EQ(result.modules[0].statistics.tracesOut, 0);
+    EXPECT_THAT(heard, ::testing::Contains("0 calls")) << "post-processing has run";
+    EXPECT_THAT(tree.names(), IsEmpty()) << "the output was not given its name";
+}
+
+TEST_F(JobRunnerTest, ThousandsOfEqualMessagesAreHeardButNotAllKept)
+{
+    const RunResult result =
+        run("modules:\n"
+            "  - {name: read, module: host_source, traces: 10500}\n"
+            "  - {name: warn, module: host_filter, input: read, fault: warning}\n"
+            "  - {name: write, module: host_sink, input: warn}\n");
+
+    EXPECT_EQ(result.countOf(warningSeverity), 10000);
+    EXPECT_EQ(result.messagesLeftOut, 500);
+    EXPECT_GE(heard.size(), 10500u);
+    EXPECT_FALSE(result.failed);
+}
+
+TEST_F(JobRunnerTest, UnreadOutputsDoNotPileUp)
+{
+    const RunResult result =
+        run("modules:\n"
+            "  - {name: read, module: host_source, traces: 2000, samples: 1000}\n"
+            "  - {name: last, module: host_filter, input: read}\n");
+
+    EXPECT_EQ(result.modules[1].statistics.tracesIn, 2000);
+    EXPECT_EQ(result.modules[1].statistics.tracesOut, 2000);
+    EXPECT_LT(result.peakJobBytes, 100000);
+    EXPECT_EQ(result.modules.size(), 2u);
+}
+
+namespace {
+
+// Two sources, and a module that takes a trace of each.
+std::string joining(int first, int second, const std::string& more = "")
+{
+    return "modules:\n"
+           "  - {name: both, module: host_sink, inputs: [pass, right]}\n"
+           "  - {name: left, module: host_source, traces: " +
+           std::to_string(first) + more +
+           "}\n"
+           "  - {name: pass, module: host_filter, input: left}\n"
+           "  - {name: right, module: host_source, traces: " +
+           std::to_string(second) + "}\n";
+}
+
+} // namespace
+
+TEST_F(JobRunnerTest, ASourceThatCouldNotGiveEverythingIsToldOfOnce)
+{
+    const ExpectedLeaks leaks; // traces that nobody takes
+    const RunResult result = run(joining(480, 49));
+
+    EXPECT_FALSE(result.failed);
+    EXPECT_EQ(result.countOf(warningSeverity), 1);
+    const int64_t given = result.modules[1].statistics.tracesOut;
+    EXPECT_LT(given, 60);
+    EXPECT_THAT(heard, ::testing::Contains(
+                           "module \"left\" gave " + std::to_string(given) +
+                           " of the 480 traces that it announced: module \"both\", which ends with "
+                           "its shortest input, ended before its input did; what came after that "
+                           "is in no output"));
+}
+
+TEST_F(JobRunnerTest, SourcesThatGaveWhatTheyAnnouncedAreNotToldOf)
+{
+    const ExpectedLeaks leaks;
+    for (const std::string& job : {joining(49, 49), joining(480, 49, ", announce: no")}) {
+        const RunResult result = run(job);
+
+        EXPECT_EQ(result.countOf(warningSeverity), 0) << job;
+        EXPECT_FALSE(result.failed);
+    }
+}
+
+TEST_F(JobRunnerTest, AJobWithErrorsEndsWithTheseAlone)
+{
+    const RunResult result =
+        run("modules:\n"
+            "  - {name: read, module: host_source, traces: 50}\n"
+            "  - {name: no, module: host_filter, input: read, fault: fatal, fault_at: 5}\n"
+            "  - {name: write, module: host_sink, input: no}\n");
+
+    EXPECT_TRUE(result.failed);
+    EXPECT_LT(result.modules[0].statistics.tracesOut, 50);
+    EXPECT_EQ(result.countOf(warningSeverity), 0);
+}
+
+TEST_F(JobRunnerTest, TwoJobsInOneProcessDoNotMeet)
+{
+    run("modules:\n"
+        "  - {name: read, module: host_source}\n"
+        "  - {name: no, module: host_filter, input: read, fault: fatal}\n"
+        "  - {name: write, module: host_sink, input: no}\n");
+    const RunResult second = run(chain);
+
+    EXPECT_FALSE(second.failed);
+    EXPECT_EQ(second.sourceTraces, 50);
+    EXPECT_EQ(job().getMetaDataValue(0, "vorn.failed"), "");
+}

@@ -72,6 +72,11 @@ module vorn_knl
   public :: knl_define_trace_attribute, knl_is_trace_attribute_exist
   public :: knl_get_trace_attribute, knl_set_trace_attribute
 
+  ! Many trace attributes at once
+  public :: knl_bld_attribute_list, knl_free_attribute_list
+  public :: knl_get_attribute_list_size, knl_get_attribute_list_presence
+  public :: knl_get_trace_attributes, knl_set_trace_attributes
+
   ! Schema
   public :: knl_get_trace_attribute_type, knl_get_trace_attribute_dimension
   public :: knl_get_trace_attribute_description
@@ -1144,6 +1149,109 @@ module vorn_knl
     end subroutine
   end interface
 
+  ! Many trace attributes at once
+  interface
+    subroutine knl_raw_bldattributelist(names, count, list, istat, lnames) &
+        bind(C, name="knl_bldattributelist_")
+      import
+      character(kind=c_char), intent(in) :: names(*)
+      integer(c_int), intent(in) :: count
+      type(c_ptr), intent(out) :: list
+      integer(c_int), intent(out) :: istat
+      integer(c_int), value :: lnames
+    end subroutine
+    subroutine knl_raw_freeattributelist(list) bind(C, name="knl_freeattributelist_")
+      import
+      type(c_ptr), intent(inout) :: list
+    end subroutine
+    subroutine knl_raw_getattributelistsize(list, count) &
+        bind(C, name="knl_getattributelistsize_")
+      import
+      type(c_ptr), intent(in) :: list
+      integer(c_int), intent(out) :: count
+    end subroutine
+    subroutine knl_raw_getattributelistpresence(list, set, types, room, count) &
+        bind(C, name="knl_getattributelistpresence_")
+      import
+      type(c_ptr), intent(in) :: list, set
+      integer(c_int), intent(inout) :: types(*)
+      integer(c_int), intent(in) :: room
+      integer(c_int), intent(out) :: count
+    end subroutine
+    subroutine knl_raw_geti32traceattributes(list, set, trace, values, room, count) &
+        bind(C, name="knl_geti32traceattributes_")
+      import
+      type(c_ptr), intent(in) :: list, set
+      integer(c_int), intent(in) :: trace
+      integer(c_int), intent(inout) :: values(*)
+      integer(c_int), intent(in) :: room
+      integer(c_int), intent(out) :: count
+    end subroutine
+    subroutine knl_raw_geti64traceattributes(list, set, trace, values, room, count) &
+        bind(C, name="knl_geti64traceattributes_")
+      import
+      type(c_ptr), intent(in) :: list, set
+      integer(c_int), intent(in) :: trace
+      integer(c_int64_t), intent(inout) :: values(*)
+      integer(c_int), intent(in) :: room
+      integer(c_int), intent(out) :: count
+    end subroutine
+    subroutine knl_raw_getf32traceattributes(list, set, trace, values, room, count) &
+        bind(C, name="knl_getf32traceattributes_")
+      import
+      type(c_ptr), intent(in) :: list, set
+      integer(c_int), intent(in) :: trace
+      real(c_float), intent(inout) :: values(*)
+      integer(c_int), intent(in) :: room
+      integer(c_int), intent(out) :: count
+    end subroutine
+    subroutine knl_raw_getf64traceattributes(list, set, trace, values, room, count) &
+        bind(C, name="knl_getf64traceattributes_")
+      import
+      type(c_ptr), intent(in) :: list, set
+      integer(c_int), intent(in) :: trace
+      real(c_double), intent(inout) :: values(*)
+      integer(c_int), intent(in) :: room
+      integer(c_int), intent(out) :: count
+    end subroutine
+    subroutine knl_raw_seti32traceattributes(list, set, trace, values, room, count) &
+        bind(C, name="knl_seti32traceattributes_")
+      import
+      type(c_ptr), intent(in) :: list, set
+      integer(c_int), intent(in) :: trace
+      integer(c_int), intent(in) :: values(*)
+      integer(c_int), intent(in) :: room
+      integer(c_int), intent(out) :: count
+    end subroutine
+    subroutine knl_raw_seti64traceattributes(list, set, trace, values, room, count) &
+        bind(C, name="knl_seti64traceattributes_")
+      import
+      type(c_ptr), intent(in) :: list, set
+      integer(c_int), intent(in) :: trace
+      integer(c_int64_t), intent(in) :: values(*)
+      integer(c_int), intent(in) :: room
+      integer(c_int), intent(out) :: count
+    end subroutine
+    subroutine knl_raw_setf32traceattributes(list, set, trace, values, room, count) &
+        bind(C, name="knl_setf32traceattributes_")
+      import
+      type(c_ptr), intent(in) :: list, set
+      integer(c_int), intent(in) :: trace
+      real(c_float), intent(in) :: values(*)
+      integer(c_int), intent(in) :: room
+      integer(c_int), intent(out) :: count
+    end subroutine
+    subroutine knl_raw_setf64traceattributes(list, set, trace, values, room, count) &
+        bind(C, name="knl_setf64traceattributes_")
+      import
+      type(c_ptr), intent(in) :: list, set
+      integer(c_int), intent(in) :: trace
+      real(c_double), intent(in) :: values(*)
+      integer(c_int), intent(in) :: room
+      integer(c_int), intent(out) :: count
+    end subroutine
+  end interface
+
   ! Schema
   interface
     subroutine knl_raw_gettraceattributetype(name, value, lname) &
@@ -1649,6 +1757,27 @@ module vorn_knl
     module procedure set_i32_array_trace_attribute, set_i64_array_trace_attribute
     module procedure set_f32_array_trace_attribute, set_f64_array_trace_attribute
   end interface knl_set_trace_attribute
+
+  ! ---- Many trace attributes at once ----
+
+  !> Reads, or writes, the attributes of a list in one trace, in the order of the list.
+  !>
+  !>     call knl_get_trace_attributes(list, set, values, count [, trace])
+  !>     call knl_set_trace_attributes(list, set, values, count [, trace])
+  !>
+  !> `values` is an array of integers, 64-bit integers, reals or double precisions, converted as
+  !> knl_get_trace_attribute and knl_set_trace_attribute do; names of the list beyond its size are
+  !> left out. `trace` is the first one unless given. `count`: how many values were read or written.
+  !> Reading leaves the values alone that the set does not have; writing defines what is missing.
+  interface knl_get_trace_attributes
+    module procedure get_i32_trace_attributes, get_i64_trace_attributes
+    module procedure get_f32_trace_attributes, get_f64_trace_attributes
+  end interface knl_get_trace_attributes
+
+  interface knl_set_trace_attributes
+    module procedure set_i32_trace_attributes, set_i64_trace_attributes
+    module procedure set_f32_trace_attributes, set_f64_trace_attributes
+  end interface knl_set_trace_attributes
 
   ! ---- Resources ----
 
@@ -3003,6 +3132,144 @@ contains
           status, len_trim(name, c_int))
     end if
   end subroutine set_f64_array_trace_attribute
+
+  ! ---- Many trace attributes at once ----
+
+  !> A list of attribute names, for a module that reads or writes the same ones in every trace: one
+  !> call per trace then does for all of them. The list serves any number of trace sets, and notices
+  !> attributes that they come to have later. It ends with the module, unless it is freed before.
+  !> `status`: 0 done, 1 refused (no module is running); `list` is a null handle then.
+  subroutine knl_bld_attribute_list(names, list, status)
+    character(len=*), intent(in) :: names(:)
+    type(c_ptr), intent(out) :: list
+    integer(c_int), intent(out) :: status
+
+    call knl_raw_bldattributelist(names, size(names, kind=c_int), list, status, &
+        len(names, kind=c_int))
+  end subroutine knl_bld_attribute_list
+
+  !> Frees a list of attributes; the handle is null then.
+  subroutine knl_free_attribute_list(list)
+    type(c_ptr), intent(inout) :: list
+
+    call knl_raw_freeattributelist(list)
+  end subroutine knl_free_attribute_list
+
+  !> The number of names in a list of attributes.
+  subroutine knl_get_attribute_list_size(list, count)
+    type(c_ptr), intent(in) :: list
+    integer(c_int), intent(out) :: count
+
+    call knl_raw_getattributelistsize(list, count)
+  end subroutine knl_get_attribute_list_size
+
+  !> How a trace set stores the attributes of a list: `types(i)` is 0 when it does not have the i-th
+  !> one, 1 for a text, 2 and 3 for integers of 32 and 64 bits, 4 and 5 for reals of 32 and 64 bits,
+  !> 6 to 9 for arrays of these. `count`: how many of them it has.
+  subroutine knl_get_attribute_list_presence(list, set, types, count)
+    type(c_ptr), intent(in) :: list
+    type(c_ptr), intent(in) :: set
+    integer(c_int), intent(inout) :: types(:)
+    integer(c_int), intent(out) :: count
+
+    call knl_raw_getattributelistpresence(list, set, types, size(types, kind=c_int), count)
+  end subroutine knl_get_attribute_list_presence
+
+  subroutine get_i32_trace_attributes(list, set, values, count, trace)
+    type(c_ptr), intent(in) :: list
+    type(c_ptr), intent(in) :: set
+    integer(c_int), intent(inout) :: values(:)
+    integer(c_int), intent(out) :: count
+    integer(c_int), intent(in), optional :: trace
+
+    call knl_raw_geti32traceattributes(list, set, trace_or_first(trace), values, &
+        size(values, kind=c_int), count)
+  end subroutine get_i32_trace_attributes
+
+  subroutine get_i64_trace_attributes(list, set, values, count, trace)
+    type(c_ptr), intent(in) :: list
+    type(c_ptr), intent(in) :: set
+    integer(c_int64_t), intent(inout) :: values(:)
+    integer(c_int), intent(out) :: count
+    integer(c_int), intent(in), optional :: trace
+
+    call knl_raw_geti64traceattributes(list, set, trace_or_first(trace), values, &
+        size(values, kind=c_int), count)
+  end subroutine get_i64_trace_attributes
+
+  subroutine get_f32_trace_attributes(list, set, values, count, trace)
+    type(c_ptr), intent(in) :: list
+    type(c_ptr), intent(in) :: set
+    real(c_float), intent(inout) :: values(:)
+    integer(c_int), intent(out) :: count
+    integer(c_int), intent(in), optional :: trace
+
+    call knl_raw_getf32traceattributes(list, set, trace_or_first(trace), values, &
+        size(values, kind=c_int), count)
+  end subroutine get_f32_trace_attributes
+
+  subroutine get_f64_trace_attributes(list, set, values, count, trace)
+    type(c_ptr), intent(in) :: list
+    type(c_ptr), intent(in) :: set
+    real(c_double), intent(inout) :: values(:)
+    integer(c_int), intent(out) :: count
+    integer(c_int), intent(in), optional :: trace
+
+    call knl_raw_getf64traceattributes(list, set, trace_or_first(trace), values, &
+        size(values, kind=c_int), count)
+  end subroutine get_f64_trace_attributes
+
+  subroutine set_i32_trace_attributes(list, set, values, count, trace)
+    type(c_ptr), intent(in) :: list
+    type(c_ptr), intent(in) :: set
+    integer(c_int), intent(in) :: values(:)
+    integer(c_int), intent(out) :: count
+    integer(c_int), intent(in), optional :: trace
+
+    call knl_raw_seti32traceattributes(list, set, trace_or_first(trace), values, &
+        size(values, kind=c_int), count)
+  end subroutine set_i32_trace_attributes
+
+  subroutine set_i64_trace_attributes(list, set, values, count, trace)
+    type(c_ptr), intent(in) :: list
+    type(c_ptr), intent(in) :: set
+    integer(c_int64_t), intent(in) :: values(:)
+    integer(c_int), intent(out) :: count
+    integer(c_int), intent(in), optional :: trace
+
+    call knl_raw_seti64traceattributes(list, set, trace_or_first(trace), values, &
+        size(values, kind=c_int), count)
+  end subroutine set_i64_trace_attributes
+
+  subroutine set_f32_trace_attributes(list, set, values, count, trace)
+    type(c_ptr), intent(in) :: list
+    type(c_ptr), intent(in) :: set
+    real(c_float), intent(in) :: values(:)
+    integer(c_int), intent(out) :: count
+    integer(c_int), intent(in), optional :: trace
+
+    call knl_raw_setf32traceattributes(list, set, trace_or_first(trace), values, &
+        size(values, kind=c_int), count)
+  end subroutine set_f32_trace_attributes
+
+  subroutine set_f64_trace_attributes(list, set, values, count, trace)
+    type(c_ptr), intent(in) :: list
+    type(c_ptr), intent(in) :: set
+    real(c_double), intent(in) :: values(:)
+    integer(c_int), intent(out) :: count
+    integer(c_int), intent(in), optional :: trace
+
+    call knl_raw_setf64traceattributes(list, set, trace_or_first(trace), values, &
+        size(values, kind=c_int), count)
+  end subroutine set_f64_trace_attributes
+
+  pure function trace_or_first(trace) result(number)
+    integer(c_int), intent(in), optional :: trace
+    integer(c_int) :: number
+
+    number = 1
+    if (present(trace)) number = trace
+  end function trace_or_first
 
   ! ---- Schema ----
 

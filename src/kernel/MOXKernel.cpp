@@ -12,15 +12,19 @@
 #include "ModuleEntity.h"
 #include "SeisTrace.h"
 #include "SeisTraceSet.h"
+#include "TraceAttributeList.h"
 #include "metadataprovider.h"
 
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
+#include <climits>
 #include <cstring>
 #include <functional>
 #include <memory>
+#include <span>
 #include <string_view>
 #include <utility>
 
@@ -301,6 +305,54 @@ int setDataChannelFlag(void* trace, int flag)
     tell<SeisTraceSet>(trace, &SeisTraceSet::setDataChannelFlag, flag);
     return oneOrZero(trace == nullptr);
 }
+
+// ------------------------------------------------------------------ many trace attributes at once
+
+void* bldAttributeList(const char* const* names, int count)
+{
+    ModuleEntity* module = job().getActiveModule();
+    if (module == nullptr || count < 0 || (names == nullptr && count > 0))
+        return nullptr;
+    std::vector<std::string> texts;
+    for (int i = 0; i < count; ++i)
+        texts.push_back(text(names[i]));
+    return module->attributeLists
+        .emplace_back(std::make_unique<TraceAttributeList>(*module, std::move(texts)))
+        .get();
+}
+
+void freeAttributeList(void* list)
+{
+    if (list == nullptr)
+        return;
+    auto& lists = static_cast<TraceAttributeList*>(list)->getOwner().attributeLists;
+    std::erase_if(lists, [list](const auto& one) { return one.get() == list; });
+}
+
+int getAttributeListSize(void* list)
+{
+    return ask<TraceAttributeList>(list, 0, &TraceAttributeList::getSize);
+}
+
+int getAttributeListPresence(void* list, void* traceSet, int* types)
+{
+    return families::countPresent(list, traceSet, types, getAttributeListSize(list));
+}
+
+// As many values as the list has names.
+constexpr int everyName = INT_MAX;
+
+// clang-format off
+int getTraceAttributes(void* list, void* traceSet, int traceNo, int* values)     { return families::getAttributes(list, traceSet, traceNo, values, everyName); }
+int getTraceAttributes(void* list, void* traceSet, int traceNo, int64_t* values) { return families::getAttributes(list, traceSet, traceNo, values, everyName); }
+int getTraceAttributes(void* list, void* traceSet, int traceNo, float* values)   { return families::getAttributes(list, traceSet, traceNo, values, everyName); }
+int getTraceAttributes(void* list, void* traceSet, int traceNo, double* values)  { return families::getAttributes(list, traceSet, traceNo, values, everyName); }
+
+int setTraceAttributes(void* list, void* traceSet, int traceNo, const int* values)     { return families::setAttributes(list, traceSet, traceNo, values, everyName); }
+int setTraceAttributes(void* list, void* traceSet, int traceNo, const int64_t* values) { return families::setAttributes(list, traceSet, traceNo, values, everyName); }
+int setTraceAttributes(void* list, void* traceSet, int traceNo, const float* values)   { return families::setAttributes(list, traceSet, traceNo, values, everyName); }
+int setTraceAttributes(void* list, void* traceSet, int traceNo, const double* values)  { return families::setAttributes(list, traceSet, traceNo, values, everyName); }
+// clang-format on
 
 // -------------------------------------------------------------------------- libraries and groups
 
@@ -586,6 +638,53 @@ bool fetchTraceAttribute(void* traceSet, const char* key, int traceNo, UniVar& v
     return ask<SeisTraceSet>(traceSet, false, &SeisTraceSet::fetchAttribute, text(key), traceNo,
                              value);
 }
+
+namespace {
+
+// The first `count` of them, and no more than the list has names.
+template <typename T>
+std::span<T> valuesFor(TraceAttributeList& list, T* values, int count)
+{
+    return {values, static_cast<std::size_t>(std::clamp(count, 0, list.getSize()))};
+}
+
+} // namespace
+
+int countPresent(void* list, void* traceSet, int* types, int count)
+{
+    if (list == nullptr || traceSet == nullptr)
+        return 0;
+    auto& attributes = *static_cast<TraceAttributeList*>(list);
+    return attributes.countPresent(*traceSetOf(traceSet), types,
+                                   valuesFor(attributes, types, count).size());
+}
+
+template <typename T>
+int getAttributes(void* list, void* traceSet, int traceNo, T* values, int count)
+{
+    if (list == nullptr || traceSet == nullptr)
+        return 0;
+    auto& attributes = *static_cast<TraceAttributeList*>(list);
+    return attributes.get(*traceSetOf(traceSet), traceNo, valuesFor(attributes, values, count));
+}
+
+template <typename T>
+int setAttributes(void* list, void* traceSet, int traceNo, const T* values, int count)
+{
+    if (list == nullptr || traceSet == nullptr)
+        return 0;
+    auto& attributes = *static_cast<TraceAttributeList*>(list);
+    return attributes.set(*traceSetOf(traceSet), traceNo, valuesFor(attributes, values, count));
+}
+
+template int getAttributes(void*, void*, int, int*, int);
+template int getAttributes(void*, void*, int, int64_t*, int);
+template int getAttributes(void*, void*, int, float*, int);
+template int getAttributes(void*, void*, int, double*, int);
+template int setAttributes(void*, void*, int, const int*, int);
+template int setAttributes(void*, void*, int, const int64_t*, int);
+template int setAttributes(void*, void*, int, const float*, int);
+template int setAttributes(void*, void*, int, const double*, int);
 
 int setModuleStructResource(const char* attKey, const void* bytes, int size)
 {

@@ -127,6 +127,46 @@ VORN_EXPORT int getDataChannelFlag(void* trace);
 VORN_EXPORT int setDataChannelFlag(void* trace, int flag);
 /// @}
 
+/// @name Many trace attributes at once
+/// For modules that read or write the same names in every trace. A list holds the names, looks up
+/// their places in a trace set once, and looks them up again when the set's layout has changed. It
+/// serves any number of trace sets. Values, conversions and traces that are made are those of the
+/// functions by name, called for one name after the other. A null handle gives 0.
+/// @{
+
+/// A list of `count` names, in this order; a name may stand in it more than once. Null when no
+/// module is running, for a negative count and for null `names` with a count above 0. It belongs to
+/// the running module and ends with it, unless it is freed before.
+VORN_EXPORT void* bldAttributeList(const char* const* names, int count);
+/// Frees a list; null is accepted.
+VORN_EXPORT void freeAttributeList(void* list);
+/// The number of names.
+VORN_EXPORT int getAttributeListSize(void* list);
+/// How many of the names the set has. `types` (unless null; room for all names) gets the type under
+/// which the set stores each, as a number of traceAttVarType: 0 when it does not have it, 1 text, 2
+/// and 3 integers of 32 and 64 bits, 4 and 5 floats of 32 and 64 bits, 6 to 9 arrays of these.
+VORN_EXPORT int getAttributeListPresence(void* list, void* traceSet, int* types);
+/// Reads all attributes of trace `traceNo` that the set has into `values`, by their places in the
+/// list; the other values stay as they are. Returns how many were read: 0 for a negative number.
+VORN_EXPORT int getTraceAttributes(void* list, void* traceSet, int traceNo, int* values);
+/// See above.
+VORN_EXPORT int getTraceAttributes(void* list, void* traceSet, int traceNo, int64_t* values);
+/// See above.
+VORN_EXPORT int getTraceAttributes(void* list, void* traceSet, int traceNo, float* values);
+/// See above.
+VORN_EXPORT int getTraceAttributes(void* list, void* traceSet, int traceNo, double* values);
+/// Writes all attributes of trace `traceNo`, making attributes and trace where they are missing.
+/// Returns how many were written: all, or 0 when there is no such trace (a negative number, a trace
+/// that was moved away).
+VORN_EXPORT int setTraceAttributes(void* list, void* traceSet, int traceNo, const int* values);
+/// See above.
+VORN_EXPORT int setTraceAttributes(void* list, void* traceSet, int traceNo, const int64_t* values);
+/// See above.
+VORN_EXPORT int setTraceAttributes(void* list, void* traceSet, int traceNo, const float* values);
+/// See above.
+VORN_EXPORT int setTraceAttributes(void* list, void* traceSet, int traceNo, const double* values);
+/// @}
+
 /// @name Libraries and groups
 /// A null handle gives 0 or an empty value, except where said. `num` is the row of a group.
 /// @{

@@ -166,6 +166,24 @@ int knl_setF32ArrayTraceAttribute(void* trace, const char* attKey, const float* 
 int knl_setF64ArrayTraceAttribute(void* trace, const char* attKey, const double* var, int size)  { return setArray(AttributeOfTrace{trace, attKey, 0}, var, size); }
 int knl_setStrTraceAttribute(void* trace, const char* attKey, const char* var)                   { return setText(AttributeOfTrace{trace, attKey, 0}, var); }
 
+// ------------------------------------------------------------------ many trace attributes at once
+
+int knl_bldAttributeList(const char* const* names, int count, void** list) { return writeHandle(bldAttributeList(names, count), list); }
+void knl_freeAttributeList(void* list)                                     { freeAttributeList(list); }
+int knl_getAttributeListSize(void* list)                                   { return getAttributeListSize(list); }
+
+int knl_getAttributeListPresence(void* list, void* traceSet, int* types) { return getAttributeListPresence(list, traceSet, types); }
+
+int knl_getI32TraceAttributes(void* list, void* traceSet, int traceNo, int* values)     { return getTraceAttributes(list, traceSet, traceNo, values); }
+int knl_getI64TraceAttributes(void* list, void* traceSet, int traceNo, int64_t* values) { return getTraceAttributes(list, traceSet, traceNo, values); }
+int knl_getF32TraceAttributes(void* list, void* traceSet, int traceNo, float* values)   { return getTraceAttributes(list, traceSet, traceNo, values); }
+int knl_getF64TraceAttributes(void* list, void* traceSet, int traceNo, double* values)  { return getTraceAttributes(list, traceSet, traceNo, values); }
+
+int knl_setI32TraceAttributes(void* list, void* traceSet, int traceNo, const int* values)     { return setTraceAttributes(list, traceSet, traceNo, values); }
+int knl_setI64TraceAttributes(void* list, void* traceSet, int traceNo, const int64_t* values) { return setTraceAttributes(list, traceSet, traceNo, values); }
+int knl_setF32TraceAttributes(void* list, void* traceSet, int traceNo, const float* values)   { return setTraceAttributes(list, traceSet, traceNo, values); }
+int knl_setF64TraceAttributes(void* list, void* traceSet, int traceNo, const double* values)  { return setTraceAttributes(list, traceSet, traceNo, values); }
+
 // ------------------------------------------------------------------------------ attribute schema
 
 int knl_getTraceAttributeType(const char* trAttDefName, int* trAttDefType)     { return writeCode(getTraceAttributeType(trAttDefName), trAttDefType); }

@@ -56,6 +56,16 @@ bool fetchTraceAttribute(void* traceSet, const char* key, int traceNo, UniVar& v
 /// is shorter. The set's trace length where the trace has no samples; 0 for a null handle.
 int getTraceSampleCount(void* traceSet, int traceNo);
 
+/// @name Lists of attributes
+/// As the facade's functions of these names, for the first `count` names of the list at most.
+/// @{
+int countPresent(void* list, void* traceSet, int* types, int count);
+template <typename T>
+int getAttributes(void* list, void* traceSet, int traceNo, T* values, int count);
+template <typename T>
+int setAttributes(void* list, void* traceSet, int traceNo, const T* values, int count);
+/// @}
+
 // clang-format off
 inline traceAttVarType headerType(const int*)     { return int32AttType; }
 inline traceAttVarType headerType(const int64_t*) { return int64AttType; }

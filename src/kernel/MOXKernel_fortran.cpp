@@ -19,6 +19,7 @@
 #include <cstring>
 #include <string>
 #include <string_view>
+#include <vector>
 
 using namespace families;
 
@@ -116,6 +117,17 @@ int getPaddedText(const Source& source, char* out, int length)
     return getWith(source, [out, length](const UniVar& value) {
         c2fcpy(value.getStrValue().substr(0, longest).c_str(), out, length);
     });
+}
+
+// The names stand one behind the other, padded to one length.
+int buildList(const char* names, int count, int length, void** list)
+{
+    std::vector<Name> texts;
+    std::vector<const char*> addresses;
+    for (int i = 0; i < count; ++i)
+        texts.emplace_back(names + static_cast<std::ptrdiff_t>(i) * std::max(length, 0), length);
+    addresses.assign(texts.begin(), texts.end());
+    return knl_bldAttributeList(addresses.data(), count, list);
 }
 
 int readGeometry(void* traceSet, int (*get)(void*), int* out)
@@ -420,6 +432,35 @@ void knl_msetf64arraytraceattribute_(void** trace, const char* attKey, double** 
 { *istat = setArray(AttributeOfTrace{*trace, Name(attKey, lattKey), zeroBased(traceno)}, *var, *size); }
 void knl_msetstringtraceattribute_(void** trace, const char* attKey, const char* var, int* traceno, int* istat, int lattKey)
 { *istat = setText(AttributeOfTrace{*trace, Name(attKey, lattKey), zeroBased(traceno)}, var); }
+
+// ------------------------------------------------------------------ many trace attributes at once
+
+void knl_bldattributelist_(const char* names, int* count, void** list, int* istat, int lnames)
+{ *istat = buildList(names, *count, lnames, list); }
+void knl_freeattributelist_(void** list)
+{ knl_freeAttributeList(*list); *list = nullptr; }
+void knl_getattributelistsize_(void** list, int* size)
+{ *size = knl_getAttributeListSize(*list); }
+void knl_getattributelistpresence_(void** list, void** trace, int* types, int* size, int* count)
+{ *count = countPresent(*list, *trace, types, *size); }
+
+void knl_geti32traceattributes_(void** list, void** trace, int* traceno, int* values, int* size, int* count)
+{ *count = getAttributes(*list, *trace, zeroBased(traceno), values, *size); }
+void knl_geti64traceattributes_(void** list, void** trace, int* traceno, int64_t* values, int* size, int* count)
+{ *count = getAttributes(*list, *trace, zeroBased(traceno), values, *size); }
+void knl_getf32traceattributes_(void** list, void** trace, int* traceno, float* values, int* size, int* count)
+{ *count = getAttributes(*list, *trace, zeroBased(traceno), values, *size); }
+void knl_getf64traceattributes_(void** list, void** trace, int* traceno, double* values, int* size, int* count)
+{ *count = getAttributes(*list, *trace, zeroBased(traceno), values, *size); }
+
+void knl_seti32traceattributes_(void** list, void** trace, int* traceno, int* values, int* size, int* count)
+{ *count = setAttributes(*list, *trace, zeroBased(traceno), static_cast<const int*>(values), *size); }
+void knl_seti64traceattributes_(void** list, void** trace, int* traceno, int64_t* values, int* size, int* count)
+{ *count = setAttributes(*list, *trace, zeroBased(traceno), static_cast<const int64_t*>(values), *size); }
+void knl_setf32traceattributes_(void** list, void** trace, int* traceno, float* values, int* size, int* count)
+{ *count = setAttributes(*list, *trace, zeroBased(traceno), static_cast<const float*>(values), *size); }
+void knl_setf64traceattributes_(void** list, void** trace, int* traceno, double* values, int* size, int* count)
+{ *count = setAttributes(*list, *trace, zeroBased(traceno), static_cast<const double*>(values), *size); }
 
 // ------------------------------------------------------------------------------ attribute schema
 

@@ -3,6 +3,7 @@
 #include "DataChannel.h"
 #include "JobManager.h"
 #include "SeisTraceSet.h"
+#include "TraceAttributeList.h"
 
 #include <algorithm>
 #include <cstdlib>

@@ -18,6 +18,7 @@
 
 class DataChannel;
 class SeisTraceSet;
+class TraceAttributeList;
 
 /// A module's entry point. It finds everything by calling back into the kernel; what it returns is
 /// ignored.
@@ -67,6 +68,8 @@ public:
         producersToAsk; ///< the scheduler's list while it looks at the inputs
     /// Blocks behind resources that were copied in for the module, by resource name.
     std::map<std::string, std::unique_ptr<unsigned char[]>> structResources;
+    /// Lists of attributes that the module has had made; it frees them, or they end with it.
+    std::vector<std::unique_ptr<TraceAttributeList>> attributeLists;
 
     /// A module without library, channels or counts.
     explicit ModuleEntity(const std::string& name = std::string());

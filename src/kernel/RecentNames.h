@@ -12,6 +12,30 @@
 #include <string>
 #include <string_view>
 
+/// Whether two names are equal. Short ones are compared in two words, which may overlap: a call for
+/// a dozen bytes takes longer than the comparison.
+inline bool isSameName(const std::string& known, std::string_view name)
+{
+    if (known.size() != name.size())
+        return false;
+    const auto areSameEnds = [&known, name](auto word) {
+        const std::size_t last = name.size() - sizeof word;
+        const auto wordAt = [&word](const char* from) {
+            std::memcpy(&word, from, sizeof word);
+            return word;
+        };
+        return wordAt(known.data()) == wordAt(name.data()) &&
+               wordAt(known.data() + last) == wordAt(name.data() + last);
+    };
+    if (name.size() >= 4 && name.size() <= 8)
+        return areSameEnds(uint32_t{});
+    if (name.size() > 8 && name.size() <= 16)
+        return areSameEnds(uint64_t{});
+    if (name.size() == 2 || name.size() == 3)
+        return areSameEnds(uint16_t{});
+    return known == name;
+}
+
 /// Remembers where the names that were looked up last stand in one map. Modules ask for the same
 /// few names trace after trace; a comparison finds them again, where the tree takes a comparison at
 /// every level.
@@ -40,7 +64,7 @@ public:
             knownLast = last;
         }
         Entry*& place = places[placeOf(name)];
-        if (place != nullptr && isSame(place->first, name))
+        if (place != nullptr && isSameName(place->first, name))
             return &place->second;
         const auto found = map.find(std::string(name));
         if (found == map.end())
@@ -62,30 +86,6 @@ private:
             return 0;
         const auto letter = [&](std::size_t i) { return static_cast<unsigned char>(name[i]); };
         return (size * 5 + letter(size - 1) * 3u + letter(size / 2) * 7u + letter(0)) % placesKept;
-    }
-
-    // Short names in two words, which may overlap: a call for a dozen bytes takes longer than they.
-    static bool isSame(const std::string& known, std::string_view name)
-    {
-        if (known.size() != name.size())
-            return false;
-        if (name.size() >= 4 && name.size() <= 8)
-            return areSameEnds<uint32_t>(known.data(), name);
-        if (name.size() > 8 && name.size() <= 16)
-            return areSameEnds<uint64_t>(known.data(), name);
-        return known == name;
-    }
-
-    template <typename Word>
-    static bool areSameEnds(const char* known, std::string_view name)
-    {
-        const auto word = [](const char* from) {
-            Word bytes;
-            std::memcpy(&bytes, from, sizeof bytes);
-            return bytes;
-        };
-        const std::size_t last = name.size() - sizeof(Word);
-        return word(known) == word(name.data()) && word(known + last) == word(name.data() + last);
     }
 
     static constexpr std::size_t placesKept = 64;

@@ -28,8 +28,9 @@
  * - **Arrays in** are copied by the kernel. **Arrays out** are kernel memory, handed out as
  *   pointer and count: they stay valid until the entry point returns, however many are asked for,
  *   and the module never frees them.
- * - **Handles** are `void*`: a trace set (input, output or work buffer), a library or a group.
- *   They are made by this interface only and never freed by the module. On a null handle, getters
+ * - **Handles** are `void*`: a trace set (input, output or work buffer), a library, a group or a
+ *   list of attributes. They are made by this interface only; the module may free lists of
+ *   attributes, and nothing else. On a null handle, getters
  *   of trace sets and groups find nothing, setters do nothing, and the result is the one stated
  *   for "absent" or "refused"; any other address that is no handle is a programming error.
  * - **Numbers count from zero**: channels, work buffers, traces, rows of a group. Sample intervals
@@ -269,6 +270,77 @@ int knl_setI64ArrayTraceAttribute(void* trace, const char* attKey, const int64_t
 int knl_setF32ArrayTraceAttribute(void* trace, const char* attKey, const float* var, int size);
 int knl_setF64ArrayTraceAttribute(void* trace, const char* attKey, const double* var, int size);
 int knl_setStrTraceAttribute(void* trace, const char* attKey, const char* var);
+/** @} */
+
+/* ------------------------------------------------------------- many trace attributes at once */
+
+/** Makes a list of attribute names, for a module that reads or writes the same ones in every trace:
+ * the functions below then take one call per trace instead of one per name. A list serves any
+ * number of trace sets. It looks the names up when a set is used first, and again when the set's
+ * layout has changed: attributes may be defined before the list is made or after. One call looks at
+ * all names; where only a few change, another list of these few is quicker.
+ *
+ * @param names      attribute names, copied; a name may stand in the list more than once
+ * @param count      number of names
+ * @param[out] list  the list's handle, null on failure; always written. It belongs to the running
+ *                   module and ends with it, unless the module frees it before
+ * @return 0 on success; 1 when no module is running, when `count` is negative, or when `names` is
+ *         null and `count` is not 0
+ */
+int knl_bldAttributeList(const char* const* names, int count, void** list);
+
+/** Frees a list; a null handle is accepted. */
+void knl_freeAttributeList(void* list);
+
+/** The number of names in a list; 0 for a null handle. */
+int knl_getAttributeListSize(void* list);
+
+/** Which of a list's attributes a trace set has.
+ *
+ * @param list        list handle
+ * @param traceSet    trace set handle
+ * @param[out] types  room for one number per name, or null. The type under which the set stores the
+ *                    attribute: 0 when it does not have it, 1 text, 2 and 3 integers of 32 and 64
+ *                    bits, 4 and 5 floats of 32 and 64 bits, 6 to 9 arrays of these four; not
+ *                    written when a handle is null
+ * @return how many of the names the set has; 0 when a handle is null
+ */
+int knl_getAttributeListPresence(void* list, void* traceSet, int* types);
+
+/** Read the attributes of a list from trace `traceNo` (from 0) of a trace set.
+ *
+ * @param list         list handle
+ * @param traceSet     trace set handle
+ * @param traceNo      trace; a missing one is made, unless the set has none of the attributes
+ * @param[out] values  room for one value per name, in the order of the list. Each is what the
+ *                     function by name of the same type gives, converted as there; the values of
+ *                     attributes that the set does not have stay as they are
+ * @return how many values were written, which is how many of the attributes the set has; 0 when a
+ *         handle is null or `traceNo` is negative
+ */
+/** @{ */
+int knl_getI32TraceAttributes(void* list, void* traceSet, int traceNo, int* values);
+int knl_getI64TraceAttributes(void* list, void* traceSet, int traceNo, int64_t* values);
+int knl_getF32TraceAttributes(void* list, void* traceSet, int traceNo, float* values);
+int knl_getF64TraceAttributes(void* list, void* traceSet, int traceNo, double* values);
+/** @} */
+
+/** Write the attributes of a list to trace `traceNo` (from 0) of a trace set. Attributes that the
+ * set does not have are defined, in the order of the list, and the trace is made where it is
+ * missing, as the functions by name do one after the other.
+ *
+ * @param list      list handle
+ * @param traceSet  trace set handle
+ * @param traceNo   trace
+ * @param values    one value per name, in the order of the list, converted to the attribute's type
+ * @return how many values were written: all of them, or 0 when a handle is null, `traceNo` is
+ *         negative or the trace was moved away
+ */
+/** @{ */
+int knl_setI32TraceAttributes(void* list, void* traceSet, int traceNo, const int* values);
+int knl_setI64TraceAttributes(void* list, void* traceSet, int traceNo, const int64_t* values);
+int knl_setF32TraceAttributes(void* list, void* traceSet, int traceNo, const float* values);
+int knl_setF64TraceAttributes(void* list, void* traceSet, int traceNo, const double* values);
 /** @} */
 
 /* -------------------------------------------------------------------------- attribute schema */

@@ -11,8 +11,8 @@
  *   fixed so: knl_OpenFile() and knl_istracebufferusescratch().
  * - **Arguments** are passed by address. `istat`, `ret` and whatever is marked `[out]` is written,
  *   everything else only read.
- * - **Handles** (trace set, library, group) are `void**`: the address of the caller's 8-byte
- *   variable that holds the handle. Functions that obtain a handle write it there.
+ * - **Handles** (trace set, library, group, list of attributes) are `void**`: the address of the
+ * caller's 8-byte variable that holds the handle. Functions that obtain a handle write it there.
  * - **Hidden lengths**: one `int` by value for each character argument, behind all others, in
  *   their order. gfortran passes these lengths in 8 bytes where an `int` is declared here. That is
  *   safe where arguments of either size take one register or one 8-byte place on the stack, with
@@ -425,6 +425,54 @@ void knl_msetf64arraytraceattribute_(void** trace, const char* attKey, double** 
                                      int* traceno, int* istat, int lattKey);
 void knl_msetstringtraceattribute_(void** trace, const char* attKey, const char* var, int* traceno,
                                    int* istat, int lattKey);
+/** @} */
+
+/* ------------------------------------------------------------- many trace attributes at once */
+
+/** Makes a list of `*count` attribute names, an array of texts of equal length (`lnames`), which
+ * are read like any name. `*istat` is 0 on success, else 1, and `*list` null then.
+ */
+void knl_bldattributelist_(const char* names, int* count, void** list, int* istat, int lnames);
+
+/** Frees a list and sets the caller's handle to null. */
+void knl_freeattributelist_(void** list);
+
+/** `*size` is the number of names in a list; 0 for a null handle. */
+void knl_getattributelistsize_(void** list, int* size);
+
+/** Which of a list's attributes a trace set has.
+ *
+ * @param[out] types  types as knl_getAttributeListPresence() gives them, of the first `*size` names
+ * @param size        room at `types`
+ * @param[out] count  how many of these names the set has
+ */
+void knl_getattributelistpresence_(void** list, void** trace, int* types, int* size, int* count);
+
+/** Read, or write, the attributes of a list in trace `*traceno` (from 1).
+ *
+ * @param values      one value per name, in the order of the list; reading leaves those alone that
+ *                    the set does not have
+ * @param size        number of elements at `values`: names of the list beyond it are left out
+ * @param[out] count  how many values were read or written; 0 when a handle is null or the trace
+ *                    number is below 1
+ */
+/** @{ */
+void knl_geti32traceattributes_(void** list, void** trace, int* traceno, int* values, int* size,
+                                int* count);
+void knl_geti64traceattributes_(void** list, void** trace, int* traceno, int64_t* values, int* size,
+                                int* count);
+void knl_getf32traceattributes_(void** list, void** trace, int* traceno, float* values, int* size,
+                                int* count);
+void knl_getf64traceattributes_(void** list, void** trace, int* traceno, double* values, int* size,
+                                int* count);
+void knl_seti32traceattributes_(void** list, void** trace, int* traceno, int* values, int* size,
+                                int* count);
+void knl_seti64traceattributes_(void** list, void** trace, int* traceno, int64_t* values, int* size,
+                                int* count);
+void knl_setf32traceattributes_(void** list, void** trace, int* traceno, float* values, int* size,
+                                int* count);
+void knl_setf64traceattributes_(void** list, void** trace, int* traceno, double* values, int* size,
+                                int* count);
 /** @} */
 
 /* -------------------------------------------------------------------------- attribute schema */

@@ -179,9 +179,9 @@ TEST_P(TraceInterfaceJobTest, UsesAttributesBuffersAndTraceSets)
 }
 
 INSTANTIATE_TEST_SUITE_P(Languages, TraceInterfaceJobTest,
-                         testing::Values(InterfaceModule{"knl_c_traces", 121},
-                                         InterfaceModule{"knl_fortran_traces", 156},
-                                         InterfaceModule{"modern_traces", 113}),
+                         testing::Values(InterfaceModule{"knl_c_traces", 145},
+                                         InterfaceModule{"knl_fortran_traces", 175},
+                                         InterfaceModule{"modern_traces", 132}),
                          testing::PrintToStringParamName());
 
 // -- Services

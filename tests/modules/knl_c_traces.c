@@ -84,6 +84,49 @@ static void read_attributes(void* set)
     CHECK_TEXT("some text", text);
 }
 
+static void use_lists(void* set)
+{
+    const char* const names[] = {"i32", "absent", "i64", "f32", "f64"};
+    const char* const numbers[] = {"i32", "f64"};
+    const int i32s[2] = {7, -8};
+    const int64_t i64s[2] = {1L << 40, 9};
+    const float f32s[2] = {1.5f, 2.5f};
+    const double f64s[2] = {3, 0.1};
+    int i32[5] = {-7, -7, -7, -7, -7}, types[5];
+    int64_t i64[5] = {-7, -7, -7, -7, -7};
+    float f32[5] = {-7, -7, -7, -7, -7};
+    double f64[5] = {-7, -7, -7, -7, -7};
+    void* list;
+    void* pair;
+
+    CHECK_INT(0, knl_bldAttributeList(names, 5, &list));
+    CHECK_INT(5, knl_getAttributeListSize(list));
+    CHECK_INT(4, knl_getAttributeListPresence(list, set, types));
+    CHECK(types[0] == 2 && types[1] == 0 && types[2] == 3 && types[3] == 4 && types[4] == 5);
+    CHECK_INT(4, knl_getI32TraceAttributes(list, set, 0, i32));
+    CHECK(i32[0] == 42 && i32[1] == -7 && i32[2] == 0 && i32[3] == 1 && i32[4] == 0);
+    CHECK_INT(4, knl_getI64TraceAttributes(list, set, 0, i64));
+    CHECK(i64[0] == 42 && i64[1] == -7 && i64[2] == 1L << 40 && i64[3] == 1);
+    CHECK_INT(4, knl_getF32TraceAttributes(list, set, 0, f32));
+    CHECK(f32[0] == 42 && f32[1] == -7 && f32[3] == 1.5f && f32[4] == 0.1f);
+    CHECK_INT(4, knl_getF64TraceAttributes(list, set, 0, f64));
+    CHECK(f64[0] == 42 && f64[1] == -7 && f64[3] == 1.5 && f64[4] == 0.1);
+    CHECK_INT(0, knl_getI32TraceAttributes(list, set, -1, i32));
+
+    CHECK_INT(0, knl_bldAttributeList(numbers, 2, &pair));
+    CHECK_INT(2, knl_setI64TraceAttributes(pair, set, 1, i64s));
+    CHECK_INT(2, knl_setF32TraceAttributes(pair, set, 1, f32s));
+    CHECK_INT(2, knl_getF64TraceAttributes(pair, set, 1, f64));
+    CHECK(f64[0] == 1 && f64[1] == 2.5);
+    CHECK_INT(2, knl_setI32TraceAttributes(pair, set, 0, i32s));
+    CHECK_INT(2, knl_getF64TraceAttributes(pair, set, 0, f64));
+    CHECK(f64[0] == 7 && f64[1] == -8);
+    CHECK_INT(2, knl_setF64TraceAttributes(pair, set, 0, f64s));
+    CHECK_INT(2, knl_getF64TraceAttributes(pair, set, 0, f64));
+    CHECK(f64[0] == 3 && f64[1] == 0.1);
+    knl_freeAttributeList(pair); /* the other one ends with the module */
+}
+
 static void find_buffers(void)
 {
     int here;
@@ -207,6 +250,7 @@ int preprocess_(void)
     knl_getWorkTraceBuffer(&set, 3);
     write_attributes(set);
     read_attributes(set);
+    use_lists(set);
     knl_getWorkTraceBuffer(&set, 4);
     change_geometry(set);
     knl_setI32TraceAttribute(set, "i32", 42);

@@ -9,7 +9,7 @@ module modern_trace_checks
   use vorn_knl
   implicit none
   private
-  public :: query_schema, write_attributes, read_attributes, find_buffers, build_buffers
+  public :: query_schema, write_attributes, read_attributes, use_lists, find_buffers, build_buffers
   public :: change_geometry, use_samples, copy_traces, flag_traces, flag_channel, pass_trace_on
 
   integer(c_int64_t), parameter :: big = 1099511627776_c_int64_t ! 2 to the power of 40
@@ -155,6 +155,58 @@ contains
     call knl_get_trace_attribute(set, 'i32', i32s, status)
     call check(status == 0 .and. all(i32s == -7), 'i32 as an array')
   end subroutine read_attributes
+
+  subroutine use_lists(set)
+    type(c_ptr), intent(in) :: set
+    type(c_ptr) :: list
+    integer(c_int) :: status, count, types(5), i32(5)
+    integer(c_int64_t) :: i64(5)
+    real(c_float) :: f32(10)
+    real(c_double) :: f64(5)
+
+    call knl_bld_attribute_list([character(len=8) :: 'i32', 'absent', 'i64', 'f32', 'f64'], list, &
+        status)
+    call check_int(0, status, 'status of making a list')
+    call knl_get_attribute_list_size(list, count)
+    call check_int(5, count, 'names of the list')
+    call knl_get_attribute_list_presence(list, set, types, count)
+    call check_int(4, count, 'attributes that the set has')
+    call check(all(types == [2, 0, 3, 4, 5]), 'types of the attributes of a list')
+    i32 = -7
+    call knl_get_trace_attributes(list, set, i32, count)
+    call check_int(4, count, 'integers read')
+    call check(all(i32 == [42, -7, 0, 1, 0]), 'integers of a list')
+    i64 = -7
+    call knl_get_trace_attributes(list, set, i64(:3), count, 2)
+    call check_int(2, count, '64-bit integers read')
+    call check(i64(1) == 42 .and. i64(2) == -7 .and. i64(3) == big .and. i64(4) == -7, &
+        '64-bit integers of a list')
+    f32 = -7
+    call knl_get_trace_attributes(list, set, f32(::2), count)
+    call check_int(4, count, 'reals read')
+    call check(all(f32([1, 2, 3, 7]) == [42.0, -7.0, -7.0, 1.5]), 'reals of a list')
+    f64 = -7
+    call knl_get_trace_attributes(list, set, f64, count, 1)
+    call check_int(4, count, 'double precisions read')
+    call check_real(0.1_c_double, f64(5), 'double precision of a list')
+    call knl_get_trace_attributes(list, set, f64, count, 0)
+    call check_int(0, count, 'values read of trace 0')
+
+    call knl_set_trace_attributes(list, set, [1], count, 3)
+    call check_int(1, count, 'integers written')
+    call knl_set_trace_attributes(list, set, [big], count, 4)
+    call check_int(1, count, '64-bit integers written')
+    call knl_set_trace_attributes(list, set, [2.5], count, 5)
+    call check_int(1, count, 'reals written')
+    call knl_set_trace_attributes(list, set, [3.5_c_double], count, 6)
+    call check_int(1, count, 'double precisions written')
+    do count = 3, 6
+      call knl_get_trace_attribute(set, 'i32', i32(count - 2), status, count)
+    end do
+    call check(all(i32(1:4) == [1, 0, 2, 3]), 'what has been written from lists')
+    call knl_free_attribute_list(list)
+    call check(.not. c_associated(list), 'handle of a list that was freed')
+  end subroutine use_lists
 
   subroutine find_buffers()
     integer(c_int) :: status
@@ -373,6 +425,7 @@ integer function preprocess()
   call change_geometry(set)
   call write_attributes(set)
   call read_attributes(set)
+  call use_lists(set)
   call use_samples(set)
   call knl_bld_work_trace_buffer(5, 4, 1000, 0, set, status)
   call knl_get_work_trace_buffer(other, 5, status)

@@ -4,7 +4,7 @@
 #ifndef METADATAPROVIDER_H
 #define METADATAPROVIDER_H
 
-#include "vorn_export.h"
+#include "metadata_export.h"
 
 #include <map>
 #include <string>
@@ -33,7 +33,7 @@ namespace VORN {
 /// the end of the process; all calls come from one thread. Nothing here locks the files. Processes
 /// that share a project exclude each other with lock files: a record lock taken on a metadata file
 /// itself would be lost as soon as loadMetadata() closes that file.
-class VORN_EXPORT MetadataProvider
+class METADATA_EXPORT MetadataProvider
 {
 public:
     /// Called once for each entry that is read; `ctx` is what the caller of the reading function

@@ -4,7 +4,7 @@
 #ifndef FILEUTILS_H
 #define FILEUTILS_H
 
-#include "vorn_export.h"
+#include "fileutils_export.h"
 
 #include <cstdio>
 #include <memory>
@@ -33,7 +33,7 @@ namespace VORN {
 /// One instance serves the whole process. It is made on first use without locking and lives to
 /// the end of the process; all calls come from one thread. Names are kept and compared exactly as
 /// passed. Nothing is printed: failures are results.
-class VORN_EXPORT FileLocksProvider
+class FILEUTILS_EXPORT FileLocksProvider
 {
 public:
     /// The instance of the process. The caller never deletes it.
@@ -106,7 +106,7 @@ private:
 /// -1 when nothing matches or memory runs out; `files` is then untouched. Wildcards are those of
 /// the shell: "*", "?" and "[...]"; a "." that begins a name is matched by a "." only. Directories
 /// that cannot be read count as empty.
-VORN_EXPORT int vorn_glob_files(const std::string& mask, std::vector<std::string>& files);
+FILEUTILS_EXPORT int vorn_glob_files(const std::string& mask, std::vector<std::string>& files);
 
 } // namespace VORN
 

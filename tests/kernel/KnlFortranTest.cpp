@@ -605,8 +605,7 @@ TYPED_TEST(DescriptorTest, FieldsStandWhereTheCallersLookForThem)
     EXPECT_EQ(sizeof(D), 72u);
 }
 
-// ------------------------------------------------------------------------- names, texts and
-// handles
+// ------------------------------------------------------------------------ names, texts and handles
 
 class KnlFortranTest : public RunningModuleTest
 {

@@ -18,8 +18,7 @@
 
 namespace {
 
-// ------------------------------------------- parameters, resources and options of the running
-// module
+// ----------------------------------------- parameters, resources and options of the running module
 
 class FacadeTest : public RunningModuleTest
 {
@@ -373,8 +372,7 @@ TEST_F(FacadeTest, NullLibrariesAndGroupsHoldNothing)
     EXPECT_EQ(setGroupParameter(nullptr, "depth", 0, UniVar(1)), 0);
 }
 
-// ------------------------------------------------------------------------ attribute schema of the
-// job
+// --------------------------------------------------------------------- attribute schema of the job
 
 class FacadeSchemaTest : public RunningModuleTest
 {

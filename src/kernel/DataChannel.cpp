@@ -1,7 +1,5 @@
 #include "DataChannel.h"
 
-#include "ModuleEntity.h"
-
 #include <algorithm>
 
 namespace {

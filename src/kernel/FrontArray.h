@@ -13,9 +13,11 @@
 #include <utility>
 #include <vector>
 
-/// The face of a `std::vector`, as far as traces need it. Elements lie in one block, so reading by
-/// index costs what a vector's does. Leaving only moves the start; appending uses the room that has
-/// come free there before it takes more, so both are constant on average.
+/// The interface of a `std::vector`, as far as traces need it. Public because fields of
+/// SeisTraceSet, DataChannel and ScratchManager, which hosts read, hold it by value. Elements lie
+/// in one block, so reading by index costs what a vector's does. Leaving only moves the start;
+/// appending uses the room that has come free there before it takes more, so both are constant on
+/// average.
 template <typename T>
 class FrontArray
 {

@@ -5,7 +5,8 @@
 #ifndef JOBMANAGER_H
 #define JOBMANAGER_H
 
-#include "MemoryBook.h"
+#include "BlockMap.h"
+#include "EndOfDataFlags.h"
 #include "ModuleEntity.h"
 #include "TraceAttribute.h"
 #include "UniVar.h"
@@ -26,33 +27,6 @@ class LibraryEntity;
 class SeisTraceSet;
 
 using ModuleList = std::vector<ModuleEntity*>;
-
-/// End-of-data flags by module, read and written like a map that starts every module at 0. A module
-/// remembers its place, so that the scheduler, which asks several times per trace, does not search.
-class VORN_EXPORT EndOfDataFlags
-{
-public:
-    int& operator[](ModuleEntity* module)
-    {
-        const std::size_t place = static_cast<std::size_t>(module->jobIndex);
-        if (place < flags.size() && flags[place].module == module)
-            return flags[place].value;
-        return search(module);
-    }
-
-    /// Writes the flag of every module asked for so far into `map`.
-    void copyTo(std::map<ModuleEntity*, int>& map) const;
-
-private:
-    int& search(ModuleEntity* module);
-
-    struct Flag
-    {
-        ModuleEntity* module;
-        int value;
-    };
-    std::vector<Flag> flags;
-};
 
 /// One job at a time, in one process, on one thread: directories and call-backs are set, modules
 /// created, channels attached, parameters set; then `preProcessJob`, `processJob` and
@@ -243,7 +217,7 @@ public:
     /// module; null after a message of type 4 when there is none (a negative size, for one).
     void* allocateResource(int size);
     /// The same with whatever the memory held before, for who writes all of it next, and with the
-    /// block's place in the book.
+    /// block's place in the kernel's table of blocks.
     AccountedBlock allocateUncleared(int size);
     /// Uncharges the block from the job and from every module of the job that lists it, and frees
     /// it, in every case.

@@ -2,10 +2,11 @@
 // taken, and uncharged from whoever lists it when it is freed.
 #include "JobManager.h"
 
-#include "BlockBytes.h"
-#include "MemoryBook.h"
 #include "ModuleEntity.h"
-#include "SpareBlocks.h"
+#include "private/BlockBytes.h"
+#include "private/BlockTable.h"
+#include "private/SpareBlocks.h"
+#include "private/wrapping.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -13,17 +14,6 @@
 #include <new>
 
 namespace {
-
-// The totals are 32-bit words of the statistics record and wrap; a negative size takes off.
-void charge(int& total, int size)
-{
-    total = static_cast<int>(static_cast<unsigned>(total) + static_cast<unsigned>(size));
-}
-
-void uncharge(int& total, int size)
-{
-    total = static_cast<int>(static_cast<unsigned>(total) - static_cast<unsigned>(size));
-}
 
 // Apart from the allocation, which would make room for the texts every time.
 [[gnu::noinline, gnu::cold]] void reportNoMemory(int size)
@@ -48,17 +38,17 @@ void* JobManager::allocateResource(int size)
 
 AccountedBlock JobManager::allocateUncleared(int size)
 {
-    MemoryBook& book = MemoryBook::instance();
+    BlockTable& table = BlockTable::instance();
     const AccountedBlock spare = spareBlocks.take(static_cast<std::size_t>(size));
-    MemoryBook::Entry* entry = book.idleEntry(spare.place, spare.address);
+    BlockTable::Entry* entry = table.idleEntry(spare.place, spare.address);
     if (entry == nullptr)
         return enterBlock(spare.address, size);
-    book.reenter(*entry, &jobMemoryMap, activeModuleMap());
+    table.reenter(*entry, &jobMemoryMap, activeModuleMap());
     chargeActive(size);
     return spare;
 }
 
-// A block that the book does not know, from the heap where there is none yet.
+// A block that the table does not list, from the heap where there is none yet.
 AccountedBlock JobManager::enterBlock(void* block, int size)
 {
     // A negative size is a huge request for the heap, which refuses it.
@@ -66,16 +56,16 @@ AccountedBlock JobManager::enterBlock(void* block, int size)
         block = std::malloc(static_cast<std::size_t>(size));
     if (block != nullptr) {
         try {
-            const uint32_t place = MemoryBook::instance().enter(block, size, &jobMemoryMap,
-                                                                activeModuleMap(), MemoryBook::own);
+            const uint32_t place = BlockTable::instance().enter(block, size, &jobMemoryMap,
+                                                                activeModuleMap(), BlockTable::own);
             chargeActive(size);
             return {block, place};
-        } catch (const std::bad_alloc&) { // the book has no room for it
+        } catch (const std::bad_alloc&) { // the table has no room for it
             std::free(block);
         }
     }
     reportNoMemory(size);
-    return {nullptr, MemoryBook::nowhere};
+    return {nullptr, BlockTable::nowhere};
 }
 
 inline BlockMap* JobManager::activeModuleMap() const
@@ -85,9 +75,10 @@ inline BlockMap* JobManager::activeModuleMap() const
 
 inline void JobManager::chargeActive(int size)
 {
-    charge(totalJobMemoryUsed, size);
+    totalJobMemoryUsed = wrapping::sum(totalJobMemoryUsed, size);
     if (activeModule != nullptr)
-        charge(activeModule->totalModuleMemoryUsed, size);
+        activeModule->totalModuleMemoryUsed =
+            wrapping::sum(activeModule->totalModuleMemoryUsed, size);
 }
 
 // Modules keep their place in the job, so that freeing a block does not search them.
@@ -108,31 +99,31 @@ bool JobManager::isFoundInJob(ModuleEntity* module) const
 
 void JobManager::freeResource(void* ptr)
 {
-    freeBlock({ptr, MemoryBook::nowhere});
+    freeBlock({ptr, BlockTable::nowhere});
 }
 
 void JobManager::freeBlock(const AccountedBlock& block)
 {
-    MemoryBook& book = MemoryBook::instance();
-    MemoryBook::Entry* entry = book.soleEntry(block.place, block.address);
-    if (entry == nullptr || !jobMemoryMap.lists(*entry)) {
+    BlockTable& table = BlockTable::instance();
+    BlockTable::Entry* entry = table.soleEntry(block.place, block.address);
+    if (entry == nullptr || !BlockTable::lists(jobMemoryMap, *entry)) {
         freeListed(block.address);
         return;
     }
-    ModuleEntity* module = book.moduleOf(*entry);
+    ModuleEntity* module = table.moduleOf(*entry);
     if (module != nullptr && !isOfJob(module)) {
         freeListed(block.address);
         return;
     }
 
     const int size = entry->size;
-    uncharge(totalJobMemoryUsed, size);
-    book.removeJob(*entry);
+    totalJobMemoryUsed = wrapping::difference(totalJobMemoryUsed, size);
+    table.removeJob(*entry);
     if (module != nullptr) {
-        uncharge(module->totalModuleMemoryUsed, size);
-        book.removeModule(*entry);
+        module->totalModuleMemoryUsed = wrapping::difference(module->totalModuleMemoryUsed, size);
+        table.removeModule(*entry);
     }
-    const AccountedBlock spare{block.address, book.placeOf(*entry)};
+    const AccountedBlock spare{block.address, table.placeOf(*entry)};
     // Modules may have shrunk the block with realloc: only the heap knows what is there.
     const std::size_t bytes = static_cast<std::size_t>(size);
     if (malloc_usable_size(spare.address) < bytes || !spareBlocks.keep(spare, bytes))
@@ -142,16 +133,17 @@ void JobManager::freeBlock(const AccountedBlock& block)
 // Of blocks that a host has entered, or that others list, too.
 void JobManager::freeListed(void* ptr)
 {
-    MemoryBook& book = MemoryBook::instance();
-    book.visit(ptr, [&](MemoryBook::Entry& entry) {
-        if (jobMemoryMap.lists(entry)) {
-            uncharge(totalJobMemoryUsed, entry.size);
-            book.removeJob(entry);
+    BlockTable& table = BlockTable::instance();
+    table.visit(ptr, [&](BlockTable::Entry& entry) {
+        if (BlockTable::lists(jobMemoryMap, entry)) {
+            totalJobMemoryUsed = wrapping::difference(totalJobMemoryUsed, entry.size);
+            table.removeJob(entry);
         }
-        ModuleEntity* module = book.moduleOf(entry);
+        ModuleEntity* module = table.moduleOf(entry);
         if (module != nullptr && isOfJob(module)) {
-            uncharge(module->totalModuleMemoryUsed, entry.size);
-            book.removeModule(entry);
+            module->totalModuleMemoryUsed =
+                wrapping::difference(module->totalModuleMemoryUsed, entry.size);
+            table.removeModule(entry);
         }
     });
     std::free(ptr);

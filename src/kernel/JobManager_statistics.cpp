@@ -3,23 +3,23 @@
 #include "JobManager.h"
 
 #include "ModuleEntity.h"
+#include "private/wrapping.h"
 
 #include <algorithm>
 #include <cstring>
 
 namespace {
 
-// Sums and products of counters have 32 bits and wrap.
 void add(int& sum, int value)
 {
-    sum = static_cast<int>(static_cast<unsigned>(sum) + static_cast<unsigned>(value));
+    sum = wrapping::sum(sum, value);
 }
 
 int percent(int part, int whole)
 {
     if (whole <= 0)
         return -1;
-    return static_cast<int>(static_cast<unsigned>(part) * 100u) / whole;
+    return wrapping::product(part, 100) / whole;
 }
 
 int averageTime(int seconds, int tracesOut, int tracesIn)

@@ -8,12 +8,12 @@
 #include "GroupEntity.h"
 #include "JobManager.h"
 #include "LibraryEntity.h"
-#include "MOXKernel_families.h"
 #include "ModuleEntity.h"
 #include "SeisTrace.h"
 #include "SeisTraceSet.h"
-#include "TraceAttributeList.h"
 #include "metadataprovider.h"
+#include "private/MOXKernel_families.h"
+#include "private/TraceAttributeList.h"
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -103,8 +103,7 @@ constexpr mode_t creationMode = 444;
 
 } // namespace
 
-// ---------------------------------------------- parameters, resources and options of the running
-// module
+// ----------------------------------------- parameters, resources and options of the running module
 
 int isModuleParameterPresent(const char* attKey)
 {
@@ -401,8 +400,7 @@ int setGroupParameter(void* group, const char* attKey, int num, const UniVar& at
         ask<GroupEntity>(group, 0, &GroupEntity::setParameter, text(attKey), num, attValue) != 0);
 }
 
-// ----------------------------------------------------------------------- attribute schema of the
-// job
+// --------------------------------------------------------------------- attribute schema of the job
 
 int getTraceAttributeType(const char* trAttDefName)
 {

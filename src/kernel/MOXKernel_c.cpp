@@ -5,7 +5,7 @@
 
 #include "JobManager.h"
 #include "MOXKernel.h"
-#include "MOXKernel_families.h"
+#include "private/MOXKernel_families.h"
 
 #include <algorithm>
 #include <cstring>

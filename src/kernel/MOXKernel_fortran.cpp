@@ -6,8 +6,8 @@
 #include "knl_fortran.h"
 
 #include "MOXKernel.h"
-#include "MOXKernel_families.h"
 #include "knl.h"
+#include "private/MOXKernel_families.h"
 #include "vorn_assert.h"
 #include "vorn_tools.h"
 
@@ -81,8 +81,7 @@ private:
     std::string characters;
 };
 
-// -------------------------------------------------------------------------- values into caller's
-// storage
+// -------------------------------------------------------------------- values into caller's storage
 
 // An array getter of the C form, asked for the value at `place`, and its elements copied to the
 // caller, who has room for all of them.

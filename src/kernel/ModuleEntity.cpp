@@ -3,7 +3,10 @@
 #include "DataChannel.h"
 #include "JobManager.h"
 #include "SeisTraceSet.h"
-#include "TraceAttributeList.h"
+#include "private/BlockTable.h"
+#include "private/RecentNames.h"
+#include "private/TraceAttributeList.h"
+#include "private/wrapping.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -38,17 +41,7 @@ int totalTraces(const std::vector<DataChannel*>& channels)
     uint64_t total = 0;
     for (const DataChannel* channel : channels)
         total += static_cast<uint64_t>(channel->getTotalTracesNumber());
-    return static_cast<int>(static_cast<uint32_t>(total));
-}
-
-int wrappingSum(int a, int b)
-{
-    return static_cast<int>(static_cast<unsigned>(a) + static_cast<unsigned>(b));
-}
-
-int wrappingDifference(int a, int b)
-{
-    return static_cast<int>(static_cast<unsigned>(a) - static_cast<unsigned>(b));
+    return wrapping::narrow(total);
 }
 
 // The values that one run of an entry point has been given pointers to, also where it throws.
@@ -96,7 +89,8 @@ ModuleEntity::ModuleEntity(const std::string& name)
       processFunction(nullptr), postProcessFunction(nullptr), totalModuleWorkTime(0),
       inputTracesProcessed(0), outputTracesProcessed(0), totalModuleMemoryUsed(0),
       moduleMemoryMap(this), respectEOD(false), loadedHandle(nullptr), closedHandle(nullptr),
-      jobIndex(0)
+      jobIndex(0), recentParameters(std::make_unique<RecentNames<UniVar>>()),
+      recentResources(std::make_unique<RecentNames<UniVar>>())
 {
 }
 
@@ -170,9 +164,9 @@ int ModuleEntity::processModule()
     ModuleEntity* active = job->getActiveModule();
     callTimed(processFunction);
     if (getNumberOfInputTraces(0) > 0)
-        inputTracesProcessed = wrappingSum(inputTracesProcessed, 1);
+        inputTracesProcessed = wrapping::sum(inputTracesProcessed, 1);
     for (const DataChannel* channel : outputDataChannels)
-        outputTracesProcessed = wrappingSum(outputTracesProcessed, channel->getNumberOfTraces());
+        outputTracesProcessed = wrapping::sum(outputTracesProcessed, channel->getNumberOfTraces());
     job->setActiveModule(active);
     return 0;
 }
@@ -293,13 +287,13 @@ SeisTraceSet* ModuleEntity::getWorkTraceBuffer(int i)
 int ModuleEntity::setParameter(const std::string& name, const UniVar& value)
 {
     moduleParameters[name] = value;
-    recentParameters.forget();
+    recentParameters->forget();
     return 0;
 }
 
 UniVar ModuleEntity::getParameter(const std::string& name)
 {
-    recentParameters.forget();
+    recentParameters->forget();
     return moduleParameters[name];
 }
 
@@ -310,19 +304,19 @@ bool ModuleEntity::isParameterPresent(const std::string& name) const
 
 const UniVar* ModuleEntity::findParameter(std::string_view name)
 {
-    return recentParameters.find(moduleParameters, name);
+    return recentParameters->find(moduleParameters, name);
 }
 
 int ModuleEntity::setResource(const std::string& name, const UniVar& value)
 {
     moduleResources[name] = value;
-    recentResources.forget();
+    recentResources->forget();
     return 1;
 }
 
 UniVar ModuleEntity::getResource(const std::string& name)
 {
-    recentResources.forget();
+    recentResources->forget();
     return moduleResources[name];
 }
 
@@ -333,7 +327,7 @@ bool ModuleEntity::isResourcePresent(const std::string& name) const
 
 const UniVar* ModuleEntity::findResource(std::string_view name)
 {
-    return recentResources.find(moduleResources, name);
+    return recentResources->find(moduleResources, name);
 }
 
 void ModuleEntity::keepStructResource(const std::string& name,
@@ -366,19 +360,19 @@ void ModuleEntity::setMetaData(const std::string& key, const std::string& value)
 
 void* ModuleEntity::calcAllocateResource(void* ptr, int size)
 {
-    totalModuleMemoryUsed = wrappingSum(totalModuleMemoryUsed, size);
-    MemoryBook::instance().enter(ptr, size, nullptr, &moduleMemoryMap);
+    totalModuleMemoryUsed = wrapping::sum(totalModuleMemoryUsed, size);
+    BlockTable::instance().enter(ptr, size, nullptr, &moduleMemoryMap);
     return ptr;
 }
 
 void ModuleEntity::calcFreeResource(void* ptr)
 {
-    MemoryBook& book = MemoryBook::instance();
-    book.visit(ptr, [&](MemoryBook::Entry& entry) {
-        if (!moduleMemoryMap.lists(entry))
+    BlockTable& table = BlockTable::instance();
+    table.visit(ptr, [&](BlockTable::Entry& entry) {
+        if (!BlockTable::lists(moduleMemoryMap, entry))
             return;
-        totalModuleMemoryUsed = wrappingDifference(totalModuleMemoryUsed, entry.size);
-        book.removeModule(entry);
+        totalModuleMemoryUsed = wrapping::difference(totalModuleMemoryUsed, entry.size);
+        table.removeModule(entry);
     });
 }
 

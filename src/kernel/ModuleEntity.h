@@ -4,8 +4,7 @@
 #ifndef MODULEENTITY_H
 #define MODULEENTITY_H
 
-#include "MemoryBook.h"
-#include "RecentNames.h"
+#include "BlockMap.h"
 #include "UniVar.h"
 #include "vorn_export.h"
 
@@ -19,6 +18,8 @@
 class DataChannel;
 class SeisTraceSet;
 class TraceAttributeList;
+template <typename Value>
+class RecentNames;
 
 /// A module's entry point. It finds everything by calling back into the kernel; what it returns is
 /// ignored.
@@ -173,8 +174,8 @@ public:
     int getOutputTracesProcessed() const { return outputTracesProcessed; }
 
 private:
-    RecentNames<UniVar> recentParameters;
-    RecentNames<UniVar> recentResources;
+    std::unique_ptr<RecentNames<UniVar>> recentParameters;
+    std::unique_ptr<RecentNames<UniVar>> recentResources;
 
     void callTimed(AnyProcessFunctionType entryPoint);
 };

@@ -1,8 +1,10 @@
 #include "SeisTrace.h"
 
-#include "BlockBytes.h"
 #include "JobManager.h"
 #include "ScratchManager.h"
+#include "private/BlockBytes.h"
+#include "private/BlockTable.h"
+#include "private/wrapping.h"
 
 #include <algorithm>
 #include <climits>
@@ -32,7 +34,7 @@ T* takeBlock(int64_t bytes, uint32_t& place)
 {
     if (bytes < INT_MIN || bytes > INT_MAX) {
         refuseBlock(bytes);
-        place = MemoryBook::nowhere;
+        place = BlockTable::nowhere;
         return nullptr;
     }
     const AccountedBlock block =
@@ -303,8 +305,7 @@ void SeisTrace::clearTrace()
 
 int SeisTrace::getTraceMemorySize() const
 {
-    return static_cast<int>(static_cast<unsigned>(traceHeaderSize) +
-                            4u * static_cast<unsigned>(traceLength));
+    return wrapping::sum(traceHeaderSize, wrapping::product(4, traceLength));
 }
 
 int SeisTrace::store(FILE* file) const

@@ -39,8 +39,8 @@ public:
     int64_t arrivalNo;     ///< data channel: number in order of arrival; -1: find it by searching
     int pendingEntries;    ///< data channel: entries of consumers' queues that hold the trace
     int scratchFileNo;     ///< scratch manager: the file that the record lies in
-    uint32_t samplesPlace; ///< memory book: where it has entered the samples (see AccountedBlock)
-    uint32_t headerPlace;  ///< memory book: where it has entered the header
+    uint32_t samplesPlace; ///< job manager: where the samples are listed (see AccountedBlock)
+    uint32_t headerPlace;  ///< job manager: where the header is listed
 
     /// A resident trace of `length` zero samples and `headerSize` zero bytes, charged to the
     /// running module. When memory is short (or a length is negative) the kernel's message has been

@@ -1,7 +1,8 @@
 #include "SeisTraceSet.h"
 
-#include "BlockBytes.h"
 #include "ScratchManager.h"
+#include "private/BlockBytes.h"
+#include "private/RecentNames.h"
 #include "vorn_assert.h"
 
 #include <algorithm>
@@ -41,7 +42,8 @@ bool isSane(const traceAttIdent& ident)
 SeisTraceSet::SeisTraceSet()
     : traceLength(0), sampleInterval(0), dataChannelFlag(0), totalNumTraces(0),
       currentHeaderSize(0), scratchManager(ScratchManager::getInstance()),
-      layoutNumber(newLayoutNumber()), layoutExposed(false)
+      layoutNumber(newLayoutNumber()), layoutExposed(false),
+      recentNames(std::make_unique<RecentNames<traceAttIdent>>())
 {
 }
 
@@ -61,7 +63,7 @@ traceAttIdent& SeisTraceSet::getAttributeKey(const std::string& name)
 
 traceAttIdent* SeisTraceSet::knownPlace(std::string_view name) const
 {
-    return recentNames.find(const_cast<std::map<std::string, traceAttIdent>&>(attrDefs), name);
+    return recentNames->find(const_cast<std::map<std::string, traceAttIdent>&>(attrDefs), name);
 }
 
 traceAttIdent& SeisTraceSet::place(const std::string& name)
@@ -69,7 +71,7 @@ traceAttIdent& SeisTraceSet::place(const std::string& name)
     if (traceAttIdent* known = knownPlace(name))
         return *known;
     layoutNumber = newLayoutNumber();
-    recentNames.forget();
+    recentNames->forget();
     return attrDefs.emplace(name, traceAttIdent(name, currentHeaderSize)).first->second;
 }
 

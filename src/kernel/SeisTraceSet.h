@@ -5,7 +5,6 @@
 #define SEISTRACESET_H
 
 #include "FrontArray.h"
-#include "RecentNames.h"
 #include "SeisTrace.h"
 #include "TraceAttribute.h"
 #include "UniVar.h"
@@ -13,11 +12,14 @@
 
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
 
 class ScratchManager;
+template <typename Value>
+class RecentNames;
 
 /// Modules see trace sets as their input, output and work buffers. A set turns attribute names into
 /// places in its traces' headers, creates traces on demand, and (unless told otherwise) lets the
@@ -162,7 +164,7 @@ protected:
     void destroyTrace(SeisTrace* trace, int traceNo);
 
 private:
-    mutable RecentNames<traceAttIdent> recentNames; // of attrDefs
+    std::unique_ptr<RecentNames<traceAttIdent>> recentNames; // of attrDefs
 
     [[gnu::noinline]] bool makeTracesTo(int traceNo);
     traceAttIdent* knownPlace(std::string_view name) const;

@@ -1,24 +1,9 @@
 #include "TraceAttribute.h"
 
 #include "JobManager.h"
+#include "private/wrapping.h"
 
 #include <algorithm>
-
-namespace {
-
-// Sizes and positions are 32-bit words of the record; absurd dimensions wrap, and the trace's own
-// checks keep such attributes out of its blocks.
-int product(int a, int b)
-{
-    return static_cast<int>(static_cast<unsigned>(a) * static_cast<unsigned>(b));
-}
-
-int sum(int a, int b)
-{
-    return static_cast<int>(static_cast<unsigned>(a) + static_cast<unsigned>(b));
-}
-
-} // namespace
 
 traceAttIdent::traceAttIdent() : type(undefinedAttType), offset(0), dim(0), size(0) {}
 
@@ -31,7 +16,7 @@ traceAttIdent::traceAttIdent(const std::string& name, int& nextOffset)
     const auto number = [this](traceAttVarType scalar, traceAttVarType array, int width) {
         type = dim <= 1 ? scalar : array;
         dim = std::max(dim, 1);
-        size = product(dim, width);
+        size = wrapping::product(dim, width);
     };
     const auto text = [this](int width) {
         type = strAttType;
@@ -62,5 +47,6 @@ traceAttIdent::traceAttIdent(const std::string& name, int& nextOffset)
     default:
         break;
     }
-    nextOffset = sum(nextOffset, product(std::max(1, dim), size));
+    // Absurd dimensions wrap; the trace's own checks keep such attributes out of its blocks.
+    nextOffset = wrapping::sum(nextOffset, wrapping::product(std::max(1, dim), size));
 }

@@ -16,6 +16,8 @@
 /// is found, taken out and put in front in constant time however many are resident (a search
 /// through a deque costs microseconds at ten thousand). A trace stands in one order at most; its
 /// `order` says in which. References only: the traces belong to others.
+///
+/// Public because `ScratchManager::traces_cache`, which hosts read, holds it by value.
 class VORN_EXPORT TraceOrder
 {
 public:

@@ -13,7 +13,10 @@
 #include <iterator>
 #include <vector>
 
-/// References in order of arrival, read like an array of `SeisTrace*`. Each keeps its number of
+/// References in order of arrival, read like an array of `SeisTrace*`. Public because
+/// `DataChannel::moduleTraces`, which hosts read, holds it by value.
+///
+/// Each keeps its number of
 /// arrival, so that a trace is found by halving, wherever it stands and also when it is not there:
 /// a consumer that is ahead of the others asks for traces it has taken long ago. Queued traces are
 /// not looked at: a host may have put others in their place and destroyed them.

@@ -1,6 +1,6 @@
 // Copying and clearing in pieces: every byte that is meant, and no other, on both sides of the
 // sizes at which the way changes.
-#include "BlockBytes.h"
+#include "private/BlockBytes.h"
 
 #include <gtest/gtest.h>
 

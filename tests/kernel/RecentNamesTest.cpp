@@ -1,4 +1,4 @@
-#include "RecentNames.h"
+#include "private/RecentNames.h"
 
 #include <gtest/gtest.h>
 

@@ -1,10 +1,11 @@
 /// @file SpareBlocks.h
 ///
-/// Heap blocks that were freed a moment ago, kept for the next request of their size.
+/// Private to the kernel: heap blocks that were freed a moment ago, kept for the next request of
+/// their size.
 #ifndef SPAREBLOCKS_H
 #define SPAREBLOCKS_H
 
-#include "MemoryBook.h"
+#include "private/BlockTable.h"
 
 #include <array>
 #include <cstddef>
@@ -13,7 +14,7 @@
 /// A module takes the blocks of its output trace just before those of its input trace are freed,
 /// all of a few sizes, over and over. The heap merges large blocks with their neighbours and cuts
 /// them out again, and is several times slower than this with small ones. With the blocks, their
-/// entries in the memory book stay, idle.
+/// entries in the table of blocks stay, idle.
 ///
 /// A few blocks of each size are kept, none of them above `largestKept` bytes: what a backlog
 /// leaves behind goes back to the heap.
@@ -30,7 +31,7 @@ public:
     {
         Shelf& shelf = shelfOf(size);
         if (shelf.count == 0 || shelf.size != size)
-            return {nullptr, MemoryBook::nowhere};
+            return {nullptr, BlockTable::nowhere};
         return shelf.blocks[--shelf.count];
     }
 
@@ -59,9 +60,9 @@ public:
     /// Frees a block and removes its idle entry.
     static void discard(const AccountedBlock& block)
     {
-        MemoryBook& book = MemoryBook::instance();
-        if (MemoryBook::Entry* entry = book.idleEntry(block.place, block.address))
-            book.drop(*entry);
+        BlockTable& table = BlockTable::instance();
+        if (BlockTable::Entry* entry = table.idleEntry(block.place, block.address))
+            table.drop(*entry);
         std::free(block.address);
     }
 

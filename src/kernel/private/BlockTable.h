@@ -1,29 +1,15 @@
-/// @file MemoryBook.h
+/// @file BlockTable.h
 ///
-/// Which memory blocks the job and its modules hold.
-#ifndef MEMORYBOOK_H
-#define MEMORYBOOK_H
+/// Private to the kernel: which memory blocks the job and its modules hold.
+#ifndef BLOCKTABLE_H
+#define BLOCKTABLE_H
 
-#include "vorn_export.h"
+#include "BlockMap.h"
 
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <iterator>
-#include <map>
-#include <memory>
-#include <utility>
 #include <vector>
-
-class BlockMap;
-class ModuleEntity;
-
-/// A block of accounted memory, and where the book has entered it: a hint, checked before use.
-struct AccountedBlock
-{
-    void* address;
-    uint32_t place;
-};
 
 /// One hash table for all holders. Every trace that passes a module takes and frees two blocks, so
 /// finding a block must cost the same with ten alive and with a million, and must not ask every
@@ -38,7 +24,7 @@ struct AccountedBlock
 ///
 /// A block has one entry as a rule. It has more when a module that is no longer of the job, or one
 /// whose block was freed behind the kernel's back, still lists the address.
-class MemoryBook
+class BlockTable
 {
 public:
     struct Entry
@@ -56,14 +42,20 @@ public:
         sole = 2, // its block has no other entry
     };
 
-    /// The book of the process; never destroyed, since traces may outlive everything else.
-    static MemoryBook& instance() { return book != nullptr ? *book : makeBook(); }
+    /// The table of the process; never destroyed, since traces may outlive everything else.
+    static BlockTable& instance() { return table != nullptr ? *table : makeTable(); }
 
-    /// Gives a map its number among its kind; 0 stands for nobody.
+    /// Gives a map its number among its kind; 0 stands for no map.
     uint32_t open(BlockMap* map);
     /// Forgets a map and what it lists.
     void close(BlockMap* map);
+    /// The module that lists the block, or null.
     inline ModuleEntity* moduleOf(const Entry& entry) const;
+    /// Whether `map` is the job's or the module's that lists the block.
+    static bool lists(const BlockMap& map, const Entry& entry)
+    {
+        return (map.module != nullptr ? entry.module : entry.job) == map.number;
+    }
 
     /// Enters `block` for one holder or both (null: not); what they listed under this address
     /// before is overwritten. `marks` is `own` or 0. Returns the entry's place.
@@ -96,7 +88,7 @@ public:
     /// Where an entry lies.
     uint32_t placeOf(const Entry& entry) const
     {
-        return static_cast<uint32_t>(&entry - &table[0].entries[0]);
+        return static_cast<uint32_t>(&entry - &buckets[0].entries[0]);
     }
     static constexpr uint32_t nowhere = UINT32_MAX;
     /// The entry at `place` if it is idle and of `block`, else null.
@@ -130,8 +122,8 @@ private:
     static char nullAddress;
     static void* keyOf(void* address) { return address != nullptr ? address : &nullAddress; }
 
-    static MemoryBook* book;
-    static MemoryBook& makeBook();
+    static BlockTable* table;
+    static BlockTable& makeTable();
 
     static constexpr uint32_t bucketSize = 4; // entries
     struct alignas(64) Bucket
@@ -145,7 +137,7 @@ private:
         bool operator==(const Census&) const = default;
     };
 
-    MemoryBook();
+    BlockTable();
     // The bucket that a block is led to. Blocks of the heap are 16 bytes apart at least; the
     // multiplication spreads neighbours.
     std::size_t home(const void* block) const
@@ -153,7 +145,10 @@ private:
         return ((reinterpret_cast<uintptr_t>(block) >> 4) * 0x9E3779B97F4A7C15ull) >> shift;
     }
     std::size_t next(std::size_t bucket) const { return (bucket + 1) & mask; }
-    Entry& entryAt(uint32_t place) { return table[place / bucketSize].entries[place % bucketSize]; }
+    Entry& entryAt(uint32_t place)
+    {
+        return buckets[place / bucketSize].entries[place % bucketSize];
+    }
     Entry& freeEntry(const void* block);
     Entry& entryFor(void* address, BlockMap* job, BlockMap* module, bool& isSole);
     Entry& entryAgain(void* address, BlockMap* job, BlockMap* module, bool& isSole);
@@ -161,121 +156,49 @@ private:
     void visitAll(void* block, Strike strike);
     void erase(Entry& entry, std::size_t bucket);
     inline void shrink();
-    void resize(std::size_t buckets);
-    bool tryResize(std::size_t buckets);
+    void resize(std::size_t count);
+    bool tryResize(std::size_t count);
 
     static constexpr std::size_t fewestBuckets = 256;
     static constexpr uint8_t mostPassed = 255;
 
-    std::vector<Bucket> table;  // a power of two
-    std::vector<Census> census; // of each bucket
-    std::size_t mask = 0;       // the table's size - 1
-    uint32_t lastPlace = 0;     // of all entries
-    std::size_t used = 0;       // entries
-    std::size_t mostUsed = 0;   // as many at this size: three quarters of all places
+    std::vector<Bucket> buckets; // a power of two
+    std::vector<Census> census;  // of each bucket
+    std::size_t mask = 0;        // the table's size - 1
+    uint32_t lastPlace = 0;      // of all entries
+    std::size_t used = 0;        // entries
+    std::size_t mostUsed = 0;    // as many at this size: three quarters of all places
     unsigned shift = 0;
     std::vector<BlockMap*> jobs;    // by number
     std::vector<BlockMap*> modules; // by number
 };
 
-/// The blocks of one holder, read like an ordered map from address to size in bytes. Looking one up
-/// takes constant time; iterating makes a sorted list first. Written by the job manager and its
-/// modules only.
-class VORN_EXPORT BlockMap
-{
-public:
-    using key_type = void*;
-    using mapped_type = int;
-    using value_type = std::pair<void* const, int>;
-
-    class VORN_EXPORT const_iterator
-    {
-    public:
-        using iterator_category = std::forward_iterator_tag;
-        using value_type = BlockMap::value_type;
-        using difference_type = std::ptrdiff_t;
-        using pointer = const value_type*;
-        using reference = const value_type&;
-
-        reference operator*() const { return *position; }
-        pointer operator->() const { return &*position; }
-        const_iterator& operator++();
-        bool operator==(const const_iterator& other) const;
-        bool operator!=(const const_iterator& other) const { return !(*this == other); }
-
-    private:
-        friend class BlockMap;
-        using Blocks = std::map<void*, int>;
-
-        const BlockMap* owner = nullptr;
-        std::shared_ptr<const Blocks> blocks; // null: at the end
-        Blocks::const_iterator position;
-        bool complete = false; // all blocks of the holder, not only the one that was looked up
-    };
-    using iterator = const_iterator;
-
-    /// The map of a job, or of the module given.
-    explicit BlockMap(ModuleEntity* owner = nullptr);
-    BlockMap(const BlockMap&) = delete;
-    BlockMap& operator=(const BlockMap&) = delete;
-    /// Blocks still listed are forgotten, not freed.
-    ~BlockMap();
-
-    std::size_t size() const { return listed; }
-    bool empty() const { return listed == 0; }
-    std::size_t count(const void* block) const;
-    const_iterator find(const void* block) const;
-    /// Size in bytes; throws std::out_of_range for a block that is not listed.
-    const int& at(const void* block) const;
-    /// Size in bytes; 0 for a block that is not listed. Lists nothing.
-    int operator[](const void* block) const { return count(block) != 0 ? at(block) : 0; }
-    bool contains(const void* block) const { return count(block) != 0; }
-    operator std::map<void*, int>() const { return {begin(), end()}; }
-    const_iterator begin() const;
-    const_iterator end() const;
-
-    ModuleEntity* getModule() const { return module; }
-    bool lists(const MemoryBook::Entry& entry) const
-    {
-        return (module != nullptr ? entry.module : entry.job) == number;
-    }
-
-private:
-    friend class MemoryBook;
-
-    std::shared_ptr<const const_iterator::Blocks> snapshot() const;
-
-    ModuleEntity* module; // null for a job
-    uint32_t number;      // in the book, among maps of the same kind
-    std::size_t listed = 0;
-};
-
-inline ModuleEntity* MemoryBook::moduleOf(const Entry& entry) const
+inline ModuleEntity* BlockTable::moduleOf(const Entry& entry) const
 {
     return modules[entry.module] != nullptr ? modules[entry.module]->getModule() : nullptr;
 }
 
-inline void MemoryBook::removeJob(Entry& entry)
+inline void BlockTable::removeJob(Entry& entry)
 {
     --jobs[entry.job]->listed;
     entry.job = 0;
 }
 
-inline void MemoryBook::removeModule(Entry& entry)
+inline void BlockTable::removeModule(Entry& entry)
 {
     --modules[entry.module]->listed;
     entry.module = 0;
 }
 
-inline uint32_t MemoryBook::enter(void* address, int32_t size, BlockMap* job, BlockMap* module,
+inline uint32_t BlockTable::enter(void* address, int32_t size, BlockMap* job, BlockMap* module,
                                   uint8_t marks)
 {
     void* block = keyOf(address);
     if (used >= mostUsed)
-        resize(table.size() * 2);
+        resize(buckets.size() * 2);
     const std::size_t bucket = home(block);
     const bool nobodyHere = census[bucket] == Census{0, 0};
-    Entry* free = table[bucket].entries.data();
+    Entry* free = buckets[bucket].entries.data();
     bool isSole = true;
     if (nobodyHere)
         census[bucket].filled = 1;
@@ -292,7 +215,7 @@ inline uint32_t MemoryBook::enter(void* address, int32_t size, BlockMap* job, Bl
     return placeOf(entry);
 }
 
-inline void MemoryBook::reenter(Entry& entry, BlockMap* job, BlockMap* module)
+inline void BlockTable::reenter(Entry& entry, BlockMap* job, BlockMap* module)
 {
     if (job != nullptr) {
         entry.job = static_cast<uint8_t>(job->number);
@@ -304,20 +227,20 @@ inline void MemoryBook::reenter(Entry& entry, BlockMap* job, BlockMap* module)
     }
 }
 
-// A table that has become far too large slows down whoever goes through all entries.
-inline void MemoryBook::shrink()
+// A table that has become far too large makes going through all entries slow.
+inline void BlockTable::shrink()
 {
-    if (used * 2 <= mask && table.size() > fewestBuckets)
-        tryResize(table.size() / 2); // freeing must not fail
+    if (used * 2 <= mask && buckets.size() > fewestBuckets)
+        tryResize(buckets.size() / 2); // freeing must not fail
 }
 
 // Where few blocks are alive, most are alone in their bucket.
 template <typename Strike>
-void MemoryBook::visit(void* address, Strike strike)
+void BlockTable::visit(void* address, Strike strike)
 {
     void* block = keyOf(address);
     const std::size_t bucket = home(block);
-    Entry& entry = table[bucket].entries[0];
+    Entry& entry = buckets[bucket].entries[0];
     if (census[bucket] != Census{1, 0} || entry.block != block) {
         visitAll(block, strike);
         return;
@@ -332,12 +255,12 @@ void MemoryBook::visit(void* address, Strike strike)
 }
 
 template <typename Strike>
-[[gnu::noinline]] void MemoryBook::visitAll(void* block, Strike strike)
+[[gnu::noinline]] void BlockTable::visitAll(void* block, Strike strike)
 {
     bool erased = false;
     std::size_t bucket = home(block);
     for (std::size_t looked = 0; looked <= mask; ++looked, bucket = next(bucket)) {
-        for (Entry& entry : table[bucket].entries) {
+        for (Entry& entry : buckets[bucket].entries) {
             if (entry.block != block)
                 continue;
             strike(entry);
@@ -354,11 +277,11 @@ template <typename Strike>
 }
 
 template <typename Look>
-void MemoryBook::forEach(const BlockMap* map, Look look) const
+void BlockTable::forEach(const BlockMap* map, Look look) const
 {
-    for (const Bucket& bucket : table) {
+    for (const Bucket& bucket : buckets) {
         for (const Entry& entry : bucket.entries) {
-            if (entry.block != nullptr && map->lists(entry))
+            if (entry.block != nullptr && lists(*map, entry))
                 look(entry);
         }
     }

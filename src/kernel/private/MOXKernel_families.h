@@ -148,8 +148,7 @@ struct AttributeOfTrace
     }
 };
 
-// --------------------------------------------------------------- from a value to what the caller
-// wants
+// ----------------------------------------------------------- from a value to what the caller wants
 
 // clang-format off
 inline void unpack(const UniVar& value, int* out)     { *out = value.getI32Value(); }

@@ -1,6 +1,6 @@
 /// @file RecentNames.h
 ///
-/// Finds entries of a map by name without walking down its tree each time.
+/// Private to the kernel: finds entries of a map by name without walking down its tree each time.
 #ifndef RECENTNAMES_H
 #define RECENTNAMES_H
 

@@ -1,6 +1,6 @@
 /// @file BlockBytes.h
 ///
-/// Copying and clearing the samples of a trace.
+/// Private to the kernel: copying and clearing the samples of a trace.
 #ifndef BLOCKBYTES_H
 #define BLOCKBYTES_H
 

@@ -1,8 +1,8 @@
-#include "TraceAttributeList.h"
+#include "private/TraceAttributeList.h"
 
-#include "RecentNames.h"
 #include "SeisTrace.h"
 #include "UniVar.h"
+#include "private/RecentNames.h"
 
 #include <algorithm>
 #include <cstring>

@@ -3,6 +3,7 @@
 #include "JobManager.h"
 
 #include "ModuleEntity.h"
+#include "kernel_messages.h"
 #include "private/BlockBytes.h"
 #include "private/BlockTable.h"
 #include "private/SpareBlocks.h"
@@ -18,8 +19,9 @@ namespace {
 // Apart from the allocation, which would make room for the texts every time.
 [[gnu::noinline, gnu::cold]] void reportNoMemory(int size)
 {
-    JobManager::getInstance()->sendMessage(4, "Can not allocate " + std::to_string(size) +
-                                                  " byte memory block");
+    JobManager::getInstance()->sendMessage(4, kernel_messages::canNotAllocate +
+                                                  std::to_string(size) +
+                                                  kernel_messages::byteMemoryBlock);
 }
 
 constinit SpareBlocks spareBlocks;

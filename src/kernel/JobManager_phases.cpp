@@ -7,6 +7,7 @@
 #include "ModuleEntity.h"
 #include "ScratchManager.h"
 #include "SeisTraceSet.h"
+#include "kernel_messages.h"
 
 #include <QDebug>
 
@@ -38,7 +39,7 @@ struct JobManager::InputScan
 
 int JobManager::preProcessJob()
 {
-    sendMessage(1, "********************* PRE-PROCESSING PHASE *********************");
+    sendMessage(1, kernel_messages::preProcessingBanner);
     sortJobModules();
     for (std::size_t i = 0; i < jobModules.size(); ++i) {
         sendModulesStatistic(preProcessing);
@@ -93,7 +94,7 @@ int JobManager::defineModulePriority(ModuleEntity* module,
 
 int JobManager::processJob()
 {
-    sendMessage(1, "*********************** PROCESSING PHASE ***********************");
+    sendMessage(1, kernel_messages::processingBanner);
 
     ModuleList sinks;
     EndOfDataFlags eod;
@@ -237,7 +238,7 @@ int JobManager::postProcessJob()
         }
     };
     guarded([this] {
-        sendMessage(1, "********************* POST-PROCESSING PHASE ********************");
+        sendMessage(1, kernel_messages::postProcessingBanner);
         sendModulesStatistic(postProcessing);
     });
     for (std::size_t i = 0; i < jobModules.size(); ++i) {

@@ -3,6 +3,7 @@
 #include "DataChannel.h"
 #include "JobManager.h"
 #include "SeisTraceSet.h"
+#include "kernel_messages.h"
 #include "private/BlockTable.h"
 #include "private/RecentNames.h"
 #include "private/TraceAttributeList.h"
@@ -64,7 +65,8 @@ void* LoadLibrary(const char* modLibPath)
     // An empty name would give a handle of the host itself.
     void* handle = path.empty() ? nullptr : dlopen(path.c_str(), RTLD_LAZY);
     if (handle == nullptr)
-        sendLoaderMessage("Module library " + path + " load error " + loaderError());
+        sendLoaderMessage(kernel_messages::moduleLibrary + path + kernel_messages::loadError +
+                          loaderError());
     return handle;
 }
 
@@ -74,7 +76,8 @@ void* GetProcAddress(void* modLibHandle, const char* procName)
     void* address = dlsym(modLibHandle, procName);
     if (address == nullptr) {
         const std::string reason = loaderError();
-        sendLoaderMessage(std::string("Module function ") + procName + " load error " + reason);
+        sendLoaderMessage(std::string(kernel_messages::moduleFunction) + procName +
+                          kernel_messages::loadError + reason);
     }
     return address;
 }
@@ -103,7 +106,7 @@ int ModuleEntity::loadModuleLibrary(const std::string& modLib)
 {
     const char* home = std::getenv("VORN_HOME");
     if (home == nullptr) {
-        sendLoaderMessage("VORN_HOME environment variable is not set");
+        sendLoaderMessage(kernel_messages::homeVariableNotSet);
         return 2;
     }
     const std::string path = std::string(home) + "/lib/" + modLib;
@@ -113,15 +116,16 @@ int ModuleEntity::loadModuleLibrary(const std::string& modLib)
     moduleLibraryHandle = loadedHandle = handle;
     closedHandle = nullptr;
     if (handle == nullptr) {
-        sendLoaderMessage("Module " + moduleName + " can not load library " + modLib);
+        sendLoaderMessage(kernel_messages::module + moduleName +
+                          kernel_messages::canNotLoadLibrary + modLib);
         return 1;
     }
 
     const auto bind = [&](AnyProcessFunctionType& function, const char* symbol, const char* phase) {
         function = reinterpret_cast<AnyProcessFunctionType>(GetProcAddress(handle, symbol));
         if (function == nullptr)
-            sendLoaderMessage("Module " + moduleName + " can not identify function '" + phase +
-                              "'");
+            sendLoaderMessage(kernel_messages::module + moduleName +
+                              kernel_messages::canNotIdentifyFunction + phase + "'");
         return function != nullptr;
     };
     const bool bound = bind(preProcessFunction, "preprocess_", "preProcess") &&

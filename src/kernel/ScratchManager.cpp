@@ -1,6 +1,7 @@
 #include "ScratchManager.h"
 
 #include "JobManager.h"
+#include "kernel_messages.h"
 
 #include <algorithm>
 #include <array>
@@ -174,7 +175,8 @@ int ScratchManager::writeOut(SeisTrace* trace)
             fileEnd = formerEnd;
         else if (trace->traceOffset == -1)
             keepPosition(size, position);
-        job->sendMessage(3, "Can not write to scratch file " + scratchFileName + ": " + reason);
+        job->sendMessage(3, kernel_messages::canNotWriteToScratchFile + scratchFileName + ": " +
+                                reason);
         return 0;
     }
     trace->traceOffset = position;
@@ -224,8 +226,8 @@ void ScratchManager::deleteScratch()
     const bool removed = unlink(scratchFileName.c_str()) == 0; // before what needs memory
     reserveListed();
     if (removed)
-        JobManager::getInstance()->sendMessage(0, "Scratch file " + scratchFileName +
-                                                      " successfully removed");
+        JobManager::getInstance()->sendMessage(0, kernel_messages::scratchFile + scratchFileName +
+                                                      kernel_messages::successfullyRemoved);
 }
 
 int ScratchManager::checkScratchFile()
@@ -235,7 +237,7 @@ int ScratchManager::checkScratchFile()
     JobManager* job = JobManager::getInstance();
     const char* directory = std::getenv("VORN_SCRATCH");
     if (directory == nullptr) {
-        job->sendMessage(3, "VORN_SCRATCH environment variable is not set");
+        job->sendMessage(3, kernel_messages::scratchVariableNotSet);
         return 0;
     }
     selfCleaning();
@@ -249,7 +251,8 @@ int ScratchManager::checkScratchFile()
     fileNo = newFileNo();
     fileEnd = 0;
     reserveListed();
-    job->sendMessage(0, "Scratch file " + scratchFileName + " successfully created");
+    job->sendMessage(0, kernel_messages::scratchFile + scratchFileName +
+                            kernel_messages::successfullyCreated);
     return 1;
 }
 
@@ -276,7 +279,7 @@ FILE* ScratchManager::createFile(const std::string& directory)
         close(descriptor);
         unlink(path.c_str());
     }
-    JobManager::getInstance()->sendMessage(3, "Can not create scratch file " + path);
+    JobManager::getInstance()->sendMessage(3, kernel_messages::canNotCreateScratchFile + path);
     return nullptr;
 }
 
@@ -351,7 +354,7 @@ void ScratchManager::readRecord(SeisTrace* trace)
         clear(rest);
         if (!isEmpty(rest))
             JobManager::getInstance()->sendMessage(
-                4, "Can not read from scratch file " + scratchFileName + ": " +
+                4, kernel_messages::canNotReadFromScratchFile + scratchFileName + ": " +
                        (reason != 0 ? std::strerror(reason) : "it is too short"));
         return;
     }

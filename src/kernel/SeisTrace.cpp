@@ -2,6 +2,7 @@
 
 #include "JobManager.h"
 #include "ScratchManager.h"
+#include "kernel_messages.h"
 #include "private/BlockBytes.h"
 #include "private/BlockTable.h"
 #include "private/wrapping.h"
@@ -24,8 +25,9 @@ constexpr int64_t sampleBytes = sizeof(float);
 // Accounted sizes have 32 bits; a wrapped size would give a block shorter than the trace says.
 [[gnu::noinline, gnu::cold]] void refuseBlock(int64_t bytes)
 {
-    JobManager::getInstance()->sendMessage(4, "Can not allocate " + std::to_string(bytes) +
-                                                  " byte memory block");
+    JobManager::getInstance()->sendMessage(4, kernel_messages::canNotAllocate +
+                                                  std::to_string(bytes) +
+                                                  kernel_messages::byteMemoryBlock);
 }
 
 // An uncleared block of accounted memory; null, after the kernel's message, when there is none.

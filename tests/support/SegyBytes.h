@@ -172,13 +172,14 @@ inline SegyBytes ieeeFile(int traces, int samples, bool little = false)
     return file;
 }
 
-/// One of the files described in ../shared/data/README.md, or elsewhere where VORN_TEST_DATA says
-/// so. Empty when there is no such file; tests that need it skip themselves then.
+/// The path of a sample file in the folder that VORN_TEST_DATA names. Empty when the variable is not
+/// set or the folder has no such file; tests that need it are skipped then.
 inline std::string sampleFile(const std::string& name)
 {
     const char* folder = std::getenv("VORN_TEST_DATA");
-    const std::string path =
-        (folder != nullptr ? folder : VORN_TEST_SOURCE_DIR "/../../shared/data") + ("/" + name);
+    if (folder == nullptr)
+        return {};
+    const std::string path = folder + ("/" + name);
     return std::filesystem::exists(path) ? path : std::string();
 }
 

@@ -1,8 +1,20 @@
 # The target `docs`: the reference of the installed headers as HTML, in reference/html of the build
 # directory. Needs Doxygen and Python 3; a warning of Doxygen (above all, a public name without
 # documentation) fails the build. Not part of `all`.
+#
+# The target `docs_pictures`: docs/pictures/architecture.svg from its description, with Graphviz. The
+# result is checked in.
 find_package(Doxygen QUIET)
 find_package(Python3 QUIET COMPONENTS Interpreter)
+
+find_program(VORN_DOT dot)
+mark_as_advanced(VORN_DOT)
+if(VORN_DOT)
+    set(picture ${PROJECT_SOURCE_DIR}/docs/pictures/architecture)
+    add_custom_target(docs_pictures
+        COMMAND ${VORN_DOT} -Tsvg ${picture}.dot -o ${picture}.svg
+        VERBATIM)
+endif()
 
 if(NOT TARGET Doxygen::doxygen OR NOT Python3_FOUND)
     add_custom_target(docs

@@ -1,6 +1,6 @@
 ! filter: replaces each sample by the mean of the samples around it.
 !
-! Parameter: WINDOW  number of samples that are averaged; an even number counts as the next odd one
+! Parameter: WINDOW  number of samples to average; an even number is raised to the next odd one
 
 module moving_average
   implicit none
@@ -37,7 +37,7 @@ integer function preprocess()
   call knl_bld_output_trace_buffer(1, length, interval, input, preprocess)
 end function preprocess
 
-! One trace comes in, one goes out. The copy brings the flag along, and with it the end of data.
+! One trace in, one trace out. The copy includes the flag, and with it the end of data.
 integer function process()
   use, intrinsic :: iso_c_binding, only: c_ptr
   use vorn_knl

@@ -1,5 +1,5 @@
 // A host: builds the job source -> filter -> sink, runs it, and prints what the kernel reports.
-// Run it with VORN_HOME at the folder whose lib holds the three module libraries.
+// Run it with VORN_HOME set to the folder whose lib has the three module libraries.
 #include "DataChannel.h"
 #include "JobManager.h"
 #include "ModuleEntity.h"
@@ -13,7 +13,7 @@ int printMessage(int, char* time, const char* module, const char* text, void*)
     return std::printf("%8s  %-7s %s\n", time, module, text);
 }
 
-// Statistics come often; the last record of the job is the one to show.
+// Statistics are sent often; only the last record of the job is printed.
 int keepStatistic(jobStatisticStruct* statistic, void* last)
 {
     *static_cast<jobStatisticStruct*>(last) = *statistic;
@@ -49,7 +49,7 @@ int main()
     ModuleEntity* filter = job->initJobModule("filter", "libfilter.so");
     ModuleEntity* sink = job->initJobModule("sink", "libsink.so");
     if (source == nullptr || filter == nullptr || sink == nullptr)
-        return 1; // a message has said why
+        return 1; // a message has given the reason
     source->setParameter("TRACES", UniVar(5));
     filter->setParameter("WINDOW", UniVar(5));
     connect(source, filter);

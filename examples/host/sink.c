@@ -1,4 +1,4 @@
-/* sink: says what is in each trace that reaches it. */
+/* sink: reports the greatest amplitude of each trace. */
 #include "knl.h"
 
 #include <math.h>

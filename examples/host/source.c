@@ -41,8 +41,8 @@ static void draw_wave(float* samples, const struct state* state, int offset)
     }
 }
 
-/* Trace 0 is made by asking for it. It is the only one: the kernel asks a source for more when its
- * channel is empty. */
+/* Accessing trace 0 creates it. It is the only one: the kernel calls a source when its channel is
+ * empty. */
 static void make_trace(void* out, struct state* state)
 {
     float* samples;
@@ -75,8 +75,8 @@ int preprocess_(void)
     return knl_bldOutputTraceBuffer(0, state->samples, state->interval, 0);
 }
 
-/* The kernel calls a source until it marks its end of data, also one that has nothing to give. The
- * mark goes to the last trace, or to the channel when that holds none. */
+/* The kernel calls a source until it marks its end of data, also one that has no traces. The mark
+ * goes to the last trace, or to the channel when that holds none. */
 int process_(void)
 {
     void* out;

@@ -1,5 +1,5 @@
 #!/bin/sh
-# Asserts that ELF files, the arguments, have what optimised builds are to have.
+# Fails unless the ELF files given as arguments are hardened as optimised builds are.
 set -eu
 
 missing() {

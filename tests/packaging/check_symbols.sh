@@ -17,11 +17,11 @@ list=$1
 kind=$2
 shift 2
 
-# One sorted name per line; duplicates would hide in a set, so they are an error.
+# One sorted name per line. Duplicates are an error.
 sorted_list() {
     sed 's/#.*//; s/[[:space:]]//g; /^$/d' "$list" | sort >"$work/list"
     if uniq -d "$work/list" | grep .; then
-        echo "check_symbols: these names stand twice in $list" >&2
+        echo "check_symbols: these names are listed twice in $list" >&2
         exit 1
     fi
     [ -s "$work/list" ] || {

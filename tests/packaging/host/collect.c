@@ -1,4 +1,4 @@
-/* Says what every trace that reaches it holds. */
+/* Prints the samples of each trace. */
 #include "knl.h"
 
 #include <stdio.h>

@@ -1,5 +1,5 @@
-// Runs feed -> MODULE -> collect, or feed -> collect without MODULE, and prints what collect says
-// of the traces that reach it. All other messages go to the standard error.
+// Runs feed -> MODULE -> collect, or feed -> collect without MODULE, and prints the messages of
+// collect. All other messages go to the standard error.
 //
 //     package_host [MODULE.so [PARAMETER=VALUE]...]
 #include "DataChannel.h"

@@ -1,5 +1,5 @@
-#include "base/Escaping.h"
 #include "YamlChecks.h"
+#include "base/Escaping.h"
 
 #include "FuzzInput.h"
 #include "YamlText.h"

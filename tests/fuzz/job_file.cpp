@@ -1,11 +1,11 @@
 // Job files. Up to the first NUL the input is the file; the lines up to the next are
 // settings of the command line.
-#include "base/Text.h"
 #include "FuzzInput.h"
+#include "base/Text.h"
 
+#include "YamlChecks.h"
 #include "job/JobFile.h"
 #include "job/ParameterValue.h"
-#include "YamlChecks.h"
 
 #include <set>
 

@@ -2,9 +2,9 @@
 // next is a value that a job gives to every parameter in turn.
 #include "FuzzInput.h"
 
+#include "YamlChecks.h"
 #include "job/Manifest.h"
 #include "job/ParameterValue.h"
-#include "YamlChecks.h"
 
 #include <cmath>
 #include <set>

@@ -172,8 +172,8 @@ inline SegyBytes ieeeFile(int traces, int samples, bool little = false)
     return file;
 }
 
-/// The path of a sample file in the folder that VORN_TEST_DATA names. Empty when the variable is not
-/// set or the folder has no such file; tests that need it are skipped then.
+/// The path of a sample file in the folder that VORN_TEST_DATA names. Empty when the variable is
+/// not set or the folder has no such file; tests that need it are skipped then.
 inline std::string sampleFile(const std::string& name)
 {
     const char* folder = std::getenv("VORN_TEST_DATA");

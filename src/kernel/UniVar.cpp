@@ -30,14 +30,36 @@ bool isArray(UniVarType type)
     return type >= int32ArrayType && type <= float64ArrayType;
 }
 
+// Texts of 16 stored bytes lie in the value when they were set, and in a block when they were read
+// from a stream. The word behind a block's address tells them apart: an inline text of that size
+// ends with a NUL, the complement of an address does not.
+uintptr_t wordAt(const UniVar& value, size_t offset)
+{
+    uintptr_t word;
+    std::memcpy(&word, value.strValue + offset, sizeof word);
+    return word;
+}
+
+bool isMarkedAsBlock(const UniVar& value)
+{
+    return wordAt(value, sizeof(uintptr_t)) == ~wordAt(value, 0);
+}
+
 bool isOutOfLineText(const UniVar& value)
 {
-    return value.varType == strType && value.varArraySize > inlineTextSize;
+    return value.varType == strType &&
+           (value.varArraySize > inlineTextSize ||
+            (value.varArraySize == inlineTextSize && isMarkedAsBlock(value)));
 }
 
 bool ownsBlock(const UniVar& value)
 {
     return isArray(value.varType) || isOutOfLineText(value);
+}
+
+bool isReference(UniVarType type)
+{
+    return type == libraryType || type == groupType || type == pointerType;
 }
 
 bool isSizeMeaningful(UniVarType type)
@@ -56,6 +78,14 @@ char* addressOf(const UniVar& value)
 void setAddress(UniVar& value, const void* address)
 {
     std::memcpy(value.strValue, &address, sizeof address);
+}
+
+// The same for the block of a text.
+void setTextBlock(UniVar& value, const char* block)
+{
+    setAddress(value, block);
+    const uintptr_t mark = ~reinterpret_cast<uintptr_t>(block);
+    std::memcpy(value.strValue + sizeof block, &mark, sizeof mark);
 }
 
 char* newBlock(size_t bytes)
@@ -107,11 +137,11 @@ std::string_view storedText(const UniVar& value)
     return block == nullptr ? std::string_view() : std::string_view(block, size);
 }
 
-// Makes an undefined `value` a text of these bytes.
-void storeText(UniVar& value, std::string_view bytes)
+// Makes an undefined `value` a text of these bytes, inline up to `largestInline` of them.
+void storeText(UniVar& value, std::string_view bytes, size_t largestInline)
 {
-    if (bytes.size() > inlineTextSize)
-        setAddress(value, newCopy(bytes.data(), bytes.size()));
+    if (bytes.size() > largestInline)
+        setTextBlock(value, newCopy(bytes.data(), bytes.size()));
     else
         std::memcpy(value.strValue, bytes.data(), bytes.size());
     value.varType = strType;
@@ -245,12 +275,11 @@ T readNumber(std::istream& stream)
     return number;
 }
 
-// A text of exactly 16 bytes is where the stream form and the value differ: by the form it is
-// already out of line, by the size field, which copying, releasing and converting go by, it is
-// still inline. So it is stored by its size like every other text.
+// Deliberate: a text of exactly 16 bytes goes into a block here, and stays inline elsewhere.
+// Programs that look at the fields of what they have read depend on it.
 void readText(std::istream& stream, UniVar& value)
 {
-    storeText(value, readBytes(stream, readNumber<int>(stream)));
+    storeText(value, readBytes(stream, readNumber<int>(stream)), inlineTextSize - 1);
 }
 
 // Elements go into the block at hand. Its allocation is the one thing that tells how many it can
@@ -359,7 +388,9 @@ UniVar::UniVar(const UniVar& other) : UniVar(other.varType)
 {
     if (isSizeMeaningful(varType))
         varArraySize = other.varArraySize;
-    if (ownsBlock(other))
+    if (isOutOfLineText(other))
+        setTextBlock(*this, newCopy(addressOf(other), blockBytes(other)));
+    else if (ownsBlock(other))
         setAddress(*this, newCopy(addressOf(other), blockBytes(other)));
     else
         std::memcpy(strValue, other.strValue, sizeof strValue);
@@ -410,7 +441,7 @@ void UniVar::setValue(const std::string& text)
     constexpr size_t longest = std::numeric_limits<int>::max() - 1;
     clear();
     if (text.size() <= longest)
-        storeText(*this, std::string_view(text.c_str(), text.size() + 1));
+        storeText(*this, std::string_view(text.c_str(), text.size() + 1), inlineTextSize);
     else
         setValue(text.substr(0, longest));
 }
@@ -770,14 +801,18 @@ std::istream& operator>>(std::istream& stream, UniVar& value)
         tag = undefinedType;
     const auto type = static_cast<UniVarType>(tag);
 
-    // The size field is left as it is for what does not set it: a reader does not clear
-    // (deliberate). A block goes, though, unless it is an array's and stays one: nobody could
-    // release it later.
-    if (!isArray(value.varType) || !isArray(type)) {
+    // What does not set the size field or the value area leaves them as they are: a reader does not
+    // clear (deliberate). A block goes, though, unless it is an array's and stays one: nothing
+    // could release it later.
+    const bool hadArray = isArray(value.varType);
+    if (ownsBlock(value) && !(hadArray && isArray(type))) {
         releaseBlock(value);
         setAddress(value, nullptr);
     }
     value.varType = type;
+    // Only an array leaves a block that elements can be read into.
+    if (isReference(type) || (isArray(type) && !hadArray))
+        setAddress(value, nullptr);
 
     switch (type) {
     case strType:
@@ -808,7 +843,7 @@ std::istream& operator>>(std::istream& stream, UniVar& value)
     case float64ArrayType:
         readArray<double>(stream, value);
         break;
-    default: // references are null now; the rest holds nothing
+    default: // references are null; the rest holds nothing
         break;
     }
     return stream;

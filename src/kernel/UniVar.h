@@ -59,13 +59,14 @@ public:
     int varArraySize;
     union
     {
-        char strValue[16];           ///< text of a stored size up to 16, NUL included
-        char* strBlock;              ///< text of a stored size from 17 on: exactly that many bytes
-        void* pointerValue;          ///< of a pointerType
-        int int32Value;              ///< of an int32Type
-        int64_t int64Value;          ///< of an int64Type
-        float float32Value;          ///< of a float32Type
-        double float64Value;         ///< of a float64Type
+        char strValue[16];   ///< text of a stored size up to 16, NUL included
+        char* strBlock;      ///< text of a stored size from 17 on, or of 16 when it was read
+                             ///< from a stream: exactly that many bytes
+        void* pointerValue;  ///< of a pointerType
+        int int32Value;      ///< of an int32Type
+        int64_t int64Value;  ///< of an int64Type
+        float float32Value;  ///< of a float32Type
+        double float64Value; ///< of a float64Type
         LibraryEntity* libraryValue; ///< of a libraryType
         GroupEntity* groupValue;     ///< of a groupType
         int* int32ArrayValue;        ///< of an int32ArrayType; null only before it is filled
@@ -219,15 +220,20 @@ VORN_EXPORT std::ostream& operator<<(std::ostream& stream, const UniVar& value);
 
 /// Reads a tag and what belongs to it. It is not a full assignment:
 ///
-/// - A text is stored as read, that is without a NUL of its own.
+/// - A text is stored as read, that is without a NUL of its own. From a stored size of 16 on it
+/// lies in
+///   a block of its own, where other texts of 16 lie inside the value (deliberate).
 /// - The elements of an array go into the block that `value` already holds, from an array before or
 ///   assigned by hand to a `UniVar(UniVarType)`; nothing is allocated for them. Elements for which
 ///   the block has no room are read and dropped; without a block, that is all of them.
 /// - Libraries, groups and pointers become null.
+/// - The target is not cleared first: the size field and bytes of the value area that the new
+/// content
+///   does not use stay as they were. Tag 0 read into a short text leaves its bytes and its size.
 ///
 /// The size field ends as what is really there, less than the stream claims where it delivers less.
 /// A number that cannot be read is 0; without a readable tag the value becomes undefined. Any text
-/// or array that `value` held and that the new content replaces is released.
+/// or array in a block that the new content replaces is released.
 VORN_EXPORT std::istream& operator>>(std::istream& stream, UniVar& value);
 
 /// @name Numbers to text

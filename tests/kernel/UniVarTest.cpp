@@ -975,19 +975,65 @@ TEST(UniVarTest, ReadTextLosesItsFinalNul)
 
 // Where digits follow the size, they belong to it: texts of digits are read with a blank before
 // them.
-TEST(UniVarTest, ReadTextOf16BytesIsInlineLikeAnyOfThatSize)
+TEST(UniVarTest, ReadTextOf16BytesLiesInABlockOfItsOwn)
 {
-    UniVar value;
-    read("1 16 123456789012345", value);
-    EXPECT_EQ(value.getArraySize(), 16);
-    EXPECT_EQ(std::memcmp(value.strValue, " 123456789012345", 16), 0);
-    EXPECT_EQ(value.getI64Value(), 123456789012345) << "the number ends with the text";
-    EXPECT_EQ(value.getF64Value(), 123456789012345.0);
-    EXPECT_EQ(UniVar(value).getI64Value(), 123456789012345);
+    for (const std::string& text :
+         {std::string(" 123456789012345"), std::string(" 12345678901234\0", 16)})
+    {
+        UniVar value;
+        read("1 16" + text, value);
+        EXPECT_EQ(value.getArraySize(), 16);
+        EXPECT_EQ(malloc_usable_size(value.strBlock), 24u) << "the smallest block of the heap";
+        EXPECT_EQ(std::string(value.strBlock, 16), text);
+        EXPECT_EQ(value.getI64Value(), 0) << "only inline texts are converted";
 
-    read(std::string("1 16 12345678901234\0", 20), value);
-    EXPECT_STREQ(value.strValue, " 12345678901234");
-    EXPECT_EQ(value.getI64Value(), 12345678901234);
+        const UniVar copy(value);
+        EXPECT_NE(copy.strBlock, value.strBlock);
+        EXPECT_EQ(std::string(copy.strBlock, 16), text);
+        UniVar assigned;
+        assigned = value;
+        EXPECT_EQ(std::string(assigned.strBlock, 16), text);
+        EXPECT_EQ(written(value), "116" + text);
+    }
+    UniVar set(std::string(15, '7'));
+    EXPECT_EQ(set.getArraySize(), 16);
+    EXPECT_STREQ(set.strValue, "777777777777777") << "inline when it is set";
+}
+
+TEST(UniVarTest, BlocksOf16BytesAreReleased)
+{
+    expectNoGrowth([] {
+        UniVar value;
+        read("1 16abcdefghijklmnop", value);
+        UniVar copy(value);
+        copy = UniVar(5);
+        read("0", value);
+    });
+}
+
+TEST(UniVarTest, TagWithoutContentLeavesTheBytesOfAShortTextAndItsSize)
+{
+    for (const char* tag : {"0", "77", "x"}) {
+        SCOPED_TRACE(tag);
+        UniVar value("short text");
+        read(tag, value);
+        EXPECT_NE(value.getType(), strType);
+        EXPECT_STREQ(value.strValue, "short text");
+        EXPECT_EQ(value.getArraySize(), 11);
+    }
+    UniVar value("short text");
+    read("2 5", value);
+    EXPECT_EQ(std::string(value.strValue + 4), "t text") << "a number takes its four bytes";
+    EXPECT_EQ(value.getArraySize(), 11);
+}
+
+TEST(UniVarTest, TagWithoutContentReleasesABlock)
+{
+    UniVar value(text16);
+    read("0", value);
+    EXPECT_EQ(value.getType(), undefinedType);
+    EXPECT_EQ(value.strBlock, nullptr);
+    EXPECT_EQ(value.getArraySize(), 17);
 }
 
 TEST(UniVarTest, ReadTextOf17BytesIsNotConverted)

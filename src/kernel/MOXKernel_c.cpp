@@ -5,6 +5,7 @@
 
 #include "JobManager.h"
 #include "MOXKernel.h"
+#include "SeisTraceSet.h"
 #include "private/MOXKernel_families.h"
 
 #include <algorithm>
@@ -33,6 +34,16 @@ int writeHandle(void* handle, void** out)
 int builtOrNot(void* handle)
 {
     return handle == nullptr ? 1 : 0;
+}
+
+// A trace set makes a source trace that is missing, and stops the process where the destination has
+// a negative number. A module in C or Fortran asks for neither by a wrong number: it is told.
+int moveTrace(SeisTraceSet* from, SeisTraceSet* to, int traceNoFrom, int traceNoTo)
+{
+    if (from == nullptr || to == nullptr || traceNoFrom < 0 || traceNoTo < 0 ||
+        traceNoFrom >= from->getNumberOfTraces())
+        return 0;
+    return to->moveFromTrace(from, traceNoFrom, traceNoTo);
 }
 
 std::string text(const char* characters)
@@ -219,7 +230,7 @@ int knl_copyTraceToTrace(void* traceFrom, void* traceTo, int copyHeader, int cop
 int knl_mcopyTraceToTrace(void* traceFrom, void* traceTo, int copyHeader, int copySamples, int traceNoFrom, int traceNoTo)
 { return copyTraceToTrace(traceFrom, traceTo, copyHeader, copySamples, traceNoFrom, traceNoTo); }
 int knl_moveTraceToTrace(void* traceFrom, void* traceTo, int traceNoFrom, int traceNoTo)
-{ return moveTraceToTrace(traceFrom, traceTo, traceNoFrom, traceNoTo); }
+{ return moveTrace(static_cast<SeisTraceSet*>(traceFrom), static_cast<SeisTraceSet*>(traceTo), traceNoFrom, traceNoTo); }
 
 int knl_setTraceSamples(void* trace, float** samples, int traceNo) { return setTraceSamples(trace, *samples, traceNo); }
 int knl_clearTraceSet(void* trace)                                 { return clearTraceSet(trace); }

@@ -467,7 +467,8 @@ int knl_mcopyTraceToTrace(void* traceFrom, void* traceTo, int copyHeader, int co
 /** Moves a trace, without copying, into another set of the same attribute layout. The source keeps
  * an empty place under the trace's number; a trace that was at the destination is let go of.
  *
- * @return 1 when moved; 0 when there is no such source trace, or a handle is null
+ * @return 1 when moved; 0, with both sets as they were, when there is no such source trace (none is
+ *         made), when `traceNoTo` is negative, or when a handle is null
  */
 int knl_moveTraceToTrace(void* traceFrom, void* traceTo, int traceNoFrom, int traceNoTo);
 

@@ -1028,6 +1028,29 @@ TEST_F(KnlCTest, CopyAndMoveGoFromTheFirstToTheSecond)
     EXPECT_EQ(knl_moveTraceToTrace(nullptr, &other, 0, 0), 0);
 }
 
+TEST_F(KnlCTest, AMoveThatCannotBeMadeChangesNothing)
+{
+    WithTraces<SeisTraceSet> other;
+    knl_setNumberOfTraces(&traceSet, 2);
+    knl_setNumberOfTraces(&other, 1);
+    const std::vector<SeisTrace*> here(traceSet.traces.begin(), traceSet.traces.end());
+    const std::vector<SeisTrace*> there(other.traces.begin(), other.traces.end());
+
+    const int lowest = std::numeric_limits<int>::min();
+    const int highest = std::numeric_limits<int>::max();
+    for (const auto& [from, to] : {std::pair(2, 0), std::pair(7, 3), std::pair(highest, 0),
+                                   std::pair(-1, 0), std::pair(lowest, 0), std::pair(0, -1),
+                                   std::pair(0, lowest), std::pair(-1, -1), std::pair(2, -1)})
+    {
+        SCOPED_TRACE(std::to_string(from) + " to " + std::to_string(to));
+        EXPECT_EQ(knl_moveTraceToTrace(&traceSet, &other, from, to), 0);
+        EXPECT_EQ(traceSet.traces, here);
+        EXPECT_EQ(other.traces, there);
+    }
+    EXPECT_EQ(knl_moveTraceToTrace(&traceSet, nullptr, 0, 0), 0);
+    EXPECT_EQ(traceSet.traces, here);
+}
+
 TEST_F(KnlCTest, GeometryOfATraceSet)
 {
     EXPECT_EQ(knl_setTraceLength(&traceSet, 100), 0);

@@ -1727,7 +1727,7 @@ module vorn_knl
   !> `value` is an integer, a 64-bit integer, a real, a double precision or a text, converted as
   !> parameters are; or an array of one of the four kinds of numbers. Of an array as many elements
   !> are read as it has and as the attribute has, whichever is less; the others are left alone, and
-  !> all of them when the attribute is no such array.
+  !> all of them when the attribute is not such an array.
   !>
   !> `status`: 0 when the set has the attribute, 1 when it does not. (0 is success here, unlike
   !> with parameters.)
@@ -1789,7 +1789,7 @@ module vorn_knl
   !> `array` is a pointer to an array of integers, 64-bit integers, reals, double precisions, or
   !> texts of fixed length; it must be declared as what was stored. Its size is the size stored with
   !> the resource. `found`: whether there is such a resource; when not, `array` is left alone. A
-  !> resource that is no address gives a null pointer.
+  !> resource that is not an address gives a null pointer.
   !>
   !> The functions behind this name take a descriptor: not gfortran's own record of a pointer, which
   !> is 8 bytes too short for them. Do not call those directly with a pointer.

@@ -30,13 +30,24 @@ struct AccountedBlock
 class VORN_EXPORT BlockMap
 {
 public:
+    /// @name What a map has
+    /// @{
+
+    /// As the member of `std::map<void*, int>` of this name.
     using key_type = void*;
     using mapped_type = int;
     using value_type = std::pair<void* const, int>;
 
+    /// @}
+
+    /// A place in the list. Two are equal when they stand at the same address.
     class VORN_EXPORT const_iterator
     {
     public:
+        /// @name What an iterator has
+        /// @{
+
+        /// As the member of `std::map::const_iterator` of this name.
         using iterator_category = std::forward_iterator_tag;
         using value_type = BlockMap::value_type;
         using difference_type = std::ptrdiff_t;
@@ -48,6 +59,7 @@ public:
         const_iterator& operator++();
         bool operator==(const const_iterator& other) const;
         bool operator!=(const const_iterator& other) const { return !(*this == other); }
+        /// @}
 
     private:
         friend class BlockMap;
@@ -58,6 +70,7 @@ public:
         Blocks::const_iterator position;
         bool complete = false; // all blocks of the holder, not only the one that was looked up
     };
+    /// A map cannot be changed through its iterators.
     using iterator = const_iterator;
 
     /// The map of a job, or of the module given.
@@ -67,6 +80,10 @@ public:
     /// Blocks still listed are forgotten, not freed.
     ~BlockMap();
 
+    /// @name What a map has
+    /// @{
+
+    /// As the member of `std::map<void*, int>` of this name.
     std::size_t size() const { return listed; }
     bool empty() const { return listed == 0; }
     std::size_t count(const void* block) const;
@@ -76,9 +93,11 @@ public:
     /// Size in bytes; 0 for a block that is not listed. Lists nothing.
     int operator[](const void* block) const { return count(block) != 0 ? at(block) : 0; }
     bool contains(const void* block) const { return count(block) != 0; }
+    /// A copy of the list.
     operator std::map<void*, int>() const { return {begin(), end()}; }
     const_iterator begin() const;
     const_iterator end() const;
+    /// @}
 
     /// The module whose blocks these are; null for a job's map.
     ModuleEntity* getModule() const { return module; }

@@ -43,13 +43,17 @@ public:
     /// Releases lists and queues; traces still held stay alive.
     ~DataChannel() override;
 
-    /// Appends a producer or a consumer; one attached twice counts twice.
+    /// Appends a producer; one attached twice counts twice.
     void attachInputModule(ModuleEntity* producer);
+    /// Appends a consumer; one attached twice counts twice.
     void attachOutputModule(ModuleEntity* consumer);
+    /// The number of producers, attachments counted.
     int getNumberOfInputModules() const { return static_cast<int>(inputModules.size()); }
+    /// The number of consumers, attachments counted.
     int getNumberOfOutputModules() const { return static_cast<int>(outputModules.size()); }
-    /// The module at index `i`, or null when there is none.
+    /// The producer at index `i`, or null when there is none.
     ModuleEntity* getAttachedInputModule(int i) const;
+    /// The consumer at index `i`, or null when there is none.
     ModuleEntity* getAttachedOutputModule(int i) const;
 
     /// Appends `trace` and queues it once for every attachment of every consumer; returns the

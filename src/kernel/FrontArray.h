@@ -24,6 +24,10 @@ class FrontArray
     static_assert(std::is_trivially_copyable_v<T>, "elements are moved as bytes");
 
 public:
+    /// @name What a vector has
+    /// @{
+
+    /// As the member of `std::vector` of this name.
     using value_type = T;
     using iterator = T*;
     using const_iterator = const T*;
@@ -76,6 +80,7 @@ public:
             makeRoom();
         *last++ = copy;
     }
+    /// Puts an element before all others.
     void push_front(const T& item)
     {
         if (first > room.get()) {
@@ -85,6 +90,7 @@ public:
         push_back(item);
         std::rotate(first, last - 1, last);
     }
+    /// Takes the first element out, in constant time. Requires: not empty.
     void pop_front()
     {
         if (++first == last)
@@ -107,6 +113,7 @@ public:
         std::swap(first, other.first);
         std::swap(last, other.last);
     }
+    /// @}
 
 private:
     static constexpr std::size_t fewestAdded = 8;

@@ -15,7 +15,7 @@
 /// group in the configuration. Indices count from 0.
 ///
 /// Setting and getting make every missing occurrence up to the index they are given; nothing ever
-/// shrinks the list but the destructor. A negative index is no occurrence: see each function.
+/// shrinks the list but the destructor. A negative index is not an occurrence: see each function.
 ///
 /// A group travels inside a UniVar as a `groupType` and reaches modules as an untyped handle.
 /// Neither the value nor the kernel ever deletes it; it must outlive the values that refer to it.

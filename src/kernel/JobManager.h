@@ -26,6 +26,7 @@ class DataChannel;
 class LibraryEntity;
 class SeisTraceSet;
 
+/// Modules, referenced.
 using ModuleList = std::vector<ModuleEntity*>;
 
 /// One job at a time, in one process, on one thread: directories and call-backs are set, modules
@@ -45,21 +46,21 @@ public:
     ModuleEntity* activeModule;                  ///< the module whose entry point runs, or null
     MsgFunctionType messageFunc;                 ///< host call-backs; null: service off
     MsgArgumentFunctionType messageArgumentFunc; ///< gets `messageFuncObj`
-    StatFunctionType statisticFunc;
-    CreatePadFunctionType createPadFunc;
-    AddTraceToPadFunctionType addTraceToPadFunc;
-    AddPlotToPadFunctionType addPlotToPadFunc;
-    ExecAppliFunctionType execAppliFunc;
+    StatFunctionType statisticFunc;              ///< gets `statisticFuncObj`
+    CreatePadFunctionType createPadFunc;         ///< gets `createPadFuncObj`
+    AddTraceToPadFunctionType addTraceToPadFunc; ///< gets `addTraceToPadFuncObj`
+    AddPlotToPadFunctionType addPlotToPadFunc;   ///< gets `addPlotToPadFuncObj`
+    ExecAppliFunctionType execAppliFunc;         ///< gets `execAppliFuncObj`
     std::map<std::string, trAttDefStr> trAttDefsList; ///< the job's attribute schema, by name
-    QString projectDir;
-    QString scratchDir;
-    std::string jobName;
-    void* messageFuncObj; ///< handed back to the host with each call
-    void* statisticFuncObj;
-    void* createPadFuncObj;
-    void* addTraceToPadFuncObj;
-    void* addPlotToPadFuncObj;
-    void* execAppliFuncObj;
+    QString projectDir;                               ///< see setProjectDir()
+    QString scratchDir;                               ///< kept for host and modules
+    std::string jobName;                              ///< also used in the statistics
+    void* messageFuncObj;                             ///< handed back to the host with each call
+    void* statisticFuncObj;                           ///< likewise
+    void* createPadFuncObj;                           ///< likewise
+    void* addTraceToPadFuncObj;                       ///< likewise
+    void* addPlotToPadFuncObj;                        ///< likewise
+    void* execAppliFuncObj;                           ///< likewise
     int64_t jobStartTime;   ///< microseconds since the epoch when the manager was created
     int totalJobMemoryUsed; ///< bytes held now, by modules, traces and host; 32 bits, wraps
     BlockMap jobMemoryMap;  ///< the blocks that `totalJobMemoryUsed` counts
@@ -216,8 +217,8 @@ public:
     /// A zero-filled block of `size` bytes from the C heap, charged to the job and to the active
     /// module; null after a message of type 4 when there is none (a negative size, for one).
     void* allocateResource(int size);
-    /// The same with whatever the memory held before, for who writes all of it next, and with the
-    /// block's place in the kernel's table of blocks.
+    /// The same with whatever the memory held before, for callers that overwrite all of it, and
+    /// with the block's place in the kernel's table of blocks.
     AccountedBlock allocateUncleared(int size);
     /// Uncharges the block from the job and from every module of the job that lists it, and frees
     /// it, in every case.

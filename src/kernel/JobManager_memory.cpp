@@ -1,5 +1,5 @@
 // Accounted memory: every block is charged to the job and to the module that was active when it was
-// taken, and uncharged from whoever lists it when it is freed.
+// taken, and uncharged from every holder that lists it when it is freed.
 #include "JobManager.h"
 
 #include "ModuleEntity.h"

@@ -13,7 +13,7 @@
 /// A library of the job: what kind it is, where its data lie, and its named parameters.
 ///
 /// It travels inside a UniVar as a `libraryType` and reaches modules as an untyped handle. Neither
-/// the value nor the kernel ever deletes it; it belongs to whoever made it and must outlive the
+/// the value nor the kernel ever deletes it; it belongs to its creator and must outlive the
 /// values that refer to it. Parameter names are compared exactly; a look-up costs O(log n).
 class VORN_EXPORT LibraryEntity
 {

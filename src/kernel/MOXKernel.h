@@ -70,10 +70,10 @@ VORN_EXPORT void* bldOutputTraceBuffer(int channel, int traceLength, int sampleI
 VORN_EXPORT void* bldWorkTraceBuffer(int channel, int traceLength, int sampleInterval,
                                      int numTraces, void* templ);
 /// Sets the bits `flag` on an input channel (bit 1: keep the current trace for the next call). 1
-/// when done; 0 when there is no such buffer or it is no DataChannel.
+/// when done; 0 when there is no such buffer or it is not a DataChannel.
 VORN_EXPORT int setInputTraceBufferFlag(int channel, int flag);
 /// 1 when any of the bits `flag` is set on an input channel; they stay set. 0 when none is, when
-/// there is no such buffer, or when it is no DataChannel.
+/// there is no such buffer, or when it is not a DataChannel.
 VORN_EXPORT int isInputTraceBufferFlagged(int channel, int flag);
 /// @}
 

@@ -84,7 +84,7 @@ private:
 // -------------------------------------------------------------------- values into caller's storage
 
 // An array getter of the C form, asked for the value at `place`, and its elements copied to the
-// caller, who has room for all of them.
+// caller, which has room for all of them.
 template <typename T, typename Get, typename... Place>
 int copyArray(Get get, T* out, int* size, const Place&... place)
 {
@@ -95,7 +95,7 @@ int copyArray(Get get, T* out, int* size, const Place&... place)
     return found;
 }
 
-// Array attributes of traces go straight from the value to the caller, who says how many fit.
+// Array attributes of traces go straight from the value to the caller, which says how many fit.
 template <typename Source, typename T>
 int getElements(const Source& source, T* out, int capacity)
 {

@@ -79,6 +79,7 @@ public:
     /// Closes the library.
     ~ModuleEntity();
 
+    /// The name, which is also the one in messages.
     std::string getName() const { return moduleName; }
 
     /// Loads `VORN_HOME`/lib/`modLib` (a file name with its extension) and binds the three entry
@@ -93,15 +94,19 @@ public:
     /// Runs an entry point as the job's active module and adds its time; no module is active
     /// afterwards. Returns 0.
     int preProcessModule();
+    /// As preProcessModule().
     int postProcessModule();
     /// Runs `process_`, adds its time and counts traces; the active module stays what it was.
     /// Requires: this is the active module. Returns 0.
     int processModule();
 
+    /// The number of input channels.
     int getNumberOfInputDataChannels() const;
+    /// The number of output channels.
     int getNumberOfOutputDataChannels() const;
-    /// Channel `i` in the order of attachment, or null.
+    /// Input channel `i` in the order of attachment, or null.
     DataChannel* getInputDataChannel(int i) const;
+    /// Output channel `i` in the order of attachment, or null.
     DataChannel* getOutputDataChannel(int i) const;
     /// Appends a channel and makes this module its consumer; null is ignored. Deliberate: channels
     /// are numbered in the order of attachment, whatever `i` says.
@@ -115,13 +120,16 @@ public:
 
     /// All traces that input channel `ch` holds, not only those pending for this module.
     int getNumberOfInputTraces(int ch) const;
+    /// Input channel `ch`, or null.
     SeisTraceSet* getInputTrace(int ch) const;
     /// Destroys a trace of an input channel; returns how many are left.
     int removeInputTrace(int ch, int trace);
-    /// Sums of the totals announced on the channels; 32 bits, cut off.
+    /// The sum of the totals announced on the input channels; 32 bits, cut off.
     int getTotalInputTraces() const;
+    /// The same for the output channels.
     int getTotalOutputTraces() const;
 
+    /// The number of work buffers made so far.
     int getNumberOfWorkTraceBuffers() const;
     /// Creates buffers until index `n` exists, that is `n` + 1 of them: callers pass the index that
     /// they are about to use (deliberate).
@@ -136,6 +144,7 @@ public:
     /// A copy of the value. Deliberate: looking up a missing name inserts an empty value, and the
     /// name counts as present from then on.
     UniVar getParameter(const std::string& name);
+    /// Whether there is a value under this name.
     bool isParameterPresent(const std::string& name) const;
     /// The value itself, or null for a missing name, which stays missing.
     const UniVar* findParameter(std::string_view name);
@@ -144,6 +153,7 @@ public:
     int setResource(const std::string& name, const UniVar& value);
     /// A copy of the value; inserts an empty value for a missing name, like `getParameter`.
     UniVar getResource(const std::string& name);
+    /// Whether there is a value under this name.
     bool isResourcePresent(const std::string& name) const;
     /// The value itself, or null for a missing name, which stays missing.
     const UniVar* findResource(std::string_view name);
@@ -156,10 +166,12 @@ public:
     void setProcessingOption(const std::string& name, const UniVar& value);
     /// A copy of the value; undefined when absent, and nothing is inserted.
     UniVar getProcessingOption(const std::string& name) const;
+    /// Whether the module runs with empty input at end of data.
     bool isRespectEOD() const { return respectEOD; }
 
     /// Keeps the first value given for a key.
     void setMetaData(const std::string& key, const std::string& value);
+    /// The metadata that the module has produced.
     std::map<std::string, std::string>& getMetaData() { return moduleMetaData; }
 
     /// Charges a block of `size` bytes to this module; returns `ptr`.
@@ -169,8 +181,11 @@ public:
 
     /// Whole seconds, truncated.
     int getTotalModuleWorkTime() const;
+    /// Bytes held now.
     int getTotalModuleMemoryUsed() const { return totalModuleMemoryUsed; }
+    /// As the field of this name.
     int getInputTracesProcessed() const { return inputTracesProcessed; }
+    /// As the field of this name.
     int getOutputTracesProcessed() const { return outputTracesProcessed; }
 
 private:

@@ -147,8 +147,8 @@ void ScratchManager::removeTrace(SeisTrace* trace)
     }
 }
 
-// Without memory for the books the trace stays where it is: paging out must not fail, since it also
-// happens where a hold ends.
+// Without memory for the tables the trace stays where it is: paging out must not fail, since it
+// also happens where a hold ends.
 int ScratchManager::putToScratch(SeisTrace* trace)
 {
     try {
@@ -272,7 +272,7 @@ FILE* ScratchManager::createFile(const std::string& directory)
     }
     FILE* file = descriptor >= 0 ? fdopen(descriptor, "w+b") : nullptr;
     if (file != nullptr) {
-        scratchFileName.swap(path); // a copy could fail, and nobody would know of the file
+        scratchFileName.swap(path); // a copy could fail, and the file's name would be lost
         return file;
     }
     if (descriptor >= 0) {
@@ -334,7 +334,7 @@ bool ScratchManager::writeRecord(SeisTrace* trace, int64_t position)
     return written;
 }
 
-// A position that a host has set by itself is taken at its word.
+// A position that a host has set itself is trusted.
 bool ScratchManager::isOfCurrentFile(const SeisTrace* trace) const
 {
     return fileNo != 0 && (trace->scratchFileNo == fileNo || trace->scratchFileNo == 0);

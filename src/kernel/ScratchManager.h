@@ -110,6 +110,7 @@ public:
     class VORN_EXPORT Hold
     {
     public:
+        /// Holds `trace` (null: none) until the object is destroyed.
         explicit Hold(SeisTrace* trace)
             : manager(getInstance()), former(manager->held), formerLeft(manager->heldLeft)
         {

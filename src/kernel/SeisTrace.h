@@ -20,8 +20,8 @@ class TraceOrder;
 /// its record in the scratch file); only the scratch manager changes that. The operations here work
 /// on a resident trace; on a paged-out one they read as empty and write nothing.
 ///
-/// The lengths that count are the trace's own: the set that holds it may have changed its mind
-/// since. Reading and writing never leave the trace's blocks.
+/// The lengths that count are the trace's own: the set that holds it may have been given
+/// another length since. Reading and writing never leave the trace's blocks.
 class VORN_EXPORT SeisTrace
 {
 public:
@@ -32,7 +32,7 @@ public:
     int traceHeaderSize;        ///< bytes in the header block
     int64_t traceOffset;        ///< byte position of the record in the scratch file; -1: no record
 
-    // Books that others keep in the trace, so that they find their place without a search.
+    // What other classes keep in the trace, so that they find its place without a search.
     SeisTrace* moreRecent; ///< scratch manager: neighbour towards the most recently touched trace
     SeisTrace* lessRecent; ///< scratch manager: neighbour towards the least recently touched trace
     TraceOrder* order;     ///< scratch manager: the order that the trace stands in, or null
@@ -46,10 +46,11 @@ public:
     /// running module. When memory is short (or a length is negative) the kernel's message has been
     /// sent and the block in question is null.
     SeisTrace(int length, int headerSize);
-    /// The same, but the samples are whatever the memory held: for who writes all of them next.
+    /// For a trace whose samples the caller overwrites next: they are not cleared.
     struct SamplesFollow
     {
     };
+    /// The same, but the samples are whatever the memory held.
     SeisTrace(int length, int headerSize, SamplesFollow);
     SeisTrace(const SeisTrace&) = delete;
     SeisTrace& operator=(const SeisTrace&) = delete;
@@ -59,6 +60,7 @@ public:
 
     /// The place of a trace that was deleted, or a new one.
     static void* operator new(std::size_t bytes);
+    /// Keeps the place for the next trace.
     static void operator delete(void* place, std::size_t bytes) noexcept;
 
     /// The attribute's value; undefined when it lies beyond the header's end. Text is read from the
@@ -84,15 +86,21 @@ public:
 
     /// `getHeaderSize()` bytes, owned by the trace, moved by the next growth; null while paged out.
     unsigned char* getHeader() const { return traceHeader; }
+    /// Bytes of the header block, also while paged out.
     int getHeaderSize() const { return traceHeaderSize; }
     /// Grows the header to hold `n` bytes, copies them in and returns 1.
     int setHeader(const unsigned char* data, int n);
 
+    /// Zeroes the samples.
     void clearTraceSamples();
+    /// Zeroes the header.
     void clearTraceHeader();
+    /// Zeroes both.
     void clearTrace();
 
+    /// The flag word.
     int getTraceFlag() const { return traceFlag; }
+    /// Sets the flag word.
     void setTraceFlag(int flag) { traceFlag = flag; }
 
     /// Bytes of header and samples, which is also the size of the scratch record.
@@ -108,6 +116,7 @@ public:
     /// Grows the header to hold `n` bytes: nothing when it does already, else the multiple of 64
     /// next above `n` (64 gives 128). Sample pointers stay, header pointers do not.
     void expandHeader(int n);
+    /// The same, to hold an attribute.
     void expandHeader(const traceAttIdent& ident);
 
     /// Whether the attribute's bytes lie within the header as it is.

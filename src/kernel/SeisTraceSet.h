@@ -47,24 +47,25 @@ public:
     /// How headers of another set come into this one, resolved once for all traces.
     struct HeaderCopy
     {
+        /// Bytes that are copied in one piece.
         struct Run
         {
             int to;   ///< bytes from the start of the header here
             int from; ///< bytes from the start of the header there
             int size; ///< bytes
         };
-        int64_t sourceLayout = 0; ///< for which layouts it holds; 0: for none
-        int64_t targetLayout = 0;
+        int64_t sourceLayout = 0;    ///< for which layouts it holds; 0: for none
+        int64_t targetLayout = 0;    ///< likewise
         std::size_t sourceCount = 0; ///< of attributes: hosts can erase some by hand
-        std::size_t targetCount = 0;
+        std::size_t targetCount = 0; ///< likewise
         std::vector<Run> runs; ///< neighbouring attributes that are neighbours in both sets are one
         std::vector<int> ends; ///< header sizes that the attributes need, in order of their names
         int sourceSize = 0;    ///< bytes of a source header that holds all of them
-        int targetSize = 0;
+        int targetSize = 0;    ///< bytes of a header here that holds all of them
     };
     int64_t layoutNumber;  ///< no two layouts, of any sets, have the same
     HeaderCopy headerCopy; ///< of the set that was copied from last
-    bool layoutExposed;    ///< somebody holds a reference by which places can change at any time
+    bool layoutExposed; ///< a reference by which places can change at any time has been handed out
 
     /// An empty set with paging on, everything else zero.
     SeisTraceSet();
@@ -96,6 +97,7 @@ public:
     /// Stores a value in a trace, defining the attribute if need be; returns 1.
     int setAttribute(const std::string& name, const UniVar& value, int traceNo);
 
+    /// The number of entries, those without a trace counted.
     int getNumberOfTraces() const { return static_cast<int>(traces.size()); }
     /// Creates traces until there are `n`; never removes any.
     void setNumberOfTraces(int n);
@@ -112,15 +114,22 @@ public:
     float* getSamples(int traceNo);
     /// Copies in as many samples as the trace has.
     int setSamples(const float* samples, int traceNo);
+    /// The header bytes of a trace: its own block, valid until it grows or the trace is paged out.
     unsigned char* getHeader(int traceNo);
+    /// Bytes of that header.
     int getHeaderSize(int traceNo);
+    /// Copies `size` header bytes in, growing the header if need be; returns 1.
     int setHeader(const unsigned char* data, int size, int traceNo);
     /// Zeroes samples and headers of all traces; returns 1.
     int clearTraceSet();
 
+    /// Samples of the traces that the set creates.
     int getTraceLength() const { return traceLength; }
+    /// Of the traces that the set creates from now on.
     void setTraceLength(int length) { traceLength = length; }
+    /// As it was set.
     int getTraceSampleInterval() const { return sampleInterval; }
+    /// Microseconds by agreement of the modules.
     void setTraceSampleInterval(int interval) { sampleInterval = interval; }
 
     /// The flag of the first trace, or the set's own word when it holds no trace. Deliberate:
@@ -130,11 +139,14 @@ public:
     /// Sets the flag of the last trace, or the set's own word when it holds no trace.
     void setDataChannelFlag(int flag);
 
+    /// Keeps the total number of traces that a module announces.
     void informTotalTracesNumber(int64_t total) { totalNumTraces = total; }
+    /// The number announced last; 0 when none was.
     int64_t getTotalTracesNumber() const { return totalNumTraces; }
 
     /// Switches paging on or off for traces handed out from now on.
     void setUseScratch(bool use);
+    /// Whether paging is on.
     bool isUseScratch() const { return scratchManager != nullptr; }
 
     /// Sets length and interval and, given a template, defines all its attributes here in ascending

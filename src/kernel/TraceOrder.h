@@ -21,15 +21,21 @@
 class VORN_EXPORT TraceOrder
 {
 public:
+    /// A place in the order.
     class iterator
     {
     public:
+        /// @name What an iterator has
+        /// @{
+
+        /// As the member of `std::deque::const_iterator` of this name.
         using iterator_category = std::forward_iterator_tag;
         using value_type = SeisTrace*;
         using difference_type = std::ptrdiff_t;
         using pointer = SeisTrace* const*;
         using reference = SeisTrace*;
 
+        /// At a trace; null: behind the last one.
         explicit iterator(SeisTrace* at = nullptr) : trace(at) {}
         SeisTrace* operator*() const { return trace; }
         iterator& operator++()
@@ -45,13 +51,19 @@ public:
         }
         bool operator==(const iterator& other) const { return trace == other.trace; }
         bool operator!=(const iterator& other) const { return trace != other.trace; }
+        /// @}
 
     private:
         SeisTrace* trace;
     };
+    /// @name What a queue has
+    /// @{
+
+    /// As the member of `std::deque<SeisTrace*>` of this name.
     using const_iterator = iterator;
     using value_type = SeisTrace*;
 
+    /// An empty order.
     TraceOrder() = default;
     TraceOrder(const TraceOrder&) = delete;
     TraceOrder& operator=(const TraceOrder&) = delete;
@@ -81,6 +93,9 @@ public:
         return std::equal(one.begin(), one.end(), other.begin(), other.end());
     }
 
+    /// @}
+
+    /// Whether `trace` stands in this order. Requires: not null.
     bool contains(const SeisTrace* trace) const { return trace->order == this; }
 
     /// Puts `trace` in front, taking it out of the order that it stood in.
@@ -109,6 +124,7 @@ public:
     /// Takes the least recently touched trace out. Requires: not empty.
     void pop_back() { erase(last); }
 
+    /// Takes all traces out.
     void clear()
     {
         while (!empty())

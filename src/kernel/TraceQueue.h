@@ -29,15 +29,21 @@ class TraceQueue
     };
 
 public:
+    /// A place in the queue.
     class const_iterator
     {
     public:
+        /// @name What an iterator has
+        /// @{
+
+        /// As the member of `std::vector::const_iterator` of this name.
         using iterator_category = std::forward_iterator_tag;
         using value_type = SeisTrace*;
         using difference_type = std::ptrdiff_t;
         using pointer = SeisTrace* const*;
         using reference = SeisTrace*;
 
+        /// At entry `at` of the queue `of`.
         const_iterator(const TraceQueue* of, std::size_t at) : queue(of), index(at) {}
         SeisTrace* operator*() const { return (*queue)[index]; }
         const_iterator& operator++()
@@ -47,11 +53,16 @@ public:
         }
         bool operator==(const const_iterator& other) const { return index == other.index; }
         bool operator!=(const const_iterator& other) const { return index != other.index; }
+        /// @}
 
     private:
         const TraceQueue* queue;
         std::size_t index;
     };
+    /// @name What a vector has
+    /// @{
+
+    /// As the member of `std::vector<SeisTrace*>` of this name.
     using iterator = const_iterator;
     using value_type = SeisTrace*;
 
@@ -73,8 +84,13 @@ public:
         return std::equal(one.begin(), one.end(), other.begin(), other.end());
     }
 
+    /// @}
+
+    /// Appends `trace`, null when it has left already. Requires: no smaller number than the last
+    /// one.
     void push_back(SeisTrace* trace, int64_t arrivalNo) { entries.push_back({trace, arrivalNo}); }
 
+    /// Whether an entry holds `trace`. Requires: not null.
     bool contains(const SeisTrace* trace) const { return find(entries, trace) != entries.end(); }
 
     /// Takes out the first entry that holds `trace`; false when none does. Requires: not null.
@@ -89,10 +105,13 @@ public:
 
     /// @name The empty entry that the trace of this number of arrival has left
     /// @{
+
+    /// Whether there is one.
     bool containsEmpty(int64_t arrivalNo) const
     {
         return findEmpty(entries, arrivalNo) != entries.end();
     }
+    /// Takes it out; false when there is none.
     bool takeEmpty(int64_t arrivalNo)
     {
         const auto entry = findEmpty(entries, arrivalNo);

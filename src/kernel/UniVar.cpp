@@ -193,7 +193,7 @@ private:
 template <typename Integer>
 Integer truncated(double number)
 {
-    // The largest 64-bit integer is no double, the power of two above it is.
+    // The largest 64-bit integer is not a double; the power of two above it is.
     constexpr double beyond =
         2.0 * static_cast<double>(Integer{1} << (std::numeric_limits<Integer>::digits - 1));
     if (std::isnan(number))

@@ -47,8 +47,8 @@ enum UniVarType : int
 /// No operation reports an error. A request that the stored kind cannot answer gives 0, 0.0, a null
 /// address, "" or "-/-", as said at each getter.
 ///
-/// The fields are public for readers. Who writes them by hand must keep them consistent; owned
-/// blocks come from `::operator new[]` (thus also from `new int[n]` and the like).
+/// The fields are public for readers. Code that writes them by hand must keep them consistent;
+/// owned blocks come from `%operator new[]` (thus also from `new int[n]` and the like).
 class VORN_EXPORT UniVar
 {
 public:
@@ -83,9 +83,10 @@ public:
     UniVar(UniVarType type) noexcept;
 
     /// @name Values from what they hold
+    /// @{
+
     /// As the matching `setValue`. A `const char*` makes a text. A mutable `char*` does not: it
     /// converts to `void*` first and makes a pointerType, so wrap it in a `std::string`.
-    /// @{
     UniVar(int value) noexcept;
     UniVar(int64_t value) noexcept;
     UniVar(float value) noexcept;
@@ -112,8 +113,9 @@ public:
     ~UniVar();
 
     /// @name Setters
-    /// Each releases the old content as `clear` does, then stores the new one.
     /// @{
+
+    /// Each releases the old content as `clear` does, then stores the new one.
     void setValue(int value) noexcept;
     void setValue(int64_t value) noexcept;
     void setValue(float value) noexcept;
@@ -128,10 +130,11 @@ public:
     /// @}
 
     /// @name Array setters
+    /// @{
+
     /// Store a copy of `count` elements; the caller keeps the array, which may even be the one that
     /// this value holds. A negative count stores an empty array; a null `elements` stores `count`
     /// zeros.
-    /// @{
     void setValue(const int* elements, int count);
     void setValue(const int64_t* elements, int count);
     void setValue(const float* elements, int count);
@@ -142,8 +145,9 @@ public:
     void setValue(void* address, int byteCount) noexcept;
 
     /// @name Assignment
-    /// As the matching `setValue`; the caveat about a mutable `char*` holds here, too.
     /// @{
+
+    /// As the matching `setValue`; the caveat about a mutable `char*` holds here, too.
     UniVar& operator=(int value) noexcept;
     UniVar& operator=(int64_t value) noexcept;
     UniVar& operator=(float value) noexcept;
@@ -165,11 +169,12 @@ public:
     int getArraySize() const noexcept { return varArraySize; }
 
     /// @name Numbers
+    /// @{
+
     /// The stored number, converted. Fractions are cut toward zero; what is too large for an
     /// integer becomes its largest or smallest value, and a NaN becomes 0; a 64-bit integer keeps
     /// its low 32 bits. A text is scanned as `string2int` and the others do, if it has at most 15
     /// characters; a longer one gives 0. Everything else gives 0.
-    /// @{
     int getI32Value() const;
     int64_t getI64Value() const;
     float getF32Value() const;
@@ -186,9 +191,10 @@ public:
     std::string getStrType() const;
 
     /// @name References and arrays
+    /// @{
+
     /// The stored address when the tag is exactly the matching one, else null. Arrays stay the
     /// value's own: valid until it is changed or destroyed, never released by the caller.
-    /// @{
     void* getPointerValue() const noexcept;
     LibraryEntity* getLibraryValue() const noexcept;
     GroupEntity* getGroupValue() const noexcept;
@@ -237,9 +243,10 @@ VORN_EXPORT std::ostream& operator<<(std::ostream& stream, const UniVar& value);
 VORN_EXPORT std::istream& operator>>(std::istream& stream, UniVar& value);
 
 /// @name Numbers to text
+/// @{
+
 /// Decimal digits; floats with always 6, doubles with always 12 decimals, rounded as `printf`
 /// does, however large; also its "inf", "-inf", "nan", "-nan".
-/// @{
 VORN_EXPORT std::string int2string(int value);
 VORN_EXPORT std::string lint2string(int64_t value);
 VORN_EXPORT std::string float2string(float value);
@@ -247,9 +254,10 @@ VORN_EXPORT std::string double2string(double value);
 /// @}
 
 /// @name Arrays to text
+/// @{
+
 /// "[" + the elements as above, separated by "," + "]". No elements, a negative count or a null
 /// array give "[]".
-/// @{
 VORN_EXPORT std::string intarr2string(const int* elements, int count);
 VORN_EXPORT std::string lintarr2string(const int64_t* elements, int count);
 VORN_EXPORT std::string floatarr2string(const float* elements, int count);
@@ -257,9 +265,10 @@ VORN_EXPORT std::string doublearr2string(const double* elements, int count);
 /// @}
 
 /// @name Text to numbers
+/// @{
+
 /// The number at the start of the text, as `scanf` reads it with "%d", "%lld", "%f" and "%lf";
 /// white space before it is skipped, what follows is ignored. 0 without a number, and for null.
-/// @{
 VORN_EXPORT int string2int(const char* text);
 VORN_EXPORT int string2int(const std::string& text);
 VORN_EXPORT int64_t string2longint(const char* text);

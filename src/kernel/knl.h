@@ -17,7 +17,7 @@
  * - **Values convert.** Each value has a type of its own, and a getter converts it to the type
  *   that it is named for: text is parsed (a leading number is enough, `12abc` gives 12), numbers
  *   are converted, anything else arrives as 0, as a null pointer or as a null handle. A type that
- *   does not fit is no failure: the getter still returns 1.
+ *   does not fit is not a failure: the getter still returns 1.
  * - **Type words in names:** `I32` int, `I64` int64_t, `F32` float, `F64` double, `Str` and
  *   `String` NUL-terminated text, `Lib` library handle, `Group` and `Grp` group handle, `...Array`
  *   a pointer to the first element and the number of elements.
@@ -32,7 +32,7 @@
  *   list of attributes. They are made by this interface only; the module may free lists of
  *   attributes, and nothing else. On a null handle, getters
  *   of trace sets and groups find nothing, setters do nothing, and the result is the one stated
- *   for "absent" or "refused"; any other address that is no handle is a programming error.
+ *   for "absent" or "refused"; any other address that is not a handle is a programming error.
  * - **Numbers count from zero**: channels, work buffers, traces, rows of a group. Sample intervals
  *   are kept and handed back as set (modules use microseconds); lengths count samples.
  */
@@ -57,7 +57,7 @@ extern "C" {
  * @return 1 when the parameter exists; 0 when it does not, or when no module is running
  *
  * Array forms: `*var` points to the first element, kernel memory that stays valid until the entry
- * point returns; `*size` is the number of elements. A value that is no array of exactly this
+ * point returns; `*size` is the number of elements. A value that is not an array of exactly this
  * element type gives a null `*var` and its own array size, with the result 1.
  * Text form: the value as text, whole and with its NUL; `var` must have room for it.
  * Library and group forms: `*var` is the handle, null when the value is none.
@@ -123,8 +123,9 @@ int knl_getGrpGroupParameter(void* group, const char* attKey, int num, void** va
  * @param attKey  parameter name
  * @param num     row
  * @param var     the value; texts and arrays are copied
- * @param size    array forms: number of elements
  * @return 1 when stored, 0 when refused (null handle, negative row)
+ *
+ * - `size`: array forms: number of elements
  */
 /** @{ */
 int knl_setI32GroupParameter(void* group, const char* attKey, int num, int var);
@@ -149,7 +150,7 @@ int knl_setStringGroupParameter(void* group, const char* attKey, int num, const 
  * @param group     handle of the outer group
  * @param attKey    parameter name
  * @param num       row of the outer group, from 0
- * @param[out] var  the inner group's handle; null when the parameter exists and is no group;
+ * @param[out] var  the inner group's handle; null when the parameter exists and is not a group;
  *                  untouched when the result is 0
  * @return 1 when the parameter is present afterwards; 0 when refused (null handle, negative row)
  */
@@ -190,8 +191,9 @@ int knl_getGroupLibraryParameter(void* libri, const char* attKey, void** var);
  * @param libri   library handle
  * @param attKey  parameter name
  * @param var     the value; texts and arrays are copied
- * @param size    array forms: number of elements
  * @return 1 when stored, 0 when refused (null handle)
+ *
+ * - `size`: array forms: number of elements
  */
 /** @{ */
 int knl_setI32LibraryParameter(void* libri, const char* attKey, int var);
@@ -210,7 +212,7 @@ int knl_setStringLibraryParameter(void* libri, const char* attKey, const char* v
  *
  * @param libri     library handle
  * @param attKey    parameter name
- * @param[out] var  the group's handle; null when the parameter exists and is no group; untouched
+ * @param[out] var  the group's handle; null when the parameter exists and is not a group; untouched
  *                  when the result is 0
  * @return 1 when the parameter is present afterwards; 0 when refused (null handle)
  */
@@ -257,8 +259,9 @@ int knl_getStrTraceAttribute(void* trace, const char* attKey, char* var);
  * @param var     the value; it is converted to the attribute's own type, except that arrays are
  *                taken only by an array attribute of the same element type, from at least as many
  *                elements as the schema states for it
- * @param size    array forms: number of elements
  * @return 1 when written, 0 when refused (null handle)
+ *
+ * - `size`: array forms: number of elements
  */
 /** @{ */
 int knl_setI32TraceAttribute(void* trace, const char* attKey, int var);
@@ -348,12 +351,13 @@ int knl_setF64TraceAttributes(void* list, void* traceSet, int traceNo, const dou
 /** What the job's schema says about the attribute name `trAttDefName`.
  *
  * @param trAttDefName       attribute name
- * @param[out] trAttDefType  type code: 1 text, 2 and 3 integers of 32 and 64 bits, 4 and 5 floats
- *                           of 32 and 64 bits, 9 and 10 texts of 32 and 64 bytes; -1 for a name
- *                           that the schema does not know; always written
- * @param[out] trAttDefDim   dimension: elements of an array, characters of a text; -1 likewise;
- *                           always written
  * @return 0 when the value is at least 1, else 1 (here 0 is success)
+ *
+ * - `trAttDefType` (output): type code: 1 text, 2 and 3 integers of 32 and 64 bits, 4 and 5 floats
+ *   of 32 and 64 bits, 9 and 10 texts of 32 and 64 bytes; -1 for a name that the schema does not
+ *   know; always written
+ * - `trAttDefDim` (output): dimension: elements of an array, characters of a text; -1 likewise;
+ *   always written
  */
 /** @{ */
 int knl_getTraceAttributeType(const char* trAttDefName, int* trAttDefType);
@@ -417,9 +421,10 @@ void knl_fileClose(int fileHandle);
  * is made, with all those below it.
  *
  * @param[out] trace  the trace set's handle, null on failure; always written
- * @param channel     channel number, from 0
- * @param wtset       work buffer number, from 0
  * @return 0 on success; 1 when there is no such buffer, or when no module is running
+ *
+ * - `channel`: channel number, from 0
+ * - `wtset`: work buffer number, from 0
  */
 /** @{ */
 int knl_getInputTraceBuffer(void** trace, int channel);
@@ -433,9 +438,10 @@ int knl_getWorkTraceBuffer(void** trace, int wtset);
  * @param channel         number of the output channel or work buffer, from 0
  * @param traceLength     samples of each trace made from now on
  * @param sampleInterval  sample interval
- * @param numTraces       accepted and not used: traces are made when they are asked for
  * @param templ           handle of the trace set whose attributes are taken over, or null
  * @return 0 on success; 1 when there is no such buffer, or when no module is running
+ *
+ * - `numTraces`: accepted and not used: traces are made when they are asked for
  */
 /** @{ */
 int knl_bldOutputTraceBuffer(int channel, int traceLength, int sampleInterval, void* templ);
@@ -454,9 +460,10 @@ int knl_bldWorkTraceBuffer(int channel, int traceLength, int sampleInterval, int
  * @param traceTo      handle of the destination set
  * @param copyHeader   0: leave the header
  * @param copySamples  0: leave the samples
- * @param traceNoFrom  source trace, from 0 (trace 0 where it is not given)
- * @param traceNoTo    destination trace, from 0 (trace 0 where it is not given)
  * @return 1 when copied; 0 when a handle or a trace is null
+ *
+ * - `traceNoFrom`: source trace, from 0 (trace 0 where it is not given)
+ * - `traceNoTo`: destination trace, from 0 (trace 0 where it is not given)
  */
 /** @{ */
 int knl_copyTraceToTrace(void* traceFrom, void* traceTo, int copyHeader, int copySamples);
@@ -565,17 +572,18 @@ int knl_createPad(int type, int align, int visible, const char* title);
  * codes and special symbols their meaning. An unknown pad is for the host to refuse.
  *
  * @param ident         pad identifier
- * @param xpage, ypage  position on the pad
- * @param ipen          pen code: move or draw
- * @param height        height of the characters
- * @param fpn           the number to draw
- * @param angle         writing angle
- * @param ndec          number of decimals
- * @param cbcd          the text to draw
- * @param inteq         code of a special symbol
- * @param inchar        number of characters
- * @param factor        scale of what follows
- * @param newpen        number of the pen to take
+ *
+ * - `xpage`, `ypage`: position on the pad
+ * - `ipen`: pen code: move or draw
+ * - `height`: height of the characters
+ * - `fpn`: the number to draw
+ * - `angle`: writing angle
+ * - `ndec`: number of decimals
+ * - `cbcd`: the text to draw
+ * - `inteq`: code of a special symbol
+ * - `inchar`: number of characters
+ * - `factor`: scale of what follows
+ * - `newpen`: number of the pen to take
  */
 /** @{ */
 void knl_plot(int ident, float xpage, float ypage, int ipen);

@@ -76,49 +76,49 @@ typedef struct one_int_arr
 /** An array of 64-bit integers; fields as in one_int_arr. */
 typedef struct one_long_arr
 {
-    int64_t* data;
-    int64_t dsize;
-    int64_t offset;
-    int64_t bordr;
-    int64_t rank;
-    int64_t rserv;
-    one_arr_dim dim[1];
+    int64_t* data;      /**< address of the first element */
+    int64_t dsize;      /**< bytes of one element */
+    int64_t offset;     /**< written as 0 */
+    int64_t bordr;      /**< kind of the descriptor, written as 3 */
+    int64_t rank;       /**< number of dimensions, written as 1 */
+    int64_t rserv;      /**< the caller's own: never written */
+    one_arr_dim dim[1]; /**< the one dimension */
 } one_long_arr;
 
 /** An array of 32-bit floats; fields as in one_int_arr. */
 typedef struct one_float_arr
 {
-    float* data;
-    int64_t dsize;
-    int64_t offset;
-    int64_t bordr;
-    int64_t rank;
-    int64_t rserv;
-    one_arr_dim dim[1];
+    float* data;        /**< address of the first element */
+    int64_t dsize;      /**< bytes of one element */
+    int64_t offset;     /**< written as 0 */
+    int64_t bordr;      /**< kind of the descriptor, written as 3 */
+    int64_t rank;       /**< number of dimensions, written as 1 */
+    int64_t rserv;      /**< the caller's own: never written */
+    one_arr_dim dim[1]; /**< the one dimension */
 } one_float_arr;
 
 /** An array of 64-bit floats; fields as in one_int_arr. */
 typedef struct one_double_arr
 {
-    double* data;
-    int64_t dsize;
-    int64_t offset;
-    int64_t bordr;
-    int64_t rank;
-    int64_t rserv;
-    one_arr_dim dim[1];
+    double* data;       /**< address of the first element */
+    int64_t dsize;      /**< bytes of one element */
+    int64_t offset;     /**< written as 0 */
+    int64_t bordr;      /**< kind of the descriptor, written as 3 */
+    int64_t rank;       /**< number of dimensions, written as 1 */
+    int64_t rserv;      /**< the caller's own: never written */
+    one_arr_dim dim[1]; /**< the one dimension */
 } one_double_arr;
 
 /** An array of texts of equal length, which is `dsize`; fields as in one_int_arr. */
 typedef struct one_char_arr
 {
-    char* data;
-    int64_t dsize;
-    int64_t offset;
-    int64_t bordr;
-    int64_t rank;
-    int64_t rserv;
-    one_arr_dim dim[1];
+    char* data;         /**< address of the first element */
+    int64_t dsize;      /**< bytes of one element */
+    int64_t offset;     /**< written as 0 */
+    int64_t bordr;      /**< kind of the descriptor, written as 3 */
+    int64_t rank;       /**< number of dimensions, written as 1 */
+    int64_t rserv;      /**< the caller's own: never written */
+    one_arr_dim dim[1]; /**< the one dimension */
 } one_char_arr;
 
 /* ------------------------------------------------------------- module parameters and options */
@@ -130,7 +130,7 @@ typedef struct one_char_arr
  *
  * Array forms: the caller supplies the storage, and `*var` is its address: the kernel copies all
  * `*size` elements there, so the storage must be large enough for any value that the job may hold.
- * A value that is no array of exactly this element type writes its own array size to `size` and
+ * A value that is not an array of exactly this element type writes its own array size to `size` and
  * copies nothing; an absent one writes neither.
  * Text form: cut to 255 bytes, and padded with blanks to `lvar`.
  * Library and group forms: the handle, null when the value is none.
@@ -200,8 +200,9 @@ void knl_getgrpgroupparameter_(void** group, const char* attKey, int* num, void*
  * missing.
  *
  * @param var         the value; text without its leading and trailing blanks
- * @param size        array forms: number of elements at `*var`, which are copied
  * @param[out] istat  1 when stored, 0 when refused (null handle, row below 1)
+ *
+ * - `size`: array forms: number of elements at `*var`, which are copied
  */
 /** @{ */
 void knl_seti32groupparameter_(void** group, const char* attKey, int* num, int* var, int* istat,
@@ -227,7 +228,7 @@ void knl_setstrgroupparameter_(void** group, const char* attKey, int* num, const
 /** The group stored under `attKey` in row `*num` (from 1) of a group; an empty one is made there
  * when the row holds no such parameter. A group made here lives as long as the process.
  *
- * @param[out] var    the inner group's handle; null when the parameter is no group
+ * @param[out] var    the inner group's handle; null when the parameter is not a group
  * @param[out] istat  1 when present now, 0 when refused (null handle, row below 1; `var`
  *                    untouched)
  */
@@ -284,8 +285,9 @@ void knl_getgrouplibraryparameter_(void** libri, const char* attKey, void** var,
 /** Store a value under `attKey` in a library.
  *
  * @param var         the value; text without its leading and trailing blanks
- * @param size        array forms: number of elements at `*var`, which are copied
  * @param[out] istat  1 when stored, 0 when refused (null handle)
+ *
+ * - `size`: array forms: number of elements at `*var`, which are copied
  */
 /** @{ */
 void knl_seti32libraryparameter_(void** libri, const char* attKey, int* var, int* istat,
@@ -311,7 +313,7 @@ void knl_setstringlibraryparameter_(void** libri, const char* attKey, const char
 /** The group stored under `attKey` in a library; an empty one is made there when the library holds
  * no such parameter. A group made here lives as long as the process.
  *
- * @param[out] var    the group's handle; null when the parameter is no group
+ * @param[out] var    the group's handle; null when the parameter is not a group
  * @param[out] istat  1 when present now, 0 when refused (null handle; `var` untouched)
  */
 void knl_setgrplibraryparameter_(void** libri, const char* attKey, void** var, int* istat,
@@ -337,7 +339,7 @@ void knl_istraceattributeexist_(void** trace, const char* attKey, int* istat, in
  *
  * Array forms: the caller supplies the storage, `*var` is its address and `*size` its capacity in
  * elements, which is not changed. As many elements are copied as the attribute has, at most
- * `*size`; none when it is no array of exactly this element type.
+ * `*size`; none when it is not an array of exactly this element type.
  * Text form: cut to 255 bytes, and padded with blanks to `lvar`.
  */
 /** @{ */
@@ -384,9 +386,10 @@ void knl_mgetstringtraceattribute_(void** trace, const char* attKey, char* var, 
  *
  * @param var         the value, converted to the attribute's own type. **Text ends with a NUL**
  *                    (`text//char(0)`): it has no hidden length
- * @param size        array forms: number of elements at `*var`, at least as many as the job's
- *                    schema states; taken only by an array attribute of the same element type
  * @param[out] istat  1 when written, 0 when refused (null handle, trace below 1)
+ *
+ * - `size`: array forms: number of elements at `*var`, at least as many as the job's schema
+ *   states; taken only by an array attribute of the same element type
  */
 /** @{ */
 void knl_seti32traceattribute_(void** trace, const char* attKey, int* var, int* istat, int lattKey);
@@ -527,10 +530,12 @@ void knl_freeresource_(void** ptr);
 /** Point an array at what was kept under `attKey` for the running module, in place.
  *
  * @param[out] resource  data and extent: the address and the size that were given when it was set
- *                       (null data when the resource is no address); untouched when `*istat` is 0
- * @param dim            text form: length of a text in bytes
+ *                       (null data when the resource is not an address); untouched when `*istat` is
+ * 0
  * @param[out] istat     1 when the resource exists; 0 when it does not, or when no module is
  *                       running
+ *
+ * - `dim`: text form: length of a text in bytes
  */
 /** @{ */
 void knl_getmodulei32resource_(const char* attKey, one_int_arr* resource, int* istat, int lattKey);
@@ -544,7 +549,7 @@ void knl_getmodulestrresource_(const char* attKey, one_char_arr* resource, int* 
 /** @} */
 
 /** Copies the block that was kept under `attKey` to the caller's storage at `resource` (as many
- * bytes as were kept; nothing when the resource is no address).
+ * bytes as were kept; nothing when the resource is not an address).
  *
  * @param[out] istat  1 when the resource exists; 0 when it does not, or when no module is running
  */
@@ -608,8 +613,9 @@ void knl_getworktracebuffer_(void** trace, int* wtset, int* istat);
  * sample interval, and the attributes of the trace set `*templ`. The form that ends with `f0` takes
  * no template, the other two work buffer forms are one and the same.
  *
- * @param numTraces   accepted and not used: traces are made when they are asked for
  * @param[out] istat  0 on success; 1 when there is no such buffer, or when no module is running
+ *
+ * - `numTraces`: accepted and not used: traces are made when they are asked for
  */
 /** @{ */
 void knl_bldoutputtracebuffer_(int* channel, int* traceLength, int* sampleInterval, void** templ,

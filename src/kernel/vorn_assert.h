@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstdlib>
 
+/// Stops the process, after a line on the standard error, unless `condition` holds.
 #define VORN_ASSERT(condition)                                                                     \
     do {                                                                                           \
         if (!(condition)) {                                                                        \

@@ -6,8 +6,10 @@
 #define VORN_EXPORT_H
 
 #if defined(__GNUC__)
+/** A name that the library exports. */
 #define VORN_EXPORT __attribute__((visibility("default")))
 #else
+/** A name that the library exports. */
 #define VORN_EXPORT
 #endif
 

@@ -1,4 +1,4 @@
-// The example modules, as they lie in examples/ for people to copy.
+// The example modules, as they lie in examples/ to be copied.
 #include "ModuleHarness.h"
 
 #include <gmock/gmock.h>

@@ -75,7 +75,7 @@ protected:
         group.setParameter("GROUP", 1, UniVar(&inner));
     }
 
-    // Groups that modules make belong to nobody.
+    // Groups that modules make have no owner.
     ~ParameterInterfaceJobTest() override
     {
         delete library.getParameter("NEW GROUP").getGroupValue();

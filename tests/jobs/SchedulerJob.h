@@ -77,7 +77,7 @@ struct InputView
 {
     int pending;
     int held;
-    int first; ///< its number; 0 for a trace that nobody has written, meaningless without traces
+    int first; ///< its number; 0 for a trace that no module has written, meaningless without traces
 };
 
 /// Traces that a module has taken in and given out, as statistics count them.

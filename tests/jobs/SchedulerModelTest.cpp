@@ -67,7 +67,7 @@ public:
         return texts;
     }
 
-    // What a job leaves in its channels is nobody's, nor are channels that no module uses.
+    // What a job leaves in its channels has no owner, nor have channels that no module uses.
     void destroyLeftovers()
     {
         for (DataChannel* channel : channels) {

@@ -17,7 +17,7 @@
 
 namespace {
 
-// What one holder is charged: the rule book.
+// What one holder is charged, by the rules.
 struct Account
 {
     int total = 0;
@@ -143,7 +143,7 @@ protected:
         std::free(block);
     }
 
-    // A block that the heap gave somebody else, or none.
+    // A block that the heap gave to other code, or none.
     void freeUnknown()
     {
         void* block = random(4) == 0 ? nullptr : std::malloc(static_cast<std::size_t>(random(100)));

@@ -31,7 +31,7 @@ using testing::Pair;
 
 using Blocks = std::map<void*, int>;
 
-// Addresses that belong to nobody, for accounts without blocks.
+// Addresses without owners, for accounts without blocks.
 void* address(uintptr_t number)
 {
     return reinterpret_cast<void*>(number);
@@ -54,8 +54,8 @@ protected:
             std::free(block);
     }
 
-    // A block taken while `active` (or nobody) is the active module; freed at the end of the test
-    // unless `release` frees it.
+    // A block taken while `active` (or no module) is the active module; freed at the end of the
+    // test unless `release` frees it.
     void* take(int size, ModuleEntity* active)
     {
         job().setActiveModule(active);

@@ -246,7 +246,7 @@ TEST_F(ModuleEntryPointTest, WorkTimeIsTheSumOverAllEntryPoints)
 
     running.preProcessModule();
     EXPECT_EQ(running.totalModuleWorkTime, 1);
-    clock.advance(5000000); // somebody else's work
+    clock.advance(5000000); // another module's work
     job().setActiveModule(&running);
     running.processModule();
     EXPECT_EQ(running.totalModuleWorkTime, 2345679);

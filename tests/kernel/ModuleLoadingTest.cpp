@@ -25,7 +25,7 @@ int doNothing()
 }
 
 // The installation's module tree is a directory of the test's own, with copies of the test modules,
-// so that nobody else has them open.
+// so that no other test has them open.
 class ModuleLoadingTest : public KernelFixture
 {
 protected:

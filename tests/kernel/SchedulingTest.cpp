@@ -193,7 +193,7 @@ protected:
         return names;
     }
 
-    // Traces that a job leaves in its channels are nobody's; to be called before the channels end.
+    // Traces that a job leaves in its channels have no owner; to be called before the channels end.
     void destroyTraces()
     {
         for (DataChannel* each : channels) {
@@ -513,7 +513,7 @@ TEST_F(SchedulingTest, ResultsOfEntryPointsAreIgnored)
     EXPECT_THAT(job().jobModules, IsEmpty());
 }
 
-// ---- who is processed at all
+// ---- which modules are processed at all
 
 TEST_F(SchedulingTest, ProcessingSendsItsBannerInTheNameOfTheKernel)
 {

@@ -22,7 +22,7 @@ using testing::ElementsAre;
 class SeisTraceTest : public KernelFixture
 {
 protected:
-    // An unbuffered file of nobody else, at its start.
+    // An unbuffered file of this test's own, at its start.
     struct File
     {
         File() : stream(std::tmpfile()) { std::setvbuf(stream, nullptr, _IONBF, 0); }

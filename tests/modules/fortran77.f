@@ -40,7 +40,7 @@ C     use this library, and in a resource, which is the module's own.
       PREPROCESS = 0
       END
 
-C     The record has nine words of eight bytes. The tenth is nobody's, and
+C     The record has nine words of eight bytes. The tenth is spare, and
 C     the sixth is the caller's: neither may change.
       INTEGER FUNCTION PROCESS()
       INTEGER ISTAT, N, ISTATE(1)

@@ -69,7 +69,7 @@ contains
     call check_int(1, status, 'status of LIBRARY')
     call check(c_associated(library), 'LIBRARY')
 
-    ! Blanks around a name do not count; values are converted; a number is no library.
+    ! Blanks around a name do not count; values are converted; a number is not a library.
     call knl_getf64moduleparameter('  I32   ', f64, status)
     call check_int(1, status, 'status of I32 with blanks')
     call check_real(42.0_c_double, f64, 'I32 with blanks')

@@ -221,7 +221,7 @@ contains
 
     call knl_getf64traceattribute(set, 'i32', f64, status)
     call check_real(42.0_c_double, f64, 'i32 as f64')
-    ! An attribute that is no array hands out none of its elements.
+    ! An attribute that is not an array hands out none of its elements.
     i32s = -7
     call knl_geti32arraytraceattribute(set, 'i32', c_loc(i32s), 4, status)
     call check_int(0, status, 'status of i32 as an array')

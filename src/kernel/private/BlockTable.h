@@ -71,7 +71,7 @@ public:
     inline void removeModule(Entry& entry);
 
     /// @name Blocks that are soon taken again
-    /// The entry of a block that nobody holds any more may stay, idle, for its next holders. It is
+    /// The entry of a block without holders may stay, idle, for its next holders. It is
     /// gone when the table changes its size or the address is entered otherwise.
     /// @{
 
@@ -101,7 +101,7 @@ public:
     }
     /// Lists an idle entry for one holder or both.
     inline void reenter(Entry& entry, BlockMap* job, BlockMap* module);
-    /// Removes an entry that nobody holds.
+    /// Removes an entry without holders.
     void drop(Entry& entry);
     /// @}
 

@@ -156,7 +156,7 @@ inline void unpack(const UniVar& value, int64_t* out) { *out = value.getI64Value
 inline void unpack(const UniVar& value, float* out)   { *out = value.getF32Value(); }
 inline void unpack(const UniVar& value, double* out)  { *out = value.getF64Value(); }
 
-// The elements stay the value's own; null when it is no array of exactly this type.
+// The elements stay the value's own; null when it is not an array of exactly this type.
 inline void unpack(const UniVar& value, int** out)     { *out = value.getI32ArrayValue(); }
 inline void unpack(const UniVar& value, int64_t** out) { *out = value.getI64ArrayValue(); }
 inline void unpack(const UniVar& value, float** out)   { *out = value.getF32ArrayValue(); }
@@ -254,7 +254,7 @@ int setText(const Source& source, const char* text)
     return source.store(UniVar(std::string(text == nullptr ? "" : text)));
 }
 
-// A group once stored is nobody's: values refer to it, and the kernel never deletes groups.
+// A group once stored has no owner: values refer to it, and the kernel never deletes groups.
 template <typename Source>
 int getOrMakeGroup(const Source& source, void** out)
 {

@@ -42,8 +42,8 @@ inline bool isSameName(const std::string& known, std::string_view name)
 ///
 /// The maps are public, so that hosts may change or exchange their entries by hand: what is
 /// remembered counts as long as the map has as many entries as when it was remembered, the same
-/// first and last of them, and nobody has called `forget`, which the owner of the map does whenever
-/// it adds an entry itself.
+/// first and last of them, and `forget` has not been called, which the owner of the map does
+/// whenever it adds an entry itself.
 template <typename Value>
 class RecentNames
 {

@@ -36,7 +36,7 @@ public:
     }
 
     /// Keeps a block; false when it is to be discarded. Requires: a block of malloc with `size`
-    /// usable bytes or more, which nobody holds.
+    /// usable bytes or more, without holders.
     bool keep(const AccountedBlock& block, std::size_t size)
     {
         if (size < smallestKept || size > largestKept)

@@ -240,8 +240,8 @@ bool MetadataProvider::storeMetadata(const std::string& ref_file,
     if (written == Written::whole && std::rename(temporary.c_str(), path.c_str()) == 0)
         return true;
     unlink(temporary.c_str());
-    // deliberate: what cannot be opened is no failure, so that a job whose project has no metadata
-    // directory goes on without metadata.
+    // deliberate: what cannot be opened is not a failure, so that a job whose project has no
+    // metadata directory goes on without metadata.
     return written == Written::notOpened;
 }
 

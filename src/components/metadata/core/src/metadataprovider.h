@@ -89,7 +89,7 @@ public:
     /// parseMetadata does.
     ///
     /// False, with nothing reported, when the data file has no metadata path, or when the metadata
-    /// file is missing, cannot be read, is no regular file or is larger than 2147483647 bytes.
+    /// file is missing, cannot be read, is not a regular file or is larger than 2147483647 bytes.
     /// True otherwise, for an empty file too. Requires: `f` is not null.
     bool loadMetadata(const std::string& ref_file, Visitor f, void* ctx);
 

@@ -154,7 +154,7 @@ FILE* FileLocksProvider::openSysLocked(const std::string& nm, int lockMode, int*
         return nullptr;
     };
 
-    // Never O_TRUNC: the content belongs to whoever holds the lock, and that is not known yet.
+    // Never O_TRUNC: the content belongs to the holder of the lock, which is not known yet.
     const bool shared = lockMode == readLockMode;
     const int flags = shared ? O_RDONLY : O_RDWR | O_CREAT;
     const int descriptor = open(nm.c_str(), flags | O_CLOEXEC, newFilePermissions);

@@ -17,7 +17,7 @@ namespace VORN {
 /// know nothing of each other:
 ///
 /// - Lock files. NAME is locked as long as a file NAME.lck exists. It outlives the process that
-///   made it: what a crashed process leaves behind locks until somebody removes it. The file holds
+///   made it: what a crashed process leaves behind locks until it is removed. The file holds
 ///   the mode given to lockFile(), a 32-bit integer in the machine's byte order, for people to
 ///   look at.
 /// - Record locks of the operating system, taken on the file itself, always on the whole of it,
@@ -50,8 +50,8 @@ public:
     /// the others -1. `fnm` itself need not exist and is not touched.
     int lockFile(const std::string& fnm, int mode);
 
-    /// Removes the lock file of `fnm`, whoever made it. 0 when it existed, even if it could not be
-    /// removed; -2 when it did not exist. `mode` is ignored.
+    /// Removes the lock file of `fnm`, also that of another process. 0 when it existed, even if it
+    /// could not be removed; -2 when it did not exist. `mode` is ignored.
     int unlockFile(const std::string& fnm, int mode);
 
     /// Opens file `nm`, takes a record lock on it without waiting, and returns it as a stream that

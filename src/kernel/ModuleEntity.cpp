@@ -1,3 +1,7 @@
+// The job manager owns and runs modules, and a running module is the manager's active module, sends
+// its loader's messages through it and reads the time there: the two sources know each other. That
+// stays so. A context handed to each module would be a second way to an object that the interface
+// makes a singleton anyway, and hosts create modules without one. No header goes the way back.
 #include "ModuleEntity.h"
 
 #include "DataChannel.h"

@@ -39,7 +39,10 @@ step_install() {
         include/vorn/JobManager.h include/vorn/metadataprovider.h share/vorn/fortran/vorn_knl.f90; do
         [ -f "$prefix/$file" ] || fail "$file is not installed"
     done
-    [ ! -e "$prefix/include/vorn/MOXKernel_families.h" ] || fail "a private header is installed"
+    for header in BlockBytes BlockTable MOXKernel_families RecentNames SpareBlocks \
+        TraceAttributeList wrapping; do
+        [ -z "$(find "$prefix/include" -name $header.h)" ] || fail "$header.h, private, is installed"
+    done
 }
 
 # Whether the file $1 names the place $2. Not counted: the Fortran sources that gfortran names in the

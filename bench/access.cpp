@@ -1,5 +1,5 @@
-// What modules pay for looking a value up by its name. There is no floor beside it: the measure is
-// the time of a call.
+// What modules pay for looking a value up by its name, and for one of the attributes of a list.
+// There is no floor beside it: the measure is the time per value.
 #include "Measure.h"
 
 #include "JobManager.h"
@@ -76,6 +76,15 @@ int main(int argc, char** argv)
             fail("a parameter is lost");
     }
 
+    const char* attributes[names];
+    for (int i = 0; i < names; ++i)
+        attributes[i] = name.attributes[i];
+    void* list = nullptr;
+    int values[names] = {};
+    if (knl_bldAttributeList(attributes, names, &list) != 0 ||
+        knl_getI32TraceAttributes(list, &set, 0, values) != names || values[names - 1] == 0)
+        fail("a list of attributes is lost");
+
     int value = 0;
     report("access.get", timeOfCall(rounds, [&](int i) {
                knl_getI32TraceAttribute(&set, name.attributes[i], &value);
@@ -83,6 +92,16 @@ int main(int argc, char** argv)
            }));
     report("access.set", timeOfCall(rounds, [&](int i) {
                knl_setI32TraceAttribute(&set, name.attributes[i], i);
+           }));
+    report("access.get_list", timeOfCall(rounds, [&](int i) {
+               if (i == 0)
+                   knl_getI32TraceAttributes(list, &set, 0, values);
+               use(&values[i]);
+           }));
+    report("access.set_list", timeOfCall(rounds, [&](int i) {
+               values[i] = i;
+               if (i == 0)
+                   knl_setI32TraceAttributes(list, &set, 0, values);
            }));
     report("access.parameter", timeOfCall(rounds, [&](int i) {
                knl_getI32ModuleParameter(name.parameters[i], &value);

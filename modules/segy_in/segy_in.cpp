@@ -5,10 +5,12 @@
 // all ninety of each trace by name would cost more than reading it.
 
 #include "MOXKernel.h"
-#include "hexbytes.h"
-#include "numberranges.h"
-#include "segyreader.h"
-#include "textheader.h"
+#include "file/FileIdentity.h"
+#include "segy/HexBytes.h"
+#include "segy/NumberRanges.h"
+#include "segy/SegyReader.h"
+#include "segy/SegyTraceStatements.h"
+#include "segy/TextHeader.h"
 
 #include <array>
 #include <cmath>

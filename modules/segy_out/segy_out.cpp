@@ -5,11 +5,12 @@
 // the processing certain.
 
 #include "MOXKernel.h"
-#include "headerwords.h"
-#include "hexbytes.h"
-#include "segywriter.h"
-#include "textheader.h"
-#include "tracefile.h"
+#include "file/FileIdentity.h"
+#include "file/OutputFile.h"
+#include "segy/HeaderWords.h"
+#include "segy/HexBytes.h"
+#include "segy/SegyWriter.h"
+#include "segy/TextHeader.h"
 
 #include <algorithm>
 #include <array>

@@ -1,6 +1,6 @@
 /* su_in: reads a Seismic Unix file, one trace per call. */
 #include "knl.h"
-#include "segy_c.h"
+#include "su/segy_c.h"
 
 #include <math.h>
 #include <stddef.h>

@@ -3,7 +3,7 @@
  * The temporary file is made before the job runs, so that an output that cannot be written is known
  * at once; the final name comes last. */
 #include "knl.h"
-#include "segy_c.h"
+#include "su/segy_c.h"
 
 #include <stddef.h>
 #include <stdio.h>

@@ -1,4 +1,4 @@
-#include "headerwords.h"
+#include "segy/HeaderWords.h"
 
 #include <SegyBytes.h>
 

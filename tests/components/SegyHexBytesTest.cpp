@@ -1,4 +1,4 @@
-#include "hexbytes.h"
+#include "segy/HexBytes.h"
 
 #include <SegyBytes.h>
 

@@ -1,4 +1,4 @@
-#include "numberranges.h"
+#include "segy/NumberRanges.h"
 
 #include <gtest/gtest.h>
 #include <stdexcept>

@@ -1,5 +1,6 @@
-#include "segyreader.h"
-#include "textheader.h"
+#include "segy/SegyReader.h"
+#include "segy/SegyTraceStatements.h"
+#include "segy/TextHeader.h"
 
 #include <KernelFixture.h>
 #include <SegyBytes.h>

@@ -1,4 +1,4 @@
-#include "samples.h"
+#include "segy/Samples.h"
 
 #include <SegyBytes.h>
 

@@ -1,4 +1,4 @@
-#include "textheader.h"
+#include "segy/TextHeader.h"
 
 #include <SegyBytes.h>
 

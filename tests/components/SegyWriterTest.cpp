@@ -1,8 +1,8 @@
-#include "segywriter.h"
+#include "segy/SegyWriter.h"
 
-#include "headerwords.h"
-#include "segyreader.h"
-#include "textheader.h"
+#include "segy/HeaderWords.h"
+#include "segy/SegyReader.h"
+#include "segy/TextHeader.h"
 
 #include <KernelFixture.h>
 #include <SegyBytes.h>

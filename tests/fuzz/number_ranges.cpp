@@ -2,7 +2,7 @@
 // its other lines.
 #include "FuzzInput.h"
 
-#include "segy_c.h"
+#include "su/segy_c.h"
 
 #include <charconv>
 #include <memory>

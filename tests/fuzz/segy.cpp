@@ -3,9 +3,9 @@
 #include "FuzzInput.h"
 
 #include "FuzzDirectory.h"
-#include "segyreader.h"
-#include "segywriter.h"
-#include "textheader.h"
+#include "segy/SegyReader.h"
+#include "segy/SegyWriter.h"
+#include "segy/TextHeader.h"
 
 #include <memory>
 

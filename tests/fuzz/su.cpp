@@ -3,7 +3,7 @@
 #include "FuzzInput.h"
 
 #include "FuzzDirectory.h"
-#include "segy_c.h"
+#include "su/segy_c.h"
 
 #include <memory>
 

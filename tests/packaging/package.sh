@@ -22,6 +22,38 @@ need() {
     }
 }
 
+# Fails unless the library of the soname $1 is installed, with no search path of its own.
+check_library() {
+    library=$(find "$prefix" -name "$1" -type l)
+    [ -n "$library" ] || fail "no $1"
+    readelf -d "$library" | grep -q "SONAME.*\[$1\]" || fail "wrong soname of $1"
+    if readelf -d "$library" | grep -E 'R(UN)?PATH'; then
+        fail "the installed $1 has a search path"
+    fi
+}
+
+# The installed command and its modules find the installed libraries where the tree lies now, and
+# share them: a job writes a file with the library that removes it when the job is interrupted.
+check_command() {
+    for file in "$prefix/bin/vorn" "$prefix"/lib/vorn/lib/lib*_in.so "$prefix"/lib/vorn/lib/lib*_out.so; do
+        ldd "$file" | grep 'libVORN_' >"$VORN_WORK_DIR/libraries"
+        while read -r name _ place _; do
+            [ "$(readlink -f "$place")" = "$(readlink -f "$prefix/lib/$name")" ] ||
+                fail "$file finds $name at $place"
+        done <"$VORN_WORK_DIR/libraries"
+        grep -q 'libVORN_segy.so.0' "$VORN_WORK_DIR/libraries" || fail "$file has no libVORN_segy"
+    done
+    cat >"$VORN_WORK_DIR/job.yaml" <<JOB
+modules:
+  - {name: shots, module: synthetic}
+  - {name: write, module: segy_out, input: shots, file: shots.sgy}
+  - {name: also, module: su_out, input: shots, file: shots.su}
+JOB
+    env -u VORN_HOME -u LD_LIBRARY_PATH "$prefix/bin/vorn" run "$VORN_WORK_DIR/job.yaml" -q ||
+        fail "the installed command does not run a job"
+    [ -s "$VORN_WORK_DIR/shots.sgy" ] && [ -s "$VORN_WORK_DIR/shots.su" ] || fail "no outputs"
+}
+
 # Installs through a staging directory, and moves the result: nothing may depend on its first place.
 step_install() {
     rm -rf "$VORN_WORK_DIR"
@@ -29,11 +61,10 @@ step_install() {
     DESTDIR=$VORN_WORK_DIR/stage $CMAKE --install "$VORN_BUILD_DIR" --prefix /opt/first-place
     mv "$VORN_WORK_DIR/stage/opt/first-place" "$prefix"
 
-    library=$(find "$prefix" -name 'libVORN_kernel.so.0' -type l)
-    [ -n "$library" ] || fail "no libVORN_kernel.so.0"
-    readelf -d "$library" | grep -q 'SONAME.*\[libVORN_kernel.so.0\]' || fail "wrong soname"
-    if readelf -d "$library" | grep -E 'R(UN)?PATH'; then
-        fail "the installed library has a search path"
+    check_library libVORN_kernel.so.0
+    if [ -x "$prefix/bin/vorn" ]; then
+        check_library libVORN_segy.so.0
+        check_command
     fi
     for file in lib/cmake/VORN/VORNConfig.cmake lib/pkgconfig/vorn.pc include/vorn/knl.h \
         include/vorn/JobManager.h include/vorn/metadataprovider.h share/vorn/fortran/vorn_knl.f90; do

@@ -7,7 +7,7 @@
 #include "DataChannel.h"
 #include "MOXKernel.h"
 #include "ModuleEntity.h"
-#include "headerwords.h"
+#include "segy/HeaderWords.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -8,9 +8,9 @@
 #include "DataChannel.h"
 #include "MOXKernel.h"
 #include "ModuleEntity.h"
-#include "headerwords.h"
-#include "segyreader.h"
-#include "textheader.h"
+#include "segy/HeaderWords.h"
+#include "segy/SegyReader.h"
+#include "segy/TextHeader.h"
 
 #ifdef VORN_TEST_SEGYIO
 #include <segyio/segy.h>

@@ -3,7 +3,7 @@
 #include <ModuleHarness.h>
 #include <SegyBytes.h>
 
-#include "headerwords.h"
+#include "segy/HeaderWords.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

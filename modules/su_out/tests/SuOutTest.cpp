@@ -4,7 +4,7 @@
 #include <SegyBytes.h>
 #include <TraceVerbs.h>
 
-#include "headerwords.h"
+#include "segy/HeaderWords.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

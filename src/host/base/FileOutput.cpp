@@ -2,7 +2,8 @@
 
 #include "base/CommandError.h"
 #include "base/Escaping.h"
-#include "tracefile.h"
+#include "file/FileIdentity.h"
+#include "file/OutputFile.h"
 
 #include <cctype>
 #include <cstring>

@@ -6,9 +6,10 @@
 #include "base/Text.h"
 #include "base/TextLayout.h"
 #include "cli/CommandTable.h"
-#include "numberranges.h"
-#include "segyreader.h"
-#include "textheader.h"
+#include "segy/NumberRanges.h"
+#include "segy/SegyReader.h"
+#include "segy/SegyTraceStatements.h"
+#include "segy/TextHeader.h"
 
 #include <algorithm>
 #include <cstdio>

@@ -8,8 +8,8 @@
 #include "cli/CommandTable.h"
 #include "draw/Drawing.h"
 #include "draw/SectionPlot.h"
-#include "numberranges.h"
-#include "segyreader.h"
+#include "segy/NumberRanges.h"
+#include "segy/SegyReader.h"
 
 #include <algorithm>
 #include <cmath>

@@ -18,7 +18,7 @@
 #include "run/Progress.h"
 #include "run/RunFiles.h"
 #include "run/ScratchSpace.h"
-#include "tracefile.h"
+#include "file/UnfinishedOutputs.h"
 
 #include <QtGlobal>
 #include <algorithm>
@@ -26,7 +26,6 @@
 #include <cstdio>
 #include <filesystem>
 #include <fmt/format.h>
-#include <sys/resource.h>
 #include <unistd.h>
 
 #ifndef VORN_VERSION
@@ -209,9 +208,11 @@ void writeError(const std::string& text)
     [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, text.data(), text.size());
 }
 
-std::vector<std::string> removeUnfinished()
+// The paths of what is removed. From here on no output begins, and none gets its name.
+std::vector<std::string> endOutputs()
 {
     std::vector<std::string> removed;
+    VORN::stopOutputs();
     VORN::removeUnfinishedOutputs(
         [](void* paths, const char* path) {
             static_cast<std::vector<std::string>*>(paths)->emplace_back(path);
@@ -220,26 +221,11 @@ std::vector<std::string> removeUnfinished()
     return removed;
 }
 
-// Another thread may be about to begin an output, or be in the middle of it: from here on none can
-// open a file, and what was under way shows a moment later.
-void removeLastUnfinished()
-{
-    constexpr useconds_t moment = 5000;
-    struct rlimit limit;
-    if (getrlimit(RLIMIT_NOFILE, &limit) == 0) {
-        limit.rlim_cur = 0;
-        setrlimit(RLIMIT_NOFILE, &limit);
-    }
-    removeUnfinished();
-    usleep(moment);
-    removeUnfinished();
-}
-
 // Runs on a thread of its own, while the job's may be anywhere: no locks.
 void cleanUp(int signal, const ScratchSpace& scratch, const OutputWatch& outputs)
 {
     scratch.remove();
-    const std::vector<std::string> removed = removeUnfinished();
+    const std::vector<std::string> removed = endOutputs();
     const std::vector<std::string> left = outputs.written();
     std::string text = Console::isTerminal() ? "\r\x1b[K" : "";
     text += signal == SIGINT ? "vorn: interrupted" : "vorn: ended by a signal";
@@ -251,17 +237,15 @@ void cleanUp(int signal, const ScratchSpace& scratch, const OutputWatch& outputs
         text += "vorn: incomplete: " + escaped(path) + "\n";
     writeError(text);
     scratch.remove(); // should a file have been made meanwhile
-    removeLastUnfinished();
 }
 
 // The same after the job, whose outputs are as it has left them.
 void cleanUpLate(int signal)
 {
-    removeUnfinished();
+    endOutputs();
     writeError(std::string(Console::isTerminal() ? "\r\x1b[K" : "") +
                (signal == SIGINT ? "vorn: interrupted" : "vorn: ended by a signal") +
                " after the job had ended; its report, JSON file and pictures may be missing\n");
-    removeLastUnfinished();
 }
 
 RunResult runWatched(const Arguments& arguments, const ResolvedJob& job, Console& console,

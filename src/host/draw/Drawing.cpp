@@ -1,7 +1,7 @@
 #include "draw/Drawing.h"
 
 #include "base/Numbers.h"
-#include "tracefile.h"
+#include "file/OutputFile.h"
 
 #include <algorithm>
 #include <cairo-pdf.h>

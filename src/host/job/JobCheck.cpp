@@ -3,7 +3,7 @@
 #include "base/Escaping.h"
 #include "base/Suggestions.h"
 #include "base/Text.h"
-#include "headerwords.h"
+#include "segy/HeaderWords.h"
 #include "job/LibraryProbe.h"
 
 #include <algorithm>

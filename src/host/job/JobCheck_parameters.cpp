@@ -4,7 +4,7 @@
 #include "base/Suggestions.h"
 #include "job/JobCheck.h"
 
-#include "tracefile.h"
+#include "file/FileIdentity.h"
 
 #include <algorithm>
 #include <filesystem>

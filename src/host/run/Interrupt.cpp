@@ -2,7 +2,7 @@
 
 #include "JobManager.h"
 #include "ModuleEntity.h"
-#include "tracefile.h"
+#include "file/UnfinishedOutputs.h"
 
 #include <array>
 #include <cerrno>
@@ -75,6 +75,7 @@ void onCrash(int signal)
     }
     say("outputs are incomplete\n");
     if (getpid() == crashOwner) { // a child that crashes leaves what is its parent's
+        VORN::stopOutputs();
         VORN::removeUnfinishedOutputs(nullptr, nullptr);
         removeCrashDirectory();
     }

@@ -1,0 +1,124 @@
+#include "file/InputFile.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <new>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace VORN {
+
+namespace {
+
+constexpr int64_t windowBytes = 1 << 20;
+
+std::string number(int64_t value)
+{
+    return std::to_string(value);
+}
+
+std::string reason()
+{
+    return std::strerror(errno);
+}
+
+} // namespace
+
+// Without O_NONBLOCK, opening a pipe waits for a writer.
+InputFile::InputFile(const std::string& path)
+    : name(path), descriptor(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK))
+{
+    if (descriptor < 0)
+        fail("cannot be opened: " + reason());
+    struct stat status;
+    if (fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode)) {
+        ::close(descriptor);
+        fail("is no file that can be read; give the path of a trace file");
+    }
+    bytes = status.st_size;
+    posix_fadvise(descriptor, 0, 0, POSIX_FADV_SEQUENTIAL);
+}
+
+InputFile::~InputFile()
+{
+    ::close(descriptor);
+}
+
+void InputFile::fail(const std::string& what) const
+{
+    throw TraceFileError(name + ": " + what);
+}
+
+bool InputFile::inWindow(int64_t offset, int64_t count) const
+{
+    return offset >= windowStart &&
+           offset + count <= windowStart + static_cast<int64_t>(window.size());
+}
+
+// Headers that are wrong may ask for more than any machine has.
+void InputFile::makeRoom(std::vector<unsigned char>& bytesRead, int64_t count) const
+{
+    try {
+        bytesRead.resize(static_cast<std::size_t>(count));
+    } catch (const std::bad_alloc&) {
+        fail("there is no memory for a trace of " + number(count) +
+             " bytes; if its traces are shorter than that, state `samples`");
+    }
+}
+
+const unsigned char* InputFile::at(int64_t offset, int64_t count)
+{
+    if (!inWindow(offset, count)) {
+        if (offset + count > bytes)
+            fail("ends at byte " + number(bytes) + ", before byte " + number(offset + count));
+        try {
+            moveWindow(offset, std::min(bytes - offset, std::max(count, windowBytes)));
+        } catch (const TraceFileError&) {
+            moveWindow(offset, count); // what lies ahead may be damaged: that is for later calls
+        }
+    }
+    return window.data() + (offset - windowStart);
+}
+
+void InputFile::moveWindow(int64_t offset, int64_t count)
+{
+    makeRoom(window, count);
+    windowStart = offset;
+    try {
+        read(offset, window.data(), window.size());
+    } catch (...) {
+        window.clear(); // it holds nothing that could be handed out later
+        throw;
+    }
+}
+
+const unsigned char* InputFile::peek(int64_t offset, int64_t count)
+{
+    if (inWindow(offset, count))
+        return at(offset, count);
+    makeRoom(glance, count);
+    read(offset, glance.data(), glance.size());
+    return glance.data();
+}
+
+void InputFile::read(int64_t offset, unsigned char* to, std::size_t count) const
+{
+    std::size_t done = 0;
+    while (done < count) {
+        const ssize_t got =
+            pread(descriptor, to + done, count - done, offset + static_cast<int64_t>(done));
+        if (got < 0 && errno == EINTR)
+            continue;
+        if (got < 0)
+            fail("cannot be read at byte " + number(offset + static_cast<int64_t>(done)) + ": " +
+                 reason());
+        if (got == 0)
+            fail("ends at byte " + number(offset + static_cast<int64_t>(done)) +
+                 "; it was longer when it was opened");
+        done += static_cast<std::size_t>(got);
+    }
+}
+
+} // namespace VORN

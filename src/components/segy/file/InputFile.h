@@ -1,0 +1,59 @@
+/// @file InputFile.h
+///
+/// A trace file that is read, mostly from its first byte to its last.
+#ifndef INPUTFILE_H
+#define INPUTFILE_H
+
+#include "file/TraceFileError.h"
+#include "segy_export.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace VORN {
+
+/// A regular file, open for reading. Bytes that the file does not have are neither read nor
+/// allocated, whatever its headers announce. An object is used by one thread at a time.
+class VORN_SEGY_EXPORT InputFile
+{
+public:
+    /// Throws TraceFileError when the file cannot be opened or is not a regular file (a directory,
+    /// a pipe).
+    explicit InputFile(const std::string& path);
+    ~InputFile();
+    InputFile(const InputFile&) = delete;
+    InputFile& operator=(const InputFile&) = delete;
+
+    const std::string& path() const { return name; } ///< as given
+    int64_t size() const { return bytes; }           ///< bytes, when it was opened
+
+    /// `count` bytes from byte `offset` (from 0) on; valid until the next call. Reading forward is
+    /// cheap: a call of the operating system fetches many traces. Throws TraceFileError when the
+    /// file ends before, cannot be read, or there is no memory for so many bytes.
+    const unsigned char* at(int64_t offset, int64_t count);
+    /// The same without reading ahead, for single headers far apart.
+    const unsigned char* peek(int64_t offset, int64_t count);
+    /// Reads into the caller's memory. Throws as `at` does.
+    void read(int64_t offset, unsigned char* to, std::size_t count) const;
+
+    /// Throws TraceFileError with the file's name before `what`.
+    [[noreturn]] void fail(const std::string& what) const;
+
+private:
+    bool inWindow(int64_t offset, int64_t count) const;
+    void moveWindow(int64_t offset, int64_t count);
+    void makeRoom(std::vector<unsigned char>& bytesRead, int64_t count) const;
+
+    std::string name;
+    int descriptor;
+    int64_t bytes = 0;
+    std::vector<unsigned char> window; // bytes of the file from `windowStart` on
+    int64_t windowStart = 0;
+    std::vector<unsigned char> glance; // what `peek` found outside the window
+};
+
+} // namespace VORN
+
+#endif

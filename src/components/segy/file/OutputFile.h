@@ -1,0 +1,70 @@
+/// @file OutputFile.h
+///
+/// A file that appears under its name when it is whole, or not at all.
+#ifndef OUTPUTFILE_H
+#define OUTPUTFILE_H
+
+#include "file/TraceFileError.h"
+#include "file/UnfinishedOutputs.h"
+#include "segy_export.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace VORN {
+
+/// A file that is being written, under a name of its own beside the final one (.NAME.vorn-XXXXXX).
+/// It gets the final name when `commit` finds all bytes with the operating system; an object that
+/// ends without that removes it. So does the process when it ends before its objects (see
+/// UnfinishedOutputs.h). An object is used by one thread at a time; one that a child process has
+/// inherited fails to write and leaves the file to the parent.
+class VORN_SEGY_EXPORT OutputFile
+{
+public:
+    /// Creates the temporary file, readable by its owner only. Throws TraceFileError when the
+    /// directory cannot be written, when `path` exists and is not a regular file or is
+    /// write-protected, when it exists and `overwrite` is false, and after `stopOutputs`. A
+    /// symbolic link stays, and the file behind it is replaced; a link that somebody else has put
+    /// into a directory for all (sticky, as /tmp) is refused.
+    OutputFile(const std::string& path, bool overwrite);
+    ~OutputFile();
+    OutputFile(const OutputFile&) = delete;
+    OutputFile& operator=(const OutputFile&) = delete;
+
+    const std::string& path() const { return name; } ///< as given
+    std::string temporaryPath() const;               ///< "" when there is no such file any longer
+    int64_t size() const { return written + static_cast<int64_t>(filled); } ///< bytes so far
+
+    /// Room for the next `count` bytes of the file; the caller fills it before the next call.
+    /// Throws TraceFileError when earlier bytes cannot be written. Nothing can be written or
+    /// committed after that.
+    unsigned char* append(std::size_t count);
+
+    /// Writes what is left, closes the file, gives it the permissions of a new file and its final
+    /// name. Throws TraceFileError, and the temporary file is removed, when any of that fails.
+    void commit();
+
+    /// Removes the temporary file. Nothing happens after `commit`.
+    void discard() noexcept;
+
+private:
+    void flush();
+    void publish();
+    void close() noexcept;
+    [[noreturn]] void fail(const std::string& what);
+
+    std::string name;
+    std::string target; // absolute, with links resolved
+    UnfinishedOutput temporary;
+    bool mayReplace;
+    int descriptor = -1;
+    std::vector<unsigned char> buffer;
+    std::size_t filled = 0;
+    int64_t written = 0; // bytes that the operating system has
+};
+
+} // namespace VORN
+
+#endif

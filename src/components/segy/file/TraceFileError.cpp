@@ -1,0 +1,7 @@
+#include "file/TraceFileError.h"
+
+namespace VORN {
+
+TraceFileError::~TraceFileError() = default;
+
+} // namespace VORN

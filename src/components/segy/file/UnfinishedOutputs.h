@@ -1,0 +1,74 @@
+/// @file UnfinishedOutputs.h
+///
+/// The outputs of this process that are not complete: one registry for the command and for all
+/// modules, so that a process that is interrupted or crashes can remove every one of them.
+///
+/// An output is in the registry from before its temporary file exists until it has its final name
+/// or is removed. The entries are atomic words in memory that is never released, so a signal
+/// handler or another thread may walk them at any moment, in the middle of a commit as well:
+/// whoever wins, the `unlink` of the walk or the `rename` of the commit, the file is gone or whole.
+/// A module that is unloaded without destroying its outputs leaves entries that stay valid.
+///
+/// A child made by fork() inherits the entries of its parent and never acts on them.
+#ifndef UNFINISHEDOUTPUTS_H
+#define UNFINISHEDOUTPUTS_H
+
+#include "segy_export.h"
+
+#include <string>
+
+namespace VORN {
+
+/// From the return of this function on, no output of this process begins and none gets its final
+/// name: creating or committing an OutputFile fails. For a process that is about to end, before
+/// `removeUnfinishedOutputs`; it cannot be undone.
+///
+/// Waits for outputs that other threads are creating at this moment, at most a second for each
+/// (a file system that does not answer). Safe in signal handlers.
+VORN_SEGY_EXPORT void stopOutputs() noexcept;
+
+/// Removes the temporary files of all outputs that this process has not completed, and calls `tell`
+/// (may be null) with `context` and the path of each: for a process that ends without destroying
+/// its objects. What is written to them afterwards is lost, and committing them fails. A file that
+/// has replaced the temporary one meanwhile is left alone. Safe in signal handlers if `tell` is.
+VORN_SEGY_EXPORT void removeUnfinishedOutputs(void (*tell)(void* context, const char* path),
+                                              void* context) noexcept;
+
+/// Whether `stopOutputs` has been called.
+VORN_SEGY_EXPORT bool outputsAreStopped() noexcept;
+
+/// The temporary file of one output, and its entry in the registry. OutputFile is the only user.
+class UnfinishedOutput
+{
+public:
+    UnfinishedOutput() = default; ///< there is no file
+    ~UnfinishedOutput() { remove(); }
+    UnfinishedOutput(const UnfinishedOutput&) = delete;
+    UnfinishedOutput& operator=(const UnfinishedOutput&) = delete;
+
+    /// Creates a file of mode 0600 whose path is `pattern` with its last six characters, "XXXXXX",
+    /// replaced. Returns its descriptor, open for reading and writing and closed on execution,
+    /// which belongs to the caller; -1 with `errno` on failure: ECANCELED after `stopOutputs`,
+    /// EMFILE when 1024 outputs are unfinished. Requires: there is no file yet.
+    int create(const std::string& pattern);
+
+    /// The path of the temporary file; "" when there is none.
+    const char* path() const;
+    /// Whether this process has created the file; else a child has inherited the object.
+    bool isOfThisProcess() const;
+
+    /// The file has got its final name, and is no longer to be removed.
+    void complete() noexcept;
+    /// Removes the file, unless it is complete or another process has created it.
+    void remove() noexcept;
+
+private:
+    struct Entry;
+    friend struct UnfinishedRegistry;
+
+    Entry* entry = nullptr;
+};
+
+} // namespace VORN
+
+#endif

@@ -1,0 +1,99 @@
+#include "segy/SegyReader.h"
+
+#include "segy/TextHeader.h"
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+
+namespace VORN {
+
+namespace {
+
+// Of short traces the neighbours come along with the header for nothing; of long ones they do not.
+constexpr int64_t worthReadingAhead = 1 << 13;
+
+} // namespace
+
+SegyReader::SegyReader(const std::string& path, const SegyOverrides& overrides)
+    : file(path), where(resolveSegyLayout(file, overrides, notes)), binary(segyBinaryBytes),
+      given(overrides)
+{
+    file.read(segyTextBytes, binary.data(), binary.size());
+    const unsigned char* text = file.peek(0, segyTextBytes);
+    rawText.assign(text, text + segyTextBytes);
+    textHeader = decodeText(text, segyTextBytes, where.ebcdic);
+    for (int i = 0; i < where.extendedHeaders; ++i) {
+        const int64_t start =
+            segyTextBytes + segyBinaryBytes + static_cast<int64_t>(i) * segyTextBytes;
+        const unsigned char* raw = file.peek(start, segyTextBytes);
+        rawExtended.insert(rawExtended.end(), raw, raw + segyTextBytes);
+        extended.push_back(decodeText(raw, segyTextBytes, looksLikeEbcdic(raw, segyTextBytes)));
+    }
+}
+
+int32_t SegyReader::binaryWord(const char* key) const
+{
+    return readWord(binary.data(), *findBinaryHeaderWord(key), where.littleEndian);
+}
+
+std::vector<unsigned char> SegyReader::unassignedBytes() const
+{
+    constexpr std::array<unsigned char, 4> littleConstant = {4, 3, 2, 1};
+    std::vector<unsigned char> bytes = binary;
+    const auto clear = [&](int first, int last) { // bytes of the binary header, counted from 1
+        std::fill(bytes.begin() + first - 1, bytes.begin() + last, static_cast<unsigned char>(0));
+    };
+    clear(1, 60);
+    if (where.revision == 2) {
+        clear(61, 100);
+        clear(307, 332);
+    }
+    if (where.revision > 0)
+        clear(301, 306);
+    else if (where.extendedHeaders > 0)
+        clear(305, 306);
+    const auto constant = bytes.begin() + 96;
+    if (std::equal(littleConstant.begin(), littleConstant.end(), constant))
+        std::reverse(constant, constant + 4);
+    return bytes;
+}
+
+int64_t SegyReader::startOf(int64_t index) const
+{
+    if (index < 0 || index >= where.traces)
+        file.fail("has no trace of index " + std::to_string(index) + " (from 0); it holds " +
+                  std::to_string(where.traces));
+    return where.variableLength ? where.traceStarts[static_cast<std::size_t>(index)]
+                                : where.dataStart + index * where.traceBytes(where.samples);
+}
+
+int SegyReader::samplesOf(int64_t index) const
+{
+    if (!where.variableLength)
+        return where.samples;
+    const int64_t start = startOf(index);
+    const int64_t bytes = where.traceStarts[static_cast<std::size_t>(index) + 1] - start;
+    return static_cast<int>((bytes - where.traceHeaderBytes) / sampleBytes(where.format));
+}
+
+const unsigned char* SegyReader::header(int64_t index)
+{
+    const int64_t start = startOf(index);
+    return where.traceBytes(where.samples) < worthReadingAhead
+               ? file.at(start, segyTraceHeaderBytes)
+               : file.peek(start, segyTraceHeaderBytes);
+}
+
+void SegyReader::read(int64_t index, unsigned char* headerTo, float* samplesTo)
+{
+    const int samples = samplesOf(index);
+    const unsigned char* bytes = file.at(startOf(index), where.traceBytes(samples));
+    if (headerTo != nullptr)
+        std::memcpy(headerTo, bytes, segyTraceHeaderBytes);
+    if (samplesTo != nullptr)
+        decodeSamples(bytes + where.traceHeaderBytes, where.format, where.littleEndian,
+                      static_cast<std::size_t>(samples), samplesTo);
+}
+
+} // namespace VORN

@@ -1,0 +1,60 @@
+#include "segy/SegyTraceStatements.h"
+
+#include "segy/HeaderWords.h"
+
+namespace VORN {
+
+SegyTraceStatements::SegyTraceStatements(SegyReader& reader) : file(reader)
+{
+    const SegyLayout& layout = reader.layout();
+    samples.word = findTraceHeaderWord("ns");
+    samples.resolved = layout.samples;
+    samples.matters = !reader.overrides().samples && !layout.variableLength;
+    interval.word = findTraceHeaderWord("dt");
+    interval.resolved = layout.interval;
+    interval.matters = !reader.overrides().interval;
+    if (layout.traces == 0)
+        return;
+    const unsigned char* first = reader.header(0);
+    samples.known = reader.word(first, *samples.word);
+    interval.known = reader.word(first, *interval.word);
+}
+
+// 0 states nothing.
+void SegyTraceStatements::count(Statement& statement, int64_t index, int value)
+{
+    if (!statement.matters || value == 0 || value == statement.resolved || value == statement.known)
+        return;
+    if (statement.contradictions++ > 0)
+        return;
+    statement.firstIndex = index;
+    statement.firstValue = value;
+}
+
+void SegyTraceStatements::see(int64_t index, const unsigned char* header)
+{
+    ++seen;
+    count(samples, index, file.word(header, *samples.word));
+    count(interval, index, file.word(header, *interval.word));
+}
+
+std::vector<std::string> SegyTraceStatements::warnings() const
+{
+    const auto line = [this](const Statement& statement, const std::string& what,
+                             const std::string& unit, const std::string& key) {
+        const std::string resolved = std::to_string(statement.resolved);
+        return std::to_string(statement.contradictions) + " of " + std::to_string(seen) +
+               " traces state " + what + " than " + resolved + unit + ", the first of them trace " +
+               std::to_string(statement.firstIndex + 1) + " with " +
+               std::to_string(statement.firstValue) + "; all are read as " + resolved +
+               "; where theirs is right, read them apart with `traces` and `" + key + "`";
+    };
+    std::vector<std::string> lines;
+    if (samples.contradictions > 0)
+        lines.push_back(line(samples, "another number of samples", "", "samples"));
+    if (interval.contradictions > 0)
+        lines.push_back(line(interval, "another sample interval", " microseconds", "interval"));
+    return lines;
+}
+
+} // namespace VORN

@@ -1,0 +1,52 @@
+/// @file SegyTraceStatements.h
+///
+/// What single trace headers of a SEG-Y file say against the rest of it.
+#ifndef SEGYTRACESTATEMENTS_H
+#define SEGYTRACESTATEMENTS_H
+
+#include "segy/SegyReader.h"
+#include "segy_export.h"
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace VORN {
+
+/// Counts the traces whose own headers contradict the layout of their file. Opening a file looks at
+/// few of them; a caller that goes through the traces shows each one's header here.
+class VORN_SEGY_EXPORT SegyTraceStatements
+{
+public:
+    /// Requires: `reader` lives longer.
+    explicit SegyTraceStatements(SegyReader& reader);
+
+    /// Takes note of `header`, the 240 bytes of trace `index` (from 0) as in the file.
+    void see(int64_t index, const unsigned char* header);
+    /// One line for the interval and one for the length, if traces seen so far contradict them.
+    /// What the user has stated, and what `SegyReader::warnings()` say of the first trace, is
+    /// known: traces that state the same are not counted.
+    std::vector<std::string> warnings() const;
+
+private:
+    struct Statement
+    {
+        const HeaderWord* word = nullptr;
+        bool matters = true;
+        int resolved = 0; // as all traces are read
+        int known = 0;    // from the first trace of the file
+        int64_t contradictions = 0;
+        int64_t firstIndex = 0;
+        int firstValue = 0;
+    };
+    static void count(Statement& statement, int64_t index, int value);
+
+    const SegyReader& file;
+    Statement samples;
+    Statement interval;
+    int64_t seen = 0;
+};
+
+} // namespace VORN
+
+#endif

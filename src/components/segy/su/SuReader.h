@@ -1,0 +1,62 @@
+/// @file SuReader.h
+///
+/// Seismic Unix files: nothing but traces, each a 240-byte header and 4-byte IEEE floats, in the
+/// byte order of the machine that wrote them.
+#ifndef SUREADER_H
+#define SUREADER_H
+
+#include "file/InputFile.h"
+#include "segy_export.h"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace VORN {
+
+/// What the user states; it overrides the headers of the file.
+struct SuOverrides
+{
+    std::optional<int> samples;       ///< per trace
+    std::optional<bool> littleEndian; ///< byte order of headers and samples
+};
+
+/// An open Seismic Unix file whose traces have one length. The byte order is the one in which the
+/// number of samples in the first trace header fits the size of the file.
+class VORN_SEGY_EXPORT SuReader
+{
+public:
+    /// Throws TraceFileError for a file that cannot be read as Seismic Unix traces.
+    explicit SuReader(const std::string& path, const SuOverrides& overrides = {});
+
+    const std::string& path() const { return file.path(); } ///< as given
+    bool littleEndian() const { return little; }            ///< byte order of headers and samples
+    int samples() const { return samplesPerTrace; }         ///< per trace
+    int interval() const { return microseconds; }           ///< microseconds; 0 when not stated
+    int64_t traces() const { return count; }                ///< whole ones
+    /// What was contradictory or damaged, and how it was read: one line each.
+    const std::vector<std::string>& warnings() const { return notes; }
+
+    /// Reads 240 header bytes to `header` (may be null), in the file's byte order, and `samples()`
+    /// floats to `samplesTo` (may be null). Throws TraceFileError when there is no such trace, when
+    /// the file has become shorter and when it cannot be read.
+    void read(int64_t index, unsigned char* header, float* samplesTo);
+
+private:
+    void resolveLayout(const SuOverrides& overrides);
+    bool resolveOrder(const SuOverrides& overrides);
+    int statedSamples(bool littleEndian);
+    bool headersAgree(int samples, bool littleEndian);
+
+    InputFile file;
+    std::vector<std::string> notes;
+    bool little = true;
+    int samplesPerTrace = 0;
+    int microseconds = 0;
+    int64_t count = 0;
+};
+
+} // namespace VORN
+
+#endif

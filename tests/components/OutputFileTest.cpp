@@ -1,0 +1,270 @@
+#include "file/OutputFile.h"
+
+#include "TraceFileFixture.h"
+#include "file/FileIdentity.h"
+
+#include <TraceVerbs.h>
+
+#include <filesystem>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+using namespace VORN;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::MatchesRegex;
+
+namespace {
+
+class OutputFileTest : public TraceFileFixture
+{
+protected:
+    static int mode(const std::string& name)
+    {
+        struct stat status;
+        return stat(name.c_str(), &status) == 0 ? static_cast<int>(status.st_mode & 07777) : -1;
+    }
+};
+
+} // namespace
+
+TEST_F(OutputFileTest, AFileAppearsUnderItsNameWhenItIsCommitted)
+{
+    OutputFile file(path, true);
+    put(file, "some ");
+    put(file, "bytes");
+    EXPECT_EQ(file.size(), 10);
+    EXPECT_FALSE(std::filesystem::exists(path));
+
+    file.commit();
+
+    EXPECT_EQ(content(path), "some bytes");
+    EXPECT_THAT(directory.names(), ElementsAre("out.sgy"));
+}
+
+TEST_F(OutputFileTest, TheTemporaryFileLiesBesideTheFinalOneAndIsPrivate)
+{
+    OutputFile file(path, true);
+    EXPECT_THAT(file.temporaryPath(),
+                MatchesRegex(directory.path() + "/\\.out\\.sgy\\.vorn-......"));
+    EXPECT_EQ(mode(file.temporaryPath()), 0600);
+}
+
+TEST_F(OutputFileTest, TheFinalFileHasThePermissionsOfANewOne)
+{
+    for (const mode_t mask : {0022u, 0077u}) {
+        const mode_t former = umask(mask);
+        OutputFile file(path, true);
+        file.commit();
+        umask(former);
+        EXPECT_EQ(mode(path), static_cast<int>(0666 & ~mask));
+        EXPECT_EQ(umask(former), former) << "the mask itself was changed";
+    }
+}
+
+TEST_F(OutputFileTest, WhatIsNotCommittedIsRemoved)
+{
+    {
+        OutputFile file(path, true);
+        put(file, std::string(5000000, 'x'));
+        EXPECT_EQ(directory.names().size(), 1u);
+    }
+    EXPECT_THAT(directory.names(), IsEmpty());
+}
+
+TEST_F(OutputFileTest, AnExistingFileIsReplacedOnlyByTheCommit)
+{
+    writeBytes(path, {'o', 'l', 'd'});
+    {
+        OutputFile file(path, true);
+        put(file, "new");
+    }
+    EXPECT_EQ(content(path), "old");
+    OutputFile file(path, true);
+    put(file, "new");
+    file.commit();
+    EXPECT_EQ(content(path), "new");
+}
+
+TEST_F(OutputFileTest, AnExistingFileStaysWhereReplacingIsNotAllowed)
+{
+    writeBytes(path, {'o', 'l', 'd'});
+    EXPECT_THAT(failure([&] { OutputFile file(path, false); }),
+                HasSubstr("out.sgy: is there already; remove it, or allow it to be overwritten"));
+    EXPECT_THAT(directory.names(), ElementsAre("out.sgy"));
+}
+
+TEST_F(OutputFileTest, AFileThatAppearsMeanwhileStaysToo)
+{
+    OutputFile file(path, false);
+    put(file, "new");
+    writeBytes(path, {'o', 'l', 'd'});
+    EXPECT_THAT(failure([&] { file.commit(); }), HasSubstr("made by somebody else meanwhile"));
+    EXPECT_EQ(content(path), "old");
+    EXPECT_THAT(directory.names(), ElementsAre("out.sgy"));
+}
+
+TEST_F(OutputFileTest, WithoutReplacingANewFileIsMadeAsUsual)
+{
+    OutputFile file(path, false);
+    put(file, "new");
+    file.commit();
+    EXPECT_EQ(content(path), "new");
+    EXPECT_THAT(directory.names(), ElementsAre("out.sgy"));
+}
+
+TEST_F(OutputFileTest, ALinkStaysAndTheFileBehindItIsReplaced)
+{
+    const std::string real = directory / "real.sgy";
+    writeBytes(real, {'o', 'l', 'd'});
+    ASSERT_EQ(symlink("real.sgy", path.c_str()), 0);
+    OutputFile file(path, true);
+    put(file, "new");
+    file.commit();
+    EXPECT_TRUE(std::filesystem::is_symlink(path));
+    EXPECT_EQ(content(real), "new");
+}
+
+TEST_F(OutputFileTest, ALinkOfSomebodyElseInADirectoryForAllIsRefused)
+{
+    constexpr uid_t somebody = 12345;
+    if (geteuid() != 0)
+        GTEST_SKIP() << "only root can make links of others";
+    const std::string shared = directory / "shared";
+    const std::string real = directory / "real.sgy";
+    const std::string link = shared + "/out.sgy";
+    writeBytes(real, {'o', 'l', 'd'});
+    std::filesystem::create_directory(shared);
+    ASSERT_EQ(chmod(shared.c_str(), 01777), 0);
+    ASSERT_EQ(symlink(real.c_str(), link.c_str()), 0);
+
+    ASSERT_EQ(lchown(link.c_str(), somebody, somebody), 0);
+    EXPECT_THAT(failure([&] { OutputFile file(link, true); }),
+                HasSubstr(link + ": is a link that somebody else has put into a directory for "
+                                 "all; write to another place"));
+    EXPECT_EQ(content(real), "old");
+
+    ASSERT_EQ(chmod(shared.c_str(), 0777), 0);
+    EXPECT_EQ(failure([&] { OutputFile file(link, true); }), "it did not fail") << "not sticky";
+    ASSERT_EQ(chmod(shared.c_str(), 01777), 0);
+    ASSERT_EQ(chown(shared.c_str(), somebody, somebody), 0);
+    EXPECT_EQ(failure([&] { OutputFile file(link, true); }), "it did not fail")
+        << "of the directory's owner";
+    ASSERT_EQ(chown(shared.c_str(), 0, 0), 0);
+    ASSERT_EQ(lchown(link.c_str(), 0, 0), 0);
+    EXPECT_EQ(failure([&] { OutputFile file(link, true); }), "it did not fail") << "one's own";
+}
+
+// By the mode alone: root is refused, too.
+TEST_F(OutputFileTest, AWriteProtectedFileIsRefused)
+{
+    const std::string link = directory / "link.sgy";
+    writeBytes(path, {'o', 'l', 'd'});
+    ASSERT_EQ(symlink("out.sgy", link.c_str()), 0);
+    ASSERT_EQ(chmod(path.c_str(), 0466), 0) << "others may write it, its owner may not";
+    for (const std::string& name : {path, link})
+        EXPECT_EQ(failure([&] { OutputFile file(name, true); }),
+                  name + ": is write-protected; write to another file, or give yourself permission "
+                         "first (chmod u+w)");
+    EXPECT_TRUE(isWriteProtected(link));
+    EXPECT_EQ(content(path), "old");
+    EXPECT_THAT(directory.names(), ElementsAre("link.sgy", "out.sgy"));
+
+    ASSERT_EQ(chmod(path.c_str(), 0200), 0);
+    EXPECT_EQ(failure([&] { OutputFile file(path, true); }), "it did not fail");
+    EXPECT_FALSE(isWriteProtected(path));
+    EXPECT_FALSE(isWriteProtected(directory / "none")) << "there is nothing to protect";
+}
+
+TEST_F(OutputFileTest, WhatIsNoRegularFileIsNeverReplaced)
+{
+    const std::string pipe = directory / "pipe";
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    for (const std::string& name : {directory.path(), pipe})
+        EXPECT_THAT(failure([&] { OutputFile file(name, true); }),
+                    HasSubstr(name + ": is there already and no regular file"));
+    EXPECT_THAT(failure([&] { OutputFile file("", true); }), HasSubstr("has no name"));
+}
+
+TEST_F(OutputFileTest, ADirectoryThatCannotBeWrittenIsNamedAtOnce)
+{
+    const std::string missing = directory / "none/out.sgy";
+    EXPECT_THAT(failure([&] { OutputFile file(missing, true); }),
+                HasSubstr("none/out.sgy: cannot be written: no file can be created in its "
+                          "directory: No such file or directory"));
+}
+
+TEST_F(OutputFileTest, ANameOfFullLengthIsWritten)
+{
+    const std::string name = directory / std::string(255, 'n');
+    OutputFile file(name, true);
+    put(file, "x");
+    file.commit();
+    EXPECT_EQ(content(name), "x");
+}
+
+TEST_F(OutputFileTest, LargePiecesGoThroughWhole)
+{
+    OutputFile file(path, true);
+    std::string all;
+    for (const int size : {1, 3000000, 70, 1048576, 1048577, 0, 5}) {
+        const std::string piece(static_cast<std::size_t>(size), static_cast<char>('a' + size % 26));
+        put(file, piece);
+        all += piece;
+    }
+    file.commit();
+    EXPECT_TRUE(content(path) == all);
+    EXPECT_EQ(file.size(), static_cast<int64_t>(all.size()));
+}
+
+// The disk is full after so many bytes, wherever that is: one line says so, nothing stays, and the
+// next file is written.
+TEST_F(OutputFileTest, AFullDiskIsReportedWhereverItHappens)
+{
+    constexpr std::size_t total = 2500000;
+    for (const rlim_t room : {0, 1, 4096, 1048575, 1048576, 1048577, 2499999}) {
+        const FileSizeLimit limit(room);
+        const std::string text = failure([&] {
+            OutputFile file(path, true);
+            for (std::size_t done = 0; done < total; done += 50000)
+                put(file, std::string(50000, 'x'));
+            file.commit();
+        });
+        EXPECT_THAT(text, MatchesRegex(".*out.sgy: cannot be written beyond its first " +
+                                       std::to_string(room) +
+                                       " bytes .*: File too large; make room there.*"));
+        EXPECT_THAT(directory.names(), IsEmpty()) << room;
+    }
+    const FileSizeLimit limit(total);
+    OutputFile file(path, true);
+    put(file, std::string(total, 'x'));
+    file.commit();
+    EXPECT_EQ(std::filesystem::file_size(path), total);
+}
+
+TEST_F(OutputFileTest, AfterAFailureNothingIsWrittenAndNothingCommitted)
+{
+    OutputFile file(path, true);
+    {
+        const FileSizeLimit limit(10);
+        put(file, std::string(2000000, 'x'));
+        EXPECT_THAT(failure([&] { put(file, "y"); }), HasSubstr("cannot be written beyond"));
+        EXPECT_THAT(directory.names(), IsEmpty()) << "the room is given back at once";
+    }
+    EXPECT_THAT(failure([&] { file.commit(); }), HasSubstr("is not open for writing"));
+    EXPECT_THAT(directory.names(), IsEmpty());
+}
+
+TEST_F(OutputFileTest, AFailedRenamingIsReportedAndLeavesNothing)
+{
+    const std::string sub = directory / "sub";
+    std::filesystem::create_directory(sub);
+    OutputFile file(sub + "/out.sgy", true);
+    std::filesystem::create_directory(sub + "/out.sgy");
+    EXPECT_THAT(failure([&] { file.commit(); }), HasSubstr("out.sgy: cannot be given its name"));
+    EXPECT_TRUE(std::filesystem::is_directory(sub + "/out.sgy"));
+    EXPECT_FALSE(std::filesystem::exists(file.temporaryPath()));
+}

@@ -1,16 +1,14 @@
 // segy_in: reads a SEG-Y file, one trace per call.
-//
-// Most header words stay the same from one trace to the next. They are kept in the one trace of a
-// work buffer, where only those that change are written, and copied from there as a block: setting
-// all ninety of each trace by name would cost more than reading it.
 
 #include "MOXKernel.h"
-#include "file/FileIdentity.h"
 #include "segy/HexBytes.h"
-#include "segy/NumberRanges.h"
 #include "segy/SegyReader.h"
 #include "segy/SegyTraceStatements.h"
 #include "segy/TextHeader.h"
+#include "segy/TraceSelection.h"
+#include "traces/HeaderToAttributes.h"
+#include "traces/JobFiles.h"
+#include "traces/Milliseconds.h"
 
 #include <array>
 #include <cmath>
@@ -24,11 +22,11 @@
 #include <vector>
 
 using VORN::HeaderWord;
-using VORN::NumberRanges;
 using VORN::SegyLayout;
 using VORN::SegyOverrides;
 using VORN::SegyReader;
 using VORN::SegyTraceStatements;
+using VORN::TraceSelection;
 
 namespace {
 
@@ -51,10 +49,7 @@ struct Settings
 {
     std::string file;
     SegyOverrides overrides;
-    std::optional<NumberRanges> traces;
-    std::optional<NumberRanges> fldr;
-    std::optional<NumberRanges> cdp;
-    std::string selection; // the three as they were given, for messages
+    TraceSelection selection;
 };
 
 std::optional<UniVar> parameter(const char* name)
@@ -62,20 +57,6 @@ std::optional<UniVar> parameter(const char* name)
     if (isModuleParameterPresent(name) == 0)
         return std::nullopt;
     return getModuleParameter(name);
-}
-
-std::optional<NumberRanges> rangesParameter(const char* name, std::string& selection)
-{
-    const std::optional<UniVar> given = parameter(name);
-    if (!given)
-        return std::nullopt;
-    const std::string text = given->getStrValue();
-    selection += (selection.empty() ? "" : ", ") + std::string(name) + " " + text;
-    try {
-        return NumberRanges(text);
-    } catch (const std::invalid_argument& error) {
-        throw std::runtime_error(std::string(name) + ": " + error.what());
-    }
 }
 
 void readOverrides(SegyOverrides& overrides)
@@ -115,58 +96,21 @@ Settings readSettings()
     if (!file || file->getStrValue().empty())
         throw std::runtime_error("file is missing; give the path of a SEG-Y file");
     settings.file = file->getStrValue();
-    settings.traces = rangesParameter("traces", settings.selection);
-    settings.fldr = rangesParameter("fldr", settings.selection);
-    settings.cdp = rangesParameter("cdp", settings.selection);
+    for (const char* key : {"traces", "fldr", "cdp"}) {
+        if (const auto given = parameter(key))
+            settings.selection.add(key, given->getStrValue());
+    }
     readOverrides(settings.overrides);
     return settings;
 }
 
-// ---- Which traces ----
-
-// Trace numbers in the file, from 0, in the order of the file.
-std::vector<int64_t> selectTraces(SegyReader& reader, const Settings& settings)
-{
-    const HeaderWord& fldr = *VORN::findTraceHeaderWord("fldr");
-    const HeaderWord& cdp = *VORN::findTraceHeaderWord("cdp");
-    std::vector<int64_t> selected;
-    for (int64_t i = 0; i < reader.layout().traces; ++i) {
-        if (settings.traces && !settings.traces->contains(i + 1))
-            continue;
-        if (settings.fldr && !settings.fldr->contains(reader.word(reader.header(i), fldr)))
-            continue;
-        if (settings.cdp && !settings.cdp->contains(reader.word(reader.header(i), cdp)))
-            continue;
-        selected.push_back(i);
-    }
-    return selected;
-}
-
 // ---- From one call to the next ----
-
-struct WordValue
-{
-    const HeaderWord* word;
-    int32_t value; // as it stands in the work buffer
-};
-
-// Looked up at first use: what throws while a library is loaded ends the process.
-const HeaderWord* samplesWord()
-{
-    static const HeaderWord* const word = VORN::findTraceHeaderWord("ns");
-    return word;
-}
-
-const HeaderWord* intervalWord()
-{
-    static const HeaderWord* const word = VORN::findTraceHeaderWord("dt");
-    return word;
-}
 
 struct State
 {
     explicit State(const Settings& settings)
-        : reader(settings.file, settings.overrides), statements(reader)
+        : reader(settings.file, settings.overrides), statements(reader),
+          words(VORN::traceHeaderWords())
     {
     }
 
@@ -184,7 +128,7 @@ struct State
     bool everyTrace = true;
     std::vector<int64_t> selected; // otherwise
     int64_t next = 0;              // traces read so far
-    std::vector<WordValue> words;  // those that the schema knows
+    traces::HeaderToAttributes words;
     std::array<unsigned char, VORN::segyTraceHeaderBytes> header;
 };
 
@@ -209,26 +153,18 @@ void fail(const std::string& what)
 
 // ---- Before the first trace ----
 
-std::string milliseconds(int microseconds)
-{
-    std::string text = std::to_string(microseconds / 1000.0);
-    text.erase(text.find_last_not_of('0') + 1);
-    if (text.back() == '.')
-        text.pop_back();
-    return text + " ms";
-}
-
 std::string summary(const State& state, const Settings& settings)
 {
     const SegyLayout& layout = state.reader.layout();
     std::string text = settings.file + ": " + std::to_string(layout.traces) + " traces of " +
                        (layout.variableLength ? "up to " : "") + std::to_string(layout.samples) +
-                       " samples, interval " + milliseconds(layout.interval) + ", " +
+                       " samples, interval " + traces::milliseconds(layout.interval) + ", " +
                        VORN::sampleFormatName(layout.format) + ", " +
                        (layout.littleEndian ? "little" : "big") + " endian, revision " +
                        std::to_string(layout.revision);
     if (!state.everyTrace)
-        text += "; " + std::to_string(state.total()) + " of them selected by " + settings.selection;
+        text += "; " + std::to_string(state.total()) + " of them selected by " +
+                settings.selection.text();
     return text;
 }
 
@@ -280,29 +216,18 @@ void publishMetadata(const SegyReader& reader)
     publish("segy.interval", std::to_string(reader.layout().interval));
     publish("segy.samples", std::to_string(reader.layout().samples));
     publish("segy.file", reader.path());
-    // Modules that write look here, wherever in the job they are: they must not replace the file.
-    setMetaDataValue(jobScope, "segy.reads." + VORN::fileIdentity(reader.path()), reader.path());
+    traces::announceInput(reader.path());
 }
 
-// A work buffer of one sample, since only the header of its trace is used.
-void defineWords(State& state, void* out)
+void warnOfUnknownWords(const State& state)
 {
-    std::size_t unknown = 0;
-    for (const HeaderWord& word : VORN::traceHeaderWords()) {
-        if (getTraceAttributeType(word.key) < 1) {
-            ++unknown;
-            continue;
-        }
-        defineTraceAttribute(out, word.key);
-        state.words.push_back({&word, 0});
-    }
+    const std::size_t unknown = state.words.unknownWords().size();
     if (unknown > 0)
-        sendMessage(state.words.empty() ? warning : detail,
+        sendMessage(state.words.knownWords() == 0 ? warning : detail,
                     ("the job's schema does not know " + std::to_string(unknown) + " of the " +
                      std::to_string(VORN::traceHeaderWords().size()) +
                      " trace header words; they are not read")
                         .c_str());
-    bldWorkTraceBuffer(0, 1, state.reader.layout().interval, 1, out);
 }
 
 void prepare()
@@ -313,19 +238,24 @@ void prepare()
         throw std::runtime_error("the module has no output; connect one");
 
     auto state = std::make_unique<State>(settings);
-    if (!settings.selection.empty()) {
+    SegyReader& reader = state->reader;
+    if (!settings.selection.isEmpty()) {
         state->everyTrace = false;
-        state->selected = selectTraces(state->reader, settings);
-        if (state->selected.empty() && state->reader.layout().traces > 0)
+        state->selected = settings.selection.select(
+            reader.layout().traces, [&](int64_t index, const HeaderWord& word) {
+                return reader.word(reader.header(index), word);
+            });
+        if (state->selected.empty() && reader.layout().traces > 0)
             throw std::runtime_error(settings.file + ": none of its " +
-                                     std::to_string(state->reader.layout().traces) +
-                                     " traces is selected by " + settings.selection);
+                                     std::to_string(reader.layout().traces) +
+                                     " traces is selected by " + settings.selection.text());
     }
-    const SegyLayout& layout = state->reader.layout();
+    const SegyLayout& layout = reader.layout();
     sendNews(*state, settings);
-    publishMetadata(state->reader);
+    publishMetadata(reader);
     bldOutputTraceBuffer(0, layout.samples, layout.interval, nullptr);
-    defineWords(*state, out);
+    warnOfUnknownWords(*state);
+    state->words.begin(out, layout.interval);
     informTotalTracesNumber(out, state->total());
     keepState(state.get());
     static_cast<void>(state.release());
@@ -333,38 +263,15 @@ void prepare()
 
 // ---- Trace by trace ----
 
-// The words for length and interval say what the trace has now: the header may have been wrong.
-int32_t wordValue(const State& state, const HeaderWord* word, int64_t index)
-{
-    if (word == samplesWord())
-        return state.reader.samplesOf(index);
-    if (word == intervalWord())
-        return state.reader.layout().interval;
-    return state.reader.word(state.header.data(), *word);
-}
-
-void updateWords(State& state, void* work, int64_t index)
-{
-    for (WordValue& known : state.words) {
-        const int32_t value = wordValue(state, known.word, index);
-        if (value == known.value)
-            continue;
-        setTraceAttribute(work, known.word->key, UniVar(value), 0);
-        known.value = value;
-    }
-}
-
 // What can fail comes before there is a trace: one that could not be read must not reach anybody.
 void emitTrace(State& state, void* out)
 {
     const int64_t index = state.nextIndex();
     state.reader.read(index, state.header.data(), nullptr);
 
-    void* work = getWorkTraceBuffer(0);
-    updateWords(state, work, index);
-    const int number = getNumberOfTraces(out);
-    copyTraceToTrace(work, out, 1, 0, 0, number);
-    float* samples = getTraceSamples(out, number);
+    float* samples =
+        state.words.addTrace(out, state.header.data(), state.reader.layout().littleEndian,
+                             state.reader.samplesOf(index));
     if (samples == nullptr)
         throw std::runtime_error("there is no memory for trace " + std::to_string(index + 1) +
                                  " of " + state.reader.path());

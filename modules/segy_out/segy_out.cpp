@@ -5,12 +5,12 @@
 // the processing certain.
 
 #include "MOXKernel.h"
-#include "file/FileIdentity.h"
-#include "file/OutputFile.h"
 #include "segy/HeaderWords.h"
 #include "segy/HexBytes.h"
 #include "segy/SegyWriter.h"
 #include "segy/TextHeader.h"
+#include "traces/AttributesToHeader.h"
+#include "traces/JobFiles.h"
 
 #include <algorithm>
 #include <array>
@@ -28,7 +28,6 @@
 #include <utility>
 #include <vector>
 
-using VORN::HeaderWord;
 using VORN::OutputFile;
 using VORN::SampleFormat;
 using VORN::SegyDescription;
@@ -47,7 +46,7 @@ enum MessageType
 constexpr int moduleScope = 1;
 constexpr int jobScope = 0;
 constexpr char stateName[] = "state";
-constexpr bool bigEndian = false;
+constexpr bool littleEndian = false; // every reader knows the other order
 
 void send(MessageType type, const std::string& text)
 {
@@ -90,28 +89,19 @@ Settings readSettings()
 
 // ---- From one call to the next ----
 
-// A word of the trace header, and what is known of the attribute of its name.
-struct Word
-{
-    const HeaderWord* place;
-    bool present = false; // in the input; once it is, it stays
-    bool clampSaid = false;
-};
-
 struct State
 {
     explicit State(Settings given)
-        : settings(std::move(given)), file(settings.file, settings.overwrite)
+        : settings(std::move(given)), file(settings.file, settings.overwrite),
+          words(settings.file, VORN::traceHeaderWords(), littleEndian)
     {
-        for (const HeaderWord& word : VORN::traceHeaderWords())
-            words.push_back({&word});
     }
 
     Settings settings;
     OutputFile file;
     std::unique_ptr<SegyWriter> writer; // from the first trace on
     SegyDescription description;        // likewise
-    std::vector<Word> words;
+    traces::AttributesToHeader words;
     int64_t firstLost = 0; // number, from 1, of the first trace with samples that IBM cannot hold
 };
 
@@ -134,28 +124,6 @@ void fail(const std::string& what)
     keepState(nullptr);
     send(fatal, what);
     setMetaDataValue(jobScope, "vorn.failed", std::string(getModuleName()) + ": " + what);
-}
-
-// ---- Files that must not be replaced ----
-
-// What a module reads may be announced after this one has started; hence also before the end.
-void refuseInputs(const std::string& path)
-{
-    const std::string identity = VORN::fileIdentity(path);
-    if (!identity.empty() &&
-        !getMetaDataValue(jobScope, "segy.reads." + identity).getStrValue().empty())
-        throw std::runtime_error(path + ": is read by this job and would be replaced; write to "
-                                        "another file");
-}
-
-void refuseSecondWriter(const std::string& path)
-{
-    const std::string key = "segy.writes." + VORN::canonicalPath(path);
-    const std::string other = getMetaDataValue(jobScope, key).getStrValue();
-    if (!other.empty())
-        throw std::runtime_error(path + ": is written by module \"" + other +
-                                 "\", too; write to another file");
-    setMetaDataValue(jobScope, key, getModuleName());
 }
 
 // ---- The file header ----
@@ -297,65 +265,15 @@ void begin(State& state, void* in)
     state.writer = std::make_unique<SegyWriter>(state.file, state.description);
 }
 
-// A number of any kind, rounded; what 32 bits cannot hold is the nearest that they can.
-int64_t wholeNumber(const UniVar& value)
-{
-    const bool isFloat = value.getType() == float32Type || value.getType() == float64Type;
-    return isFloat ? UniVar(std::round(value.getF64Value())).getI64Value() : value.getI64Value();
-}
-
-void setWord(State& state, Word& word, unsigned char* header, int64_t value)
-{
-    constexpr int64_t lowest = std::numeric_limits<int32_t>::min();
-    constexpr int64_t highest = std::numeric_limits<int32_t>::max();
-    const auto nearest = static_cast<int32_t>(std::clamp(value, lowest, highest));
-    const bool fits = VORN::writeWord(header, *word.place, bigEndian, nearest) && nearest == value;
-    if (fits || word.clampSaid)
-        return;
-    word.clampSaid = true;
-    send(warning, state.settings.file + ": " + word.place->key + " of trace " +
-                      std::to_string(state.writer->traces() + 1) + " is " + std::to_string(value) +
-                      ", more than " + std::to_string(8 * word.place->bytes) +
-                      " bits hold; it is written as " +
-                      std::to_string(VORN::readWord(header, *word.place, bigEndian)) +
-                      ", and others likewise");
-}
-
-// What a trace header needs and the input does not know.
-int32_t substitute(const std::string& key, int64_t traceNumber)
-{
-    if (key == "tracl" || key == "tracr")
-        return static_cast<int32_t>(traceNumber);
-    return key == "trid" ? 1 : 0;
-}
-
-void fillHeader(State& state, void* in, unsigned char* header)
-{
-    for (Word& word : state.words) {
-        word.present = word.present || isTraceAttributeExist(in, word.place->key) != 0;
-        setWord(state, word, header,
-                word.present ? wholeNumber(getTraceAttribute(in, word.place->key, 0))
-                             : substitute(word.place->key, state.writer->traces() + 1));
-    }
-}
-
 void writeTrace(State& state, void* in)
 {
     if (state.writer == nullptr)
         begin(state, in);
-    if (getTraceLength(in) != state.description.samples)
-        throw std::runtime_error(state.settings.file + ": trace " +
-                                 std::to_string(state.writer->traces() + 1) + " has " +
-                                 std::to_string(getTraceLength(in)) + " samples, those before " +
-                                 std::to_string(state.description.samples) +
-                                 "; all traces of the file must have one length");
-    const float* samples = getTraceSamples(in, 0);
-    if (samples == nullptr)
-        throw std::runtime_error(state.settings.file + ": trace " +
-                                 std::to_string(state.writer->traces() + 1) +
-                                 " has no samples; there was no memory for it");
-    std::array<unsigned char, VORN::segyTraceHeaderBytes> header;
-    fillHeader(state, in, header.data());
+    const int64_t number = state.writer->traces() + 1;
+    const float* samples =
+        traces::samplesToWrite(in, state.settings.file, number, state.description.samples);
+    std::array<unsigned char, VORN::segyTraceHeaderBytes> header{};
+    state.words.fill(in, number, header.data());
     state.writer->write(header.data(), samples);
     if (state.firstLost == 0 && state.writer->lostSamples() > 0)
         state.firstLost = state.writer->traces();
@@ -365,7 +283,7 @@ void writeTrace(State& state, void* in)
 
 void publish(State& state)
 {
-    refuseInputs(state.settings.file);
+    traces::refuseInputs(state.settings.file);
     state.file.commit();
     if (state.writer->lostSamples() > 0)
         send(warning, state.settings.file + ": " + std::to_string(state.writer->lostSamples()) +
@@ -381,13 +299,7 @@ void publish(State& state)
 
 void finish(State& state)
 {
-    const std::string failure = getMetaDataValue(jobScope, "vorn.failed").getStrValue();
-    if (!failure.empty())
-        send(error,
-             state.settings.file + ": is not written, since the job failed (" + failure + ")");
-    else if (state.writer == nullptr)
-        send(error, state.settings.file + ": is not written, since no trace came");
-    else
+    if (traces::isToBePublished(state.settings.file, state.writer != nullptr))
         publish(state);
 }
 
@@ -396,8 +308,8 @@ void prepare()
     Settings settings = readSettings();
     if (getInputTraceBuffer(0) == nullptr)
         throw std::runtime_error("the module has no input; connect one");
-    refuseInputs(settings.file);
-    refuseSecondWriter(settings.file);
+    traces::refuseInputs(settings.file);
+    traces::refuseSecondWriter(settings.file);
     auto state = std::make_unique<State>(std::move(settings));
     keepState(state.get());
     static_cast<void>(state.release());

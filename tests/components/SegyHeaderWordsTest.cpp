@@ -97,13 +97,19 @@ TEST(SegyHeaderWordsTest, ValuesThatDoNotFitBecomeTheNearest)
     struct Row
     {
         const char* key;
-        int32_t value;
+        int64_t value;
         int32_t written;
     };
-    const Row rows[] = {{"scalco", 40000, 32767}, {"scalco", -40000, -32768},
-                        {"ns", 70000, 65535},     {"ns", -1, 0},
-                        {"delrt", 32768, 32767},  {"dt", INT_MIN, 0},
-                        {"delrt", INT_MAX, 32767}};
+    const Row rows[] = {{"scalco", 40000, 32767},
+                        {"scalco", -40000, -32768},
+                        {"ns", 70000, 65535},
+                        {"ns", -1, 0},
+                        {"delrt", 32768, 32767},
+                        {"dt", INT_MIN, 0},
+                        {"delrt", INT_MAX, 32767},
+                        {"tracl", int64_t{INT_MAX} + 1, INT_MAX},
+                        {"sx", int64_t{-1} << 40, INT_MIN},
+                        {"scalco", int64_t{1} << 32, 32767}};
     for (const Row& row : rows) {
         const HeaderWord& word = *findTraceHeaderWord(row.key);
         Bytes header(240);

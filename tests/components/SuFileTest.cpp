@@ -1,7 +1,7 @@
 // Reading and writing of Seismic Unix files.
+#include "file/TraceFileError.h"
 #include "su/SuReader.h"
 #include "su/SuWriter.h"
-#include "su/segy_c.h"
 
 #include <KernelFixture.h>
 #include <SegyBytes.h>
@@ -207,73 +207,4 @@ TEST_F(SuFileTest, DamagedFilesAreReadToTheirEndOrRefused)
     }
     EXPECT_GT(opened, 500);
     EXPECT_GT(refused, 100);
-}
-
-// ---- The form for C ----
-
-TEST_F(SuFileTest, TheCFormReadsAndWrites)
-{
-    const std::string in = write(suBytes(2, 3, false));
-    const std::string out = directory / "out.su";
-    char error[200] = "untouched";
-    vorn_su_reader* reader = vorn_su_open(in.c_str(), -1, -1, error, sizeof error);
-    ASSERT_NE(reader, nullptr) << error;
-    EXPECT_EQ(vorn_su_traces(reader), 2);
-    EXPECT_EQ(vorn_su_samples(reader), 3);
-    EXPECT_EQ(vorn_su_interval(reader), 4000);
-    EXPECT_EQ(vorn_su_little_endian(reader), 0);
-    EXPECT_EQ(vorn_su_warning(reader, 0), nullptr);
-
-    vorn_su_writer* writer = vorn_su_create(out.c_str(), 1, error, sizeof error);
-    ASSERT_NE(writer, nullptr) << error;
-    ASSERT_EQ(vorn_su_begin(writer, 3, 0, error, sizeof error), 1) << error;
-    for (int64_t i = 0; i < 2; ++i) {
-        unsigned char header[VORN_SU_HEADER_BYTES];
-        float values[3];
-        ASSERT_EQ(vorn_su_read(reader, i, header, values, error, sizeof error), 1) << error;
-        ASSERT_EQ(vorn_su_write(writer, header, values, error, sizeof error), 1) << error;
-    }
-    ASSERT_EQ(vorn_su_commit(writer, error, sizeof error), 1) << error;
-    EXPECT_EQ(vorn_su_size(writer), 2 * 252);
-    vorn_su_discard(writer);
-    vorn_su_close(reader);
-    EXPECT_EQ(readBytes(out), readBytes(in));
-    EXPECT_STREQ(error, "untouched");
-}
-
-TEST_F(SuFileTest, TheCFormReportsInTheCallersMemory)
-{
-    char error[24] = "untouched";
-    const std::string none = directory / "none";
-    EXPECT_EQ(vorn_su_open(none.c_str(), -1, -1, error, sizeof error), nullptr);
-    EXPECT_EQ(std::string(error), (none + ": cannot be opened").substr(0, 23));
-    EXPECT_EQ(vorn_su_open(none.c_str(), -1, -1, error, 0), nullptr) << "no room at all";
-
-    char longer[300];
-    EXPECT_EQ(vorn_ranges_parse("1:x", longer, sizeof longer), nullptr);
-    EXPECT_THAT(longer, HasSubstr("\"x\" in \"1:x\" is no number"));
-    EXPECT_EQ(vorn_su_create(directory.path().c_str(), 1, longer, sizeof longer), nullptr);
-    EXPECT_THAT(longer, HasSubstr("no regular file"));
-}
-
-TEST_F(SuFileTest, TheCFormNamesWordsAndRanges)
-{
-    int dt = 0;
-    while (std::string(vorn_su_word_key(dt)) != "dt")
-        ++dt;
-    unsigned char header[VORN_SU_HEADER_BYTES] = {};
-    EXPECT_EQ(vorn_su_set_word(header, dt, 1, 2000), 1);
-    EXPECT_EQ(vorn_su_get_word(header, dt, 1), 2000);
-    EXPECT_EQ(vorn_su_set_word(header, dt, 1, 70000), 0);
-    EXPECT_EQ(vorn_su_get_word(header, dt, 1), 65535);
-    EXPECT_EQ(vorn_su_word_is_float(dt), 0);
-
-    vorn_ranges* ranges = vorn_ranges_parse("2:4", nullptr, 0);
-    ASSERT_NE(ranges, nullptr);
-    EXPECT_EQ(vorn_ranges_contain(ranges, 4), 1);
-    EXPECT_EQ(vorn_ranges_contain(ranges, 5), 0);
-    vorn_ranges_free(ranges);
-    vorn_ranges_free(nullptr);
-    vorn_su_close(nullptr);
-    vorn_su_discard(nullptr);
 }

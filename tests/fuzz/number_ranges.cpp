@@ -1,26 +1,26 @@
-// Selections of traces as people write them: the first line of the input, asked for the numbers of
-// its other lines.
+// Selections of numbers as they are written in job files: the first line of the input, asked for
+// the numbers of its other lines.
 #include "FuzzInput.h"
 
-#include "su/segy_c.h"
+#include "segy/NumberRanges.h"
 
 #include <charconv>
-#include <memory>
+#include <optional>
+#include <stdexcept>
 
 namespace {
 
-using Ranges = std::unique_ptr<vorn_ranges, void (*)(vorn_ranges*)>;
+using VORN::NumberRanges;
 
-Ranges parse(const std::string& text, int errorBytes)
+// The selection, or nothing where the text is refused with a line that says why.
+std::optional<NumberRanges> parse(const std::string& text)
 {
-    GuardedBlock error(static_cast<std::size_t>(errorBytes));
-    Ranges ranges(vorn_ranges_parse(text.c_str(), error.data(), errorBytes), vorn_ranges_free);
-    error.check();
-    if (ranges != nullptr)
-        VORN_ASSERT(error.text() == std::string(error.size(), '?'));
-    else if (errorBytes > 0)
-        VORN_ASSERT(error.text().find('\0') != std::string::npos);
-    return ranges;
+    try {
+        return NumberRanges(text);
+    } catch (const std::invalid_argument& error) {
+        VORN_ASSERT(*error.what() != '\0');
+        return std::nullopt;
+    }
 }
 
 std::vector<std::string> split(const std::string& text, char separator)
@@ -53,25 +53,24 @@ bool pieceHolds(const std::string& piece, int64_t number)
     return value >= first && value <= numberOr(1, INT64_MAX) && (value - first) % step == 0;
 }
 
-void checkNumber(const std::string& text, const Ranges& ranges, int64_t number)
+void checkNumber(const std::string& text, const NumberRanges& ranges, int64_t number)
 {
     bool held = false;
     for (const std::string& piece : split(text, ','))
         held = held || pieceHolds(piece, number);
-    VORN_ASSERT((vorn_ranges_contain(ranges.get(), number) != 0) == held);
+    VORN_ASSERT(ranges.contains(number) == held);
+    VORN_ASSERT(!held || number <= ranges.greatest());
 }
 
 } // namespace
 
 int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size)
 {
-    FuzzInput input(data, size);
-    const int errorBytes = input.byte();
-    const std::string all = input.rest();
+    const std::string all(reinterpret_cast<const char*>(data), size);
     const std::size_t end = std::min(all.find_first_of(std::string("\n\0", 2)), all.size());
     const std::string text = all.substr(0, end);
-    const Ranges ranges = parse(text, errorBytes);
-    if (ranges == nullptr)
+    const std::optional<NumberRanges> ranges = parse(text);
+    if (!ranges)
         return 0;
 
     std::vector<int64_t> numbers = {INT64_MIN, INT_MIN, -1, 0, 1, 2, 100, INT_MAX, INT64_MAX};
@@ -79,6 +78,6 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size)
     std::from_chars(all.data() + std::min(end + 1, all.size()), all.data() + all.size(), number);
     numbers.push_back(number);
     for (const int64_t one : numbers)
-        checkNumber(text, ranges, one);
+        checkNumber(text, *ranges, one);
     return 0;
 }

@@ -1,5 +1,5 @@
 // SEG-Y files: the input is one, read as segy_in reads it. It is read a second time with what a
-// person may state, taken from its own first bytes, and what was read is written and read again.
+// user may state, taken from its own first bytes, and what was read is written and read again.
 #include "FuzzInput.h"
 
 #include "FuzzDirectory.h"
@@ -139,7 +139,7 @@ void readTraces(SegyReader& reader, const uint8_t* file)
         checkNoTrace(reader, wrong);
 }
 
-// What a person states: the first bytes of the file, which are free text.
+// What the user states: the first bytes of the file, which are free text.
 SegyOverrides statedIn(const uint8_t* data, std::size_t size)
 {
     FuzzInput input(data, size);
@@ -181,7 +181,7 @@ void writeTraces(SegyReader& reader, VORN::OutputFile& output)
     output.commit();
 }
 
-// What is written is read as it was: nobody needs to state anything.
+// What is written reads back as it was, with nothing stated.
 void checkCopy(SegyReader& reader)
 {
     const std::string path = fuzzDirectory() + "/copy.sgy";

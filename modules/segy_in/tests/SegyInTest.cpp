@@ -262,7 +262,7 @@ TEST_F(SegyInTest, AnIntegerSelectsToo)
                 ElementsAre(HasSubstr("; 1 of them selected by traces 5")));
 }
 
-// ---- What a person knows better ----
+// ---- What the user states ----
 
 TEST_F(SegyInTest, LengthFormatOrderAndIntervalCanBeStated)
 {

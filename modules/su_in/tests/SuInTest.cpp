@@ -107,7 +107,7 @@ TEST_F(SuInTest, WordsThatTheSchemaDoesNotKnowAreLeftOut)
     harness = ModuleHarness();
     harness.withSource = false;
     harness.define("fldr", 2);
-    harness.define("d1", 2); // a float word is no integer
+    harness.define("d1", 2); // a float word is not an integer
     const HarnessResult result = read(ieeeFile(2, 3, true).traces);
     ASSERT_THAT(result.traces, SizeIs(2));
     EXPECT_THAT(result.traces[0].attributes, SizeIs(1));
@@ -127,7 +127,7 @@ TEST_F(SuInTest, WordsWithValuesThatTheSchemaLacksAreNamedOnce)
         if (key != "offset" && key != "ntr" && key != "d1" && key != "d2" && key != "ns")
             harness.define(key, word.isFloat ? 4 : 2);
     }
-    harness.define("d1", 2); // a float word is no integer
+    harness.define("d1", 2); // a float word is not an integer
 
     const HarnessResult result = read(made.traces);
 

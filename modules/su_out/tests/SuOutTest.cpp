@@ -6,6 +6,7 @@
 
 #include "segy/HeaderWords.h"
 
+#include <climits>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <random>
@@ -175,6 +176,32 @@ TEST_F(SuOutTest, ValuesThatDoNotFitAreWrittenAsTheNearestAndReportedOnce)
     EXPECT_THAT(result.messagesOf(2, "out"),
                 ElementsAre(out + ": scalco of trace 2 is 40000, more than 16 bits hold; it is "
                                   "written as 32767, and others likewise"));
+}
+
+TEST_F(SuOutTest, NumbersOfOtherTypesAreRoundedAndTheNearestIsWritten)
+{
+    harness = ModuleHarness();
+    harness.withSink = false;
+    harness.define("offset", 5);
+    harness.define("sx", 3);
+    harness.define("cdp", 2);
+    harness.define("f1", 5);
+    harness.push({1, 2}, {{"offset", UniVar(1.7)}, {"sx", UniVar(int64_t{7})}});
+    harness.push({1, 2}, {{"offset", UniVar(-2.5)},
+                          {"sx", UniVar(int64_t{5000000000})},
+                          {"cdp", UniVar(12)},
+                          {"f1", UniVar(0.25)}});
+    const HarnessResult result = runWriter();
+    const Bytes bytes = readBytes(out);
+    EXPECT_EQ(getInteger(bytes, 36, 4, true), 2);
+    EXPECT_EQ(getInteger(bytes, 72, 4, true), 7);
+    EXPECT_EQ(getInteger(bytes, 248 + 36, 4, true), -3);
+    EXPECT_EQ(getInteger(bytes, 248 + 72, 4, true), INT_MAX);
+    EXPECT_EQ(getInteger(bytes, 248 + 20, 4, true), 12) << "it came with the second trace";
+    EXPECT_EQ(getInteger(bytes, 248 + 184, 4, true), bitsOf(0.25F));
+    EXPECT_THAT(result.messagesOf(2, "out"),
+                ElementsAre(out + ": sx of trace 2 is 5000000000, more than 32 bits hold; it is "
+                                  "written as 2147483647, and others likewise"));
 }
 
 TEST_F(SuOutTest, TheInputIsNeverReplaced)

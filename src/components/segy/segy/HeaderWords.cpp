@@ -217,18 +217,20 @@ int32_t readWord(const unsigned char* header, const HeaderWord& word, bool littl
     return word.isUnsigned ? static_cast<int32_t>(bits) : static_cast<int16_t>(bits);
 }
 
-bool writeWord(unsigned char* header, const HeaderWord& word, bool littleEndian, int32_t value)
+bool writeWord(unsigned char* header, const HeaderWord& word, bool littleEndian, int64_t value)
 {
     unsigned char* to = header + word.byte - 1;
     if (word.bytes == 4) {
-        uint32_t bits = static_cast<uint32_t>(value);
+        const int64_t nearest = std::clamp<int64_t>(value, std::numeric_limits<int32_t>::min(),
+                                                    std::numeric_limits<int32_t>::max());
+        uint32_t bits = static_cast<uint32_t>(nearest);
         if (!littleEndian)
             bits = __builtin_bswap32(bits);
         std::memcpy(to, &bits, sizeof bits);
-        return true;
+        return nearest == value;
     }
-    const int32_t lowest = word.isUnsigned ? 0 : std::numeric_limits<int16_t>::min();
-    const int32_t highest = word.isUnsigned ? std::numeric_limits<uint16_t>::max()
+    const int64_t lowest = word.isUnsigned ? 0 : std::numeric_limits<int16_t>::min();
+    const int64_t highest = word.isUnsigned ? std::numeric_limits<uint16_t>::max()
                                             : std::numeric_limits<int16_t>::max();
     uint16_t bits = static_cast<uint16_t>(std::clamp(value, lowest, highest));
     if (!littleEndian)

@@ -49,7 +49,7 @@ VORN_SEGY_EXPORT int32_t readWord(const unsigned char* header, const HeaderWord&
 /// Writes `value` to the place of `word` in the header that begins at `header`. Returns whether it
 /// fits into the word; a value that does not is written as the nearest that does.
 VORN_SEGY_EXPORT bool writeWord(unsigned char* header, const HeaderWord& word, bool littleEndian,
-                                int32_t value);
+                                int64_t value);
 
 /// A coordinate, elevation or depth with its scalar (`scalco`, `scalel`, `scalsp`): a positive
 /// scalar multiplies, a negative one divides, 0 stands for 1.

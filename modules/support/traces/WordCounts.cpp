@@ -1,0 +1,24 @@
+#include "traces/WordCounts.h"
+
+namespace traces {
+
+WordCounts::WordCounts(std::vector<const char*> keys)
+{
+    for (const char* key : keys)
+        words.push_back({key, 0});
+}
+
+std::string WordCounts::text(std::size_t most) const
+{
+    std::string named;
+    std::size_t counted = 0;
+    for (const Word& word : words) {
+        if (word.traces == 0 || ++counted > most)
+            continue;
+        named += (named.empty() ? "" : ", ") + std::string(word.key) + " (" +
+                 std::to_string(word.traces) + (word.traces == 1 ? " trace)" : " traces)");
+    }
+    return counted > most ? named + " and " + std::to_string(counted - most) + " more" : named;
+}
+
+} // namespace traces

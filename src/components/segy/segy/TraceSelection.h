@@ -1,0 +1,53 @@
+/// @file TraceSelection.h
+///
+/// Which traces of a file are wanted, by their numbers and header words.
+#ifndef TRACESELECTION_H
+#define TRACESELECTION_H
+
+#include "segy/HeaderWords.h"
+#include "segy/NumberRanges.h"
+#include "segy_export.h"
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace VORN {
+
+/// The traces that meet all of some conditions; all traces where there is none.
+class VORN_SEGY_EXPORT TraceSelection
+{
+public:
+    /// Adds a condition: the header word `key` is one of `numbers`, written as in NumberRanges. The
+    /// key "traces" stands for the trace's number in the file, from 1. Throws
+    /// std::invalid_argument, whose message begins with the key, for a text that is not such a
+    /// list.
+    ///
+    /// Requires: `key` is "traces" or the key of a word of `traceHeaderWords()`.
+    void add(const std::string& key, const std::string& numbers);
+
+    bool isEmpty() const { return conditions.empty(); } ///< whether there is no condition
+    /// The conditions as they were added, for messages: "traces 1:100, cdp 7".
+    const std::string& text() const { return all; }
+
+    /// The value of a header word of trace `index`, from 0.
+    using WordOf = std::function<int32_t(int64_t index, const HeaderWord& word)>;
+    /// The traces, from 0 and in the order of the file, of a file of `traces` traces that meet all
+    /// conditions. `wordOf` is not called for traces that conditions added earlier exclude.
+    std::vector<int64_t> select(int64_t traces, const WordOf& wordOf) const;
+
+private:
+    struct Condition
+    {
+        const HeaderWord* word; // null for the number of the trace
+        NumberRanges numbers;
+    };
+
+    std::vector<Condition> conditions;
+    std::string all;
+};
+
+} // namespace VORN
+
+#endif

@@ -1,7 +1,9 @@
 #include "traces/AttributesToHeader.h"
 
 #include "MOXKernel.h"
+#include "traces/AttributeList.h"
 
+#include <algorithm>
 #include <bit>
 #include <cmath>
 #include <string_view>
@@ -13,63 +15,96 @@ namespace {
 
 constexpr int warningMessage = 2;
 
-// A number of any kind, rounded; what 64 bits cannot hold is the nearest that they can. Of a float
-// word, the bits.
-int64_t wordValue(const UniVar& value, const VORN::HeaderWord& word)
+// A number of any kind, rounded; what 64 bits cannot hold is the nearest that they can.
+int64_t wholeNumber(const UniVar& value)
 {
-    if (word.isFloat)
-        return std::bit_cast<int32_t>(value.getF32Value());
     const bool isFloat = value.getType() == float32Type || value.getType() == float64Type;
     return isFloat ? UniVar(std::round(value.getF64Value())).getI64Value() : value.getI64Value();
 }
 
-// What a trace header needs and the input does not know.
-int64_t substitute(std::string_view key, int64_t traceNumber)
-{
-    if (key == "tracl" || key == "tracr")
-        return traceNumber;
-    return key == "trid" ? 1 : 0;
-}
-
 } // namespace
 
-AttributesToHeader::AttributesToHeader(std::string file,
-                                       const std::vector<VORN::HeaderWord>& wanted,
+AttributesToHeader::AttributesToHeader(std::string file, const std::vector<VORN::HeaderWord>& words,
                                        bool littleEndian)
     : path(std::move(file)), little(littleEndian)
 {
-    for (const VORN::HeaderWord& word : wanted)
-        words.push_back({&word, false, false});
-}
-
-int64_t AttributesToHeader::valueOf(Word& word, void* input, int64_t number) const
-{
-    const std::string_view key = word.place->key;
-    if (key == "ns")
-        return getTraceLength(input);
-    if (key == "dt")
-        return getTraceSampleInterval(input);
-    word.present = word.present || isTraceAttributeExist(input, word.place->key) != 0;
-    return word.present ? wordValue(getTraceAttribute(input, word.place->key, 0), *word.place)
-                        : substitute(key, number);
+    for (const VORN::HeaderWord& word : words) {
+        const std::string_view key = word.key;
+        if (key == "ns")
+            lengthWord = &word;
+        else if (key == "dt")
+            intervalWord = &word;
+        else
+            (word.isFloat ? floats : integers).push_back(&word);
+    }
+    for (std::size_t i = 0; i < integers.size(); ++i) {
+        const std::string_view key = integers[i]->key;
+        defaults.push_back(key == "trid" ? 1 : 0);
+        if (key == "tracl" || key == "tracr")
+            counting.push_back(i);
+    }
+    integerList = attributeList(integers);
+    floatList = attributeList(floats);
+    integerValues.resize(integers.size());
+    floatValues.resize(floats.size());
 }
 
 void AttributesToHeader::fill(void* input, int64_t number, unsigned char* header)
 {
-    for (Word& word : words)
-        put(word, valueOf(word, input, number), number, header);
+    readIntegers(input, number);
+    for (std::size_t i = 0; i < integers.size(); ++i)
+        write(*integers[i], integerValues[i], number, header);
+    for (const std::size_t i : otherTypes)
+        write(*integers[i], wholeNumber(getTraceAttribute(input, integers[i]->key, 0)), number,
+              header);
+    if (!floats.empty()) {
+        std::fill(floatValues.begin(), floatValues.end(), 0.0F);
+        getTraceAttributes(floatList, input, 0, floatValues.data());
+        for (std::size_t i = 0; i < floats.size(); ++i)
+            write(*floats[i], std::bit_cast<int32_t>(floatValues[i]), number, header);
+    }
+    if (lengthWord != nullptr)
+        write(*lengthWord, getTraceLength(input), number, header);
+    if (intervalWord != nullptr)
+        write(*intervalWord, getTraceSampleInterval(input), number, header);
 }
 
-void AttributesToHeader::put(Word& word, int64_t value, int64_t number, unsigned char* header) const
+void AttributesToHeader::readIntegers(void* input, int64_t number)
 {
-    const VORN::HeaderWord& place = *word.place;
-    if (VORN::writeWord(header, place, little, value) || word.reported)
+    integerValues = defaults;
+    for (const std::size_t i : counting)
+        integerValues[i] = static_cast<int>(number);
+    const int read = getTraceAttributes(integerList, input, 0, integerValues.data());
+    if (read != present)
+        findOtherTypes(input);
+    present = read;
+    for (const std::size_t i : otherTypes)
+        integerValues[i] = 0; // as 32-bit integers they would not be rounded, and could be cut
+}
+
+void AttributesToHeader::findOtherTypes(void* input)
+{
+    std::vector<int> types(integers.size());
+    getAttributeListPresence(integerList, input, types.data());
+    otherTypes.clear();
+    for (std::size_t i = 0; i < types.size(); ++i) {
+        if (types[i] != undefinedType && types[i] != int32Type)
+            otherTypes.push_back(i);
+    }
+}
+
+void AttributesToHeader::write(const VORN::HeaderWord& word, int64_t value, int64_t number,
+                               unsigned char* header)
+{
+    if (VORN::writeWord(header, word, little, value))
         return;
-    word.reported = true;
-    const std::string text = path + ": " + place.key + " of trace " + std::to_string(number) +
+    if (std::find(reported.begin(), reported.end(), &word) != reported.end())
+        return;
+    reported.push_back(&word);
+    const std::string text = path + ": " + word.key + " of trace " + std::to_string(number) +
                              " is " + std::to_string(value) + ", more than " +
-                             std::to_string(8 * place.bytes) + " bits hold; it is written as " +
-                             std::to_string(VORN::readWord(header, place, little)) +
+                             std::to_string(8 * word.bytes) + " bits hold; it is written as " +
+                             std::to_string(VORN::readWord(header, word, little)) +
                              ", and others likewise";
     sendMessage(warningMessage, text.c_str());
 }

@@ -1,7 +1,9 @@
 #include "traces/HeaderToAttributes.h"
 
 #include "MOXKernel.h"
+#include "traces/AttributeList.h"
 
+#include <algorithm>
 #include <bit>
 #include <string_view>
 
@@ -9,62 +11,57 @@ namespace traces {
 
 namespace {
 
-bool fits(const VORN::HeaderWord& word)
+bool isKnown(const VORN::HeaderWord& word)
 {
     const int type = getTraceAttributeType(word.key);
     return word.isFloat ? type == float32Type || type == float64Type : type > 0;
-}
-
-UniVar variant(const VORN::HeaderWord& word, int32_t value)
-{
-    return word.isFloat ? UniVar(std::bit_cast<float>(value)) : UniVar(value);
 }
 
 } // namespace
 
 HeaderToAttributes::HeaderToAttributes(const std::vector<VORN::HeaderWord>& words)
 {
-    for (const VORN::HeaderWord& word : words) {
-        if (fits(word))
-            known.push_back({&word, 0});
-        else
-            unknown.push_back(&word);
-    }
+    for (const VORN::HeaderWord& word : words)
+        (!isKnown(word) ? unknown : word.isFloat ? floats : integers).push_back(&word);
+    const auto find = [&](std::string_view key) {
+        const auto word =
+            std::find_if(integers.begin(), integers.end(),
+                         [=](const VORN::HeaderWord* one) { return one->key == key; });
+        return static_cast<std::size_t>(word - integers.begin());
+    };
+    lengthWord = find("ns");
+    intervalWord = find("dt");
+    integerValues.resize(integers.size());
+    floatValues.resize(floats.size());
 }
 
-// The work buffer has traces of one sample, since only their header is used.
 void HeaderToAttributes::begin(void* output, int interval)
 {
     microseconds = interval;
-    for (const Word& word : known)
-        defineTraceAttribute(output, word.place->key);
-    bldWorkTraceBuffer(0, 1, interval, 1, output);
-}
-
-int32_t HeaderToAttributes::valueOf(const Word& word, const unsigned char* header,
-                                    bool littleEndian, int samples) const
-{
-    const std::string_view key = word.place->key;
-    if (key == "ns")
-        return samples;
-    if (key == "dt")
-        return microseconds;
-    return VORN::readWord(header, *word.place, littleEndian);
+    for (const Words* words : {&integers, &floats}) {
+        for (const VORN::HeaderWord* word : *words)
+            defineTraceAttribute(output, word->key);
+    }
+    integerList = attributeList(integers);
+    floatList = attributeList(floats);
 }
 
 float* HeaderToAttributes::addTrace(void* output, const unsigned char* header, bool littleEndian,
                                     int samples)
 {
-    void* work = getWorkTraceBuffer(0);
-    for (Word& word : known) {
-        const int32_t value = valueOf(word, header, littleEndian, samples);
-        if (value == word.value)
-            continue;
-        setTraceAttribute(work, word.place->key, variant(*word.place, value), 0);
-        word.value = value;
-    }
     const int number = getNumberOfTraces(output);
-    copyTraceToTrace(work, output, 1, 0, 0, number);
+    for (std::size_t i = 0; i < integers.size(); ++i)
+        integerValues[i] = VORN::readWord(header, *integers[i], littleEndian);
+    if (lengthWord < integers.size())
+        integerValues[lengthWord] = samples;
+    if (intervalWord < integers.size())
+        integerValues[intervalWord] = microseconds;
+    setTraceAttributes(integerList, output, number, integerValues.data());
+    if (!floats.empty()) {
+        for (std::size_t i = 0; i < floats.size(); ++i)
+            floatValues[i] = std::bit_cast<float>(VORN::readWord(header, *floats[i], littleEndian));
+        setTraceAttributes(floatList, output, number, floatValues.data());
+    }
     return getTraceSamples(output, number);
 }
 

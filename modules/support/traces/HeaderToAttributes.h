@@ -16,9 +16,8 @@ namespace traces {
 /// becomes the trace attribute of its key. The words `ns` and `dt` say what the trace has as it was
 /// read, since its header may be wrong.
 ///
-/// Most words stay the same from one trace to the next. They are kept in the one trace of work
-/// buffer 0, where only those that change are written, and copied from there as a block: setting
-/// all ninety of each trace by name would cost more than reading it.
+/// All words of a trace are written with one call, or two where some are floats: setting ninety of
+/// them by name would cost more than reading the trace.
 ///
 /// Usual order: the constructor and `begin` in pre-processing, then `addTrace` for each trace.
 /// Belongs to the module that is running then.
@@ -29,31 +28,31 @@ public:
     explicit HeaderToAttributes(const std::vector<VORN::HeaderWord>& words);
 
     /// How many words become attributes.
-    std::size_t knownWords() const { return known.size(); }
+    std::size_t knownWords() const { return integers.size() + floats.size(); }
     /// The others, in the order of `words`.
     const std::vector<const VORN::HeaderWord*>& unknownWords() const { return unknown; }
 
-    /// Defines the attributes in `output` and builds the work buffer; `interval` is the sample
-    /// interval in microseconds.
+    /// Defines the attributes in `output`, whose sample interval is `interval` microseconds.
     void begin(void* output, int interval);
 
     /// Adds a trace to `output`: its 240 header bytes are at `header`, in the byte order that
-    /// `littleEndian` tells; it has `samples` samples and the interval of `begin`. Returns the
-    /// place for the samples, or null when there is no memory for them.
+    /// `littleEndian` tells, and it has `samples` samples. Returns the place for the samples, or
+    /// null when there is no memory for them.
     float* addTrace(void* output, const unsigned char* header, bool littleEndian, int samples);
 
 private:
-    struct Word
-    {
-        const VORN::HeaderWord* place;
-        int32_t value; // as it stands in the work buffer; of a float, its bits
-    };
-    int32_t valueOf(const Word& word, const unsigned char* header, bool littleEndian,
-                    int samples) const;
+    using Words = std::vector<const VORN::HeaderWord*>;
 
-    std::vector<Word> known;
-    std::vector<const VORN::HeaderWord*> unknown;
+    Words integers;
+    Words floats;
+    Words unknown;
+    std::size_t lengthWord = 0;   // among the integers; behind them when it is not known
+    std::size_t intervalWord = 0; // likewise
     int microseconds = 0;
+    void* integerList = nullptr; // the module's, as the list of floats
+    void* floatList = nullptr;
+    std::vector<int> integerValues; // of the trace that is being made
+    std::vector<float> floatValues;
 };
 
 } // namespace traces

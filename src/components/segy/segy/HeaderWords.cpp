@@ -1,16 +1,11 @@
 #include "segy/HeaderWords.h"
 
 #include <algorithm>
-#include <bit>
-#include <cstring>
 #include <iterator>
-#include <limits>
 
 namespace VORN {
 
 namespace {
-
-static_assert(std::endian::native == std::endian::little, "words are read as they lie in memory");
 
 // clang-format off
 constexpr HeaderWord traceWords[] = {
@@ -200,43 +195,6 @@ const HeaderWord* findTraceHeaderWord(std::string_view key)
 const HeaderWord* findBinaryHeaderWord(std::string_view key)
 {
     return find(binaryHeaderWords(), key);
-}
-
-int32_t readWord(const unsigned char* header, const HeaderWord& word, bool littleEndian)
-{
-    const unsigned char* from = header + word.byte - 1;
-    if (word.bytes == 4) {
-        uint32_t bits;
-        std::memcpy(&bits, from, sizeof bits);
-        return static_cast<int32_t>(littleEndian ? bits : __builtin_bswap32(bits));
-    }
-    uint16_t bits;
-    std::memcpy(&bits, from, sizeof bits);
-    if (!littleEndian)
-        bits = __builtin_bswap16(bits);
-    return word.isUnsigned ? static_cast<int32_t>(bits) : static_cast<int16_t>(bits);
-}
-
-bool writeWord(unsigned char* header, const HeaderWord& word, bool littleEndian, int64_t value)
-{
-    unsigned char* to = header + word.byte - 1;
-    if (word.bytes == 4) {
-        const int64_t nearest = std::clamp<int64_t>(value, std::numeric_limits<int32_t>::min(),
-                                                    std::numeric_limits<int32_t>::max());
-        uint32_t bits = static_cast<uint32_t>(nearest);
-        if (!littleEndian)
-            bits = __builtin_bswap32(bits);
-        std::memcpy(to, &bits, sizeof bits);
-        return nearest == value;
-    }
-    const int64_t lowest = word.isUnsigned ? 0 : std::numeric_limits<int16_t>::min();
-    const int64_t highest = word.isUnsigned ? std::numeric_limits<uint16_t>::max()
-                                            : std::numeric_limits<int16_t>::max();
-    uint16_t bits = static_cast<uint16_t>(std::clamp(value, lowest, highest));
-    if (!littleEndian)
-        bits = __builtin_bswap16(bits);
-    std::memcpy(to, &bits, sizeof bits);
-    return value >= lowest && value <= highest;
 }
 
 double applyScalar(int32_t value, int scalar)

@@ -185,7 +185,7 @@ TEST_F(OutputFileTest, WhatIsNoRegularFileIsNeverReplaced)
     ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
     for (const std::string& name : {directory.path(), pipe})
         EXPECT_THAT(failure([&] { OutputFile file(name, true); }),
-                    HasSubstr(name + ": is there already and no regular file"));
+                    HasSubstr(name + ": is there already and is not a regular file"));
     EXPECT_THAT(failure([&] { OutputFile file("", true); }), HasSubstr("has no name"));
 }
 

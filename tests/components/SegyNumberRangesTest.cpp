@@ -65,12 +65,12 @@ TEST(SegyNumberRangesTest, WhatCannotBeReadIsNamed)
         const char* text;
         const char* says;
     };
-    const Row rows[] = {{"", "\"\" in \"\" is no number"},
-                        {"1,,2", "is no number"},
-                        {"x", "\"x\" in \"x\" is no number"},
-                        {"1:2x", "\"2x\" in \"1:2x\" is no number"},
-                        {"1.5", "is no number"},
-                        {"99999999999999999999", "is no number"},
+    const Row rows[] = {{"", "\"\" in \"\" is not a number"},
+                        {"1,,2", "is not a number"},
+                        {"x", "\"x\" in \"x\" is not a number"},
+                        {"1:2x", "\"2x\" in \"1:2x\" is not a number"},
+                        {"1.5", "is not a number"},
+                        {"99999999999999999999", "is not a number"},
                         {"1:2:3:4", "\"1:2:3:4\" has more than FIRST:LAST:STEP"},
                         {"1:9:0", "the step of \"1:9:0\" is below 1"},
                         {"1:9:-1", "the step of \"1:9:-1\" is below 1"},

@@ -796,7 +796,7 @@ TEST_F(SegyReaderTest, Revision2AdditionalTraceHeadersThatAreNotThereAreReported
     EXPECT_THAT(reader.warnings()[0], HasSubstr("states 2 additional headers for each trace"));
 }
 
-// ---- What is no SEG-Y file ----
+// ---- What is not a SEG-Y file ----
 
 TEST_F(SegyReaderTest, FilesThatAreNoneAreRefusedInOneLineThatNamesThem)
 {
@@ -813,11 +813,11 @@ TEST_F(SegyReaderTest, FilesThatAreNoneAreRefusedInOneLineThatNamesThem)
         const char* says;
     };
     const Row rows[] = {
-        {"empty", {}, "is no SEG-Y file: it has 0 bytes"},
-        {"short", Bytes(3599, 0x40), "is no SEG-Y file: it has 3599 bytes"},
-        {"binary", noise, "is no SEG-Y file that can be read"},
-        {"binary with a format code", noiseWithCode, "is no SEG-Y file: its first 3200 bytes"},
-        {"zeros", Bytes(100000, 0), "is no SEG-Y file that can be read"},
+        {"empty", {}, "is not a SEG-Y file: it has 0 bytes"},
+        {"short", Bytes(3599, 0x40), "is not a SEG-Y file: it has 3599 bytes"},
+        {"binary", noise, "is not a SEG-Y file that can be read"},
+        {"binary with a format code", noiseWithCode, "is not a SEG-Y file: its first 3200 bytes"},
+        {"zeros", Bytes(100000, 0), "is not a SEG-Y file that can be read"},
     };
     for (const Row& row : rows) {
         const std::string text = refusal(write(row.bytes));
@@ -830,8 +830,8 @@ TEST_F(SegyReaderTest, WhatIsNoRegularFileIsRefusedAtOnce)
 {
     const std::string pipe = directory / "pipe";
     ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
-    EXPECT_THAT(refusal(pipe), HasSubstr("pipe: is no file that can be read"));
-    EXPECT_THAT(refusal(directory.path()), HasSubstr("is no file that can be read"));
+    EXPECT_THAT(refusal(pipe), HasSubstr("pipe: is not a file that can be read"));
+    EXPECT_THAT(refusal(directory.path()), HasSubstr("is not a file that can be read"));
     EXPECT_THAT(refusal(directory / "none.sgy"),
                 HasSubstr("none.sgy: cannot be opened: No such file or directory"));
 }

@@ -132,11 +132,11 @@ TEST_F(SuFileTest, WhatIsNoSeismicUnixFileIsRefused)
     Bytes noise(20000);
     for (std::size_t i = 0; i < noise.size(); ++i)
         noise[i] = static_cast<unsigned char>(i * 2654435761u >> 13);
-    EXPECT_THAT(refusal({}), HasSubstr("line.su: is no Seismic Unix file: it has 0 bytes"));
+    EXPECT_THAT(refusal({}), HasSubstr("line.su: is not a Seismic Unix file: it has 0 bytes"));
     EXPECT_THAT(refusal(Bytes(239)), HasSubstr("it has 239 bytes"));
     EXPECT_THAT(refusal(noise), HasSubstr("neither leads through its 20000 bytes"));
     EXPECT_THAT(refusal(Bytes(4000)), HasSubstr("states 0 samples read as little endian and 0"));
-    EXPECT_THAT(refusal(ieeeFile(3, 4).bytes()), HasSubstr("is no Seismic Unix file"))
+    EXPECT_THAT(refusal(ieeeFile(3, 4).bytes()), HasSubstr("is not a Seismic Unix file"))
         << "a SEG-Y file";
     SuOverrides overrides;
     overrides.samples = 0;

@@ -71,7 +71,7 @@ TEST(TraceSelectionTest, AnErrorNamesTheKeyAndAddsNothing)
         ADD_FAILURE() << "it was accepted";
     } catch (const std::invalid_argument& error) {
         EXPECT_STREQ(error.what(),
-                     "cdp: \"x\" in \"5:x\" is no number; write numbers and ranges "
+                     "cdp: \"x\" in \"5:x\" is not a number; write numbers and ranges "
                      "as in 1:100:2,200");
     }
     EXPECT_TRUE(selection.isEmpty());

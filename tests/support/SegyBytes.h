@@ -159,9 +159,8 @@ struct SegyBytes
     }
 };
 
-/// A file of IEEE traces, `traces` of `samples`, with field records 1, 2, ... and samples 100 *
-/// fldr
-/// + 0, 1, ...
+/// A file of IEEE traces, `traces` of `samples`: field records 1, 2, ..., and in each the samples
+/// 100 * fldr, 100 * fldr + 1, ...
 inline SegyBytes ieeeFile(int traces, int samples, bool little = false)
 {
     SegyBytes file;

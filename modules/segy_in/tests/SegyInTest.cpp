@@ -409,9 +409,9 @@ TEST_F(SegyInTest, BadParametersAndFilesEndTheModuleWithOneLine)
     const std::vector<Row> rows = {
         {{{"file", UniVar("")}}, "file is missing; give the path of a SEG-Y file"},
         {{{"file", UniVar(none)}}, none + ": cannot be opened: No such file or directory"},
-        {{{"file", UniVar(directory.path())}}, "is no file that can be read"},
-        {{{"traces", UniVar("1:x")}}, "traces: \"x\" in \"1:x\" is no number"},
-        {{{"fldr", UniVar("")}}, "fldr: \"\" in \"\" is no number"},
+        {{{"file", UniVar(directory.path())}}, "is not a file that can be read"},
+        {{{"traces", UniVar("1:x")}}, "traces: \"x\" in \"1:x\" is not a number"},
+        {{{"fldr", UniVar("")}}, "fldr: \"\" in \"\" is not a number"},
         {{{"cdp", UniVar("9:1")}}, "cdp: \"9:1\" ends before it begins"},
         {{{"traces", UniVar("4:9")}}, file + ": none of its 3 traces is selected by traces 4:9"},
         {{{"samples", UniVar(0)}}, "samples is 0; give the samples per trace, 1 or more"},

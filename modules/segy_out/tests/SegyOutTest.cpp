@@ -758,7 +758,7 @@ TEST_F(SegyOutTest, BadParametersEndTheModuleWithOneLine)
     const std::vector<Row> rows = {
         {{{"file", UniVar("")}}, "file is missing; give the path of the file to be written"},
         {{{"file", UniVar(missing)}}, missing + ": cannot be written: no file can be created"},
-        {{{"file", UniVar("/dev/null")}}, "/dev/null: is there already and no regular file"},
+        {{{"file", UniVar("/dev/null")}}, "/dev/null: is there already and is not a regular file"},
         {{{"format", UniVar("int16")}}, "format is \"int16\"; give ibm or ieee"},
         {{{"revision", UniVar(2)}}, "revision is 2; give 0 or 1"},
     };

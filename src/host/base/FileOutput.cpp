@@ -53,14 +53,14 @@ const char* kindName(Content content)
 {
     switch (content) {
     case Content::json:
-        return "no JSON";
+        return "not JSON";
     case Content::page:
-        return "no HTML page";
+        return "not an HTML page";
     case Content::text:
     case Content::any:
         break;
     }
-    return "no text";
+    return "not text";
 }
 
 } // namespace
@@ -75,7 +75,7 @@ void refuseToReplace(const std::string& option, const std::string& path, Content
                            " is write-protected; write to another file, or give yourself "
                            "permission first (chmod u+w)");
     if (std::filesystem::file_size(path, none) > 0 && !isOfKind(beginningOf(path), content))
-        throw CommandError(option + ": the file " + quote(path) + " is there already and " +
+        throw CommandError(option + ": the file " + quote(path) + " is there already and is " +
                            kindName(content) +
                            ", so it is not replaced; write to another file, "
                            "or remove it first");

@@ -105,24 +105,24 @@ TEST_F(BadInputTest, WrongCallsSayOneLineAndChangeNothing)
     writePart("cut.sgy", 3599, 3599);
     const std::string tooSmall = " bytes, and the file header alone takes 3600";
     const std::string noFormat =
-        "noise.sgy: is no SEG-Y file that can be read: the sample format code in bytes 3225-3226 "
+        "noise.sgy: is not a SEG-Y file that can be read: the sample format code in bytes 3225-3226 "
         "is -6169 (big endian) or -6169 (little endian), and neither is known; state `format` if "
         "you know it";
     const std::string file = "parameter \"file\" of module ";
     // clang-format off
     const std::vector<BadRow> rows = {
         {"header, missing", {"header", "no.sgy"}, "no.sgy: cannot be opened: No such file or directory"},
-        {"header, empty", {"header", "empty.sgy"}, "empty.sgy: is no SEG-Y file: it has 0" + tooSmall},
-        {"header, cut", {"header", "cut.sgy"}, "cut.sgy: is no SEG-Y file: it has 3599" + tooSmall},
+        {"header, empty", {"header", "empty.sgy"}, "empty.sgy: is not a SEG-Y file: it has 0" + tooSmall},
+        {"header, cut", {"header", "cut.sgy"}, "cut.sgy: is not a SEG-Y file: it has 3599" + tooSmall},
         {"header, binary", {"header", "noise.sgy"}, noFormat},
-        {"header, directory", {"header", "folder"}, "folder: is no file that can be read; give the path of a trace file"},
+        {"header, directory", {"header", "folder"}, "folder: is not a file that can be read; give the path of a trace file"},
         {"header, no such trace", {"header", "line.sgy", "-t", "9"}, "line.sgy: --traces 9 selects none; the file holds 8 traces"},
         {"plot, missing", {"plot", "no.sgy", "-o", "x.png"}, "no.sgy: cannot be opened: No such file or directory"},
-        {"plot, empty", {"plot", "empty.sgy", "-o", "x.png"}, "empty.sgy: is no SEG-Y file: it has 0" + tooSmall},
+        {"plot, empty", {"plot", "empty.sgy", "-o", "x.png"}, "empty.sgy: is not a SEG-Y file: it has 0" + tooSmall},
         {"plot, binary", {"plot", "noise.sgy", "-o", "x.png"}, noFormat},
         {"plot, no such trace", {"plot", "line.sgy", "-o", "x.png", "-t", "9:"}, "line.sgy: there is no trace to draw; the file holds 8 traces"},
         {"plot to nowhere", {"plot", "line.sgy", "-o", "nowhere/x.png"}, "nowhere/x.png: cannot be written: no file can be created in its directory: No such file or directory"},
-        {"plot to a directory", {"plot", "line.sgy", "-o", "folder.png"}, "folder.png: is there already and no regular file; give the path of a file"},
+        {"plot to a directory", {"plot", "line.sgy", "-o", "folder.png"}, "folder.png: is there already and is not a regular file; give the path of a file"},
         {"plot over its input", {"plot", "line.sgy", "-o", "line.png"}, "line.png: this is the file to be drawn; give the picture another name"},
         {"run, missing", {"run", "job.yaml", "--set", "read.file=lin.sgy"}, "--set read.file=lin.sgy: " + file + "\"read\" is \"<work>/lin.sgy\"; there is no such file; did you mean \"line.sgy\"?"},
         {"run, directory", {"run", "job.yaml", "--set", "read.file=folder"}, "--set read.file=folder: " + file + "\"read\" is \"<work>/folder\"; this is a directory; a file is needed"},
@@ -159,12 +159,12 @@ TEST_F(BadInputTest, JobsThatCannotReadTheirInputSayWhyOnceAndWriteNothing)
     writePart("cut.sgy", 3599, 3599);
     // clang-format off
     const std::vector<BadRow> rows = {
-        {"empty", {"read.file=empty.sgy"}, "<work>/empty.sgy: is no SEG-Y file: it has 0 bytes, and the file header alone takes 3600", 1},
-        {"cut", {"read.file=cut.sgy"}, "<work>/cut.sgy: is no SEG-Y file: it has 3599 bytes, and the file header alone takes 3600", 1},
-        {"binary", {"read.file=noise.sgy"}, "<work>/noise.sgy: is no SEG-Y file that can be read: the sample format code in bytes 3225-3226 is -6169 (big endian) or -6169 (little endian), and neither is known; state `format` if you know it", 1},
-        {"text", {"read.file=job.yaml"}, "<work>/job.yaml: is no SEG-Y file: it has 185 bytes, and the file header alone takes 3600", 1},
+        {"empty", {"read.file=empty.sgy"}, "<work>/empty.sgy: is not a SEG-Y file: it has 0 bytes, and the file header alone takes 3600", 1},
+        {"cut", {"read.file=cut.sgy"}, "<work>/cut.sgy: is not a SEG-Y file: it has 3599 bytes, and the file header alone takes 3600", 1},
+        {"binary", {"read.file=noise.sgy"}, "<work>/noise.sgy: is not a SEG-Y file that can be read: the sample format code in bytes 3225-3226 is -6169 (big endian) or -6169 (little endian), and neither is known; state `format` if you know it", 1},
+        {"text", {"read.file=job.yaml"}, "<work>/job.yaml: is not a SEG-Y file: it has 185 bytes, and the file header alone takes 3600", 1},
         {"selection", {"read.traces=9:12"}, "<work>/line.sgy: none of its 8 traces is selected by traces 9:12", 1},
-        {"no range", {"read.traces=9:x"}, "traces: \"x\" in \"9:x\" is no number; write numbers and ranges as in 1:100:2,200", 1},
+        {"no range", {"read.traces=9:x"}, "traces: \"x\" in \"9:x\" is not a number; write numbers and ranges as in 1:100:2,200", 1},
         {"output that is there", {"write.overwrite=false"}, "<work>/out.sgy: is there already; remove it, or allow it to be overwritten", 1},
     };
     // clang-format on

@@ -158,13 +158,13 @@ TEST_F(RunReportTest, DataOfAnotherKindAreNotReplaced)
     const std::string end = ", so it is not replaced; write to another file, or remove it first";
 
     expectRefusal({"--json", "line.sgy"},
-                  "--json: the file \"line.sgy\" is there already and no JSON" + end);
+                  "--json: the file \"line.sgy\" is there already and is not JSON" + end);
     expectRefusal({"--json", "text.json"},
-                  "--json: the file \"text.json\" is there already and no JSON" + end);
+                  "--json: the file \"text.json\" is there already and is not JSON" + end);
     expectRefusal({"--report", "line.html"},
-                  "--report: the file \"line.html\" is there already and no HTML page" + end);
+                  "--report: the file \"line.html\" is there already and is not an HTML page" + end);
     expectRefusal({"--log", "line.sgy"},
-                  "--log: the file \"line.sgy\" is there already and no text" + end);
+                  "--log: the file \"line.sgy\" is there already and is not text" + end);
     EXPECT_EQ(tree.read("line.sgy"), seismic);
     EXPECT_EQ(tree.read("line.html"), seismic);
     EXPECT_EQ(tree.read("text.json"), "[1, 2]\n");

@@ -35,7 +35,7 @@ InputFile::InputFile(const std::string& path)
     struct stat status;
     if (fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode)) {
         ::close(descriptor);
-        fail("is no file that can be read; give the path of a trace file");
+        fail("is not a file that can be read; give the path of a trace file");
     }
     bytes = status.st_size;
     posix_fadvise(descriptor, 0, 0, POSIX_FADV_SEQUENTIAL);

@@ -96,7 +96,7 @@ OutputFile::OutputFile(const std::string& path, bool overwrite) : name(path), ma
              "place");
     if (stat(target.c_str(), &status) == 0) {
         if (!S_ISREG(status.st_mode))
-            fail("is there already and no regular file; give the path of a file");
+            fail("is there already and is not a regular file; give the path of a file");
         if (!mayReplace)
             fail("is there already; remove it, or allow it to be overwritten");
         if (isWriteProtected(target))
@@ -155,7 +155,7 @@ unsigned char* OutputFile::append(std::size_t count)
 void OutputFile::flush()
 {
     if (descriptor < 0)
-        fail("is not open for writing any more");
+        fail("is not open for writing any longer");
     if (!temporary.isOfThisProcess())
         fail("belongs to the process that started this one, and is left to it");
     std::size_t done = 0;

@@ -104,7 +104,7 @@ constexpr HeaderWord traceWords[] = {
 
 // Behind byte 180 Seismic Unix has words of its own.
 constexpr HeaderWord suTail[] = {
-    {"d1",      181, 4, false, "sample spacing where it is no time", true},
+    {"d1",      181, 4, false, "sample spacing where it is not time", true},
     {"f1",      185, 4, false, "first sample location", true},
     {"d2",      189, 4, false, "sample spacing between traces", true},
     {"f2",      193, 4, false, "first trace location", true},

@@ -33,7 +33,7 @@ int64_t toNumber(const std::string& digits, const std::string& piece)
     if (error != std::errc() || stopped != end)
         throw std::invalid_argument(
             "\"" + digits + "\" in \"" + piece +
-            "\" is no number; write numbers and ranges as in 1:100:2,200");
+            "\" is not a number; write numbers and ranges as in 1:100:2,200");
     return value;
 }
 

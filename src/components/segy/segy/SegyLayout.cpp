@@ -138,7 +138,7 @@ void LayoutResolver::readFileHeader()
 {
     found.fileBytes = file.size();
     if (found.fileBytes < fileHeaderBytes)
-        file.fail("is no SEG-Y file: it has " + number(found.fileBytes) +
+        file.fail("is not a SEG-Y file: it has " + number(found.fileBytes) +
                   " bytes, and the file header alone takes " + number(fileHeaderBytes));
     binary.resize(segyBinaryBytes);
     file.read(segyTextBytes, binary.data(), binary.size());
@@ -205,7 +205,7 @@ void LayoutResolver::resolveFormat()
         file.fail("has samples in format 4, fixed point with gain, which is obsolete and cannot be "
                   "read; convert it first");
     else
-        file.fail("is no SEG-Y file that can be read: the sample format code in bytes 3225-3226 "
+        file.fail("is not a SEG-Y file that can be read: the sample format code in bytes 3225-3226 "
                   "is " +
                   number(big) + " (big endian) or " + number(little) +
                   " (little endian), and neither is known; state `format` if you know it");
@@ -433,9 +433,9 @@ void LayoutResolver::chooseSamples()
     const bool fileLeads = leads(inFile, inTrace);
     found.samples = inFile <= 0 || (traceLeads && !fileLeads) ? inTrace : inFile;
     if (!textReads && !traceLeads && !fileLeads)
-        file.fail("is no SEG-Y file: its first " + number(segyTextBytes) +
-                  " bytes are no text, and " + number(dataBytes()) +
-                  " bytes of traces are no multiple of what " + number(inFile) +
+        file.fail("is not a SEG-Y file: its first " + number(segyTextBytes) +
+                  " bytes are not text, and " + number(dataBytes()) +
+                  " bytes of traces are not a multiple of what " + number(inFile) +
                   " samples per trace (binary header) or " + number(inTrace) +
                   " (first trace header) take; state `samples` if it is one");
 }

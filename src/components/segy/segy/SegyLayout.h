@@ -55,7 +55,7 @@ struct SegyLayout
 };
 
 /// Determines the layout of `file`; adds a line with all the numbers to `notes` for each
-/// contradiction and damage. Throws TraceFileError for what is no SEG-Y file, and for one that
+/// contradiction and damage. Throws TraceFileError for what is not a SEG-Y file, and for one that
 /// cannot be read. A length that fits the size of the file goes before a statement that does not;
 /// where none fits, headers that agree with each other are believed, and the last trace is cut.
 VORN_SEGY_EXPORT SegyLayout resolveSegyLayout(InputFile& file, const SegyOverrides& overrides,

@@ -35,7 +35,7 @@ std::string number(int64_t value)
 SuReader::SuReader(const std::string& path, const SuOverrides& overrides) : file(path)
 {
     if (file.size() < segyTraceHeaderBytes)
-        file.fail("is no Seismic Unix file: it has " + number(file.size()) +
+        file.fail("is not a Seismic Unix file: it has " + number(file.size()) +
                   " bytes, and one trace header alone takes " + number(segyTraceHeaderBytes));
     resolveLayout(overrides);
     const HeaderWord& interval = *findTraceHeaderWord("dt");
@@ -94,7 +94,7 @@ void SuReader::resolveLayout(const SuOverrides& overrides)
     const bool found = resolveOrder(overrides);
     samplesPerTrace = overrides.samples.value_or(statedSamples(little));
     if (!found && !overrides.samples)
-        file.fail("is no Seismic Unix file: its first trace header states " +
+        file.fail("is not a Seismic Unix file: its first trace header states " +
                   number(statedSamples(true)) + " samples read as little endian and " +
                   number(statedSamples(false)) + " as big endian, and neither leads through its " +
                   number(file.size()) + " bytes; state `samples` if it is one");

@@ -148,7 +148,7 @@ TEST_F(UnfinishedOutputsTest, AnOutputIsRemovedThoughItsObjectIsGone)
         std::memset(room, 0xA5, sizeof room);
         OutputFile other(second, true);
         other.commit();
-        std::exit(0);
+        removeUnfinishedOutputs(nullptr, nullptr); // not at exit: the object's memory is lost
     };
     EXPECT_EQ(inChild(child), 0);
     EXPECT_THAT(directory.names(), ElementsAre("second.sgy"));

@@ -68,6 +68,18 @@ std::string metaDataValue(int scope, const char* name)
     }
 }
 
+// Text results with a bound: what they return lets the caller ask again with more room.
+int copyBounded(const std::string& value, char* out, int n)
+{
+    const int length = static_cast<int>(value.size());
+    if (n > 0) {
+        const int copied = std::min(length, n - 1);
+        std::memcpy(out, value.data(), static_cast<size_t>(copied));
+        out[copied] = '\0';
+    }
+    return length;
+}
+
 } // namespace
 
 // clang-format off
@@ -306,15 +318,13 @@ void knl_setProjectDir(const char* project)
     }
 }
 
-// The one text result with a bound: what it returns lets the caller ask again with more room.
+int knl_getStrModuleParameterN(const char* attKey, char* var, int n)
+{
+    const UniVar* value = findModuleParameter(attKey);
+    return value == nullptr ? -1 : copyBounded(value->getStrValue(), var, n);
+}
+
 int knl_getMetaDataValue(int scope, const char* name, char* value_ret, int n)
 {
-    const std::string value = metaDataValue(scope, name);
-    const int length = static_cast<int>(value.size());
-    if (n > 0) {
-        const int copied = std::min(length, n - 1);
-        std::memcpy(value_ret, value.data(), static_cast<size_t>(copied));
-        value_ret[copied] = '\0';
-    }
-    return length;
+    return copyBounded(metaDataValue(scope, name), value_ret, n);
 }

@@ -24,7 +24,8 @@
  * - **Text in** is copied by the kernel: the caller's buffer may be reused at once. A null name
  *   counts as the empty text.
  * - **Text out** is copied into the caller's buffer with its NUL, and no length is checked: the
- *   buffer must have room for the whole text. Only knl_getMetaDataValue() takes a length.
+ *   buffer must have room for the whole text. Only knl_getStrModuleParameterN() and
+ *   knl_getMetaDataValue() take a length.
  * - **Arrays in** are copied by the kernel. **Arrays out** are kernel memory, handed out as
  *   pointer and count: they stay valid until the entry point returns, however many are asked for,
  *   and the module never frees them.
@@ -75,6 +76,17 @@ int knl_getStrModuleParameter(const char* attKey, char* var);
 int knl_getLibModuleParameter(const char* attKey, void** var);
 int knl_getGroupModuleParameter(const char* attKey, void** var);
 /** @} */
+
+/** As knl_getStrModuleParameter(), into a buffer of stated size.
+ *
+ * @param attKey    parameter name
+ * @param[out] var  at most `n` bytes, the NUL included: the text or its first n - 1 bytes;
+ *                  untouched when there is no such parameter or `n` is below 1
+ * @param n         room at `var` in bytes
+ * @return the length of the whole text in bytes without its NUL (`n` or more means that it was
+ *         cut); -1 when the parameter does not exist, or when no module is running
+ */
+int knl_getStrModuleParameterN(const char* attKey, char* var, int n);
 
 /** Sets a processing option of the running module, which the scheduler reads: with "RespectEOD" set
  * to anything but 0, the module goes on being called, with empty inputs, when they have ended,

@@ -130,7 +130,7 @@ TEST_P(ParameterInterfaceJobTest, ReadsAndWritesParametersGroupsAndLibraries)
 }
 
 INSTANTIATE_TEST_SUITE_P(Languages, ParameterInterfaceJobTest,
-                         testing::Values(InterfaceModule{"knl_c_parameters", 169},
+                         testing::Values(InterfaceModule{"knl_c_parameters", 172},
                                          InterfaceModule{"knl_fortran_parameters", 156},
                                          InterfaceModule{"modern_parameters", 121}),
                          testing::PrintToStringParamName());

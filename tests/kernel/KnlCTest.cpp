@@ -472,6 +472,38 @@ TEST_F(KnlCTest, TextGetterCopiesTheWholeText)
     }
 }
 
+TEST_F(KnlCTest, BoundedTextGetterCutsTheTextAndTellsItsLength)
+{
+    module.setParameter("key", UniVar("some text"));
+    const struct
+    {
+        int room;
+        std::string copied; // with what the buffer held behind it
+    } rows[] = {{-1, "xxxxxxxxxxx"},
+                {0, "xxxxxxxxxxx"},
+                {1, std::string("\0xxxxxxxxxx", 11)},
+                {5, std::string("some\0xxxxxx", 11)},
+                {9, std::string("some tex\0xx", 11)},
+                {10, std::string("some text\0x", 11)},
+                {11, std::string("some text\0x", 11)}};
+    for (const auto& row : rows) {
+        char value[11];
+        std::memset(value, 'x', sizeof value);
+        EXPECT_EQ(knl_getStrModuleParameterN("key", value, row.room), 9) << row.room;
+        EXPECT_EQ(std::string(value, sizeof value), row.copied) << row.room;
+    }
+    EXPECT_EQ(knl_getStrModuleParameterN("key", nullptr, 0), 9);
+}
+
+TEST_F(KnlCTest, BoundedTextGetterOfAnAbsentNameReturnsMinusOneAndLeavesTheOutput)
+{
+    char value[8] = "before";
+    EXPECT_EQ(knl_getStrModuleParameterN("none", value, sizeof value), -1);
+    EXPECT_STREQ(value, "before");
+    run(nullptr);
+    EXPECT_EQ(knl_getStrModuleParameterN("key", value, sizeof value), -1);
+}
+
 TEST_F(KnlCTest, TextGetterRendersNumbersAndArrays)
 {
     const int elements[] = {1, 2, 3};

@@ -28,6 +28,8 @@ static void read_module_parameters(void)
     CHECK_REAL(0.1, f64);
     CHECK_INT(1, knl_getStrModuleParameter("TEXT", text));
     CHECK_TEXT("some text", text);
+    CHECK_INT(9, knl_getStrModuleParameterN("TEXT", text, 5));
+    CHECK_TEXT("some", text);
 
     CHECK_INT(1, knl_getI32ArrayModuleParameter("I32S", &i32s, &size));
     CHECK_INT(3, size);
@@ -89,6 +91,7 @@ static void ask_for_absent_module_parameters(void)
     CHECK_INT(0, knl_getF32ModuleParameter("NONE", &f32));
     CHECK_INT(0, knl_getF64ModuleParameter("NONE", &f64));
     CHECK_INT(0, knl_getStrModuleParameter("NONE", text));
+    CHECK_INT(-1, knl_getStrModuleParameterN("NONE", text, sizeof text));
     CHECK_INT(0, knl_getI32ArrayModuleParameter("NONE", &i32s, &size));
     CHECK_INT(0, knl_getI64ArrayModuleParameter("NONE", &i64s, &size));
     CHECK_INT(0, knl_getF32ArrayModuleParameter("NONE", &f32s, &size));

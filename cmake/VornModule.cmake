@@ -11,19 +11,28 @@
 # vorn_home/lib in the build directory: point VORN_HOME at vorn_home to try the module), and are
 # installed to lib of the installation's module tree, unless NO_INSTALL is given.
 #
-# Fortran sources can `use vorn_knl`; it is compiled once per project with the project's compiler.
+# From the manifest, sources are made that read the module's parameters, in each language of SOURCES:
+# they include <name>_parameters.h (C) or <name>_parameters.hpp (C++), or use the Fortran module
+# <name>_parameters. A field that the manifest does not have, or has with another type, fails the
+# compilation; a changed manifest makes them anew. A VORN that was built without its host cannot read
+# manifests: it makes nothing, and only modules that ask for these sources fail to compile.
+#
+# C and C++ sources find the kit, vorn_kit.h and vorn_kit.hpp, which know the module by the macro
+# VORN_MODULE_NAME. Fortran sources can `use vorn_knl` and `use vorn_kit`, which are compiled once per
+# project with the project's compiler.
 
 set(VORN_MODULE_CMAKE_DIR ${CMAKE_CURRENT_LIST_DIR})
 set(VORN_MODULE_OUTPUT_DIR ${CMAKE_BINARY_DIR}/vorn_home/lib
     CACHE PATH "Where module libraries and their manifests are built")
 
 # Refuses sources whose language the project has not enabled: CMake would leave them out silently.
-# Sets `result` to whether there are Fortran sources.
-function(_vorn_check_module_languages module result)
+# Sets `result` to the languages of the sources.
+function(_vorn_find_module_languages module result)
     set(C_pattern "\\.c$")
     set(CXX_pattern "\\.(cc|cpp|cxx|c\\+\\+|C)$")
     set(Fortran_pattern "\\.(f|for|ftn|fpp|f77|f90|f95|f03|f08|F|FOR|FTN|FPP|F77|F90|F95|F03|F08)$")
     get_property(enabled GLOBAL PROPERTY ENABLED_LANGUAGES)
+    set(languages "")
     foreach(language IN ITEMS C CXX Fortran)
         set(sources ${ARGN})
         list(FILTER sources INCLUDE REGEX "${${language}_pattern}")
@@ -31,26 +40,73 @@ function(_vorn_check_module_languages module result)
             message(FATAL_ERROR "vorn_add_module: module \"${module}\" has ${language} sources "
                 "(${sources}); add ${language} to the LANGUAGES of project()")
         endif()
+        if(sources)
+            list(APPEND languages ${language})
+        endif()
     endforeach()
-    if(sources)
-        set(${result} TRUE PARENT_SCOPE)
-    else()
-        set(${result} FALSE PARENT_SCOPE)
-    endif()
+    set(${result} "${languages}" PARENT_SCOPE)
 endfunction()
 
-# The kernel's Fortran interface, compiled for this project.
+# The kernel's Fortran interface and the Fortran part of the kit, compiled for this project.
 function(_vorn_require_fortran_interface)
     if(TARGET vorn_knl_fortran)
         return()
     endif()
     set(module_directory ${CMAKE_BINARY_DIR}/vorn_fortran)
-    add_library(vorn_knl_fortran STATIC ${VORN_FORTRAN_SOURCE})
+    add_library(vorn_knl_fortran STATIC ${VORN_FORTRAN_SOURCE} ${VORN_KIT_FORTRAN_SOURCE})
     set_target_properties(vorn_knl_fortran PROPERTIES
         POSITION_INDEPENDENT_CODE ON
         ARCHIVE_OUTPUT_DIRECTORY ${module_directory}
         Fortran_MODULE_DIRECTORY ${module_directory})
     target_include_directories(vorn_knl_fortran INTERFACE ${module_directory})
+endfunction()
+
+# Tells the kit the name under which the module's failure is recorded.
+function(_vorn_name_module module has_fortran)
+    target_compile_definitions(${module} PRIVATE
+        "$<$<COMPILE_LANGUAGE:C,CXX>:VORN_MODULE_NAME=\"${module}\">")
+    if(NOT has_fortran)
+        return()
+    endif()
+    set(source ${CMAKE_CURRENT_BINARY_DIR}/${module}.kit/vorn_module_name.f90)
+    file(CONFIGURE OUTPUT ${source} @ONLY CONTENT
+"! Made by vorn_add_module, for vorn_kit.
+subroutine vorn_module_name(name)
+  implicit none
+  character(len=:), allocatable, intent(out) :: name
+
+  name = '@module@'
+end subroutine vorn_module_name
+")
+    target_sources(${module} PRIVATE ${source})
+endfunction()
+
+# Adds the sources that read the parameters of `manifest`, in each language of the module's sources.
+function(_vorn_generate_parameters module manifest)
+    if(NOT TARGET VORN::parameters)
+        message(STATUS "vorn_add_module: this VORN was built without its host and makes no "
+            "${module}_parameters from ${manifest}")
+        return()
+    endif()
+    cmake_path(ABSOLUTE_PATH manifest BASE_DIRECTORY ${CMAKE_CURRENT_SOURCE_DIR})
+    string(MAKE_C_IDENTIFIER ${module} name)
+    set(directory ${CMAKE_CURRENT_BINARY_DIR}/${module}.kit)
+    file(MAKE_DIRECTORY ${directory})
+    set(C_arguments c h c)
+    set(CXX_arguments c++ hpp cpp)
+    set(Fortran_arguments fortran f90)
+    foreach(language IN LISTS ARGN)
+        list(POP_FRONT ${language}_arguments word)
+        list(TRANSFORM ${language}_arguments PREPEND ${directory}/${name}_parameters.
+            OUTPUT_VARIABLE outputs)
+        add_custom_command(OUTPUT ${outputs}
+            COMMAND VORN::parameters ${word} ${module} ${manifest} ${directory}
+            DEPENDS VORN::parameters ${manifest}
+            COMMENT "Reading the parameters of ${module} (${word})"
+            VERBATIM)
+        target_sources(${module} PRIVATE ${outputs})
+    endforeach()
+    target_include_directories(${module} PRIVATE ${directory})
 endfunction()
 
 function(vorn_add_module)
@@ -66,7 +122,7 @@ function(vorn_add_module)
         message(FATAL_ERROR "vorn_add_module: module \"${MODULE_NAME}\" has unknown arguments: "
             "${MODULE_UNPARSED_ARGUMENTS}")
     endif()
-    _vorn_check_module_languages(${MODULE_NAME} has_fortran ${MODULE_SOURCES})
+    _vorn_find_module_languages(${MODULE_NAME} languages ${MODULE_SOURCES})
 
     set(version_script ${VORN_MODULE_CMAKE_DIR}/vorn_module.map)
     add_library(${MODULE_NAME} MODULE ${MODULE_SOURCES})
@@ -84,12 +140,16 @@ function(vorn_add_module)
         LINKER:--no-undefined
         LINKER:--version-script=${version_script})
     target_link_libraries(${MODULE_NAME} PRIVATE ${MODULE_LIBRARIES} VORN::module)
-    if(has_fortran)
+    if(Fortran IN_LIST languages)
         _vorn_require_fortran_interface()
         target_link_libraries(${MODULE_NAME} PRIVATE vorn_knl_fortran)
+        _vorn_name_module(${MODULE_NAME} TRUE)
+    else()
+        _vorn_name_module(${MODULE_NAME} FALSE)
     endif()
 
     if(MODULE_MANIFEST)
+        _vorn_generate_parameters(${MODULE_NAME} ${MODULE_MANIFEST} ${languages})
         configure_file(${MODULE_MANIFEST} ${VORN_MODULE_OUTPUT_DIR}/${MODULE_NAME}.yaml COPYONLY)
     endif()
     if(NOT MODULE_NO_INSTALL)

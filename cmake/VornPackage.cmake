@@ -10,11 +10,12 @@ set(include_dir ${CMAKE_INSTALL_INCLUDEDIR}/vorn)
 set(lib_dir ${CMAKE_INSTALL_LIBDIR})
 set(home_dir ${VORN_INSTALL_HOME})
 set(fortran_dir ${CMAKE_INSTALL_DATADIR}/vorn/fortran)
+set(libexec_dir ${CMAKE_INSTALL_LIBEXECDIR})
 configure_package_config_file(
     ${PROJECT_SOURCE_DIR}/cmake/VORNConfig.cmake.in
     ${PROJECT_BINARY_DIR}/package/VORNConfig.cmake
     INSTALL_DESTINATION ${package_dir}
-    PATH_VARS include_dir lib_dir home_dir fortran_dir)
+    PATH_VARS include_dir lib_dir home_dir fortran_dir libexec_dir)
 write_basic_package_version_file(
     ${PROJECT_BINARY_DIR}/package/VORNConfigVersion.cmake
     COMPATIBILITY SameMinorVersion)

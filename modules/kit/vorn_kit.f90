@@ -1,0 +1,736 @@
+! What every processing module in Fortran would otherwise repeat: names for the numbers of vorn_knl,
+! the module's own state, its failure, entry points that deal with both, and the parameters.
+!
+!     module agc_job
+!       use agc_parameters   ! made from agc.yaml
+!       use vorn_kit
+!       use vorn_knl
+!
+!       type, extends(vorn_module) :: agc_state
+!         type(parameters) :: set
+!         ...
+!       contains
+!         procedure :: prepare  ! once, before the first trace
+!         procedure :: process  ! whenever each input has a trace
+!         procedure :: finish   ! after the last trace; may be left out
+!       end type agc_state
+!     ...
+!     end module agc_job
+!
+!     integer function preprocess()
+!       use agc_job, only: agc_state
+!       use vorn_kit, only: vorn_module, vorn_preprocess
+!       class(vorn_module), pointer :: state
+!
+!       allocate (agc_state :: state)
+!       preprocess = vorn_preprocess(state)
+!     end function preprocess
+!
+!     integer function process()
+!       use vorn_kit, only: vorn_process
+!
+!       process = vorn_process()
+!     end function process
+!
+!     integer function postprocess()
+!       use vorn_kit, only: vorn_postprocess
+!
+!       postprocess = vorn_postprocess()
+!     end function postprocess
+!
+! A procedure that sets `good` to false has said why with vorn_fail. The state is then deallocated,
+! `finish` is not called, and all outputs are at the end of their data.
+!
+! The state must not be variables of a Fortran module: a job may use the library for several modules,
+! and all of them would share those.
+!
+! vorn_add_module compiles this file once per project, and makes vorn_module_name for each module.
+module vorn_kit
+  use, intrinsic :: iso_c_binding, only: c_associated, c_char, c_double, c_f_pointer, c_float, &
+      c_int, c_int64_t, c_loc, c_null_char, c_null_ptr, c_ptr, c_sizeof
+  use vorn_knl
+  implicit none
+  private
+
+  ! Types of messages, the end of data and the flag that keeps a trace are in vorn_knl.
+
+  ! Scopes of metadata.
+  integer(c_int), parameter, public :: knl_scope_job = 0, knl_scope_module = 1
+
+  ! Type codes of trace attributes.
+  integer(c_int), parameter, public :: vorn_type_text = 1, vorn_type_int32 = 2, &
+      vorn_type_int64 = 3, vorn_type_float32 = 4, vorn_type_float64 = 5, vorn_type_text32 = 9, &
+      vorn_type_text64 = 10
+
+  ! Types of pads.
+  integer(c_int), parameter, public :: vorn_pad_section = 1, vorn_pad_graph = 2, &
+      vorn_pad_section_and_graph = 3
+
+  ! Codes of the pen for knl_plot.
+  integer(c_int), parameter, public :: vorn_draw = 2, vorn_move = 3
+
+  ! Pens for knl_newpen.
+  integer(c_int), parameter, public :: vorn_pen_black = 1, vorn_pen_red = 2, vorn_pen_blue = 3, &
+      vorn_pen_green = 4, vorn_pen_orange = 5, vorn_pen_purple = 6, vorn_pen_gray = 7, &
+      vorn_pen_brown = 8
+
+  ! Special symbols for knl_symbol.
+  integer(c_int), parameter, public :: vorn_symbol_square = 0, vorn_symbol_circle = 1, &
+      vorn_symbol_triangle = 2, vorn_symbol_plus = 3, vorn_symbol_cross = 4, &
+      vorn_symbol_diamond = 5, vorn_symbol_dot = 6
+
+  !> A text of any length, for arrays whose elements differ in length.
+  type, public :: vorn_text
+    character(len=:), allocatable :: text
+  end type vorn_text
+
+  !> The state of a module, and what it does; to be extended.
+  type, abstract, public :: vorn_module
+  contains
+    procedure(vorn_step), deferred :: prepare
+    procedure(vorn_step), deferred :: process
+    procedure :: finish => finish_nothing
+  end type vorn_module
+
+  abstract interface
+    !> `good` is true at the call; false after vorn_fail.
+    subroutine vorn_step(state, good)
+      import :: vorn_module
+      class(vorn_module), intent(inout) :: state
+      logical, intent(inout) :: good
+    end subroutine vorn_step
+  end interface
+
+  ! What the address that the kernel keeps points to.
+  type :: kept_module
+    class(vorn_module), pointer :: state => null()
+  end type kept_module
+
+  public :: vorn_preprocess, vorn_process, vorn_postprocess
+  public :: vorn_fail, vorn_fail_without_interval, vorn_job_has_failed
+  public :: vorn_add_history, vorn_to_text
+  public :: vorn_required_input, vorn_build_required_output, vorn_pass_trace
+  public :: vorn_keep_empty_inputs, vorn_end_outputs
+
+  !> A number as text: whole numbers with all digits, others with at most six decimals.
+  interface vorn_to_text
+    module procedure double_to_text, int_to_text, int64_to_text
+  end interface vorn_to_text
+
+  ! ---- Parameters: called by the code that is made from manifests ----
+
+  !> What the manifest states about a parameter; vorn_describe makes it.
+  type, public :: vorn_parameter
+    private
+    character(len=:), allocatable :: name, unit, expected
+    logical :: is_required = .false.
+    real(c_double) :: least = -huge(1.0_c_double), greatest = huge(1.0_c_double)
+    logical :: excludes_least = .false., excludes_greatest = .false.
+    integer :: least_count = 0, greatest_count = huge(1)
+  end type vorn_parameter
+
+  public :: vorn_describe, vorn_read, vorn_read_choice
+
+  !> Reads a parameter and checks it.
+  !>
+  !>     call vorn_read(p, value, found, good)
+  !>
+  !> `value` is a double precision, an integer, a 64-bit integer, a logical, an allocatable text, or
+  !> an allocatable array of one of these but logicals, texts as vorn_text. `found`: whether the job
+  !> has the parameter; `value` is untouched where not. `good` is false after a fatal message.
+  interface vorn_read
+    module procedure read_double, read_int, read_int64, read_logical, read_text
+    module procedure read_doubles, read_ints, read_int64s, read_texts
+  end interface vorn_read
+
+  interface
+    !> The name of the module library, under which its failure is recorded.
+    subroutine vorn_module_name(name)
+      character(len=:), allocatable, intent(out) :: name
+    end subroutine vorn_module_name
+
+    ! C forms, where the Fortran form has a bound or cannot tell what is stored.
+    integer(c_int) function c_get_text(name, text, room) &
+        bind(C, name='knl_getStrModuleParameterN')
+      import :: c_char, c_int
+      character(kind=c_char), intent(in) :: name(*)
+      character(kind=c_char), intent(inout) :: text(*)
+      integer(c_int), value :: room
+    end function c_get_text
+    integer(c_int) function c_get_doubles(name, elements, count) &
+        bind(C, name='knl_getF64ArrayModuleParameter')
+      import :: c_char, c_int, c_ptr
+      character(kind=c_char), intent(in) :: name(*)
+      type(c_ptr), intent(inout) :: elements
+      integer(c_int), intent(inout) :: count
+    end function c_get_doubles
+    integer(c_int) function c_get_floats(name, elements, count) &
+        bind(C, name='knl_getF32ArrayModuleParameter')
+      import :: c_char, c_int, c_ptr
+      character(kind=c_char), intent(in) :: name(*)
+      type(c_ptr), intent(inout) :: elements
+      integer(c_int), intent(inout) :: count
+    end function c_get_floats
+    integer(c_int) function c_get_int64s(name, elements, count) &
+        bind(C, name='knl_getI64ArrayModuleParameter')
+      import :: c_char, c_int, c_ptr
+      character(kind=c_char), intent(in) :: name(*)
+      type(c_ptr), intent(inout) :: elements
+      integer(c_int), intent(inout) :: count
+    end function c_get_int64s
+    integer(c_int) function c_get_ints(name, elements, count) &
+        bind(C, name='knl_getI32ArrayModuleParameter')
+      import :: c_char, c_int, c_ptr
+      character(kind=c_char), intent(in) :: name(*)
+      type(c_ptr), intent(inout) :: elements
+      integer(c_int), intent(inout) :: count
+    end function c_get_ints
+  end interface
+
+contains
+
+  ! ---- Entry points ----
+
+  !> Takes the state over and prepares it.
+  integer function vorn_preprocess(state)
+    class(vorn_module), pointer, intent(in) :: state
+    type(kept_module), pointer :: kept
+    logical :: good
+
+    vorn_preprocess = 0
+    allocate (kept)
+    kept%state => state
+    call keep_address(c_loc(kept))
+    good = .true.
+    call state%prepare(good)
+    if (.not. good) call release()
+  end function vorn_preprocess
+
+  integer function vorn_process()
+    type(kept_module), pointer :: kept
+    logical :: good
+
+    vorn_process = 0
+    kept => find_kept()
+    good = associated(kept)
+    if (good) call kept%state%process(good)
+    if (good) return
+    call release()
+    call vorn_end_outputs() ! do not ask again
+  end function vorn_process
+
+  integer function vorn_postprocess()
+    type(kept_module), pointer :: kept
+
+    vorn_postprocess = 0
+    kept => find_kept()
+    if (associated(kept)) call kept%state%finish()
+    call release()
+  end function vorn_postprocess
+
+  subroutine finish_nothing(state)
+    class(vorn_module), intent(inout) :: state
+
+    associate (unused => state)
+    end associate
+  end subroutine finish_nothing
+
+  subroutine release()
+    type(kept_module), pointer :: kept
+
+    kept => find_kept()
+    if (.not. associated(kept)) return
+    deallocate (kept%state)
+    deallocate (kept)
+    call keep_address(c_null_ptr)
+  end subroutine release
+
+  !> Null before preprocess and after a failure.
+  function find_kept() result(kept)
+    type(kept_module), pointer :: kept
+    type(c_ptr), target :: address
+    logical :: found
+
+    nullify (kept)
+    address = c_null_ptr
+    call knl_get_module_struct_resource('state', c_loc(address), found)
+    if (c_associated(address)) call c_f_pointer(address, kept)
+  end function find_kept
+
+  subroutine keep_address(address)
+    type(c_ptr), intent(in), target :: address
+    integer(c_int) :: status
+
+    call knl_set_module_struct_resource('state', c_loc(address), int(c_sizeof(address), c_int), &
+        status)
+  end subroutine keep_address
+
+  ! ---- Messages ----
+
+  !> Ends the module: a fatal message, and the same text, after the module's name, in the job's
+  !> metadata, where the `vorn` command and the modules that write files look: no output of a failed
+  !> job becomes a file. The caller sets `good` to false and returns.
+  subroutine vorn_fail(text)
+    character(len=*), intent(in) :: text
+    character(len=:), allocatable :: name
+
+    call vorn_module_name(name)
+    call knl_send_message(knl_message_fatal, text)
+    call knl_set_metadata_value(knl_scope_job, 'vorn.failed', name // ': ' // text)
+  end subroutine vorn_fail
+
+  !> Says that the input has no sample interval, unless a module has failed before: then the
+  !> interval may be missing for that reason.
+  subroutine vorn_fail_without_interval()
+    if (.not. vorn_job_has_failed()) call vorn_fail( &
+        'the input has no sample interval; the module before this one has to set it')
+  end subroutine vorn_fail_without_interval
+
+  !> Whether a module has failed. Those that follow it may lack what it should have told them, and
+  !> have nothing to complain about.
+  logical function vorn_job_has_failed()
+    character(len=1) :: cause
+    integer(c_int) :: length
+
+    call knl_get_metadata_value(knl_scope_job, 'vorn.failed', cause, length)
+    vorn_job_has_failed = length > 0
+  end function vorn_job_has_failed
+
+  !> Adds a line to the history of the data, which writers of files put into their text headers.
+  subroutine vorn_add_history(line)
+    character(len=*), intent(in) :: line
+
+    call knl_set_metadata_value(knl_scope_module, 'history$', line)
+  end subroutine vorn_add_history
+
+  pure function double_to_text(value) result(text)
+    real(c_double), intent(in) :: value
+    character(len=:), allocatable :: text
+    character(len=32) :: digits
+    logical :: is_short
+
+    is_short = abs(value) >= 1.0e-4_c_double .and. abs(value) < 1.0e9_c_double
+    if (value /= 0 .and. .not. is_short) then
+      write (digits, '(es12.5)') value
+      text = trim(adjustl(digits))
+      return
+    end if
+    write (digits, '(f32.6)') value
+    text = trim(adjustl(digits))
+    text = text(:verify(text, '0', back=.true.))
+    if (text(len(text):) == '.') text = text(:len(text) - 1)
+  end function double_to_text
+
+  pure function int_to_text(value) result(text)
+    integer(c_int), intent(in) :: value
+    character(len=:), allocatable :: text
+
+    text = int64_to_text(int(value, c_int64_t))
+  end function int_to_text
+
+  pure function int64_to_text(value) result(text)
+    integer(c_int64_t), intent(in) :: value
+    character(len=:), allocatable :: text
+    character(len=24) :: digits
+
+    write (digits, '(i0)') value
+    text = trim(digits)
+  end function int64_to_text
+
+  ! ---- Inputs and outputs ----
+
+  !> The first input; `good` is false after a fatal message when there is none.
+  subroutine vorn_required_input(input, good)
+    type(c_ptr), intent(out) :: input
+    logical, intent(inout) :: good
+    integer(c_int) :: status
+
+    call knl_get_input_trace_buffer(input, 1, status)
+    if (status == 0) return
+    good = .false.
+    call vorn_fail('the module has no input; connect one')
+  end subroutine vorn_required_input
+
+  !> Gives the first output the trace length, the sample interval and the attributes of `like`;
+  !> `good` is false after a fatal message when there is no output.
+  subroutine vorn_build_required_output(like, good)
+    type(c_ptr), intent(in) :: like
+    logical, intent(inout) :: good
+    integer(c_int) :: length, interval, status
+
+    call knl_get_trace_length(like, length, status)
+    call knl_get_trace_sample_interval(like, interval, status)
+    call knl_bld_output_trace_buffer(1, length, interval, like, status)
+    if (status == 0) return
+    good = .false.
+    call vorn_fail('the module has no output; connect one')
+  end subroutine vorn_build_required_output
+
+  !> Copies the first trace of `input` behind the last one of `output`: header, samples, and the flag
+  !> that says whether it is the last trace. `number` is its number in `output`, from 1.
+  subroutine vorn_pass_trace(input, output, number)
+    type(c_ptr), intent(in) :: input, output
+    integer(c_int), intent(out) :: number
+    integer(c_int) :: status
+
+    call knl_get_number_of_traces(output, number, status)
+    number = number + 1
+    call knl_copy_trace_to_trace(input, output, .true., .true., status, 1, number)
+  end subroutine vorn_pass_trace
+
+  !> For modules that are called after the end of their inputs (processing option 'RespectEOD'):
+  !> keeps the scheduler from taking a trace from an empty input, which would make one there for
+  !> other modules to find.
+  subroutine vorn_keep_empty_inputs()
+    type(c_ptr) :: input
+    integer(c_int) :: channel, traces, status
+
+    channel = 1
+    do
+      call knl_get_input_trace_buffer(input, channel, status)
+      if (status /= 0) return
+      call knl_get_number_of_traces(input, traces, status)
+      if (traces == 0) call knl_set_input_trace_buffer_flag(channel, knl_keep_trace)
+      channel = channel + 1
+    end do
+  end subroutine vorn_keep_empty_inputs
+
+  !> Ends the data of all outputs, so that the module is not called again.
+  subroutine vorn_end_outputs()
+    type(c_ptr) :: output
+    integer(c_int) :: channel, status
+
+    channel = 1
+    do
+      call knl_get_output_trace_buffer(output, channel, status)
+      if (status /= 0) return
+      call knl_set_data_channel_flag(output, knl_end_of_data)
+      channel = channel + 1
+    end do
+  end subroutine vorn_end_outputs
+
+  ! ---- Parameters ----
+
+  !> `unit` has a blank before it, or is empty; `expected` is for messages: 'a number above 0'.
+  function vorn_describe(name, unit, expected, is_required, least, greatest, excludes_least, &
+      excludes_greatest, least_count, greatest_count) result(p)
+    character(len=*), intent(in) :: name, unit, expected
+    logical, intent(in), optional :: is_required, excludes_least, excludes_greatest
+    real(c_double), intent(in), optional :: least, greatest
+    integer, intent(in), optional :: least_count, greatest_count
+    type(vorn_parameter) :: p
+
+    p%name = name
+    p%unit = unit
+    p%expected = expected
+    if (present(is_required)) p%is_required = is_required
+    if (present(least)) p%least = least
+    if (present(greatest)) p%greatest = greatest
+    if (present(excludes_least)) p%excludes_least = excludes_least
+    if (present(excludes_greatest)) p%excludes_greatest = excludes_greatest
+    if (present(least_count)) p%least_count = least_count
+    if (present(greatest_count)) p%greatest_count = greatest_count
+  end function vorn_describe
+
+  pure logical function is_within(p, value)
+    type(vorn_parameter), intent(in) :: p
+    real(c_double), intent(in) :: value
+
+    is_within = abs(value) <= huge(value) .and. value >= p%least .and. value <= p%greatest
+    if (p%excludes_least) is_within = is_within .and. value > p%least
+    if (p%excludes_greatest) is_within = is_within .and. value < p%greatest
+  end function is_within
+
+  ! Each refusal is a fatal message with the same end.
+  subroutine refuse(p, problem, good)
+    type(vorn_parameter), intent(in) :: p
+    character(len=*), intent(in) :: problem
+    logical, intent(inout) :: good
+
+    good = .false.
+    call vorn_fail(p%name // ' ' // problem // '; give ' // p%expected)
+  end subroutine refuse
+
+  subroutine check_absent(p, found, good)
+    type(vorn_parameter), intent(in) :: p
+    logical, intent(in) :: found
+    logical, intent(inout) :: good
+
+    if (p%is_required .and. .not. found) call refuse(p, 'is missing', good)
+  end subroutine check_absent
+
+  subroutine check_count(p, count, good)
+    type(vorn_parameter), intent(in) :: p
+    integer(c_int), intent(in) :: count
+    logical, intent(inout) :: good
+
+    if (count >= p%least_count .and. count <= p%greatest_count) return
+    if (count == 0 .and. p%is_required) then
+      call refuse(p, 'is missing', good)
+    else
+      call refuse(p, 'has ' // vorn_to_text(count) // trim(merge(' element ', ' elements', &
+          count == 1)), good)
+    end if
+  end subroutine check_count
+
+  subroutine read_double(p, value, found, good)
+    type(vorn_parameter), intent(in) :: p
+    real(c_double), intent(inout) :: value
+    logical, intent(out) :: found
+    logical, intent(inout) :: good
+
+    call knl_get_module_parameter(p%name, value, found)
+    call check_absent(p, found, good)
+    if (.not. found) return
+    if (.not. is_within(p, value)) call refuse(p, 'is ' // vorn_to_text(value) // p%unit, good)
+  end subroutine read_double
+
+  subroutine read_int64(p, value, found, good)
+    type(vorn_parameter), intent(in) :: p
+    integer(c_int64_t), intent(inout) :: value
+    logical, intent(out) :: found
+    logical, intent(inout) :: good
+
+    call knl_get_module_parameter(p%name, value, found)
+    call check_absent(p, found, good)
+    if (.not. found) return
+    if (.not. is_within(p, real(value, c_double))) &
+        call refuse(p, 'is ' // vorn_to_text(value) // p%unit, good)
+  end subroutine read_int64
+
+  subroutine read_int(p, value, found, good)
+    type(vorn_parameter), intent(in) :: p
+    integer(c_int), intent(inout) :: value
+    logical, intent(out) :: found
+    logical, intent(inout) :: good
+    integer(c_int64_t) :: wide
+
+    wide = value
+    call read_int64(p, wide, found, good)
+    if (good) call check_width(p, wide, good)
+    if (good) value = int(wide, c_int)
+  end subroutine read_int
+
+  subroutine check_width(p, value, good)
+    type(vorn_parameter), intent(in) :: p
+    integer(c_int64_t), intent(in) :: value
+    logical, intent(inout) :: good
+
+    if (abs(value) <= huge(1_c_int) .or. value == -huge(1_c_int) - 1_c_int64_t) return
+    good = .false.
+    call vorn_fail(p%name // ' is ' // vorn_to_text(value) // p%unit // '; give a number from ' // &
+        vorn_to_text(-huge(1_c_int) - 1_c_int64_t) // ' to ' // vorn_to_text(huge(1_c_int)))
+  end subroutine check_width
+
+  subroutine read_logical(p, value, found, good)
+    type(vorn_parameter), intent(in) :: p
+    logical, intent(inout) :: value
+    logical, intent(out) :: found
+    logical, intent(inout) :: good
+    integer(c_int64_t) :: number
+
+    number = 0
+    call knl_get_module_parameter(p%name, number, found)
+    call check_absent(p, found, good)
+    if (.not. found) return
+    if (number /= 0 .and. number /= 1) call refuse(p, 'is ' // vorn_to_text(number), good)
+    value = number /= 0
+  end subroutine read_logical
+
+  !> An empty text counts as missing where the parameter is required.
+  subroutine read_text(p, value, found, good)
+    type(vorn_parameter), intent(in) :: p
+    character(len=:), allocatable, intent(inout) :: value
+    logical, intent(out) :: found
+    logical, intent(inout) :: good
+    character(len=:), allocatable :: text
+
+    call get_text(p%name, text, found)
+    if (found .and. p%is_required) found = len(text) > 0
+    call check_absent(p, found, good)
+    if (found) call move_alloc(text, value)
+  end subroutine read_text
+
+  subroutine get_text(name, text, found)
+    character(len=*), intent(in) :: name
+    character(len=:), allocatable, intent(out) :: text
+    logical, intent(out) :: found
+    character(kind=c_char), allocatable :: characters(:)
+    integer(c_int) :: length
+    integer :: i
+
+    allocate (characters(1))
+    length = c_get_text(name // c_null_char, characters, 0_c_int)
+    found = length >= 0
+    if (.not. found) return
+    deallocate (characters)
+    allocate (characters(length + 1))
+    length = c_get_text(name // c_null_char, characters, length + 1_c_int)
+    allocate (character(len=length) :: text)
+    do i = 1, length
+      text(i:i) = characters(i)
+    end do
+  end subroutine get_text
+
+  !> `value` is the number of the word in `words`, from 0. Blanks behind a word do not count.
+  subroutine vorn_read_choice(p, words, value, found, good)
+    type(vorn_parameter), intent(in) :: p
+    character(len=*), intent(in) :: words(:)
+    integer(c_int), intent(inout) :: value
+    logical, intent(out) :: found
+    logical, intent(inout) :: good
+    character(len=:), allocatable :: text
+    integer :: i
+
+    call get_text(p%name, text, found)
+    call check_absent(p, found, good)
+    if (.not. found) return
+    do i = 1, size(words)
+      if (words(i) /= text) cycle
+      value = i - 1
+      return
+    end do
+    call refuse(p, 'is "' // text(:min(40, len(text))) // '"', good)
+  end subroutine vorn_read_choice
+
+  !> The elements as doubles, whatever kind of numbers they are.
+  subroutine get_numbers(p, numbers, found, good)
+    type(vorn_parameter), intent(in) :: p
+    real(c_double), allocatable, intent(out) :: numbers(:)
+    logical, intent(out) :: found
+    logical, intent(inout) :: good
+    real(c_double), pointer :: f64(:)
+    real(c_float), pointer :: f32(:)
+    integer(c_int64_t), pointer :: i64(:)
+    integer(c_int), pointer :: i32(:)
+    type(c_ptr) :: elements
+    integer(c_int) :: count
+
+    count = 0
+    elements = c_null_ptr
+    allocate (numbers(0))
+    found = c_get_doubles(p%name // c_null_char, elements, count) == 1
+    if (.not. found) return
+    if (c_associated(elements)) then
+      call c_f_pointer(elements, f64, [count])
+      numbers = f64
+      return
+    end if
+    if (c_get_floats(p%name // c_null_char, elements, count) == 1 .and. c_associated(elements)) then
+      call c_f_pointer(elements, f32, [count])
+      numbers = real(f32, c_double)
+      return
+    end if
+    if (c_get_int64s(p%name // c_null_char, elements, count) == 1 .and. c_associated(elements)) then
+      call c_f_pointer(elements, i64, [count])
+      numbers = real(i64, c_double)
+      return
+    end if
+    if (c_get_ints(p%name // c_null_char, elements, count) == 1 .and. c_associated(elements)) then
+      call c_f_pointer(elements, i32, [count])
+      numbers = real(i32, c_double)
+      return
+    end if
+    if (count > 0) call refuse(p, 'is not a list of numbers', good)
+  end subroutine get_numbers
+
+  subroutine read_doubles(p, value, found, good)
+    type(vorn_parameter), intent(in) :: p
+    real(c_double), allocatable, intent(inout) :: value(:)
+    logical, intent(out) :: found
+    logical, intent(inout) :: good
+    real(c_double), allocatable :: numbers(:)
+    integer :: i
+
+    call get_numbers(p, numbers, found, good)
+    if (good) call check_absent(p, found, good)
+    if (.not. (found .and. good)) return
+    call check_count(p, size(numbers, kind=c_int), good)
+    do i = 1, size(numbers)
+      if (good .and. .not. is_within(p, numbers(i))) &
+          call refuse(p, 'holds ' // vorn_to_text(numbers(i)) // p%unit, good)
+    end do
+    if (good) call move_alloc(numbers, value)
+  end subroutine read_doubles
+
+  !> Numbers of other kinds are refused where they are not whole.
+  subroutine read_int64s(p, value, found, good)
+    type(vorn_parameter), intent(in) :: p
+    integer(c_int64_t), allocatable, intent(inout) :: value(:)
+    logical, intent(out) :: found
+    logical, intent(inout) :: good
+    real(c_double), allocatable :: numbers(:)
+    integer(c_int64_t), pointer :: wide(:)
+    type(c_ptr) :: elements
+    integer(c_int) :: count
+    integer :: i
+
+    call get_numbers(p, numbers, found, good)
+    if (good) call check_absent(p, found, good)
+    if (.not. (found .and. good)) return
+    call check_count(p, size(numbers, kind=c_int), good)
+    do i = 1, size(numbers)
+      if (.not. good) exit
+      if (.not. (is_within(p, numbers(i)) .and. numbers(i) == anint(numbers(i)) .and. &
+          abs(numbers(i)) <= 2.0_c_double**63)) &
+          call refuse(p, 'holds ' // vorn_to_text(numbers(i)) // p%unit, good)
+    end do
+    if (.not. good) return
+    ! 64-bit elements do not take the way over doubles, which have 53 bits.
+    elements = c_null_ptr
+    if (c_get_int64s(p%name // c_null_char, elements, count) == 1 .and. c_associated(elements)) then
+      call c_f_pointer(elements, wide, [count])
+      value = wide
+    else
+      value = int(numbers, c_int64_t)
+    end if
+  end subroutine read_int64s
+
+  subroutine read_ints(p, value, found, good)
+    type(vorn_parameter), intent(in) :: p
+    integer(c_int), allocatable, intent(inout) :: value(:)
+    logical, intent(out) :: found
+    logical, intent(inout) :: good
+    integer(c_int64_t), allocatable :: wide(:)
+    integer :: i
+
+    allocate (wide(0))
+    call read_int64s(p, wide, found, good)
+    if (.not. found) return
+    do i = 1, size(wide)
+      if (good) call check_width(p, wide(i), good)
+    end do
+    if (good) value = int(wide, c_int)
+  end subroutine read_ints
+
+  !> The lines of the parameter's text; an empty text is a list without elements.
+  subroutine read_texts(p, value, found, good, words)
+    type(vorn_parameter), intent(in) :: p
+    type(vorn_text), allocatable, intent(inout) :: value(:)
+    logical, intent(out) :: found
+    logical, intent(inout) :: good
+    character(len=*), intent(in), optional :: words(:) ! that elements may be
+    type(vorn_text), allocatable :: texts(:)
+    character(len=:), allocatable :: text
+    integer :: i, first, last
+
+    call get_text(p%name, text, found)
+    call check_absent(p, found, good)
+    if (.not. found) return
+    allocate (texts(merge(0, 1, len(text) == 0) + count([(text(i:i) == achar(10), i=1, len(text))])))
+    first = 1
+    do i = 1, size(texts)
+      last = first + scan(text(first:), achar(10)) - 2
+      if (last < first - 1) last = len(text)
+      texts(i)%text = text(first:last)
+      first = last + 2
+    end do
+    call check_count(p, size(texts, kind=c_int), good)
+    do i = 1, size(texts)
+      if (.not. (good .and. present(words))) exit
+      if (all(words /= texts(i)%text)) &
+          call refuse(p, 'holds "' // texts(i)%text(:min(40, len(texts(i)%text))) // '"', good)
+    end do
+    if (good) call move_alloc(texts, value)
+  end subroutine read_texts
+end module vorn_kit

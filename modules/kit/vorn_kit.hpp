@@ -1,0 +1,169 @@
+/// @file vorn_kit.hpp
+///
+/// What every processing module in C++ would otherwise repeat: the module's own state, its failure,
+/// and entry points that turn exceptions into fatal messages. The constants and the functions of
+/// vorn_kit.h are there too.
+///
+///     #include "sort_parameters.hpp"  // made from sort.yaml
+///     #include "vorn_kit.hpp"
+///
+///     namespace {
+///     struct State { ... };
+///     std::unique_ptr<State> prepare() { ... }   // before the first trace
+///     void process(State& state) { ... }         // whenever each input has a trace
+///     void finish(State& state) { ... }          // after the last trace
+///     }
+///
+///     VORN_MODULE(prepare, process, finish);
+///
+/// A function that cannot go on throws an exception whose text is for the user. It becomes the
+/// module's failure: a fatal message and the job's mark; the state is destroyed, finish is not
+/// called, and all outputs are at the end of their data.
+#ifndef VORN_KIT_HPP
+#define VORN_KIT_HPP
+
+#include "vorn_kit.h"
+
+#include <exception>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <type_traits>
+
+namespace vorn_kit {
+
+/// Thrown after the fatal message has been sent.
+class Failed : public std::exception
+{
+public:
+    const char* what() const noexcept override { return "the module has failed"; }
+};
+
+/// Ends the module; `text` is for the user.
+[[noreturn]] inline void fail(const std::string& text)
+{
+    throw std::runtime_error(text);
+}
+
+inline void message(int type, const std::string& text)
+{
+    knl_sendMessage(type, text.c_str());
+}
+
+/// The fatal message and the job's mark, at any length. To be called while the module's entry point
+/// runs; fail() is for everything below it.
+inline void reportFailure(const std::string& text)
+{
+    knl_sendMessage(VORN_FATAL, text.c_str());
+    knl_setMetaDataValue(VORN_SCOPE_JOB, VORN_FAILED_KEY, (VORN_MODULE_NAME ": " + text).c_str());
+}
+
+inline void addHistory(const std::string& line)
+{
+    vorn_add_history(line.c_str());
+}
+
+/// @name Buffers that must be there
+/// @{
+inline void* requiredInput(int channel = 0)
+{
+    void* in = vorn_required_input(channel);
+    if (in == nullptr)
+        throw Failed();
+    return in;
+}
+
+/// The output with the trace length, sample interval and attributes of `like`.
+inline void* buildRequiredOutput(int channel, void* like)
+{
+    void* out = vorn_build_required_output(channel, like);
+    if (out == nullptr)
+        throw Failed();
+    return out;
+}
+/// @}
+
+/// The state of the running module; null before it is kept and after a failure.
+template <typename State>
+State* state()
+{
+    return static_cast<State*>(vorn_state());
+}
+
+template <typename State>
+void destroyState() noexcept
+{
+    State* kept = state<State>();
+    vorn_keep_state(nullptr);
+    delete kept;
+}
+
+/// Runs `action`. What it throws becomes the failure of the module, whose state is destroyed.
+template <typename State, typename Action>
+void guarded(Action action) noexcept
+{
+    try {
+        action();
+        return;
+    } catch (const Failed&) {
+        // has been said
+    } catch (const std::bad_alloc&) {
+        vorn_fail("there is not enough memory");
+    } catch (const std::exception& error) {
+        reportFailure(error.what());
+    } catch (...) {
+        vorn_fail("an unknown exception was thrown");
+    }
+    destroyState<State>();
+}
+
+/// @name Bodies of the entry points, for VORN_MODULE
+/// @{
+template <typename Prepare>
+int preprocess(Prepare prepare) noexcept
+{
+    using State = typename std::invoke_result_t<Prepare>::element_type;
+    guarded<State>([&] { vorn_keep_state(prepare().release()); });
+    return 0;
+}
+
+template <typename State>
+int process(void (*action)(State&)) noexcept
+{
+    if (State* kept = state<State>())
+        guarded<State>([&] { action(*kept); });
+    if (vorn_state() == nullptr)
+        vorn_end_outputs();
+    return 0;
+}
+
+template <typename State>
+int postprocess(void (*action)(State&)) noexcept
+{
+    if (State* kept = state<State>())
+        guarded<State>([&] { action(*kept); });
+    destroyState<State>();
+    return 0;
+}
+/// @}
+
+} // namespace vorn_kit
+
+/// Defines preprocess_, process_ and postprocess_ from three functions:
+/// `std::unique_ptr<State> prepare()`, `void process(State&)` and `void finish(State&)`.
+#define VORN_MODULE(prepare, process, finish)                                                      \
+    extern "C" int preprocess_()                                                                   \
+    {                                                                                              \
+        return vorn_kit::preprocess(prepare);                                                      \
+    }                                                                                              \
+    extern "C" int process_()                                                                      \
+    {                                                                                              \
+        return vorn_kit::process(process);                                                         \
+    }                                                                                              \
+    extern "C" int postprocess_()                                                                  \
+    {                                                                                              \
+        return vorn_kit::postprocess(finish);                                                      \
+    }                                                                                              \
+    static_assert(true, "the macro takes a semicolon")
+
+#endif

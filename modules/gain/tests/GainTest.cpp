@@ -211,11 +211,11 @@ TEST_F(GainTest, SettingsAreRefused)
         const char* message;
     } rows[] = {
         {"balance", UniVar("median"), "balance is \"median\"; give none, rms, max or mean"},
-        {"clip", UniVar(0), "clip is 0; give an amplitude above 0"},
-        {"clip", UniVar(-1.5), "clip is -1.5; give an amplitude above 0"},
+        {"clip", UniVar(0), "clip is 0; give a number above 0"},
+        {"clip", UniVar(-1.5), "clip is -1.5; give a number above 0"},
         {"factor", UniVar(infinity), "factor is inf; give a finite number"},
         {"time_power", UniVar(-infinity), "time_power is -inf; give a finite number"},
-        {"exponent", UniVar(infinity), "exponent is inf; give a finite number"},
+        {"exponent", UniVar(infinity), "exponent is inf 1/s; give a finite number"},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.message);

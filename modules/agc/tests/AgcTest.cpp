@@ -221,8 +221,8 @@ TEST_F(AgcTest, SettingsAreRefused)
         UniVar value;
         const char* message;
     } rows[] = {
-        {"window", UniVar(0), "window is 0 s; give a time above 0"},
-        {"window", UniVar(-0.25), "window is -0.25 s; give a time above 0"},
+        {"window", UniVar(0), "window is 0 s; give a number above 0"},
+        {"window", UniVar(-0.25), "window is -0.25 s; give a number above 0"},
         {"level", UniVar(0), "level is 0; give a number above 0"},
         {"mode", UniVar("median"), "mode is \"median\"; give rms or mean"},
     };

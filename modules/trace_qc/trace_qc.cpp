@@ -8,36 +8,26 @@
 #include "gather_measures.h"
 #include "level_curve.h"
 #include "trace_measures.h"
+#include "trace_qc_parameters.hpp"
+#include "vorn_kit.hpp"
 
 #include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstdio>
-#include <exception>
-#include <limits>
 #include <memory>
 #include <optional>
 #include <span>
-#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
 
 namespace {
 
-enum MessageType
-{
-    detail = 0,
-    information = 1,
-    warning = 2,
-    fatal = 4
-};
+using trace_qc_parameters::Parameters;
+using vorn_kit::fail;
+using vorn_kit::message;
 
-constexpr int endOfData = 3;
-constexpr int keepTrace = 1;
-constexpr int moduleScope = 1;
-constexpr int jobScope = 0;
-constexpr char stateName[] = "state";
 constexpr int collection = 0; // the work buffer
 
 // ---- What traces are found to be ----
@@ -88,25 +78,7 @@ struct Measures
     int flags = 0;
 };
 
-// ---- Parameters ----
-
-struct Settings
-{
-    std::string gather = "fldr";
-    int mostTraces = 1000;
-    int window = 31;
-    double dead = 1e-4;
-    double weak = 0.05;
-    double noisy = 20;
-    int clipRun = 3;
-    double spike = 12;
-    double spikeWindow = 0.1; // seconds
-    double ringing = 90;      // percent
-    PolarityRule polarity;
-    double lag = 0.05; // seconds per trace
-    int messages = 20;
-    bool plot = true;
-};
+// ---- Texts ----
 
 std::string text(const char* format, double value)
 {
@@ -120,52 +92,15 @@ std::string number(double value)
     return text("%.4g", value);
 }
 
-double realParameter(const char* name, double otherwise, double least, double most)
-{
-    if (isModuleParameterPresent(name) == 0)
-        return otherwise;
-    const double value = getModuleParameter(name).getF64Value();
-    if (!(value >= least && value <= most))
-        throw std::runtime_error(std::string(name) + " is " + number(value) +
-                                 "; give a number from " + number(least) + " to " + number(most));
-    return value;
-}
+// ---- Parameters ----
 
-int countParameter(const char* name, int otherwise, int least, int most)
+Parameters readSettings()
 {
-    if (isModuleParameterPresent(name) == 0)
-        return otherwise;
-    const int value = getModuleParameter(name).getI32Value();
-    if (value < least || value > most)
-        throw std::runtime_error(std::string(name) + " is " + std::to_string(value) + "; give " +
-                                 std::to_string(least) + " to " + std::to_string(most));
-    return value;
-}
-
-Settings readSettings()
-{
-    constexpr double large = 1e9;
-    Settings s;
-    if (isModuleParameterPresent("gather") != 0)
-        s.gather = getModuleParameter("gather").getStrValue();
-    s.mostTraces = countParameter("max_gather", s.mostTraces, 1, 100000);
-    s.window = countParameter("window", s.window, 3, 100001);
-    s.dead = realParameter("dead", s.dead, 0, 1);
-    s.weak = realParameter("weak", s.weak, 0, 1);
-    s.noisy = realParameter("noisy", s.noisy, 1, large);
-    s.clipRun = countParameter("clip_run", s.clipRun, 2, 1000000);
-    s.spike = realParameter("spike", s.spike, 1, large);
-    s.spikeWindow = realParameter("spike_window", s.spikeWindow, 0, large);
-    s.ringing = realParameter("ringing", s.ringing, 0, 100);
-    s.polarity.threshold = realParameter("reversed", s.polarity.threshold, 0, 1);
-    s.polarity.neighbours = countParameter("neighbours", s.polarity.neighbours, 1, 20);
-    s.lag = realParameter("lag", s.lag, 0, large);
-    s.messages = countParameter("messages", s.messages, 0, std::numeric_limits<int>::max());
-    s.plot = countParameter("plot", 1, 0, 1) != 0;
-    if (s.dead > s.weak)
-        throw std::runtime_error("dead is " + number(s.dead) + " and weak is " + number(s.weak) +
-                                 "; dead must not be above weak");
-    return s;
+    const Parameters set = trace_qc_parameters::readParameters();
+    if (set.dead > set.weak)
+        fail("dead is " + number(set.dead) + " and weak is " + number(set.weak) +
+             "; dead must not be above weak");
+    return set;
 }
 
 // ---- From one call to the next ----
@@ -195,13 +130,13 @@ struct Findings
 
 struct State
 {
-    State(const Settings& given, int samples, int microseconds)
+    State(const Parameters& given, int samples, int microseconds)
         : set(given), length(samples), interval(microseconds * 1e-6), meter(samples),
           correlator(samples)
     {
     }
 
-    Settings set;
+    Parameters set;
     int length;
     double interval; // seconds; 0 when it is not known
     FrequencyMeter meter;
@@ -217,39 +152,17 @@ struct State
     Findings found;
 };
 
-State* keptState()
-{
-    return static_cast<State*>(getModuleResource(stateName).getPointerValue());
-}
-
-void keepState(State* state)
-{
-    setModuleResource(stateName, UniVar(static_cast<void*>(state)));
-}
-
-// Nothing is emitted any more, and no output of the job becomes a file.
-void fail(const std::string& what)
-{
-    sendMessage(fatal, what.c_str());
-    setMetaDataValue(jobScope, "vorn.failed", "trace_qc: " + what);
-    delete keptState();
-    keepState(nullptr);
-}
-
 // ---- Before the first trace ----
 
 // Those of a host that reads no manifest have no type but that of whole numbers.
 void defineResults(State& state, void* set)
 {
-    constexpr int float32 = 4;
-    constexpr int float64 = 5;
     defineTraceAttribute(set, "qc_flags");
     for (const char* name : {"qc_rms", "qc_peak", "qc_mean", "qc_freq"}) {
         const int type = getTraceAttributeType(name);
-        if (type != float32 && type != float64) {
-            sendMessage(detail, (std::string("the job's schema has no float attribute ") + name +
-                                 "; it is not written")
-                                    .c_str());
+        if (type != VORN_TYPE_FLOAT32 && type != VORN_TYPE_FLOAT64) {
+            message(VORN_DETAIL, std::string("the job's schema has no float attribute ") + name +
+                                     "; it is not written");
             continue;
         }
         defineTraceAttribute(set, name);
@@ -257,11 +170,9 @@ void defineResults(State& state, void* set)
     }
 }
 
-void prepare()
+std::unique_ptr<State> prepare()
 {
-    void* in = getInputTraceBuffer(0);
-    if (in == nullptr)
-        throw std::runtime_error("the module has no input; connect one");
+    void* in = vorn_kit::requiredInput();
     // The modules before this one have described their outputs by now.
     const int length = getTraceLength(in);
     const int interval = getTraceSampleInterval(in);
@@ -275,12 +186,11 @@ void prepare()
         setModuleProcessingOption("RespectEOD", UniVar(1));
     }
     if (state->set.gather != "none" && isTraceAttributeExist(in, state->set.gather.c_str()) == 0)
-        sendMessage(information,
-                    ("the traces have no header word \"" + state->set.gather +
-                     "\"; gathers are taken to have " + std::to_string(state->set.mostTraces) +
-                     " traces; name another word with gather")
-                        .c_str());
-    keepState(state.release());
+        message(VORN_INFORMATION, "the traces have no header word \"" + state->set.gather +
+                                      "\"; gathers are taken to have " +
+                                      std::to_string(state->set.max_gather) +
+                                      " traces; name another word with gather");
+    return state;
 }
 
 // ---- Trace by trace ----
@@ -308,7 +218,7 @@ std::string nameOf(void* traces, std::int64_t arrival)
 int spikeWindow(const State& state)
 {
     constexpr int fewest = 10;
-    const double samples = state.interval > 0 ? state.set.spikeWindow / state.interval : 0;
+    const double samples = state.interval > 0 ? state.set.spike_window / state.interval : 0;
     return std::max(fewest, static_cast<int>(std::min<double>(std::lround(samples), state.length)));
 }
 
@@ -333,7 +243,7 @@ Measures measure(State& state, std::span<const float> samples)
 
     const bool isDead = m.levels.isConstant;
     m.flags |= isDead ? dead : 0;
-    m.flags |= m.run >= state.set.clipRun ? clipped : 0;
+    m.flags |= m.run >= state.set.clip_run ? clipped : 0;
     m.flags |= m.spikes > 0 ? spiky : 0;
     m.flags |= !isDead && isRinging(state, m.dominant) ? ringing : 0;
     m.flags |= m.levels.invalid > 0 ? invalid : 0;
@@ -354,9 +264,9 @@ void collect(State& state, void* in)
     copyTraceToTrace(in, getWorkTraceBuffer(collection), 1, 1, 0, place);
     const std::span<const float> samples = samplesOf(state, place);
     if (samples.empty() && state.length > 0)
-        throw std::runtime_error("there is no memory for a gather of " + std::to_string(place + 1) +
-                                 " traces; give the job a lower limit of traces in memory, or "
-                                 "lower max_gather");
+        fail("there is no memory for a gather of " + std::to_string(place + 1) +
+             " traces; give the job a lower limit of traces in memory, or "
+             "lower max_gather");
     state.gather.push_back(measure(state, samples));
     state.gather.back().name =
         nameOf(in, state.found.traces + static_cast<std::int64_t>(state.gather.size()));
@@ -396,7 +306,9 @@ void judgeLevels(State& state)
 // A trace that is bad anyway has no polarity, and must not be a measure for others.
 void judgePolarities(State& state)
 {
-    PolarityRule rule = state.set.polarity;
+    PolarityRule rule;
+    rule.neighbours = state.set.neighbours;
+    rule.threshold = state.set.reversed;
     rule.lag = state.interval > 0 ? static_cast<int>(std::min<double>(
                                         std::lround(state.set.lag / state.interval), state.length))
                                   : 0;
@@ -461,7 +373,7 @@ void sendWarning(const State& state, const Measures& m)
         line += separator + std::string(style.name) + " (" + reason(state, m, style.flag) + ")";
         separator = ", ";
     }
-    sendMessage(warning, line.c_str());
+    message(VORN_WARNING, line);
 }
 
 double decibels(double level)
@@ -531,7 +443,7 @@ void emitNext(State& state, void* out)
     copyTraceToTrace(getWorkTraceBuffer(collection), out, 1, 1, from, to);
     writeResults(state, state.gather[state.next], out, to);
     const bool isLast = ++state.next == state.gather.size();
-    setDataChannelFlag(out, isLast && state.hasEnded ? endOfData : 0);
+    setDataChannelFlag(out, isLast && state.hasEnded ? VORN_END_OF_DATA : 0);
     if (isLast) {
         state.gather.clear();
         state.isEmitting = false;
@@ -546,7 +458,7 @@ void emit(State& state, bool hasInput, void* out)
     if (!hasInput)
         return;
     if (state.isEmitting || !state.currentIsCollected)
-        setInputTraceBufferFlag(0, keepTrace);
+        setInputTraceBufferFlag(0, VORN_KEEP_TRACE);
     else
         state.currentIsCollected = false;
 }
@@ -568,13 +480,16 @@ void processEnd(State& state, void* out)
 {
     state.hasEnded = true;
     if (state.gather.empty())
-        setDataChannelFlag(out, endOfData);
+        setDataChannelFlag(out, VORN_END_OF_DATA);
     else
         completeGather(state, false, out);
 }
 
-void process(State& state, void* in, void* out)
+void process(State& state)
 {
+    void* in = vorn_input(0);
+    void* out = vorn_output(0);
+    vorn_keep_empty_inputs();
     const bool hasInput = getNumberOfTraces(in) > 0;
     if (state.isEmitting) {
         emit(state, hasInput, out);
@@ -592,8 +507,8 @@ void process(State& state, void* in, void* out)
     }
     state.key = key;
     collect(state, in);
-    state.hasEnded = getDataChannelFlag(in) == endOfData;
-    if (state.hasEnded || static_cast<int>(state.gather.size()) == state.set.mostTraces) {
+    state.hasEnded = getDataChannelFlag(in) == VORN_END_OF_DATA;
+    if (state.hasEnded || static_cast<int>(state.gather.size()) == state.set.max_gather) {
         state.currentIsCollected = true;
         completeGather(state, true, out);
     }
@@ -616,32 +531,30 @@ void sendSummary(const State& state)
 {
     const Findings& found = state.found;
     if (found.traces == 0) {
-        sendMessage(information, "no trace came; nothing was measured");
+        message(VORN_INFORMATION, "no trace came; nothing was measured");
         return;
     }
     const std::int64_t unnamed = found.flagged - state.set.messages;
     if (unnamed > 0)
-        sendMessage(warning, (std::to_string(unnamed) +
-                              " more flagged traces are not named here; the attribute qc_flags "
-                              "has them all, or raise messages")
-                                 .c_str());
+        message(VORN_WARNING, std::to_string(unnamed) +
+                                  " more flagged traces are not named here; the attribute qc_flags "
+                                  "has them all, or raise messages");
     std::string line =
         std::to_string(found.traces) + " traces, flagged " + std::to_string(found.flagged);
     if (found.flagged > 0)
         line += ": " + countsText(found);
-    sendMessage(information, line.c_str());
+    message(VORN_INFORMATION, line);
     if (!found.someGatherIsJudged)
-        sendMessage(information,
-                    ("no gather has 3 traces or more; none could be found weak, noisy or "
-                     "reversed; gathers are told apart by gather=" +
-                     state.set.gather)
-                        .c_str());
+        message(VORN_INFORMATION,
+                "no gather has 3 traces or more; none could be found weak, noisy or "
+                "reversed; gathers are told apart by gather=" +
+                    state.set.gather);
 }
 
 void publish(const Findings& found)
 {
     const auto set = [](const std::string& key, const std::string& value) {
-        setMetaDataValue(moduleScope, "qc." + key, value);
+        setMetaDataValue(VORN_SCOPE_MODULE, "qc." + key, value);
     };
     set("traces", std::to_string(found.traces));
     set("flagged", std::to_string(found.flagged));
@@ -690,8 +603,6 @@ Range levelRange(const Findings& found, int legendLines)
 
 void drawCurve(int pad, const LevelCurve& curve, int pen)
 {
-    constexpr int up = 3;
-    constexpr int down = 2;
     addNewPenToPad(pad, pen);
     bool isDrawing = false;
     for (std::size_t i = 0; i < curve.bins().size(); ++i) {
@@ -701,9 +612,9 @@ void drawCurve(int pad, const LevelCurve& curve, int pen)
             continue;
         }
         const auto x = static_cast<float>(curve.place(i));
-        addPlotToPad(pad, x, static_cast<float>(bin.least), isDrawing ? down : up);
+        addPlotToPad(pad, x, static_cast<float>(bin.least), isDrawing ? VORN_DRAW : VORN_MOVE);
         if (bin.greatest > bin.least)
-            addPlotToPad(pad, x, static_cast<float>(bin.greatest), down);
+            addPlotToPad(pad, x, static_cast<float>(bin.greatest), VORN_DRAW);
         isDrawing = true;
     }
 }
@@ -745,11 +656,10 @@ std::string padTitle(const Findings& found, const Range& range)
 
 void draw(const Findings& found)
 {
-    constexpr int graph = 2;
     const auto lines =
         2 + std::count_if(found.counts.begin(), found.counts.end(), [](auto n) { return n > 0; });
     const Range range = levelRange(found, static_cast<int>(lines));
-    const int pad = createPad(graph, 0, 1, padTitle(found, range).c_str());
+    const int pad = createPad(VORN_PAD_GRAPH, 0, 1, padTitle(found, range).c_str());
     if (pad < 0)
         return;
     drawCurve(pad, found.median, 7);
@@ -771,44 +681,6 @@ void finish(State& state)
         draw(state.found);
 }
 
-// Runs `action`; what it throws becomes the module's end.
-template <typename Action>
-void guarded(Action action)
-{
-    try {
-        action();
-    } catch (const std::exception& error) {
-        fail(error.what());
-    }
-}
-
 } // namespace
 
-extern "C" int preprocess_()
-{
-    guarded(prepare);
-    return 0;
-}
-
-extern "C" int process_()
-{
-    void* in = getInputTraceBuffer(0);
-    void* out = getOutputTraceBuffer(0);
-    // Taking a trace from an empty channel would make one there, for other modules to find.
-    if (getNumberOfTraces(in) == 0)
-        setInputTraceBufferFlag(0, keepTrace);
-    if (State* state = keptState())
-        guarded([=] { process(*state, in, out); });
-    if (keptState() == nullptr && out != nullptr)
-        setDataChannelFlag(out, endOfData);
-    return 0;
-}
-
-extern "C" int postprocess_()
-{
-    if (State* state = keptState())
-        guarded([=] { finish(*state); });
-    delete keptState();
-    keepState(nullptr);
-    return 0;
-}
+VORN_MODULE(prepare, process, finish);

@@ -987,19 +987,19 @@ TEST_F(TraceQcTest, SettingsAreRefused)
         UniVar value;
         const char* message;
     } rows[] = {
-        {"max_gather", UniVar(0), "max_gather is 0; give 1 to 100000"},
-        {"window", UniVar(2), "window is 2; give 3 to 100001"},
+        {"max_gather", UniVar(0), "max_gather is 0 traces; give a whole number from 1 to 100000"},
+        {"window", UniVar(2), "window is 2 traces; give a whole number from 3 to 100001"},
         {"dead", UniVar(0.1), "dead is 0.1 and weak is 0.05; dead must not be above weak"},
         {"weak", UniVar(1.5), "weak is 1.5; give a number from 0 to 1"},
-        {"noisy", UniVar(0.5), "noisy is 0.5; give a number from 1 to 1e+09"},
-        {"clip_run", UniVar(1), "clip_run is 1; give 2 to 1000000"},
-        {"spike", UniVar(0), "spike is 0; give a number from 1 to 1e+09"},
-        {"spike_window", UniVar(-1.0), "spike_window is -1; give a number from 0 to 1e+09"},
-        {"ringing", UniVar(101), "ringing is 101; give a number from 0 to 100"},
+        {"noisy", UniVar(0.5), "noisy is 0.5; give a number from 1 to 1000000000"},
+        {"clip_run", UniVar(1), "clip_run is 1 samples; give a whole number from 2 to 1000000"},
+        {"spike", UniVar(0), "spike is 0; give a number from 1 to 1000000000"},
+        {"spike_window", UniVar(-1.0), "spike_window is -1 s; give a number from 0 to 1000000000"},
+        {"ringing", UniVar(101), "ringing is 101 percent; give a number from 0 to 100"},
         {"reversed", UniVar(std::nan("")), "reversed is nan; give a number from 0 to 1"},
-        {"neighbours", UniVar(0), "neighbours is 0; give 1 to 20"},
-        {"lag", UniVar(-0.1), "lag is -0.1; give a number from 0 to 1e+09"},
-        {"messages", UniVar(-1), "messages is -1; give 0 to 2147483647"},
+        {"neighbours", UniVar(0), "neighbours is 0 traces; give a whole number from 1 to 20"},
+        {"lag", UniVar(-0.1), "lag is -0.1 s; give a number from 0 to 1000000000"},
+        {"messages", UniVar(-1), "messages is -1; give a whole number of at least 0"},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.message);

@@ -298,11 +298,11 @@ TEST_F(MuteTest, SettingsAreRefused)
         std::map<std::string, UniVar> parameters;
         const char* message;
     } rows[] = {
-        {{}, "offsets are missing; give the offsets at which times are given"},
-        {{{"offsets", UniVar(5)}},
-         "offsets are missing; give the offsets at which times are given"},
-        {{{"offsets", list({1, 2})}},
-         "offsets and times have 2 and 0 elements; give as many of each"},
+        {{}, "offsets is missing; give a list of numbers"},
+        {{{"offsets", UniVar(5)}}, "offsets is missing; give a list of numbers"},
+        {{{"offsets", list({1, 2})}}, "times is missing; give a list of numbers"},
+        {{{"offsets", list({1, 2})}, {"times", list({1})}},
+         "offsets and times have 2 and 1 elements; give as many of each"},
         {{{"offsets", list({1, 2})}, {"times", list({1, 2})}, {"mode", UniVar("surgical")}},
          "offsets and end_times have 2 and 0 elements; give as many of each"},
         {{{"offsets", list({1})}, {"times", list({1})}, {"end_times", list({1})}},
@@ -310,7 +310,7 @@ TEST_F(MuteTest, SettingsAreRefused)
         {{{"offsets", list({1, 1})}, {"times", list({1, 2})}},
          "offsets have 1 behind 1; give them in ascending order"},
         {{{"offsets", list({1})}, {"times", list({infinity})}},
-         "the time at offset 1 is Infinity s; give finite numbers"},
+         "times holds Infinity s; give a list of numbers"},
         {{{"offsets", list({1, 50})},
           {"times", list({1, 2.5})},
           {"end_times", list({1, 2.25})},
@@ -318,7 +318,8 @@ TEST_F(MuteTest, SettingsAreRefused)
          "at offset 50 the mute begins at 2.5 s and ends at 2.25 s; give an end that is not before "
          "the beginning"},
         {{{"mode", UniVar("left")}}, "mode is \"left\"; give top, bottom or surgical"},
-        {{{"taper", UniVar(-0.1)}}, "taper is -0.1 s; give a time of at least 0"},
+        {{{"offsets", list({1})}, {"times", list({1})}, {"taper", UniVar(-0.1)}},
+         "taper is -0.1 s; give a number of at least 0"},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.message);

@@ -5,22 +5,17 @@
 // copied, so that there is never more than one of each.
 #include "MOXKernel.h"
 #include "sort_order.h"
+#include "sort_parameters.hpp"
+#include "vorn_kit.hpp"
 
 #include <climits>
-#include <exception>
 #include <memory>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
 namespace {
 
-constexpr int fatal = 4;
-constexpr int endOfData = 3;
-constexpr int keepTrace = 1;
-constexpr int moduleScope = 1;
-constexpr int jobScope = 0;
-constexpr char stateName[] = "state";
+using vorn_kit::fail;
 
 // Work buffers.
 constexpr int collection = 0;
@@ -36,25 +31,6 @@ struct State
     std::size_t next = 0; // in `order`
 };
 
-State* keptState()
-{
-    return static_cast<State*>(getModuleResource(stateName).getPointerValue());
-}
-
-void keepState(State* state)
-{
-    setModuleResource(stateName, UniVar(static_cast<void*>(state)));
-}
-
-// Nothing is emitted any more, and no output of the job becomes a file.
-void fail(const std::string& what)
-{
-    sendMessage(fatal, what.c_str());
-    setMetaDataValue(jobScope, "vorn.failed", "sort: " + what);
-    delete keptState();
-    keepState(nullptr);
-}
-
 // ---- Before the first trace ----
 
 std::string history(const std::vector<SortKey>& keys)
@@ -65,26 +41,22 @@ std::string history(const std::vector<SortKey>& keys)
     return "sort keys=" + text;
 }
 
-void prepare()
+std::unique_ptr<State> prepare()
 {
-    void* in = getInputTraceBuffer(0);
-    if (in == nullptr)
-        throw std::runtime_error("the module has no input; connect one");
+    void* in = vorn_kit::requiredInput();
     // The modules before this one have described their outputs by now.
+    vorn_kit::buildRequiredOutput(0, in);
     const int length = getTraceLength(in);
     const int interval = getTraceSampleInterval(in);
-    if (bldOutputTraceBuffer(0, length, interval, in) == nullptr)
-        throw std::runtime_error("the module has no output; connect one");
     bldWorkTraceBuffer(collection, length, interval, 0, in);
     bldWorkTraceBuffer(header, 1, interval, 1, in);
     // Be called also when the input has ended, to emit what was collected.
     setModuleProcessingOption("RespectEOD", UniVar(1));
 
     auto state = std::make_unique<State>();
-    state->keys = parseSortKeys(
-        isModuleParameterPresent("keys") != 0 ? getModuleParameter("keys").getStrValue() : "");
-    setMetaDataValue(moduleScope, "history$", history(state->keys));
-    keepState(state.release());
+    state->keys = parseSortKeys(sort_parameters::readParameters().keys);
+    vorn_kit::addHistory(history(state->keys));
+    return state;
 }
 
 // ---- Trace by trace ----
@@ -93,19 +65,17 @@ void collect(State& state, void* in)
 {
     for (const SortKey& key : state.keys) {
         if (isTraceAttributeExist(in, key.word.c_str()) == 0)
-            throw std::runtime_error("the traces have no header word \"" + key.word +
-                                     "\"; name others with keys");
+            fail("the traces have no header word \"" + key.word + "\"; name others with keys");
         state.values.push_back(getTraceAttribute(in, key.word.c_str(), 0).getF64Value());
     }
     if (state.collected == INT_MAX - 1)
-        throw std::runtime_error("there are more traces than can be numbered; sort parts of them");
+        fail("there are more traces than can be numbered; sort parts of them");
 
     void* work = getWorkTraceBuffer(collection);
     copyTraceToTrace(in, work, 1, 1, 0, state.collected);
     if (getTraceLength(work) > 0 && getTraceSamples(work, state.collected) == nullptr)
-        throw std::runtime_error("there is no memory for trace " +
-                                 std::to_string(state.collected + 1) +
-                                 "; give the job a lower limit of traces in memory");
+        fail("there is no memory for trace " + std::to_string(state.collected + 1) +
+             "; give the job a lower limit of traces in memory");
     ++state.collected;
 }
 
@@ -128,66 +98,35 @@ void emitNext(State& state, void* out)
     copyTraceToTrace(work, waiting, 1, 0, from, 0);
     moveTraceToTrace(work, out, from, to);
     copyTraceToTrace(waiting, out, 1, 0, 0, to);
-    setDataChannelFlag(out, state.next == state.order.size() ? endOfData : 0);
+    setDataChannelFlag(out, state.next == state.order.size() ? VORN_END_OF_DATA : 0);
 }
 
-void process(State& state, void* in, void* out)
+void process(State& state)
 {
+    void* in = vorn_input(0);
+    void* out = vorn_output(0);
+    vorn_keep_empty_inputs();
     const bool hasInput = getNumberOfTraces(in) > 0;
     if (!state.isComplete) {
         if (hasInput)
             collect(state, in);
-        if (hasInput && getDataChannelFlag(in) != endOfData)
+        if (hasInput && getDataChannelFlag(in) != VORN_END_OF_DATA)
             return;
         complete(state, out);
     }
     if (state.next == state.order.size()) {
-        setDataChannelFlag(out, endOfData);
+        setDataChannelFlag(out, VORN_END_OF_DATA);
         return;
     }
     emitNext(state, out);
     // The last trace of the input stays until all have gone out: while it is there, the module is
     // called.
     if (hasInput && state.next < state.order.size())
-        setInputTraceBufferFlag(0, keepTrace);
+        vorn_keep_trace(0);
 }
 
-// Runs `action`; what it throws becomes the module's end.
-template <typename Action>
-void guarded(Action action)
-{
-    try {
-        action();
-    } catch (const std::exception& error) {
-        fail(error.what());
-    }
-}
+void finish(State&) {}
 
 } // namespace
 
-extern "C" int preprocess_()
-{
-    guarded(prepare);
-    return 0;
-}
-
-extern "C" int process_()
-{
-    void* in = getInputTraceBuffer(0);
-    void* out = getOutputTraceBuffer(0);
-    // Taking a trace from an empty channel would make one there, for other modules to find.
-    if (getNumberOfTraces(in) == 0)
-        setInputTraceBufferFlag(0, keepTrace);
-    if (State* state = keptState())
-        guarded([=] { process(*state, in, out); });
-    if (keptState() == nullptr)
-        setDataChannelFlag(out, endOfData);
-    return 0;
-}
-
-extern "C" int postprocess_()
-{
-    delete keptState();
-    keepState(nullptr);
-    return 0;
-}
+VORN_MODULE(prepare, process, finish);

@@ -36,16 +36,14 @@ int compare(double a, double b, bool descending)
 
 } // namespace
 
-std::vector<SortKey> parseSortKeys(const std::string& text)
+std::vector<SortKey> parseSortKeys(const std::vector<std::string>& texts)
 {
     std::vector<SortKey> keys;
-    for (std::size_t start = 0; start < text.size();) {
-        const std::size_t end = std::min(text.find('\n', start), text.size());
-        const std::string line = trimmed(text.substr(start, end - start));
-        start = end + 1;
-        if (line.empty())
+    for (const std::string& text : texts) {
+        const std::string trimmedText = trimmed(text);
+        if (trimmedText.empty())
             continue;
-        const SortKey key = parseKey(line);
+        const SortKey key = parseKey(trimmedText);
         if (std::any_of(keys.begin(), keys.end(),
                         [&](const SortKey& known) { return known.word == key.word; }))
             throw std::invalid_argument("keys name \"" + key.word + "\" twice");

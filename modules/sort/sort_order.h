@@ -16,10 +16,10 @@ struct SortKey
     bool operator==(const SortKey&) const = default;
 };
 
-/// The keys of a text with one on each line: a header word, with "-" before it for descending
-/// order. Blanks around them do not count. Throws std::invalid_argument, with a message for people,
-/// when there is none, or one without a word, or a word twice.
-std::vector<SortKey> parseSortKeys(const std::string& text);
+/// The keys that texts name: each a header word, with "-" before it for descending order. Blanks
+/// around them and empty texts do not count. Throws std::invalid_argument, with a message for the
+/// user, when there is none, or one without a word, or a word twice.
+std::vector<SortKey> parseSortKeys(const std::vector<std::string>& texts);
 
 /// The numbers of the traces, from 0, in sorted order: by the first key, those that are equal there
 /// by the second, and so on. Traces that are equal in all keys keep their order. Values that are no

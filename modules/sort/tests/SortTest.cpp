@@ -20,31 +20,32 @@ using testing::SizeIs;
 
 // ---- Keys ----
 
-TEST(SortKeysTest, KeysAreOnLinesOfTheirOwn)
+TEST(SortKeysTest, EachTextIsAKey)
 {
     using Keys = std::vector<SortKey>;
-    EXPECT_EQ(parseSortKeys("cdp"), (Keys{{"cdp", false}}));
-    EXPECT_EQ(parseSortKeys("cdp\n-offset\ntracf"),
+    EXPECT_EQ(parseSortKeys({"cdp"}), (Keys{{"cdp", false}}));
+    EXPECT_EQ(parseSortKeys({"cdp", "-offset", "tracf"}),
               (Keys{{"cdp", false}, {"offset", true}, {"tracf", false}}));
-    EXPECT_EQ(parseSortKeys("\n  cdp \r\n - offset\n\n"), (Keys{{"cdp", false}, {"offset", true}}));
+    EXPECT_EQ(parseSortKeys({"", "  cdp \r", " - offset", ""}),
+              (Keys{{"cdp", false}, {"offset", true}}));
 }
 
 TEST(SortKeysTest, KeysAreRefused)
 {
     const struct
     {
-        const char* text;
+        std::vector<std::string> texts;
         const char* message;
     } rows[] = {
-        {"", "keys are missing; give the header words to sort by"},
-        {" \n ", "keys are missing; give the header words to sort by"},
-        {"cdp\n-", "keys hold \"-\"; give a header word"},
-        {"cdp\n-cdp", "keys name \"cdp\" twice"},
+        {{}, "keys are missing; give the header words to sort by"},
+        {{" ", ""}, "keys are missing; give the header words to sort by"},
+        {{"cdp", "-"}, "keys hold \"-\"; give a header word"},
+        {{"cdp", "-cdp"}, "keys name \"cdp\" twice"},
     };
     for (const auto& row : rows) {
         try {
-            parseSortKeys(row.text);
-            FAIL() << row.text;
+            parseSortKeys(row.texts);
+            FAIL() << row.message;
         } catch (const std::invalid_argument& error) {
             EXPECT_STREQ(error.what(), row.message);
         }
@@ -297,7 +298,7 @@ TEST_F(SortTest, KeysAreNeeded)
     pushGathers();
     add();
 
-    runInVain("keys are missing; give the header words to sort by");
+    runInVain("keys is missing; give a list of header words");
 }
 
 TEST_F(SortTest, TracesNeedTheHeaderWords)

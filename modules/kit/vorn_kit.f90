@@ -215,8 +215,11 @@ contains
     good = associated(kept)
     if (good) call kept%state%process(good)
     if (good) return
+    ! Do not ask again, not even when the inputs have ended.
     call release()
-    call vorn_end_outputs() ! do not ask again
+    call knl_set_module_processing_option('RespectEOD', 0)
+    call vorn_keep_empty_inputs()
+    call vorn_end_outputs()
   end function vorn_process
 
   integer function vorn_postprocess()

@@ -310,6 +310,15 @@ static inline void vorn_end_outputs(void)
         knl_setDataChannelFlag(out, VORN_END_OF_DATA);
 }
 
+/** What the entry points do for a module that has failed: ends the data of all outputs, and makes
+ * sure that the module is not called after the end of its inputs. */
+static inline void vorn_end_module(void)
+{
+    knl_setModuleProcessingOption("RespectEOD", 0);
+    vorn_keep_empty_inputs();
+    vorn_end_outputs();
+}
+
 /* -------------------------------------------------------------------------------- entry points */
 
 #ifndef __cplusplus
@@ -356,7 +365,7 @@ static inline void vorn_end_outputs(void)
         if (kept != NULL && process(kept))                                                         \
             return 0;                                                                              \
         vorn_release();                                                                            \
-        vorn_end_outputs();                                                                        \
+        vorn_end_module();                                                                         \
         return 0;                                                                                  \
     }                                                                                              \
                                                                                                    \

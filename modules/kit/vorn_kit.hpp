@@ -133,7 +133,7 @@ int process(void (*action)(State&)) noexcept
     if (State* kept = state<State>())
         guarded<State>([&] { action(*kept); });
     if (vorn_state() == nullptr)
-        vorn_end_outputs();
+        vorn_end_module();
     return 0;
 }
 

@@ -86,7 +86,7 @@ static bool make_curve(state* kept, void* in)
     return true;
 }
 
-static gain_level level_of(enum gain_balance balance)
+static gain_level level_of(enum gain_balance_choice balance)
 {
     switch (balance) {
     case GAIN_BALANCE_RMS:

@@ -38,7 +38,7 @@ std::vector<Member> membersOf(const std::string& prefix, const std::vector<Field
             member.count = names.take(field.name + "_count");
         if (field.kind != FieldKind::choice)
             continue;
-        member.tag = globals.take(prefix + "_" + field.name);
+        member.tag = globals.take(prefix + "_" + field.name + "_choice");
         for (const std::string& word : field.words)
             member.enumerators.push_back(
                 globals.take(upperCase(prefix + "_" + field.name + "_" + identifier(word))));

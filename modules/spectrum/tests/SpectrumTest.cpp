@@ -723,7 +723,7 @@ TEST_F(SpectrumTest, SettingsAreRefused)
     } rows[] = {
         {{{"tmin", UniVar(2)}, {"tmax", UniVar(1.5)}},
          "tmin is 2 s and tmax is 1.5 s; tmin must be below tmax"},
-        {{{"tmin", UniVar(static_cast<double>(infinite))}}, "tmin is inf; give a finite number"},
+        {{{"tmin", UniVar(static_cast<double>(infinite))}}, "tmin is inf s; give a finite number"},
         {{{"word", UniVar("fldr")}}, "word is fldr without a range; give first, last or both"},
         {{{"first", UniVar(3)}},
          "first or last is given without word; name the header word that they are of"},
@@ -731,7 +731,7 @@ TEST_F(SpectrumTest, SettingsAreRefused)
          "first is 3 and last is 2; first must not be above last"},
         {{{"taper", UniVar("hanning")}}, "taper is \"hanning\"; give none, cosine or hann"},
         {{{"scale", UniVar("log")}}, "scale is \"log\"; give linear or db"},
-        {{{"fmin", UniVar(-1)}}, "fmin is -1 Hz; give a frequency of at least 0"},
+        {{{"fmin", UniVar(-1)}}, "fmin is -1 Hz; give a number of at least 0"},
         {{{"fmin", UniVar(250)}}, "fmin is 250 Hz, and the data end at 250 Hz; give a lower one"},
         {{{"fmin", UniVar(20)}, {"fmax", UniVar(20)}},
          "fmax is 20 Hz; give a frequency above that of fmin, 20 Hz"},

@@ -1,35 +1,26 @@
 ! header_plot: draws header words of traces against each other, or how many traces have which value
 ! of one.
 module header_plot_job
-  use, intrinsic :: iso_c_binding, only: c_associated, c_char, c_double, c_f_pointer, c_float, &
-      c_int, c_int64_t, c_null_char, c_ptr
+  use, intrinsic :: iso_c_binding, only: c_double, c_float, c_int, c_int64_t, c_ptr
   use header_plot_math
-  use module_tools
+  use header_plot_parameters
+  use vorn_kit
   use vorn_knl
   implicit none
   private
-  public :: plot_state, read_parameters, consume, finish, find
 
-  integer, parameter :: longest_name = 255, most_series = 4
+  integer, parameter :: most_series = 4
   ! In the picture, for each series: 240 by 160 symbols of the usual size cover it.
   integer, parameter :: most_points = 40000
   integer, parameter :: room_for_points = 2**18 ! before some must go
   integer, parameter :: most_values = 2**20     ! that are counted apart
   integer, parameter :: most_columns = 1000
-  integer(c_int), parameter :: graph = 2, move = 3, draw = 2
-  integer(c_int), parameter :: pens(most_series) = [3, 2, 4, 5] ! blue, red, green, orange
-  character(len=8), parameter :: symbols(0:6) = [character(len=8) :: 'square', 'circle', &
-      'triangle', 'plus', 'cross', 'diamond', 'dot']
-
-  integer, parameter :: room_for_text = 16384 ! the kernel copies whatever the job has, unchecked
-
-  interface
-    integer(c_int) function c_get_text(name, text) bind(C, name='knl_getStrModuleParameter')
-      import :: c_char, c_int
-      character(kind=c_char), intent(in) :: name(*)
-      character(kind=c_char), intent(inout) :: text(*)
-    end function c_get_text
-  end interface
+  integer(c_int), parameter :: pens(most_series) = &
+      [vorn_pen_blue, vorn_pen_red, vorn_pen_green, vorn_pen_orange]
+  ! By the values of the parameter symbol.
+  integer(c_int), parameter :: symbols(0:6) = [vorn_symbol_dot, vorn_symbol_square, &
+      vorn_symbol_circle, vorn_symbol_triangle, vorn_symbol_plus, vorn_symbol_cross, &
+      vorn_symbol_diamond]
 
   ! What came of a header word.
   type :: word_state
@@ -47,12 +38,9 @@ module header_plot_job
   end type series_state
 
   ! What the module keeps from one call to the next.
-  type :: plot_state
-    logical :: failed = .false.
+  type, extends(vorn_module), public :: plot_state
+    type(parameters) :: set
     logical :: fold = .false. ! counts values of the first series' x
-    logical :: use_scalars = .true.
-    integer(c_int) :: symbol = 6
-    real(c_double) :: size = 3 ! points
     character(len=:), allocatable :: title
     type(series_state), allocatable :: series(:)
     integer(c_int64_t) :: traces = 0
@@ -62,153 +50,125 @@ module header_plot_job
     integer :: doublings = 0
     integer(c_int) :: values = 0 ! in the table
     integer(c_int64_t), allocatable :: keys(:), counts(:)
+  contains
+    procedure :: prepare
+    procedure :: process
+    procedure :: finish
   end type plot_state
 
 contains
 
+  subroutine prepare(state, good)
+    class(plot_state), intent(inout) :: state
+    logical, intent(inout) :: good
+    type(c_ptr) :: input
+    integer(c_int) :: length, interval, status
+
+    call vorn_required_input(input, good)
+    if (.not. good) return
+    ! The traces pass on to whatever reads the output; it may be missing.
+    call knl_get_trace_length(input, length, status)
+    call knl_get_trace_sample_interval(input, interval, status)
+    call knl_bld_output_trace_buffer(1, length, interval, input, status)
+
+    call read_parameters(state%set, good)
+    if (.not. good) return
+    state%fold = state%set%mode == mode_fold
+    state%title = ''
+    if (allocated(state%set%title)) state%title = first_line(trim(state%set%title))
+    if (state%fold) then
+      call begin_fold(state, good)
+    else
+      call begin_series(state, good)
+    end if
+  end subroutine prepare
+
+  ! Each trace passes on, until one does not have the header word.
+  subroutine process(state, good)
+    class(plot_state), intent(inout) :: state
+    logical, intent(inout) :: good
+    type(c_ptr) :: input, output
+    integer(c_int) :: number, no_output, status
+
+    call knl_get_input_trace_buffer(input, 1, status)
+    call consume(state, input, good)
+    if (.not. good) return
+    call knl_get_output_trace_buffer(output, 1, no_output)
+    if (no_output == 0) call vorn_pass_trace(input, output, number)
+  end subroutine process
+
+  !> Messages and the picture, when all traces have come.
+  subroutine finish(state)
+    class(plot_state), intent(inout) :: state
+
+    if (state%odd > 0) call knl_send_message(knl_message_warning, &
+        'traces with a value that is infinite, no number or beyond counting: ' // &
+        vorn_to_text(state%odd) // '; they are left out')
+    if (state%traces == state%odd) then
+      if (.not. vorn_job_has_failed()) call knl_send_message(knl_message_warning, &
+          'there is no trace to draw')
+    else if (state%fold) then
+      call finish_fold(state)
+    else
+      call finish_points(state)
+    end if
+  end subroutine finish
+
   ! ---- Parameters. `good` is false after a message. ----
 
-  subroutine read_parameters(state, good)
-    type(plot_state), intent(inout) :: state
-    logical, intent(out) :: good
-    character(len=1023) :: mode, title
-    integer(c_int) :: scaled
-    logical :: found
+  subroutine begin_fold(state, good)
+    class(plot_state), intent(inout) :: state
+    logical, intent(inout) :: good
+    character(len=:), allocatable :: name
 
-    mode = 'points'
-    title = ' '
-    scaled = 1
-    call knl_get_module_parameter('mode', mode, found)
-    call knl_get_module_parameter('title', title, found)
-    call knl_get_module_parameter('scaled', scaled, found)
-    state%title = first_line(trim(title))
-    state%fold = mode == 'fold'
-    state%use_scalars = scaled /= 0
-
-    good = state%fold .or. mode == 'points'
-    if (.not. good) call fail('header_plot', 'mode is "' // trim(mode) // '"; give points or fold')
-    if (good) call read_symbol(state, good)
-    if (good .and. state%fold) call read_fold(state, good)
-    if (good .and. .not. state%fold) call read_series(state, good)
-  end subroutine read_parameters
-
-  subroutine read_symbol(state, good)
-    type(plot_state), intent(inout) :: state
-    logical, intent(out) :: good
-    character(len=255) :: name
-    logical :: found
-    integer :: i
-
-    name = 'dot'
-    call knl_get_module_parameter('symbol', name, found)
-    call knl_get_module_parameter('size', state%size, found)
-    good = .false.
-    do i = lbound(symbols, 1), ubound(symbols, 1)
-      if (symbols(i) /= name) cycle
-      state%symbol = i
-      good = .true.
-    end do
-    if (.not. good) then
-      call fail('header_plot', 'symbol is "' // trim(name) // &
-          '"; give dot, square, circle, triangle, plus, cross or diamond')
-    else if (.not. (state%size > 0 .and. state%size <= 100)) then
-      good = .false.
-      call fail('header_plot', 'size is ' // text_of(state%size) // &
-          ' points; give a number above 0, at most 100')
-    end if
-  end subroutine read_symbol
-
-  subroutine read_fold(state, good)
-    type(plot_state), intent(inout) :: state
-    logical, intent(out) :: good
-    character(len=longest_name), allocatable :: names(:)
-    logical :: has_bin
-
-    call read_names('x', 'cdp', names)
+    name = 'cdp'
+    if (size(state%set%x) > 0) name = state%set%x(1)%text
     state%bin = 1
-    call knl_get_module_parameter('bin', state%bin, has_bin)
     ! Whole numbers lie in the middle of their bins, unless bins of another kind are wanted.
-    state%origin = merge(0.0_c_double, -0.5_c_double, has_bin)
-
-    good = .false.
-    if (size(names) /= 1) then
-      call fail('header_plot', 'x has ' // text_of(real(size(names), c_double)) // &
-          ' header words; give one of which values are counted')
-    else if (.not. (state%bin > 0 .and. state%bin <= huge(state%bin))) then
-      call fail('header_plot', 'bin is ' // text_of(state%bin) // '; give a number above 0')
-    else
-      good = .true.
-      allocate (state%series(1), state%keys(1024), state%counts(1024))
-      state%series(1)%x = word_of(names(1), 'x')
-      state%counts = 0
+    state%origin = -0.5_c_double
+    if (allocated(state%set%bin)) then
+      state%bin = state%set%bin
+      state%origin = 0
     end if
-  end subroutine read_fold
+    good = size(state%set%x) <= 1
+    if (.not. good) then
+      call vorn_fail('x has ' // vorn_to_text(size(state%set%x, kind=c_int)) // &
+          ' header words; give one of which values are counted')
+      return
+    end if
+    allocate (state%series(1), state%keys(1024), state%counts(1024))
+    state%series(1)%x = word_of(name, 'x')
+    state%counts = 0
+  end subroutine begin_fold
 
-  subroutine read_series(state, good)
-    type(plot_state), intent(inout) :: state
-    logical, intent(out) :: good
-    character(len=longest_name), allocatable :: xs(:), ys(:)
+  subroutine begin_series(state, good)
+    class(plot_state), intent(inout) :: state
+    logical, intent(inout) :: good
     integer :: i
 
-    call read_names('x', ' ', xs)
-    call read_names('y', 'offset', ys)
-    good = .false.
-    if (size(ys) > most_series) then
-      call fail('header_plot', 'y has ' // text_of(real(size(ys), c_double)) // &
-          ' header words; give at most ' // text_of(real(most_series, c_double)))
-    else if (size(xs) /= 1 .and. size(xs) /= size(ys)) then
-      call fail('header_plot', 'x and y have ' // text_of(real(size(xs), c_double)) // ' and ' // &
-          text_of(real(size(ys), c_double)) // ' header words; give one x, or one for each y')
-    else
-      good = .true.
-      allocate (state%series(size(ys)))
-      do i = 1, size(ys)
-        state%series(i)%x = word_of(xs(min(i, size(xs))), 'x')
-        state%series(i)%y = word_of(ys(i), 'y')
+    associate (xs => state%set%x, ys => state%set%y)
+      good = size(xs) <= 1 .or. size(xs) == size(ys)
+      if (.not. good) then
+        call vorn_fail('x and y have ' // vorn_to_text(size(xs, kind=c_int)) // ' and ' // &
+            vorn_to_text(size(ys, kind=c_int)) // ' header words; give one x, or one for each y')
+        return
+      end if
+      allocate (state%series(max(1, size(ys))))
+      do i = 1, size(state%series)
+        state%series(i)%x = word_of('', 'x')
+        if (size(xs) > 0) state%series(i)%x = word_of(xs(min(i, size(xs)))%text, 'x')
+        state%series(i)%y = word_of('', 'y')
+        if (size(ys) > 0) state%series(i)%y = word_of(ys(i)%text, 'y')
         allocate (state%series(i)%xs(1024), state%series(i)%ys(1024))
       end do
-    end if
-  end subroutine read_series
-
-  !> A list of names, which the job separates by line feeds; one at least. The text of vorn_knl would
-  !> end at the first of these, that of C has all.
-  subroutine read_names(parameter, default, names)
-    character(len=*), intent(in) :: parameter, default
-    character(len=longest_name), allocatable, intent(out) :: names(:)
-    character(kind=c_char) :: characters(room_for_text)
-    character(len=room_for_text) :: text
-    integer :: at, length
-
-    text = default
-    if (c_get_text(parameter // c_null_char, characters) == 1) text = text_before_nul(characters)
-    allocate (names(0))
-    at = 1
-    do
-      length = scan(text(at:), achar(10)) - 1
-      if (length < 0) length = len_trim(text(at:))
-      names = [character(len=longest_name) :: names, adjustl(text(at:at + length - 1))]
-      at = at + length + 1
-      if (at > len_trim(text)) exit
-    end do
-  end subroutine read_names
-
-  pure function text_before_nul(characters) result(text)
-    character(kind=c_char), intent(in) :: characters(:)
-    character(len=:), allocatable :: text
-    integer :: i
-
-    text = ''
-    do i = 1, size(characters)
-      if (characters(i) == c_null_char) exit
-      text = text // characters(i)
-    end do
-  end function text_before_nul
+    end associate
+  end subroutine begin_series
 
   pure function word_of(name, parameter) result(word)
     character(len=*), intent(in) :: name, parameter
     type(word_state) :: word
 
-    word%name = trim(name)
+    word%name = trim(adjustl(name))
     word%parameter = parameter
   end function word_of
 
@@ -224,10 +184,11 @@ contains
 
   ! ---- Traces ----
 
-  !> Takes the first trace of `input`.
-  subroutine consume(state, input)
-    type(plot_state), intent(inout) :: state
+  !> Takes the first trace of `input`. `good` is false after a message.
+  subroutine consume(state, input, good)
+    class(plot_state), intent(inout) :: state
     type(c_ptr), intent(in) :: input
+    logical, intent(inout) :: good
     real(c_double) :: x(most_series), y(most_series)
     integer :: i, count
 
@@ -235,9 +196,9 @@ contains
     state%traces = state%traces + 1
     y = 0
     do i = 1, count
-      call read_word(state, input, state%series(i)%x, x(i))
-      if (.not. (state%failed .or. state%fold)) call read_word(state, input, state%series(i)%y, y(i))
-      if (state%failed) return
+      call read_word(state, input, state%series(i)%x, x(i), good)
+      if (good .and. .not. state%fold) call read_word(state, input, state%series(i)%y, y(i), good)
+      if (.not. good) return
     end do
     if (.not. all(abs([x(:count), y(:count)]) <= huge(1.0_c_double))) then
       state%odd = state%odd + 1
@@ -250,11 +211,12 @@ contains
     end if
   end subroutine consume
 
-  subroutine read_word(state, input, word, value)
-    type(plot_state), intent(inout) :: state
+  subroutine read_word(state, input, word, value, good)
+    class(plot_state), intent(in) :: state
     type(c_ptr), intent(in) :: input
     type(word_state), intent(inout) :: word
     real(c_double), intent(out) :: value
+    logical, intent(inout) :: good
     real(c_double) :: scalar
     integer(c_int) :: status
 
@@ -262,12 +224,12 @@ contains
     if (word%name == '') return
     call knl_get_trace_attribute(input, word%name, value, status)
     if (status /= 0) then
-      call fail('header_plot', 'the traces have no header word "' // word%name // &
+      call vorn_fail('the traces have no header word "' // word%name // &
           '"; name one that they have with ' // word%parameter)
-      state%failed = .true.
+      good = .false.
       return
     end if
-    if (.not. state%use_scalars .or. scalar_of(word%name) == '') return
+    if (.not. state%set%scaled .or. scalar_of(word%name) == '') return
     scalar = 0
     call knl_get_trace_attribute(input, scalar_of(word%name), scalar, status)
     value = header_plot_scaled(value, scalar)
@@ -328,7 +290,7 @@ contains
   end subroutine make_room
 
   subroutine count_value(state, value)
-    type(plot_state), intent(inout) :: state
+    class(plot_state), intent(inout) :: state
     real(c_double), intent(in) :: value
     real(c_double) :: number
     real(c_double), parameter :: most = 2.0_c_double**52 ! whole numbers beyond are no more exact
@@ -346,7 +308,7 @@ contains
 
   ! A table of twice the size; where it has grown enough, bins of twice the width.
   subroutine rebuild(state)
-    type(plot_state), intent(inout) :: state
+    class(plot_state), intent(inout) :: state
     integer(c_int64_t), allocatable :: keys(:), counts(:)
     integer(c_int) :: capacity
     integer :: i, shift
@@ -368,25 +330,8 @@ contains
 
   ! ---- Results ----
 
-  !> Messages and the picture, when all traces have come.
-  subroutine finish(state)
-    type(plot_state), intent(inout) :: state
-
-    if (state%odd > 0) call knl_send_message(knl_message_warning, &
-        'traces with a value that is infinite, no number or beyond counting: ' // &
-        whole(state%odd) // '; they are left out')
-    if (state%traces == state%odd) then
-      if (.not. job_has_failed()) call knl_send_message(knl_message_warning, &
-          'there is no trace to draw')
-    else if (state%fold) then
-      call finish_fold(state)
-    else
-      call finish_points(state)
-    end if
-  end subroutine finish
-
   subroutine finish_points(state)
-    type(plot_state), intent(inout) :: state
+    class(plot_state), intent(inout) :: state
     integer :: i
 
     do i = 1, size(state%series)
@@ -400,12 +345,12 @@ contains
   end subroutine finish_points
 
   subroutine report_word(state, word)
-    type(plot_state), intent(in) :: state
+    class(plot_state), intent(in) :: state
     type(word_state), intent(in) :: word
 
     if (word%name == '') return
     call knl_send_message(knl_message_information, word%name // ' from ' // &
-        text_of(word%least) // ' to ' // text_of(word%greatest) // ' in ' // &
+        vorn_to_text(word%least) // ' to ' // vorn_to_text(word%greatest) // ' in ' // &
         counted(state%traces - state%odd, 'trace') // scaling_of(word))
     if (word%least == 0 .and. word%greatest == 0) call knl_send_message(knl_message_warning, &
         word%name // ' is 0 in all traces; the data may not have this header word')
@@ -417,7 +362,7 @@ contains
     character(len=*), intent(in) :: name
     real(c_double), intent(in) :: value
 
-    call knl_set_metadata_value(knl_scope_module, 'qc.header_plot.' // name, text_of(value))
+    call knl_set_metadata_value(knl_scope_module, 'qc.header_plot.' // name, vorn_to_text(value))
   end subroutine note_number
 
   pure function label_of(word) result(label)
@@ -438,7 +383,7 @@ contains
   end function scaling_of
 
   subroutine draw_points(state)
-    type(plot_state), intent(in) :: state
+    class(plot_state), intent(in) :: state
     character(len=:), allocatable :: title
     integer(c_int) :: pad
     integer :: i, j
@@ -458,14 +403,14 @@ contains
       title = title // scaling_of(state%series(i)%y)
     end do
     if (size(state%series) > 1) title = title // legend()
-    call knl_create_pad(pad, graph, 0_c_int, title)
+    call knl_create_pad(pad, vorn_pad_graph, 0_c_int, title)
     if (pad < 0) return ! the host has none
     do i = 1, size(state%series)
       call knl_newpen(pad, pens(i))
       associate (series => state%series(i))
         do j = 1, series%count
           call knl_symbol(pad, real(series%xs(j), c_float), real(series%ys(j), c_float), &
-              real(state%size, c_float), ' ', state%symbol, 0.0_c_float, 0_c_int)
+              real(state%set%size, c_float), ' ', symbols(state%set%symbol), 0.0_c_float, 0_c_int)
         end do
       end associate
     end do
@@ -526,7 +471,7 @@ contains
   end function range_of
 
   subroutine finish_fold(state)
-    type(plot_state), intent(inout) :: state
+    class(plot_state), intent(inout) :: state
     integer(c_int64_t), allocatable :: heights(:)
     integer(c_int64_t) :: bins, width, least, greatest
     real(c_double) :: mean, bin
@@ -538,10 +483,10 @@ contains
     mean = real(state%traces - state%odd, c_double) / state%values
     if (state%doublings > 0) call knl_send_message(knl_message_warning, &
         state%series(1)%x%name // ' has too many values; they are counted in bins of ' // &
-        text_of(bin))
+        vorn_to_text(bin))
     call report_word(state, state%series(1)%x)
-    call knl_send_message(knl_message_information, 'fold from ' // whole(least) // ' to ' // &
-        whole(greatest) // ', mean ' // rounded(mean) // ', of ' // &
+    call knl_send_message(knl_message_information, 'fold from ' // vorn_to_text(least) // ' to ' // &
+        vorn_to_text(greatest) // ', mean ' // rounded(mean) // ', of ' // &
         counted(int(state%values, c_int64_t), merge('bin  ', 'value', state%origin == 0)))
     call note_number('fold.min', real(least, c_double))
     call note_number('fold.max', real(greatest, c_double))
@@ -554,12 +499,12 @@ contains
         size(heights, kind=c_int), width, heights)
     call draw_fold(state, heights, state%origin + real(state%keys(1), c_double) * bin, &
         real(width, c_double) * bin, width, &
-        'fold ' // whole(least) // ' to ' // whole(greatest) // ', mean ' // rounded(mean))
+        'fold ' // vorn_to_text(least) // ' to ' // vorn_to_text(greatest) // ', mean ' // rounded(mean))
   end subroutine finish_fold
 
   !> Bars, the first of which begins at `left`; the tops only where there are too many of them.
   subroutine draw_fold(state, heights, left, step, width, results)
-    type(plot_state), intent(in) :: state
+    class(plot_state), intent(in) :: state
     integer(c_int64_t), intent(in) :: heights(:), width
     real(c_double), intent(in) :: left, step
     character(len=*), intent(in) :: results
@@ -576,22 +521,22 @@ contains
         digits_of(header_plot_round_up(1.02_c_double * maxval(heights))) // achar(10) // 'note: ' // &
         counted(state%traces - state%odd, 'trace') // ', ' // results
     title = title // scaling_of(state%series(1)%x)
-    if (step > width .or. state%origin == 0) title = title // '; bins of ' // text_of(step / width)
-    if (width > 1) title = title // '; each column shows the greatest of ' // whole(width)
-    call knl_create_pad(pad, graph, 0_c_int, title)
+    if (step > width .or. state%origin == 0) title = title // '; bins of ' // vorn_to_text(step / width)
+    if (width > 1) title = title // '; each column shows the greatest of ' // vorn_to_text(width)
+    call knl_create_pad(pad, vorn_pad_graph, 0_c_int, title)
     if (pad < 0) return ! the host has none
 
     call knl_newpen(pad, pens(1))
     bottom = 0
-    call knl_plot(pad, real(left, c_float), bottom, move)
+    call knl_plot(pad, real(left, c_float), bottom, vorn_move)
     do i = 1, size(heights)
       top = real(heights(i), c_float)
-      if (size(heights) <= 200) call knl_plot(pad, place(i - 1), bottom, draw)
-      call knl_plot(pad, place(i - 1), top, draw)
-      call knl_plot(pad, place(i), top, draw)
-      if (size(heights) <= 200) call knl_plot(pad, place(i), bottom, draw)
+      if (size(heights) <= 200) call knl_plot(pad, place(i - 1), bottom, vorn_draw)
+      call knl_plot(pad, place(i - 1), top, vorn_draw)
+      call knl_plot(pad, place(i), top, vorn_draw)
+      if (size(heights) <= 200) call knl_plot(pad, place(i), bottom, vorn_draw)
     end do
-    call knl_plot(pad, place(size(heights)), bottom, draw)
+    call knl_plot(pad, place(size(heights)), bottom, vorn_draw)
 
   contains
 
@@ -604,22 +549,13 @@ contains
 
   ! ---- Texts ----
 
-  pure function whole(number) result(text)
-    integer(c_int64_t), intent(in) :: number
-    character(len=:), allocatable :: text
-    character(len=24) :: digits
-
-    write (digits, '(i0)') number
-    text = trim(digits)
-  end function whole
-
   !> "1 trace", "2 traces"
   pure function counted(number, thing) result(text)
     integer(c_int64_t), intent(in) :: number
     character(len=*), intent(in) :: thing
     character(len=:), allocatable :: text
 
-    text = whole(number) // ' ' // trim(thing)
+    text = vorn_to_text(number) // ' ' // trim(thing)
     if (number /= 1) text = text // 's'
   end function counted
 
@@ -628,7 +564,7 @@ contains
     real(c_double), intent(in) :: value
     character(len=:), allocatable :: text
 
-    text = text_of(anint(100 * value) / 100)
+    text = vorn_to_text(anint(100 * value) / 100)
   end function rounded
 
   !> With all digits, for programs to read.
@@ -640,91 +576,28 @@ contains
     write (digits, '(es24.15e3)') value
     text = trim(adjustl(digits))
   end function digits_of
-
-  !> Null where preprocess has failed.
-  subroutine find(state)
-    type(plot_state), pointer, intent(out) :: state
-    type(c_ptr) :: address
-
-    nullify (state)
-    address = kept_address()
-    if (c_associated(address)) call c_f_pointer(address, state)
-  end subroutine find
 end module header_plot_job
 
 integer function preprocess()
-  use, intrinsic :: iso_c_binding, only: c_int, c_loc, c_ptr
-  use header_plot_job
-  use module_tools
-  use vorn_knl
+  use header_plot_job, only: plot_state
+  use vorn_kit, only: vorn_module, vorn_preprocess
   implicit none
-  type(plot_state), pointer :: state
-  type(c_ptr) :: input
-  integer(c_int) :: length, interval, status
-  logical :: good
+  class(vorn_module), pointer :: state
 
-  preprocess = 0
-  call knl_get_input_trace_buffer(input, 1, status)
-  if (status /= 0) then
-    call fail('header_plot', 'the module has no input; connect one')
-    return
-  end if
-  ! Whoever wants them finds the traces at an output; none need be there.
-  call knl_get_trace_length(input, length, status)
-  call knl_get_trace_sample_interval(input, interval, status)
-  call knl_bld_output_trace_buffer(1, length, interval, input, status)
-
-  allocate (state)
-  call read_parameters(state, good)
-  if (.not. good) then
-    deallocate (state)
-    return
-  end if
-  call keep_address(c_loc(state))
+  allocate (plot_state :: state)
+  preprocess = vorn_preprocess(state)
 end function preprocess
 
-! Each trace passes on, until one has not the header word.
 integer function process()
-  use, intrinsic :: iso_c_binding, only: c_int, c_ptr
-  use header_plot_job
-  use vorn_knl
+  use vorn_kit, only: vorn_process
   implicit none
-  type(plot_state), pointer :: state
-  type(c_ptr) :: input, output
-  integer(c_int) :: number, no_input, no_output, status
-  logical :: good
 
-  process = 0
-  call knl_get_output_trace_buffer(output, 1, no_output)
-  call knl_get_input_trace_buffer(input, 1, no_input)
-  call find(state)
-  good = associated(state) .and. no_input == 0
-  if (good) then
-    if (.not. state%failed) call consume(state, input)
-    good = .not. state%failed
-  end if
-  if (no_output /= 0) return
-  if (.not. good) then
-    call knl_set_data_channel_flag(output, knl_end_of_data) ! do not ask again
-    return
-  end if
-  call knl_get_number_of_traces(output, number, status)
-  number = number + 1
-  ! Header, samples, and the flag that says whether this is the last trace.
-  call knl_copy_trace_to_trace(input, output, .true., .true., status, 1, number)
+  process = vorn_process()
 end function process
 
 integer function postprocess()
-  use, intrinsic :: iso_c_binding, only: c_null_ptr
-  use header_plot_job
-  use module_tools, only: keep_address
+  use vorn_kit, only: vorn_postprocess
   implicit none
-  type(plot_state), pointer :: state
 
-  postprocess = 0
-  call find(state)
-  if (.not. associated(state)) return
-  if (.not. state%failed) call finish(state)
-  deallocate (state)
-  call keep_address(c_null_ptr)
+  postprocess = vorn_postprocess()
 end function postprocess

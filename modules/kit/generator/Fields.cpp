@@ -70,9 +70,13 @@ std::string expectation(const ParameterSpec& spec)
         return "a finite number";
     if (!isListType(spec.type) && !spec.choices.empty())
         return alternatives(spec.choices);
-    if (spec.meaning != ParameterMeaning::plain)
-        return isListType(spec.type) ? "a list of header words" : "a header word";
-    return host::expectedValue(plain);
+    std::string text = host::expectedValue(plain);
+    const std::string ending = isListType(spec.type) ? "texts" : "text";
+    if (spec.meaning != ParameterMeaning::plain && text.size() > ending.size() &&
+        text.ends_with(ending))
+        text.replace(text.size() - ending.size(), ending.size(),
+                     isListType(spec.type) ? "header words" : "header word");
+    return text;
 }
 
 std::string oneLine(const std::string& text)

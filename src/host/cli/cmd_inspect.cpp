@@ -5,6 +5,7 @@
 #include "base/Text.h"
 #include "base/TextLayout.h"
 #include "cli/CommandTable.h"
+#include "cli/ModuleMarkdown.h"
 #include "job/LibraryProbe.h"
 #include "job/Manifest.h"
 #include "job/ModuleCatalog.h"
@@ -224,7 +225,31 @@ void printJsonPage(const CatalogModule& module, const ManifestPointer& manifest,
     printJson(json);
 }
 
-int printPage(const ModuleCatalog& catalog, const std::string& name, bool asJson)
+// ---- the reference of all modules ----
+
+int printReference(const ModuleCatalog& catalog)
+{
+    Diagnostics diagnostics;
+    fmt::print("# Modules\n");
+    for (const CatalogModule& module : catalog.modules()) {
+        if (const ManifestPointer manifest = manifestOf(module, diagnostics))
+            fmt::print("\n{}", chapterMarkdown(*manifest));
+    }
+    std::fflush(stdout);
+    diagnostics.print(stderr);
+    return diagnostics.hasErrors() ? exitWrongCall : exitDone;
+}
+
+// ---- one module ----
+
+enum class PageForm
+{
+    text,
+    json,
+    markdown
+};
+
+int printPage(const ModuleCatalog& catalog, const std::string& name, PageForm form)
 {
     const CatalogModule* module = catalog.find(name);
     if (module == nullptr)
@@ -234,8 +259,10 @@ int printPage(const ModuleCatalog& catalog, const std::string& name, bool asJson
     Diagnostics diagnostics;
     const ManifestPointer manifest = manifestOf(*module, diagnostics);
     const std::string problem = module->library.empty() ? "" : probeLibrary(module->library);
-    if (asJson) {
+    if (form == PageForm::json) {
         printJsonPage(*module, manifest, problem);
+    } else if (form == PageForm::markdown && manifest != nullptr) {
+        fmt::print("{}", interfaceMarkdown(*manifest));
     } else if (manifest != nullptr) {
         printHead(*manifest);
         printDescription(*manifest);
@@ -257,7 +284,12 @@ int runInspect(const Arguments& arguments)
 {
     const ModuleCatalog catalog(findVornHome(), arguments.texts("--allow-modules-from"));
     if (arguments.has("MODULE"))
-        return printPage(catalog, arguments.text("MODULE"), arguments.has("--json"));
+        return printPage(catalog, arguments.text("MODULE"),
+                         arguments.has("--json")       ? PageForm::json
+                         : arguments.has("--markdown") ? PageForm::markdown
+                                                       : PageForm::text);
+    if (arguments.has("--markdown"))
+        return printReference(catalog);
     if (arguments.has("--names"))
         fmt::print("{}\n", joined(catalog.names(), "\n"));
     else if (arguments.has("--json"))
@@ -280,6 +312,7 @@ Command inspectCommand()
         "reads and writes, and whether its library can be loaded.",
         {{"MODULE", "name of a module", ValueKind::module, false}},
         {{"--json", "", "print JSON"},
+         {"--markdown", "", "print the parameters as Markdown; without MODULE, of all modules"},
          {"--names", "", "print the names alone, one a line"},
          {"--allow-modules-from",
           "DIR",

@@ -1,0 +1,106 @@
+#include "cli/ModuleMarkdown.h"
+
+#include "base/Escaping.h"
+#include "base/Text.h"
+#include "job/ParameterValue.h"
+
+#include <algorithm>
+#include <fmt/format.h>
+#include <vector>
+
+namespace host {
+
+namespace {
+
+// A cell of a table is one line, and "|" would end it.
+std::string cell(const std::string& text)
+{
+    std::string result;
+    for (const char c : escaped(text))
+        result += c == '|' ? "\\|" : std::string(1, c);
+    return result;
+}
+
+std::string code(const std::string& text)
+{
+    return "`" + cell(text) + "`";
+}
+
+std::string codes(const std::vector<std::string>& names)
+{
+    std::string text;
+    for (const std::string& name : names)
+        text += (text.empty() ? "" : ", ") + code(name);
+    return text.empty() ? "none" : text;
+}
+
+std::string defaultCell(const ParameterSpec& spec)
+{
+    if (spec.required)
+        return "required";
+    if (spec.defaultValue == nullptr)
+        return "none";
+    std::vector<std::string> items;
+    for (const YamlValue& item : spec.defaultValue->items)
+        items.push_back(item->text);
+    const std::string value =
+        spec.defaultValue->isList() ? "[" + joined(items, ", ") + "]" : spec.defaultValue->text;
+    return cell(value + (spec.unit.empty() ? "" : " " + spec.unit));
+}
+
+std::string parameterTable(const Manifest& manifest)
+{
+    if (manifest.parameters.empty())
+        return "The module has no parameters.\n";
+    std::string table = "| Parameter | Value | Default | Meaning |\n|---|---|---|---|\n";
+    for (const ParameterSpec& spec : manifest.parameters)
+        table += fmt::format("| {} | {} | {} | {} |\n", code(spec.name), cell(expectedValue(spec)),
+                             defaultCell(spec), cell(trimmed(spec.help)));
+    return table;
+}
+
+std::string portsText(const PortSpec& ports)
+{
+    return ports.countText() + (ports.names.empty() ? "" : " (" + joined(ports.names, ", ") + ")");
+}
+
+std::string attributes(const Manifest& manifest)
+{
+    std::vector<std::string> written;
+    for (const AttributeSpec& attribute : manifest.writes)
+        written.push_back(attribute.name);
+    std::string text = fmt::format("Trace attributes read: {}. Written: {}.\n",
+                                   codes(manifest.reads), codes(written));
+    const bool anyHelp =
+        std::any_of(manifest.writes.begin(), manifest.writes.end(),
+                    [](const AttributeSpec& attribute) { return !attribute.help.empty(); });
+    if (!anyHelp)
+        return text;
+    text += "\n| Attribute | Type | Meaning |\n|---|---|---|\n";
+    for (const AttributeSpec& attribute : manifest.writes)
+        text += fmt::format("| {} | {} | {} |\n", code(attribute.name),
+                            attributeTypeName(attribute.type), cell(attribute.help));
+    return text;
+}
+
+} // namespace
+
+std::string interfaceMarkdown(const Manifest& manifest)
+{
+    return parameterTable(manifest) + "\n" +
+           fmt::format("Inputs: {}. Outputs: {}. Draws: {}.\n\n", cell(portsText(manifest.inputs)),
+                       cell(portsText(manifest.outputs)), cell(manifest.draws)) +
+           attributes(manifest);
+}
+
+std::string chapterMarkdown(const Manifest& manifest)
+{
+    std::string text =
+        fmt::format("## {}\n\n{}.\n\n", cell(manifest.module), cell(manifest.purpose));
+    const std::string description = trimmed(escapedLines(manifest.description));
+    if (!description.empty())
+        text += description + "\n\n";
+    return text + interfaceMarkdown(manifest);
+}
+
+} // namespace host

@@ -486,11 +486,11 @@ TEST_F(KnlCTest, BoundedTextGetterCutsTheTextAndTellsItsLength)
                 {9, std::string("some tex\0xx", 11)},
                 {10, std::string("some text\0x", 11)},
                 {11, std::string("some text\0x", 11)}};
-    for (const auto& row : rows) {
+    for (const auto& one : rows) {
         char value[11];
         std::memset(value, 'x', sizeof value);
-        EXPECT_EQ(knl_getStrModuleParameterN("key", value, row.room), 9) << row.room;
-        EXPECT_EQ(std::string(value, sizeof value), row.copied) << row.room;
+        EXPECT_EQ(knl_getStrModuleParameterN("key", value, one.room), 9) << one.room;
+        EXPECT_EQ(std::string(value, sizeof value), one.copied) << one.room;
     }
     EXPECT_EQ(knl_getStrModuleParameterN("key", nullptr, 0), 9);
 }

@@ -75,6 +75,8 @@ std::string countText(const ParameterSpec& spec)
         return fmt::format("{} ", *spec.minCount);
     if (spec.minCount && spec.maxCount)
         return fmt::format("{} to {} ", *spec.minCount, *spec.maxCount);
+    if (spec.minCount == 1 && !spec.maxCount)
+        return "one or more ";
     if (spec.minCount)
         return fmt::format("at least {} ", *spec.minCount);
     return spec.maxCount ? fmt::format("at most {} ", *spec.maxCount) : "";

@@ -67,7 +67,8 @@ step_install() {
         check_command
     fi
     for file in lib/cmake/VORN/VORNConfig.cmake lib/pkgconfig/vorn.pc include/vorn/knl.h \
-        include/vorn/JobManager.h include/vorn/metadataprovider.h share/vorn/fortran/vorn_knl.f90; do
+        include/vorn/JobManager.h include/vorn/metadataprovider.h include/vorn/vorn_kit.h \
+        include/vorn/vorn_kit.hpp share/vorn/fortran/vorn_knl.f90 share/vorn/fortran/vorn_kit.f90; do
         [ -f "$prefix/$file" ] || fail "$file is not installed"
     done
     for header in BlockBytes BlockTable MOXKernel_families RecentNames SpareBlocks \
@@ -205,6 +206,42 @@ trace: 60 62 64 66
 job finished" libonly.so
 }
 
+# Modules with the kit and the parameters of a manifest, in the language $1 from the source $2. A
+# changed manifest is read again; a field that it does not have fails the compilation.
+step_kit() {
+    write_project "$1" "$2"
+    cp "$VORN_SOURCE_DIR/tests/packaging/modules/multiply.yaml" "$project"
+    sed -i "s/SOURCES $2/SOURCES $2 MANIFEST multiply.yaml/" "$project/CMakeLists.txt"
+    configure_project
+    $CMAKE --build "$project/build"
+    make_home "$project/build/vorn_home/lib/libonly.so"
+    expect_output "trace: 30 33 36 39
+trace: 60 63 66 69
+trace: 90 93 96 99
+job finished" libonly.so
+    expect_output "trace: -5 -5.5 -6 -6.5
+trace: -10 -10.5 -11 -11.5
+trace: -15 -15.5 -16 -16.5
+job finished" libonly.so factor=0.5 mode=negative
+
+    sed -i 's/default: 3/default: 2/' "$project/multiply.yaml"
+    $CMAKE --build "$project/build"
+    make_home "$project/build/vorn_home/lib/libonly.so"
+    expect_output "trace: 20 22 24 26
+trace: 40 42 44 46
+trace: 60 62 64 66
+job finished" libonly.so
+
+    sed -i 's/name: factor/name: fcator/' "$project/multiply.yaml"
+    if $CMAKE --build "$project/build" >"$project/log" 2>&1; then
+        fail "a field that the manifest does not have was compiled"
+    fi
+    grep -q "factor" "$project/log" || {
+        cat "$project/log"
+        fail "the compiler does not name the field"
+    }
+}
+
 # The example module in the folder $1, copied and built as its README says; $2 is its library.
 build_example() {
     project=$VORN_WORK_DIR/$1
@@ -223,6 +260,14 @@ step_example_c() {
 trace: -10 -10.5 -11 -11.5
 trace: -15 -15.5 -16 -16.5
 job finished" libgain.so FACTOR=-0.5
+}
+
+step_example_cpp() {
+    build_example module-cpp libnormalise.so
+    expect_output "trace: 1.53846 1.69231 1.84615 2
+trace: 1.73913 1.82609 1.91304 2
+trace: 1.81818 1.87879 1.93939 2
+job finished" libnormalise.so level=2
 }
 
 # A window of 4 ms holds a sample and its two neighbours.

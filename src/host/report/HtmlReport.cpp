@@ -5,9 +5,9 @@
 #include "base/Text.h"
 #include "draw/Drawing.h"
 #include "draw/PadRenderer.h"
-#include "report/HtmlReport_page.h"
 #include "report/HtmlText.h"
 #include "report/InlineSvg.h"
+#include "report/ReportAssets.h"
 #include "report/RunTable.h"
 
 #include <algorithm>
@@ -646,7 +646,8 @@ std::string head(const std::string& title)
            "<meta name=\"referrer\" content=\"no-referrer\">\n"
            "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n"
            "<link rel=\"icon\" href=\"data:,\">\n<title>" +
-           title + " – vorn report</title>\n<style>" + reportStyle + "</style>\n</head>\n";
+           title + " – vorn report</title>\n<style>" + std::string(reportStyle) +
+           "</style>\n</head>\n";
 }
 
 constexpr char viewer[] =
@@ -679,7 +680,7 @@ std::string htmlReport(const RunResult& result, const std::vector<Pad>& pads)
         "</main>\n<footer>This page holds everything that it shows and loads nothing.</footer>\n";
     if (!pads.empty())
         page += viewer;
-    return page + "<script>" + reportScript + "</script>\n</body>\n</html>\n";
+    return page + "<script>" + std::string(reportScript) + "</script>\n</body>\n</html>\n";
 }
 
 } // namespace host

@@ -5,7 +5,9 @@
 #include "report/InlineSvg.h"
 
 #include <algorithm>
+#include <fstream>
 #include <gmock/gmock.h>
+#include <sstream>
 
 using namespace host;
 using ::testing::HasSubstr;
@@ -302,6 +304,21 @@ TEST(HtmlReportTest, WithoutGraphvizTheJobIsAListInTheOrderOfTheRun)
     result.graphSvg = graphvizText;
     EXPECT_THAT(reportOf(result), HasSubstr("<div class=\"flow\"><svg role=\"img\""));
     EXPECT_THAT(reportOf(result), Not(HasSubstr("takes from read</li>")));
+}
+
+TEST(HtmlReportTest, ItsStyleSheetAndScriptAreTheFilesAndNamedByThePolicy)
+{
+    const std::string page = reportOf(smallResult());
+    for (const auto& [file, tag] :
+         {std::pair("report.css", "style"), std::pair("report.js", "script")}) {
+        std::ifstream stream(std::string(VORN_TEST_SOURCE_DIR "/../src/host/report/") + file);
+        std::ostringstream content;
+        content << '\n' << stream.rdbuf();
+        ASSERT_GT(content.str().size(), 1000u) << file;
+        EXPECT_THAT(page,
+                    HasSubstr(std::string("<") + tag + ">" + content.str() + "</" + tag + ">"));
+        EXPECT_THAT(page, HasSubstr(std::string(tag) + "-src " + policyHash(content.str())));
+    }
 }
 
 TEST(HtmlReportTest, PortsAreNamedWhereThereAreSeveral)

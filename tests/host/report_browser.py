@@ -72,6 +72,26 @@ modules:
 """
 LONG = "x" * 3000
 
+# What a program named "dot" could print instead of the picture of a graph.
+FORGED = r"""#!/bin/sh
+cat > /dev/null
+cat << 'END'
+<svg xmlns="http://www.w3.org/2000/svg" xmlns:xlink="http://www.w3.org/1999/xlink"
+  width="300" height="100" onload="window.taken=1; top.taken=1; parent.document.title='taken'">
+<script>window.taken=2; top.taken=2; new Image().src='%(server)s/script'</script>
+<script xlink:href="%(server)s/script.js"/>
+<style>@import url('%(server)s/style'); rect { fill: url('%(server)s/fill'); }</style>
+<image href="%(server)s/image" width="10" height="10" onerror="top.taken=3"/>
+<use href="%(server)s/use#part"/>
+<foreignObject width="100" height="100"><iframe xmlns="http://www.w3.org/1999/xhtml"
+  src="%(server)s/frame"/><img xmlns="http://www.w3.org/1999/xhtml" src="x" onerror="top.taken=4"/>
+</foreignObject>
+<animate attributeName="x" begin="0s" dur="1ms" onbegin="top.taken=5"/>
+<rect width="300" height="100" fill="green"/>
+</svg>
+END
+"""
+
 
 class Browser:
     """Chromium, driven over its debugging pipe: JSON texts, each ended by a zero byte."""
@@ -199,7 +219,7 @@ class CountingServer(http.server.ThreadingHTTPServer):
         return f"http://127.0.0.1:{self.server_port}"
 
 
-def run(job, directory, name):
+def run(job, directory, name, **environment):
     """Runs the job; the paths of the report and the facts as they stand in the JSON file."""
     path = pathlib.Path(directory) / (name + ".yaml")
     path.write_text(job)
@@ -207,7 +227,8 @@ def run(job, directory, name):
     facts = path.with_suffix(".json")
     done = subprocess.run(
         [arguments.vorn, "run", path, "--report", page, "--json", facts, "--progress", "never"],
-        capture_output=True, text=True, env={**os.environ, "VORN_HOME": arguments.home})
+        capture_output=True, text=True,
+        env={**os.environ, "VORN_HOME": arguments.home, **environment})
     if done.returncode not in (0, 1):
         raise RuntimeError(done.stderr)
     return page, json.loads(facts.read_text())
@@ -221,6 +242,12 @@ class ReportTest(unittest.TestCase):
         cls.page, cls.facts = run(JOB, cls.directory.name, "line")
         cls.hostile, cls.hostile_facts = run(
             HOSTILE % {"server": cls.server.url(), "long": LONG}, cls.directory.name, "hostile")
+        program = pathlib.Path(cls.directory.name) / "bin" / "dot"
+        program.parent.mkdir()
+        program.write_text(FORGED % {"server": cls.server.url()})
+        program.chmod(0o755)
+        cls.forged, _ = run(JOB.replace("Line 7, first look", "forged"), cls.directory.name, "forged",
+                            PATH=f"{program.parent}:{os.environ['PATH']}")
         cls.browser = Browser(arguments.browser)
 
     @classmethod
@@ -325,11 +352,48 @@ class ReportTest(unittest.TestCase):
             "[...document.querySelectorAll('nav a')].map(one => "
             "document.querySelector(one.getAttribute('href')) !== null)"), [True] * 10)
 
+    def graph_pixels(self):
+        """How many pixels of the job graph's picture have each colour, "red green blue alpha"."""
+        return self.browser.value(
+            "(async () => { const image = document.querySelector('.flow img');"
+            " await image.decode();"
+            " const canvas = document.createElement('canvas');"
+            " canvas.width = image.naturalWidth; canvas.height = image.naturalHeight;"
+            " const context = canvas.getContext('2d'); context.drawImage(image, 0, 0);"
+            " const data = context.getImageData(0, 0, canvas.width, canvas.height).data;"
+            " const counts = {};"
+            " for (let i = 0; i < data.length; i += 4) {"
+            "  const colour = [...data.slice(i, i + 4)].join(' ');"
+            "  counts[colour] = (counts[colour] || 0) + 1; }"
+            " return counts; })()")
+
     @unittest.skipUnless(shutil.which("dot"), "Graphviz is not installed")
-    def test_the_job_graph_is_part_of_the_page(self):
-        self.browser.show(self.page)
-        self.assertEqual(self.browser.value("document.querySelectorAll('.flow .node').length"), 5)
-        self.assertEqual(self.browser.value("document.querySelectorAll('.flow .edge').length"), 4)
+    def test_the_job_graph_is_a_picture_in_the_colours_of_the_page(self):
+        box = {"light": "238 243 248 255", "dark": "34 44 54 255"}
+        for scheme, colour in box.items():
+            with self.subTest(scheme=scheme):
+                self.browser.call("Emulation.setEmulatedMedia",
+                                  features=[{"name": "prefers-color-scheme", "value": scheme}])
+                try:
+                    self.browser.show(self.page)
+                    pixels = self.graph_pixels()
+                finally:
+                    self.browser.call("Emulation.setEmulatedMedia", features=[])
+                self.assertGreater(pixels.get(colour, 0), 5000)
+                self.assertGreater(pixels.get("0 0 0 0", 0), 5000, "the page shows around the boxes")
+        self.assertIn("Job graph: 5 modules", self.browser.value(
+            "document.querySelector('.flow img').alt"))
+        self.assertEqual(self.browser.value("document.querySelectorAll('.flow svg').length"), 0)
+
+    def test_a_job_graph_that_means_harm_runs_and_loads_nothing(self):
+        self.browser.show(self.forged)
+        self.assertEqual(self.image_widths(".flow img"), [300])
+        time.sleep(0.2)  # for what waits for an event
+        self.assertEqual(self.browser.value("typeof window.taken"), "undefined")
+        self.assertEqual(self.browser.value("document.title"), "forged – vorn report")
+        self.assertEqual([one for one in self.browser.requests()
+                          if not one.startswith("data:")], [self.forged.resolve().as_uri()])
+        self.assertEqual(self.server.asked, [])
 
     def test_nothing_is_loaded_and_nothing_fails(self):
         for page in (self.page, self.hostile):

@@ -6,7 +6,6 @@
 #include "draw/Drawing.h"
 #include "draw/PadRenderer.h"
 #include "report/HtmlText.h"
-#include "report/InlineSvg.h"
 #include "report/ReportAssets.h"
 #include "report/RunTable.h"
 
@@ -336,14 +335,32 @@ std::string graphAsText(const RunResult& result)
     return out + "</ol>\n";
 }
 
+// The picture as Graphviz drew it, with the colours of the page.
+std::string styledGraph(const std::string& svg)
+{
+    const std::size_t tag = svg.find("<svg");
+    const std::size_t end = tag == std::string::npos ? tag : svg.find('>', tag);
+    if (end == std::string::npos)
+        return svg;
+    return svg.substr(0, end + 1) + "<style>" + std::string(graphStyle) + "</style>" +
+           svg.substr(end + 1);
+}
+
+// An image of its own, whatever is in the picture: browsers run no scripts of images and load
+// nothing that they refer to.
+std::string graphImage(const RunResult& result)
+{
+    return fmt::format(
+        "<img src=\"{}\" alt=\"Job graph: {}; the inputs of each are in the table of "
+        "modules\">\n",
+        dataUri("image/svg+xml", styledGraph(result.graphSvg)),
+        counted(int64_t(result.modules.size()), "module"));
+}
+
 Part graphPart(const RunResult& result)
 {
-    const std::string svg =
-        inlineSvg(result.graphSvg,
-                  fmt::format("Job graph: {}; the inputs of each are in the table of modules",
-                              counted(int64_t(result.modules.size()), "module")));
-    std::string content = svg.empty() ? graphAsText(result) : svg + "\n";
-    if (svg.empty())
+    std::string content = result.graphSvg.empty() ? graphAsText(result) : graphImage(result);
+    if (result.graphSvg.empty())
         content += "<p class=\"soft small\">The modules in the order in which they run. With "
                    "Graphviz installed, this is a picture.</p>\n";
     return {"flow", "Job graph", "<div class=\"flow\">" + content + "</div>\n"};

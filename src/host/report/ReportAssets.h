@@ -1,7 +1,7 @@
 /// @file ReportAssets.h
 ///
-/// What is the same in every report: its style sheet, and the script that enlarges pictures. The
-/// build embeds both from report.css and report.js.
+/// What is the same in every report: its style sheets, and the script that enlarges pictures. The
+/// build embeds them from report.css, graph.css and report.js.
 #ifndef REPORTASSETS_H
 #define REPORTASSETS_H
 
@@ -12,6 +12,9 @@ namespace host {
 /// The content of the page's style element: a line feed, then report.css byte for byte. The page's
 /// content security policy allows it by the checksum of exactly this text.
 extern const std::string_view reportStyle;
+
+/// The content of a style element for the picture of the job graph: a line feed, then graph.css.
+extern const std::string_view graphStyle;
 
 /// The content of the page's script element: a line feed, then report.js byte for byte. Allowed in
 /// the same way; no other script can run.

@@ -1,13 +1,20 @@
+// The program is started and fed with the calls of the system, not with QProcess. With Qt 6.4 one
+// of the allocations that QProcess makes ends the whole command when there is no memory for it
+// (SurvivesEveryFailureOfTheHeap/reports found a crash); here a missing picture is all that
+// happens.
 #include "draw/DotProgram.h"
 
 #include "base/CommandError.h"
+#include "base/Numbers.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
+#include <limits>
 #include <poll.h>
 #include <spawn.h>
 #include <sys/wait.h>
@@ -40,13 +47,13 @@ void openPipe(Descriptor& readEnd, Descriptor& writeEnd)
 {
     int ends[2];
     if (pipe2(ends, O_CLOEXEC) != 0)
-        throw CommandError(std::string("no pipe can be made: ") + std::strerror(errno));
+        throw CommandError(std::string("cannot make a pipe: ") + std::strerror(errno));
     readEnd.reset(ends[0]);
     writeEnd.reset(ends[1]);
 }
 
-// Starts dot with its standard input and output at the descriptors given. Our own blocked and
-// ignored signals are not its.
+// Starts dot with its standard input and output at the descriptors given. Signals that the command
+// blocks or ignores for itself are neither blocked nor ignored there.
 int startDot(const std::string& format, int input, int output, pid_t& child)
 {
     posix_spawn_file_actions_t actions;
@@ -74,19 +81,34 @@ int startDot(const std::string& format, int input, int output, pid_t& child)
     return error;
 }
 
-// Feeds and reads dot by turns: it may answer before it has read everything.
-std::string converse(Descriptor& input, Descriptor& output, const std::string& text)
+using Clock = std::chrono::steady_clock;
+
+// Milliseconds until `deadline`, as poll takes them; 0 when it has passed.
+int remaining(Clock::time_point deadline)
 {
-    std::string answer;
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now()).count();
+    return static_cast<int>(std::clamp<long long>(left, 0, std::numeric_limits<int>::max()));
+}
+
+// Writes `text` to dot and reads the picture, whichever can go on: it may answer before it has read
+// everything. False when the deadline passed.
+bool pipeThrough(Descriptor& input, Descriptor& output, const std::string& text,
+                 Clock::time_point deadline, std::string& picture)
+{
     std::size_t sent = 0;
     fcntl(input.get(), F_SETFL, O_NONBLOCK);
     std::array<char, 65536> buffer;
     while (true) {
         std::array<pollfd, 2> waiting = {
-            {{output.get(), POLLIN, 0},
-             {input.get(), POLLOUT, 0}}}; // a descriptor of -1 is passed over
-        if (poll(waiting.data(), waiting.size(), -1) < 0 && errno != EINTR)
-            return answer;
+            {{output.get(), POLLIN, 0}, {input.get(), POLLOUT, 0}}}; // poll skips -1
+        const int ready = poll(waiting.data(), waiting.size(), remaining(deadline));
+        if (ready == 0)
+            return false;
+        if (ready < 0) {
+            if (errno != EINTR)
+                return true;
+            continue; // nothing is known of the descriptors
+        }
         if (waiting[1].revents != 0) {
             const ssize_t count = write(input.get(), text.data() + sent, text.size() - sent);
             sent += count > 0 ? static_cast<std::size_t>(count) : 0;
@@ -96,13 +118,42 @@ std::string converse(Descriptor& input, Descriptor& output, const std::string& t
         if (waiting[0].revents != 0) {
             const ssize_t count = read(output.get(), buffer.data(), buffer.size());
             if (count <= 0)
-                return answer;
-            answer.append(buffer.data(), static_cast<std::size_t>(count));
+                return true;
+            picture.append(buffer.data(), static_cast<std::size_t>(count));
         }
     }
 }
 
-// Writing to a dot that has ended must not end us.
+// A child process. One that nobody has waited for is killed when this goes away.
+class Child
+{
+public:
+    explicit Child(pid_t process) : id(process) {}
+    ~Child()
+    {
+        if (id > 0) {
+            kill(id, SIGKILL);
+            wait();
+        }
+    }
+    Child(const Child&) = delete;
+    Child& operator=(const Child&) = delete;
+
+    // The status that waitpid gives.
+    int wait()
+    {
+        int status = 0;
+        while (waitpid(id, &status, 0) < 0 && errno == EINTR) {
+        }
+        id = 0;
+        return status;
+    }
+
+private:
+    pid_t id;
+};
+
+// Writing to a dot that has ended must not end the command.
 class IgnorePipeSignal
 {
 public:
@@ -130,7 +181,8 @@ bool isDotInstalled()
     return false;
 }
 
-std::string drawDot(const std::string& dot, const std::string& format)
+std::string drawDot(const std::string& dot, const std::string& format,
+                    std::chrono::milliseconds limit)
 {
     Descriptor childInput;
     Descriptor input;
@@ -139,22 +191,24 @@ std::string drawDot(const std::string& dot, const std::string& format)
     openPipe(childInput, input);
     openPipe(output, childOutput);
     const IgnorePipeSignal ignored;
-    pid_t child = 0;
-    const int error = startDot(format, childInput.get(), childOutput.get(), child);
+    pid_t id = 0;
+    const int error = startDot(format, childInput.get(), childOutput.get(), id);
     if (error == ENOENT)
         throw CommandError("the program \"dot\" is needed to draw the graph; install graphviz, or "
                            "write the graph with -o FILE.dot");
     if (error != 0)
         throw CommandError(std::string("the program \"dot\" cannot be started: ") +
                            std::strerror(error));
+    Child child(id);
     childInput.reset();
     childOutput.reset();
-    std::string picture = converse(input, output, dot);
+    std::string picture;
+    if (!pipeThrough(input, output, dot, Clock::now() + limit, picture))
+        throw CommandError("the program \"dot\" did not draw the graph within " +
+                           formatFixed(static_cast<double>(limit.count()) / 1000, 1) + " s");
     input.reset();
     output.reset();
-    int status = 0;
-    while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
-    }
+    const int status = child.wait();
     if (!WIFEXITED(status) || WEXITSTATUS(status) != 0 || picture.empty())
         throw CommandError("the program \"dot\" could not draw the graph as " + format);
     return picture;

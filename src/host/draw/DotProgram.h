@@ -4,6 +4,7 @@
 #ifndef DOTPROGRAM_H
 #define DOTPROGRAM_H
 
+#include <chrono>
 #include <string>
 
 namespace host {
@@ -12,8 +13,11 @@ namespace host {
 bool isDotInstalled();
 
 /// The picture of `dot` text in `format` ("svg", "png", "pdf"), made by the program `dot`, which is
-/// run without a shell. Throws CommandError when there is no such program or it fails.
-std::string drawDot(const std::string& dot, const std::string& format);
+/// run without a shell. Throws CommandError when there is no such program, when it fails, and when
+/// it takes longer than `limit`; it has ended then. The default is far more than a graph of ten
+/// thousand modules takes.
+std::string drawDot(const std::string& dot, const std::string& format,
+                    std::chrono::milliseconds limit = std::chrono::minutes(10));
 
 } // namespace host
 

@@ -8,7 +8,6 @@
 #include "cli/CommandHelp.h"
 #include "job/YamlFields.h"
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cstdio>
 #include <fmt/format.h>
@@ -91,35 +90,21 @@ std::vector<std::string> allOptionNames(const Command& command)
     return names;
 }
 
-// The words of a call as the table describes them.
+// The words of a call as the table describes them: "--output FILE", "--output=FILE", "-o FILE",
+// "-oFILE", and switches together, "-qv". After "--" no word is an option. Help, manual pages and
+// completion come from the table, so that splitting the words is all that is left to do: a library
+// for it would take as many lines to tell it what the table says and what its errors mean.
 class CallParser
 {
 public:
-    explicit CallParser(const Command& called) : command(called)
-    {
-        app.set_help_flag();
-        app.allow_extras();
-        app.add_flag("-h,--help", help);
-        for (const OptionSpec& option : command.options)
-            add(option);
-        app.add_option("words", words)->expected(0, -1);
-    }
+    explicit CallParser(const Command& called) : command(called) {}
 
     // True: the help is wanted, and nothing else counts.
-    bool parse(std::vector<std::string> call)
+    bool parse(const std::vector<std::string>& call)
     {
-        std::reverse(call.begin(), call.end()); // as the library wants them
-        try {
-            app.parse(call);
-        } catch (const CLI::ArgumentMismatch& error) {
-            const std::string text = error.what(); // "--set: 1 required TEXT missing"
-            refuse(command, escaped(text.substr(0, text.find(':'))) + " needs a value");
-        } catch (const CLI::ParseError& error) {
-            refuse(command, escaped(error.what()));
-        }
+        split(call);
         if (help)
             return true;
-        refuseUnknownOptions();
         distributeWords();
         for (const OptionSpec& option : command.options)
             check(option);
@@ -132,40 +117,69 @@ public:
     Arguments arguments;
 
 private:
-    void add(const OptionSpec& option)
+    void split(const std::vector<std::string>& call)
     {
-        const std::string name = longName(option);
-        if (option.value.empty())
-            app.add_flag(option.names, flags[name]);
+        bool onlyWords = false;
+        for (std::size_t i = 0; i < call.size() && !help; ++i) {
+            if (onlyWords || call[i].size() < 2 || call[i][0] != '-')
+                words.push_back(call[i]);
+            else if (call[i] == "--")
+                onlyWords = true;
+            else if (takeOption(call[i], i + 1 < call.size() ? &call[i + 1] : nullptr))
+                ++i;
+        }
+    }
+
+    // Whether the option took `next`, the word after it, as its value.
+    bool takeOption(const std::string& word, const std::string* next)
+    {
+        const bool isLong = word.starts_with("--");
+        const std::string name = word.substr(0, isLong ? word.find('=') : 2);
+        const std::string rest = word.substr(name.size()); // "=FILE", "FILE", or further switches
+        const OptionSpec* option = find(name);
+        if (help)
+            return false;
+        std::vector<std::string>& values = arguments.values[longName(*option)];
+        if (option->value.empty()) {
+            if (isLong && !rest.empty())
+                refuse(command, name + " takes no value");
+            values = {""};
+            return !rest.empty() && takeOption("-" + rest, next);
+        }
+        const bool takesNext = rest.empty();
+        if (takesNext ? next == nullptr : isLong && rest == "=")
+            refuse(command, longName(*option) + " needs a value");
+        if (takesNext)
+            values.push_back(*next);
         else
-            app.add_option(option.names, arguments.values[name])
-                ->expected(1)
-                ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
-                ->allow_extra_args(false);
+            values.push_back(isLong ? rest.substr(1) : rest);
+        return takesNext;
+    }
+
+    // The option of that name; null for the help, which every command has.
+    const OptionSpec* find(const std::string& name)
+    {
+        for (const OptionSpec& option : command.options) {
+            const std::vector<std::string> names = optionNames(option);
+            if (std::find(names.begin(), names.end(), name) != names.end())
+                return &option;
+        }
+        if (name != "-h" && name != "--help")
+            refuse(command, "there is no option " + quote(name) +
+                                suggestion(name, allOptionNames(command), ""));
+        help = true;
+        return nullptr;
     }
 
     void check(const OptionSpec& option)
     {
-        const std::string name = longName(option);
-        std::vector<std::string>& values = arguments.values[name];
-        if (flags.count(name) != 0 && flags[name])
-            values = {""};
+        const std::vector<std::string>& values = arguments.values[longName(option)];
         if (option.required && values.empty())
             refuse(command, joined(optionNames(option), " or ") + " is missing");
         if (values.size() > 1 && !option.repeated)
-            refuse(command, name + " is given more than once");
+            refuse(command, longName(option) + " is given more than once");
         for (const std::string& value : values)
             checkValue(command, option, value);
-    }
-
-    void refuseUnknownOptions() const
-    {
-        for (const std::string& word : app.remaining()) {
-            const std::string name = word.substr(0, word.find('='));
-            if (name != "--")
-                refuse(command, "there is no option " + quote(name) +
-                                    suggestion(name, allOptionNames(command), ""));
-        }
     }
 
     void distributeWords()
@@ -181,9 +195,7 @@ private:
     }
 
     const Command& command;
-    CLI::App app;
-    std::map<std::string, bool> flags;
-    std::vector<std::string> words;
+    std::vector<std::string> words; // that are no option and no option's value
     bool help = false;
 };
 

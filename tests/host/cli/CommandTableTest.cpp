@@ -77,6 +77,61 @@ TEST(CommandTableTest, TheCompletionIsAScriptThatBashReads)
     std::filesystem::remove(path);
 }
 
+TEST(CommandTableTest, WordsAreSplitIntoOptionsValuesAndArguments)
+{
+    struct Row
+    {
+        std::vector<std::string> words;
+        std::string error;
+    };
+    // The errors show what was taken for what.
+    const Row rows[] = {
+        {{"run", "a", "--progress", "x"},
+         "--progress is \"x\"; expected one of auto, always, never"},
+        {{"run", "a", "--progress=x=y"},
+         "--progress is \"x=y\"; expected one of auto, always, never"},
+        {{"run", "a", "--progress="}, "--progress needs a value"},
+        {{"run", "a", "--progress"}, "--progress needs a value"},
+        {{"run", "a", "--progress", "never", "--progress", "never"},
+         "--progress is given more than once"},
+        {{"plot", "a", "-o", "b", "-m", "x"}, "--mode is \"x\"; expected one of density, wiggle"},
+        {{"plot", "a", "-o", "b", "-mx"}, "--mode is \"x\"; expected one of density, wiggle"},
+        {{"plot", "a", "-o", "b", "-m"}, "--mode needs a value"},
+        {{"plot", "a", "-ob", "--clip", "--mode"}, "--clip is \"--mode\"; expected a number"},
+        {{"plot", "a", "--clip", "-5"}, "-o or --output is missing"},
+        {{"run", "a", "-qvx"}, "there is no option \"-x\""},
+        {{"run", "a", "--quie"}, "there is no option \"--quie\"; did you mean \"--quiet\"?"},
+        {{"run", "a", "--quiet=yes"}, "--quiet takes no value"},
+        {{"run", "a", "--", "-q"}, "\"-q\" is one word too many"},
+        {{"run", "a", "-"}, "\"-\" is one word too many"},
+        {{"run", "-q"}, "JOB.yaml is missing"},
+    };
+    for (const Row& row : rows) {
+        testing::internal::CaptureStderr();
+        const int code = runCommandLine(row.words);
+        const std::string errors = testing::internal::GetCapturedStderr();
+        EXPECT_EQ(code, exitWrongCall) << row.error;
+        EXPECT_EQ(errors, "vorn: " + row.words[0] + ": " + row.error + " (see \"vorn " +
+                              row.words[0] + " --help\")\n");
+    }
+}
+
+TEST(CommandTableTest, TheHelpIsShownWhateverElseTheCallSays)
+{
+    for (const std::vector<std::string>& words :
+         std::vector<std::vector<std::string>>{{"run", "--help"},
+                                               {"run", "a", "b", "-h"},
+                                               {"run", "-qh"},
+                                               {"run", "-h", "--no-such-option"}})
+    {
+        testing::internal::CaptureStdout();
+        const int code = runCommandLine(words);
+        const std::string text = testing::internal::GetCapturedStdout();
+        EXPECT_EQ(code, exitDone);
+        EXPECT_THAT(text, ::testing::StartsWith("usage: vorn run JOB.yaml")) << words.back();
+    }
+}
+
 TEST(CommandTableTest, LinesOfTheHelpFitATerminal)
 {
     for (const Command& command : commandTable()) {

@@ -117,6 +117,23 @@ std::string environment(const char* name)
     return value != nullptr ? value : "";
 }
 
+// What VORN_SCRATCH_SIZE says, read as the kernel reads it: a number, whatever follows.
+int scratchTracesOfEnvironment(Diagnostics& diagnostics)
+{
+    const std::string text = environment("VORN_SCRATCH_SIZE");
+    if (text.empty())
+        return defaultScratchTraces;
+    const long traces = std::strtol(text.c_str(), nullptr, 10);
+    if (traces >= fewestScratchTraces && traces <= mostScratchTraces)
+        return static_cast<int>(traces);
+    diagnostics.warning({"VORN_SCRATCH_SIZE", 0, 0},
+                        fmt::format("{} is ignored, {} traces stay in memory; expected a number "
+                                    "from {} to {}",
+                                    quote(text), defaultScratchTraces, fewestScratchTraces,
+                                    mostScratchTraces));
+    return defaultScratchTraces;
+}
+
 void resolveScratch(const JobFile& job, ResolvedJob& resolved, Diagnostics& diagnostics)
 {
     resolved.scratchDirectory = job.scratchDirectory.value_or(environment("VORN_SCRATCH"));
@@ -126,11 +143,8 @@ void resolveScratch(const JobFile& job, ResolvedJob& resolved, Diagnostics& diag
     checkDirectory(resolved.scratchDirectory, job.scratchDirectory ? job.scratchPlace : fromOutside,
                    "scratch directory", true, diagnostics);
 
-    const int fromEnvironment = std::atoi(environment("VORN_SCRATCH_SIZE").c_str());
-    const bool usable =
-        fromEnvironment >= fewestScratchTraces && fromEnvironment <= mostScratchTraces;
     resolved.scratchTraces =
-        job.scratchTraces.value_or(usable ? fromEnvironment : defaultScratchTraces);
+        job.scratchTraces ? *job.scratchTraces : scratchTracesOfEnvironment(diagnostics);
 }
 
 // Whether module `i` or one before it writes the attribute.

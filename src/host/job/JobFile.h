@@ -69,9 +69,8 @@ struct JobFile
     std::vector<std::string> moduleNames() const;
 };
 
-/// Fewest and most traces that a job may keep in memory. With fewer, the traces that a module works
-/// on at a time would push each other out.
-constexpr int fewestScratchTraces = 10;
+/// Fewest and most traces that a job may keep in memory: what the kernel accepts.
+constexpr int fewestScratchTraces = 1;
 constexpr int mostScratchTraces = 99999999;
 
 /// The job in `path`; nothing when the file cannot be read or is no YAML. Errors in it are

@@ -121,9 +121,43 @@ TEST_F(JobCheckTest, ScratchComesFromTheJobElseFromTheEnvironment)
     const ResolvedJob fromOutside = check(chain);
     EXPECT_EQ(fromOutside.scratchDirectory, std::getenv("VORN_SCRATCH"));
     EXPECT_EQ(fromOutside.scratchTraces, 77);
+}
 
-    const ScopedEnvironment senseless("VORN_SCRATCH_SIZE", "many");
-    EXPECT_EQ(check(chain).scratchTraces, 10000);
+TEST_F(JobCheckTest, TheScratchSizeOfTheEnvironmentIsReadAsTheKernelReadsIt)
+{
+    const auto ignored = [](const std::string& text) {
+        return "VORN_SCRATCH_SIZE: warning: \"" + text +
+               "\" is ignored, 10000 traces stay in memory; expected a number from 1 to 99999999";
+    };
+    struct Row
+    {
+        const char* text;
+        int traces;
+        bool isIgnored;
+    };
+    const Row rows[] = {
+        {"1", 1, false},
+        {"9", 9, false},
+        {"99999999", 99999999, false},
+        {"12 traces", 12, false},
+        {"", 10000, false},
+        {"0", 10000, true},
+        {"-5", 10000, true},
+        {"100000000", 10000, true},
+        {"4294967297", 10000, true},
+        {"many", 10000, true},
+    };
+    for (const Row& row : rows) {
+        const ScopedEnvironment size("VORN_SCRATCH_SIZE", row.text);
+        EXPECT_EQ(check(chain).scratchTraces, row.traces) << row.text;
+        if (row.isIgnored)
+            EXPECT_THAT(lines(), ElementsAre(ignored(row.text)));
+        else
+            EXPECT_THAT(lines(), ElementsAre()) << row.text;
+        EXPECT_EQ(check("scratch: {traces: 50}\n" + std::string(chain)).scratchTraces, 50);
+        EXPECT_THAT(lines(), ElementsAre()) << "it is not used";
+    }
+    EXPECT_EQ(check("scratch: {traces: 1}\n" + std::string(chain)).scratchTraces, 1);
 }
 
 TEST_F(JobCheckTest, TheSegySchemaIsThereUnlessTheJobListsItsOwn)

@@ -11,6 +11,7 @@
 #include "draw/JobGraph.h"
 #include "draw/PadRenderer.h"
 #include "draw/PadStore.h"
+#include "kernel_messages.h"
 #include "report/RunTable.h"
 #include "run/Console.h"
 #include "run/Interrupt.h"
@@ -62,7 +63,10 @@ double secondsBetweenLines(const Arguments& arguments)
 // The kernel frames each phase with a banner, which says nothing new in a log of lines with times.
 bool isBanner(const RunMessage& message)
 {
-    return message.module == "Kernel" && message.text.starts_with("*****");
+    using namespace kernel_messages;
+    return message.module == "Kernel" &&
+           (message.text == preProcessingBanner || message.text == processingBanner ||
+            message.text == postProcessingBanner);
 }
 
 // Shows messages as they come.

@@ -5,6 +5,7 @@
 #include "ScratchManager.h"
 #include "base/Escaping.h"
 #include "base/Text.h"
+#include "kernel_messages.h"
 
 #include <QtGlobal>
 #include <algorithm>
@@ -344,7 +345,7 @@ void JobRunner::takeMessage(int type, const std::string& module, const std::stri
 {
     // The kernel keeps the trace in memory then: more memory is needed, and nothing is wrong with
     // the results.
-    if (type == errorSeverity && text.starts_with("Can not write to scratch file "))
+    if (type == errorSeverity && text.starts_with(kernel_messages::canNotWriteToScratchFile))
         type = warningSeverity;
 
     RunMessage message;

@@ -6,7 +6,7 @@
 #include "base/Suggestions.h"
 #include "base/Text.h"
 #include "cli/CommandTable.h"
-#include "draw/Drawing.h"
+#include "draw/Page.h"
 #include "draw/SectionPlot.h"
 #include "segy/NumberRanges.h"
 #include "segy/SegyReader.h"

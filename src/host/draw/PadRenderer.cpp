@@ -2,7 +2,7 @@
 
 #include "base/Escaping.h"
 #include "base/Numbers.h"
-#include "draw/Drawing.h"
+#include "draw/Axes.h"
 #include "draw/SectionPlot.h"
 
 #include <algorithm>

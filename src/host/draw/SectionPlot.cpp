@@ -1,6 +1,7 @@
 #include "draw/SectionPlot.h"
 
 #include "base/Numbers.h"
+#include "draw/Axes.h"
 
 #include <algorithm>
 #include <array>

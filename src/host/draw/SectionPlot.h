@@ -4,7 +4,7 @@
 #ifndef SECTIONPLOT_H
 #define SECTIONPLOT_H
 
-#include "draw/Drawing.h"
+#include "draw/Page.h"
 
 #include <string>
 #include <vector>

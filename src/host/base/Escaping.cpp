@@ -8,7 +8,7 @@ namespace host {
 
 namespace {
 
-// One character of UTF-8 text; `length` 0: the bytes are none.
+// One character of UTF-8 text; `length` 0: the bytes are not UTF-8.
 struct Character
 {
     uint32_t code = 0;

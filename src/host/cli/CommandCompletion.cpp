@@ -129,7 +129,7 @@ std::string zshCommand(const Command& command)
             text += "            " + inSingleQuotes(spec) + " \\\n";
         }
     }
-    text += "            '--help[show a help]'";
+    text += "            '--help[show this help]'";
     for (const ArgumentSpec& argument : command.arguments)
         text += " \\\n            " +
                 inSingleQuotes((argument.repeated ? "*:" : ":") + zshText(argument.name) + ":" +
@@ -187,7 +187,7 @@ std::string fishCommand(const Command& command)
     }
     for (const ArgumentSpec& argument : command.arguments)
         text += when + fishValues(argument.kind, argument.choices) + "\n";
-    return text + when + " -l help -d 'show a help'\n";
+    return text + when + " -l help -d 'show this help'\n";
 }
 
 std::string fishScript()

@@ -1,4 +1,4 @@
-// Help and manual pages. What both say stands in the table of commands, or here once.
+// Help and manual pages. Their content comes from the table of commands, or stands here once.
 #include "cli/CommandHelp.h"
 
 #include "base/Text.h"
@@ -38,10 +38,10 @@ constexpr Fact exitCodes[] = {
 };
 
 constexpr Fact variables[] = {
-    {"VORN_HOME", "module tree, with module libraries and manifests in its lib; found beside the "
-                  "program when not set"},
-    {"VORN_SCRATCH", "directory of scratch files for jobs that do not name one"},
-    {"VORN_SCRATCH_SIZE", "traces kept in memory by jobs that do not say"},
+    {"VORN_HOME", "module tree, with module libraries and manifests in its lib; when not set, the "
+                  "one beside the program"},
+    {"VORN_SCRATCH", "directory of scratch files for jobs that do not set one"},
+    {"VORN_SCRATCH_SIZE", "traces kept in memory by jobs that do not set a number"},
 };
 
 std::string optionHead(const OptionSpec& option)
@@ -247,7 +247,7 @@ std::string generalManual()
            ".SH SYNOPSIS\n.B vorn\nCOMMAND [ARGUMENT]... [OPTION]...\n.SH DESCRIPTION\n" +
            manualParagraphs(introduction) + ".SH COMMANDS\n" + manualList(commandRows("vorn-")) +
            ".SH OPTIONS\n" +
-           manualList({{"-h, --help", "show a help"}, {"--version", "show the version"}}) +
+           manualList({{"-h, --help", "show this help"}, {"--version", "show the version"}}) +
            ".SH EXAMPLES\n" + manualExamples(generalExamples()) + commonManual();
 }
 

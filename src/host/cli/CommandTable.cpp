@@ -191,11 +191,11 @@ private:
                 values.push_back(words[next++]);
         }
         if (next < words.size())
-            refuse(command, quote(words[next]) + " is one word too many");
+            refuse(command, quote(words[next]) + " is one argument too many");
     }
 
     const Command& command;
-    std::vector<std::string> words; // that are no option and no option's value
+    std::vector<std::string> words; // that are neither options nor values of options
     bool help = false;
 };
 
@@ -236,7 +236,7 @@ int dispatch(const std::vector<std::string>& words)
     return runParsed(*command, {words.begin() + 1, words.end()});
 }
 
-// A result that could not be written is no result.
+// A result that could not be written is an error.
 int flushed(int code)
 {
     if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0)

@@ -35,7 +35,7 @@ std::vector<std::string> allowedDirectories(const Arguments& arguments)
     std::vector<std::string> directories = arguments.texts("--allow-modules-from");
     for (const std::string& directory : directories) {
         if (!std::filesystem::is_directory(directory))
-            throw CommandError("--allow-modules-from: " + quote(directory) + " is no directory");
+            throw CommandError("--allow-modules-from: " + quote(directory) + " is not a directory");
     }
     return directories;
 }
@@ -47,7 +47,7 @@ std::vector<OptionSpec> jobOptions()
     return {
         {"--set",
          "MODULE.PARAMETER=VALUE",
-         "set a parameter of the job; relative paths are taken from the current directory",
+         "set a parameter of the job; paths are relative to the current directory",
          ValueKind::text,
          {},
          true},

@@ -23,8 +23,8 @@ bool isPageName(const fs::path& path)
     return ending == ".html" || ending == ".htm";
 }
 
-// A name of a page is that page; everything else is a directory, where the job's name is the
-// page's.
+// A name that ends with .html is that of the page; any other is a directory, in which the page is
+// named after the job.
 std::string pagePath(const std::string& given, const ResolvedJob& job)
 {
     if (given.empty())
@@ -33,7 +33,7 @@ std::string pagePath(const std::string& given, const ResolvedJob& job)
         return given;
     if (fs::exists(given) && !fs::is_directory(given))
         throw CommandError("--report: the file " + quote(given) +
-                           " is no directory, and a report's name ends with .html");
+                           " is not a directory, and the name of a report must end with .html");
     makeDirectory(given, "--report");
     return (fs::path(given) / (fs::path(job.file).stem().string() + "-report.html")).string();
 }
@@ -43,7 +43,7 @@ bool isSameFile(const std::string& a, const std::string& b)
     std::error_code error;
     if (fs::equivalent(a, b, error) && !error)
         return true;
-    // Absolute first: a relative name of nothing that exists stays relative otherwise.
+    // Made absolute first: the relative name of a file that does not exist would stay relative.
     return fs::weakly_canonical(fs::absolute(a), error) ==
            fs::weakly_canonical(fs::absolute(b), error);
 }
@@ -53,7 +53,7 @@ void refuseUnwritable(const std::string& option, const std::string& path)
     std::error_code error;
     const fs::file_status status = fs::status(path, error);
     if (fs::exists(status) && !fs::is_regular_file(status))
-        throw CommandError(option + ": " + quote(path) + " is no ordinary file");
+        throw CommandError(option + ": " + quote(path) + " is not a regular file");
     fs::path directory = fs::path(path).parent_path();
     if (directory.empty())
         directory = ".";

@@ -55,7 +55,7 @@ Command checkCommand()
     return {"check",
             runCheck,
             "Check a job without running it",
-            "Tells everything that is wrong with a job file, each error with file, line and "
+            "Reports every error in a job file, each with file, line and "
             "column: syntax, unknown and repeated keys, values, units, ranges, missing files, "
             "modules that cannot be loaded, and how the modules are connected. The exit code is 2 "
             "when there are errors.",

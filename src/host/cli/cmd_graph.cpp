@@ -24,7 +24,7 @@ std::string formatOf(const std::string& path)
             return format;
     }
     throw CommandError("-o: the file " + quote(path) +
-                       " must end with .svg, .png, .pdf or .dot, which says what to write");
+                       " must end with .svg, .png, .pdf or .dot, which selects the format");
 }
 
 int runGraph(const Arguments& arguments)

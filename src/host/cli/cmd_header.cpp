@@ -23,7 +23,7 @@ using VORN::HeaderWord;
 using VORN::SegyReader;
 using Words = std::vector<const HeaderWord*>;
 
-// Values of one trace header word among the traces looked at.
+// The range of one trace header word among the selected traces.
 struct WordRange
 {
     const HeaderWord* word;
@@ -269,7 +269,7 @@ int runHeader(const Arguments& arguments)
         printWarnings(reader, headers.warnings);
         if (headers.numbers.empty() && reader.layout().traces > 0)
             throw CommandError(reader.path() + ": --traces " + arguments.text("--traces") +
-                               " selects none; the file holds " +
+                               " selects no trace; the file holds " +
                                counted(reader.layout().traces, "trace"));
         if (arguments.has("--json")) {
             std::printf("%s\n", jsonOf(reader, headers).dump(2).c_str());
@@ -297,8 +297,8 @@ Command headerCommand()
         "header",
         runHeader,
         "Show the headers of a SEG-Y file and the ranges of their values",
-        "Prints how the file is laid out, its text and binary headers, and for every trace "
-        "header word its smallest and greatest value and how often it changes from one trace "
+        "Prints the layout of the file, its text and binary headers, and for every trace header "
+        "word its smallest and largest value and how often it changes from one trace "
         "to the next. Words have their Seismic Unix names.",
         {{"FILE.sgy", "the SEG-Y file", ValueKind::file}},
         {{"-t,--traces", "A:B", "look at these traces only, counted from 1, and list their values"},

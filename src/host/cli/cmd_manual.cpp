@@ -56,9 +56,8 @@ Command manualCommand()
     return {"manual",
             runManual,
             "Print manual pages",
-            "Prints the manual page of a command, or of vorn as a whole, in the form that man "
-            "reads.",
-            {{"COMMAND", "the command; vorn as a whole without one", ValueKind::text, false}},
+            "Prints the manual page of a command, or of vorn as a whole, as input for man.",
+            {{"COMMAND", "the command; without it, vorn as a whole", ValueKind::text, false}},
             {{"-d,--directory", "DIR", "write all pages to this directory", ValueKind::directory}},
             {{"vorn manual run | man -l -", "read the page of vorn run"},
              {"vorn manual -d ~/.local/share/man/man1", "install all pages for yourself"}}};

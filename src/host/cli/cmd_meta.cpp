@@ -21,7 +21,7 @@ void collect(void* entries, const std::string& key, const std::string& value)
     static_cast<Entries*>(entries)->emplace(key, value);
 }
 
-// JSON holds UTF-8; bytes that are none are shown as they are on a terminal.
+// JSON holds UTF-8; other bytes are escaped as on a terminal.
 std::string jsonText(const std::string& text)
 {
     return utf8Prefix(text) == text.size() ? text : escapedLines(text);
@@ -51,7 +51,7 @@ void printText(const Entries& entries)
 
 int runMeta(const Arguments& arguments)
 {
-    // Paths are compared as text by the store, and relative ones have metadata only by accident.
+    // The store compares paths as texts, so a relative path would not be found.
     const std::string file = std::filesystem::absolute(arguments.text("FILE")).lexically_normal();
     VORN::MetadataProvider* store = VORN::MetadataProvider::getInstance();
     const std::string project = arguments.text("--project");
@@ -62,11 +62,11 @@ int runMeta(const Arguments& arguments)
     Entries entries;
     if (!store->loadMetadata(file, collect, &entries)) {
         const std::string path = store->getRefPath(file, nullptr);
-        throw CommandError(file + ": no metadata are stored for this file (looked for " + path +
-                           (outside ? ", since the file does not lie in the project directory " +
-                                          store->getRefDir()
-                                    : "") +
-                           "); state the project directory with --project if it is another");
+        throw CommandError(
+            file + ": no metadata are stored for this file (looked for " + path +
+            (outside ? ", since the file is not in the project directory " + store->getRefDir()
+                     : "") +
+            "); if the project directory is another, give it with --project");
     }
     if (arguments.has("--json"))
         printJson(entries);
@@ -83,8 +83,9 @@ Command metaCommand()
         "meta",
         runMeta,
         "Show the stored metadata of a data file",
-        "Metadata are stored by modules and programs that call for it; those of vorn do not, what "
-        "they note is in the report and the JSON file of a run. The files lie in the directory "
+        "Metadata are stored by modules and programs that ask for it. The modules of vorn do not; "
+        "what they note is in the report and the JSON file of a run. The files are in the "
+        "directory "
         ".metadata of the project: the directory given with --project, for files in it, or else "
         "the nearest one above the file that holds project.vpj.",
         {{"FILE", "the data file; it need not exist any more", ValueKind::file}},

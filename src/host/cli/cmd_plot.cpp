@@ -1,4 +1,4 @@
-// vorn plot FILE.sgy -o PICTURE: a section at once, without a job file.
+// vorn plot FILE.sgy -o PICTURE: a section without a job file.
 #include "base/CommandError.h"
 #include "base/Escaping.h"
 #include "base/FileOutput.h"
@@ -25,7 +25,8 @@ using VORN::SegyReader;
 
 constexpr double widthInPoints = 900;
 constexpr double heightInPoints = 600;
-constexpr int64_t mostTraces = 20000; // more cannot be told apart, and have to fit into memory
+constexpr int64_t mostTraces =
+    20000; // more cannot be distinguished, and all have to fit into memory
 
 VORN::NumberRanges chosenTraces(const Arguments& arguments)
 {
@@ -51,7 +52,7 @@ const VORN::HeaderWord* labelWord(const Arguments& arguments)
                        suggestion(key, keys, ""));
 }
 
-// Evenly chosen traces, where there are more than a picture can hold.
+// The traces to draw: every n-th where there are more than a picture can show.
 std::vector<int64_t> tracesToDraw(const SegyReader& reader, const VORN::NumberRanges& wanted)
 {
     std::vector<int64_t> chosen;
@@ -66,7 +67,7 @@ std::vector<int64_t> tracesToDraw(const SegyReader& reader, const VORN::NumberRa
     std::vector<int64_t> some;
     for (int64_t i = 0; i < count; i += step)
         some.push_back(chosen[static_cast<std::size_t>(i)]);
-    std::fprintf(stderr, "vorn: %s: %s are many; every %lldth is drawn\n",
+    std::fprintf(stderr, "vorn: %s: %s are too many for a picture; every %lldth is drawn\n",
                  escaped(reader.path()).c_str(), counted(count, "trace").c_str(),
                  static_cast<long long>(step));
     return some;
@@ -148,7 +149,7 @@ Section readSection(SegyReader& reader, const Arguments& arguments)
         const int begin = std::max(window.first, lead);
         const int end =
             std::max(begin, std::min(window.first + window.count, lead + reader.samplesOf(index)));
-        // None is left where the trace lies outside of the window.
+        // A trace outside of the window has no samples left.
         const auto from = samples.begin() + (end > begin ? begin - lead : 0);
         section.traces.emplace_back(from, from + (end - begin));
         section.leads.push_back(begin - window.first);
@@ -198,8 +199,9 @@ int runPlot(const Arguments& arguments)
     } catch (const DrawingError& error) {
         throw CommandError(error.what());
     } catch (const std::bad_alloc&) {
-        throw CommandError(arguments.text("FILE.sgy") + ": there is not enough memory to draw so "
-                                                        "much; choose fewer traces with --traces");
+        throw CommandError(arguments.text("FILE.sgy") +
+                           ": there is not enough memory to draw this many samples; choose fewer "
+                           "traces with --traces");
     }
     return exitDone;
 }
@@ -232,7 +234,7 @@ Command plotCommand()
               "colours of a density picture",
               ValueKind::choice,
               {"gray", "seismic", "black-white-red"}},
-             {"--clip", "PERCENT", "percentile of the amplitudes to clip at, 98 unless told",
+             {"--clip", "PERCENT", "percentile of the amplitudes to clip at; 98 by default",
               ValueKind::number},
              {"-t,--traces", "A:B", "draw these traces only, counted from 1"},
              {"--from", "SECONDS", "first time to draw", ValueKind::number},

@@ -1,4 +1,4 @@
-// vorn run JOB.yaml: checks a job, runs it, and tells what it did.
+// vorn run JOB.yaml: checks a job, runs it, and reports what it did.
 #include "base/CommandError.h"
 #include "base/Escaping.h"
 #include "base/Quantities.h"
@@ -39,7 +39,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// How much is said, by the least severity that is shown.
+// The lowest severity that is shown.
 int shownSeverity(const Arguments& arguments)
 {
     if (arguments.has("--quiet"))
@@ -60,7 +60,7 @@ double secondsBetweenLines(const Arguments& arguments)
     return arguments.text("--progress") == "always" ? 1 : 10;
 }
 
-// The kernel frames each phase with a banner, which says nothing new in a log of lines with times.
+// The kernel frames each phase with a banner, which adds nothing to a log whose lines have times.
 bool isBanner(const RunMessage& message)
 {
     using namespace kernel_messages;
@@ -115,7 +115,7 @@ ProgressState stateOf(const LiveCounters& live)
 
 // ---- what is made of the result ----
 
-// The picture of the job; the report does without it where it cannot be drawn.
+// The picture of the job, or "": the report shows a list where it cannot be drawn.
 std::string graphPicture(const std::string& dot)
 {
     try {
@@ -162,7 +162,7 @@ std::vector<std::string> writePictures(const PadStore& pads, const std::string& 
     return paths;
 }
 
-// Where pictures go; "" when nobody wants them.
+// Where pictures go; "" when they are not wanted.
 std::string pictureDirectory(const Arguments& arguments)
 {
     if (arguments.has("--pictures"))
@@ -190,9 +190,9 @@ void tellFiles(Console& console, const RunResult& result, bool quiet)
                                            formatBytes(static_cast<double>(file.bytes))));
             continue;
         }
-        console.line(fmt::format("vorn: module {} has not written {}{}", quote(file.module),
+        console.line(fmt::format("vorn: module {} did not write {}{}", quote(file.module),
                                  escaped(file.path),
-                                 file.exists ? "; the file of that name is an older one" : ""));
+                                 file.exists ? "; the existing file of that name is older" : ""));
     }
 }
 
@@ -202,7 +202,7 @@ void tellEnd(Console& console, const RunResult& result)
     for (const RunMessage& message : result.messages)
         errors += message.severity >= errorSeverity ? 1 : 0;
     if (errors > 0)
-        console.line("vorn: the job has ended with " + counted(errors, "error"));
+        console.line("vorn: the job ended with " + counted(errors, "error"));
 }
 
 // ---- Ctrl-C ----
@@ -277,7 +277,8 @@ int runRun(const Arguments& arguments)
     if (arguments.has("--log"))
         console.openLog(arguments.text("--log"));
     const std::string pictures = pictureDirectory(arguments);
-    std::signal(SIGPIPE, SIG_IGN); // a reader of our messages that ends must not end the job
+    std::signal(SIGPIPE,
+                SIG_IGN); // the job must survive the end of the process that reads its messages
 
     PadStore pads;
     const OutputWatch outputs(loaded.job);
@@ -318,34 +319,33 @@ Command runCommand()
     const std::vector<OptionSpec> own = {
         {"--pictures", "DIR", "write what modules draw to this directory", ValueKind::directory},
         {"--format", "FORMAT", "kind of these pictures", ValueKind::choice, {"png", "svg", "pdf"}},
-        {"--log", "FILE", "write all messages to this file, details too", ValueKind::file},
+        {"--log", "FILE", "write all messages to this file, details included", ValueKind::file},
         {"--progress",
          "WHEN",
-         "show how far the job is: on terminals a changing line, elsewhere a line now and then",
+         "show the progress of the job: on a terminal in one line that changes, elsewhere in a "
+         "line every few seconds",
          ValueKind::choice,
          {"auto", "always", "never"}},
         {"-q,--quiet", "", "show warnings and errors only"},
-        {"-v,--verbose", "", "show details too"},
+        {"-v,--verbose", "", "show details as well"},
     };
     options.insert(options.end(), own.begin(), own.end());
-    return {
-        "run",
-        runRun,
-        "Run a job",
-        "Checks the job as \"vorn check\" does, and runs it when there are no errors. Messages "
-        "of the modules go to standard error with time, severity and module. At the end a table "
-        "on standard output tells for each module the traces that it took and gave, its time, "
-        "its share of the whole and its memory.\n\n"
-        "The exit code is 1 when a module reported an error. Ctrl-C ends the job at once: the "
-        "scratch file and outputs that are incomplete are removed, what modules have left is "
-        "named, "
-        "and the exit code is 130.",
-        {jobArgument()},
-        options,
-        {{"vorn run job.yaml", "run a job"},
-         {"vorn run job.yaml --report job.html", "run it and write a page with pictures"},
-         {"vorn run job.yaml --set read.file=other.sgy", "the same job on another file"},
-         {"vorn run job.yaml --pictures out --log out/run.log", "pictures, and all messages"}}};
+    return {"run",
+            runRun,
+            "Run a job",
+            "Checks the job as \"vorn check\" does, and runs it when there are no errors. Messages "
+            "of the modules go to standard error with time, severity and module. At the end, a "
+            "table on standard output lists for each module the traces that it took and gave, its "
+            "time, its share of the run time and its memory.\n\n"
+            "The exit code is 1 when a module reported an error. Ctrl-C ends the job at once: the "
+            "scratch file and incomplete outputs are removed, other files that modules have left "
+            "are listed, and the exit code is 130.",
+            {jobArgument()},
+            options,
+            {{"vorn run job.yaml", "run a job"},
+             {"vorn run job.yaml --report job.html", "run it and write a page with pictures"},
+             {"vorn run job.yaml --set read.file=other.sgy", "the same job on another file"},
+             {"vorn run job.yaml --pictures out --log out/run.log", "pictures, and all messages"}}};
 }
 
 } // namespace host

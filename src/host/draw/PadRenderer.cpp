@@ -31,7 +31,7 @@ enum Command
 
 constexpr int penDown = 2;
 
-// Pens by number, from 1; others are taken round.
+// Pens by number, from 1; larger numbers start again with the first.
 constexpr unsigned pens[] = {0x000000, 0xC00000, 0x0040C0, 0x008040,
                              0xE08000, 0x8000A0, 0x808080, 0x804000};
 
@@ -240,7 +240,7 @@ std::vector<LegendEntry> legendEntries(const std::string& legend)
     return entries;
 }
 
-// In the upper right corner, on a ground that lets hardly anything through.
+// In the upper right corner, on an almost opaque background.
 void drawLegend(cairo_t* cr, const Area& plot, const std::string& legend)
 {
     constexpr double size = 9;

@@ -110,7 +110,7 @@ void PadStore::create(int ident, int type, int align, int visible, const std::st
     drawn.push_back(std::move(pad));
 }
 
-// Of two pads with one identifier, which the kernel does not rule out, the newer one is meant.
+// The kernel does not rule out two pads with one identifier; the newer one is meant then.
 Pad* PadStore::find(int ident)
 {
     const auto pad = std::find_if(drawn.rbegin(), drawn.rend(),

@@ -172,7 +172,7 @@ std::vector<Point> wigglePoints(const PlacedTrace& trace, const Area& plot, std:
     return points;
 }
 
-// To an eighth of a point, which nobody can tell apart and a file spells in few digits.
+// Rounded to an eighth of a point: no difference can be seen, and files have fewer digits.
 double snapped(double place)
 {
     return std::round(place * 8) / 8;
@@ -221,7 +221,7 @@ void lineTo(cairo_t* cr, double x, double y)
     cairo_line_to(cr, snapped(x), snapped(y));
 }
 
-// The points with one more wherever the line between two of them crosses the middle.
+// The points, with one added wherever the line between two of them crosses the zero line.
 std::vector<Point> withCrossings(const std::vector<Point>& points)
 {
     std::vector<Point> result;
@@ -276,7 +276,7 @@ void drawWiggles(cairo_t* cr, const Area& plot, const Section& section, const Se
     cairo_clip(cr);
     cairo_set_source_rgb(cr, 0, 0, 0);
     cairo_set_line_width(cr, std::clamp(spacing / 8, 0.1, 0.5));
-    // More traces than places for them would only make a black page.
+    // More traces than the page can show would only make it black.
     const std::size_t step = static_cast<std::size_t>(std::max(1.0, std::ceil(0.75 / spacing)));
     for (std::size_t i = 0; i < section.traces.size(); i += step) {
         const double centre = plot.x + (static_cast<double>(i) + 0.5) * spacing;
@@ -289,13 +289,14 @@ void drawWiggles(cairo_t* cr, const Area& plot, const Section& section, const Se
     cairo_restore(cr);
 }
 
-// Labels of evenly chosen traces: attribute values need be neither even nor ascending.
+// Every n-th trace is labelled: attribute values need be neither evenly spaced nor ascending.
 double labelOf(const Section& section, std::size_t trace)
 {
     return trace < section.labels.size() ? section.labels[trace] : static_cast<double>(trace + 1);
 }
 
-// Whether the labels are whole numbers, each one more than that before: round ones are marked then.
+// Whether the labels are whole numbers, each greater than the one before by 1; round ones are
+// marked then.
 bool countUp(const Section& section)
 {
     const double first = labelOf(section, 0);

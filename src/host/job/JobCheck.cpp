@@ -19,9 +19,9 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr int defaultScratchTraces = 10000; // the kernel's own
+constexpr int defaultScratchTraces = 10000; // the default of the kernel
 
-// Libraries and manifests, each looked at once however many modules of the job use it.
+// Finds libraries and manifests. Each is read once, however many modules of the job use it.
 class ModuleFinder
 {
 public:
@@ -35,7 +35,7 @@ public:
         module.name = job.name;
         module.module = job.module;
         if (job.module.empty())
-            return; // an error already
+            return; // the error has been reported
         const CatalogModule* found = catalog.find(job.module);
         if (found == nullptr) {
             complainAboutName(job);
@@ -106,7 +106,7 @@ void checkDirectory(const std::string& path, const Place& place, const std::stri
                     bool written, Diagnostics& diagnostics)
 {
     if (!fs::is_directory(path))
-        diagnostics.error(place, fmt::format("the {} {} is no directory", what, quote(path)));
+        diagnostics.error(place, fmt::format("the {} {} is not a directory", what, quote(path)));
     else if (written && access(path.c_str(), W_OK | X_OK) != 0)
         diagnostics.error(place, fmt::format("the {} {} cannot be written to", what, quote(path)));
 }
@@ -117,7 +117,7 @@ std::string environment(const char* name)
     return value != nullptr ? value : "";
 }
 
-// What VORN_SCRATCH_SIZE says, read as the kernel reads it: a number, whatever follows.
+// The value of VORN_SCRATCH_SIZE, parsed as the kernel parses it: a number, and anything behind it.
 int scratchTracesOfEnvironment(Diagnostics& diagnostics)
 {
     const std::string text = environment("VORN_SCRATCH_SIZE");
@@ -170,7 +170,7 @@ bool isWrittenBefore(const std::vector<ResolvedModule>& modules, std::size_t i,
     return false;
 }
 
-// Reading what nobody defines gives zeros, which is hard to find out later.
+// An attribute that is defined nowhere reads as zero, which is hard to notice later.
 void warnOfUnknownReads(const JobFile& job, const std::vector<ResolvedModule>& modules,
                         const std::map<std::string, ResolvedAttribute>& defined,
                         Diagnostics& diagnostics)
@@ -179,7 +179,7 @@ void warnOfUnknownReads(const JobFile& job, const std::vector<ResolvedModule>& m
         if (modules[i].manifest == nullptr)
             continue;
         for (const std::string& name : modules[i].manifest->reads) {
-            // Most are of the schema; only for the others the modules before are gone through.
+            // Most are in the schema; the preceding modules are searched for the others only.
             if (defined.count(name) == 0 && !isWrittenBefore(modules, i, name))
                 diagnostics.warning(job.modules[i].place,
                                     fmt::format("module {} reads the trace attribute {}, which "
@@ -226,7 +226,7 @@ private:
         std::string name = trimmed(node.text);
         if (meaning == ParameterMeaning::sortKey && name.starts_with('-'))
             name = trimmed(name.substr(1));
-        // What is no text or empty has been complained about, or means none.
+        // Values that are not texts have been reported; an empty one means none.
         if (!node.isScalar() || name.empty() ||
             std::binary_search(names.begin(), names.end(), name))
             return;
@@ -245,7 +245,7 @@ void refuseUnknownNames(const JobFile& job, const std::vector<ResolvedModule>& m
 {
     const auto isKnown = [](const ResolvedModule& one) { return one.manifest != nullptr; };
     if (!std::all_of(modules.begin(), modules.end(), isKnown))
-        return; // nobody knows what the others write
+        return; // what modules without a manifest write is unknown
     const AttributeNames names(defined, modules);
     for (std::size_t i = 0; i < modules.size(); ++i)
         names.check(job.modules[i], *modules[i].manifest, diagnostics);
@@ -285,7 +285,7 @@ std::vector<ResolvedAttribute> checkAttributes(const JobFile& job,
         }
     }
     refuseUnknownNames(job, modules, defined, diagnostics);
-    if (!diagnostics.hasErrors()) // a wrong name or connection would bring many of these
+    if (!diagnostics.hasErrors()) // a wrong name or connection would cause many of these
         warnOfUnknownReads(job, modules, defined, diagnostics);
 
     std::vector<ResolvedAttribute> attributes;

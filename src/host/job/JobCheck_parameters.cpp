@@ -1,5 +1,4 @@
-// What the job says of each module's parameters, held against its manifest, and the files among
-// them.
+// The parameters of each module, checked against its manifest, and the files among them.
 #include "base/Escaping.h"
 #include "base/Suggestions.h"
 #include "job/JobCheck.h"
@@ -89,7 +88,7 @@ void passUnchecked(const JobModule& job, ResolvedModule& module, Diagnostics& di
     }
 }
 
-// Modules give the kernel a buffer for a text and cannot say how long it is; theirs have 4096
+// Modules hand the kernel a buffer for a text without its length; those of this project have 4096
 // bytes.
 constexpr std::size_t longestText = 4000;
 
@@ -108,7 +107,7 @@ void refuseLongTexts(const JobModule& job, const ResolvedModule& module, Diagnos
     }
 }
 
-// Where the job says what file it is; the module's entry for a default.
+// Where the job names the file; for a default, the entry of the module.
 Place placeOfFile(const JobModule& job, const std::string& parameter)
 {
     const JobParameter* given = findGiven(job, parameter);
@@ -139,7 +138,7 @@ std::string problemOfInput(const std::string& path)
     }
     if (fs::is_directory(status))
         return "this is a directory; a file is needed";
-    return access(path.c_str(), R_OK) == 0 ? "" : "the file cannot be read by you";
+    return access(path.c_str(), R_OK) == 0 ? "" : "you have no permission to read the file";
 }
 
 std::string problemOfOutput(const std::string& path)
@@ -155,7 +154,7 @@ std::string problemOfOutput(const std::string& path)
                "first (chmod u+w)";
     return access(directory.c_str(), W_OK | X_OK) == 0
                ? ""
-               : "the directory " + quote(directory.string()) + " cannot be written to by you";
+               : "the directory " + quote(directory.string()) + " cannot be written to";
 }
 
 bool isSameFile(const std::string& a, const std::string& b)

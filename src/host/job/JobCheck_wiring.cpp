@@ -142,7 +142,8 @@ private:
                             ports.max == 0 ? "none, it is a source" : ports.countText()));
     }
 
-    // Gives module `i` the outputs that it needs, read or not, and looks whether it would run.
+    // Gives module `i` the outputs that it needs, whether they are read or not, and checks that it
+    // would run.
     void openOutputs(std::size_t i)
     {
         ResolvedModule& module = modules[i];
@@ -167,7 +168,7 @@ private:
                                             quote(given.name)));
     }
 
-    // That has been said already.
+    // That error has been reported.
     bool lacksInputs(std::size_t i) const
     {
         const ManifestPointer& manifest = modules[i].manifest;
@@ -192,7 +193,8 @@ private:
             follow(i);
     }
 
-    // Depth first along the flow of traces; a module met on the way to itself closes a cycle.
+    // Depth-first search along the flow of traces; a module that is reached from itself closes a
+    // cycle.
     void follow(std::size_t i)
     {
         if (state[i] == State::onPath)

@@ -18,7 +18,8 @@ namespace fs = std::filesystem;
 
 constexpr int mostDimension = 100000;
 
-// Modules ask the one before for traces, as deep as a chain is long; the stack ends somewhere.
+// The scheduler descends from a module to its producers, one call per module of a chain; the stack
+// limits its depth.
 constexpr std::size_t mostModules = 10000;
 
 std::string absolutePath(const std::string& folder, const std::string& path)
@@ -26,7 +27,7 @@ std::string absolutePath(const std::string& folder, const std::string& path)
     return fs::absolute(fs::path(folder) / path).lexically_normal().string();
 }
 
-// A "." would be taken for the port of a connection.
+// A "." would be read as the separator before a port.
 bool isModuleName(const std::string& name)
 {
     return !name.empty() && std::all_of(name.begin(), name.end(), [](char c) {
@@ -116,7 +117,7 @@ private:
         for (const JobAttribute& former : job.attributes) {
             if (former.name == attribute.name && !attribute.name.empty())
                 diagnostics.error(item->place,
-                                  fmt::format("the attribute {} was defined before, in line {}",
+                                  fmt::format("the attribute {} is already defined in line {}",
                                               quote(attribute.name), former.place.line));
         }
         job.attributes.push_back(attribute);
@@ -178,10 +179,10 @@ private:
                               fmt::format("the name {} may have letters, digits, \"_\" and \"-\"",
                                           quote(module.name)));
         if (const JobModule* former = job.find(module.name))
-            diagnostics.error(module.namePlace,
-                              fmt::format("the name {} was given before, in line {}; names of "
-                                          "modules differ",
-                                          quote(module.name), former->namePlace.line));
+            diagnostics.error(
+                module.namePlace,
+                fmt::format("the name {} is already used in line {}; names of modules must differ",
+                            quote(module.name), former->namePlace.line));
     }
 
     void readInputs(YamlFields& fields, JobModule& module)
@@ -281,7 +282,7 @@ void applySetting(JobFile& job, const std::string& setting, Diagnostics& diagnos
     }
     if (isReservedKey(parameter)) {
         diagnostics.error(place,
-                          fmt::format("{} is no parameter and cannot be set", quote(parameter)));
+                          fmt::format("{} is not a parameter and cannot be set", quote(parameter)));
         return;
     }
     const YamlValue value = readYamlValue(setting.substr(equals + 1), place.source, diagnostics);

@@ -50,7 +50,7 @@ std::string loadAndLook(const std::string& path)
     return std::string("lacks the entry point") + (one ? " " : "s ") + missing;
 }
 
-// The child: what libraries print while they are loaded is not ours to show.
+// The child process. What libraries print while they are loaded is not shown.
 [[noreturn]] void runChild(int result, const std::string& path)
 {
     for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGSEGV, SIGBUS, SIGABRT, SIGFPE, SIGILL})
@@ -58,11 +58,11 @@ std::string loadAndLook(const std::string& path)
     const int nothing = open("/dev/null", O_RDWR | O_CLOEXEC);
     for (const int descriptor : {0, 1, 2})
         dup2(nothing, descriptor);
-    writeAll(result, loadAndLook(path) + "\n"); // the line feed tells a result from a death
+    writeAll(result, loadAndLook(path) + "\n"); // without the line feed, the child ended early
     _exit(0);
 }
 
-// What the child writes until it ends; false when it takes too long.
+// Reads what the child writes until it ends; false when it takes too long.
 bool readResult(int descriptor, std::string& text)
 {
     pollfd waiting{descriptor, POLLIN, 0};
@@ -89,8 +89,8 @@ std::string judge(bool inTime, const std::string& result, int status)
     if (!result.empty() && result.back() == '\n')
         return result.substr(0, result.size() - 1);
     if (WIFSIGNALED(status))
-        return fmt::format("ends the program while it is loaded ({})", strsignal(WTERMSIG(status)));
-    return "ends the program while it is loaded";
+        return fmt::format("ends the process that loads it ({})", strsignal(WTERMSIG(status)));
+    return "ends the process that loads it";
 }
 
 } // namespace
@@ -99,7 +99,7 @@ std::string probeLibrary(const std::string& path)
 {
     int ends[2];
     if (pipe2(ends, O_CLOEXEC) != 0)
-        return std::string("cannot be tried: ") + std::strerror(errno);
+        return std::string("cannot be checked: ") + std::strerror(errno);
     const pid_t child = fork();
     if (child == 0) {
         close(ends[0]);
@@ -108,7 +108,7 @@ std::string probeLibrary(const std::string& path)
     close(ends[1]);
     if (child < 0) {
         close(ends[0]);
-        return std::string("cannot be tried: ") + std::strerror(errno);
+        return std::string("cannot be checked: ") + std::strerror(errno);
     }
     std::string result;
     const bool inTime = readResult(ends[0], result);

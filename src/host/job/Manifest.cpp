@@ -50,7 +50,7 @@ bool isIdentifier(const std::string& name)
     });
 }
 
-// Messages show these words as they are.
+// Messages show these words unescaped.
 bool canBeTyped(const ParameterSpec& spec)
 {
     const auto isPlain = [](const std::string& word) { return escaped(word) == word; };
@@ -109,10 +109,10 @@ private:
         ports.names = fields.texts("names");
         fields.refuseOthers();
         if (ports.max != PortSpec::any && ports.max < ports.min)
-            diagnostics.error(entry->value->place,
-                              fmt::format("{}: the greatest number of ports, {}, is below the "
-                                          "least, {}",
-                                          quote(key), ports.max, ports.min));
+            diagnostics.error(
+                entry->value->place,
+                fmt::format("{}: the largest number of ports, {}, is below the smallest, {}",
+                            quote(key), ports.max, ports.min));
         return ports;
     }
 
@@ -201,24 +201,24 @@ private:
         if (isReservedKey(spec.name))
             complain(" has a name that job files use themselves");
         if (manifest.find(spec.name) != nullptr)
-            complain(" was described before");
+            complain(" is described more than once");
         if (!canBeTyped(spec)) {
-            complain(" has a choice or a unit with characters that nobody can type");
+            complain(" has a choice or a unit with characters that cannot be typed");
             return; // every message about its values would contain them
         }
         if (spec.type == ParameterType::choice && spec.choices.empty())
-            complain(" is a choice without \"choices\"");
+            complain(" is of type choice but has no \"choices\"");
         const bool bounded = spec.min || spec.max || spec.exclusiveMin || spec.exclusiveMax;
         if (!isNumberType(spec.type) && (bounded || !spec.unit.empty()))
-            complain(" is no number and has a range or a unit");
+            complain(" has a range or a unit but is not a number");
         const bool isText =
             spec.type == ParameterType::text || spec.type == ParameterType::textList;
         if (spec.meaning != ParameterMeaning::plain && !isText)
-            complain(" is no text and cannot name an attribute");
+            complain(" cannot name an attribute, since it is not a text");
         if (!isListType(spec.type) && (spec.minCount || spec.maxCount))
-            complain(" is no list and has a number of elements");
+            complain(" has a number of elements but is not a list");
         if (spec.required && spec.defaultValue != nullptr)
-            complain(" is required and has a default; one of them is too much");
+            complain(" is required and has a default; remove one of them");
         if (spec.defaultValue != nullptr)
             convertParameter(spec, spec.defaultValue, "/", "the default of " + subject,
                              diagnostics);

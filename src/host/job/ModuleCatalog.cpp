@@ -32,7 +32,7 @@ std::string findVornHome()
         if (!error && fs::is_directory(prefix / place / "lib"))
             return (prefix / place).lexically_normal().string();
     }
-    throw CommandError("no modules are found beside the program; set VORN_HOME to a module tree");
+    throw CommandError("there is no module tree beside the program; set VORN_HOME to one");
 }
 
 ModuleCatalog::ModuleCatalog(const std::string& home, const std::vector<std::string>& directories)
@@ -82,7 +82,7 @@ std::vector<std::string> ModuleCatalog::names() const
 
 std::string ModuleCatalog::relativeLibrary(const CatalogModule& module) const
 {
-    // Both with links resolved: the way up from a linked directory is another than it looks.
+    // Both with symbolic links resolved, since ".." after a link leads elsewhere.
     const fs::path library = fs::path(module.library);
     return fs::relative(fs::canonical(library.parent_path()) / library.filename(),
                         fs::canonical(libraryDirectory()))

@@ -94,7 +94,7 @@ bool isWholeNumberType(ParameterType type)
     return type == ParameterType::integer || type == ParameterType::integerList;
 }
 
-// Turns the scalars of one parameter into values, and says what is wrong with them.
+// Converts the scalars of one parameter into values, and reports those that are wrong.
 class Converter
 {
 public:
@@ -121,7 +121,7 @@ public:
         return value;
     }
 
-    // A whole number without the detour over a double, which has only 53 bits.
+    // A whole number is not converted through a double, which has only 53 bits.
     std::optional<long long> integer(const YamlNode& node)
     {
         if (const auto whole = parseInteger(trimmed(node.text))) {
@@ -168,7 +168,7 @@ public:
         return std::nullopt;
     }
 
-    /// From now on the elements of the list are looked at, not the list.
+    /// From now on errors are those of the elements of the list.
     void enterList() { inList = true; }
 
 private:
@@ -228,7 +228,7 @@ ParameterValue realList(const std::vector<double>& values)
     return {UniVar(values.data(), static_cast<int>(values.size())), joined(texts, ", "), texts};
 }
 
-// Every element through `convert`; nothing when one fails, after all have been looked at.
+// Converts every element; nothing when one fails, after all have been tried.
 template <typename Value, typename Convert>
 std::optional<std::vector<Value>> convertAll(const std::vector<YamlValue>& items, Convert convert)
 {

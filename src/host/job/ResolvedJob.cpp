@@ -43,7 +43,7 @@ void emitParameter(YAML::Emitter& out, const ResolvedParameter& parameter)
         out << YAML::EndSeq;
         return;
     }
-    // Without a type, quotes tell the text 12 from the number.
+    // Without a type, quotes distinguish the text 12 from the number.
     if (parameter.type.empty() && parameter.value.value.getType() == strType)
         out << YAML::DoubleQuoted;
     out << parameter.value.text + unit;

@@ -20,13 +20,13 @@ namespace host {
 
 namespace {
 
-// Far above what a person writes; a data file given by mistake is usually larger.
+// Far larger than job files are; a data file given by mistake is usually larger still.
 constexpr long long largestFile = 4000000;
-// The library refuses more brackets in each other, but counts an alias as nothing.
+// The library limits the depth of brackets itself, but does not count aliases.
 constexpr int mostLevels = 500;
 
-/// Builds the tree from the parser's events, since a finished tree of the library does not tell an
-/// alias from what it stands for.
+/// Builds the tree from the parser's events, since a finished tree of the library does not
+/// distinguish an alias from the value it stands for.
 class TreeBuilder : public YAML::EventHandler
 {
 public:
@@ -46,7 +46,7 @@ public:
     {
         const auto known = anchors.find(anchor);
         if (known == anchors.end()) {
-            diagnostics.error(placeOf(mark), "this alias stands inside what it refers to");
+            diagnostics.error(placeOf(mark), "this alias is part of the value that it refers to");
             add(newNode(YamlNode::Kind::null, mark), 0);
             return;
         }
@@ -57,13 +57,13 @@ public:
                   const std::string& value) override
     {
         const std::shared_ptr<YamlNode> node = newNode(YamlNode::Kind::scalar, mark);
-        // Escape sequences give what the file itself may not hold. What follows is left out: C
-        // functions end at a NUL, and not every place that text goes to takes other bytes.
+        // Escape sequences can make bytes that the file itself must not contain. The rest of the
+        // text is dropped: C functions end at a NUL, and texts elsewhere must be UTF-8.
         const std::size_t good = utf8Prefix(value);
         node->text = value.substr(0, good);
         if (good < value.size())
             diagnostics.error(node->place, "an escape sequence in this text gives a NUL or a byte "
-                                           "that is no UTF-8; write the character itself");
+                                           "that is not UTF-8; write the character itself");
         node->isQuoted = tag == "!" || tag == "tag:yaml.org,2002:str";
         if (!node->isQuoted)
             refuseTag(mark, tag);
@@ -170,8 +170,9 @@ private:
         } else if (node->text == "<<" && !node->isQuoted) {
             diagnostics.error(at, "merge keys (\"<<\") are not supported; write the keys out");
         } else if (const auto [former, isNew] = map.lines.emplace(node->text, at.line); !isNew) {
-            diagnostics.error(at, fmt::format("key {} was given before, in line {}; remove one",
-                                              quote(node->text), former->second));
+            diagnostics.error(at,
+                              fmt::format("key {} is already given in line {}; remove one of them",
+                                          quote(node->text), former->second));
         } else {
             map.dropValue = false;
         }
@@ -183,7 +184,7 @@ private:
     std::map<YAML::anchor_t, YamlValue> anchors;
 };
 
-/// Notes only that there is another document.
+/// Finds out whether there is another document.
 class DocumentFinder : public YAML::EventHandler
 {
 public:
@@ -233,8 +234,8 @@ std::shared_ptr<YamlNode> withoutLine(const YamlValue& value)
     return copy;
 }
 
-// Without lines: a word of the command line has none. Deeper lists are no values, and aliases make
-// any number of them.
+// Without line numbers: a word of the command line has none. Nested lists are not copied: they are
+// not valid values, and aliases can make any number of them.
 YamlValue withoutLines(const YamlValue& value)
 {
     const std::shared_ptr<YamlNode> copy = withoutLine(value);
@@ -300,7 +301,7 @@ YamlValue readYaml(const std::string& text, const std::string& source, Diagnosti
 {
     if (const std::size_t good = utf8Prefix(text); good < text.size()) {
         diagnostics.error(placeOfByte(text, good, source),
-                          "this is no text (UTF-8); is it a data file?");
+                          "this is not UTF-8 text; is it a data file?");
         return nullptr;
     }
     std::istringstream stream(text);
@@ -321,7 +322,7 @@ YamlValue readYaml(const std::string& text, const std::string& source, Diagnosti
         const Place place = error.mark.is_null()
                                 ? Place{source, 0, 0}
                                 : Place{source, error.mark.line + 1, error.mark.column + 1};
-        diagnostics.error(place, "this is no correct YAML: " + escaped(error.msg));
+        diagnostics.error(place, "this is not valid YAML: " + escaped(error.msg));
         return nullptr;
     }
     return builder.root;

@@ -175,7 +175,7 @@ std::string groupDetails(const MessageGroup& group, bool open)
     return out + "</ol></details>\n";
 }
 
-// What was wrong with the job file, though not enough to refuse it.
+// Warnings of the check of the job file.
 std::string checkDetails(const RunResult& result)
 {
     if (result.checkWarnings.empty())
@@ -233,7 +233,7 @@ std::string extent(const Pad& pad)
                        counted(int64_t(samples), "sample"));
 }
 
-// What the picture shows, for those who do not see it.
+// What the picture shows, as its text alternative.
 std::string description(const Pad& pad)
 {
     std::string text = pad.title + ": ";
@@ -297,7 +297,7 @@ Part picturesPart(const std::vector<Pad>& pads)
 
 // ---- job graph ----
 
-// Whether a port says more than the module's name does: one of several.
+// Whether readers of the module use several of its ports, so that inputs must name the port.
 bool hasSeveralPorts(const RunResult& result, const std::string& module)
 {
     for (const RunModule& consumer : result.modules) {
@@ -519,7 +519,7 @@ std::string outputState(const RunFile& file)
     if (file.written && file.exists)
         return "written";
     return std::string("<span class=\"badge error\">not written</span>") +
-           (file.exists ? soft("the file of that name is an older one") : "");
+           (file.exists ? soft("the existing file of that name is older") : "");
 }
 
 std::string outputTable(const std::vector<RunFile>& files)
@@ -607,7 +607,7 @@ std::string verdict(const RunResult& result)
     if (result.end == RunEnd::notStarted)
         return "<span class=\"badge error\">not started</span>";
     if (result.end == RunEnd::stalled)
-        return "<span class=\"badge error\">stood still</span>";
+        return "<span class=\"badge error\">deadlocked</span>";
     if (result.failed)
         return "<span class=\"badge error\">ended with errors</span>";
     if (warnings(result) > 0)

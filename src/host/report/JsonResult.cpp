@@ -130,7 +130,7 @@ void addNumber(QCryptographicHash& hash, double value)
     hash.addData(QByteArray(reinterpret_cast<const char*>(&value), sizeof value));
 }
 
-// Of everything that was drawn, so that a difference of two pictures is seen without looking.
+// Of everything that was drawn, so that two pictures can be compared without looking at them.
 std::string drawnSha256(const Pad& pad)
 {
     QCryptographicHash hash(QCryptographicHash::Sha256);

@@ -317,7 +317,7 @@ bool JobRunner::guarded(const std::function<int()>& phase)
     try {
         if (phase() == 0)
             return true;
-        stopWithError("the kernel has given up");
+        stopWithError("the kernel has stopped the job");
     } catch (const Standstill& reason) {
         result.end = RunEnd::stalled;
         stopWithError(reason.what());
@@ -325,8 +325,9 @@ bool JobRunner::guarded(const std::function<int()>& phase)
         result.failed = fatal = true; // also when there is no memory to say so
         try {
             const std::string module = manager().getCurrentModuleName();
-            stopWithError(fmt::format("module {} ended with an error that it does not handle: {}",
-                                      quote(module), error.what()));
+            stopWithError(
+                fmt::format("module {} ended with an exception that it does not handle: {}",
+                            quote(module), error.what()));
         } catch (const std::bad_alloc&) {
             // Ending the job matters more than the words.
             if (!spareMark.empty())
@@ -378,7 +379,7 @@ void JobRunner::takeArgument(const std::string& text)
 void JobRunner::takeCommand(const std::string& command)
 {
     takeMessage(warningSeverity, manager().getCurrentModuleName(),
-                "this module wants an application to be started, which vorn does not do: " +
+                "this module asks for an application to be started, which vorn does not do: " +
                     command);
 }
 
@@ -421,21 +422,21 @@ void JobRunner::refuseStandstill()
     const bool inVain =
         idleRecords > idleRecordsAllowed && secondsSince(idleSince) > idleSecondsAllowed;
     if (sameWork || inVain)
-        throw Standstill(fmt::format("the job stands still: no trace moves any more, but {} still "
-                                     "waiting for input{}",
-                                     waitingModules(), standstillHint(sameWork)));
+        throw Standstill(fmt::format(
+            "the job is deadlocked: no trace can move any more, and {} still waiting for input{}",
+            waitingModules(), standstillHint(sameWork)));
 }
 
 std::string JobRunner::standstillHint(bool nobodyWorks) const
 {
     if (!nobodyWorks)
-        return "; a module before never marks the end of its data";
+        return "; a module before it never marks the end of its data";
     for (std::size_t i = 0; i < modules.size(); ++i) {
         if (modules[i]->inputDataChannels.size() > 1)
             return "; where branches meet, as in " + quote(job.modules[i].name) +
-                   ", each must give a trace for each that it takes: put modules that gather or "
-                   "drop traces (sort, stack, trace_qc) before the branches part, or after they "
-                   "meet";
+                   ", every module must give one trace for each trace that it takes: put modules "
+                   "that gather or drop traces (sort, stack, trace_qc) before the branches part or "
+                   "after they meet";
     }
     return "";
 }
@@ -552,7 +553,7 @@ void JobRunner::warnOfUnreadData()
         takeMessage(
             warningSeverity, "vorn",
             fmt::format("module {} gave {} of the {} that it announced: {} ended before its "
-                        "input did; what came after that is in no output",
+                        "input did; the rest is in no output",
                         quote(source.module), source.traces, counted(source.announced, "trace"),
                         joiner.empty()
                             ? "the job"

@@ -116,7 +116,7 @@ TEST_F(BadInputTest, WrongCallsSayOneLineAndChangeNothing)
         {"header, cut", {"header", "cut.sgy"}, "cut.sgy: is not a SEG-Y file: it has 3599" + tooSmall},
         {"header, binary", {"header", "noise.sgy"}, noFormat},
         {"header, directory", {"header", "folder"}, "folder: is not a file that can be read; give the path of a trace file"},
-        {"header, no such trace", {"header", "line.sgy", "-t", "9"}, "line.sgy: --traces 9 selects none; the file holds 8 traces"},
+        {"header, no such trace", {"header", "line.sgy", "-t", "9"}, "line.sgy: --traces 9 selects no trace; the file holds 8 traces"},
         {"plot, missing", {"plot", "no.sgy", "-o", "x.png"}, "no.sgy: cannot be opened: No such file or directory"},
         {"plot, empty", {"plot", "empty.sgy", "-o", "x.png"}, "empty.sgy: is not a SEG-Y file: it has 0" + tooSmall},
         {"plot, binary", {"plot", "noise.sgy", "-o", "x.png"}, noFormat},
@@ -130,8 +130,8 @@ TEST_F(BadInputTest, WrongCallsSayOneLineAndChangeNothing)
         {"run to a directory", {"run", "job.yaml", "--set", "write.file=folder"}, "--set write.file=folder: " + file + "\"write\" is \"<work>/folder\"; this is a directory; a file is needed"},
         {"run over its input", {"run", "job.yaml", "--set", "write.file=./line.sgy"}, "--set write.file=./line.sgy: " + file + "\"write\" is \"<work>/line.sgy\", which " + file + "\"read\" reads; write to another file"},
         {"run over its input by another name", {"run", "job.yaml", "--set", "write.file=line.png"}, "--set write.file=line.png: " + file + "\"write\" is \"<work>/line.png\", which " + file + "\"read\" reads; write to another file"},
-        {"scratch nowhere", {"run", "job.yaml", "--scratch", "nowhere"}, "--scratch: the scratch directory \"<work>/nowhere\" is no directory"},
-        {"scratch in a file", {"run", "job.yaml", "--scratch", "line.sgy"}, "--scratch: the scratch directory \"<work>/line.sgy\" is no directory"},
+        {"scratch nowhere", {"run", "job.yaml", "--scratch", "nowhere"}, "--scratch: the scratch directory \"<work>/nowhere\" is not a directory"},
+        {"scratch in a file", {"run", "job.yaml", "--scratch", "line.sgy"}, "--scratch: the scratch directory \"<work>/line.sgy\" is not a directory"},
         {"pictures in a file", {"run", "job.yaml", "--pictures", "line.sgy"}, "--pictures: the directory \"line.sgy\" cannot be made: Not a directory"},
         {"job missing", {"run", "jop.yaml"}, "jop.yaml: cannot be read: No such file or directory"},
         {"job that is a directory", {"run", "folder"}, "folder: is a directory; a file is needed"},
@@ -179,8 +179,8 @@ TEST_F(BadInputTest, JobsThatCannotReadTheirInputSayWhyOnceAndWriteNothing)
         ASSERT_THAT(fatal, SizeIs(1)) << result.errors;
         EXPECT_THAT(withoutTime(fatal[0]), testing::EndsWith(" " + inWork(row.line, tree)));
         EXPECT_THAT(result.errors,
-                    HasSubstr("vorn: module \"write\" has not written " + tree.path("out.sgy") +
-                              "; the file of that name is an older one\n"));
+                    HasSubstr("vorn: module \"write\" did not write " + tree.path("out.sgy") +
+                              "; the existing file of that name is older\n"));
         EXPECT_TRUE(tree.snapshot() == before) << "something in the folder has changed";
     }
 }
@@ -260,8 +260,8 @@ TEST_F(BadInputTest, TracesLargerThanMemoryEndTheCommandWithTheirFilesName)
     const ProcessResult picture =
         tree.runLimited(RLIMIT_AS, memory, {"plot", "long.sgy", "-o", "long.png"});
     EXPECT_EQ(picture.exitCode, 2);
-    EXPECT_EQ(picture.errors, "vorn: long.sgy: there is not enough memory to draw so much; choose "
-                              "fewer traces with --traces\n");
+    EXPECT_EQ(picture.errors, "vorn: long.sgy: there is not enough memory to draw this many "
+                              "samples; choose fewer traces with --traces\n");
 
     const ProcessResult job =
         tree.runLimited(RLIMIT_AS, memory, {"run", "job.yaml", "--set", "read.file=long.sgy"});
@@ -343,8 +343,8 @@ TEST_F(BadInputTest, WithoutPermissionOneLineSaysForWhat)
         {"header", {"header", "secret.sgy"}, "secret.sgy: cannot be opened: Permission denied"},
         {"plot", {"plot", "secret.sgy", "-o", "x.png"}, "secret.sgy: cannot be opened: Permission denied"},
         {"plot into it", {"plot", "line.sgy", "-o", "locked/x.png"}, "locked/x.png: cannot be written: no file can be created in its directory: Permission denied"},
-        {"run", {"run", "job.yaml", "--set", "read.file=secret.sgy"}, "--set read.file=secret.sgy: " + file + "\"read\" is \"<work>/secret.sgy\"; the file cannot be read by you"},
-        {"run into it", {"run", "job.yaml", "--set", "write.file=locked/x.sgy"}, "--set write.file=locked/x.sgy: " + file + "\"write\" is \"<work>/locked/x.sgy\"; the directory \"<work>/locked\" cannot be written to by you"},
+        {"run", {"run", "job.yaml", "--set", "read.file=secret.sgy"}, "--set read.file=secret.sgy: " + file + "\"read\" is \"<work>/secret.sgy\"; you have no permission to read the file"},
+        {"run into it", {"run", "job.yaml", "--set", "write.file=locked/x.sgy"}, "--set write.file=locked/x.sgy: " + file + "\"write\" is \"<work>/locked/x.sgy\"; the directory \"<work>/locked\" cannot be written to"},
         {"scratch", {"run", "job.yaml", "--scratch", "locked"}, "--scratch: the scratch directory \"<work>/locked\" cannot be written to"},
         {"pictures", {"run", "job.yaml", "--pictures", "locked"}, "--pictures: the directory \"locked\" cannot be written to"},
     };

@@ -102,8 +102,8 @@ TEST(CommandTableTest, WordsAreSplitIntoOptionsValuesAndArguments)
         {{"run", "a", "-qvx"}, "there is no option \"-x\""},
         {{"run", "a", "--quie"}, "there is no option \"--quie\"; did you mean \"--quiet\"?"},
         {{"run", "a", "--quiet=yes"}, "--quiet takes no value"},
-        {{"run", "a", "--", "-q"}, "\"-q\" is one word too many"},
-        {{"run", "a", "-"}, "\"-\" is one word too many"},
+        {{"run", "a", "--", "-q"}, "\"-q\" is one argument too many"},
+        {{"run", "a", "-"}, "\"-\" is one argument too many"},
         {{"run", "-q"}, "JOB.yaml is missing"},
     };
     for (const Row& row : rows) {

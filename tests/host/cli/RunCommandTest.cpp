@@ -121,8 +121,8 @@ TEST_F(RunCommandTest, AFailedJobLeavesTheOutputOfBefore)
     EXPECT_EQ(result.exitCode, 1);
     EXPECT_EQ(tree.read("out.txt"), "precious\n");
     EXPECT_THAT(result.errors,
-                HasSubstr("vorn: module \"write\" has not written " + tree.path("out.txt") +
-                          "; the file of that name is an older one\n"));
+                HasSubstr("vorn: module \"write\" did not write " + tree.path("out.txt") +
+                          "; the existing file of that name is older\n"));
 }
 
 TEST_F(RunCommandTest, TheLogHasEveryMessageAndTheTable)

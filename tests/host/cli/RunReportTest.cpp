@@ -96,13 +96,13 @@ TEST_F(RunReportTest, WhatCannotBeWrittenIsRefusedBeforeTheJobRuns)
 {
     expectRefusal({"--report", "no/page.html"}, "--report: there is no directory \"no\"");
     expectRefusal({"--json", "no/facts"}, "--json: there is no directory \"no\"");
-    expectRefusal({"--report", "in.txt"}, "--report: the file \"in.txt\" is no directory, and a "
-                                          "report's name ends with .html");
+    expectRefusal({"--report", "in.txt"}, "--report: the file \"in.txt\" is not a directory, and "
+                                          "the name of a report must end with .html");
     expectRefusal({"--report", "in.txt/below"},
                   "--report: the directory \"in.txt/below\" cannot be made: Not a directory");
     fs::create_directory(tree.path("directory"));
-    expectRefusal({"--json", "directory"}, "--json: \"directory\" is no ordinary file");
-    expectRefusal({"--json", "/dev/null"}, "--json: \"/dev/null\" is no ordinary file");
+    expectRefusal({"--json", "directory"}, "--json: \"directory\" is not a regular file");
+    expectRefusal({"--json", "/dev/null"}, "--json: \"/dev/null\" is not a regular file");
     expectRefusal({"--json", ""}, "--json: the name of a file is expected");
     expectRefusal({"--report", ""},
                   "--report: a directory or a name that ends with .html is expected");

@@ -109,11 +109,11 @@ INSTANTIATE_TEST_SUITE_P(
         Mistake{"BadName", "parameters: [{name: a b, type: text, help: h}]\n",
                 "agc.yaml:5:14: parameter \"a b\" needs a name of letters, digits and \"_\""},
         Mistake{"NoChoices", "parameters: [{name: a, type: choice, help: h}]\n",
-                "agc.yaml:5:14: parameter \"a\" is a choice without \"choices\""},
+                "agc.yaml:5:14: parameter \"a\" is of type choice but has no \"choices\""},
         Mistake{"RangeOfText", "parameters: [{name: a, type: text, min: 1, help: h}]\n",
-                "agc.yaml:5:14: parameter \"a\" is no number and has a range or a unit"},
+                "agc.yaml:5:14: parameter \"a\" has a range or a unit but is not a number"},
         Mistake{"CountOfScalar", "parameters: [{name: a, type: int, min_count: 1, help: h}]\n",
-                "agc.yaml:5:14: parameter \"a\" is no list and has a number of elements"},
+                "agc.yaml:5:14: parameter \"a\" has a number of elements but is not a list"},
         Mistake{
             "DefaultOutOfRange",
             "parameters: [{name: a, type: int, max: 3, default: 4, help: h}]\n",
@@ -121,8 +121,7 @@ INSTANTIATE_TEST_SUITE_P(
             "at most 3"},
         Mistake{"RequiredDefault",
                 "parameters: [{name: a, type: int, required: yes, default: 4, help: h}]\n",
-                "agc.yaml:5:14: parameter \"a\" is required and has a default; one of them is too "
-                "much"},
+                "agc.yaml:5:14: parameter \"a\" is required and has a default; remove one of them"},
         Mistake{
             "BadAttribute", "writes: [{name: a, type: float}]\n",
             "agc.yaml:5:26: the attribute: \"type\" is \"float\"; expected one of int32, int64, "
@@ -178,8 +177,7 @@ TEST(ManifestTest, NumbersNameNoAttributes)
     EXPECT_THAT(
         parsing.lines(),
         ElementsAre(
-            "agc.yaml:6:5: parameter \"key\" is no text and cannot name an "
-            "attribute",
+            "agc.yaml:6:5: parameter \"key\" cannot name an attribute, since it is not a text",
             "agc.yaml:7:34: the parameter: \"is\" is \"attributes\"; expected one of attribute, "
             "sort_key; did you mean \"attribute\"?"));
 }

@@ -74,7 +74,7 @@ TEST(YamlReaderTest, ARepeatedKeyKeepsTheFirstValue)
     const Reading reading("a: 1\nb: 2\na: 3\n");
 
     EXPECT_THAT(reading.lines(),
-                ElementsAre("f:3:1: key \"a\" was given before, in line 1; remove one"));
+                ElementsAre("f:3:1: key \"a\" is already given in line 1; remove one of them"));
     EXPECT_EQ(reading.document->find("a")->value->text, "1");
     EXPECT_EQ(reading.document->entries.size(), 2u);
 }
@@ -112,16 +112,16 @@ INSTANTIATE_TEST_SUITE_P(
         Refusal{"two documents", "a: 1\n---\nb: 1\n",
                 "f:2:1: a second document begins here; only one is allowed"},
         Refusal{"empty", "", "f: is empty"}, Refusal{"comment only", "# nothing\n", "f: is empty"},
-        Refusal{"tab", "a:\n\tb: 1\n", "f:2:3: this is no correct YAML: illegal map value"},
+        Refusal{"tab", "a:\n\tb: 1\n", "f:2:3: this is not valid YAML: illegal map value"},
         Refusal{"open bracket", "a: [1, 2\n",
-                "f:2:1: this is no correct YAML: end of sequence flow not found"},
+                "f:2:1: this is not valid YAML: end of sequence flow not found"},
         Refusal{"unknown alias", "a: *x\n",
-                "f:1:4: this is no correct YAML: the referenced anchor is not defined"},
+                "f:1:4: this is not valid YAML: the referenced anchor is not defined"},
         Refusal{"alias inside its anchor", "a: &x [*x]\n",
-                "f:1:8: this alias stands inside what it refers to"},
+                "f:1:8: this alias is part of the value that it refers to"},
         Refusal{"NUL", std::string("a: 1\nb: \0", 9),
-                "f:2:4: this is no text (UTF-8); is it a data file?"},
-        Refusal{"Latin 1", "a: \xe4\n", "f:1:4: this is no text (UTF-8); is it a data file?"}),
+                "f:2:4: this is not UTF-8 text; is it a data file?"},
+        Refusal{"Latin 1", "a: \xe4\n", "f:1:4: this is not UTF-8 text; is it a data file?"}),
     [](const auto& row) {
         std::string name = row.param.name;
         for (char& c : name)

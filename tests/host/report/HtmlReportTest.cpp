@@ -190,7 +190,7 @@ TEST(HtmlReportTest, TellsHowTheJobEnded)
     result.failed = true;
     EXPECT_THAT(reportOf(result), HasSubstr(badge("error", "ended with errors")));
     result.end = RunEnd::stalled;
-    EXPECT_THAT(reportOf(result), HasSubstr(badge("error", "stood still")));
+    EXPECT_THAT(reportOf(result), HasSubstr(badge("error", "deadlocked")));
     result.end = RunEnd::notStarted;
     EXPECT_THAT(reportOf(result), HasSubstr(badge("error", "not started")));
 }
@@ -283,9 +283,9 @@ TEST(HtmlReportTest, OutputsThatWereNotWrittenStandOut)
     result.outputs = {file};
     EXPECT_THAT(reportOf(result), HasSubstr("/data/a&lt;b.sgy"));
     EXPECT_THAT(reportOf(result), HasSubstr("not written"));
-    EXPECT_THAT(reportOf(result), Not(HasSubstr("an older one")));
+    EXPECT_THAT(reportOf(result), Not(HasSubstr("name is older")));
     result.outputs[0].exists = true;
-    EXPECT_THAT(reportOf(result), HasSubstr("an older one"));
+    EXPECT_THAT(reportOf(result), HasSubstr("name is older"));
     result.outputs[0].written = true;
     EXPECT_THAT(reportOf(result), Not(HasSubstr("not written")));
 }

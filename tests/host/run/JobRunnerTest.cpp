@@ -182,11 +182,11 @@ TEST_F(JobRunnerTest, ASourceThatCouldNotGiveEverythingIsToldOfOnce)
     EXPECT_EQ(result.countOf(warningSeverity), 1);
     const int64_t given = result.modules[1].statistics.tracesOut;
     EXPECT_LT(given, 60);
-    EXPECT_THAT(heard, ::testing::Contains(
-                           "module \"left\" gave " + std::to_string(given) +
-                           " of the 480 traces that it announced: module \"both\", which ends with "
-                           "its shortest input, ended before its input did; what came after that "
-                           "is in no output"));
+    EXPECT_THAT(heard,
+                ::testing::Contains(
+                    "module \"left\" gave " + std::to_string(given) +
+                    " of the 480 traces that it announced: module \"both\", which ends with "
+                    "its shortest input, ended before its input did; the rest is in no output"));
 }
 
 TEST_F(JobRunnerTest, SourcesThatGaveWhatTheyAnnouncedAreNotToldOf)

@@ -12,15 +12,15 @@ namespace host {
 /// What the process returns to the shell.
 enum ExitCode : int
 {
-    exitDone = 0,      ///< the command did what it was asked
+    exitDone = 0,      ///< the command succeeded
     exitJobErrors = 1, ///< the job ran and some module reported an error
-    exitWrongCall = 2, ///< the job, the file or the call is wrong
+    exitWrongCall = 2, ///< the job, a file or the call is wrong
     exitInterrupted = 130
 };
 
 /// Ends a command: `main` prints "vorn: " and the text to standard error and returns `code`. The
 /// text is one line (or several, each an error of its own); what came from files need not be
-/// escaped, it is on its way out.
+/// escaped: that happens when it is printed.
 class CommandError : public std::runtime_error
 {
 public:
@@ -28,7 +28,7 @@ public:
         : std::runtime_error(text), code(exitCode)
     {
     }
-    int code;
+    int code; ///< what the process returns: an ExitCode
 };
 
 } // namespace host

@@ -1,6 +1,6 @@
 /// @file Diagnostics.h
 ///
-/// What is wrong with a file, collected so that all of it is told at once.
+/// Errors and warnings about a file, collected so that all of them are reported at once.
 #ifndef DIAGNOSTICS_H
 #define DIAGNOSTICS_H
 
@@ -13,7 +13,7 @@ namespace host {
 /// A place in a file, or a word of the command line.
 struct Place
 {
-    std::string source; ///< file name as the person gave it, or "--set agc.window=1"
+    std::string source; ///< file name as given by the user, or "--set agc.window=1"
     int line = 0;       ///< from 1; 0: the source as a whole
     int column = 0;     ///< from 1, in bytes
 
@@ -21,6 +21,7 @@ struct Place
     std::string text() const;
 };
 
+/// One error or warning.
 struct Diagnostic
 {
     Place place;
@@ -31,15 +32,21 @@ struct Diagnostic
     std::string line() const;
 };
 
+/// Errors and warnings in the order in which they were found.
 class Diagnostics
 {
 public:
+    /// Adds an error; `text` is one line, with what came from files in quote().
     void error(const Place& place, const std::string& text);
+    /// Adds a warning; as for errors.
     void warning(const Place& place, const std::string& text);
 
+    /// @name How many there are
+    /// @{
     int errors() const { return errorCount; }
     int warnings() const { return static_cast<int>(all.size()) - errorCount; }
     bool hasErrors() const { return errorCount > 0; }
+    /// @}
 
     /// In the order of sources as they were first met, lines and columns.
     std::vector<Diagnostic> sorted() const;

@@ -10,7 +10,7 @@
 
 namespace host {
 
-/// `text` as it may be shown on a terminal: control characters, bytes that are no UTF-8 and
+/// `text` as it may be shown on a terminal: control characters, bytes that are not UTF-8 and
 /// characters that change the direction of writing become \n, \t, \x1b, \u202e and the like. For
 /// everything that comes from a file, a module or the command line.
 std::string escaped(std::string_view text);

@@ -11,7 +11,7 @@ namespace host {
 
 /// @name Values of scalars
 /// Nothing when the text is not wholly such a value. Numbers have a decimal point, no grouping, no
-/// blanks; "inf" and "nan" are no numbers here.
+/// blanks; "inf" and "nan" are not numbers here.
 /// @{
 std::optional<long long> parseInteger(const std::string& text);
 std::optional<double> parseNumber(const std::string& text);

@@ -1,6 +1,6 @@
 /// @file Quantities.h
 ///
-/// Durations, sizes and rates as people read them, with a few significant digits.
+/// Durations, sizes and rates for display, with a few significant digits.
 #ifndef QUANTITIES_H
 #define QUANTITIES_H
 

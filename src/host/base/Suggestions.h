@@ -1,6 +1,6 @@
 /// @file Suggestions.h
 ///
-/// The name that a person most probably meant.
+/// The name that was most probably meant.
 #ifndef SUGGESTIONS_H
 #define SUGGESTIONS_H
 

@@ -17,8 +17,11 @@ std::string wrapped(std::string_view text, int width, int indent);
 
 /// How many columns of a terminal the UTF-8 text takes (one per character).
 int displayWidth(std::string_view text);
+/// @name The text with blanks behind or before it, `width` columns wide; unchanged when it is wider
+/// @{
 std::string padRight(std::string_view text, int width);
 std::string padLeft(std::string_view text, int width);
+/// @}
 
 /// A table with aligned columns, two blanks apart, no blanks at line ends.
 class TextTable
@@ -26,7 +29,9 @@ class TextTable
 public:
     /// `alignments`: one character per column, 'l' or 'r'.
     explicit TextTable(std::string alignments) : columns(std::move(alignments)) {}
+    /// Adds a row; one cell per column.
     void row(std::vector<std::string> cells);
+    /// The rows as lines that end with a line feed, each after `indent` blanks.
     std::string text(int indent = 0) const;
 
 private:

@@ -13,7 +13,7 @@
 
 namespace host {
 
-/// What a value is, for the check of a call and for completion.
+/// The type of a value, for the check of a call and for completion.
 enum class ValueKind
 {
     text,
@@ -25,9 +25,10 @@ enum class ValueKind
     choice
 };
 
+/// An option of a command.
 struct OptionSpec
 {
-    std::string names; ///< as people write them, the long name last: "-o,--output"
+    std::string names; ///< as they are written, the long name last: "-o,--output"
     std::string value; ///< what stands for the value in the help, "FILE"; empty: a switch
     std::string help;  ///< one sentence without a full stop
     ValueKind kind = ValueKind::text;
@@ -36,6 +37,7 @@ struct OptionSpec
     bool required = false;
 };
 
+/// A word of a call that is not an option.
 struct ArgumentSpec
 {
     std::string name; ///< "JOB.yaml"
@@ -46,10 +48,11 @@ struct ArgumentSpec
     std::vector<std::string> choices = {}; ///< of ValueKind::choice
 };
 
+/// A call and what it does.
 struct ExampleSpec
 {
     std::string call; ///< "vorn run job.yaml --report out"
-    std::string what; ///< what it is good for
+    std::string what; ///< what it does
 };
 
 /// The words of a call, read by the names in the table: the long name of an option ("--output"),
@@ -57,20 +60,25 @@ struct ExampleSpec
 class Arguments
 {
 public:
+    /// Whether the option or the argument was given.
     bool has(const std::string& name) const { return values.count(name) != 0; }
     /// The last value given, or `otherwise`.
     std::string text(const std::string& name, const std::string& otherwise = "") const;
+    /// All values given, in order; none when it was not given.
     std::vector<std::string> texts(const std::string& name) const;
     /// Checked when the call was parsed.
     long long integer(const std::string& name, long long otherwise) const;
     double number(const std::string& name, double otherwise) const;
 
+    /// By name, the values given; a switch has one empty value. Names that were not given are
+    /// absent.
     std::map<std::string, std::vector<std::string>> values;
 };
 
+/// A sub-command.
 struct Command
 {
-    std::string name;
+    std::string name; ///< as it is called, "run"
     /// Does the work: results to standard output, everything else to standard error. Returns an
     /// ExitCode or throws CommandError.
     int (*function)(const Arguments& arguments);
@@ -84,7 +92,7 @@ struct Command
 /// All sub-commands, in the order in which the help lists them.
 const std::vector<Command>& commandTable();
 
-/// Calls that show what the command as a whole is good for.
+/// Calls that show what the command as a whole does.
 std::vector<ExampleSpec> generalExamples();
 
 /// @name The entries of the table, each in the file of its command (cmd_run.cpp, …)

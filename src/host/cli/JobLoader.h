@@ -1,6 +1,6 @@
 /// @file JobLoader.h
 ///
-/// What every command that takes a job file does first: read it, apply what the command line says,
+/// What every command with a job file does first: read it, apply the options of the command line,
 /// check it.
 #ifndef JOBLOADER_H
 #define JOBLOADER_H
@@ -11,6 +11,7 @@
 
 namespace host {
 
+/// A job that has been read and checked.
 struct LoadedJob
 {
     std::string path; ///< as given
@@ -20,6 +21,7 @@ struct LoadedJob
 
 /// The options that `loadJob` understands, for the table of commands.
 std::vector<OptionSpec> jobOptions();
+/// The argument that names the job file, for the table of commands.
 ArgumentSpec jobArgument();
 
 /// Throws CommandError only when there is no module tree.

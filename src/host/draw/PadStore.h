@@ -17,7 +17,7 @@ namespace host {
 /// One trace as it was when a module showed it.
 struct PadTrace
 {
-    std::vector<float> samples;
+    std::vector<float> samples; ///< all of them
     double label =
         0; ///< value of the attribute that labels the trace axis; else its number, from 1
 };
@@ -45,15 +45,16 @@ struct Pad
     double sampleInterval = 0;                     ///< microseconds; 0 when no trace came
     double delay = 0;                              ///< milliseconds of the first sample
     std::vector<PadTrace> traces;
-    std::vector<PadCommand> commands;
+    std::vector<PadCommand> commands; ///< in the order in which they came
 
     /// The directive's text, or `otherwise`.
     std::string directive(const std::string& key, const std::string& otherwise = "") const;
-    /// The directive as a number; `otherwise` when it is missing or no number.
+    /// The directive as a number; `otherwise` when it is missing or not a number.
     double number(const std::string& key, double otherwise) const;
     /// Two numbers separated by blanks; false, and nothing changed, when they are not there.
     bool range(const std::string& key, double& from, double& to) const;
-    /// A name for files: the directive `name` or the module's, without what paths dislike.
+    /// A name for files: the directive `name` or the module's, with the characters that file names
+    /// may have.
     std::string fileStem() const;
 };
 
@@ -62,12 +63,17 @@ struct Pad
 class PadStore
 {
 public:
+    /// Makes the job send its pads here.
     void install(JobManager& job);
+    /// The pads so far, in the order in which they were created.
     const std::vector<Pad>& pads() const { return drawn; }
 
+    /// @name Called by the kernel; see hostcallbacks.h
+    /// @{
     void create(int ident, int type, int align, int visible, const std::string& title);
     void addTraces(int ident, void* traceSet);
     void addCommand(int ident, const plotCommandStruct& command);
+    /// @}
 
 private:
     Pad* find(int ident);

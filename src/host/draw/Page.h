@@ -41,6 +41,7 @@ public:
 
     /// What the page is drawn with; owned by the page.
     cairo_t* context() const { return cr; }
+    /// The whole page.
     Area area() const { return {0, 0, pageWidth, pageHeight}; }
     /// Whether the file is an SVG or a PDF, which hold lines and text as such.
     bool isVector() const { return vector; }

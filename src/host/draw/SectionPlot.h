@@ -11,6 +11,7 @@
 
 namespace host {
 
+/// How a section is drawn.
 struct SectionStyle
 {
     std::string title;
@@ -34,12 +35,13 @@ struct Section
 };
 
 /// The amplitude below which `percentile` percent of the finite absolute amplitudes lie; 0 when
-/// there is none. Every amplitude is looked at in sections of up to four million samples, an even
-/// choice of them in larger ones.
+/// there is none. Every amplitude counts in sections of up to four million samples, every
+/// n-th in larger ones.
 double clipAmplitude(const Section& section, double percentile);
 
 /// 0xRRGGBB of an amplitude from -1 to 1 (clipped); 0xFFFFFF for an unknown map's middle.
 unsigned mapColour(const std::string& map, double amplitude);
+/// Whether there is a colour map of that name.
 bool isColourMap(const std::string& map);
 
 /// Draws the whole page: title, axes, traces, and below them the clip and the polarity.

@@ -1,6 +1,6 @@
 /// @file JobCheck.h
 ///
-/// Everything that can be known of a job without running it.
+/// The checks of a job that are possible without running it.
 #ifndef JOBCHECK_H
 #define JOBCHECK_H
 
@@ -10,10 +10,10 @@
 
 namespace host {
 
-/// Holds `job` against the modules of `catalog`: names, libraries (each is tried in a child
+/// Checks `job` against the modules of `catalog`: names, libraries (each is loaded in a child
 /// process), parameters with types, units, ranges and files, and the wiring. Adds all errors and
-/// warnings to `diagnostics`. The result is a job to run when there are no errors; otherwise it is
-/// what could be made of it.
+/// warnings to `diagnostics`. The result is a job to run when there are no errors; otherwise it
+/// is incomplete.
 ResolvedJob checkJob(const JobFile& job, const ModuleCatalog& catalog, Diagnostics& diagnostics);
 
 /// @name Parts of the check

@@ -1,7 +1,7 @@
 /// @file JobFile.h
 ///
-/// A job as it is written: the YAML file's content with the place of everything, before it is held
-/// against the modules.
+/// A job as it is written: the YAML file's content with the place of everything, before it is
+/// checked against the modules.
 #ifndef JOBFILE_H
 #define JOBFILE_H
 
@@ -16,25 +16,27 @@ namespace host {
 /// A connection as written: "read" or "split.2".
 struct JobConnection
 {
-    std::string text;
-    Place place;
+    std::string text; ///< MODULE, MODULE.NUMBER or MODULE.PORT
+    Place place;      ///< of the text
 };
 
+/// A parameter of a module as written.
 struct JobParameter
 {
     std::string name;
     Place place; ///< of the name
     YamlValue value;
-    std::string folder; ///< against which a relative path is taken
+    std::string folder; ///< absolute; relative paths in the value start here
 };
 
+/// An entry of the list `modules`.
 struct JobModule
 {
     Place place; ///< of the entry in the list
     std::string name;
-    Place namePlace;
-    std::string module;
-    Place modulePlace;
+    Place namePlace;    ///< of the value of `name`
+    std::string module; ///< library and manifest; empty after an error
+    Place modulePlace;  ///< of the value of `module`
     std::vector<JobConnection> inputs;
     Place inputsPlace; ///< of the key `input` or `inputs`; the entry's without one
     std::vector<JobParameter> parameters;
@@ -50,9 +52,10 @@ struct JobAttribute
     Place place;
 };
 
+/// The content of a job file.
 struct JobFile
 {
-    std::string path;    ///< as the person gave it
+    std::string path;    ///< as given by the user
     std::string folder;  ///< absolute, of the file
     std::string name;    ///< the file's name without ending where the job has none
     std::string project; ///< absolute
@@ -62,10 +65,12 @@ struct JobFile
     std::optional<int> scratchTraces;
     std::string schema; ///< "segy", "list", or "" without one
     bool hasSegySchema = false;
-    std::vector<JobAttribute> attributes;
-    std::vector<JobModule> modules;
+    std::vector<JobAttribute> attributes; ///< of a schema that the job lists
+    std::vector<JobModule> modules;       ///< in the order of the file
 
+    /// The module of that name, or null.
     const JobModule* find(const std::string& moduleName) const;
+    /// The names of all modules, in the order of the file.
     std::vector<std::string> moduleNames() const;
 };
 
@@ -73,7 +78,7 @@ struct JobFile
 constexpr int fewestScratchTraces = 1;
 constexpr int mostScratchTraces = 99999999;
 
-/// The job in `path`; nothing when the file cannot be read or is no YAML. Errors in it are
+/// The job in `path`; nothing when the file cannot be read or is not valid YAML. Errors in it are
 /// collected, and what is left of the job is returned.
 std::optional<JobFile> readJobFile(const std::string& path, Diagnostics& diagnostics);
 /// The same from a text; `path` is the file's name.

@@ -1,6 +1,6 @@
 /// @file Manifest.h
 ///
-/// What a module says of itself in NAME.yaml beside its library: ports, parameters, attributes.
+/// The description of a module in NAME.yaml beside its library: ports, parameters, attributes.
 #ifndef MANIFEST_H
 #define MANIFEST_H
 
@@ -13,6 +13,7 @@
 
 namespace host {
 
+/// Types of parameters; the names in manifests are those of parameterTypeName.
 enum class ParameterType
 {
     integer,
@@ -27,12 +28,12 @@ enum class ParameterType
     textList
 };
 
-/// What the texts of a parameter are, beyond texts.
+/// What the texts of a parameter stand for.
 enum class ParameterMeaning
 {
     plain,
     attribute, ///< names of trace attributes
-    sortKey    ///< the same, with "-" before a name that counts downwards
+    sortKey    ///< names of trace attributes, with "-" before a name to sort in descending order
 };
 
 /// "int", "float_list" and so on.
@@ -42,6 +43,7 @@ bool isNumberType(ParameterType type); ///< also of lists
 /// "attribute", "sort_key"; empty for plain ones.
 const char* parameterMeaningName(ParameterMeaning meaning);
 
+/// A parameter of a module.
 struct ParameterSpec
 {
     std::string name;
@@ -50,21 +52,21 @@ struct ParameterSpec
     std::string unit;       ///< what the module receives; empty: none
     YamlValue defaultValue; ///< null: none
     bool required = false;
-    std::optional<double> min; ///< allowed itself
+    std::optional<double> min; ///< inclusive
     std::optional<double> max;
-    std::optional<double> exclusiveMin; ///< not allowed itself
+    std::optional<double> exclusiveMin; ///< exclusive
     std::optional<double> exclusiveMax;
     std::optional<int> minCount; ///< elements of a list
     std::optional<int> maxCount;
     std::vector<std::string> choices;
-    std::string help;
-    Place place;
+    std::string help; ///< one sentence
+    Place place;      ///< of the entry
 };
 
 /// The input ports or the output ports of a module.
 struct PortSpec
 {
-    static constexpr int any = -1;
+    static constexpr int any = -1; ///< no upper limit
 
     int min = 0;
     int max = 0; ///< or `any`
@@ -78,33 +80,37 @@ struct PortSpec
 struct AttributeSpec
 {
     std::string name;
-    int type = 0; ///< kernel type code; 0: not said, the schema's, or a 32-bit integer
+    int type = 0; ///< kernel type code; 0: not given; then that of the schema, or a 32-bit integer
     int dimension = 1;
     std::string help;
 };
 
+/// What a manifest says. Keys that are missing leave fields empty.
 struct Manifest
 {
-    std::string path;
+    std::string path; ///< of the manifest
     std::string module;
     std::string version;
-    std::string purpose;
-    std::string description;
-    std::string language;
+    std::string purpose;     ///< one line
+    std::string description; ///< paragraphs
+    std::string language;    ///< in which the module is written
     PortSpec inputs;
     PortSpec outputs;
     std::vector<ParameterSpec> parameters;
-    std::vector<std::string> reads;
+    std::vector<std::string> reads; ///< names of trace attributes
     std::vector<AttributeSpec> writes;
     std::string draws; ///< "none", or what
 
     const ParameterSpec* find(const std::string& parameter) const;
+    /// The names of all parameters, in the order of the manifest.
     std::vector<std::string> parameterNames() const;
 };
 
+/// Manifests are shared by all modules of a job that use them; null: there is none.
 using ManifestPointer = std::shared_ptr<const Manifest>;
 
-/// The manifest in `path` of the module `module`; null, after errors, when it is not correct.
+/// The manifest in `path` of the module `module`; null when it has errors, which have been
+/// reported.
 ManifestPointer readManifest(const std::string& path, const std::string& module,
                              Diagnostics& diagnostics);
 /// The same from a text; `path` is the name for messages.
@@ -114,7 +120,9 @@ ManifestPointer parseManifest(const std::string& text, const std::string& path,
 /// Kernel type codes of trace attributes by their names in manifests and schemas: int32, int64,
 /// float32, float64, text32, text64; 0 for other names.
 int attributeTypeCode(const std::string& name);
+/// All names of types, in the order of the list above.
 std::vector<std::string> attributeTypeNames();
+/// The name of a type code; "" for other codes.
 std::string attributeTypeName(int code);
 
 /// Keys of a module entry that are not parameters: name, module, input, inputs.

@@ -14,6 +14,7 @@ namespace host {
 /// installed or in its build directory. Throws CommandError when there is none.
 std::string findVornHome();
 
+/// A module library, a manifest, or both.
 struct CatalogModule
 {
     std::string name;
@@ -21,6 +22,7 @@ struct CatalogModule
     std::string manifest; ///< absolute path; empty: there is none
 };
 
+/// The modules that were found; read once, when it is made.
 class ModuleCatalog
 {
 public:
@@ -28,10 +30,12 @@ public:
     explicit ModuleCatalog(const std::string& home,
                            const std::vector<std::string>& directories = {});
 
+    /// The module tree, as given.
     const std::string& home() const { return homeDirectory; }
     std::string libraryDirectory() const { return homeDirectory + "/lib"; }
     const std::vector<CatalogModule>& modules() const { return all; } ///< sorted by name
     const CatalogModule* find(const std::string& name) const;
+    /// The names of all modules, sorted.
     std::vector<std::string> names() const;
 
     /// The library of `module` as the kernel wants it: a path relative to VORN_HOME/lib.

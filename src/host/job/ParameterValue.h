@@ -1,6 +1,6 @@
 /// @file ParameterValue.h
 ///
-/// What a job file says for a parameter, turned into what the module receives.
+/// The value of a parameter in a job file, converted into what the module receives.
 #ifndef PARAMETERVALUE_H
 #define PARAMETERVALUE_H
 
@@ -13,6 +13,7 @@
 
 namespace host {
 
+/// A converted parameter.
 struct ParameterValue
 {
     UniVar value;     ///< the kernel parameter
@@ -21,9 +22,9 @@ struct ParameterValue
 };
 
 /// Numbers become numbers in the manifest's unit: "500 ms" is 0.5 where that is s. A number without
-/// a unit is taken to have it. Paths become absolute, relative ones against `folder`; whether files
-/// exist is not looked at. Every error tells the value and what was expected, beginning with
-/// `subject`, as in "parameter \"window\" of module \"agc\"". Nothing after an error.
+/// a unit has the unit of the manifest. Paths become absolute, relative ones against `folder`;
+/// whether files exist is not checked. Every error names the value and what was expected, beginning
+/// with `subject`, as in "parameter \"window\" of module \"agc\"". Nothing after an error.
 std::optional<ParameterValue> convertParameter(const ParameterSpec& spec, const YamlValue& value,
                                                const std::string& folder,
                                                const std::string& subject,
@@ -34,7 +35,7 @@ std::optional<ParameterValue> convertParameter(const ParameterSpec& spec, const 
 std::optional<ParameterValue> guessParameter(const YamlValue& value, const std::string& subject,
                                              Diagnostics& diagnostics);
 
-/// What the manifest demands, in words: "a number from 0 to 100 in s (also ms, us)".
+/// What the manifest requires, in words: "a number from 0 to 100 in s (also ms, us)".
 std::string expectedValue(const ParameterSpec& spec);
 
 } // namespace host

@@ -12,6 +12,7 @@
 
 namespace host {
 
+/// A parameter with its converted value.
 struct ResolvedParameter
 {
     std::string name;
@@ -30,6 +31,7 @@ struct ResolvedInput
     int port = 0;   ///< output port there, from 0
 };
 
+/// A module of the job, ready to be created.
 struct ResolvedModule
 {
     std::string name;
@@ -44,6 +46,7 @@ struct ResolvedModule
     std::vector<int> consumers;
 };
 
+/// A trace attribute that the job defines.
 struct ResolvedAttribute
 {
     std::string name;
@@ -52,6 +55,7 @@ struct ResolvedAttribute
     std::string description;
 };
 
+/// A checked job. All paths are absolute.
 struct ResolvedJob
 {
     std::string file; ///< absolute path
@@ -64,7 +68,7 @@ struct ResolvedJob
     std::string vornHome;
     std::vector<ResolvedModule> modules; ///< in the order of the job file
 
-    /// The name of a module's port for people: its manifest's, or the number from 1.
+    /// The name of a port of a module for display: that of the manifest, or the number from 1.
     std::string portName(int module, int port) const;
 };
 

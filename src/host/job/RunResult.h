@@ -45,17 +45,18 @@ struct RunInput
     std::string portName; ///< of the manifest, or empty
 };
 
+/// What a module did, in numbers.
 struct RunStatistics
 {
     int64_t tracesIn = 0;          ///< traces taken from all inputs
     int64_t tracesOut = 0;         ///< traces written to all outputs
-    int64_t tracesAnnounced = 0;   ///< on all outputs; 0: the module did not say
+    int64_t tracesAnnounced = 0;   ///< on all outputs; 0: the module announced none
     int64_t preprocessMicros = 0;  ///< wall clock inside `preprocess_`
     int64_t processMicros = 0;     ///< wall clock inside `process_`, all calls
     int64_t postprocessMicros = 0; ///< wall clock inside `postprocess_`
-    int64_t peakBytes = 0;         ///< most that the module was seen to hold, its traces included
-    int64_t bytesLeft = 0;         ///< held still when the last module had ended
-    double share = 0;              ///< of the job's wall clock, 0 to 1
+    int64_t peakBytes = 0; ///< largest amount that the module was seen to hold, its traces included
+    int64_t bytesLeft = 0; ///< still held when the last module had ended
+    double share = 0;      ///< of the job's wall clock, 0 to 1
 
     int64_t totalMicros() const { return preprocessMicros + processMicros + postprocessMicros; }
     /// Microseconds of `process_` per trace, by the greater of in and out; 0 without traces.
@@ -66,6 +67,7 @@ struct RunStatistics
     }
 };
 
+/// A module of the job and what it did.
 struct RunModule
 {
     std::string name;    ///< in the job
@@ -76,12 +78,13 @@ struct RunModule
     int order = 0; ///< place in which the kernel runs it, from 1
     std::vector<RunInput> inputs;
     std::vector<RunParameter> parameters;
-    /// What it noted of itself and its data (`setMetaDataValue` in the module's scope), by key. Of
-    /// whole file headers only the number of bytes is kept.
+    /// What it noted about itself and its data (`setMetaDataValue` in the module's scope), by key.
+    /// Of whole file headers only the number of bytes is kept.
     std::map<std::string, std::string> metadata;
     RunStatistics statistics;
 };
 
+/// A message of a module or of the kernel.
 struct RunMessage
 {
     double seconds = 0; ///< since the job began
@@ -122,20 +125,22 @@ struct SourceData
 {
     std::string module; ///< name in the job
     int64_t traces = 0;
-    int64_t announced = 0; ///< traces that it was going to give; 0: it did not say
+    int64_t announced = 0; ///< traces that it was going to give; 0: it announced none
     int samples = 0;       ///< per trace
     int intervalMicros = 0;
     std::vector<HeaderRange>
         words; ///< in the order of the schema; those that are always 0 left out
 };
 
+/// How a run ended.
 enum class RunEnd
 {
     done,      ///< the job ran to its end; see `failed` for how
-    stalled,   ///< no module could go on any more
+    stalled,   ///< the job was deadlocked: no trace could move any more
     notStarted ///< a module could not be created
 };
 
+/// All facts of a run.
 struct RunResult
 {
     std::string jobName;

@@ -1,8 +1,8 @@
 /// @file YamlReader.h
 ///
-/// YAML as job files and manifests use it: names, values, lists, each with its place. What people
-/// write by mistake and a YAML library accepts silently is refused here: equal keys, merge keys,
-/// tags, several documents in a file.
+/// YAML as job files and manifests use it: names, values, lists, each with its place. What is
+/// usually a mistake and accepted silently by YAML libraries is refused here: equal keys, merge
+/// keys, tags, several documents in a file.
 #ifndef YAMLREADER_H
 #define YAMLREADER_H
 
@@ -15,8 +15,10 @@
 namespace host {
 
 struct YamlNode;
+/// Nodes are shared: aliases refer to the node of their anchor.
 using YamlValue = std::shared_ptr<const YamlNode>;
 
+/// A key of a map and its value.
 struct YamlEntry
 {
     std::string key;
@@ -24,6 +26,7 @@ struct YamlEntry
     YamlValue value;
 };
 
+/// A value with its place.
 struct YamlNode
 {
     enum class Kind
@@ -34,10 +37,10 @@ struct YamlNode
         map
     };
 
-    Kind kind = Kind::null;
+    Kind kind = Kind::null; ///< which of the fields below have a meaning
     Place place;
     std::string text;      ///< of a scalar, as written, without quotes
-    bool isQuoted = false; ///< the scalar stood in quotes: it is a text, whatever it looks like
+    bool isQuoted = false; ///< the scalar is in quotes: a text, also when it looks like a number
     std::vector<YamlValue> items;   ///< of a list
     std::vector<YamlEntry> entries; ///< of a map, in order of the file; all keys differ
     int levels = 1; ///< of nodes, itself and those behind aliases included; at most 500
@@ -54,10 +57,10 @@ struct YamlNode
 };
 
 /// The document in `text`, or null when its syntax is wrong. Errors go to `diagnostics` under the
-/// name `source`; a document may be returned although there were some.
+/// name `source`; a document may be returned although it has errors.
 YamlValue readYaml(const std::string& text, const std::string& source, Diagnostics& diagnostics);
 
-/// The same for a file of at most 4 MB; null when it cannot be read or is no text.
+/// The same for a file of at most 4 MB; null when it cannot be read or is not UTF-8 text.
 YamlValue readYamlFile(const std::string& path, Diagnostics& diagnostics);
 
 /// `text` as one value, for what is given on the command line: a list in brackets, else a scalar.

@@ -16,8 +16,8 @@ namespace host {
 /// where).
 ///
 /// Everything is in the page, pictures too, and its content security policy forbids to load
-/// anything. Texts of files, modules and the job are shown, never interpreted. A pad that cannot be
-/// drawn is named with the reason.
+/// anything. Texts of files, modules and the job are shown, never interpreted. For a pad that
+/// cannot be drawn the page gives the reason.
 std::string htmlReport(const RunResult& result, const std::vector<Pad>& pads);
 
 } // namespace host

@@ -1,6 +1,6 @@
 /// @file HtmlText.h
 ///
-/// Texts and bytes for a page that must be harmless whatever is in them.
+/// Texts and bytes for an HTML page, harmless whatever they contain.
 #ifndef HTMLTEXT_H
 #define HTMLTEXT_H
 
@@ -15,12 +15,13 @@ constexpr std::size_t longestHtmlText = 4000;
 
 /// `text` between tags or in a quoted attribute: as `escaped` shows it, with entities for what HTML
 /// gives a meaning. What is longer than `most` bytes is cut between two characters, and the number
-/// of bytes left out is told.
+/// of bytes left out is shown.
 std::string html(std::string_view text, std::size_t most = longestHtmlText);
 
 /// `html`, but line feeds stay.
 std::string htmlLines(std::string_view text, std::size_t most = longestHtmlText);
 
+/// The bytes in base64 (RFC 4648), with padding.
 std::string base64(std::string_view bytes);
 
 /// "data:image/png;base64,…"

@@ -1,6 +1,6 @@
 /// @file RunTable.h
 ///
-/// What is printed when a job has run.
+/// What is printed after a job has run.
 #ifndef RUNTABLE_H
 #define RUNTABLE_H
 

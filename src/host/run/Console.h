@@ -1,7 +1,7 @@
 /// @file Console.h
 ///
-/// What a running job says: lines on standard error and in a log file, and below them on a terminal
-/// one line that changes.
+/// The output of a running job: lines on standard error and in a log file, and on a terminal a last
+/// line that changes.
 #ifndef CONSOLE_H
 #define CONSOLE_H
 
@@ -33,8 +33,9 @@ public:
     /// Replaces the line at the bottom of the terminal; "" removes it.
     void status(const std::string& text);
 
-    /// Columns of the terminal that standard error is; 80 when it is none.
+    /// Columns of the terminal that standard error is; 80 when it is not a terminal.
     static int terminalWidth();
+    /// Whether standard error is a terminal.
     static bool isTerminal();
 
 private:

@@ -1,6 +1,6 @@
 /// @file CountingChannel.h
 ///
-/// A data channel that counts what really passes.
+/// A data channel that counts the traces that pass through it.
 #ifndef COUNTINGCHANNEL_H
 #define COUNTINGCHANNEL_H
 
@@ -16,7 +16,7 @@ namespace host {
 /// The kernel's counters of a module tell how many traces lay in its channels after each call,
 /// which counts a queued trace again and again. This channel counts each trace once, when its
 /// producer adds it, and knows what its consumers have taken. Traces that appear because a consumer
-/// asks for one that is not there are no data and are not counted.
+/// asks for one that is not there are not data and are not counted.
 class CountingChannel : public DataChannel
 {
 public:
@@ -38,6 +38,7 @@ public:
 
     int addTrace(SeisTrace* trace) override;
 
+    /// Traces that producers have added.
     int64_t arrived() const { return arrivals; }
     /// Traces that `consumer` has taken.
     int64_t taken(ModuleEntity* consumer) const;
@@ -47,6 +48,7 @@ public:
     /// Keeps the ranges of the attributes `names` (those that the traces have as integers) of all
     /// traces from now on.
     void watchWords(std::vector<std::string> names) { watched = std::move(names); }
+    /// The ranges of the watched attributes; none before the first trace has left.
     const std::vector<WordRange>& words() const { return ranges; }
 
 protected:

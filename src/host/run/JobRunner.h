@@ -54,12 +54,14 @@ public:
     JobRunner(const JobRunner&) = delete;
     JobRunner& operator=(const JobRunner&) = delete;
 
-    MessageListener onMessage;
+    MessageListener onMessage; ///< may be empty
     /// Notes the ranges of header words of what the sources read, which costs some microseconds per
     /// trace.
     bool watchHeaders = false;
 
+    /// The kernel's job manager, which this object has prepared.
     JobManager& manager();
+    /// Counters that other threads may read while the job runs.
     const LiveCounters& counters() const { return live; }
 
     /// Runs the three phases and returns the facts, except files, graph and versions.

@@ -23,7 +23,7 @@ struct ProgressState
     double seconds = 0;     ///< since processing began
     int64_t traces = 0;     ///< that entered the job
     int64_t done = 0;       ///< of the announced traces, those that have passed
-    int64_t announced = 0;  ///< 0: nobody has announced any
+    int64_t announced = 0;  ///< 0: no module has announced any
     int64_t bytes = 0;      ///< of memory held by the job
 };
 
@@ -33,6 +33,7 @@ std::string progressBar(const ProgressState& state, int width);
 /// The same facts without a bar, for logs.
 std::string progressText(const ProgressState& state);
 
+/// How the progress is shown.
 enum class ProgressMode
 {
     none,
@@ -45,6 +46,7 @@ enum class ProgressMode
 class Progress
 {
 public:
+    /// Starts the thread. `console` must live longer.
     Progress(Console& console, ProgressMode mode, double lineSeconds,
              std::function<ProgressState()> read);
     ~Progress();

@@ -26,6 +26,7 @@
 
 #include <exception>
 #include <memory>
+#include <new>
 #include <stdexcept>
 #include <string>
 #include <type_traits>
@@ -50,12 +51,17 @@ inline void message(int type, const std::string& text)
     knl_sendMessage(type, text.c_str());
 }
 
-/// The fatal message and the job's mark, at any length. To be called while the module's entry point
-/// runs; fail() is for everything below it.
-inline void reportFailure(const std::string& text)
+/// The fatal message and the job's mark, at any length where there is memory for it. The entry
+/// points call it; fail() is for everything below them.
+inline void reportFailure(const char* text) noexcept
 {
-    knl_sendMessage(VORN_FATAL, text.c_str());
-    knl_setMetaDataValue(VORN_SCOPE_JOB, VORN_FAILED_KEY, (VORN_MODULE_NAME ": " + text).c_str());
+    try {
+        const std::string noted = VORN_MODULE_NAME ": " + std::string(text);
+        knl_sendMessage(VORN_FATAL, text);
+        knl_setMetaDataValue(VORN_SCOPE_JOB, VORN_FAILED_KEY, noted.c_str());
+    } catch (const std::bad_alloc&) {
+        vorn_fail("%s", text);
+    }
 }
 
 inline void addHistory(const std::string& line)
@@ -98,23 +104,25 @@ void destroyState() noexcept
     delete kept;
 }
 
-/// Runs `action`. What it throws becomes the failure of the module, whose state is destroyed.
+/// Runs `action`. What it throws becomes the failure of the module. Its state is destroyed first:
+/// that needs no memory, and removes files that are not complete.
 template <typename State, typename Action>
 void guarded(Action action) noexcept
 {
     try {
         action();
-        return;
     } catch (const Failed&) {
-        // has been said
+        destroyState<State>(); // the message has been sent
     } catch (const std::bad_alloc&) {
+        destroyState<State>();
         vorn_fail("there is not enough memory");
     } catch (const std::exception& error) {
+        destroyState<State>();
         reportFailure(error.what());
     } catch (...) {
+        destroyState<State>();
         vorn_fail("an unknown exception was thrown");
     }
-    destroyState<State>();
 }
 
 /// @name Bodies of the entry points, for VORN_MODULE

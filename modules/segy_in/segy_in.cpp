@@ -6,18 +6,18 @@
 #include "segy/SegyTraceStatements.h"
 #include "segy/TextHeader.h"
 #include "segy/TraceSelection.h"
+#include "segy_in_parameters.hpp"
 #include "traces/HeaderToAttributes.h"
 #include "traces/JobFiles.h"
 #include "traces/Milliseconds.h"
+#include "vorn_kit.hpp"
 
 #include <array>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
-#include <exception>
 #include <memory>
 #include <optional>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -28,20 +28,10 @@ using VORN::SegyReader;
 using VORN::SegyTraceStatements;
 using VORN::TraceSelection;
 
+using vorn_kit::fail;
+using vorn_kit::message;
+
 namespace {
-
-enum MessageType
-{
-    detail = 0,
-    information = 1,
-    warning = 2,
-    fatal = 4
-};
-
-constexpr int endOfData = 3;
-constexpr int moduleScope = 1;
-constexpr int jobScope = 0;
-constexpr char stateName[] = "state";
 
 // ---- Parameters ----
 
@@ -52,55 +42,24 @@ struct Settings
     TraceSelection selection;
 };
 
-std::optional<UniVar> parameter(const char* name)
-{
-    if (isModuleParameterPresent(name) == 0)
-        return std::nullopt;
-    return getModuleParameter(name);
-}
-
-void readOverrides(SegyOverrides& overrides)
-{
-    constexpr double mostSeconds = 2000;
-    if (const auto given = parameter("samples")) {
-        overrides.samples = given->getI32Value();
-        if (*overrides.samples < 1)
-            throw std::runtime_error("samples is " + given->getStrValue() +
-                                     "; give the samples per trace, 1 or more");
-    }
-    if (const auto given = parameter("format")) {
-        overrides.format = VORN::sampleFormatOfKey(given->getStrValue());
-        if (!overrides.format)
-            throw std::runtime_error("format is \"" + given->getStrValue() + "\"; give one of " +
-                                     VORN::sampleFormatKeys());
-    }
-    if (const auto given = parameter("endian")) {
-        const std::string order = given->getStrValue();
-        if (order != "big" && order != "little")
-            throw std::runtime_error("endian is \"" + order + "\"; give big or little");
-        overrides.littleEndian = order == "little";
-    }
-    if (const auto given = parameter("interval")) {
-        const double seconds = given->getF64Value();
-        if (!(seconds >= 0.5e-6 && seconds <= mostSeconds))
-            throw std::runtime_error("interval is " + given->getStrValue() +
-                                     " s; give a time from 1 microsecond to 2000 seconds");
-        overrides.interval = static_cast<int>(std::lround(seconds * 1e6));
-    }
-}
-
 Settings readSettings()
 {
+    const segy_in_parameters::Parameters given = segy_in_parameters::readParameters();
     Settings settings;
-    const std::optional<UniVar> file = parameter("file");
-    if (!file || file->getStrValue().empty())
-        throw std::runtime_error("file is missing; give the path of a SEG-Y file");
-    settings.file = file->getStrValue();
-    for (const char* key : {"traces", "fldr", "cdp"}) {
-        if (const auto given = parameter(key))
-            settings.selection.add(key, given->getStrValue());
-    }
-    readOverrides(settings.overrides);
+    settings.file = given.file;
+    if (given.traces)
+        settings.selection.add("traces", *given.traces);
+    if (given.fldr)
+        settings.selection.add("fldr", *given.fldr);
+    if (given.cdp)
+        settings.selection.add("cdp", *given.cdp);
+    settings.overrides.samples = given.samples;
+    if (given.format)
+        settings.overrides.format = VORN::sampleFormatOfKey(wordOf(*given.format));
+    if (given.endian)
+        settings.overrides.littleEndian = *given.endian == segy_in_parameters::Endian::little;
+    if (given.interval)
+        settings.overrides.interval = static_cast<int>(std::lround(*given.interval * 1e6));
     return settings;
 }
 
@@ -132,25 +91,6 @@ struct State
     std::array<unsigned char, VORN::segyTraceHeaderBytes> header;
 };
 
-State* keptState()
-{
-    return static_cast<State*>(getModuleResource(stateName).getPointerValue());
-}
-
-void keepState(State* state)
-{
-    setModuleResource(stateName, UniVar(static_cast<void*>(state)));
-}
-
-// Nothing is read any more, and no output of the job becomes a file.
-void fail(const std::string& what)
-{
-    sendMessage(fatal, what.c_str());
-    setMetaDataValue(jobScope, "vorn.failed", std::string(getModuleName()) + ": " + what);
-    delete keptState();
-    keepState(nullptr);
-}
-
 // ---- Before the first trace ----
 
 std::string summary(const State& state, const Settings& settings)
@@ -170,13 +110,12 @@ std::string summary(const State& state, const Settings& settings)
 
 void sendNews(const State& state, const Settings& settings)
 {
-    sendMessage(information, summary(state, settings).c_str());
+    message(VORN_INFORMATION, summary(state, settings));
     for (const std::string& note : state.reader.warnings())
-        sendMessage(warning, (settings.file + ": " + note).c_str());
+        message(VORN_WARNING, settings.file + ": " + note);
     if (state.reader.layout().variableLength)
-        sendMessage(warning, (settings.file + ": shorter traces are filled with zeros up to " +
-                              std::to_string(state.reader.layout().samples) + " samples")
-                                 .c_str());
+        message(VORN_WARNING, settings.file + ": shorter traces are filled with zeros up to " +
+                                  std::to_string(state.reader.layout().samples) + " samples");
 }
 
 // The cards of some text headers, a line each.
@@ -195,7 +134,7 @@ std::string cardLines(const std::vector<std::string>& texts)
 void publishMetadata(const SegyReader& reader)
 {
     const auto publish = [](const char* key, const std::string& value) {
-        setMetaDataValue(moduleScope, key, value);
+        setMetaDataValue(VORN_SCOPE_MODULE, key, value);
     };
     publish("segy.text", cardLines({reader.text()}));
     publish("segy.text.bytes", VORN::hexOf(reader.textBytes()));
@@ -223,19 +162,18 @@ void warnOfUnknownWords(const State& state)
 {
     const std::size_t unknown = state.words.unknownWords().size();
     if (unknown > 0)
-        sendMessage(state.words.knownWords() == 0 ? warning : detail,
-                    ("the job's schema does not know " + std::to_string(unknown) + " of the " +
-                     std::to_string(VORN::traceHeaderWords().size()) +
-                     " trace header words; they are not read")
-                        .c_str());
+        message(state.words.knownWords() == 0 ? VORN_WARNING : VORN_DETAIL,
+                "the job's schema does not know " + std::to_string(unknown) + " of the " +
+                    std::to_string(VORN::traceHeaderWords().size()) +
+                    " trace header words; they are not read");
 }
 
-void prepare()
+std::unique_ptr<State> prepare()
 {
     const Settings settings = readSettings();
     void* out = getOutputTraceBuffer(0);
     if (out == nullptr)
-        throw std::runtime_error("the module has no output; connect one");
+        fail("the module has no output; connect one");
 
     auto state = std::make_unique<State>(settings);
     SegyReader& reader = state->reader;
@@ -246,9 +184,8 @@ void prepare()
                 return reader.word(reader.header(index), word);
             });
         if (state->selected.empty() && reader.layout().traces > 0)
-            throw std::runtime_error(settings.file + ": none of its " +
-                                     std::to_string(reader.layout().traces) +
-                                     " traces is selected by " + settings.selection.text());
+            fail(settings.file + ": none of its " + std::to_string(reader.layout().traces) +
+                 " traces is selected by " + settings.selection.text());
     }
     const SegyLayout& layout = reader.layout();
     sendNews(*state, settings);
@@ -257,8 +194,7 @@ void prepare()
     warnOfUnknownWords(*state);
     state->words.begin(out, layout.interval);
     informTotalTracesNumber(out, state->total());
-    keepState(state.get());
-    static_cast<void>(state.release());
+    return state;
 }
 
 // ---- Trace by trace ----
@@ -273,62 +209,31 @@ void emitTrace(State& state, void* out)
         state.words.addTrace(out, state.header.data(), state.reader.layout().littleEndian,
                              state.reader.samplesOf(index));
     if (samples == nullptr)
-        throw std::runtime_error("there is no memory for trace " + std::to_string(index + 1) +
-                                 " of " + state.reader.path());
+        fail("there is no memory for trace " + std::to_string(index + 1) + " of " +
+             state.reader.path());
     state.reader.read(index, nullptr, samples);
     state.statements.see(index, state.header.data());
     ++state.next;
 }
 
+void process(State& state)
+{
+    void* out = vorn_output(0);
+    if (state.next < state.total())
+        emitTrace(state, out);
+    if (state.next == state.total())
+        setDataChannelFlag(out, VORN_END_OF_DATA); // on the last trace; without one, on the channel
+}
+
 // ---- After the last trace ----
 
 // Only now is it known how many there are.
-void sendContradictions(const State& state)
+void finish(State& state)
 {
     for (const std::string& note : state.statements.warnings())
-        sendMessage(warning, (state.reader.path() + ": " + note).c_str());
-}
-
-// Runs `action`; what it throws becomes the module's end.
-template <typename Action>
-int guarded(Action action)
-{
-    try {
-        action();
-    } catch (const std::exception& error) {
-        fail(error.what());
-    }
-    return 0;
+        message(VORN_WARNING, state.reader.path() + ": " + note);
 }
 
 } // namespace
 
-extern "C" int preprocess_()
-{
-    return guarded(prepare);
-}
-
-extern "C" int process_()
-{
-    void* out = getOutputTraceBuffer(0);
-    guarded([=] {
-        State* state = keptState();
-        if (state != nullptr && state->next < state->total())
-            emitTrace(*state, out);
-    });
-    const State* state = keptState();
-    if (state == nullptr || state->next == state->total())
-        setDataChannelFlag(out, endOfData); // on the last trace; without one, on the channel
-    return 0;
-}
-
-extern "C" int postprocess_()
-{
-    guarded([] {
-        if (const State* state = keptState())
-            sendContradictions(*state);
-    });
-    delete keptState();
-    keepState(nullptr);
-    return 0;
-}
+VORN_MODULE(prepare, process, finish);

@@ -9,8 +9,10 @@
 #include "segy/HexBytes.h"
 #include "segy/SegyWriter.h"
 #include "segy/TextHeader.h"
+#include "segy_out_parameters.hpp"
 #include "traces/AttributesToHeader.h"
 #include "traces/JobFiles.h"
+#include "vorn_kit.hpp"
 
 #include <algorithm>
 #include <array>
@@ -18,12 +20,10 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
-#include <exception>
 #include <limits>
 #include <memory>
 #include <new>
 #include <optional>
-#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
@@ -33,25 +33,12 @@ using VORN::SampleFormat;
 using VORN::SegyDescription;
 using VORN::SegyWriter;
 
+using vorn_kit::fail;
+using vorn_kit::message;
+
 namespace {
 
-enum MessageType
-{
-    information = 1,
-    warning = 2,
-    error = 3,
-    fatal = 4
-};
-
-constexpr int moduleScope = 1;
-constexpr int jobScope = 0;
-constexpr char stateName[] = "state";
 constexpr bool littleEndian = false; // every reader knows the other order
-
-void send(MessageType type, const std::string& text)
-{
-    sendMessage(type, text.c_str());
-}
 
 // ---- Parameters ----
 
@@ -65,25 +52,13 @@ struct Settings
 
 Settings readSettings()
 {
-    const auto given = [](const char* name) { return isModuleParameterPresent(name) != 0; };
+    const segy_out_parameters::Parameters given = segy_out_parameters::readParameters();
     Settings settings;
-    if (given("file"))
-        settings.file = getModuleParameter("file").getStrValue();
-    if (settings.file.empty())
-        throw std::runtime_error("file is missing; give the path of the file to be written");
-    if (given("format")) {
-        const std::string format = getModuleParameter("format").getStrValue();
-        if (format != "ibm" && format != "ieee")
-            throw std::runtime_error("format is \"" + format + "\"; give ibm or ieee");
-        settings.format = format == "ibm" ? SampleFormat::ibmFloat : SampleFormat::ieeeFloat;
-    }
-    if (given("revision"))
-        settings.revision = getModuleParameter("revision").getI32Value();
-    if (settings.revision && *settings.revision != 0 && *settings.revision != 1)
-        throw std::runtime_error("revision is " + std::to_string(*settings.revision) +
-                                 "; give 0 or 1");
-    if (given("overwrite"))
-        settings.overwrite = getModuleParameter("overwrite").getI32Value() != 0;
+    settings.file = given.file;
+    settings.format = given.format == segy_out_parameters::Format::ibm ? SampleFormat::ibmFloat
+                                                                       : SampleFormat::ieeeFloat;
+    settings.revision = given.revision;
+    settings.overwrite = given.overwrite;
     return settings;
 }
 
@@ -105,27 +80,6 @@ struct State
     int64_t firstLost = 0; // number, from 1, of the first trace with samples that IBM cannot hold
 };
 
-State* keptState()
-{
-    return static_cast<State*>(getModuleResource(stateName).getPointerValue());
-}
-
-void keepState(State* state)
-{
-    setModuleResource(stateName, UniVar(static_cast<void*>(state)));
-}
-
-// Removes the temporary file; from now on the module does nothing, and no output of the job becomes
-// a file.
-void fail(const std::string& what)
-{
-    // First, since it needs no memory.
-    delete keptState();
-    keepState(nullptr);
-    send(fatal, what);
-    setMetaDataValue(jobScope, "vorn.failed", std::string(getModuleName()) + ": " + what);
-}
-
 // ---- The file header ----
 
 std::vector<std::string> linesOf(const std::string& text)
@@ -141,7 +95,7 @@ std::vector<std::string> linesOf(const std::string& text)
 
 std::string upstream(const char* key)
 {
-    return getMetaDataValue(moduleScope, key).getStrValue();
+    return getMetaDataValue(VORN_SCOPE_MODULE, key).getStrValue();
 }
 
 std::vector<unsigned char> upstreamBytes(const char* key)
@@ -221,8 +175,9 @@ int chooseRevision(const Settings& settings, const std::string& ofInput)
         return 1;
     if (upstream("segy.text.ext").empty())
         return 0;
-    send(information, settings.file + ": is revision 1, though the input says 0, since revision 0 "
-                                      "has no extended text headers");
+    message(VORN_INFORMATION, settings.file +
+                                  ": is revision 1, though the input says 0, since revision 0 "
+                                  "has no extended text headers");
     return 1;
 }
 
@@ -248,12 +203,13 @@ SegyDescription describe(const Settings& settings, void* in)
     description.unassignedBytes = upstreamBytes("segy.binary.rest");
     description.binaryWords = binaryWords(isRearranged(history));
     if (leftOut > 0)
-        send(warning, settings.file + ": the text header has no free card for the first " +
-                          std::to_string(leftOut) + " of its " + std::to_string(history.size()) +
-                          " lines on the processing");
+        message(VORN_WARNING, settings.file + ": the text header has no free card for the first " +
+                                  std::to_string(leftOut) + " of its " +
+                                  std::to_string(history.size()) + " lines on the processing");
     if (revision == 0 && !description.extendedCards.empty())
-        send(warning, settings.file + ": the extended text headers of the input are left out; " +
-                          "revision 0 has none");
+        message(VORN_WARNING, settings.file +
+                                  ": the extended text headers of the input are left out; " +
+                                  "revision 0 has none");
     return description;
 }
 
@@ -265,8 +221,9 @@ void begin(State& state, void* in)
     state.writer = std::make_unique<SegyWriter>(state.file, state.description);
 }
 
-void writeTrace(State& state, void* in)
+void process(State& state)
 {
+    void* in = vorn_input(0);
     if (state.writer == nullptr)
         begin(state, in);
     const int64_t number = state.writer->traces() + 1;
@@ -286,15 +243,16 @@ void publish(State& state)
     traces::refuseInputs(state.settings.file);
     state.file.commit();
     if (state.writer->lostSamples() > 0)
-        send(warning, state.settings.file + ": " + std::to_string(state.writer->lostSamples()) +
-                          " samples, the first in trace " + std::to_string(state.firstLost) +
-                          ", are infinite (written as the largest IBM float) or no numbers "
-                          "(written as 0)");
-    send(information, state.settings.file + ": " + std::to_string(state.writer->traces()) +
-                          " traces of " + std::to_string(state.description.samples) +
-                          " samples written, " + std::to_string(state.file.size()) + " bytes, " +
-                          VORN::sampleFormatName(state.settings.format) + ", revision " +
-                          std::to_string(state.description.revision));
+        message(VORN_WARNING,
+                state.settings.file + ": " + std::to_string(state.writer->lostSamples()) +
+                    " samples, the first in trace " + std::to_string(state.firstLost) +
+                    ", are infinite (written as the largest IBM float) or no numbers "
+                    "(written as 0)");
+    message(VORN_INFORMATION, state.settings.file + ": " + std::to_string(state.writer->traces()) +
+                                  " traces of " + std::to_string(state.description.samples) +
+                                  " samples written, " + std::to_string(state.file.size()) +
+                                  " bytes, " + VORN::sampleFormatName(state.settings.format) +
+                                  ", revision " + std::to_string(state.description.revision));
 }
 
 void finish(State& state)
@@ -303,52 +261,15 @@ void finish(State& state)
         publish(state);
 }
 
-void prepare()
+std::unique_ptr<State> prepare()
 {
     Settings settings = readSettings();
-    if (getInputTraceBuffer(0) == nullptr)
-        throw std::runtime_error("the module has no input; connect one");
+    vorn_kit::requiredInput();
     traces::refuseInputs(settings.file);
     traces::refuseSecondWriter(settings.file);
-    auto state = std::make_unique<State>(std::move(settings));
-    keepState(state.get());
-    static_cast<void>(state.release());
-}
-
-// Runs `action`; what it throws becomes the module's end.
-template <typename Action>
-int guarded(Action action)
-{
-    try {
-        action();
-    } catch (const std::exception& failure) {
-        fail(failure.what());
-    }
-    return 0;
+    return std::make_unique<State>(std::move(settings));
 }
 
 } // namespace
 
-extern "C" int preprocess_()
-{
-    return guarded(prepare);
-}
-
-extern "C" int process_()
-{
-    return guarded([] {
-        if (State* state = keptState())
-            writeTrace(*state, getInputTraceBuffer(0));
-    });
-}
-
-extern "C" int postprocess_()
-{
-    guarded([] {
-        if (State* state = keptState())
-            finish(*state);
-    });
-    delete keptState();
-    keepState(nullptr);
-    return 0;
-}
+VORN_MODULE(prepare, process, finish);

@@ -3,20 +3,20 @@
 #include "MOXKernel.h"
 #include "segy/TraceSelection.h"
 #include "su/SuReader.h"
+#include "su_in_parameters.hpp"
 #include "traces/HeaderToAttributes.h"
 #include "traces/JobFiles.h"
 #include "traces/Milliseconds.h"
 #include "traces/WordCounts.h"
+#include "vorn_kit.hpp"
 
 #include <array>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
-#include <exception>
 #include <memory>
 #include <optional>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -26,25 +26,10 @@ using VORN::SuOverrides;
 using VORN::SuReader;
 using VORN::TraceSelection;
 
+using vorn_kit::fail;
+using vorn_kit::message;
+
 namespace {
-
-enum MessageType
-{
-    detail = 0,
-    information = 1,
-    warning = 2,
-    fatal = 4
-};
-
-constexpr int endOfData = 3;
-constexpr int moduleScope = 1;
-constexpr int jobScope = 0;
-constexpr char stateName[] = "state";
-
-void send(MessageType type, const std::string& text)
-{
-    sendMessage(type, text.c_str());
-}
 
 // ---- Parameters ----
 
@@ -56,56 +41,18 @@ struct Settings
     std::optional<int> interval; // microseconds
 };
 
-std::optional<UniVar> parameter(const char* name)
-{
-    if (isModuleParameterPresent(name) == 0)
-        return std::nullopt;
-    return getModuleParameter(name);
-}
-
-std::string shortText(double value)
-{
-    char text[32];
-    std::snprintf(text, sizeof text, "%g", value);
-    return text;
-}
-
-std::optional<int> readInterval()
-{
-    constexpr double mostSeconds = 2000;
-    const std::optional<UniVar> given = parameter("interval");
-    if (!given)
-        return std::nullopt;
-    const double seconds = given->getF64Value();
-    if (!(seconds >= 0.5e-6 && seconds <= mostSeconds))
-        throw std::runtime_error("interval is " + shortText(seconds) +
-                                 " s; give a time from 1 microsecond to 2000 seconds");
-    return static_cast<int>(std::lround(seconds * 1e6));
-}
-
 Settings readSettings()
 {
+    const su_in_parameters::Parameters given = su_in_parameters::readParameters();
     Settings settings;
-    const std::optional<UniVar> file = parameter("file");
-    if (!file || file->getStrValue().empty())
-        throw std::runtime_error("file is missing; give the path of a Seismic Unix file");
-    settings.file = file->getStrValue();
-    const std::optional<UniVar> traces = parameter("traces");
-    if (traces && !traces->getStrValue().empty())
-        settings.selection.add("traces", traces->getStrValue());
-    if (const auto given = parameter("samples")) {
-        settings.overrides.samples = given->getI32Value();
-        if (*settings.overrides.samples < 1)
-            throw std::runtime_error("samples is " + given->getStrValue() +
-                                     "; give the samples per trace, 1 or more");
-    }
-    if (const auto given = parameter("endian")) {
-        const std::string order = given->getStrValue();
-        if (order != "big" && order != "little")
-            throw std::runtime_error("endian is \"" + order + "\"; give big or little");
-        settings.overrides.littleEndian = order == "little";
-    }
-    settings.interval = readInterval();
+    settings.file = given.file;
+    if (given.traces && !given.traces->empty())
+        settings.selection.add("traces", *given.traces);
+    settings.overrides.samples = given.samples;
+    if (given.endian)
+        settings.overrides.littleEndian = *given.endian == su_in_parameters::Endian::little;
+    if (given.interval)
+        settings.interval = static_cast<int>(std::lround(*given.interval * 1e6));
     return settings;
 }
 
@@ -161,50 +108,32 @@ struct State
     std::array<unsigned char, VORN::segyTraceHeaderBytes> header;
 };
 
-State* keptState()
-{
-    return static_cast<State*>(getModuleResource(stateName).getPointerValue());
-}
-
-void keepState(State* state)
-{
-    setModuleResource(stateName, UniVar(static_cast<void*>(state)));
-}
-
-// Nothing is read any more, and no output of the job becomes a file.
-void fail(const std::string& what)
-{
-    send(fatal, what);
-    setMetaDataValue(jobScope, "vorn.failed", "su_in: " + what);
-    delete keptState();
-    keepState(nullptr);
-}
-
 // ---- Before the first trace ----
 
 void sendNews(const State& state, const Settings& settings)
 {
     const SuReader& reader = state.reader;
-    send(detail, "the job's schema knows " + std::to_string(state.words.knownWords()) + " of the " +
-                     std::to_string(VORN::suHeaderWords().size()) +
-                     " trace header words; others are not read");
+    message(VORN_DETAIL, "the job's schema knows " + std::to_string(state.words.knownWords()) +
+                             " of the " + std::to_string(VORN::suHeaderWords().size()) +
+                             " trace header words; others are not read");
     std::string text = settings.file + ": " + std::to_string(reader.traces()) + " traces of " +
                        std::to_string(reader.samples()) + " samples, interval " +
                        traces::milliseconds(state.interval) + ", Seismic Unix, " +
                        (reader.littleEndian() ? "little" : "big") + " endian";
     if (!state.everyTrace)
         text += "; read are " + settings.selection.text();
-    send(information, text);
+    message(VORN_INFORMATION, text);
     for (const std::string& note : reader.warnings())
-        send(warning, settings.file + ": " + note);
+        message(VORN_WARNING, settings.file + ": " + note);
     if (state.interval == 0)
-        send(warning, settings.file + ": no header states a sample interval; state `interval`");
+        message(VORN_WARNING,
+                settings.file + ": no header states a sample interval; state `interval`");
 }
 
 void publishMetadata(const State& state)
 {
     const auto publish = [](const char* key, const std::string& value) {
-        setMetaDataValue(moduleScope, key, value);
+        setMetaDataValue(VORN_SCOPE_MODULE, key, value);
     };
     publish("segy.file", state.reader.path());
     publish("segy.format", "su");
@@ -222,17 +151,16 @@ void selectTraces(State& state, const Settings& settings)
             return VORN::readWord(state.header.data(), word, state.reader.littleEndian());
         });
     if (state.selected.empty())
-        throw std::runtime_error(settings.file + ": none of its " +
-                                 std::to_string(state.reader.traces()) + " traces is selected by " +
-                                 settings.selection.text());
+        fail(settings.file + ": none of its " + std::to_string(state.reader.traces()) +
+             " traces is selected by " + settings.selection.text());
 }
 
-void prepare()
+std::unique_ptr<State> prepare()
 {
     const Settings settings = readSettings();
     void* out = getOutputTraceBuffer(0);
     if (out == nullptr)
-        throw std::runtime_error("the module has no output; connect one");
+        fail("the module has no output; connect one");
 
     auto state = std::make_unique<State>(settings);
     if (!settings.selection.isEmpty())
@@ -242,8 +170,7 @@ void prepare()
     bldOutputTraceBuffer(0, state->reader.samples(), state->interval, nullptr);
     state->words.begin(out, state->interval);
     informTotalTracesNumber(out, state->total());
-    keepState(state.get());
-    static_cast<void>(state.release());
+    return state;
 }
 
 // ---- Trace by trace ----
@@ -265,65 +192,35 @@ void emitTrace(State& state, void* out)
     float* samples =
         state.words.addTrace(out, state.header.data(), reader.littleEndian(), reader.samples());
     if (samples == nullptr)
-        throw std::runtime_error("there is no memory for trace " + std::to_string(index + 1));
+        fail("there is no memory for trace " + std::to_string(index + 1));
     reader.read(index, nullptr, samples);
     countUnreadWords(state);
     ++state.next;
 }
 
+void process(State& state)
+{
+    void* out = vorn_output(0);
+    if (state.next < state.total())
+        emitTrace(state, out);
+    if (state.next == state.total())
+        setDataChannelFlag(out, VORN_END_OF_DATA); // on the last trace; without one, on the channel
+}
+
 // ---- After the last trace ----
 
-void warnOfUnreadWords(const State& state)
+void finish(State& state)
 {
     constexpr std::size_t mostNamed = 12;
     const std::string words = state.missed.text(mostNamed);
     if (!words.empty())
-        send(warning, state.reader.path() +
-                          ": header words that have values are not read, since the job's schema "
-                          "lacks them: " +
-                          words + "; add those that matter to `schema`");
-}
-
-// Runs `action`; what it throws becomes the module's end.
-template <typename Action>
-int guarded(Action action)
-{
-    try {
-        action();
-    } catch (const std::exception& error) {
-        fail(error.what());
-    }
-    return 0;
+        message(VORN_WARNING,
+                state.reader.path() +
+                    ": header words that have values are not read, since the job's schema "
+                    "lacks them: " +
+                    words + "; add those that matter to `schema`");
 }
 
 } // namespace
 
-extern "C" int preprocess_()
-{
-    return guarded(prepare);
-}
-
-extern "C" int process_()
-{
-    void* out = getOutputTraceBuffer(0);
-    guarded([=] {
-        State* state = keptState();
-        if (state != nullptr && state->next < state->total())
-            emitTrace(*state, out);
-    });
-    const State* state = keptState();
-    if (state == nullptr || state->next == state->total())
-        setDataChannelFlag(out, endOfData); // on the last trace; without one, on the channel
-    return 0;
-}
-
-extern "C" int postprocess_()
-{
-    guarded([] {
-        if (const State* state = keptState())
-            warnOfUnreadWords(*state);
-    });
-    delete keptState();
-    keepState(nullptr);
-    return 0;
-}
+VORN_MODULE(prepare, process, finish);

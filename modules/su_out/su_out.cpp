@@ -5,17 +5,17 @@
 
 #include "MOXKernel.h"
 #include "su/SuWriter.h"
+#include "su_out_parameters.hpp"
 #include "traces/AttributesToHeader.h"
 #include "traces/JobFiles.h"
 #include "traces/WordCounts.h"
+#include "vorn_kit.hpp"
 
 #include <array>
 #include <bit>
 #include <cstddef>
 #include <cstdint>
-#include <exception>
 #include <memory>
-#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
@@ -24,22 +24,10 @@ using VORN::HeaderWord;
 using VORN::OutputFile;
 using VORN::SuWriter;
 
+using vorn_kit::fail;
+using vorn_kit::message;
+
 namespace {
-
-enum MessageType
-{
-    information = 1,
-    warning = 2,
-    fatal = 4
-};
-
-constexpr int jobScope = 0;
-constexpr char stateName[] = "state";
-
-void send(MessageType type, const std::string& text)
-{
-    sendMessage(type, text.c_str());
-}
 
 // ---- Parameters ----
 
@@ -52,21 +40,13 @@ struct Settings
 
 Settings readSettings()
 {
-    const auto given = [](const char* name) { return isModuleParameterPresent(name) != 0; };
+    using su_out_parameters::Endian;
+    const su_out_parameters::Parameters given = su_out_parameters::readParameters();
     Settings settings;
-    if (given("file"))
-        settings.file = getModuleParameter("file").getStrValue();
-    if (settings.file.empty())
-        throw std::runtime_error("file is missing; give the path of the file to be written");
-    if (given("endian")) {
-        const std::string order = getModuleParameter("endian").getStrValue();
-        if (order != "native" && order != "big" && order != "little")
-            throw std::runtime_error("endian is \"" + order + "\"; give native, big or little");
-        if (order != "native")
-            settings.littleEndian = order == "little";
-    }
-    if (given("overwrite"))
-        settings.overwrite = getModuleParameter("overwrite").getI32Value() != 0;
+    settings.file = given.file;
+    if (given.endian != Endian::native)
+        settings.littleEndian = given.endian == Endian::little;
+    settings.overwrite = given.overwrite;
     return settings;
 }
 
@@ -89,39 +69,15 @@ struct State
     traces::WordCounts leftOut{{}}; // words of the first trace that have no place in the header
 };
 
-State* keptState()
-{
-    return static_cast<State*>(getModuleResource(stateName).getPointerValue());
-}
-
-void keepState(State* state)
-{
-    setModuleResource(stateName, UniVar(static_cast<void*>(state)));
-}
-
-// Removes the temporary file; from now on the module does nothing, and no output of the job becomes
-// a file.
-void fail(const std::string& what)
-{
-    // First, since it needs no memory.
-    delete keptState();
-    keepState(nullptr);
-    send(fatal, what);
-    setMetaDataValue(jobScope, "vorn.failed", "su_out: " + what);
-}
-
 // ---- Before the first trace ----
 
-void prepare()
+std::unique_ptr<State> prepare()
 {
     Settings settings = readSettings();
-    if (getInputTraceBuffer(0) == nullptr)
-        throw std::runtime_error("the module has no input; connect one");
+    vorn_kit::requiredInput();
     traces::refuseInputs(settings.file);
     traces::refuseSecondWriter(settings.file);
-    auto state = std::make_unique<State>(std::move(settings));
-    keepState(state.get());
-    static_cast<void>(state.release());
+    return std::make_unique<State>(std::move(settings));
 }
 
 // ---- Trace by trace ----
@@ -154,8 +110,9 @@ void countLeftOut(State& state, void* in)
     }
 }
 
-void writeTrace(State& state, void* in)
+void process(State& state)
 {
+    void* in = vorn_input(0);
     if (state.writer == nullptr)
         begin(state, in);
     const int64_t number = state.traces + 1;
@@ -174,16 +131,17 @@ void publish(State& state)
     const std::string& file = state.settings.file;
     traces::refuseInputs(file);
     state.file.commit();
-    send(information, file + ": " + std::to_string(state.traces) + " traces of " +
-                          std::to_string(state.samples) + " samples written, " +
-                          std::to_string(state.file.size()) + " bytes, Seismic Unix, " +
-                          (state.settings.littleEndian ? "little" : "big") + " endian");
+    message(VORN_INFORMATION, file + ": " + std::to_string(state.traces) + " traces of " +
+                                  std::to_string(state.samples) + " samples written, " +
+                                  std::to_string(state.file.size()) + " bytes, Seismic Unix, " +
+                                  (state.settings.littleEndian ? "little" : "big") + " endian");
     const std::string words = state.leftOut.text(state.leftOut.size());
     if (!words.empty())
-        send(warning, file +
-                          ": a Seismic Unix header has no place for these words, whose values are "
-                          "left out: " +
-                          words);
+        message(VORN_WARNING,
+                file +
+                    ": a Seismic Unix header has no place for these words, whose values are "
+                    "left out: " +
+                    words);
 }
 
 void finish(State& state)
@@ -192,40 +150,6 @@ void finish(State& state)
         publish(state);
 }
 
-// Runs `action`; what it throws becomes the module's end.
-template <typename Action>
-int guarded(Action action)
-{
-    try {
-        action();
-    } catch (const std::exception& failure) {
-        fail(failure.what());
-    }
-    return 0;
-}
-
 } // namespace
 
-extern "C" int preprocess_()
-{
-    return guarded(prepare);
-}
-
-extern "C" int process_()
-{
-    return guarded([] {
-        if (State* state = keptState())
-            writeTrace(*state, getInputTraceBuffer(0));
-    });
-}
-
-extern "C" int postprocess_()
-{
-    guarded([] {
-        if (State* state = keptState())
-            finish(*state);
-    });
-    delete keptState();
-    keepState(nullptr);
-    return 0;
-}
+VORN_MODULE(prepare, process, finish);

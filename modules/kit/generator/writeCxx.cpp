@@ -42,7 +42,7 @@ std::string typeOf(const Field& field)
 std::vector<Member> membersOf(const std::vector<Field>& fields)
 {
     Names names(Names::Language::cxx); // of members and of types: neither may hide the other
-    for (const char* used : {"Parameters", "readParameters", "rows"})
+    for (const char* used : {"Parameters", "readParameters", "wordOf", "rows"})
         names.reserve(used);
     std::vector<Member> members;
     for (const Field& field : fields)
@@ -119,7 +119,9 @@ std::string header(const std::string& prefix, const std::string& module,
                                         member.field->name, member.type);
             for (const std::string& enumerator : member.enumerators)
                 enumerations += "    " + enumerator + ",\n";
-            enumerations += "};\n\n";
+            enumerations += fmt::format("}};\n\n/// The word of the job file.\n"
+                                        "const char* wordOf({} value);\n\n",
+                                        member.type);
         }
         const std::string type =
             member.field->isOptional() ? "std::optional<" + member.type + ">" : member.type;
@@ -154,7 +156,7 @@ Parameters readParameters();
 std::string source(const std::string& prefix, const std::string& module,
                    const std::vector<Member>& members)
 {
-    std::string words, rows, calls;
+    std::string words, wordFunctions, rows, calls;
     for (std::size_t i = 0; i < members.size(); ++i) {
         const Field& field = *members[i].field;
         if (!field.words.empty()) {
@@ -163,6 +165,10 @@ std::string source(const std::string& prefix, const std::string& module,
                 words += (k > 0 ? ", " : "") + quotedForC(field.words[k]);
             words += "};\n";
         }
+        if (field.kind == FieldKind::choice)
+            wordFunctions += fmt::format("const char* wordOf({} value)\n{{{{\n"
+                                         "    return words_{}[static_cast<int>(value)];\n}}}}\n\n",
+                                         members[i].type, i);
         rows +=
             "    " +
             descriptionForC(field, field.words.empty() ? "nullptr" : fmt::format("words_{}", i)) +
@@ -182,7 +188,7 @@ namespace {{
 {2}{3}
 }} // namespace
 
-Parameters readParameters()
+{5}Parameters readParameters()
 {{
     Parameters parameters;
 {4}    return parameters;
@@ -190,7 +196,7 @@ Parameters readParameters()
 
 }} // namespace {0}_parameters
 )",
-                       prefix, commentText(module), words, rows, calls);
+                       prefix, commentText(module), words, rows, calls, wordFunctions);
 }
 
 } // namespace

@@ -87,6 +87,8 @@ std::unique_ptr<State> prepare()
     vorn_kit::buildRequiredOutput(0, vorn_kit::requiredInput());
     auto state = std::make_unique<State>();
     state->set = readParameters();
+    if (std::string(wordOf(Mode_::black_white)) != "black-white")
+        vorn_kit::fail("wordOf gives another word than the manifest");
     tellAll(state->set);
     if (state->set.fails == Fails::prepare)
         vorn_kit::fail("told to fail in prepare");

@@ -407,18 +407,18 @@ TEST_F(SegyInTest, BadParametersAndFilesEndTheModuleWithOneLine)
     };
     const std::string none = directory / "none.sgy";
     const std::vector<Row> rows = {
-        {{{"file", UniVar("")}}, "file is missing; give the path of a SEG-Y file"},
+        {{{"file", UniVar("")}}, "file is missing; give the name of a file"},
         {{{"file", UniVar(none)}}, none + ": cannot be opened: No such file or directory"},
         {{{"file", UniVar(directory.path())}}, "is not a file that can be read"},
         {{{"traces", UniVar("1:x")}}, "traces: \"x\" in \"1:x\" is not a number"},
         {{{"fldr", UniVar("")}}, "fldr: \"\" in \"\" is not a number"},
         {{{"cdp", UniVar("9:1")}}, "cdp: \"9:1\" ends before it begins"},
         {{{"traces", UniVar("4:9")}}, file + ": none of its 3 traces is selected by traces 4:9"},
-        {{{"samples", UniVar(0)}}, "samples is 0; give the samples per trace, 1 or more"},
-        {{{"format", UniVar("float")}}, "format is \"float\"; give one of ibm, int32, int16"},
+        {{{"samples", UniVar(0)}}, "samples is 0 samples; give a whole number of at least 1"},
+        {{{"format", UniVar("float")}}, "format is \"float\"; give ibm, ieee, double, int8"},
         {{{"endian", UniVar("native")}}, "endian is \"native\"; give big or little"},
-        {{{"interval", UniVar(0.0)}}, "interval is 0.000000000000 s; give a time from 1 micro"},
-        {{{"interval", UniVar(4000.0)}}, "interval is 4000.000000000000 s; give a time"},
+        {{{"interval", UniVar(0.0)}}, "interval is 0 s; give a number from 1e-06 to 2000"},
+        {{{"interval", UniVar(4000.0)}}, "interval is 4000 s; give a number from 1e-06 to 2000"},
     };
     writeBytes(file, ieeeFile(3, 4).bytes());
     for (const Row& row : rows) {

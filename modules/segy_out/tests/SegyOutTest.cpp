@@ -643,7 +643,7 @@ TEST_F(SegyOutTest, AJobWithoutTracesWritesNoFileAndSaysSo)
 TEST_F(SegyOutTest, AFailedReaderLeavesNoFile)
 {
     const HarnessResult result = copy(directory / "none.sgy");
-    EXPECT_THAT(result.messagesOf(3, "out"), ElementsAre(HasSubstr("since the job failed (in: ")));
+    EXPECT_THAT(result.messagesOf(3, "out"), ElementsAre(HasSubstr("since the job failed (segy_in: ")));
     EXPECT_THAT(directory.names(), IsEmpty());
 }
 
@@ -756,11 +756,11 @@ TEST_F(SegyOutTest, BadParametersEndTheModuleWithOneLine)
     };
     const std::string missing = directory / "none/out.sgy";
     const std::vector<Row> rows = {
-        {{{"file", UniVar("")}}, "file is missing; give the path of the file to be written"},
+        {{{"file", UniVar("")}}, "file is missing; give the name of a file to write"},
         {{{"file", UniVar(missing)}}, missing + ": cannot be written: no file can be created"},
         {{{"file", UniVar("/dev/null")}}, "/dev/null: is there already and is not a regular file"},
         {{{"format", UniVar("int16")}}, "format is \"int16\"; give ibm or ieee"},
-        {{{"revision", UniVar(2)}}, "revision is 2; give 0 or 1"},
+        {{{"revision", UniVar(2)}}, "revision is 2; give a whole number from 0 to 1"},
     };
     for (const Row& row : rows) {
         const HarnessResult result = copy(ieeeFile(3, 4).bytes(), row.parameters);

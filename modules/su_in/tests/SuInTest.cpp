@@ -251,16 +251,16 @@ TEST_F(SuInTest, BadParametersAndFilesEndTheModuleWithOneLine)
     writeBytes(segy, ieeeFile(3, 4).bytes());
     writeBytes(empty, {});
     const std::vector<Row> rows = {
-        {{{"file", UniVar("")}}, "file is missing; give the path of a Seismic Unix file"},
+        {{{"file", UniVar("")}}, "file is missing; give the name of a file"},
         {{{"file", UniVar(none)}}, none + ": cannot be opened: No such file or directory"},
         {{{"file", UniVar(directory.path())}}, "is not a file that can be read"},
         {{{"file", UniVar(segy)}}, segy + ": is not a Seismic Unix file"},
         {{{"file", UniVar(empty)}}, empty + ": is not a Seismic Unix file: it has 0 bytes"},
         {{{"traces", UniVar("1:x")}}, "traces: \"x\" in \"1:x\" is not a number"},
         {{{"traces", UniVar("4:9")}}, file + ": none of its 3 traces is selected by traces 4:9"},
-        {{{"samples", UniVar(0)}}, "samples is 0; give the samples per trace, 1 or more"},
+        {{{"samples", UniVar(0)}}, "samples is 0 samples; give a whole number of at least 1"},
         {{{"endian", UniVar("native")}}, "endian is \"native\"; give big or little"},
-        {{{"interval", UniVar(-1.0)}}, "interval is -1 s; give a time from 1 microsecond to"},
+        {{{"interval", UniVar(-1.0)}}, "interval is -1 s; give a number from 1e-06 to 2000"},
     };
     for (const Row& row : rows) {
         renew();

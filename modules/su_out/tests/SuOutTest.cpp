@@ -271,7 +271,7 @@ TEST_F(SuOutTest, BadParametersEndTheModuleWithOneLine)
     };
     const std::string missing = directory / "none/out.su";
     const std::vector<Row> rows = {
-        {{{"file", UniVar("")}}, "file is missing; give the path of the file to be written"},
+        {{{"file", UniVar("")}}, "file is missing; give the name of a file to write"},
         {{{"file", UniVar(missing)}}, missing + ": cannot be written: no file can be created"},
         {{{"file", UniVar("/dev/null")}}, "/dev/null: is there already and is not a regular file"},
         {{{"endian", UniVar("middle")}}, "endian is \"middle\"; give native, big or little"},

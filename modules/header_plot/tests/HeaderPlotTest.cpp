@@ -649,7 +649,8 @@ TEST_F(HeaderPlotTest, SettingsAreRefused)
         {{{"symbol", UniVar("star")}},
          "symbol is \"star\"; give dot, square, circle, triangle, plus, cross or diamond"},
         {{{"size", UniVar(0)}}, "size is 0 points; give a number above 0 and at most 100"},
-        {{{"y", UniVar("a\nb\nc\nd\ne")}}, "y has 5 elements; give a list of at most 4 header words"},
+        {{{"y", UniVar("a\nb\nc\nd\ne")}},
+         "y has 5 elements; give a list of at most 4 header words"},
         {{{"x", UniVar("a\nb")}},
          "x and y have 2 and 1 header words; give one x, or one for each "
          "y"},

@@ -643,7 +643,8 @@ TEST_F(SegyOutTest, AJobWithoutTracesWritesNoFileAndSaysSo)
 TEST_F(SegyOutTest, AFailedReaderLeavesNoFile)
 {
     const HarnessResult result = copy(directory / "none.sgy");
-    EXPECT_THAT(result.messagesOf(3, "out"), ElementsAre(HasSubstr("since the job failed (segy_in: ")));
+    EXPECT_THAT(result.messagesOf(3, "out"),
+                ElementsAre(HasSubstr("since the job failed (segy_in: ")));
     EXPECT_THAT(directory.names(), IsEmpty());
 }
 

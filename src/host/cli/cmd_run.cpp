@@ -11,6 +11,7 @@
 #include "draw/PadRenderer.h"
 #include "draw/PadStore.h"
 #include "draw/Page.h"
+#include "file/UnfinishedOutputs.h"
 #include "kernel_messages.h"
 #include "report/RunTable.h"
 #include "run/Console.h"
@@ -19,7 +20,6 @@
 #include "run/Progress.h"
 #include "run/RunFiles.h"
 #include "run/ScratchSpace.h"
-#include "file/UnfinishedOutputs.h"
 
 #include <QtGlobal>
 #include <algorithm>

@@ -3,8 +3,8 @@
 #include "base/Escaping.h"
 #include "base/Suggestions.h"
 #include "base/Text.h"
-#include "segy/HeaderWords.h"
 #include "job/LibraryProbe.h"
+#include "segy/HeaderWords.h"
 
 #include <algorithm>
 #include <cstdlib>

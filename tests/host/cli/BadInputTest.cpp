@@ -105,7 +105,8 @@ TEST_F(BadInputTest, WrongCallsSayOneLineAndChangeNothing)
     writePart("cut.sgy", 3599, 3599);
     const std::string tooSmall = " bytes, and the file header alone takes 3600";
     const std::string noFormat =
-        "noise.sgy: is not a SEG-Y file that can be read: the sample format code in bytes 3225-3226 "
+        "noise.sgy: is not a SEG-Y file that can be read: the sample format code in bytes "
+        "3225-3226 "
         "is -6169 (big endian) or -6169 (little endian), and neither is known; state `format` if "
         "you know it";
     const std::string file = "parameter \"file\" of module ";

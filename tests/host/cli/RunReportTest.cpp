@@ -162,7 +162,8 @@ TEST_F(RunReportTest, DataOfAnotherKindAreNotReplaced)
     expectRefusal({"--json", "text.json"},
                   "--json: the file \"text.json\" is there already and is not JSON" + end);
     expectRefusal({"--report", "line.html"},
-                  "--report: the file \"line.html\" is there already and is not an HTML page" + end);
+                  "--report: the file \"line.html\" is there already and is not an HTML page" +
+                      end);
     expectRefusal({"--log", "line.sgy"},
                   "--log: the file \"line.sgy\" is there already and is not text" + end);
     EXPECT_EQ(tree.read("line.sgy"), seismic);

@@ -15,7 +15,6 @@
 #include <fmt/format.h>
 #include <new>
 #include <set>
-#include <stdexcept>
 
 namespace host {
 
@@ -25,10 +24,6 @@ using Clock = std::chrono::steady_clock;
 
 // Further messages of one module and severity are passed on, but not kept for the report.
 constexpr int mostMessagesKept = 10000;
-// A record comes every 1001st pass of the scheduler. Modules that run so long without moving a
-// trace will never move one.
-constexpr int idleRecordsAllowed = 1000;
-constexpr double idleSecondsAllowed = 10;
 constexpr int64_t segyTraceHeaderBytes = 240;
 // By this entry of the job's metadata the modules that write files know that theirs are not whole.
 constexpr char failureKey[] = "vorn.failed";
@@ -68,12 +63,6 @@ int64_t bytesOf(int counter)
     return static_cast<int64_t>(static_cast<uint32_t>(counter));
 }
 
-// The processing phase cannot go on; thrown through the scheduler.
-struct Standstill : std::runtime_error
-{
-    using std::runtime_error::runtime_error;
-};
-
 JobRunner* diagnosticTarget = nullptr;
 
 void receiveDiagnostic(QtMsgType, const QMessageLogContext&, const QString& text)
@@ -109,7 +98,7 @@ int receiveCommand(const char* command, void* runner)
 } // namespace
 
 JobRunner::JobRunner(const ResolvedJob& resolved, const std::string& scratchDirectory)
-    : job(resolved), start(Clock::now()), idleSince(Clock::now())
+    : job(resolved), deadlocks(resolved, modules, channels), start(Clock::now())
 {
     prepareKernel(scratchDirectory);
 }
@@ -318,7 +307,7 @@ bool JobRunner::guarded(const std::function<int()>& phase)
         if (phase() == 0)
             return true;
         stopWithError("the kernel has stopped the job");
-    } catch (const Standstill& reason) {
+    } catch (const Deadlock& reason) {
         result.end = RunEnd::stalled;
         stopWithError(reason.what());
     } catch (const std::exception& error) {
@@ -393,70 +382,9 @@ void JobRunner::takeStatistic(const jobStatisticStruct& statistic)
     for (std::size_t i = 0; i < modules.size(); ++i)
         notePeak(i);
     if (statistic.jobPhase == processing)
-        refuseStandstill();
+        deadlocks.check();
     else if (statistic.jobPhase == postProcessing)
         collect();
-}
-
-// The scheduler goes round for ever when every module waits for another. Its next pass depends on
-// nothing but the channels, so once nothing has moved for a thousand passes nothing ever will.
-void JobRunner::refuseStandstill()
-{
-    int64_t traces = 0;
-    for (const BuiltChannel& built : channels)
-        traces += built.channel->activity();
-    int64_t work = 0;
-    for (const ModuleEntity* module : modules)
-        work += module->totalModuleWorkTime + module->inputTracesProcessed;
-
-    const bool sameTraces = traces == traceActivity;
-    const bool sameWork = work == moduleActivity;
-    traceActivity = traces;
-    moduleActivity = work;
-    if (!sameTraces) {
-        idleRecords = 0;
-        idleSince = Clock::now();
-        return;
-    }
-    ++idleRecords;
-    const bool inVain =
-        idleRecords > idleRecordsAllowed && secondsSince(idleSince) > idleSecondsAllowed;
-    if (sameWork || inVain)
-        throw Standstill(fmt::format(
-            "the job is deadlocked: no trace can move any more, and {} still waiting for input{}",
-            waitingModules(), standstillHint(sameWork)));
-}
-
-std::string JobRunner::standstillHint(bool nobodyWorks) const
-{
-    if (!nobodyWorks)
-        return "; a module before it never marks the end of its data";
-    for (std::size_t i = 0; i < modules.size(); ++i) {
-        if (modules[i]->inputDataChannels.size() > 1)
-            return "; where branches meet, as in " + quote(job.modules[i].name) +
-                   ", every module must give one trace for each trace that it takes: put modules "
-                   "that gather or drop traces (sort, stack, trace_qc) before the branches part or "
-                   "after they meet";
-    }
-    return "";
-}
-
-std::string JobRunner::waitingModules() const
-{
-    std::vector<std::string> names;
-    for (std::size_t i = 0; i < modules.size(); ++i) {
-        const auto& inputs = modules[i]->inputDataChannels;
-        const bool waits =
-            std::any_of(inputs.begin(), inputs.end(), [&](const DataChannel* channel) {
-                return channel->getNumberOfInputTraces(modules[i]) == 0;
-            });
-        if (waits)
-            names.push_back(job.modules[i].name);
-    }
-    if (names.empty())
-        return "modules are";
-    return names.size() == 1 ? "module " + quote(names[0]) + " is"
-                             : "the modules " + joined(names, ", ") + " are";
 }
 
 // The time since the phase before ended goes to `field` of each module.

@@ -7,6 +7,7 @@
 #include "hostcallbacks.h"
 #include "job/ResolvedJob.h"
 #include "job/RunResult.h"
+#include "run/Deadlock.h"
 #include "run/JobBuilder.h"
 
 #include <atomic>
@@ -22,8 +23,6 @@ namespace host {
 
 /// Called on the thread that runs the job, in the middle of it.
 using MessageListener = std::function<void(const RunMessage&)>;
-/// Names a phase: "preparing", "processing", "finishing".
-using PhaseListener = std::function<void(const char*)>;
 
 /// What another thread may know of a running job.
 struct LiveCounters
@@ -88,9 +87,6 @@ private:
     void stopWithError(const std::string& text);
     void noteArrival(const BuiltChannel& built, int64_t& announcedBefore);
     void notePeak(std::size_t module);
-    void refuseStandstill();
-    std::string waitingModules() const;
-    std::string standstillHint(bool nobodyWorks) const;
     void noteMicros(int64_t RunStatistics::*field);
     void noteOrder();
     void collect();
@@ -104,6 +100,7 @@ private:
     RunResult result;
     std::vector<ModuleEntity*> modules; ///< in the order of the job
     std::vector<BuiltChannel> channels;
+    DeadlockWatch deadlocks;                         ///< of `modules` and `channels`
     std::vector<int64_t> microsBefore;               ///< by module, when the phase began
     std::map<std::pair<std::string, int>, int> kept; ///< messages by module and severity
     std::chrono::steady_clock::time_point start;
@@ -111,12 +108,6 @@ private:
     bool fatal = false;
     /// What tells the modules that the job has failed, made while there is memory.
     std::map<std::string, std::string>::node_type spareMark;
-
-    // What moved up to the last statistics record of the processing phase.
-    int64_t traceActivity = -1;
-    int64_t moduleActivity = -1;
-    int idleRecords = 0;
-    std::chrono::steady_clock::time_point idleSince;
 };
 
 } // namespace host

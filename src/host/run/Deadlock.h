@@ -1,0 +1,57 @@
+/// @file Deadlock.h
+///
+/// Jobs in which every module waits for another.
+#ifndef DEADLOCK_H
+#define DEADLOCK_H
+
+#include "job/ResolvedJob.h"
+#include "run/JobBuilder.h"
+
+#include <chrono>
+#include <cstdint>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace host {
+
+/// Ends the processing phase of a job in which no trace can move any more; thrown through the
+/// scheduler. The text names the modules that wait, and what to change.
+struct Deadlock : std::runtime_error
+{
+    using std::runtime_error::runtime_error;
+};
+
+/// Watches the traces of a job and the work of its modules from one statistics record of the
+/// processing phase to the next. The kernel sends a record every 1001st pass of its scheduler.
+class DeadlockWatch
+{
+public:
+    /// Keeps references to all three, which may still be empty.
+    DeadlockWatch(const ResolvedJob& resolved, const std::vector<ModuleEntity*>& moduleList,
+                  const std::vector<BuiltChannel>& channelList)
+        : job(resolved), modules(moduleList), channels(channelList)
+    {
+    }
+
+    /// Call it for each record of the processing phase. Throws Deadlock when no trace and no module
+    /// has moved since the record before, or when modules have worked without moving a trace for
+    /// more than a thousand records and ten seconds.
+    void check();
+
+private:
+    std::string waitingModules() const;
+    std::string hint(bool isIdle) const;
+
+    const ResolvedJob& job;
+    const std::vector<ModuleEntity*>& modules; ///< in the order of the job
+    const std::vector<BuiltChannel>& channels;
+    int64_t traceActivity = -1;  ///< of all channels, up to the last record
+    int64_t moduleActivity = -1; ///< time and input traces of all modules, up to the last record
+    int idleRecords = 0;         ///< since a trace moved
+    std::chrono::steady_clock::time_point idleSince;
+};
+
+} // namespace host
+
+#endif

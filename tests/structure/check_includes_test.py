@@ -110,6 +110,15 @@ class CheckIncludesTest(unittest.TestCase):
             'modules/agc/agc.cpp:2: modules must not include metadataprovider.h',
             'modules/agc/agc.cpp:3: modules must not include Text.h'])
 
+    def test_the_generator_of_the_kit_reads_manifests_as_the_command_does(self):
+        self.write('modules/kit/generator/main.cpp', 'base/Text.h', 'job/JobFile.h')
+        self.assertEqual(self.problems(), [])
+        self.write('modules/kit/generator/main.cpp', 'base/Text.h', 'draw/Page.h')
+        self.write('modules/kit/kit.cpp', 'base/Text.h')
+        self.assertEqual(self.problems(), [
+            'modules/kit/generator/main.cpp:2: modules must not include draw/Page.h',
+            'modules/kit/kit.cpp:1: modules must not include base/Text.h'])
+
     def test_tests_of_modules_may_be_hosts(self):
         self.write('modules/agc/tests/AgcTest.cpp', 'JobManager.h')
         self.assertEqual(self.problems(), [])

@@ -53,7 +53,7 @@ inline void message(int type, const std::string& text)
 
 /// The fatal message and the job's mark, at any length where there is memory for it. The entry
 /// points call it; fail() is for everything below them.
-inline void reportFailure(const char* text) noexcept
+inline void reportFailure(const char* text)
 {
     try {
         const std::string noted = VORN_MODULE_NAME ": " + std::string(text);
@@ -100,14 +100,18 @@ template <typename State>
 void destroyState() noexcept
 {
     State* kept = state<State>();
-    vorn_keep_state(nullptr);
+    if (kept == nullptr)
+        return;
+    vorn_keep_state(nullptr); // the name exists, so that this takes no memory
     delete kept;
 }
 
 /// Runs `action`. What it throws becomes the failure of the module. Its state is destroyed first:
-/// that needs no memory, and removes files that are not complete.
+/// that needs no memory, and removes files that are not complete. Where even the message finds no
+/// memory, the exception goes on to the host, which ends the job: swallowed here, the failure would
+/// go unnoticed.
 template <typename State, typename Action>
-void guarded(Action action) noexcept
+void guarded(Action action)
 {
     try {
         action();
@@ -128,7 +132,7 @@ void guarded(Action action) noexcept
 /// @name Bodies of the entry points, for VORN_MODULE
 /// @{
 template <typename Prepare>
-int preprocess(Prepare prepare) noexcept
+int preprocess(Prepare prepare)
 {
     using State = typename std::invoke_result_t<Prepare>::element_type;
     guarded<State>([&] { vorn_keep_state(prepare().release()); });
@@ -136,7 +140,7 @@ int preprocess(Prepare prepare) noexcept
 }
 
 template <typename State>
-int process(void (*action)(State&)) noexcept
+int process(void (*action)(State&))
 {
     if (State* kept = state<State>())
         guarded<State>([&] { action(*kept); });
@@ -146,7 +150,7 @@ int process(void (*action)(State&)) noexcept
 }
 
 template <typename State>
-int postprocess(void (*action)(State&)) noexcept
+int postprocess(void (*action)(State&))
 {
     if (State* kept = state<State>())
         guarded<State>([&] { action(*kept); });

@@ -19,7 +19,8 @@
 #
 # C and C++ sources find the kit, vorn_kit.h and vorn_kit.hpp, which know the module by the macro
 # VORN_MODULE_NAME. Fortran sources can `use vorn_knl` and `use vorn_kit`, which are compiled once per
-# project with the project's compiler.
+# project with the project's compiler; a Fortran module without a `preprocess` of its own gets the entry
+# points of the kit, which call its `vorn_new_module`.
 
 set(VORN_MODULE_CMAKE_DIR ${CMAKE_CURRENT_LIST_DIR})
 set(VORN_MODULE_OUTPUT_DIR ${CMAKE_BINARY_DIR}/vorn_home/lib
@@ -143,6 +144,8 @@ function(vorn_add_module)
     if(Fortran IN_LIST languages)
         _vorn_require_fortran_interface()
         target_link_libraries(${MODULE_NAME} PRIVATE vorn_knl_fortran)
+        # Takes the kit's entry points from that library where the sources have none.
+        target_link_options(${MODULE_NAME} PRIVATE LINKER:-u,preprocess_)
         _vorn_name_module(${MODULE_NAME} TRUE)
     else()
         _vorn_name_module(${MODULE_NAME} FALSE)

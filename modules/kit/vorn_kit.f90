@@ -17,26 +17,15 @@
 !     ...
 !     end module agc_job
 !
-!     integer function preprocess()
+!     subroutine vorn_new_module(state)
 !       use agc_job, only: agc_state
-!       use vorn_kit, only: vorn_module, vorn_preprocess
-!       class(vorn_module), pointer :: state
+!       use vorn_kit, only: vorn_module
+!       class(vorn_module), pointer, intent(out) :: state
 !
 !       allocate (agc_state :: state)
-!       preprocess = vorn_preprocess(state)
-!     end function preprocess
+!     end subroutine vorn_new_module
 !
-!     integer function process()
-!       use vorn_kit, only: vorn_process
-!
-!       process = vorn_process()
-!     end function process
-!
-!     integer function postprocess()
-!       use vorn_kit, only: vorn_postprocess
-!
-!       postprocess = vorn_postprocess()
-!     end function postprocess
+! The entry points are those of vorn_kit_entries.f90, unless the module has its own.
 !
 ! A procedure that sets `good` to false has said why with vorn_fail. The state is then deallocated,
 ! `finish` is not called, and all outputs are at the end of their data.

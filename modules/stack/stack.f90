@@ -248,26 +248,11 @@ contains
   end subroutine emit
 end module stack_job
 
-integer function preprocess()
+subroutine vorn_new_module(state)
   use stack_job, only: stack_state
-  use vorn_kit, only: vorn_module, vorn_preprocess
+  use vorn_kit, only: vorn_module
   implicit none
-  class(vorn_module), pointer :: state
+  class(vorn_module), pointer, intent(out) :: state
 
   allocate (stack_state :: state)
-  preprocess = vorn_preprocess(state)
-end function preprocess
-
-integer function process()
-  use vorn_kit, only: vorn_process
-  implicit none
-
-  process = vorn_process()
-end function process
-
-integer function postprocess()
-  use vorn_kit, only: vorn_postprocess
-  implicit none
-
-  postprocess = vorn_postprocess()
-end function postprocess
+end subroutine vorn_new_module

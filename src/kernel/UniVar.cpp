@@ -31,8 +31,8 @@ bool isArray(UniVarType type)
 }
 
 // Texts of 16 stored bytes lie in the value when they were set, and in a block when they were read
-// from a stream. The word behind a block's address tells them apart: an inline text of that size
-// ends with a NUL, the complement of an address does not.
+// from a stream. The last byte tells them apart: it is the NUL of an inline text of that size, and
+// never 0 in the complement of an address, which stands behind the address of a block.
 uintptr_t wordAt(const UniVar& value, size_t offset)
 {
     uintptr_t word;
@@ -42,7 +42,8 @@ uintptr_t wordAt(const UniVar& value, size_t offset)
 
 bool isMarkedAsBlock(const UniVar& value)
 {
-    return wordAt(value, sizeof(uintptr_t)) == ~wordAt(value, 0);
+    return value.strValue[inlineTextSize - 1] != '\0' &&
+           wordAt(value, sizeof(uintptr_t)) == ~wordAt(value, 0);
 }
 
 bool isOutOfLineText(const UniVar& value)

@@ -1011,6 +1011,25 @@ TEST(UniVarTest, BlocksOf16BytesAreReleased)
     });
 }
 
+TEST(UniVarTest, ATextWhoseBytesLookLikeABlockIsStillAText)
+{
+    // The second eight bytes are the complement of the first, with the NUL at the end.
+    const std::string text = "\x21\x22\x23\x24\x25\x26\x27\xff\xde\xdd\xdc\xdb\xda\xd9\xd8";
+    ASSERT_EQ(text.size(), 15u);
+    UniVar value(text);
+    UniVar copy(value);
+    UniVar assigned;
+    assigned = copy;
+    copy = UniVar(5);
+    EXPECT_EQ(value.getStrValue(), text);
+    EXPECT_EQ(assigned.getStrValue(), text);
+    const UniVar moved(std::move(assigned));
+    EXPECT_EQ(moved.getStrValue(), text);
+    std::ostringstream written;
+    written << value;
+    EXPECT_EQ(written.str(), "116" + text + std::string(1, 0));
+}
+
 TEST(UniVarTest, TagWithoutContentLeavesTheBytesOfAShortTextAndItsSize)
 {
     for (const char* tag : {"0", "77", "x"}) {

@@ -9,6 +9,7 @@
 #include "job/YamlFields.h"
 
 #include <algorithm>
+#include <cctype>
 #include <cstdio>
 #include <fmt/format.h>
 
@@ -117,57 +118,97 @@ public:
     Arguments arguments;
 
 private:
+    // An unknown option is refused at the end only: the help may be wanted further on.
     void split(const std::vector<std::string>& call)
     {
         bool onlyWords = false;
         for (std::size_t i = 0; i < call.size() && !help; ++i) {
-            if (onlyWords || call[i].size() < 2 || call[i][0] != '-')
-                words.push_back(call[i]);
-            else if (call[i] == "--")
+            const std::string& word = call[i];
+            const std::string* next = i + 1 < call.size() ? &call[i + 1] : nullptr;
+            if (onlyWords || word.size() < 2 || word[0] != '-')
+                words.push_back(word);
+            else if (word == "--")
                 onlyWords = true;
-            else if (takeOption(call[i], i + 1 < call.size() ? &call[i + 1] : nullptr))
+            else if (word.starts_with("--") ? takeLong(word, next) : takeShort(word, next))
                 ++i;
         }
+        if (!help && !unknown.empty())
+            refuse(command, "there is no option " + quote(unknown) +
+                                suggestion(unknown, allOptionNames(command), ""));
     }
 
-    // Whether the option took `next`, the word after it, as its value.
-    bool takeOption(const std::string& word, const std::string* next)
+    // "--option", "--option=VALUE" or "--option VALUE": whether it took `next`, the word after it.
+    bool takeLong(const std::string& word, const std::string* next)
     {
-        const bool isLong = word.starts_with("--");
-        const std::string name = word.substr(0, isLong ? word.find('=') : 2);
-        const std::string rest = word.substr(name.size()); // "=FILE", "FILE", or further switches
-        const OptionSpec* option = find(name);
-        if (help)
+        const std::string name = word.substr(0, word.find('='));
+        const bool hasValue = name.size() < word.size();
+        const OptionSpec* option = find(name, name);
+        if (help && hasValue)
+            refuse(command, name + " takes no value");
+        if (option == nullptr)
             return false;
-        std::vector<std::string>& values = arguments.values[longName(*option)];
         if (option->value.empty()) {
-            if (isLong && !rest.empty())
+            if (hasValue)
                 refuse(command, name + " takes no value");
-            values = {""};
-            return !rest.empty() && takeOption("-" + rest, next);
+            arguments.values[longName(*option)] = {""};
+            return false;
         }
-        const bool takesNext = rest.empty();
-        if (takesNext ? next == nullptr : isLong && rest == "=")
-            refuse(command, longName(*option) + " needs a value");
-        if (takesNext)
-            values.push_back(*next);
-        else
-            values.push_back(isLong ? rest.substr(1) : rest);
-        return takesNext;
+        if (!hasValue)
+            return takeNext(*option, next);
+        addValue(*option, word.substr(name.size() + 1));
+        return false;
     }
 
-    // The option of that name; null for the help, which every command has.
-    const OptionSpec* find(const std::string& name)
+    // "-q", "-oVALUE", "-o VALUE", or several switches and perhaps a last such option in one word.
+    bool takeShort(const std::string& word, const std::string* next)
+    {
+        for (std::size_t i = 1; i < word.size(); ++i) {
+            // What is no letter is shown with all of the word, as "-q=1" and characters of UTF-8.
+            const bool isLetter = std::isalnum(static_cast<unsigned char>(word[i])) != 0;
+            const std::string name = {'-', word[i]};
+            const OptionSpec* option = find(name, isLetter ? name : word);
+            if (option == nullptr)
+                return false;
+            if (option->value.empty()) {
+                arguments.values[longName(*option)] = {""};
+                continue;
+            }
+            if (i + 1 == word.size())
+                return takeNext(*option, next);
+            addValue(*option, word.substr(i + 1));
+            return false;
+        }
+        return false;
+    }
+
+    bool takeNext(const OptionSpec& option, const std::string* next)
+    {
+        if (next == nullptr)
+            refuse(command, longName(option) + " needs a value");
+        addValue(option, *next);
+        return true;
+    }
+
+    void addValue(const OptionSpec& option, const std::string& value)
+    {
+        if (value.empty() && option.kind != ValueKind::text)
+            refuse(command, longName(option) + " needs a value");
+        arguments.values[longName(option)].push_back(value);
+    }
+
+    // The option of that name; null for the help, which every command has, and for an unknown one,
+    // which is shown as `shown`.
+    const OptionSpec* find(const std::string& name, const std::string& shown)
     {
         for (const OptionSpec& option : command.options) {
             const std::vector<std::string> names = optionNames(option);
             if (std::find(names.begin(), names.end(), name) != names.end())
                 return &option;
         }
-        if (name != "-h" && name != "--help")
-            refuse(command, "there is no option " + quote(name) +
-                                suggestion(name, allOptionNames(command), ""));
-        help = true;
+        if (name == "-h" || name == "--help")
+            help = true;
+        else if (unknown.empty())
+            unknown = shown;
         return nullptr;
     }
 
@@ -196,6 +237,7 @@ private:
 
     const Command& command;
     std::vector<std::string> words; // that are neither options nor values of options
+    std::string unknown;            // the first option that the command does not have
     bool help = false;
 };
 

@@ -122,13 +122,40 @@ TEST(CommandTableTest, TheHelpIsShownWhateverElseTheCallSays)
          std::vector<std::vector<std::string>>{{"run", "--help"},
                                                {"run", "a", "b", "-h"},
                                                {"run", "-qh"},
-                                               {"run", "-h", "--no-such-option"}})
+                                               {"run", "-h", "--no-such-option"},
+                                               {"run", "--no-such-option", "--help"}})
     {
         testing::internal::CaptureStdout();
         const int code = runCommandLine(words);
         const std::string text = testing::internal::GetCapturedStdout();
         EXPECT_EQ(code, exitDone);
         EXPECT_THAT(text, ::testing::StartsWith("usage: vorn run JOB.yaml")) << words.back();
+    }
+}
+
+TEST(CommandTableTest, WhatIsWrongWithAnOptionIsSaid)
+{
+    struct Row
+    {
+        std::vector<std::string> words;
+        const char* text;
+    };
+    for (const Row& row : std::vector<Row>{
+             {{"run", "j.yaml", "-q-report=zz"}, "there is no option \"-q-report=zz\""},
+             {{"run", "j.yaml", "-q=1"}, "there is no option \"-q=1\""},
+             {{"run", "j.yaml", "-\u00e9"}, "there is no option \"-\u00e9\""},
+             {{"run", "j.yaml", "--help=x"}, "--help takes no value"},
+             {{"run", "j.yaml", "--quiet=x"}, "--quiet takes no value"},
+             {{"run", "j.yaml", "--log", ""}, "--log needs a value"},
+             {{"run", "j.yaml", "--log="}, "--log needs a value"},
+             {{"run", "j.yaml", "--log"}, "--log needs a value"},
+         })
+    {
+        testing::internal::CaptureStderr();
+        const int code = runCommandLine(row.words);
+        const std::string text = testing::internal::GetCapturedStderr();
+        EXPECT_EQ(code, exitWrongCall) << row.words.back();
+        EXPECT_THAT(text, ::testing::HasSubstr(row.text));
     }
 }
 

@@ -60,6 +60,8 @@ function(_vorn_require_fortran_interface)
         ARCHIVE_OUTPUT_DIRECTORY ${module_directory}
         Fortran_MODULE_DIRECTORY ${module_directory})
     target_include_directories(vorn_knl_fortran INTERFACE ${module_directory})
+    # The kernel comes behind this library, which may be the only one that calls it.
+    target_link_libraries(vorn_knl_fortran PUBLIC VORN::module)
 endfunction()
 
 # Tells the kit the name under which the module's failure is recorded.

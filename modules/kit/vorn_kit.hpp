@@ -135,7 +135,11 @@ template <typename Prepare>
 int preprocess(Prepare prepare)
 {
     using State = typename std::invoke_result_t<Prepare>::element_type;
-    guarded<State>([&] { vorn_keep_state(prepare().release()); });
+    guarded<State>([&] {
+        std::unique_ptr<State> made = prepare();
+        vorn_keep_state(made.get()); // may find no memory: only then is it the kernel's
+        static_cast<void>(made.release());
+    });
     return 0;
 }
 

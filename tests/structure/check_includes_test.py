@@ -39,6 +39,7 @@ class CheckIncludesTest(unittest.TestCase):
         self.write('src/kernel/MOXKernel.cpp', 'MOXKernel.h', 'JobManager.h', 'metadataprovider.h')
         self.write('src/components/segy/src/segyreader.cpp', 'segyreader.h')
         self.write('modules/agc/agc.cpp', 'knl.h', 'MOXKernel.h', 'segyreader.h')
+        self.write('modules/tee/tee.cpp', 'MOXKernel.h', 'DataChannel.h')
         self.assertEqual(self.problems(), [])
 
     def test_rooms_of_the_command_do_not_look_up(self):

@@ -38,23 +38,6 @@ struct State
     bool sameLayout = false;
 };
 
-std::unique_ptr<State> prepare()
-{
-    auto state = std::make_unique<State>();
-    state->in = static_cast<DataChannel*>(vorn_kit::requiredInput());
-    vorn_kit::buildRequiredOutput(0, state->in);
-    for (int port = 0; vorn_output(port) != nullptr; ++port) {
-        auto* out = static_cast<DataChannel*>(vorn_build_output(port, state->in));
-        out->informTotalTracesNumber(state->in->getTotalTracesNumber());
-        if (out->getNumberOfOutputModules() > 0)
-            state->readers.push_back(out);
-        state->last = out;
-    }
-    // The input may end without a marked trace; that has to be passed on, too.
-    setModuleProcessingOption("RespectEOD", UniVar(1));
-    return state;
-}
-
 // The modules before this one may correct what they said when they prepared.
 void describe(const State& state)
 {
@@ -63,6 +46,23 @@ void describe(const State& state)
         out->setTraceSampleInterval(state.in->getTraceSampleInterval());
         out->informTotalTracesNumber(state.in->getTotalTracesNumber());
     }
+}
+
+std::unique_ptr<State> prepare()
+{
+    auto state = std::make_unique<State>();
+    state->in = static_cast<DataChannel*>(vorn_kit::requiredInput());
+    vorn_kit::buildRequiredOutput(0, state->in);
+    for (int port = 0; vorn_output(port) != nullptr; ++port) {
+        auto* out = static_cast<DataChannel*>(vorn_build_output(port, state->in));
+        if (out->getNumberOfOutputModules() > 0)
+            state->readers.push_back(out);
+        state->last = out;
+    }
+    describe(*state);
+    // The input may end without a marked trace; that has to be passed on, too.
+    setModuleProcessingOption("RespectEOD", UniVar(1));
+    return state;
 }
 
 bool samePlace(const traceAttIdent& a, const traceAttIdent& b)

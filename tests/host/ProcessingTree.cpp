@@ -16,7 +16,7 @@ ProcessingTree::ProcessingTree()
         const std::string name = entry.path().filename().string();
         const std::string library = "/lib/lib" + name + ".so";
         const fs::path manifest = entry.path() / (name + ".yaml");
-        if (!fs::exists(manifest))
+        if (!fs::exists(manifest) || fs::exists(home() + library))
             continue;
         fs::create_symlink(VORN_TEST_HOME + library, home() + library);
         fs::copy_file(manifest, home() + "/lib/" + name + ".yaml");

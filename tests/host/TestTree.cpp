@@ -48,8 +48,10 @@ TestTree::TestTree()
     fs::create_directories(work());
     for (const char* name :
          {"host_crashing", "host_filter", "host_noprocess", "host_plain", "host_section",
-          "host_sink", "host_source", "host_split", "host_throw", "undefined_host"})
+          "host_sink", "host_source", "host_split", "host_throw", "tee", "undefined_host"})
         addModule(name);
+    // The command needs it for jobs in which an output has several readers.
+    fs::copy_file(VORN_TEST_SOURCE_DIR "/../modules/tee/tee.yaml", home() + "/lib/tee.yaml");
     const fs::path manifests = fs::path(VORN_TEST_SOURCE_DIR) / "host/manifests";
     for (const auto& entry : fs::directory_iterator(manifests))
         fs::copy_file(entry.path(), fs::path(home()) / "lib" / entry.path().filename());

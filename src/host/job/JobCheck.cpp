@@ -251,6 +251,29 @@ void refuseUnknownNames(const JobFile& job, const std::vector<ResolvedModule>& m
         names.check(job.modules[i], *modules[i].manifest, diagnostics);
 }
 
+// Each of several readers of an output has a channel to itself, which a module of that name fills.
+void findTee(const JobFile& job, const ModuleCatalog& catalog, ResolvedJob& resolved,
+             Diagnostics& diagnostics)
+{
+    const CatalogModule* tee = catalog.find("tee");
+    if (tee != nullptr && !tee->library.empty()) {
+        resolved.teeLibrary = catalog.relativeLibrary(*tee);
+        return;
+    }
+    for (std::size_t i = 0; i < resolved.modules.size(); ++i) {
+        const std::vector<int>& consumers = resolved.modules[i].consumers;
+        if (std::none_of(consumers.begin(), consumers.end(), [](int count) { return count > 1; }))
+            continue;
+        diagnostics.error(
+            job.modules[i].place,
+            fmt::format("the output of module {} has several readers, which needs the "
+                        "module \"tee\"; there is none in {}: install the modules of "
+                        "this version of vorn",
+                        quote(job.modules[i].name), escaped(catalog.libraryDirectory())));
+        return;
+    }
+}
+
 } // namespace
 
 std::vector<ResolvedAttribute> checkAttributes(const JobFile& job,
@@ -314,6 +337,7 @@ ResolvedJob checkJob(const JobFile& job, const ModuleCatalog& catalog, Diagnosti
     }
     checkFiles(job, resolved.modules, diagnostics);
     checkWiring(job, resolved.modules, diagnostics);
+    findTee(job, catalog, resolved, diagnostics);
     resolved.attributes = checkAttributes(job, resolved.modules, diagnostics);
     return resolved;
 }

@@ -66,6 +66,8 @@ struct ResolvedJob
     std::string schema; ///< "segy" or "list"
     std::vector<ResolvedAttribute> attributes;
     std::string vornHome;
+    std::string teeLibrary; ///< of the module that stands before several readers of one output,
+                            ///< relative to VORN_HOME/lib; empty: there is none
     std::vector<ResolvedModule> modules; ///< in the order of the job file
 
     /// The name of a port of a module for display: that of the manifest, or the number from 1.

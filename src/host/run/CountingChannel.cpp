@@ -10,13 +10,13 @@ namespace host {
 int CountingChannel::addTrace(SeisTrace* trace)
 {
     const int count = DataChannel::addTrace(trace);
-    ++events;
     if (isProducerActive()) {
+        ++events;
         ++arrivals;
         if (onArrival)
             onArrival();
     } else {
-        ++others;
+        others.insert(trace);
     }
     return count;
 }
@@ -29,14 +29,17 @@ bool CountingChannel::isProducerActive() const
 
 int64_t CountingChannel::taken(ModuleEntity* consumer) const
 {
-    const int64_t pending = std::max<int64_t>(0, getNumberOfInputTraces(consumer) - others);
+    const int64_t pending = std::max<int64_t>(0, getNumberOfInputTraces(consumer) -
+                                                     static_cast<int64_t>(others.size()));
     return std::max<int64_t>(0, arrivals - pending);
 }
 
-// Here the header is complete: the producer has written it, and all consumers have read it.
+// Here the header is complete: the producer has written it, and all consumers have read it. A trace
+// that has been moved away leaves an empty place, which is none.
 void CountingChannel::traceLeaves(SeisTrace* trace, int traceNo, bool entryStays)
 {
-    ++events;
+    if (trace != nullptr && (others.empty() || others.erase(trace) == 0))
+        ++events;
     if (trace != nullptr && !watched.empty())
         observe(trace);
     if (onDeparture)

@@ -8,6 +8,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -42,7 +43,7 @@ public:
     int64_t arrived() const { return arrivals; }
     /// Traces that `consumer` has taken.
     int64_t taken(ModuleEntity* consumer) const;
-    /// Grows with every trace that comes or goes.
+    /// Grows with every trace that its producers add and with every one of these that leaves.
     int64_t activity() const { return events; }
 
     /// Keeps the ranges of the attributes `names` (those that the traces have as integers) of all
@@ -60,7 +61,7 @@ private:
     void beginRanges();
 
     int64_t arrivals = 0;
-    int64_t others = 0; ///< traces that no producer added
+    std::set<const SeisTrace*> others; ///< traces in the channel that no producer added
     int64_t events = 0;
     int64_t observed = 0;
     std::vector<std::string> watched;

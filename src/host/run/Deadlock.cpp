@@ -30,8 +30,8 @@ double secondsSince(Clock::time_point start)
 void DeadlockWatch::check()
 {
     int64_t traces = 0;
-    for (const BuiltChannel& built : channels)
-        traces += built.channel->activity();
+    for (const CountingChannel* channel : wiring.allChannels())
+        traces += channel->activity();
     int64_t work = 0;
     for (const ModuleEntity* module : modules)
         work += module->totalModuleWorkTime + module->inputTracesProcessed;

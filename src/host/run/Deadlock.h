@@ -29,8 +29,8 @@ class DeadlockWatch
 public:
     /// Keeps references to all three, which may still be empty.
     DeadlockWatch(const ResolvedJob& resolved, const std::vector<ModuleEntity*>& moduleList,
-                  const std::vector<BuiltChannel>& channelList)
-        : job(resolved), modules(moduleList), channels(channelList)
+                  const BuiltJob& built)
+        : job(resolved), modules(moduleList), wiring(built)
     {
     }
 
@@ -45,7 +45,7 @@ private:
 
     const ResolvedJob& job;
     const std::vector<ModuleEntity*>& modules; ///< in the order of the job
-    const std::vector<BuiltChannel>& channels;
+    const BuiltJob& wiring;
     int64_t traceActivity = -1;  ///< of all channels, up to the last record
     int64_t moduleActivity = -1; ///< time and input traces of all modules, up to the last record
     int idleRecords = 0;         ///< since a trace moved

@@ -24,36 +24,139 @@ void addDropper(CountingChannel* channel, JobManager& manager)
     manager.jobModules.push_back(dropper);
 }
 
+// Connects one job.
+class Builder
+{
+public:
+    Builder(const ResolvedJob& resolved, const std::vector<ModuleEntity*>& entities,
+            const std::vector<ModuleEntity*>& ready, JobManager& kernel)
+        : job(resolved), modules(entities), tees(ready), manager(kernel), ofModule(modules.size())
+    {
+    }
+
+    BuiltJob build()
+    {
+        for (std::size_t i = 0; i < modules.size(); ++i)
+            openOutputs(i);
+        for (std::size_t i = 0; i < modules.size(); ++i) {
+            int number = 0;
+            for (const ResolvedInput& input : job.modules[i].inputs)
+                modules[i]->setInputDataChannel(nextReaderOf(input), number++);
+        }
+        for (const BuiltChannel& opened : built.channels) {
+            if (opened.channel->getNumberOfOutputModules() == 0)
+                addDropper(opened.channel, manager);
+        }
+        return built;
+    }
+
+private:
+    // A port, with the channels of its readers that none has got yet.
+    struct Port
+    {
+        std::vector<CountingChannel*> readers;
+        std::size_t given = 0;
+    };
+
+    void openOutputs(std::size_t i)
+    {
+        const ResolvedModule& module = job.modules[i];
+        for (std::size_t port = 0; port < module.consumers.size(); ++port) {
+            auto* channel = new CountingChannel;
+            modules[i]->setOutputDataChannel(channel, static_cast<int>(port));
+            built.channels.push_back({static_cast<int>(i), static_cast<int>(port), channel});
+            const int readers = module.consumers[port];
+            if (readers > 1)
+                ofModule[i].push_back({addTee(static_cast<int>(i), channel, readers)});
+            else
+                ofModule[i].push_back({{channel}});
+        }
+        if (!job.teeLibrary.empty() && module.library == job.teeLibrary)
+            addEnd(modules[i]);
+    }
+
+    std::vector<CountingChannel*> addTee(int producer, CountingChannel* channel, int readers)
+    {
+        BuiltTee tee;
+        tee.producer = producer;
+        tee.module = tees.at(built.tees.size());
+        tee.module->setInputDataChannel(channel, 0);
+        for (int i = 0; i < readers; ++i) {
+            tee.readers.push_back(new CountingChannel);
+            tee.module->setOutputDataChannel(tee.readers.back(), i);
+        }
+        addEnd(tee.module);
+        built.tees.push_back(tee);
+        return tee.readers;
+    }
+
+    // The output of a tee that holds no traces, and by which it ends.
+    static void addEnd(ModuleEntity* tee)
+    {
+        tee->setOutputDataChannel(new CountingChannel, tee->getNumberOfOutputDataChannels());
+    }
+
+    CountingChannel* nextReaderOf(const ResolvedInput& input)
+    {
+        Port& port =
+            ofModule[static_cast<std::size_t>(input.module)][static_cast<std::size_t>(input.port)];
+        return port.readers.at(port.given++);
+    }
+
+    const ResolvedJob& job;
+    const std::vector<ModuleEntity*>& modules;
+    const std::vector<ModuleEntity*>& tees;
+    JobManager& manager;
+    std::vector<std::vector<Port>> ofModule;
+    BuiltJob built;
+};
+
 void ignoreDiagnostics(QtMsgType, const QMessageLogContext&, const QString&) {}
 
 } // namespace
 
-std::vector<BuiltChannel> connectModules(const ResolvedJob& job,
-                                         const std::vector<ModuleEntity*>& modules,
-                                         JobManager& manager)
+std::vector<CountingChannel*> BuiltJob::allChannels() const
 {
-    std::vector<BuiltChannel> channels;
-    std::vector<std::vector<CountingChannel*>> ofModule(modules.size());
-    for (std::size_t i = 0; i < modules.size(); ++i) {
-        for (std::size_t port = 0; port < job.modules[i].consumers.size(); ++port) {
-            CountingChannel* channel = new CountingChannel;
-            modules[i]->setOutputDataChannel(channel, static_cast<int>(port));
-            ofModule[i].push_back(channel);
-            channels.push_back({static_cast<int>(i), static_cast<int>(port), channel});
+    std::vector<CountingChannel*> all;
+    for (const BuiltChannel& built : channels)
+        all.push_back(built.channel);
+    for (const BuiltTee& tee : tees)
+        all.insert(all.end(), tee.readers.begin(), tee.readers.end());
+    return all;
+}
+
+void BuiltJob::showProducers(const std::vector<ModuleEntity*>& modules) const
+{
+    for (const BuiltTee& tee : tees) {
+        for (CountingChannel* reader : tee.readers)
+            reader->inputModules = {modules[static_cast<std::size_t>(tee.producer)]};
+    }
+}
+
+void BuiltJob::showTees() const
+{
+    for (const BuiltTee& tee : tees) {
+        for (CountingChannel* reader : tee.readers)
+            reader->inputModules = {tee.module};
+    }
+}
+
+std::vector<std::string> teeNames(const ResolvedJob& job)
+{
+    std::vector<std::string> names;
+    for (const ResolvedModule& module : job.modules) {
+        for (const int readers : module.consumers) {
+            if (readers > 1)
+                names.push_back("tee of " + module.name);
         }
     }
-    for (std::size_t i = 0; i < modules.size(); ++i) {
-        int number = 0;
-        for (const ResolvedInput& input : job.modules[i].inputs)
-            modules[i]->setInputDataChannel(ofModule[static_cast<std::size_t>(input.module)]
-                                                    [static_cast<std::size_t>(input.port)],
-                                            number++);
-    }
-    for (const BuiltChannel& built : channels) {
-        if (built.channel->getNumberOfOutputModules() == 0)
-            addDropper(built.channel, manager);
-    }
-    return channels;
+    return names;
+}
+
+BuiltJob connectModules(const ResolvedJob& job, const std::vector<ModuleEntity*>& modules,
+                        const std::vector<ModuleEntity*>& tees, JobManager& manager)
+{
+    return Builder(job, modules, tees, manager).build();
 }
 
 bool isDropper(const ModuleEntity* module)
@@ -68,7 +171,11 @@ std::vector<int> kernelOrder(const ResolvedJob& job)
     for (const ResolvedModule& module : job.modules)
         modules.push_back(new ModuleEntity(module.name));
     manager.jobModules = modules;
-    const std::vector<BuiltChannel> channels = connectModules(job, modules, manager);
+    std::vector<ModuleEntity*> tees;
+    for (const std::string& name : teeNames(job))
+        tees.push_back(new ModuleEntity(name));
+    manager.jobModules.insert(manager.jobModules.end(), tees.begin(), tees.end());
+    connectModules(job, modules, tees, manager);
 
     const QtMessageHandler former = qInstallMessageHandler(ignoreDiagnostics);
     manager.sortJobModules();
@@ -81,8 +188,10 @@ std::vector<int> kernelOrder(const ResolvedJob& job)
         if (known != modules.end())
             order[static_cast<std::size_t>(known - modules.begin())] = ++place;
     }
-    for (const BuiltChannel& built : channels)
-        delete built.channel;
+    for (const ModuleEntity* module : manager.jobModules) {
+        for (const DataChannel* channel : module->outputDataChannels)
+            delete channel;
+    }
     return order;
 }
 

@@ -7,6 +7,7 @@
 #include "job/ResolvedJob.h"
 #include "run/CountingChannel.h"
 
+#include <string>
 #include <vector>
 
 class JobManager;
@@ -22,13 +23,50 @@ struct BuiltChannel
     CountingChannel* channel = nullptr; ///< deleted by post-processing
 };
 
+/// What stands between an output port and its readers where there are several: a module of the
+/// library `tee`, which is no module of the job.
+struct BuiltTee
+{
+    int producer = 0; ///< index in the job of the module whose output is read
+    ModuleEntity* module = nullptr;
+    std::vector<CountingChannel*> readers; ///< one for each reader; deleted by post-processing
+};
+
+/// A job as the kernel sees it. The pointers are valid until post-processing has ended.
+struct BuiltJob
+{
+    std::vector<BuiltChannel> channels; ///< of all output ports
+    std::vector<BuiltTee> tees;
+
+    /// Every channel that traces pass.
+    std::vector<CountingChannel*> allChannels() const;
+
+    /// @name What stands before the channel of a reader
+    /// Modules look upstream for metadata, nearest modules first, and must find the module that
+    /// wrote the traces where a tee would be. The scheduler asks modules for traces along the same
+    /// connections and must find the tee, but only while it processes.
+    /// @{
+    void showProducers(const std::vector<ModuleEntity*>& modules) const;
+    void showTees() const;
+    /// @}
+};
+
+/// The names of the tees that the job needs: one for each output port with several readers.
+std::vector<std::string> teeNames(const ResolvedJob& job);
+
 /// Makes a channel for every output port of `modules`, which are those of `job` in the same order,
-/// and attaches producers and consumers. An output that no module reads gets a consumer of the
-/// command's own, appended to `manager`'s modules, that drops what arrives: without one the traces
-/// would pile up, and a module whose output ends unread is asked again for ever.
-std::vector<BuiltChannel> connectModules(const ResolvedJob& job,
-                                         const std::vector<ModuleEntity*>& modules,
-                                         JobManager& manager);
+/// and attaches producers and consumers.
+///
+/// By the kernel's rules the consumers of one channel all see the trace that is first in it, so a
+/// consumer that is ahead of the others would meet its traces again. Therefore every reader gets a
+/// channel to itself: where several modules read an output, or one reads it twice, there is a tee
+/// between them. `tees` are modules of that library, one for each of teeNames(job).
+///
+/// An output that no module reads gets a consumer of the command's own, appended to `manager`'s
+/// modules, that drops what arrives: without one the traces would pile up, and a module whose
+/// output ends unread is asked again for ever.
+BuiltJob connectModules(const ResolvedJob& job, const std::vector<ModuleEntity*>& modules,
+                        const std::vector<ModuleEntity*>& tees, JobManager& manager);
 
 /// Whether `module` is such a consumer.
 bool isDropper(const ModuleEntity* module);

@@ -98,7 +98,7 @@ int receiveCommand(const char* command, void* runner)
 } // namespace
 
 JobRunner::JobRunner(const ResolvedJob& resolved, const std::string& scratchDirectory)
-    : job(resolved), deadlocks(resolved, modules, channels), start(Clock::now())
+    : job(resolved), deadlocks(resolved, modules, wiring), start(Clock::now())
 {
     prepareKernel(scratchDirectory);
 }
@@ -163,7 +163,10 @@ RunResult JobRunner::run()
 
     describeModules();
     if (createModules()) {
-        channels = connectModules(job, modules, manager());
+        wiring = connectModules(job, modules, tees, manager());
+        teesBehind.resize(modules.size());
+        for (const BuiltTee& tee : wiring.tees)
+            teesBehind[static_cast<std::size_t>(tee.producer)].push_back(tee.module);
         watchChannels();
         setParameters();
         runPhases();
@@ -171,6 +174,7 @@ RunResult JobRunner::run()
         result.end = RunEnd::notStarted;
         result.failed = true;
         modules.clear();
+        tees.clear();
         manager().postProcessJob(); // deletes those that were created
     }
     result.wallMicros = std::max<int64_t>(1, microsSince(start));
@@ -186,6 +190,10 @@ bool JobRunner::createModules()
     for (const ResolvedModule& module : job.modules) {
         modules.push_back(manager().initJobModule(module.name, module.library));
         good = good && modules.back() != nullptr;
+    }
+    for (const std::string& name : teeNames(job)) {
+        tees.push_back(manager().initJobModule(name, job.teeLibrary));
+        good = good && tees.back() != nullptr;
     }
     microsBefore.assign(modules.size(), 0);
     return good;
@@ -228,7 +236,7 @@ void JobRunner::watchChannels()
     std::vector<std::string> words;
     for (const ResolvedAttribute& attribute : job.attributes)
         words.push_back(attribute.name);
-    for (const BuiltChannel& built : channels) {
+    for (const BuiltChannel& built : wiring.channels) {
         built.channel->onArrival = [this, built, announced = int64_t(0)]() mutable {
             noteArrival(built, announced);
         };
@@ -262,11 +270,19 @@ void JobRunner::noteArrival(const BuiltChannel& built, int64_t& announcedBefore)
 void JobRunner::notePeak(std::size_t module)
 {
     RunStatistics& statistics = result.modules[module].statistics;
-    statistics.peakBytes =
-        std::max(statistics.peakBytes, bytesOf(modules[module]->getTotalModuleMemoryUsed()));
+    statistics.peakBytes = std::max(statistics.peakBytes, bytesHeldBy(module));
     const int64_t bytes = bytesOf(manager().totalJobMemoryUsed);
     result.peakJobBytes = std::max(result.peakJobBytes, bytes);
     live.bytes.store(bytes, std::memory_order_relaxed);
+}
+
+// With what waits for the readers of its outputs, whose traces are copies of the module's own.
+int64_t JobRunner::bytesHeldBy(std::size_t module) const
+{
+    int64_t bytes = bytesOf(modules[module]->getTotalModuleMemoryUsed());
+    for (const ModuleEntity* tee : teesBehind[module])
+        bytes += bytesOf(tee->getTotalModuleMemoryUsed());
+    return bytes;
 }
 
 void JobRunner::enter(const char* phase)
@@ -278,6 +294,7 @@ void JobRunner::runPhases()
 {
     JobManager& kernel = manager();
     enter("preparing");
+    wiring.showProducers(modules);
     const bool good = guarded([&] { return kernel.preProcessJob(); });
     noteOrder();
     noteMicros(&RunStatistics::preprocessMicros);
@@ -287,7 +304,9 @@ void JobRunner::runPhases()
         const Clock::time_point began = Clock::now();
         live.processingSince.store(std::chrono::duration<double>(began.time_since_epoch()).count());
         enter("processing");
+        wiring.showTees();
         guarded([&] { return kernel.processJob(); });
+        wiring.showProducers(modules);
         result.processWallMicros = microsSince(began);
     }
     noteMicros(&RunStatistics::processMicros);
@@ -420,7 +439,7 @@ void JobRunner::collect()
             statistics.tracesAnnounced += channel->getTotalTracesNumber();
         }
         statistics.postprocessMicros = modules[i]->totalModuleWorkTime - microsBefore[i];
-        statistics.bytesLeft = bytesOf(modules[i]->getTotalModuleMemoryUsed());
+        statistics.bytesLeft = bytesHeldBy(i);
         collectMetadata(i);
     }
     collectSources();
@@ -446,7 +465,7 @@ void JobRunner::collectSources()
 {
     result.sources.clear();
     result.sourceTraces = result.sourceBytes = 0;
-    for (const BuiltChannel& built : channels) {
+    for (const BuiltChannel& built : wiring.channels) {
         const auto module = static_cast<std::size_t>(built.module);
         if (!job.modules[module].inputs.empty())
             continue;

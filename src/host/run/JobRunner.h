@@ -87,6 +87,7 @@ private:
     void stopWithError(const std::string& text);
     void noteArrival(const BuiltChannel& built, int64_t& announcedBefore);
     void notePeak(std::size_t module);
+    int64_t bytesHeldBy(std::size_t module) const;
     void noteMicros(int64_t RunStatistics::*field);
     void noteOrder();
     void collect();
@@ -99,10 +100,12 @@ private:
     LiveCounters live;
     RunResult result;
     std::vector<ModuleEntity*> modules; ///< in the order of the job
-    std::vector<BuiltChannel> channels;
-    DeadlockWatch deadlocks;                         ///< of `modules` and `channels`
-    std::vector<int64_t> microsBefore;               ///< by module, when the phase began
-    std::map<std::pair<std::string, int>, int> kept; ///< messages by module and severity
+    std::vector<ModuleEntity*> tees;    ///< before several readers of one output
+    BuiltJob wiring;
+    std::vector<std::vector<const ModuleEntity*>> teesBehind; ///< by module
+    DeadlockWatch deadlocks;                                  ///< of `modules` and `wiring`
+    std::vector<int64_t> microsBefore;                        ///< by module, when the phase began
+    std::map<std::pair<std::string, int>, int> kept;          ///< messages by module and severity
     std::chrono::steady_clock::time_point start;
     bool lastMessageKept = false;
     bool fatal = false;

@@ -342,6 +342,26 @@ std::string chainOf(int modules)
            "}\n";
 }
 
+TEST_F(JobCheckTest, SeveralReadersNeedTheModuleTee)
+{
+    const std::string shared = "modules:\n"
+                               "  - {name: read, module: host_source}\n"
+                               "  - {name: one, module: host_sink, input: read}\n"
+                               "  - {name: two, module: host_sink, input: read}\n";
+    check(shared);
+    EXPECT_THAT(lines(), IsEmpty());
+
+    std::filesystem::remove(tree.home() + "/lib/libtee.so");
+    catalog = ModuleCatalog(tree.home());
+    check(shared);
+    ASSERT_EQ(diagnostics.errors(), 1);
+    EXPECT_THAT(diagnostics.sorted()[0].line(),
+                ::testing::EndsWith("job.yaml:2:5: the output of module \"read\" has several "
+                                    "readers, which needs the module \"tee\"; there is none in " +
+                                    tree.home() +
+                                    "/lib: install the modules of this version of vorn"));
+}
+
 TEST_F(JobCheckTest, ALongChainIsNoTrouble)
 {
     const ResolvedJob job = check(chainOf(501));

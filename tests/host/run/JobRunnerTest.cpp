@@ -200,6 +200,32 @@ TEST_F(JobRunnerTest, SourcesThatGaveWhatTheyAnnouncedAreNotToldOf)
     }
 }
 
+TEST_F(JobRunnerTest, AModuleCanReadAnOutputTwice)
+{
+    const RunResult result =
+        run("modules:\n"
+            "  - {name: read, module: host_source, traces: 50}\n"
+            "  - {name: both, module: host_sink, inputs: [read, read], file: both.txt}\n");
+
+    EXPECT_FALSE(result.failed);
+    EXPECT_EQ(result.modules[0].statistics.tracesOut, 50);
+    EXPECT_EQ(result.modules[1].statistics.tracesIn, 100);
+    EXPECT_THAT(tree.names(), ElementsAre("both.txt"));
+}
+
+TEST_F(JobRunnerTest, WhatStandsBeforeSeveralReadersIsNoModuleOfTheJob)
+{
+    const RunResult result = run(chain);
+
+    ASSERT_EQ(result.modules.size(), 4u);
+    EXPECT_EQ(result.modules[3].inputs[0].module, "read");
+    for (const RunMessage& message : result.messages) {
+        if (message.severity == detailSeverity)
+            continue; // the kernel lists all modules in their order
+        EXPECT_THAT(message.text, ::testing::Not(::testing::HasSubstr("tee")));
+    }
+}
+
 TEST_F(JobRunnerTest, AJobWithErrorsEndsWithTheseAlone)
 {
     const RunResult result =

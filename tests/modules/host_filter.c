@@ -56,6 +56,8 @@ int preprocess_(void)
     knl_setModuleResource("state", state);
     if (strcmp(state->fault, "refuse") == 0)
         knl_sendMessage(FATAL, "this module does not want to begin");
+    if (strcmp(state->fault, "endless") == 0)
+        knl_setModuleProcessingOption("RespectEOD", 1);
     return knl_bldOutputTraceBuffer(0, knl_getTraceLength(in), knl_getTraceSampleInterval(in), in);
 }
 
@@ -98,6 +100,8 @@ int process_(void)
     misbehave(state, out);
     if (state->ended)
         return 1;
+    if (strcmp(state->fault, "endless") == 0 && knl_getNumberOfTraces(in) == 0)
+        return 0;
     last = knl_getDataChannelFlag(in) == END_OF_DATA;
     if (state->seen % state->every == 0) {
         const int number = knl_getNumberOfTraces(out);
@@ -108,8 +112,8 @@ int process_(void)
                 samples[i] *= (float)state->factor;
         }
     }
-    if (last)
-        knl_setDataChannelFlag(out, END_OF_DATA);
+    if (last || strcmp(state->fault, "endless") == 0)
+        knl_setDataChannelFlag(out, strcmp(state->fault, "endless") == 0 ? 0 : END_OF_DATA);
     return 0;
 }
 

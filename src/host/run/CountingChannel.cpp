@@ -7,6 +7,12 @@
 
 namespace host {
 
+namespace {
+
+constexpr int endOfData = 3;
+
+} // namespace
+
 int CountingChannel::addTrace(SeisTrace* trace)
 {
     const int count = DataChannel::addTrace(trace);
@@ -40,11 +46,23 @@ void CountingChannel::traceLeaves(SeisTrace* trace, int traceNo, bool entryStays
 {
     if (trace != nullptr && (others.empty() || others.erase(trace) == 0))
         ++events;
+    if (trace != nullptr && trace->traceFlag == endOfData)
+        lastHasLeft = true;
     if (trace != nullptr && !watched.empty())
         observe(trace);
     if (onDeparture)
         onDeparture();
     DataChannel::traceLeaves(trace, traceNo, entryStays);
+}
+
+bool CountingChannel::isLastTraceMarked() const
+{
+    return !traces.empty() && traces.back() != nullptr && traces.back()->traceFlag == endOfData;
+}
+
+bool CountingChannel::isEndMarked() const
+{
+    return hasMarkedTrace() || (traces.empty() && dataChannelFlag == endOfData);
 }
 
 void CountingChannel::observe(const SeisTrace* trace)

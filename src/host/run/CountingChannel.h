@@ -46,6 +46,11 @@ public:
     /// Grows with every trace that its producers add and with every one of these that leaves.
     int64_t activity() const { return events; }
 
+    /// Whether a trace that was the last one has passed.
+    bool hasMarkedTrace() const { return lastHasLeft || isLastTraceMarked(); }
+    /// Whether the producer has said that there are no more traces, by a trace or without one.
+    bool isEndMarked() const;
+
     /// Keeps the ranges of the attributes `names` (those that the traces have as integers) of all
     /// traces from now on.
     void watchWords(std::vector<std::string> names) { watched = std::move(names); }
@@ -57,12 +62,14 @@ protected:
 
 private:
     bool isProducerActive() const;
+    bool isLastTraceMarked() const;
     void observe(const SeisTrace* trace);
     void beginRanges();
 
     int64_t arrivals = 0;
     std::set<const SeisTrace*> others; ///< traces in the channel that no producer added
     int64_t events = 0;
+    bool lastHasLeft = false;
     int64_t observed = 0;
     std::vector<std::string> watched;
     std::vector<WordRange> ranges;

@@ -1,11 +1,7 @@
 #include "run/Deadlock.h"
 
 #include "ModuleEntity.h"
-#include "base/Escaping.h"
-#include "base/Text.h"
-
-#include <algorithm>
-#include <fmt/format.h>
+#include "run/DataFlow.h"
 
 namespace host {
 
@@ -13,10 +9,15 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-// A record comes every 1001st pass of the scheduler. Modules that run so long without moving a
-// trace will never move one.
-constexpr int idleRecordsAllowed = 1000;
-constexpr double idleSecondsAllowed = 10;
+// A record comes every 1001st pass of the scheduler. Modules that run for so many records, and so
+// long, without moving a trace will never move one. A source may wait for something outside.
+struct Patience
+{
+    int records;
+    double seconds;
+};
+constexpr Patience withSources = {1000, 10};
+constexpr Patience afterSources = {100, 2};
 
 double secondsSince(Clock::time_point start)
 {
@@ -25,8 +26,9 @@ double secondsSince(Clock::time_point start)
 
 } // namespace
 
-// The scheduler passes over the modules for ever when each waits for another. Its next pass depends
-// on the channels alone, so once nothing has moved for a thousand passes nothing ever will.
+// The scheduler passes over the modules for ever when none gives traces any more and one does not
+// end. Where none has run either, its next pass depends on the channels alone, so nothing ever will
+// change.
 void DeadlockWatch::check()
 {
     int64_t traces = 0;
@@ -46,44 +48,12 @@ void DeadlockWatch::check()
         return;
     }
     ++idleRecords;
+    const DataFlow flow(job, modules, wiring);
+    const Patience& patience = flow.everySourceHasEnded() ? afterSources : withSources;
     const bool inVain =
-        idleRecords > idleRecordsAllowed && secondsSince(idleSince) > idleSecondsAllowed;
+        idleRecords > patience.records && secondsSince(idleSince) > patience.seconds;
     if (sameWork || inVain)
-        throw Deadlock(fmt::format(
-            "the job is deadlocked: no trace can move any more, and {} still waiting for input{}",
-            waitingModules(), hint(sameWork)));
-}
-
-std::string DeadlockWatch::hint(bool isIdle) const
-{
-    if (!isIdle)
-        return "; a preceding module never marks the end of its data";
-    for (std::size_t i = 0; i < modules.size(); ++i) {
-        if (modules[i]->inputDataChannels.size() > 1)
-            return "; where branches meet, as in " + quote(job.modules[i].name) +
-                   ", every module must give one trace for each trace that it takes: put modules "
-                   "that gather or drop traces (sort, stack, trace_qc) before the branches part or "
-                   "after they meet";
-    }
-    return "";
-}
-
-std::string DeadlockWatch::waitingModules() const
-{
-    std::vector<std::string> names;
-    for (std::size_t i = 0; i < modules.size(); ++i) {
-        const auto& inputs = modules[i]->inputDataChannels;
-        const bool waits =
-            std::any_of(inputs.begin(), inputs.end(), [&](const DataChannel* channel) {
-                return channel->getNumberOfInputTraces(modules[i]) == 0;
-            });
-        if (waits)
-            names.push_back(job.modules[i].name);
-    }
-    if (names.empty())
-        return "modules are";
-    return names.size() == 1 ? "module " + quote(names[0]) + " is"
-                             : "the modules " + joined(names, ", ") + " are";
+        throw Deadlock("the job is deadlocked: no trace moves any more; " + flow.waits());
 }
 
 } // namespace host

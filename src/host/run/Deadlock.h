@@ -1,6 +1,6 @@
 /// @file Deadlock.h
 ///
-/// Jobs in which every module waits for another.
+/// Jobs in which modules wait for traces that never come.
 #ifndef DEADLOCK_H
 #define DEADLOCK_H
 
@@ -16,7 +16,7 @@
 namespace host {
 
 /// Ends the processing phase of a job in which no trace can move any more; thrown through the
-/// scheduler. The text names the modules that wait, and what to change.
+/// scheduler. The text says which module waits for which.
 struct Deadlock : std::runtime_error
 {
     using std::runtime_error::runtime_error;
@@ -36,13 +36,11 @@ public:
 
     /// Call it for each record of the processing phase. Throws Deadlock when no trace and no module
     /// has moved since the record before, or when modules have worked without moving a trace for
-    /// more than a thousand records and ten seconds.
+    /// more than a thousand records and ten seconds; a hundred and two where every source has
+    /// ended.
     void check();
 
 private:
-    std::string waitingModules() const;
-    std::string hint(bool isIdle) const;
-
     const ResolvedJob& job;
     const std::vector<ModuleEntity*>& modules; ///< in the order of the job
     const BuiltJob& wiring;

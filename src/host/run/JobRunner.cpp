@@ -6,6 +6,7 @@
 #include "base/Escaping.h"
 #include "base/Text.h"
 #include "kernel_messages.h"
+#include "run/DataFlow.h"
 
 #include <QtGlobal>
 #include <algorithm>
@@ -305,7 +306,8 @@ void JobRunner::runPhases()
         live.processingSince.store(std::chrono::duration<double>(began.time_since_epoch()).count());
         enter("processing");
         wiring.showTees();
-        guarded([&] { return kernel.processJob(); });
+        if (guarded([&] { return kernel.processJob(); }) && !result.failed)
+            refuseLostEnds();
         wiring.showProducers(modules);
         result.processWallMicros = microsSince(began);
     }
@@ -317,6 +319,19 @@ void JobRunner::runPhases()
     if (!result.failed && result.end == RunEnd::done)
         warnOfUnreadData();
     enter("done");
+}
+
+// The kernel drops a module whose producers have ended and tells nobody. Modules that hold traces
+// back until the end have then lost some.
+void JobRunner::refuseLostEnds()
+{
+    DataFlow flow(job, modules, wiring);
+    for (const std::string& text : flow.lostEnds())
+        stopWithError(text);
+    if (result.failed)
+        return;
+    for (const std::string& text : flow.unreadTraces())
+        takeMessage(warningSeverity, "vorn", text);
 }
 
 // Runs a phase; false when it did not come to its end.

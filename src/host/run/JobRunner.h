@@ -88,6 +88,7 @@ private:
     void noteArrival(const BuiltChannel& built, int64_t& announcedBefore);
     void notePeak(std::size_t module);
     int64_t bytesHeldBy(std::size_t module) const;
+    void refuseLostEnds();
     void noteMicros(int64_t RunStatistics::*field);
     void noteOrder();
     void collect();

@@ -226,6 +226,43 @@ TEST_F(JobRunnerTest, WhatStandsBeforeSeveralReadersIsNoModuleOfTheJob)
     }
 }
 
+// All 50 traces come out of "read", since "write" reads them; half of them are of no use to "join".
+TEST_F(JobRunnerTest, TracesThatAJoinHasNotReadAreToldOf)
+{
+    const ExpectedLeaks leaks;
+    const RunResult result = run("modules:\n"
+                                 "  - {name: read, module: host_source, traces: 50}\n"
+                                 "  - {name: half, module: host_filter, input: read, every: 2}\n"
+                                 "  - {name: join, module: host_sink, inputs: [read, half]}\n"
+                                 "  - {name: write, module: host_sink, input: read}\n");
+
+    EXPECT_FALSE(result.failed);
+    EXPECT_EQ(result.modules[2].statistics.tracesIn, 50);
+    EXPECT_EQ(result.modules[3].statistics.tracesIn, 50);
+    EXPECT_THAT(heard, ::testing::Contains("module \"join\", which ends with its shortest input, "
+                                           "has not read the last 25 traces of module \"read\""));
+}
+
+TEST_F(JobRunnerTest, AModuleThatNeverEndsIsFoundBesideOutputsThatNobodyReads)
+{
+    const ExpectedLeaks leaks;
+    const RunResult result =
+        run("modules:\n"
+            "  - {name: read, module: host_source, traces: 5}\n"
+            "  - {name: endless, module: host_filter, input: read, fault: endless}\n"
+            "  - {name: unread, module: host_filter, input: read}\n"
+            "  - {name: join, module: host_sink, inputs: [read, endless], file: out.txt}\n");
+
+    EXPECT_EQ(result.end, RunEnd::stalled);
+    EXPECT_TRUE(result.failed);
+    EXPECT_THAT(heard,
+                ::testing::Contains(
+                    "the job is deadlocked: no trace moves any more; module \"endless\" is called "
+                    "after the end of its data, but does not mark the end of its output; module "
+                    "\"join\" waits for \"endless\""));
+    EXPECT_THAT(tree.names(), IsEmpty()) << "the output was not given its name";
+}
+
 TEST_F(JobRunnerTest, AJobWithErrorsEndsWithTheseAlone)
 {
     const RunResult result =

@@ -18,6 +18,7 @@
 #include <filesystem>
 
 using namespace host;
+using ::testing::ElementsAre;
 
 namespace {
 
@@ -268,4 +269,90 @@ TEST_F(ListModelTest, TheJobsAreOfAllKinds)
     EXPECT_GT(joins, 200);
     EXPECT_GT(unread, 100);
     EXPECT_GT(longLists, 500);
+}
+
+namespace {
+
+// `middle` stands between a source of ten traces and a chain of a module that gives one trace for
+// each and one that gathers three at a time.
+std::string gathering(const std::string& middle)
+{
+    return "modules:\n"
+           "  - {name: read, module: list_source, traces: 10, from: 1, bursts: 0, seed: 1}\n"
+           "  - {name: middle, module: " +
+           middle +
+           ", input: read}\n"
+           "  - {name: copy, module: list_step, input: middle}\n"
+           "  - {name: gather, module: list_step, input: copy, kind: 3, n: 3}\n"
+           "  - {name: end, module: list_sink, input: gather}\n";
+}
+
+} // namespace
+
+TEST_F(ListModelTest, AModuleThatIsNotToldTheEndFailsTheJob)
+{
+    const RunResult result = run(gathering("drop_last"), 10);
+
+    EXPECT_TRUE(result.failed);
+    EXPECT_THAT(errorsOf(result),
+                ElementsAre("module \"gather\" was not called at the end of its data, so what it "
+                            "held back is missing: module \"copy\" before it ended without marking "
+                            "its last trace"));
+}
+
+TEST_F(ListModelTest, TheModuleThatMarkedItsEndTooLateIsNamed)
+{
+    const RunResult result = run(gathering("unmarked_end"), 10);
+
+    EXPECT_TRUE(result.failed);
+    EXPECT_THAT(errorsOf(result),
+                ElementsAre("module \"gather\" was not called at the end of its data, so what it "
+                            "held back is missing: module \"copy\" before it ended without marking "
+                            "its last trace, as module \"middle\" before that one did"));
+}
+
+TEST_F(ListModelTest, ALateEndIsEnoughForAModuleThatAsksForIt)
+{
+    const RunResult result =
+        run("modules:\n"
+            "  - {name: read, module: list_source, traces: 4, from: 1, bursts: 0, seed: 1}\n"
+            "  - {name: late, module: unmarked_end, input: read}\n"
+            "  - {name: gather, module: list_step, input: late, kind: 3, n: 3}\n"
+            "  - {name: end, module: list_sink, input: gather}\n",
+            10);
+
+    EXPECT_FALSE(result.failed);
+    EXPECT_EQ(result.modules[3].metadata.at("list"), "3:3 2:2 1:1 4:4 ");
+}
+
+// Nobody wants what "gather" holds: "first" has all that it gives.
+TEST_F(ListModelTest, WhatIsHeldBackForAModuleThatHasEndedIsNotMissing)
+{
+    const ExpectedLeaks leaks;
+    const RunResult result =
+        run("modules:\n"
+            "  - {name: read, module: list_source, traces: 10, from: 1, bursts: 0, seed: 1}\n"
+            "  - {name: late, module: drop_last, input: read}\n"
+            "  - {name: gather, module: list_step, input: late, kind: 3, n: 3}\n"
+            "  - {name: first, module: list_step, input: gather, kind: 5, n: 2}\n"
+            "  - {name: all, module: list_sink, input: late}\n"
+            "  - {name: end, module: list_sink, input: first}\n",
+            10);
+
+    EXPECT_FALSE(result.failed);
+    EXPECT_EQ(result.modules[5].metadata.at("list"), "3:3 2:2 ");
+}
+
+// There is nothing that could be missing.
+TEST_F(ListModelTest, NoTraceAtAllIsNoError)
+{
+    const RunResult result =
+        run("modules:\n"
+            "  - {name: read, module: list_source, traces: 0, from: 1, bursts: 0, seed: 1}\n"
+            "  - {name: copy, module: list_step, input: read}\n"
+            "  - {name: gather, module: list_step, input: copy, kind: 3, n: 3}\n"
+            "  - {name: end, module: list_sink, input: gather}\n",
+            10);
+
+    EXPECT_FALSE(result.failed);
 }

@@ -2,6 +2,7 @@
  * the data one trace is left: the option RespectEOD brings a call without input, in which it goes
  * out. */
 #include "knl.h"
+#include "knl_fortran.h"
 
 #include <stddef.h>
 
@@ -26,6 +27,8 @@ int process_(void)
     void* out;
     void* held;
     void* is_held = NULL;
+    int first_input = 1; /* the Fortran form counts from 1 */
+    int keep = 1;
 
     knl_getInputTraceBuffer(&in, 0);
     knl_getOutputTraceBuffer(&out, 0);
@@ -37,6 +40,9 @@ int process_(void)
     if (knl_getNumberOfTraces(in) == 0) {
         /* Until this flag is seen, there is one call after the other. */
         knl_setDataChannelFlag(out, 3);
+        /* Nothing was taken from the input: without this, the kernel would make a trace to remove.
+         */
+        knl_setinputtracebufferflag_(&first_input, &keep);
         return 0;
     }
     knl_copyTraceToTrace(in, held, 1, 1);

@@ -176,8 +176,8 @@ protected:
     ListModelTest()
     {
         std::filesystem::create_directories(homeDirectory / "lib");
-        for (const char* name :
-             {"list_source", "list_step", "list_sink", "tee", "drop_last", "unmarked_end"})
+        for (const char* name : {"list_source", "list_step", "list_sink", "tee", "delay_one",
+                                 "drop_last", "unmarked_end"})
         {
             const std::string library = std::string("lib") + name + ".so";
             std::filesystem::create_symlink(VORN_TEST_HOME "/lib/" + library,
@@ -341,6 +341,22 @@ TEST_F(ListModelTest, WhatIsHeldBackForAModuleThatHasEndedIsNotMissing)
 
     EXPECT_FALSE(result.failed);
     EXPECT_EQ(result.modules[5].metadata.at("list"), "3:3 2:2 ");
+}
+
+TEST_F(ListModelTest, ModulesThatLookAheadFollowEachOtherBesideOtherReaders)
+{
+    const RunResult result =
+        run("modules:\n"
+            "  - {name: read, module: list_source, traces: 5, from: 1, bursts: 1, seed: 3}\n"
+            "  - {name: once, module: delay_one, input: read}\n"
+            "  - {name: twice, module: delay_one, input: once}\n"
+            "  - {name: all, module: list_sink, input: read}\n"
+            "  - {name: middle, module: list_sink, input: once}\n"
+            "  - {name: end, module: list_sink, input: twice}\n",
+            10);
+
+    for (const std::size_t sink : {3, 4, 5})
+        EXPECT_EQ(result.modules[sink].metadata.at("list"), "1:1 2:2 3:3 4:4 5:5 ");
 }
 
 // There is nothing that could be missing.

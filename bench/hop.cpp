@@ -1,8 +1,9 @@
 // What a trace costs on its way from module to module, beside the floor.
 //
 // A hop is the slope of a line: time per trace of a chain source -> K modules -> sink over K. The
-// fixed cost is that of a chain without modules in between. Kernel and floor take turns, and of
-// each the shortest run of each length counts.
+// fixed cost is that of a chain without modules in between. One more reader of an output is the
+// slope over the number of readers behind a tee, each of them a sink. Kernel and floor take turns,
+// and of each the shortest run of each length counts.
 #include "Chain.h"
 #include "FloorChain.h"
 
@@ -10,6 +11,11 @@ namespace {
 
 using namespace bench;
 
+#ifdef VORN_BENCH_TEE
+constexpr bool hasTee = true;
+#else
+constexpr bool hasTee = false; // built without the processing modules
+#endif
 const std::vector<int> lengths = {1, 2, 4, 8};
 const std::vector<int> delayedLengths = {1, 2, 3}; // each takes the memory of another backlog
 
@@ -23,6 +29,9 @@ public:
         floor.delay = kernel.delay;
     }
 
+    // From now on lengths are numbers of readers behind a tee.
+    void countReaders() { ofReaders = true; }
+
     // One run of either side for each length; `work` is the number of hops of a run.
     void runOnce(const std::vector<int>& chainLengths, int work)
     {
@@ -30,7 +39,8 @@ public:
             const int traces = kernel.delay > 0   ? 6 * kernel.delay
                                : kernel.batch > 1 ? kernel.batch
                                                   : std::max(work / std::max(length, 1), 200);
-            floor.hops = kernel.modules = length;
+            (ofReaders ? floor.readers : floor.hops) = length;
+            (ofReaders ? kernel.readers : kernel.modules) = length;
             floor.traces = kernel.traces = traces;
             floorTimes[length].add(run(floor) / traces);
             kernelTimes[length].add(run(kernel).process / traces);
@@ -53,6 +63,7 @@ private:
 
     Chain kernel;
     FloorChain floor;
+    bool ofReaders = false;
     std::map<int, Least> kernelTimes; // seconds per trace, by length
     std::map<int, Least> floorTimes;
 };
@@ -102,6 +113,8 @@ void measure(const Options& options)
         {"hop.queued", Comparison(queued(copied, manyTraces))}};
     Comparison passing(delayed(copied, manyTraces));
     Comparison fixed(copied);
+    Comparison readers(copied);
+    readers.countReaders();
     Comparison sizes(copied);
     for (int i = 0; i < repetitions; ++i) {
         for (auto& [name, comparison] : hops) {
@@ -113,6 +126,8 @@ void measure(const Options& options)
         if (i < (options.quick ? 2 : 7))
             passing.runOnce(delayedLengths, 0);
         fixed.runOnce({0}, work);
+        if (hasTee)
+            readers.runOnce(lengths, work);
         sizes.runOnce({0, 2, 50}, work);
     }
 
@@ -125,6 +140,8 @@ void measure(const Options& options)
             report(name + "_growth", comparison.kernelLine().slope / alone);
     }
     reportRatio("hop.fixed", fixed.kernelTime(0), fixed.floorTime(0));
+    if (hasTee)
+        reportRatio("hop.readers", readers.kernelLine().slope, readers.floorLine().slope);
     const double ofTwo = (sizes.kernelTime(2) - sizes.kernelTime(0)) / 2;
     const double ofFifty = (sizes.kernelTime(50) - sizes.kernelTime(0)) / 50;
     report("hop.modules", ofFifty / ofTwo, {{"of50_ns", ofFifty * 1e9}, {"of2_ns", ofTwo * 1e9}});

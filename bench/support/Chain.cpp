@@ -12,6 +12,7 @@ extern "C" {
 
 #include <cstdio>
 #include <cstdlib>
+#include <vector>
 
 namespace bench {
 namespace {
@@ -80,12 +81,29 @@ private:
     SeisTraceSet set;
 };
 
+int sinksOf(const Chain& chain)
+{
+    return chain.readers > 0 ? chain.readers : chain.sinks;
+}
+
+// The channels of the readers behind a tee, and the one by which it ends.
+std::vector<DataChannel*> outputsOfTee(ModuleEntity* producer, int readers)
+{
+    ModuleEntity* tee = load("tee");
+    tee->setInputDataChannel(outputOf(producer), 0);
+    std::vector<DataChannel*> channels;
+    for (int i = 0; i < readers; ++i)
+        channels.push_back(outputOf(tee));
+    outputOf(tee);
+    return channels;
+}
+
 double expectedSum(const Chain& chain)
 {
     double sum = 0;
     for (int i = 0; i < chain.traces; ++i)
         sum += i & 1023;
-    return sum * chain.sinks;
+    return sum * sinksOf(chain);
 }
 
 } // namespace
@@ -120,12 +138,16 @@ ChainTimes run(const Chain& chain)
         next->setInputDataChannel(outputOf(module), 0);
         module = next;
     }
-    DataChannel* last = outputOf(module);
-    for (int i = 0; i < chain.sinks; ++i) {
+    const int sinks = sinksOf(chain);
+    const std::vector<DataChannel*> ends =
+        chain.readers > 0
+            ? outputsOfTee(module, chain.readers)
+            : std::vector<DataChannel*>(static_cast<std::size_t>(sinks), outputOf(module));
+    for (DataChannel* end : ends) {
         ModuleEntity* sink = load("bench_sink");
-        sink->setInputDataChannel(last, 0);
+        sink->setInputDataChannel(end, 0);
         sink->setParameter("ATTRIBUTES", UniVar(chain.attributes));
-        sink->setParameter("BATCH", UniVar(chain.sinks == 1 ? chain.batch : 0));
+        sink->setParameter("BATCH", UniVar(sinks == 1 ? chain.batch : 0));
         sink->setResource("SEEN", UniVar(static_cast<void*>(&seen)));
     }
 
@@ -136,8 +158,8 @@ ChainTimes run(const Chain& chain)
     job->postProcessJob();
     job->activeModule = nullptr; // the processing phase leaves the last module there
 
-    if (seen.traces != static_cast<long>(chain.traces) * chain.sinks ||
-        seen.sum != expectedSum(chain) || seen.wrong != 0)
+    if (seen.traces != static_cast<long>(chain.traces) * sinks || seen.sum != expectedSum(chain) ||
+        seen.wrong != 0)
         fail(chain.module + ": traces are lost or changed");
     return {end - start, end - lastMade};
 }

@@ -18,6 +18,7 @@ struct Chain
     int resident = 0; // further traces that are in memory while the job runs
     int delay = 0;    // traces kept back in front of each module, by one more module
     int sinks = 1;    // consumers of the last channel
+    int readers = 0;  // instead: sinks behind a tee, each with a channel to itself
     int samples = samplesPerTrace;
     int header = headerBytes; // at least 4 for each attribute, and 1
 };

@@ -20,6 +20,7 @@ std::size_t headerSize;
 std::vector<float> pattern; // the samples of every trace, but for the first one
 std::vector<float> room;    // where the sink copies them
 double sum;
+std::vector<Trace> shared; // by reader, all but the last
 
 // malloc and memset apart: that is quicker than calloc, which the compiler would make of the two,
 // because calloc goes past the heap's lists of blocks just freed.
@@ -61,6 +62,15 @@ void hop(Trace& trace, int)
     trace = copy;
 }
 
+// A copy for one more reader, who takes it up later.
+void share(Trace& trace, int reader)
+{
+    Trace& copy = shared[static_cast<std::size_t>(reader)];
+    copy = zeroedTrace();
+    std::memcpy(copy.samples, trace.samples, sampleBytes);
+    std::memcpy(copy.header, trace.header, headerSize);
+}
+
 void takeUp(Trace& trace, int)
 {
     std::memcpy(room.data(), trace.samples, sampleBytes);
@@ -95,6 +105,7 @@ bool delay(Trace& trace, int hopNo)
 using Step = void (*)(Trace&, int);
 Step volatile makeStep = make; // volatile: a call through a pointer, whatever the compiler sees
 Step volatile hopStep = hop;
+Step volatile shareStep = share;
 Step volatile takeUpStep = takeUp;
 bool (*volatile delayStep)(Trace&, int) = delay;
 
@@ -105,6 +116,10 @@ void pass(Trace& trace, int firstHop, int hops)
             return;
         hopStep(trace, i);
     }
+    for (std::size_t i = 0; i < shared.size(); ++i)
+        shareStep(trace, static_cast<int>(i));
+    for (Trace& copy : shared)
+        takeUpStep(copy, 0);
     takeUpStep(trace, 0);
 }
 
@@ -133,6 +148,7 @@ double run(const FloorChain& chain)
     for (Trace& trace : residents)
         trace = zeroedTrace();
 
+    shared.resize(static_cast<std::size_t>(chain.readers - 1));
     mostKept = static_cast<std::size_t>(chain.delay);
     delays.assign(mostKept > 0 ? static_cast<std::size_t>(chain.hops) : 0, Delay());
 

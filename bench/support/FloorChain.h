@@ -16,6 +16,7 @@ struct FloorChain
     int traces = 0;
     int batch = 1;    // traces that the source makes before the first hop
     int resident = 0; // further traces in memory
+    int readers = 1;  // all but the last take a copy of the trace
     int delay = 0;    // traces kept back in front of each hop, by one more call
     int samples = samplesPerTrace;
     int header = headerBytes;

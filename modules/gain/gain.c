@@ -117,14 +117,14 @@ static void apply(state* kept, void* traces, int number)
 
 static void write_history(const gain_parameters* set)
 {
-    static const char* const balances[] = {"", " balance=rms", " balance=max", " balance=mean"};
     char text[240] = "gain";
 
     if (set->time_power != 0)
         vorn_append(text, sizeof text, " time_power=%g", set->time_power);
     if (set->exponent != 0)
         vorn_append(text, sizeof text, " exponent=%g 1/s", set->exponent);
-    vorn_append(text, sizeof text, "%s", balances[set->balance]);
+    if (set->balance != GAIN_BALANCE_NONE)
+        vorn_append(text, sizeof text, " balance=%s", gain_balance_word(set->balance));
     if (set->factor != 1)
         vorn_append(text, sizeof text, " factor=%g", set->factor);
     if (set->has_clip)

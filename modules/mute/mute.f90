@@ -27,8 +27,6 @@ module mute_job
   ! text header.
   integer, parameter :: room_for_points = 200
 
-  character(len=8), parameter :: modes(0:2) = [character(len=8) :: 'top', 'bottom', 'surgical']
-
 contains
 
   subroutine prepare(state, good)
@@ -99,7 +97,7 @@ contains
       call vorn_fail('offsets and end_times have ' // vorn_to_text(count) // ' and ' // &
           vorn_to_text(size(set%end_times, kind=c_int)) // ' elements; give as many of each')
     else if (set%mode /= mode_surgical .and. size(set%end_times) > 0) then
-      call vorn_fail('end_times are given and mode is ' // trim(modes(set%mode)) // &
+      call vorn_fail('end_times are given and mode is ' // mode_word(set%mode) // &
           '; they go with mode surgical')
     else
       good = .true.
@@ -150,7 +148,7 @@ contains
       end if
       points = points // one
     end do
-    line = 'mute mode=' // trim(modes(set%mode)) // ' header=' // set%header
+    line = 'mute mode=' // mode_word(set%mode) // ' header=' // set%header
     if (.not. set%absolute) line = line // ' absolute=no'
     line = line // ' taper=' // vorn_to_text(set%taper) // ' s points=' // &
         vorn_to_text(count) // ' (' // set%header // &

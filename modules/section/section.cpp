@@ -46,23 +46,6 @@ std::string oneLine(std::string text)
     return text;
 }
 
-std::string word(Mode mode)
-{
-    return mode == Mode::wiggle ? "wiggle" : "density";
-}
-
-std::string word(Colormap colormap)
-{
-    switch (colormap) {
-    case Colormap::seismic:
-        return "seismic";
-    case Colormap::black_white_red:
-        return "black-white-red";
-    default:
-        return "gray";
-    }
-}
-
 struct Settings
 {
     Parameters given;
@@ -118,8 +101,9 @@ std::string padTitle(const Settings& set)
     std::string title = oneLine(given.title.value_or(""));
     if (title.empty())
         title = defaultTitle();
-    title += "\nmode: " + word(given.mode) + "\ncolormap: " + word(given.colormap) +
-             "\nclip: " + number(given.clip) + "\ngain: " + number(given.gain) +
+    title += std::string("\nmode: ") + wordOf(given.mode) +
+             "\ncolormap: " + wordOf(given.colormap) + "\nclip: " + number(given.clip) +
+             "\ngain: " + number(given.gain) +
              "\nxattr: " + (set.label.empty() ? arrivalName : set.label) +
              "\nx: " + (set.label.empty() ? "trace" : set.label);
     std::string note =

@@ -67,23 +67,19 @@ contains
 
   subroutine choose_normalisation(state)
     class(stack_state), intent(inout) :: state
-    character(len=:), allocatable :: word
 
     select case (state%set%normalise)
     case (normalise_sqrt)
       state%normalisation = stack_sqrt
-      word = 'sqrt'
     case (normalise_count)
       state%normalisation = stack_count
-      word = 'count'
     case (normalise_none)
       state%normalisation = stack_none
-      word = 'none'
     case default
       state%normalisation = stack_live
-      word = 'live'
     end select
-    call vorn_add_history('stack key=' // state%set%key // ' normalise=' // word)
+    call vorn_add_history('stack key=' // state%set%key // ' normalise=' // &
+        normalise_word(state%set%normalise))
   end subroutine choose_normalisation
 
   subroutine process(state, good)

@@ -18,6 +18,7 @@ struct Member
     std::string presence; // of an optional field: the name of what says whether it is there
     std::string count;    // of a list
     std::string tag;      // of a choice: the enumeration
+    std::string word;     // of a choice: the function that gives its words
     std::vector<std::string> enumerators;
 };
 
@@ -27,7 +28,7 @@ std::vector<Member> membersOf(const std::string& prefix, const std::vector<Field
     names.reserve("memory");
     std::vector<Member> members;
     for (const Field& field : fields)
-        members.push_back({&field, names.take(field.name), "", "", "", {}});
+        members.push_back({&field, names.take(field.name), "", "", "", "", {}});
     Names globals(Names::Language::c);
     globals.reserve(prefix + "_parameters");
     for (Member& member : members) {
@@ -39,6 +40,7 @@ std::vector<Member> membersOf(const std::string& prefix, const std::vector<Field
         if (field.kind != FieldKind::choice)
             continue;
         member.tag = globals.take(prefix + "_" + field.name + "_choice");
+        member.word = globals.take(prefix + "_" + field.name + "_word");
         for (const std::string& word : field.words)
             member.enumerators.push_back(
                 globals.take(upperCase(prefix + "_" + field.name + "_" + identifier(word))));
@@ -105,6 +107,21 @@ std::string enumerations(const std::vector<Member>& members)
             text += fmt::format("    {}{}\n", member.enumerators[i],
                                 i + 1 < member.enumerators.size() ? "," : "");
         text += "};\n\n";
+        text += fmt::format("/** The word of the job file. */\n"
+                            "const char* {}(enum {} value);\n\n",
+                            member.word, member.tag);
+    }
+    return text;
+}
+
+std::string wordFunctions(const std::vector<Member>& members)
+{
+    std::string text;
+    for (std::size_t i = 0; i < members.size(); ++i) {
+        if (members[i].field->kind == FieldKind::choice)
+            text += fmt::format("const char* {}(enum {} value)\n{{\n"
+                                "    return words_{}[(int)value];\n}}\n\n",
+                                members[i].word, members[i].tag, i);
     }
     return text;
 }
@@ -256,7 +273,7 @@ std::string source(const std::string& prefix, const std::string& module,
 #include "{0}_parameters.h"
 
 {2}
-{3}static void set_defaults({0}_parameters* parameters)
+{3}{6}static void set_defaults({0}_parameters* parameters)
 {{
     memset(parameters, 0, sizeof *parameters);
 {4}}}
@@ -286,7 +303,8 @@ void {0}_free_parameters({0}_parameters* parameters)
     vorn_free_memory(&parameters->memory);
 }}
 )",
-                       prefix, commentText(module), arrays(members), rows, defaults, calls);
+                       prefix, commentText(module), arrays(members), rows, defaults, calls,
+                       wordFunctions(members));
 }
 
 } // namespace

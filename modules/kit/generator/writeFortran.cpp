@@ -15,6 +15,7 @@ struct Member
 {
     const Field* field = nullptr;
     std::string name;
+    std::string word; // of a choice: the function that gives its words
     std::vector<std::string> enumerators;
 };
 
@@ -28,11 +29,15 @@ std::vector<Member> membersOf(const std::vector<Field>& fields)
         globals.reserve(used);
     std::vector<Member> members;
     for (const Field& field : fields) {
-        members.push_back({&field, names.take(field.name), {}});
+        members.push_back({&field, names.take(field.name), "", {}});
         if (field.kind != FieldKind::choice)
             continue;
         for (const std::string& word : field.words)
             members.back().enumerators.push_back(globals.take(field.name + "_" + identifier(word)));
+    }
+    for (Member& member : members) {
+        if (member.field->kind == FieldKind::choice)
+            member.word = globals.take(member.field->name + "_word");
     }
     return members;
 }
@@ -148,7 +153,32 @@ std::string enumerations(const std::vector<Member>& members)
         for (std::size_t i = 0; i < member.enumerators.size(); ++i)
             text += fmt::format("  integer(c_int), parameter, public :: {} = {}\n",
                                 member.enumerators[i], i);
-        text += "\n";
+        text += fmt::format("  public :: {}\n\n", member.word);
+    }
+    return text;
+}
+
+std::string wordFunctions(const std::vector<Member>& members)
+{
+    std::string text;
+    for (const Member& member : members) {
+        if (member.field->kind != FieldKind::choice)
+            continue;
+        text += fmt::format(R"(
+  !> The word of the job file for a value of the parameter {1}.
+  pure function {0}(value) result(word)
+    integer(c_int), intent(in) :: value
+    character(len=:), allocatable :: word
+
+    select case (value)
+)",
+                            member.word, member.field->name);
+        for (std::size_t i = 0; i < member.enumerators.size(); ++i)
+            text += fmt::format("    case ({})\n      word = {}\n", member.enumerators[i],
+                                quoted(member.field->words[i]));
+        text += fmt::format("    case default\n      word = ''\n    end select\n"
+                            "  end function {}\n",
+                            member.word);
     }
     return text;
 }
@@ -304,9 +334,10 @@ contains
 
     found = .false.
 {4}{5}  end subroutine read_parameters
-end module {0}_parameters
+{6}end module {0}_parameters
 )",
-                    prefix, module, enumerations(members), declarations(members), defaults, calls);
+                    prefix, module, enumerations(members), declarations(members), defaults, calls,
+                    wordFunctions(members));
     return {{prefix + "_parameters.f90", text}};
 }
 

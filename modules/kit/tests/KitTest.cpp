@@ -54,9 +54,10 @@ TEST_P(KitTest, DefaultsStandForWhatIsAbsent)
                 ElementsAre("real=0.25", "free=1", "absent_real absent", "count=3",
                             "wide=9007199254740993", "absent_count absent", "flag=1",
                             "absent_flag absent", "word=it's \"a\" \\ ?\?/ é", "absent_word absent",
-                            "mode=1", "absent_mode absent", "reals=2", "sum=1.5", "ints=0",
-                            "last int absent", "wides=5000000000", "four=4", "words=a", "words=b c",
-                            "infile absent", "needed=0.5", "hard names=306", "traces=3"));
+                            "mode=1", "called=rms", "absent_mode absent", "reals=2", "sum=1.5",
+                            "ints=0", "last int absent", "wides=5000000000", "four=4", "words=a",
+                            "words=b c", "infile absent", "needed=0.5", "hard names=306",
+                            "traces=3"));
 }
 
 TEST_P(KitTest, ValuesOfTheJobArriveInTheirTypes)
@@ -90,9 +91,9 @@ TEST_P(KitTest, ValuesOfTheJobArriveInTheirTypes)
                 ElementsAre("real=10", "free=-2.5", "absent_real=4.5", "count=5",
                             "wide=-9223372036854775808", "absent_count=-7", "flag=0",
                             "absent_flag=1", "word=", "absent_word= a blank", "mode=2",
-                            "absent_mode=1", "reals=3", "sum=3", "ints=3", "last int=9",
-                            "wides=-9223372036854775808", "wides=9223372036854775807", "four=8",
-                            "words=one", "words=", "words= three", "picks=why", "picks=x",
+                            "called=black-white", "absent_mode=1", "reals=3", "sum=3", "ints=3",
+                            "last int=9", "wides=-9223372036854775808", "wides=9223372036854775807",
+                            "four=8", "words=one", "words=", "words= three", "picks=why", "picks=x",
                             "infile=/a/b", "needed=3.5", "hard names=406", "traces=3"));
 }
 

@@ -50,6 +50,7 @@ static bool tell_all(const kit_c_parameters* p)
     tell_text("word", true, p->word);
     tell_text("absent_word", p->has_absent_word, p->absent_word);
     tell("mode", true, p->mode == KIT_C_MODE_BLACK_WHITE ? 2 : (double)p->mode);
+    tell_text("called", true, kit_c_mode_word(p->mode));
     tell("absent_mode", p->has_absent_mode, p->absent_mode);
     for (i = 0; i < p->reals_count_; ++i)
         sum += p->reals[i];

@@ -60,6 +60,7 @@ contains
     if (allocated(p%absent_word)) call tell('absent_word=' // p%absent_word)
     if (.not. allocated(p%absent_word)) call tell('absent_word absent')
     call tell('mode=' // vorn_to_text(merge(2_c_int, p%mode, p%mode == mode_black_white)))
+    call tell('called=' // mode_word(p%mode))
     if (allocated(p%absent_mode)) call tell('absent_mode=' // vorn_to_text(p%absent_mode))
     if (.not. allocated(p%absent_mode)) call tell('absent_mode absent')
   end subroutine tell_scalars

@@ -7,7 +7,8 @@ PAGE is a Markdown page, or a job file whose comments have command lines. What i
 
   jobs             YAML with `modules:` passes `vorn check` and runs; keys of a job without modules
                    are put into a job of one module
-  manifests        YAML with `module:` is what `vorn inspect` reads
+  manifests        YAML with `module:` is what `vorn inspect` reads; sources after it find the
+                   parameters that are generated from it
   command lines    that begin with `vorn ` (or `jq `) run and end with 0; in blocks, and in running
                    text between backquotes, where capitals such as FILE.sgy stand for a file
   other commands   name scripts, presets, targets and options that exist
@@ -292,12 +293,19 @@ class PageCheck:
         name = re.search(r"^module:\s*(\w+)", block.text, re.M)[1]
         tree = self.work / "tree" / "lib"
         tree.mkdir(parents=True, exist_ok=True)
-        shutil.copy(self.options.home / "lib" / f"lib{name}.so", tree)
+        # A module of the page's own has no library here: another one stands in for it.
+        library = self.options.home / "lib" / f"lib{name}.so"
+        shutil.copy(library if library.exists() else self.options.home / "lib" / "libagc.so",
+                    tree / library.name)
         (tree / f"{name}.yaml").write_text(block.text + "\n")
         output = self.run(f"VORN_HOME={tree.parent} vorn inspect {name}")
         purpose = re.search(r"^purpose:\s*(.*)$", block.text, re.M)[1]
         if purpose not in output or re.search(r"^vorn: .*\.yaml:\d+", output, re.M):
             raise Failure(f"vorn inspect {name} does not accept this manifest:\n{output}")
+        for language in ("c", "c++", "fortran"):
+            self.run([self.options.parameters, language, name, tree / f"{name}.yaml", self.work])
+        self.run([self.options.fc, "-fsyntax-only", f"-I{self.options.fortran_modules}",
+                  f"{name}_parameters.f90"])
 
     def check_commands(self, block):
         expected = int(block.marks.get("exit", 0))
@@ -369,13 +377,14 @@ class PageCheck:
     # --- sources
 
     def includes(self):
-        folders = [self.source / "tests/support", *self.options.include]
-        return [f"-I{folder}" for folder in folders if str(folder)]
+        folders = [self.work, self.source / "modules/kit", self.source / "tests/support",
+                   *self.options.include]
+        return ['-DVORN_MODULE_NAME="page"', *(f"-I{folder}" for folder in folders if str(folder))]
 
     def with_prelude(self, block):
         """The source with what it needs in front: #include lines first, statements in a function."""
         text = block.marks.get("with", "") + "\n" + block.text
-        if re.search(r"\bint (main|preprocess_|process_)\(", text) or re.search(r"^TEST", text, re.M):
+        if re.search(r"\bint (main|preprocess_|process_)\(|^VORN_MODULE\(", text, re.M) or re.search(r"^TEST", text, re.M):
             return text
         includes = "\n".join(re.findall(r"^#include.*$|^using .*$", text, re.M))
         statements = re.sub(r"^#include.*$|^using .*$", "", text, flags=re.M)
@@ -403,7 +412,8 @@ class PageCheck:
             text = f"subroutine fragment\n{text}\nend subroutine\n"
         source = self.work / f"block{block.line}{'.f' if fixed else '.f90'}"
         source.write_text(text)
-        self.run([self.options.fc, "-fsyntax-only", f"-I{self.options.fortran_modules}", source])
+        self.run([self.options.fc, "-fsyntax-only", f"-I{self.work}",
+                  f"-I{self.options.fortran_modules}", source])
 
     def check_cmake(self, block):
         """Configures and builds the project, with the files of the page and of the examples beside."""
@@ -412,7 +422,8 @@ class PageCheck:
         project = self.work / f"project{block.line}"
         project.mkdir()
         for file in [*(self.source / "examples/host").glob("*.cpp"),
-                     *(self.source / "examples/module-c").glob("*.c"), *self.work.glob("*.c")]:
+                     *(self.source / "examples/module-c").glob("*.c"), *self.work.glob("*.c"),
+                     *(self.work / "tree" / "lib").glob("*.yaml")]:
             shutil.copy(file, project)
         (project / "CMakeLists.txt").write_text(block.marks.get("with", "") + "\n" + block.text + "\n")
         self.run([self.options.cmake, "-S", project, "-B", project / "build",
@@ -423,7 +434,7 @@ class PageCheck:
 def main():
     parser = argparse.ArgumentParser()
     parser.add_argument("page", type=Path)
-    for name in ("vorn", "home", "source", "build", "work", "prefix", "fortran-modules"):
+    for name in ("vorn", "parameters", "home", "source", "build", "work", "prefix", "fortran-modules"):
         parser.add_argument(f"--{name}", type=Path, required=True)
     for name in ("cmake", "cc", "cxx", "fc"):
         parser.add_argument(f"--{name}", required=True)

@@ -17,6 +17,42 @@ modules:
 ```
 """
 
+MANIFEST = """```yaml
+module: scale
+purpose: Multiplies samples
+inputs: {min: 1, max: 1}
+outputs: {min: 1, max: 1}
+parameters:
+  - {name: factor, type: float, default: 1, help: Factor}
+```
+"""
+
+C_SOURCE = """```c
+#include "scale_parameters.h"
+scale_parameters set;
+scale_read_parameters(&set);
+set.factor = 2;
+```
+"""
+
+CPP_SOURCE = """```cpp
+#include "vorn_kit.hpp"
+#include "scale_parameters.hpp"
+vorn_kit::message(VORN_DETAIL, std::to_string(scale_parameters::readParameters().factor));
+```
+"""
+
+FORTRAN_SOURCE = """```fortran
+subroutine s(good)
+  use scale_parameters
+  logical, intent(inout) :: good
+  type(parameters) :: set
+  call read_parameters(set, good)
+  set%factor = 2
+end subroutine
+```
+"""
+
 # What the page has, the page, what the check says and with which end.
 PAGES = [
     ("a job, commands and links that are right",
@@ -49,6 +85,14 @@ PAGES = [
      "```yaml\nmodule: agc\nversion: 0.1.0\npurpose: Gain\ninputs: {min: 1, max: 1}\n"
      "outputs: {min: 1, max: 1}\nparameters:\n  - {name: window, type: real, help: Length}\n```\n", 1,
      "expected one of int"),
+    ("sources with the parameters of a manifest",
+     MANIFEST + C_SOURCE + CPP_SOURCE + FORTRAN_SOURCE, 0, "4 checked"),
+    ("C with a parameter that the manifest does not have",
+     MANIFEST + C_SOURCE.replace("set.factor", "set.fctor"), 1, "fctor"),
+    ("C++ with a parameter that the manifest does not have",
+     MANIFEST + CPP_SOURCE.replace("().factor", "().fctor"), 1, "fctor"),
+    ("Fortran with a parameter that the manifest does not have",
+     MANIFEST + FORTRAN_SOURCE.replace("%factor", "%fctor"), 1, "fctor"),
     ("a link to a missing file", "See [more](more.md).\n", 1, "link to more.md: no such file"),
     ("a link to a missing heading", "# One\n\nSee [two](page.md#two).\n", 1, "no such heading"),
     ("a block of an unknown kind", "```perl\nprint 1;\n```\n", 1, "nothing checks blocks of the kind"),

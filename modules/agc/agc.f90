@@ -45,7 +45,7 @@ contains
     allocate (state%forward(max(length, 0)), state%backward(max(length, 0)), stat=status)
     good = status == 0
     if (.not. good) then
-      call vorn_fail('there is no memory for sums over traces of this length')
+      call vorn_fail('not enough memory for sums over traces of this length')
       return
     end if
     call warn_of_window(state%set, length, interval)

@@ -1,4 +1,4 @@
-! The arithmetic of agc, which knows nothing of the kernel. C programs can call it, as its tests do.
+! The arithmetic of agc, independent of the kernel. C programs can call it, as its tests do.
 module agc_math
   use, intrinsic :: iso_c_binding, only: c_double, c_float, c_int
   implicit none
@@ -12,13 +12,13 @@ contains
 
   !> Scales each sample so that the measure of the window around it, `half` samples to either side
   !> as far as the trace goes, becomes `level`. Where the window holds only zeros nothing changes.
-  !> Samples that are infinite or no numbers count as zeros and stay as they are.
+  !> Samples that are infinite or NaN count as zeros and stay as they are.
   !>
-  !> A window's sum is put together from two partial sums, of blocks that are as long as a window:
+  !> A window's sum is composed of two partial sums, of blocks that are as long as a window:
   !> every window begins in one block and ends in the same or the next. Nothing is ever subtracted,
-  !> so that a spike leaves no trace in the windows without it, which a sum that runs along has.
+  !> so that a spike has no effect on windows without it, as it would have in a running sum.
   !>
-  !> `forward` and `backward` are room for the partial sums.
+  !> `forward` and `backward` are work arrays for the partial sums.
   pure subroutine agc_balance(samples, count, half, measure, level, forward, backward) &
       bind(C, name='agc_balance')
     integer(c_int), value, intent(in) :: count, half, measure

@@ -1,4 +1,4 @@
-/* bandpass: lets a band of frequencies through, without changing phases. */
+/* bandpass: a zero-phase band-pass filter. */
 #include "bandpass_math.h"
 #include "bandpass_parameters.h"
 #include "vorn_kit.h"
@@ -18,7 +18,7 @@ typedef struct state
 {
     bandpass_parameters set;
     bandpass_filter* filter; /* null when traces have no samples */
-    int64_t odd_traces;      /* that hold samples which are no finite numbers */
+    int64_t odd_traces;      /* that hold samples that are infinite or NaN */
     int64_t odd_samples;
 } state;
 
@@ -64,7 +64,7 @@ static void finish(state* kept)
 {
     if (kept->odd_samples > 0)
         vorn_message(VORN_WARNING,
-                     "samples that are infinite or no numbers: %lld, in traces: %lld; they stay as "
+                     "samples that are infinite or NaN: %lld, in traces: %lld; they stay as "
                      "they are and count as 0",
                      (long long)kept->odd_samples, (long long)kept->odd_traces);
 }
@@ -122,7 +122,7 @@ static bool choose_design(const bandpass_parameters* set, design* chosen)
     return true;
 }
 
-/* Interval in microseconds. Traces without samples need none. */
+/* Interval in microseconds. Traces without samples need no interval. */
 static bool fits_interval(const design* chosen, int interval)
 {
     const double lowest = chosen->is_trapezoid ? chosen->corners[0] : chosen->band.low;
@@ -164,7 +164,7 @@ static bool make_filter(state* kept, const design* chosen, int samples, int inte
         bandpass_create(samples, interval * 1e-6,
                         chosen->is_trapezoid ? trapezoid_response : band_response, chosen);
     if (kept->filter == NULL)
-        vorn_fail("there is no memory to transform traces of %d samples", samples);
+        vorn_fail("not enough memory to transform traces of %d samples", samples);
     return kept->filter != NULL;
 }
 

@@ -70,7 +70,7 @@ int bandpass_transform_length(int samples)
     return length;
 }
 
-/* The transform and its inverse multiply by the length, which the amplitudes take back. */
+/* The transform and its inverse multiply by the length, which the amplitudes compensate. */
 static void sample_response(bandpass_filter* filter, double interval, bandpass_response response,
                             const void* design)
 {

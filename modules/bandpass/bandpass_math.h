@@ -51,12 +51,13 @@ typedef struct bandpass_filter bandpass_filter;
  *
  * @param samples   samples of each trace, at least 1
  * @param interval  sample interval in seconds, above 0
- * @return the filter, which the caller frees with bandpass_free(); null when memory is short
+ * @return the filter, which the caller frees with bandpass_free(); null when there is not enough
+ * memory
  */
 bandpass_filter* bandpass_create(int samples, double interval, bandpass_response response,
                                  const void* design);
 
-/** Filters a trace of the filter's length in place. Samples that are infinite or no numbers stay as
+/** Filters a trace of the filter's length in place. Samples that are infinite or NaN stay as
  * they are, and count as 0 for all others.
  *
  * @return the number of such samples

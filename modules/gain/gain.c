@@ -60,7 +60,7 @@ static void release(state* kept)
 
 VORN_MODULE(state, prepare, process, VORN_NOTHING, release);
 
-/* ---- What the entry points are made of ---- */
+/* ---- Steps of the entry points ---- */
 
 /* False after a message. */
 static bool make_curve(state* kept, void* in)

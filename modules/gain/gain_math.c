@@ -9,7 +9,7 @@ double gain_at(double time, double interval, double power, double exponent)
 
     if (time < least)
         time = least;
-    /* An infinite factor would make a number that is none of the zeros of a trace. */
+    /* An infinite factor would turn the zeros of a trace into NaN. */
     return fmin(pow(time, power) * exp(exponent * time), DBL_MAX);
 }
 

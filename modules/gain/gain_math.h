@@ -1,6 +1,6 @@
 /** @file gain_math.h
  *
- * Amplitudes of traces: with time, as a whole, and at most. Knows nothing of the kernel.
+ * Amplitudes of traces: with time, as a whole, and at most. Independent of the kernel.
  */
 #ifndef GAIN_MATH_H
 #define GAIN_MATH_H
@@ -33,12 +33,12 @@ void gain_curve(double start, double interval, double power, double exponent, do
 /** Multiplies each sample by its element of `curve`. */
 void gain_apply_curve(const double* curve, float* samples, int count);
 
-/** The level of a trace. Samples that are infinite or no numbers are left out; 0 when no other is
+/** The level of a trace. Samples that are infinite or NaN are left out; 0 when no other is
  * left, and 1 for GAIN_LEVEL_NONE. */
 double gain_level_of(gain_level kind, const float* samples, int count);
 
-/** Multiplies the samples by `factor`, and brings those beyond `clip` (to either side) back to it;
- * a clip of 0 stands for none. What is no number stays so. */
+/** Multiplies the samples by `factor`, and clips absolute amplitudes above `clip` to it;
+ * a clip of 0 stands for none. A NaN stays NaN. */
 void gain_scale(double factor, double clip, float* samples, int count);
 
 #ifdef __cplusplus

@@ -1,4 +1,4 @@
-! header_plot: draws header words of traces against each other, or how many traces have which value
+! header_plot: plots header words of traces against each other, or the number of traces per value
 ! of one.
 module header_plot_job
   use, intrinsic :: iso_c_binding, only: c_double, c_float, c_int, c_int64_t, c_ptr
@@ -22,7 +22,7 @@ module header_plot_job
       vorn_symbol_circle, vorn_symbol_triangle, vorn_symbol_plus, vorn_symbol_cross, &
       vorn_symbol_diamond]
 
-  ! What came of a header word.
+  ! The values of a header word.
   type :: word_state
     character(len=:), allocatable :: name      ! empty: the number of the trace
     character(len=:), allocatable :: parameter ! that named it
@@ -44,7 +44,7 @@ module header_plot_job
     character(len=:), allocatable :: title
     type(series_state), allocatable :: series(:)
     integer(c_int64_t) :: traces = 0
-    integer(c_int64_t) :: odd = 0 ! traces with a value that is infinite or no number
+    integer(c_int64_t) :: odd = 0 ! traces with a value that is infinite or NaN
     ! Of the fold: a bin holds the values from origin + key * bin, and is 2**doublings bins wide.
     real(c_double) :: origin = 0, bin = 0
     integer :: doublings = 0
@@ -66,7 +66,7 @@ contains
 
     call vorn_required_input(input, good)
     if (.not. good) return
-    ! The traces pass on to whatever reads the output; it may be missing.
+    ! The traces pass to the output, if there is one.
     call knl_get_trace_length(input, length, status)
     call knl_get_trace_sample_interval(input, interval, status)
     call knl_bld_output_trace_buffer(1, length, interval, input, status)
@@ -83,7 +83,7 @@ contains
     end if
   end subroutine prepare
 
-  ! Each trace passes on, until one does not have the header word.
+  ! Each trace passes, until one lacks the header word.
   subroutine process(state, good)
     class(plot_state), intent(inout) :: state
     logical, intent(inout) :: good
@@ -97,12 +97,12 @@ contains
     if (no_output == 0) call vorn_pass_trace(input, output, number)
   end subroutine process
 
-  !> Messages and the picture, when all traces have come.
+  !> Messages and the picture, after the last trace.
   subroutine finish(state)
     class(plot_state), intent(inout) :: state
 
     if (state%odd > 0) call knl_send_message(knl_message_warning, &
-        'traces with a value that is infinite, no number or beyond counting: ' // &
+        'traces with a value that is infinite, NaN or too large to count: ' // &
         vorn_to_text(state%odd) // '; they are left out')
     if (state%traces == state%odd) then
       if (.not. vorn_job_has_failed()) call knl_send_message(knl_message_warning, &
@@ -277,7 +277,7 @@ contains
     series%ys(series%count) = y
   end subroutine add_point
 
-  ! A raster finer than that of the picture, over what has come so far, decides which points go.
+  ! A raster finer than that of the picture, over the range so far, decides which points are dropped.
   subroutine make_room(series)
     type(series_state), intent(inout) :: series
 
@@ -293,7 +293,7 @@ contains
     class(plot_state), intent(inout) :: state
     real(c_double), intent(in) :: value
     real(c_double) :: number
-    real(c_double), parameter :: most = 2.0_c_double**52 ! whole numbers beyond are no more exact
+    real(c_double), parameter :: most = 2.0_c_double**52 ! whole numbers beyond this are no longer exact
 
     number = (value - state%origin) / state%bin
     if (.not. abs(number) < most) then
@@ -567,7 +567,7 @@ contains
     text = vorn_to_text(anint(100 * value) / 100)
   end function rounded
 
-  !> With all digits, for programs to read.
+  !> With all digits, for programs.
   pure function digits_of(value) result(text)
     real(c_double), intent(in) :: value
     character(len=:), allocatable :: text

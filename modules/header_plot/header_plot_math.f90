@@ -1,4 +1,4 @@
-! The arithmetic of header_plot, which knows nothing of the kernel. C programs can call it, as its
+! The arithmetic of header_plot, independent of the kernel. C programs can call it, as its
 ! tests do.
 !
 ! Traces are counted in a table with open addressing: `capacity` places, a power of two, of keys and
@@ -67,12 +67,12 @@ contains
     integer, intent(in) :: cells
 
     cell = 0
-    ! Halved, the distance of any two numbers is a number.
+    ! Halved, the distance of any two numbers does not overflow.
     if (to > from) cell = min(cells - 1, &
         int((value / 2 - from / 2) / (to / 2 - from / 2) * cells))
   end function cell
 
-  !> Adds `times` (at least 1) to the count of `key`. Gives 1 when the key is new, else 0. One of the
+  !> Adds `times` (at least 1) to the count of `key`. Returns 1 when the key is new, else 0. One of the
   !> places at least must be free.
   integer(c_int) function header_plot_count(capacity, keys, counts, key, times) &
       bind(C, name='header_plot_count')
@@ -92,8 +92,8 @@ contains
     counts(place) = counts(place) + times
   end function header_plot_count
 
-  !> Moves what the table holds to its front, by ascending keys, and gives how many there are. It is
-  !> no table any more.
+  !> Moves what the table holds to its front, by ascending keys, and returns their number. It is
+  !> no longer a table.
   integer(c_int) function header_plot_collect(capacity, keys, counts) &
       bind(C, name='header_plot_collect')
     integer(c_int), value, intent(in) :: capacity

@@ -21,7 +21,7 @@ module mute_job
     procedure :: finish
   end type mute_state
 
-  ! Before all samples and behind them; integers reach as far.
+  ! Before all samples and after them, in the range of integers.
   real(c_double), parameter :: beyond = 2.0e9_c_double
   ! Characters of the points in the history: with the rest of the line, three or four lines of a
   ! text header.
@@ -70,7 +70,7 @@ contains
     if (status == 0) call apply(state, position, start, samples)
   end subroutine process
 
-  !> Times that depend on a word that nobody has written.
+  !> Warns of times that depend on a word without values.
   subroutine finish(state)
     class(mute_state), intent(inout) :: state
 
@@ -92,13 +92,13 @@ contains
     good = .false.
     if (size(set%times) /= count) then
       call vorn_fail('offsets and times have ' // vorn_to_text(count) // ' and ' // &
-          vorn_to_text(size(set%times, kind=c_int)) // ' elements; give as many of each')
+          vorn_to_text(size(set%times, kind=c_int)) // ' elements; give the same number of each')
     else if (set%mode == mode_surgical .and. size(set%end_times) /= count) then
       call vorn_fail('offsets and end_times have ' // vorn_to_text(count) // ' and ' // &
-          vorn_to_text(size(set%end_times, kind=c_int)) // ' elements; give as many of each')
+          vorn_to_text(size(set%end_times, kind=c_int)) // ' elements; give the same number of each')
     else if (set%mode /= mode_surgical .and. size(set%end_times) > 0) then
       call vorn_fail('end_times are given and mode is ' // mode_word(set%mode) // &
-          '; they go with mode surgical')
+          '; only mode surgical uses them')
     else
       good = .true.
       do i = 1, count
@@ -115,7 +115,7 @@ contains
     good = .false.
     if (i > 1) then
       if (set%offsets(i) <= set%offsets(i - 1)) then
-        call vorn_fail('offsets have ' // vorn_to_text(set%offsets(i)) // ' behind ' // &
+        call vorn_fail('offsets have ' // vorn_to_text(set%offsets(i)) // ' after ' // &
             vorn_to_text(set%offsets(i - 1)) // '; give them in ascending order')
         return
       end if

@@ -1,4 +1,4 @@
-! The arithmetic of mute, which knows nothing of the kernel. C programs can call it, as its tests do.
+! The arithmetic of mute, independent of the kernel. C programs can call it, as its tests do.
 module mute_math
   use, intrinsic :: iso_c_binding, only: c_double, c_float, c_int
   implicit none
@@ -10,7 +10,7 @@ module mute_math
 contains
 
   !> The value at `position` on the straight lines through the points (`positions`, `values`), of
-  !> which there is at least one, in strictly ascending order. Before the first and behind the last
+  !> which there is at least one, in strictly ascending order. Before the first and after the last
   !> point the value is that point's.
   pure function mute_interpolate(position, positions, values, count) result(value) &
       bind(C, name='mute_interpolate')
@@ -33,7 +33,7 @@ contains
     value = values(count)
   end function mute_interpolate
 
-  !> A time as a number of samples behind the one at `start`; all three in seconds. A number that
+  !> A time as a number of samples after the one at `start`; all three in seconds. A number that
   !> differs from a whole one by rounding only is that one, so that 0.4 s with an interval of 4 ms
   !> is sample 100 and not just beside it.
   pure function mute_edge(time, start, interval) result(edge) bind(C, name='mute_edge')

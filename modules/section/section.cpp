@@ -1,7 +1,7 @@
 // section: draws traces on a pad, side by side.
 //
 // Each trace is placed in a work buffer of one trace, cut to the picture's time window, and shown
-// from there: what the input holds besides belongs to later calls.
+// from there: further traces of the input belong to later calls.
 #include "MOXKernel.h"
 #include "section_parameters.hpp"
 #include "section_window.h"
@@ -79,7 +79,7 @@ struct State
     int64_t arrived = 0;
     int64_t drawn = 0;
     int64_t beyond = 0; // traces that max_traces leaves out
-    int64_t odd = 0;    // samples that are no finite numbers
+    int64_t odd = 0;    // samples that are infinite or NaN
 };
 
 // ---- Before the first trace ----
@@ -174,7 +174,7 @@ void show(State& state, void* in)
     if (state.window.samples > 0) {
         const float* samples = getTraceSamples(in, 0);
         if (samples == nullptr)
-            fail("there is no memory for trace " + std::to_string(state.arrived) +
+            fail("not enough memory for trace " + std::to_string(state.arrived) +
                  "; give the job a lower limit of traces in memory");
         const std::span<const float> trace(samples, static_cast<std::size_t>(getTraceLength(in)));
         const std::vector<float> placed = samplesInWindow(state.window, trace, delayOf(in));
@@ -212,7 +212,7 @@ void finish(State& state)
 {
     if (state.arrived == 0) {
         if (!vorn_job_has_failed())
-            message(VORN_WARNING, "no trace came; the picture is empty");
+            message(VORN_WARNING, "no trace arrived; the picture is empty");
         return;
     }
     message(VORN_INFORMATION, "traces drawn: " + std::to_string(state.drawn) + " of " +
@@ -225,8 +225,8 @@ void finish(State& state)
                     "them all with every: " +
                     std::to_string(evenStep(state.arrived, state.set.given.max_traces)));
     if (state.odd > 0)
-        message(VORN_WARNING, "samples that are infinite or no numbers: " +
-                                  std::to_string(state.odd) + "; they are drawn as 0");
+        message(VORN_WARNING, "samples that are infinite or NaN: " + std::to_string(state.odd) +
+                                  "; they are drawn as 0");
 }
 
 } // namespace

@@ -6,7 +6,7 @@
 
 namespace {
 
-// Times on a sample are not to be lost by rounding errors.
+// Rounding errors must not lose times that lie on a sample.
 constexpr double tolerance = 1e-3;
 
 // As an integer from `least` to `most`.

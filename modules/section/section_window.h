@@ -1,6 +1,6 @@
 /// @file section_window.h
 ///
-/// Which samples of a trace lie in the time window of a picture. Knows nothing of the kernel.
+/// Which samples of a trace lie in the time window of a picture. Independent of the kernel.
 #ifndef SECTION_WINDOW_H
 #define SECTION_WINDOW_H
 
@@ -9,7 +9,7 @@
 #include <vector>
 
 /// The samples of a picture. The first trace's samples lie on the picture's; those of traces with
-/// another delay are moved by whole samples.
+/// another delay are shifted by whole samples.
 struct SectionWindow
 {
     int first = 0;       ///< sample of the first trace that is the picture's first one
@@ -30,16 +30,16 @@ struct SectionWindow
 /// @return              without samples where the trace has none in the window
 SectionWindow sectionWindow(int traceSamples, int delay, double interval, double from, double to);
 
-/// The samples of a trace that belong into the picture: zeros where the trace has none.
+/// The samples of a trace in the picture: zeros where the trace has none.
 ///
 /// @param delay  of this trace, milliseconds
 std::vector<float> samplesInWindow(const SectionWindow& window, std::span<const float> trace,
                                    int delay);
 
-/// How many samples are infinite or no numbers.
+/// How many samples are infinite or NaN.
 int64_t oddSamples(std::span<const float> samples);
 
-/// Every so many traces have to be taken of `total` that no more than `most` remain.
+/// The interval at which traces have to be taken of `total` so that no more than `most` remain.
 int64_t evenStep(int64_t total, int64_t most);
 
 #endif

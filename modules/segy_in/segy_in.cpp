@@ -199,7 +199,8 @@ std::unique_ptr<State> prepare()
 
 // ---- Trace by trace ----
 
-// What can fail comes before there is a trace: one that could not be read must not reach anybody.
+// Everything that can fail precedes the output trace: one that could not be read must not be passed
+// on.
 void emitTrace(State& state, void* out)
 {
     const int64_t index = state.nextIndex();
@@ -209,7 +210,7 @@ void emitTrace(State& state, void* out)
         state.words.addTrace(out, state.header.data(), state.reader.layout().littleEndian,
                              state.reader.samplesOf(index));
     if (samples == nullptr)
-        fail("there is no memory for trace " + std::to_string(index + 1) + " of " +
+        fail("not enough memory for trace " + std::to_string(index + 1) + " of " +
              state.reader.path());
     state.reader.read(index, nullptr, samples);
     state.statements.see(index, state.header.data());
@@ -227,7 +228,7 @@ void process(State& state)
 
 // ---- After the last trace ----
 
-// Only now is it known how many there are.
+// Their number is known only now.
 void finish(State& state)
 {
     for (const std::string& note : state.statements.warnings())

@@ -140,7 +140,7 @@ std::vector<std::string> processingHistory()
 }
 
 // Whether traces have been reordered or combined, after which the input's sorting code, fold and
-// traces per ensemble are not true any more.
+// traces per ensemble are no longer valid.
 bool isRearranged(const std::vector<std::string>& history)
 {
     return std::any_of(history.begin(), history.end(), [](const std::string& line) {
@@ -165,8 +165,8 @@ std::vector<std::pair<std::string, int32_t>> binaryWords(bool rearranged)
     return words;
 }
 
-// The input's: revision 1 gives a meaning to bytes that revision 0 leaves to whoever writes a file.
-// What no SEG-Y file has been is revision 1, and so is what revision 0 has no place for.
+// The input's: revision 1 gives a meaning to bytes that revision 0 leaves to the writer of a file.
+// Data from no SEG-Y file are revision 1, and so are headers that revision 0 has no place for.
 int chooseRevision(const Settings& settings, const std::string& ofInput)
 {
     if (settings.revision)
@@ -186,7 +186,7 @@ SegyDescription describe(const Settings& settings, void* in)
     const std::vector<std::string> history = processingHistory();
     const std::string inputRevision = upstream("segy.revision");
     const int revision = chooseRevision(settings, inputRevision);
-    // Cards that say what the file says already stay as they are.
+    // Cards that already agree with the file stay unchanged.
     const bool sameRevision = inputRevision == std::to_string(revision);
     std::size_t leftOut = 0;
     SegyDescription description;
@@ -246,7 +246,7 @@ void publish(State& state)
         message(VORN_WARNING,
                 state.settings.file + ": " + std::to_string(state.writer->lostSamples()) +
                     " samples, the first in trace " + std::to_string(state.firstLost) +
-                    ", are infinite (written as the largest IBM float) or no numbers "
+                    ", are infinite (written as the largest IBM float) or NaN "
                     "(written as 0)");
     message(VORN_INFORMATION, state.settings.file + ": " + std::to_string(state.writer->traces()) +
                                   " traces of " + std::to_string(state.description.samples) +

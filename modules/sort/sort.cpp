@@ -1,4 +1,4 @@
-// sort: hands on all traces of its input in the order of header words.
+// sort: sorts all traces of its input by header words.
 //
 // Traces are collected in a work buffer, where the kernel pages out what exceeds the job's limit of
 // resident traces. After the last one they leave it one per call, in their new order: moved, not
@@ -74,7 +74,7 @@ void collect(State& state, void* in)
     void* work = getWorkTraceBuffer(collection);
     copyTraceToTrace(in, work, 1, 1, 0, state.collected);
     if (getTraceLength(work) > 0 && getTraceSamples(work, state.collected) == nullptr)
-        fail("there is no memory for trace " + std::to_string(state.collected + 1) +
+        fail("not enough memory for trace " + std::to_string(state.collected + 1) +
              "; give the job a lower limit of traces in memory");
     ++state.collected;
 }
@@ -87,8 +87,8 @@ void complete(State& state, void* out)
     informTotalTracesNumber(out, state.collected);
 }
 
-// A trace that is moved takes its header bytes along as they are. Attributes may have been defined
-// in another order here than in the output, so that the header is copied over once more by names.
+// A moved trace keeps its header bytes. Attributes may have been defined in another order here than
+// in the output, so the header is copied again, by name.
 void emitNext(State& state, void* out)
 {
     void* work = getWorkTraceBuffer(collection);
@@ -119,8 +119,8 @@ void process(State& state)
         return;
     }
     emitNext(state, out);
-    // The last trace of the input stays until all have gone out: while it is there, the module is
-    // called.
+    // The last trace of the input stays until all have been written: as long as it is there, the
+    // module is called.
     if (hasInput && state.next < state.order.size())
         vorn_keep_trace(0);
 }

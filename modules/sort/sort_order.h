@@ -1,6 +1,6 @@
 /// @file sort_order.h
 ///
-/// In which order traces go out that are sorted by header words. Knows nothing of the kernel.
+/// The order of traces that are sorted by header words. Independent of the kernel.
 #ifndef SORT_ORDER_H
 #define SORT_ORDER_H
 
@@ -17,13 +17,13 @@ struct SortKey
 };
 
 /// The keys that texts name: each a header word, with "-" before it for descending order. Blanks
-/// around them and empty texts do not count. Throws std::invalid_argument, with a message for the
+/// around them and empty texts are ignored. Throws std::invalid_argument, with a message for the
 /// user, when there is none, or one without a word, or a word twice.
 std::vector<SortKey> parseSortKeys(const std::vector<std::string>& texts);
 
 /// The numbers of the traces, from 0, in sorted order: by the first key, those that are equal there
-/// by the second, and so on. Traces that are equal in all keys keep their order. Values that are no
-/// numbers come last, in either direction.
+/// by the second, and so on. Traces that are equal in all keys keep their order. NaN values come
+/// last, in either direction.
 ///
 /// @param values  of each trace in turn as many as there are keys; `keys` is not empty
 std::vector<int> sortedOrder(const std::vector<double>& values, const std::vector<SortKey>& keys);

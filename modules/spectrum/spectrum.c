@@ -1,5 +1,5 @@
-/* spectrum: draws the mean amplitude spectrum of chosen traces, of one input or of several over
- * each other. */
+/* spectrum: draws the mean amplitude spectrum of selected traces, of one input or of
+ * several, overlaid. */
 #include "spectrum_math.h"
 #include "spectrum_parameters.h"
 #include "vorn_kit.h"
@@ -43,7 +43,7 @@ typedef struct state
 } state;
 
 static bool check_parameters(const spectrum_parameters* set);
-static bool look_at_inputs(state* kept);
+static bool check_inputs(state* kept);
 static bool any_input(const state* kept, bool is_empty);
 static bool take_traces(state* kept);
 static void end_inputs(void);
@@ -59,10 +59,10 @@ static bool prepare(state* kept)
 
     if (in == NULL)
         return false;
-    /* The traces of the first input pass on to whatever reads the output; it may be missing. */
+    /* The traces of the first input pass to the output, if there is one. */
     vorn_build_output(0, in);
     if (!spectrum_read_parameters(&kept->set) || !check_parameters(&kept->set) ||
-        !look_at_inputs(kept))
+        !check_inputs(kept))
         return false;
     /* Of several inputs, one that ends before the others is seen in a further call. */
     if (kept->inputs > 1)
@@ -117,7 +117,7 @@ static void release(state* kept)
 
 VORN_MODULE(state, prepare, process, finish, release);
 
-/* ---- Parameters. Each function gives false after a message. ---- */
+/* ---- Parameters. Each function returns false after a message. ---- */
 
 static bool check_selection(const spectrum_parameters* set)
 {
@@ -152,7 +152,7 @@ static bool check_parameters(const spectrum_parameters* set)
     return check_selection(set);
 }
 
-static bool look_at_inputs(state* kept)
+static bool check_inputs(state* kept)
 {
     const spectrum_parameters* set = &kept->set;
     double highest = 0;
@@ -217,7 +217,7 @@ static spectrum_taper taper_of(enum spectrum_taper_choice taper)
 }
 
 /* Begins the sum with a window that reaches no further than this trace; `start` is the time of its
- * first sample. Gives 0 after a message. */
+ * first sample. Returns 0 after a message. */
 static int begin_curve(const spectrum_parameters* set, curve* one, double start, int samples)
 {
     const double end = start + (samples - 1) * one->interval;
@@ -231,7 +231,7 @@ static int begin_curve(const spectrum_parameters* set, curve* one, double start,
     one->sum = spectrum_create(count, one->interval, taper_of(set->taper));
     if (one->sum != NULL)
         return 1;
-    vorn_fail("there is no memory for the spectrum of %d samples", count);
+    vorn_fail("not enough memory for the spectrum of %d samples", count);
     return 0;
 }
 
@@ -356,12 +356,12 @@ static void warn_of_odd_samples(const state* kept, int input)
     if (one->odd_samples == 0)
         return;
     snprintf(text, sizeof text,
-             "samples that are infinite or no numbers: %lld, in traces: %lld; they count as 0",
+             "samples that are infinite or NaN: %lld, in traces: %lld; they count as 0",
              (long long)one->odd_samples, (long long)one->odd_traces);
     warn(kept, input, text);
 }
 
-/* Gives 1 when the input has a curve, 0 when nothing came, and -1 after a message. */
+/* Returns 1 when the input has a curve, 0 when no trace arrived, and -1 after a message. */
 static int finish_curve(const state* kept, int input, curve* one)
 {
     const double upper = upper_frequency(kept);
@@ -391,7 +391,7 @@ static int finish_curve(const state* kept, int input, curve* one)
     }
     one->amplitudes = malloc((size_t)bins * sizeof *one->amplitudes);
     if (one->amplitudes == NULL) {
-        vorn_fail("there is no memory for a spectrum of %d frequencies", bins);
+        vorn_fail("not enough memory for a spectrum of %d frequencies", bins);
         return -1;
     }
     spectrum_mean(one->sum, one->amplitudes);
@@ -400,7 +400,7 @@ static int finish_curve(const state* kept, int input, curve* one)
     return 1;
 }
 
-/* Gives 1 when there is a curve to draw. */
+/* Returns 1 when there is a curve to draw. */
 static bool finish_curves(state* kept)
 {
     int curves = 0;

@@ -21,7 +21,7 @@ struct spectrum_sum
 static const double pi = 3.14159265358979323846;
 
 /* Places are the middles of samples: weights are symmetric, and those of a whole squared sine sum
- * up to half the number of samples, whatever that is. */
+ * up to half the number of samples for any number. */
 double spectrum_weight(spectrum_taper taper, int i, int samples)
 {
     const double flank = taper == SPECTRUM_HANN ? 0.5 : 0.1;
@@ -103,7 +103,8 @@ int spectrum_add(spectrum_sum* sum, const float* samples, int count, int64_t fir
 
     if (greatest == 0)
         return 0;
-    /* Transformed as values up to 1: neither very great nor very small ones leave what floats hold.
+    /* Transformed as values up to 1: so that neither large nor small ones leave the range of
+     * floats.
      */
     for (i = 0; i < sum->samples; ++i)
         sum->buffer[i] = sum->buffer[i] / greatest * sum->weights[i];
@@ -134,7 +135,7 @@ int64_t spectrum_traces(const spectrum_sum* sum)
 }
 
 /* A sinusoid has half of its amplitude at the negative frequency, except at both ends, where the
- * two are one. */
+ * two coincide. */
 void spectrum_mean(const spectrum_sum* sum, double* amplitudes)
 {
     const double divisor = sum->weight * (double)(sum->traces > 0 ? sum->traces : 1);

@@ -1,6 +1,6 @@
 /** @file spectrum_math.h
  *
- * The mean amplitude spectrum of traces. Knows nothing of the kernel.
+ * The mean amplitude spectrum of traces. Independent of the kernel.
  *
  *     spectrum_sum* sum = spectrum_create(500, 0.004, SPECTRUM_COSINE);
  *     spectrum_add(sum, samples, 1500, 250, &odd);      // for each trace
@@ -36,15 +36,16 @@ typedef struct spectrum_sum spectrum_sum;
  *
  * @param samples   samples of the window, at least 1
  * @param interval  sample interval in seconds, above 0
- * @return the sum, which the caller frees with spectrum_free(); null when memory is short
+ * @return the sum, which the caller frees with spectrum_free(); null when there is not enough
+ * memory
  */
 spectrum_sum* spectrum_create(int samples, double interval, spectrum_taper taper);
 
 /** Adds the spectrum of a trace of `count` samples, of which the window begins at sample `first`.
- * What the window has outside the trace counts as 0, and so do samples that are infinite or no
- * numbers. A trace that is 0 throughout the window has no spectrum and is not added.
+ * What the window has outside the trace counts as 0, and so do samples that are infinite or
+ * NaN. A trace that is 0 throughout the window has no spectrum and is not added.
  *
- * @param[out] odd  the number of samples in the window that are infinite or no numbers; always
+ * @param[out] odd  the number of samples in the window that are infinite or NaN; always
  *                  written
  * @return 1 when added, else 0
  */

@@ -1,8 +1,8 @@
 ! stack: sums consecutive traces that have the same value in a header word.
 !
-! The header of a group's first trace waits in a work buffer of one trace, of which only the header
-! is used. A call writes one trace at most: the trace that begins a new group lets the old one go and
-! is asked for again with the next call.
+! The header of a group's first trace is kept in a work buffer of one trace, of which only the header
+! is used. A call writes one trace at most: the trace that begins a new group has the old one written
+! and is read again in the next call.
 module stack_job
   use, intrinsic :: iso_c_binding, only: c_double, c_float, c_int, c_int64_t, c_ptr
   use stack_math
@@ -59,7 +59,7 @@ contains
     allocate (state%sums(max(length, 0)), state%live(max(length, 0)), state%values(64), stat=status)
     good = status == 0
     if (.not. good) then
-      call vorn_fail('there is no memory for sums of traces of this length')
+      call vorn_fail('not enough memory for sums of traces of this length')
       return
     end if
     call choose_normalisation(state)
@@ -105,7 +105,7 @@ contains
     if (.not. vorn_job_has_failed()) call warn_of_groups(state)
   end subroutine finish
 
-  !> Takes the first trace of `input`, or lets the group before it go and takes nothing. `good` is
+  !> Takes the first trace of `input`, or writes the group before it and takes nothing. `good` is
   !> false after a message.
   subroutine consume(state, input, output, good)
     class(stack_state), intent(inout) :: state
@@ -203,7 +203,7 @@ contains
     state%values(state%groups) = group
   end subroutine keep_value
 
-  !> Groups that are none, and groups that came in several pieces.
+  !> Warns of traces without groups, and of groups in several pieces.
   subroutine warn_of_groups(state)
     class(stack_state), intent(inout) :: state
     integer :: different

@@ -1,4 +1,4 @@
-! The arithmetic of stack, which knows nothing of the kernel. C programs can call it, as its tests
+! The arithmetic of stack, independent of the kernel. C programs can call it, as its tests
 ! do.
 module stack_math
   use, intrinsic :: iso_c_binding, only: c_double, c_float, c_int
@@ -23,7 +23,7 @@ contains
 
     do i = 1, count
       sums(i) = sums(i) + samples(i)
-      live(i) = live(i) + merge(1, 0, samples(i) /= 0) ! also what is no number
+      live(i) = live(i) + merge(1, 0, samples(i) /= 0) ! also NaN
     end do
   end subroutine stack_add
 

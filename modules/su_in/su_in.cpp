@@ -58,7 +58,7 @@ Settings readSettings()
 
 // ---- From one call to the next ----
 
-// Whether the traces say themselves what the word would.
+// Whether the traces have the value of the word anyway.
 bool isOfTheTraces(const HeaderWord& word)
 {
     return word.key == std::string_view("ns") || word.key == std::string_view("dt");
@@ -183,7 +183,8 @@ void countUnreadWords(State& state)
     }
 }
 
-// What can fail comes before there is a trace: one that could not be read must not reach anybody.
+// Everything that can fail precedes the output trace: one that could not be read must not be passed
+// on.
 void emitTrace(State& state, void* out)
 {
     const int64_t index = state.nextIndex();
@@ -192,7 +193,7 @@ void emitTrace(State& state, void* out)
     float* samples =
         state.words.addTrace(out, state.header.data(), reader.littleEndian(), reader.samples());
     if (samples == nullptr)
-        fail("there is no memory for trace " + std::to_string(index + 1));
+        fail("not enough memory for trace " + std::to_string(index + 1));
     reader.read(index, nullptr, samples);
     countUnreadWords(state);
     ++state.next;

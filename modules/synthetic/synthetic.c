@@ -1,4 +1,4 @@
-/* synthetic: makes shot gathers, one trace per call. */
+/* synthetic: generates shot gathers, one trace per call. */
 #include "synthetic_math.h"
 #include "synthetic_parameters.h"
 #include "vorn_kit.h"
@@ -77,7 +77,7 @@ static void release(state* kept)
 
 VORN_MODULE(state, prepare, process, VORN_NOTHING, release);
 
-/* ---- Parameters. Each function gives false after a message. ---- */
+/* ---- Parameters. Each function returns false after a message. ---- */
 
 static bool check_channels(const char* name, const int* list, int count, int channels)
 {
@@ -95,9 +95,9 @@ static bool check_channels(const char* name, const int* list, int count, int cha
 static bool check_parameters(const synthetic_parameters* set)
 {
     if (set->times_count != set->velocities_count || set->times_count != set->amplitudes_count) {
-        vorn_fail(
-            "times, velocities and amplitudes have %d, %d and %d elements; give as many of each",
-            set->times_count, set->velocities_count, set->amplitudes_count);
+        vorn_fail("times, velocities and amplitudes have %d, %d and %d elements; give the same "
+                  "number of each",
+                  set->times_count, set->velocities_count, set->amplitudes_count);
         return false;
     }
     if (set->bad > set->channels) {
@@ -171,7 +171,7 @@ static int coordinate(double metres)
     return (int)lround(metres * -COORDINATE_SCALAR);
 }
 
-/* ---- What is kept ---- */
+/* ---- State ---- */
 
 static void add_event(state* kept, double time, double velocity, double amplitude, double frequency)
 {
@@ -205,7 +205,7 @@ static void list_defect(state* kept, synthetic_defect defect, const int* channel
         kept->listed[channels[i] - 1] = defect;
 }
 
-/* Of a channel in two lists, the first kind of defect holds. */
+/* Of a channel in two lists, the first kind of defect applies. */
 static void list_defects(state* kept)
 {
     const synthetic_parameters* set = &kept->set;

@@ -1,6 +1,6 @@
 /** @file synthetic_math.h
  *
- * What synthetic shot gathers are made of. Knows nothing of the kernel.
+ * The components of synthetic shot gathers. Independent of the kernel.
  */
 #ifndef SYNTHETIC_MATH_H
 #define SYNTHETIC_MATH_H
@@ -45,7 +45,7 @@ void synthetic_add_event(const synthetic_event* event, double offset, double int
 uint64_t synthetic_trace_seed(uint64_t seed, int shot, int channel);
 
 /** Adds white noise of a root mean square of `rms`: each sample is the sum of four numbers that are
- * evenly distributed, which is nearly normal and never greater than 3.47 `rms`. */
+ * uniformly distributed, which is nearly normal and never greater than 3.47 `rms`. */
 void synthetic_add_noise(uint64_t seed, double rms, float* samples, int count);
 
 /** Damages a complete trace.

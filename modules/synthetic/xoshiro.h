@@ -21,7 +21,7 @@ typedef struct xoshiro
 /** Steps `*state` on and gives the next number of SplitMix64. */
 uint64_t splitmix64_next(uint64_t* state);
 
-/** The generator of a seed; any seed will do. */
+/** The generator of a seed; any seed is valid. */
 xoshiro xoshiro_seeded(uint64_t seed);
 
 /** The next number, 64 random bits. */

@@ -101,7 +101,7 @@ Correlator::Correlator(int samples) : count(samples)
 {
     if (samples < 1)
         return;
-    // Twice the length: no lag comes around the end.
+    // Twice the length: no lag wraps around.
     length = transformLength(2 * samples);
     buffer = fftwf_alloc_real(static_cast<std::size_t>(length) + 2);
     if (buffer == nullptr)

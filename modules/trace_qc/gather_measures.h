@@ -1,6 +1,6 @@
 /// @file gather_measures.h
 ///
-/// What can be said of a trace beside the others of its gather. Knows nothing of the kernel.
+/// Measures of a trace in comparison with the others of its gather. Independent of the kernel.
 #ifndef GATHER_MEASURES_H
 #define GATHER_MEASURES_H
 
@@ -28,7 +28,7 @@ public:
     Correlator(const Correlator&) = delete;
     Correlator& operator=(const Correlator&) = delete;
 
-    /// Of the trace without its mean and with the energy 1. Samples that are infinite or no numbers
+    /// Of the trace without its mean and with the energy 1. Samples that are infinite or NaN
     /// count as the mean. Empty for a trace that has no energy then.
     Spectrum transform(std::span<const float> samples);
 
@@ -65,8 +65,8 @@ struct PolarityVerdict
 
 /// Finds the reversed traces of a gather: those whose mean polarity to their neighbours is at most
 /// -threshold, while the neighbours have at least +threshold to each other. The second condition
-/// keeps gathers quiet whose events move by half a period or more from trace to trace: there the
-/// neighbours contradict each other as much as the trace contradicts them.
+/// avoids false findings in gathers whose events move by half a period or more from trace to trace:
+/// there the neighbours contradict each other as much as the trace contradicts them.
 ///
 /// @param samplesOf  the samples of a trace, which are not needed any more when it is called again;
 ///                   nothing for one that takes no part, and is nobody's neighbour

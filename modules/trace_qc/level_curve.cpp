@@ -31,7 +31,7 @@ void LevelCurve::insert(const Bin& trace)
     }
     if (kept.size() == limit)
         halve();
-    // The last bin may have become half full by that.
+    // The last bin may now be half full.
     if (count % perBin != 0)
         kept.back() = joined(kept.back(), trace);
     else

@@ -1,6 +1,6 @@
 /// @file level_curve.h
 ///
-/// A curve of any number of traces in a bounded number of points. Knows nothing of the kernel.
+/// A curve of any number of traces in a bounded number of points. Independent of the kernel.
 #ifndef LEVEL_CURVE_H
 #define LEVEL_CURVE_H
 

@@ -145,7 +145,7 @@ std::vector<int> findSpikes(std::span<const float> samples, double mean, double 
 {
     std::vector<int> spikes;
     for (int i = 0; i < static_cast<int>(samples.size()); ++i) {
-        // The cheap rule first: hardly any sample passes it.
+        // The cheap rule first: few samples pass it.
         if (std::isfinite(samples[static_cast<std::size_t>(i)]) && standsAlone(samples, i, mean) &&
             isSpike(samples, i, threshold, window))
             spikes.push_back(i);
@@ -197,7 +197,7 @@ DominantFrequency FrequencyMeter::measure(std::span<const float> samples, double
     DominantFrequency dominant;
     if (plan == nullptr)
         return dominant;
-    // Scaled to 1, so that no amplitude is too great or too small for its square.
+    // Scaled to 1, so that no square overflows or underflows.
     double greatest = 0;
     for (const float sample : samples) {
         if (std::isfinite(sample))

@@ -1,6 +1,6 @@
 /// @file trace_measures.h
 ///
-/// What can be said of one trace by itself. Knows nothing of the kernel.
+/// Measures of a single trace. Independent of the kernel.
 #ifndef TRACE_MEASURES_H
 #define TRACE_MEASURES_H
 
@@ -14,7 +14,7 @@ struct TraceLevels
     double rms = 0;         ///< root of the mean square, with the mean in it
     double peak = 0;        ///< greatest absolute amplitude
     double mean = 0;        ///< the constant part
-    int invalid = 0;        ///< samples that are infinite or no numbers
+    int invalid = 0;        ///< samples that are infinite or NaN
     bool isConstant = true; ///< all finite samples have the same value
 };
 
@@ -34,10 +34,10 @@ int longestRunAtTheLimit(std::span<const float> samples);
 /// - and its distance from the median of the `window` samples before it is more than `threshold`
 ///   standard deviations of those, and likewise for those after it. The deviation is estimated from
 ///   the median absolute deviation, which a few outliers do not change. Because both sides count,
-///   the first arrival after a quiet time is no spike.
+///   the first arrival after a quiet time is not a spike.
 ///
-/// Samples that are infinite or no numbers are left out. Sides with fewer than 8 samples are not
-/// looked at, and a sample without any side is none.
+/// Samples that are infinite or NaN are left out. Sides with fewer than 8 samples are not
+/// checked, and a sample without any side is not a spike.
 ///
 /// After F. R. Hampel: The influence curve and its role in robust estimation. Journal of the
 /// American Statistical Association 69, 383-393, 1974.
@@ -67,7 +67,7 @@ public:
     FrequencyMeter(const FrequencyMeter&) = delete;
     FrequencyMeter& operator=(const FrequencyMeter&) = delete;
 
-    /// Samples that are infinite or no numbers count as `mean`.
+    /// Samples that are infinite or NaN count as `mean`.
     ///
     /// @param samples  as many as the constructor was told
     DominantFrequency measure(std::span<const float> samples, double mean);

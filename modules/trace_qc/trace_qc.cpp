@@ -1,9 +1,9 @@
-// trace_qc: measures traces, and says which of them are bad.
+// trace_qc: measures traces, and flags bad ones.
 //
-// A trace is weak, noisy or reversed only beside others. So traces wait in a work buffer until
-// their gather is complete (the kernel pages out what exceeds the job's limit of resident traces),
-// are judged, and go on one per call with the results in their headers. Samples are never changed.
-// Without an output nobody waits for headers, and the gather is dropped when it has been judged.
+// A trace is weak, noisy or reversed only in comparison with others. So traces wait in a work
+// buffer until their gather is complete (the kernel pages out what exceeds the job's limit of
+// resident traces), are classified, and are written one per call with the results in their headers.
+// Samples are never changed. Without an output, the gather is dropped after that.
 #include "MOXKernel.h"
 #include "gather_measures.h"
 #include "level_curve.h"
@@ -30,7 +30,7 @@ using vorn_kit::message;
 
 constexpr int collection = 0; // the work buffer
 
-// ---- What traces are found to be ----
+// ---- Flags ----
 
 enum Flag
 {
@@ -67,7 +67,7 @@ constexpr std::array<FlagStyle, 8> flagStyles = {{
 
 struct Measures
 {
-    std::string name; // for people: "fldr 16 tracf 2"
+    std::string name; // as shown to the user: "fldr 16 tracf 2"
     TraceLevels levels;
     DominantFrequency dominant;
     double median = 0; // RMS of the traces around
@@ -222,7 +222,7 @@ int spikeWindow(const State& state)
     return std::max(fewest, static_cast<int>(std::min<double>(std::lround(samples), state.length)));
 }
 
-// A slow trend is not meant, however much of the energy it has.
+// A slow trend does not count, however much of the energy it has.
 bool isRinging(const State& state, const DominantFrequency& dominant)
 {
     constexpr double fewestPeriods = 10;
@@ -264,7 +264,7 @@ void collect(State& state, void* in)
     copyTraceToTrace(in, getWorkTraceBuffer(collection), 1, 1, 0, place);
     const std::span<const float> samples = samplesOf(state, place);
     if (samples.empty() && state.length > 0)
-        fail("there is no memory for a gather of " + std::to_string(place + 1) +
+        fail("not enough memory for a gather of " + std::to_string(place + 1) +
              " traces; give the job a lower limit of traces in memory, or "
              "lower max_gather");
     state.gather.push_back(measure(state, samples));
@@ -272,7 +272,7 @@ void collect(State& state, void* in)
         nameOf(in, state.found.traces + static_cast<std::int64_t>(state.gather.size()));
 }
 
-// 0 for all traces where there is nothing to tell gathers apart by.
+// 0 for all traces where no header word separates gathers.
 double keyOf(const State& state, void* in)
 {
     if (state.set.gather == "none" || isTraceAttributeExist(in, state.set.gather.c_str()) == 0)
@@ -358,7 +358,7 @@ std::string reason(const State& state, const Measures& m, Flag flag)
                (state.interval > 0 ? text(" near %.1f Hz", m.dominant.frequency / state.interval)
                                    : "");
     case invalid:
-        return std::to_string(m.levels.invalid) + " samples are no finite numbers";
+        return std::to_string(m.levels.invalid) + " samples are infinite or NaN";
     }
     return "";
 }
@@ -450,8 +450,8 @@ void emitNext(State& state, void* out)
     }
 }
 
-// Emits one trace. The trace of the input stays until those before it have gone out, and itself has
-// been collected.
+// Emits one trace. The trace of the input stays until those before it have been written and it has
+// been collected itself.
 void emit(State& state, bool hasInput, void* out)
 {
     emitNext(state, out);
@@ -463,7 +463,7 @@ void emit(State& state, bool hasInput, void* out)
         state.currentIsCollected = false;
 }
 
-// The gather is complete: it is judged, and begins to go out.
+// The gather is complete: it is classified and its output begins.
 void completeGather(State& state, bool hasInput, void* out)
 {
     judgeGather(state);
@@ -531,7 +531,7 @@ void sendSummary(const State& state)
 {
     const Findings& found = state.found;
     if (found.traces == 0) {
-        message(VORN_INFORMATION, "no trace came; nothing was measured");
+        message(VORN_INFORMATION, "no trace arrived; nothing was measured");
         return;
     }
     const std::int64_t unnamed = found.flagged - state.set.messages;
@@ -591,7 +591,7 @@ Range levelRange(const Findings& found, int legendLines)
     }
     if (range.low > range.high)
         return {-1, 1};
-    // Levels that are nearly equal are to look so.
+    // Levels that are nearly equal must look so.
     constexpr double leastSpan = 6;
     const double missing = std::max(leastSpan - (range.high - range.low), 0.0);
     range.low -= missing / 2;

@@ -112,7 +112,7 @@ double trapezoid(const void* corners, double frequency)
     return bandpass_trapezoid(static_cast<const double*>(corners), frequency);
 }
 
-// Filters in place; the number of samples that are no finite numbers.
+// Filters in place; the number of samples that are infinite or NaN.
 int filter(std::vector<float>& samples, const double (&corners)[4])
 {
     const std::unique_ptr<bandpass_filter, decltype(&bandpass_free)> made(
@@ -361,9 +361,8 @@ TEST_F(BandpassTest, OddSamplesAreReportedOnce)
 
     run();
 
-    EXPECT_THAT(messages(2),
-                ElementsAre("samples that are infinite or no numbers: 2, in traces: 1; "
-                            "they stay as they are and count as 0"));
+    EXPECT_THAT(messages(2), ElementsAre("samples that are infinite or NaN: 2, in traces: 1; "
+                                         "they stay as they are and count as 0"));
     EXPECT_TRUE(std::isnan(result.traces[0].samples[3]));
     EXPECT_FALSE(std::isnan(result.traces[0].samples[4]));
 }

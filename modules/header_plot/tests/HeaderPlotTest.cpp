@@ -480,9 +480,8 @@ TEST_F(HeaderPlotTest, ValuesThatAreNoNumbersAreLeftOut)
 
         run();
 
-        EXPECT_THAT(messages(2),
-                    ElementsAre("traces with a value that is infinite, no number or beyond "
-                                "counting: 2; they are left out"));
+        EXPECT_THAT(messages(2), ElementsAre("traces with a value that is infinite, NaN or too "
+                                             "large to count: 2; they are left out"));
         EXPECT_THAT(reports(), Contains("level from 4 to 4 in 1 trace"));
     }
 }

@@ -353,7 +353,7 @@ TEST_F(SectionTest, OddSamplesAreSaid)
 
     run();
 
-    EXPECT_THAT(messages(2), ElementsAre("samples that are infinite or no numbers: 2; they are "
+    EXPECT_THAT(messages(2), ElementsAre("samples that are infinite or NaN: 2; they are "
                                          "drawn as 0"));
 }
 
@@ -365,7 +365,7 @@ TEST_F(SectionTest, WithoutTracesThePictureIsEmpty)
 
     EXPECT_THAT(result.pads, SizeIs(1));
     EXPECT_THAT(shown, IsEmpty());
-    EXPECT_THAT(messages(2), ElementsAre("no trace came; the picture is empty"));
+    EXPECT_THAT(messages(2), ElementsAre("no trace arrived; the picture is empty"));
 }
 
 TEST_F(SectionTest, AfterAFailureBeforeItNothingIsSaidOfTheEmptyPicture)

@@ -178,7 +178,7 @@ TEST_F(SegyOutTest, IeeeSamplesComeOutBitForBitWhenAskedFor)
     for (int i = 0; i < 5; ++i) {
         made.addHeader(i, i, 200, 4000);
         for (int k = 0; k < 200; ++k)
-            made.addSample(dice()); // infinities and no numbers among them
+            made.addSample(dice()); // infinities and NaN among them
     }
     copy(made.bytes(), {{"format", UniVar("ieee")}});
     EXPECT_TRUE(tracesOf(readBytes(out)) == made.traces);
@@ -636,7 +636,7 @@ TEST_F(SegyOutTest, AJobWithoutTracesWritesNoFileAndSaysSo)
 {
     const HarnessResult result = copy(ieeeFile(0, 4).bytes());
     EXPECT_THAT(result.messagesOf(3, "out"),
-                ElementsAre(out + ": is not written, since no trace came"));
+                ElementsAre(out + ": is not written, since no trace arrived"));
     EXPECT_THAT(directory.names(), ElementsAre("in.sgy"));
 }
 

@@ -601,7 +601,7 @@ TEST_F(SpectrumTest, OddSamplesAreReportedOnce)
 
     run();
 
-    EXPECT_THAT(messages(2), ElementsAre("samples that are infinite or no numbers: 2, in traces: "
+    EXPECT_THAT(messages(2), ElementsAre("samples that are infinite or NaN: 2, in traces: "
                                          "1; they count as 0"));
     EXPECT_NEAR(heightAt(40), 3, 0.05);
 }

@@ -226,7 +226,7 @@ TEST_F(SuOutTest, AJobWithoutTracesWritesNoFileAndSaysSo)
     ieeeFile(0, 4).write(segy);
     const HarnessResult result = copy("libsegy_in.so", segy);
     EXPECT_THAT(result.messagesOf(3, "out"),
-                ElementsAre(out + ": is not written, since no trace came"));
+                ElementsAre(out + ": is not written, since no trace arrived"));
     EXPECT_THAT(directory.names(), ElementsAre("in.sgy"));
 }
 

@@ -15,7 +15,8 @@ namespace traces {
 
 /// Fills the trace headers of a module that writes a file: each header word is the trace attribute
 /// of its key, except that `ns` and `dt` say what the trace has. Numbers are rounded; one that does
-/// not fit into its word is written as the nearest that does, which a warning tells once per word.
+/// not fit into its word is written as the nearest that does, which a warning reports once per
+/// word.
 ///
 /// All 32-bit integers of a trace, which most attributes are, are read with one call, and all
 /// floats for float words with another; attributes of other types are read one by one.
@@ -23,7 +24,7 @@ class AttributesToHeader
 {
 public:
     /// `file` is the file's name in messages; `words` are those to be written, in the byte order
-    /// that `littleEndian` tells. The object belongs to the running module.
+    /// given by `littleEndian`. The object belongs to the running module.
     AttributesToHeader(std::string file, const std::vector<VORN::HeaderWord>& words,
                        bool littleEndian);
 

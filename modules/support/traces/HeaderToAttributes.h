@@ -36,8 +36,8 @@ public:
     void begin(void* output, int interval);
 
     /// Adds a trace to `output`: its 240 header bytes are at `header`, in the byte order that
-    /// `littleEndian` tells, and it has `samples` samples. Returns the place for the samples, or
-    /// null when there is no memory for them.
+    /// `littleEndian` gives, and it has `samples` samples. Returns the place for the samples, or
+    /// null when there is not enough memory for them.
     float* addTrace(void* output, const unsigned char* header, bool littleEndian, int samples);
 
 private:

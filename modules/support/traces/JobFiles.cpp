@@ -53,7 +53,8 @@ bool isToBePublished(const std::string& path, bool hasTraces)
     const std::string failure = ofTheJob("vorn.failed");
     if (failure.empty() && hasTraces)
         return true;
-    const std::string why = failure.empty() ? "no trace came" : "the job failed (" + failure + ")";
+    const std::string why =
+        failure.empty() ? "no trace arrived" : "the job failed (" + failure + ")";
     sendMessage(errorMessage, (path + ": is not written, since " + why).c_str());
     return false;
 }

@@ -1,6 +1,6 @@
 /// @file JobFiles.h
 ///
-/// The trace files of a job as its modules tell each other about them, so that none replaces what
+/// The trace files of a job as its modules announce them to each other, so that none replaces what
 /// another one reads or writes. All functions need a running module.
 #ifndef JOBFILES_H
 #define JOBFILES_H
@@ -10,7 +10,7 @@
 
 namespace traces {
 
-/// Tells all modules of the job, wherever they are, that this one reads the file: they must not
+/// Announces to all modules of the job that this one reads the file: they must not
 /// replace it.
 void announceInput(const std::string& path);
 

@@ -1,6 +1,6 @@
 /// @file WordCounts.h
 ///
-/// Header words that are lost on their way, for one message at the end.
+/// Header words that are lost, for one message at the end.
 #ifndef WORDCOUNTS_H
 #define WORDCOUNTS_H
 
@@ -23,7 +23,7 @@ public:
     /// Counts a trace that has a value for `word`, from 0.
     void count(std::size_t word) { ++words[word].traces; }
 
-    /// The words that were counted with their traces, "cdp (2 traces), fldr (1 trace)"; behind the
+    /// The words that were counted with their traces, "cdp (2 traces), fldr (1 trace)"; after the
     /// first `most` of them " and 7 more". "" when none was counted.
     std::string text(std::size_t most) const;
 

@@ -446,7 +446,7 @@ TEST_F(SyntheticTest, SettingsAreRefused)
         {"interval", UniVar(0), "interval is 0 s; give a number from 1e-06 to 2000"},
         {"interval", UniVar(1e-7), "interval is 1e-07 s; give a number from 1e-06 to 2000"},
         {"times", floats({0.1, 0.2}),
-         "times, velocities and amplitudes have 2, 4 and 4 elements; give as many of each"},
+         "times, velocities and amplitudes have 2, 4 and 4 elements; give the same number of each"},
         {"times", floats({0.1, 0.2, -1, 0.3}),
          "times holds -1 s; give a list of numbers of at least 0"},
         {"velocities", floats({1000, 0, 2000, 3000}),

@@ -648,7 +648,7 @@ TEST_F(TraceQcTest, BadTracesAreFlaggedAndNamed)
     EXPECT_EQ(warnings[4], "fldr 16 tracf 13: spike (1, the first at sample 251)");
     EXPECT_THAT(warnings[5], testing::MatchesRegex("fldr 16 tracf 16: reversed \\(polarity -0\\..* "
                                                    "to its neighbours\\)"));
-    EXPECT_EQ(warnings[6], "fldr 16 tracf 18: invalid (1 samples are no finite numbers)");
+    EXPECT_EQ(warnings[6], "fldr 16 tracf 18: invalid (1 samples are infinite or NaN)");
     EXPECT_THAT(warnings[7],
                 testing::MatchesRegex("fldr 16 tracf 20: ringing \\(.* % of the energy "
                                       "near 50.0 Hz\\)"));
@@ -975,7 +975,7 @@ TEST_F(TraceQcTest, EmptyInputIsNoError)
     run();
 
     EXPECT_THAT(result.traces, IsEmpty());
-    EXPECT_THAT(messages(1), Contains("no trace came; nothing was measured"));
+    EXPECT_THAT(messages(1), Contains("no trace arrived; nothing was measured"));
     EXPECT_THAT(result.pads, IsEmpty());
 }
 

@@ -197,7 +197,7 @@ TEST_F(BadInputTest, AFileWithoutTracesIsNoReasonToReplaceAnOutput)
         EXPECT_EQ(result.exitCode, 1) << name;
         EXPECT_THAT(linesWith(result.errors, ": the file holds no whole trace: there are "),
                     SizeIs(1));
-        EXPECT_THAT(linesWith(result.errors, "out.sgy: is not written, since no trace came"),
+        EXPECT_THAT(linesWith(result.errors, "out.sgy: is not written, since no trace arrived"),
                     SizeIs(1));
         EXPECT_TRUE(tree.snapshot() == before) << name;
     }

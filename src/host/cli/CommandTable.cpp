@@ -155,6 +155,8 @@ private:
         }
         if (!hasValue)
             return takeNext(*option, next);
+        if (name.size() + 1 == word.size())
+            refuse(command, longName(*option) + " needs a value");
         addValue(*option, word.substr(name.size() + 1));
         return false;
     }
@@ -191,8 +193,6 @@ private:
 
     void addValue(const OptionSpec& option, const std::string& value)
     {
-        if (value.empty() && option.kind != ValueKind::text)
-            refuse(command, longName(option) + " needs a value");
         arguments.values[longName(option)].push_back(value);
     }
 

@@ -15,6 +15,8 @@ namespace {
 void applyScratchOptions(const Arguments& arguments, JobFile& job, Diagnostics& diagnostics)
 {
     if (arguments.has("--scratch")) {
+        if (arguments.text("--scratch").empty())
+            throw CommandError("--scratch: the name of a directory is expected");
         job.scratchDirectory =
             std::filesystem::absolute(arguments.text("--scratch")).lexically_normal().string();
         job.scratchPlace = {"--scratch", 0, 0};

@@ -99,6 +99,8 @@ std::vector<OptionSpec> reportOptions()
 RunReport::RunReport(const Arguments& arguments, const ResolvedJob& job)
 {
     if (arguments.has("--log")) {
+        if (arguments.text("--log").empty())
+            throw CommandError("--log: the name of a file is expected");
         refuseFilesOfJob("--log", arguments.text("--log"), job);
         refuseToReplace("--log", arguments.text("--log"), Content::text);
     }

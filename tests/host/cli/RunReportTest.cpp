@@ -104,6 +104,8 @@ TEST_F(RunReportTest, WhatCannotBeWrittenIsRefusedBeforeTheJobRuns)
     expectRefusal({"--json", "directory"}, "--json: \"directory\" is not a regular file");
     expectRefusal({"--json", "/dev/null"}, "--json: \"/dev/null\" is not a regular file");
     expectRefusal({"--json", ""}, "--json: the name of a file is expected");
+    expectRefusal({"--log", ""}, "--log: the name of a file is expected");
+    expectRefusal({"--scratch", ""}, "--scratch: the name of a directory is expected");
     expectRefusal({"--report", ""},
                   "--report: a directory or a name that ends with .html is expected");
 }

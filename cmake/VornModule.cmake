@@ -142,7 +142,8 @@ function(vorn_add_module)
         LINKER:-z,now
         LINKER:--no-undefined
         LINKER:--version-script=${version_script})
-    target_link_libraries(${MODULE_NAME} PRIVATE ${MODULE_LIBRARIES} VORN::module)
+    # The kit's functions on numbers in C need the mathematical library.
+    target_link_libraries(${MODULE_NAME} PRIVATE ${MODULE_LIBRARIES} VORN::module m)
     if(Fortran IN_LIST languages)
         _vorn_require_fortran_interface()
         target_link_libraries(${MODULE_NAME} PRIVATE vorn_knl_fortran)

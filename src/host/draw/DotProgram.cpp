@@ -13,6 +13,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <fcntl.h>
 #include <limits>
 #include <poll.h>
@@ -139,17 +140,27 @@ public:
     Child(const Child&) = delete;
     Child& operator=(const Child&) = delete;
 
-    // The status that waitpid gives.
-    int wait()
+    // Whether the process ended before `deadline`; `status` is what waitpid gives.
+    bool endsBefore(Clock::time_point deadline, int& status)
     {
-        int status = 0;
-        while (waitpid(id, &status, 0) < 0 && errno == EINTR) {
+        constexpr timespec pause = {0, 2000000};
+        while (waitpid(id, &status, WNOHANG) == 0) {
+            if (remaining(deadline) == 0)
+                return false;
+            nanosleep(&pause, nullptr);
         }
         id = 0;
-        return status;
+        return true;
     }
 
 private:
+    void wait()
+    {
+        while (waitpid(id, nullptr, 0) < 0 && errno == EINTR) {
+        }
+        id = 0;
+    }
+
     pid_t id;
 };
 
@@ -203,12 +214,14 @@ std::string drawDot(const std::string& dot, const std::string& format,
     childInput.reset();
     childOutput.reset();
     std::string picture;
-    if (!pipeThrough(input, output, dot, Clock::now() + limit, picture))
-        throw CommandError("the program \"dot\" did not draw the graph within " +
-                           formatFixed(static_cast<double>(limit.count()) / 1000, 1) + " s");
+    const Clock::time_point deadline = Clock::now() + limit;
+    const bool isComplete = pipeThrough(input, output, dot, deadline, picture);
     input.reset();
     output.reset();
-    const int status = child.wait();
+    int status = 0;
+    if (!isComplete || !child.endsBefore(deadline, status))
+        throw CommandError("the program \"dot\" did not draw the graph within " +
+                           formatFixed(static_cast<double>(limit.count()) / 1000, 1) + " s");
     if (!WIFEXITED(status) || WEXITSTATUS(status) != 0 || picture.empty())
         throw CommandError("the program \"dot\" could not draw the graph as " + format);
     return picture;

@@ -49,8 +49,6 @@ void removeCrashDirectory()
     const int descriptor = open(crashDirectory, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (descriptor < 0)
         return;
-    // opendir allocates; a crash inside the allocator may hang here, so a clock runs.
-    alarm(5);
     if (DIR* entries = fdopendir(descriptor)) {
         while (const dirent* entry = readdir(entries))
             unlinkat(descriptor, entry->d_name, 0);
@@ -74,7 +72,10 @@ void onCrash(int signal)
         say("\"; ");
     }
     say("outputs are incomplete\n");
-    if (getpid() == crashOwner) { // a child that crashes leaves what is its parent's
+    if (getpid() == crashOwner) { // the files of a child that crashes belong to its parent
+        // A crash inside the allocator, or a file system that does not answer, may hang from here
+        // on.
+        alarm(5);
         VORN::stopOutputs();
         VORN::removeUnfinishedOutputs(nullptr, nullptr);
         removeCrashDirectory();

@@ -19,9 +19,10 @@
 
 namespace VORN {
 
-/// From the return of this function on, no output of this process begins and none gets its final
-/// name: creating or committing an OutputFile fails. For a process that is about to end, before
-/// `removeUnfinishedOutputs`; it cannot be undone.
+/// From the return of this function on, no output of this process begins, and no commit of an
+/// OutputFile begins: both fail. A commit that has begun either ends, with a whole file under its
+/// final name, or fails because `removeUnfinishedOutputs` has removed the file. For a process that
+/// is about to end, before that function; it cannot be undone.
 ///
 /// Waits for outputs that other threads are creating at this moment, at most a second for each
 /// (a file system that does not answer). Safe in signal handlers.

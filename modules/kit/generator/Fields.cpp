@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <climits>
 #include <cmath>
+#include <cstdlib>
 #include <limits>
 
 namespace generator {
@@ -20,16 +21,25 @@ namespace {
 
 constexpr double infinity = std::numeric_limits<double>::infinity();
 
-FieldKind kindOf(const ParameterSpec& spec)
+// Whether bounds or defaults of a whole number, or of the elements of a list, need 64 bits.
+bool needsWide(const ParameterSpec& spec, const std::vector<std::string>& defaults)
 {
-    const auto isBeyond = [](const std::optional<double>& bound) {
-        return bound && (*bound < INT_MIN || *bound > INT_MAX);
-    };
-    const bool isWide = isBeyond(spec.min) || isBeyond(spec.max) || isBeyond(spec.exclusiveMin) ||
-                        isBeyond(spec.exclusiveMax);
+    const auto isBeyond = [](double number) { return number < INT_MIN || number > INT_MAX; };
+    for (const auto& bound : {spec.min, spec.max, spec.exclusiveMin, spec.exclusiveMax}) {
+        if (bound && isBeyond(*bound))
+            return true;
+    }
+    // Rounding to a double moves no whole number across these limits.
+    return std::any_of(defaults.begin(), defaults.end(), [&](const std::string& text) {
+        return isBeyond(std::strtod(text.c_str(), nullptr));
+    });
+}
+
+FieldKind kindOf(const ParameterSpec& spec, const std::vector<std::string>& defaults)
+{
     switch (spec.type) {
     case ParameterType::integer:
-        return isWide ? FieldKind::wideInteger : FieldKind::integer;
+        return needsWide(spec, defaults) ? FieldKind::wideInteger : FieldKind::integer;
     case ParameterType::real:
         return FieldKind::real;
     case ParameterType::boolean:
@@ -37,7 +47,7 @@ FieldKind kindOf(const ParameterSpec& spec)
     case ParameterType::choice:
         return FieldKind::choice;
     case ParameterType::integerList:
-        return isWide ? FieldKind::wideIntegerList : FieldKind::integerList;
+        return needsWide(spec, defaults) ? FieldKind::wideIntegerList : FieldKind::integerList;
     case ParameterType::realList:
         return FieldKind::realList;
     case ParameterType::textList:
@@ -105,7 +115,6 @@ Field fieldOf(const ParameterSpec& spec)
 {
     Field field;
     field.name = spec.name;
-    field.kind = kindOf(spec);
     field.help = oneLine(spec.help);
     field.unit = spec.unit;
     field.expected = expectation(spec);
@@ -118,6 +127,7 @@ Field fieldOf(const ParameterSpec& spec)
     field.greatestCount = spec.maxCount.value_or(INT_MAX);
     field.words = spec.choices;
     setDefault(spec, field);
+    field.kind = kindOf(spec, field.defaults);
     return field;
 }
 

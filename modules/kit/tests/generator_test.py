@@ -1,0 +1,77 @@
+#!/usr/bin/env python3
+"""What is made from manifests with unusual names and defaults: it compiles without warnings, or the
+generator refuses the manifest with one line.
+
+    generator_test.py GENERATOR C_COMPILER CXX_COMPILER FORTRAN_COMPILER FORTRAN_MODULES INCLUDE...
+"""
+import pathlib
+import subprocess
+import sys
+import tempfile
+import unittest
+
+GENERATOR, CC, CXX, FC, MODULES = sys.argv[1:6]
+INCLUDES = ['-I' + path for path in sys.argv[6:]]
+WARNINGS = ['-Wall', '-Wextra', '-Wpedantic', '-Wshadow', '-Werror']
+COMPILE = {
+    'c': [CC, '-std=c99', *WARNINGS, '-DVORN_MODULE_NAME="m"', *INCLUDES, '-fsyntax-only'],
+    'c++': [CXX, '-std=c++20', *WARNINGS, '-DVORN_MODULE_NAME="m"', *INCLUDES, '-fsyntax-only'],
+    'fortran': [FC, '-Wall', '-Wextra', '-Werror', '-I' + MODULES, '-c', '-o', 'made.o'],
+}
+SOURCE = {'c': 'c', 'c++': 'cpp', 'fortran': 'f90'}
+HEADER = {'c': 'h', 'c++': 'hpp', 'fortran': 'f90'}
+
+
+class GeneratorTest(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.folder = pathlib.Path(folder.name)
+
+    def generate(self, language, module, *parameters):
+        manifest = self.folder / 'manifest.yaml'
+        manifest.write_text(
+            f'module: "{module}"\nversion: 1.0.0\npurpose: Has parameters\ndescription: For a test.\n'
+            'inputs: {min: 1, max: 1}\noutputs: {min: 1, max: 1}\n'
+            'parameters:' + (''.join('\n  - ' + row for row in parameters) or ' []') +
+            '\nreads: []\nwrites: []\ndraws: none\n', encoding='utf-8')
+        return subprocess.run([GENERATOR, language, module, manifest, self.folder],
+                              stderr=subprocess.PIPE, text=True, check=False)
+
+    def made(self, language, file, module, *parameters):
+        """The text of the header or of the Fortran module, which must compile."""
+        run = self.generate(language, module, *parameters)
+        self.assertEqual((run.returncode, run.stderr), (0, ''))
+        source = self.folder / f'{file}_parameters.{SOURCE[language]}'
+        run = subprocess.run([*COMPILE[language], source], cwd=self.folder,
+                             stderr=subprocess.PIPE, text=True, check=False)
+        self.assertEqual((run.returncode, run.stderr), (0, ''))
+        return (self.folder / f'{file}_parameters.{HEADER[language]}').read_text(encoding='utf-8')
+
+    def refused(self, language, module, message, *parameters):
+        run = self.generate(language, module, *parameters)
+        self.assertEqual((run.returncode, run.stderr), (1, f'vorn_parameters: {message}\n'))
+
+    def test_default_beyond_32_bits_makes_the_field_wide(self):
+        rows = ('{name: alone, type: int, default: 5000000000, help: wide}',
+                '{name: low, type: int, default: -2147483649, help: wide}',
+                '{name: some, type: int_list, default: [1, 2147483648], help: wide}',
+                '{name: narrow, type: int, default: 2147483647, help: narrow}')
+        expected = {
+            'c': ('int64_t alone;', 'int64_t low;', 'const int64_t* some;', 'int narrow;'),
+            'c++': ('std::int64_t alone = 5000000000LL;', 'std::int64_t low = -2147483649LL;',
+                    'std::vector<std::int64_t> some = {1LL, 2147483648LL};',
+                    'int narrow = 2147483647;'),
+            'fortran': ('integer(c_int64_t) :: alone', 'integer(c_int64_t) :: low',
+                        'integer(c_int64_t), allocatable :: some(:)',
+                        'integer(c_int) :: narrow'),
+        }
+        for language, lines in expected.items():
+            with self.subTest(language):
+                text = self.made(language, 'm', 'm', *rows)
+                for line in lines:
+                    self.assertIn(line, text)
+
+
+if __name__ == '__main__':
+    unittest.main(argv=sys.argv[:1])

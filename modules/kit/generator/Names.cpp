@@ -152,6 +152,13 @@ std::string identifier(const std::string& text)
     return name;
 }
 
+std::string moduleIdentifier(const std::string& module)
+{
+    const std::string name = identifier(module);
+    const bool beginsWithDigit = !name.empty() && name[0] >= '0' && name[0] <= '9';
+    return beginsWithDigit ? "_" + name : name;
+}
+
 std::string upperCase(const std::string& text)
 {
     std::string upper = text;

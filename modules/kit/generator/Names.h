@@ -38,6 +38,9 @@ private:
 
 /// Every character that is no letter, digit or "_" becomes "_".
 std::string identifier(const std::string& text);
+/// The same for the name of a module, as CMake names the files that are made: "_" comes before a
+/// digit at the beginning.
+std::string moduleIdentifier(const std::string& module);
 std::string upperCase(const std::string& text);
 /// "clip_run" becomes "ClipRun".
 std::string camelCase(const std::string& text);

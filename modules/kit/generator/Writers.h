@@ -22,7 +22,8 @@ std::vector<SourceFile> writeC(const std::string& module, const std::vector<Fiel
 /// MODULE_parameters.hpp and .cpp: a structure and a function that returns it, in a namespace of
 /// the file's name.
 std::vector<SourceFile> writeCxx(const std::string& module, const std::vector<Field>& fields);
-/// MODULE_parameters.f90: a module of that name, with a type and a subroutine that fills it.
+/// MODULE_parameters.f90: a module of that name, with a type and a subroutine that fills it. Where
+/// the name begins with "_" or a digit, the module's begins with "m_".
 std::vector<SourceFile> writeFortran(const std::string& module, const std::vector<Field>& fields);
 
 /// A literal of C and C++ for any bytes.

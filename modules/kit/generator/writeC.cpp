@@ -356,7 +356,7 @@ std::string descriptionForC(const Field& field, const std::string& words)
 
 std::vector<SourceFile> writeC(const std::string& module, const std::vector<Field>& fields)
 {
-    const std::string prefix = identifier(module);
+    const std::string prefix = moduleIdentifier(module);
     const std::vector<Member> members = membersOf(prefix, fields);
     return {{prefix + "_parameters.h", header(prefix, module, members)},
             {prefix + "_parameters.c", source(prefix, module, members)}};

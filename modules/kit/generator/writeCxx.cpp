@@ -203,7 +203,7 @@ namespace {{
 
 std::vector<SourceFile> writeCxx(const std::string& module, const std::vector<Field>& fields)
 {
-    const std::string prefix = identifier(module);
+    const std::string prefix = moduleIdentifier(module);
     const std::vector<Member> members = membersOf(fields);
     return {{prefix + "_parameters.hpp", header(prefix, module, members)},
             {prefix + "_parameters.cpp", source(prefix, module, members)}};

@@ -253,6 +253,12 @@ std::string wordArray(const Field& field)
     return text + "]";
 }
 
+// Names of Fortran begin with a letter.
+std::string fortranPrefix(const std::string& file)
+{
+    return !file.empty() && file[0] == '_' ? "m" + file : file;
+}
+
 std::string scalarType(FieldKind kind)
 {
     switch (kind) {
@@ -301,7 +307,8 @@ std::string readCall(const Member& member)
 
 std::vector<SourceFile> writeFortran(const std::string& module, const std::vector<Field>& fields)
 {
-    const std::string prefix = identifier(module);
+    const std::string file = moduleIdentifier(module);
+    const std::string prefix = fortranPrefix(file);
     const std::vector<Member> members = membersOf(fields);
     std::string defaults, calls;
     for (const Member& member : members) {
@@ -338,7 +345,7 @@ contains
 )",
                     prefix, module, enumerations(members), declarations(members), defaults, calls,
                     wordFunctions(members));
-    return {{prefix + "_parameters.f90", text}};
+    return {{file + "_parameters.f90", text}};
 }
 
 } // namespace generator

@@ -72,6 +72,16 @@ class GeneratorTest(unittest.TestCase):
                 for line in lines:
                     self.assertIn(line, text)
 
+    def test_module_name_that_begins_with_a_digit(self):
+        row = '{name: mode, type: choice, choices: [2d, 3-d], default: 2d, help: a choice}'
+        expected = {'c': 'bool _2d_fk_read_parameters(_2d_fk_parameters* parameters);',
+                    'c++': 'namespace _2d_fk_parameters {',
+                    'fortran': 'module m_2d_fk_parameters\n'}
+        for language, line in expected.items():
+            with self.subTest(language):
+                self.assertIn(line, self.made(language, '_2d_fk', '2d-fk', row))
+        self.assertIn('module m_x_parameters\n', self.made('fortran', '_x', '_x', row))
+
 
 if __name__ == '__main__':
     unittest.main(argv=sys.argv[:1])

@@ -7,8 +7,6 @@ namespace generator {
 
 namespace {
 
-constexpr std::size_t longestFortranName = 63;
-
 // Keywords, and names that usual headers define as macros.
 constexpr const char* wordsOfC[] = {"auto",
                                     "break",
@@ -121,13 +119,13 @@ std::string Names::take(const std::string& wanted)
     if (name.empty() || std::isdigit(static_cast<unsigned char>(name[0])) != 0 || name[0] == '_')
         name = "p" + name;
     if (language == Language::fortran)
-        name.resize(std::min(name.size(), longestFortranName));
+        name.resize(std::min(name.size(), longestInFortran));
     for (int i = 1; taken.count(folded(name)) > 0; ++i) {
-        if (language != Language::fortran || name.size() < longestFortranName) {
+        if (language != Language::fortran || name.size() < longestInFortran) {
             name += '_';
         } else {
             const std::string number = "_" + std::to_string(i);
-            name.replace(longestFortranName - number.size(), number.size(), number);
+            name.replace(longestInFortran - number.size(), number.size(), number);
         }
     }
     reserve(name);

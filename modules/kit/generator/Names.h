@@ -22,6 +22,8 @@ public:
         fortran ///< does not tell cases apart; names have at most 63 characters
     };
 
+    static constexpr std::size_t longestInFortran = 63;
+
     explicit Names(Language language);
 
     /// `wanted`, or the nearest name that is free; it is taken now.

@@ -23,7 +23,8 @@ std::vector<SourceFile> writeC(const std::string& module, const std::vector<Fiel
 /// the file's name.
 std::vector<SourceFile> writeCxx(const std::string& module, const std::vector<Field>& fields);
 /// MODULE_parameters.f90: a module of that name, with a type and a subroutine that fills it. Where
-/// the name begins with "_" or a digit, the module's begins with "m_".
+/// the name begins with "_" or a digit, the module's begins with "m_". Throws std::runtime_error
+/// for a name that is too long for Fortran.
 std::vector<SourceFile> writeFortran(const std::string& module, const std::vector<Field>& fields);
 
 /// A literal of C and C++ for any bytes.

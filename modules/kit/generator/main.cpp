@@ -5,6 +5,7 @@
 #include "job/Manifest.h"
 
 #include <cstdio>
+#include <exception>
 #include <fstream>
 #include <string>
 #include <vector>
@@ -40,7 +41,7 @@ std::vector<SourceFile> write(const std::string& language, const std::string& mo
 } // namespace
 
 int main(int count, char** words)
-{
+try {
     const std::vector<std::string> arguments(words + 1, words + count);
     if (arguments.size() != 4 ||
         (arguments[0] != "c" && arguments[0] != "c++" && arguments[0] != "fortran"))
@@ -59,4 +60,7 @@ int main(int count, char** words)
             return failed;
     }
     return 0;
+} catch (const std::exception& e) {
+    std::fprintf(stderr, "vorn_parameters: %s\n", e.what());
+    return failed;
 }

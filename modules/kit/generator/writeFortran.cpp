@@ -4,8 +4,10 @@
 #include <algorithm>
 #include <climits>
 #include <cmath>
+#include <cstdlib>
 #include <fmt/format.h>
 #include <limits>
+#include <stdexcept>
 
 namespace generator {
 
@@ -90,7 +92,7 @@ std::string literal(const Field& field, const std::string& value)
     switch (field.kind) {
     case FieldKind::real:
     case FieldKind::realList:
-        return real(std::stod(value));
+        return real(std::strtod(value.c_str(), nullptr));
     case FieldKind::integer:
     case FieldKind::integerList:
         return narrow(value);
@@ -309,6 +311,12 @@ std::vector<SourceFile> writeFortran(const std::string& module, const std::vecto
 {
     const std::string file = moduleIdentifier(module);
     const std::string prefix = fortranPrefix(file);
+    const std::string name = prefix + "_parameters";
+    if (name.size() > Names::longestInFortran)
+        throw std::runtime_error(
+            fmt::format("the name of the module {} is too long: {} has {} characters, and Fortran "
+                        "takes {}",
+                        module, name, name.size(), Names::longestInFortran));
     const std::vector<Member> members = membersOf(fields);
     std::string defaults, calls;
     for (const Member& member : members) {

@@ -82,6 +82,23 @@ class GeneratorTest(unittest.TestCase):
                 self.assertIn(line, self.made(language, '_2d_fk', '2d-fk', row))
         self.assertIn('module m_x_parameters\n', self.made('fortran', '_x', '_x', row))
 
+    def test_name_too_long_for_fortran(self):
+        row = '{name: a, type: int, default: 1, help: a number}'
+        fits, long = 'm' * 52, 'm' * 53
+        self.made('fortran', fits, fits, row)
+        self.made('c', long, long, row)
+        self.refused('fortran', long,
+                     f'the name of the module {long} is too long: {long}_parameters has 64 '
+                     'characters, and Fortran takes 63', row)
+
+    def test_default_below_the_normal_range(self):
+        row = '{name: tiny, type: float, default: 1e-310, help: a number}'
+        for language in COMPILE:
+            with self.subTest(language):
+                self.made(language, 'm', 'm', row)
+        self.assertIn('tiny = 1e-310_c_double',
+                      (self.folder / 'm_parameters.f90').read_text(encoding='utf-8'))
+
 
 if __name__ == '__main__':
     unittest.main(argv=sys.argv[:1])

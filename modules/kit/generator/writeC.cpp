@@ -48,11 +48,17 @@ std::vector<Member> membersOf(const std::string& prefix, const std::vector<Field
     return members;
 }
 
-std::string commentText(std::string text)
+// Splits what would end the comment, and what would seem to begin another one.
+std::string commentText(const std::string& text)
 {
-    for (std::size_t at = text.find("*/"); at != std::string::npos; at = text.find("*/", at))
-        text.insert(at + 1, " ");
-    return text;
+    std::string result;
+    for (const char c : text) {
+        const char before = result.empty() ? ' ' : result.back();
+        if ((before == '*' && c == '/') || (before == '/' && c == '*'))
+            result += ' ';
+        result += c;
+    }
+    return result;
 }
 
 std::string typeOf(const Member& member)

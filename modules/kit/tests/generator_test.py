@@ -99,6 +99,14 @@ class GeneratorTest(unittest.TestCase):
         self.assertIn('tiny = 1e-310_c_double',
                       (self.folder / 'm_parameters.f90').read_text(encoding='utf-8'))
 
+    def test_help_that_looks_like_a_comment(self):
+        row = "{name: files, type: text, help: 'as data/*.sgy, data/**/ or /*/'}"
+        for language in COMPILE:
+            with self.subTest(language):
+                self.made(language, 'm', 'm', row)
+        self.assertIn('/** as data/ *.sgy, data/ ** / or / * /; may be absent. */',
+                      self.made('c', 'm', 'm', row))
+
 
 if __name__ == '__main__':
     unittest.main(argv=sys.argv[:1])

@@ -1,6 +1,7 @@
 // vorn_parameters LANGUAGE MODULE MANIFEST DIRECTORY: writes the sources that read the parameters
 // of a module, as its manifest states them. LANGUAGE is c, c++ or fortran. vorn_add_module calls
 // it.
+#include "Names.h"
 #include "Writers.h"
 #include "job/Manifest.h"
 
@@ -48,6 +49,15 @@ try {
     {
         std::fprintf(stderr, "usage: vorn_parameters c|c++|fortran MODULE MANIFEST DIRECTORY\n");
         return wrongCall;
+    }
+    // Its header would be that of the kit, or have the same include guard.
+    if (upperCase(moduleIdentifier(arguments[1])) == "VORN") {
+        std::fprintf(
+            stderr,
+            "vorn_parameters: a module cannot be called %s: vorn_parameters.h is a header of "
+            "the kit; choose another name\n",
+            arguments[1].c_str());
+        return failed;
     }
     host::Diagnostics diagnostics;
     const host::ManifestPointer manifest =

@@ -22,6 +22,11 @@ struct Member
     std::vector<std::string> enumerators;
 };
 
+std::string includeGuard(const std::string& prefix)
+{
+    return upperCase(prefix) + "_PARAMETERS_H";
+}
+
 std::vector<Member> membersOf(const std::string& prefix, const std::vector<Field>& fields)
 {
     Names names(Names::Language::c);
@@ -30,7 +35,9 @@ std::vector<Member> membersOf(const std::string& prefix, const std::vector<Field
     for (const Field& field : fields)
         members.push_back({&field, names.take(field.name), "", "", "", "", {}});
     Names globals(Names::Language::c);
-    globals.reserve(prefix + "_parameters");
+    for (const std::string& used : {prefix + "_parameters", prefix + "_read_parameters",
+                                    prefix + "_free_parameters", includeGuard(prefix)})
+        globals.reserve(used);
     for (Member& member : members) {
         const Field& field = *member.field;
         if (field.isOptional())
@@ -135,7 +142,6 @@ std::string wordFunctions(const std::vector<Member>& members)
 std::string header(const std::string& prefix, const std::string& module,
                    const std::vector<Member>& members)
 {
-    const std::string guard = upperCase(prefix) + "_PARAMETERS_H";
     return fmt::format(R"(/* Made from the manifest of the module {1}, where changes belong. */
 #ifndef {2}
 #define {2}
@@ -156,7 +162,7 @@ void {0}_free_parameters({0}_parameters* parameters);
 
 #endif
 )",
-                       prefix, commentText(module), guard, enumerations(members),
+                       prefix, commentText(module), includeGuard(prefix), enumerations(members),
                        structure(members));
 }
 

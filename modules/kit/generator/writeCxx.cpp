@@ -39,9 +39,15 @@ std::string typeOf(const Field& field)
     }
 }
 
-std::vector<Member> membersOf(const std::vector<Field>& fields)
+std::string includeGuard(const std::string& prefix)
+{
+    return upperCase(prefix) + "_PARAMETERS_HPP";
+}
+
+std::vector<Member> membersOf(const std::string& prefix, const std::vector<Field>& fields)
 {
     Names names(Names::Language::cxx); // of members and of types: neither may hide the other
+    names.reserve(includeGuard(prefix));
     for (const char* used : {"Parameters", "readParameters", "wordOf", "rows"})
         names.reserve(used);
     std::vector<Member> members;
@@ -52,6 +58,7 @@ std::vector<Member> membersOf(const std::vector<Field>& fields)
             continue;
         member.type = names.take(camelCase(member.field->name));
         Names enumerators(Names::Language::cxx);
+        enumerators.reserve(includeGuard(prefix));
         for (const std::string& word : member.field->words)
             member.enumerators.push_back(enumerators.take(identifier(word)));
     }
@@ -130,8 +137,8 @@ std::string header(const std::string& prefix, const std::string& module,
                         member.name, initializer(member));
     }
     return fmt::format(R"(// Made from the manifest of the module {1}, where changes belong.
-#ifndef {2}_PARAMETERS_HPP
-#define {2}_PARAMETERS_HPP
+#ifndef {2}
+#define {2}
 
 #include "vorn_parameters.hpp"
 
@@ -150,7 +157,7 @@ Parameters readParameters();
 
 #endif
 )",
-                       prefix, commentText(module), upperCase(prefix), enumerations, structure);
+                       prefix, commentText(module), includeGuard(prefix), enumerations, structure);
 }
 
 std::string source(const std::string& prefix, const std::string& module,
@@ -204,7 +211,7 @@ namespace {{
 std::vector<SourceFile> writeCxx(const std::string& module, const std::vector<Field>& fields)
 {
     const std::string prefix = moduleIdentifier(module);
-    const std::vector<Member> members = membersOf(fields);
+    const std::vector<Member> members = membersOf(prefix, fields);
     return {{prefix + "_parameters.hpp", header(prefix, module, members)},
             {prefix + "_parameters.cpp", source(prefix, module, members)}};
 }

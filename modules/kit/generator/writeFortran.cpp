@@ -21,13 +21,15 @@ struct Member
     std::vector<std::string> enumerators;
 };
 
-std::vector<Member> membersOf(const std::vector<Field>& fields)
+std::vector<Member> membersOf(const std::string& module, const std::vector<Field>& fields)
 {
     Names names(Names::Language::fortran);
     Names globals(Names::Language::fortran);
     // What the module names itself.
-    for (const char* used : {"parameters", "read_parameters", "c_double", "c_int", "c_int64_t",
-                             "vorn_describe", "vorn_read", "vorn_read_choice", "vorn_text"})
+    globals.reserve(module);
+    for (const char* used :
+         {"parameters", "read_parameters", "c_double", "c_int", "c_int64_t", "vorn_describe",
+          "vorn_kit", "vorn_parameter", "vorn_read", "vorn_read_choice", "vorn_text"})
         globals.reserve(used);
     std::vector<Member> members;
     for (const Field& field : fields) {
@@ -317,7 +319,7 @@ std::vector<SourceFile> writeFortran(const std::string& module, const std::vecto
             fmt::format("the name of the module {} is too long: {} has {} characters, and Fortran "
                         "takes {}",
                         module, name, name.size(), Names::longestInFortran));
-    const std::vector<Member> members = membersOf(fields);
+    const std::vector<Member> members = membersOf(name, fields);
     std::string defaults, calls;
     for (const Member& member : members) {
         defaults += setDefault(member);

@@ -107,6 +107,24 @@ class GeneratorTest(unittest.TestCase):
         self.assertIn('/** as data/ *.sgy, data/ ** / or / * /; may be absent. */',
                       self.made('c', 'm', 'm', row))
 
+    def test_words_that_the_made_sources_use(self):
+        self.made('c', 'x', 'x', '{name: parameters, type: choice, choices: [h, i], help: a}')
+        self.made('c++', 'x', 'x',
+                  '{name: a, type: choice, choices: [X_PARAMETERS_HPP, b], help: a}',
+                  '{name: X_PARAMETERS_HPP, type: int, help: a}')
+        self.made('fortran', 'x', 'x', '{name: x, type: choice, choices: [parameters, b], help: a}')
+        self.made('fortran', 'x', 'x',
+                  '{name: vorn, type: choice, choices: [kit, parameter], help: a}')
+
+    def test_name_of_the_kit(self):
+        row = '{name: a, type: int, default: 1, help: a number}'
+        for language in COMPILE:
+            for name in ['vorn', 'VORN']:
+                self.refused(language, name,
+                             f'a module cannot be called {name}: vorn_parameters.h is a header of '
+                             'the kit; choose another name', row)
+            self.made(language, 'vorn_kit', 'vorn_kit', row)
+
 
 if __name__ == '__main__':
     unittest.main(argv=sys.argv[:1])

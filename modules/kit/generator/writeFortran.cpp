@@ -325,8 +325,25 @@ std::vector<SourceFile> writeFortran(const std::string& module, const std::vecto
         defaults += setDefault(member);
         calls += readCall(member);
     }
-    const std::string text =
-        fmt::format(R"(! Made from the manifest of the module {1}, where changes belong.
+    const std::string body =
+        members.empty()
+            ? R"(    type(parameters), intent(out) :: values
+    logical, intent(inout) :: good
+
+    values%none = 0
+    associate (unused => good)
+    end associate
+)"
+            : R"(    use vorn_kit, only: vorn_describe, vorn_parameter, vorn_read, vorn_read_choice
+    type(parameters), intent(out) :: values
+    logical, intent(inout) :: good
+    type(vorn_parameter) :: p
+    logical :: found
+
+    found = .false.
+)" + defaults + calls;
+    const std::string text = fmt::format(
+        R"(! Made from the manifest of the module {1}, where changes belong.
 module {0}_parameters
   use, intrinsic :: iso_c_binding, only: c_double, c_int, c_int64_t
   use vorn_kit, only: vorn_text
@@ -343,18 +360,10 @@ contains
   !> Fills `values` with what the job gives the running module, and with defaults. `good` is false
   !> after a fatal message, and else stays as it is.
   subroutine read_parameters(values, good)
-    use vorn_kit, only: vorn_describe, vorn_parameter, vorn_read, vorn_read_choice
-    type(parameters), intent(out) :: values
-    logical, intent(inout) :: good
-    type(vorn_parameter) :: p
-    logical :: found
-
-    found = .false.
-{4}{5}  end subroutine read_parameters
-{6}end module {0}_parameters
+{4}  end subroutine read_parameters
+{5}end module {0}_parameters
 )",
-                    prefix, module, enumerations(members), declarations(members), defaults, calls,
-                    wordFunctions(members));
+        prefix, module, enumerations(members), declarations(members), body, wordFunctions(members));
     return {{file + "_parameters.f90", text}};
 }
 

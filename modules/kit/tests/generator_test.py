@@ -125,6 +125,11 @@ class GeneratorTest(unittest.TestCase):
                              'the kit; choose another name', row)
             self.made(language, 'vorn_kit', 'vorn_kit', row)
 
+    def test_no_parameters(self):
+        for language in COMPILE:
+            with self.subTest(language):
+                self.made(language, 'm', 'm')
+
 
 if __name__ == '__main__':
     unittest.main(argv=sys.argv[:1])

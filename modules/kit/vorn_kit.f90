@@ -36,7 +36,7 @@
 ! vorn_add_module compiles this file once per project, and makes vorn_module_name for each module.
 module vorn_kit
   use, intrinsic :: iso_c_binding, only: c_associated, c_char, c_double, c_f_pointer, c_float, &
-      c_int, c_int64_t, c_loc, c_null_char, c_null_ptr, c_ptr, c_sizeof
+      c_int, c_int64_t, c_loc, c_null_char, c_intptr_t, c_null_ptr, c_ptr
   use vorn_knl
   implicit none
   private
@@ -184,13 +184,24 @@ contains
   integer function vorn_preprocess(state)
     class(vorn_module), pointer, intent(in) :: state
     type(kept_module), pointer :: kept
+    class(vorn_module), pointer :: unkept
+    integer :: status
     logical :: good
 
     vorn_preprocess = 0
-    allocate (kept)
-    kept%state => state
-    call keep_address(c_loc(kept))
-    good = .true.
+    good = .false.
+    allocate (kept, stat=status)
+    if (status == 0) then
+      kept%state => state
+      call keep_address(c_loc(kept), good)
+      if (.not. good) deallocate (kept)
+    end if
+    if (.not. good) then
+      unkept => state
+      deallocate (unkept)
+      call vorn_fail('the state of the module cannot be kept')
+      return
+    end if
     call state%prepare(good)
     if (.not. good) call release()
   end function vorn_preprocess
@@ -229,12 +240,13 @@ contains
 
   subroutine release()
     type(kept_module), pointer :: kept
+    logical :: good
 
     kept => find_kept()
     if (.not. associated(kept)) return
     deallocate (kept%state)
     deallocate (kept)
-    call keep_address(c_null_ptr)
+    call keep_address(c_null_ptr, good) ! the name exists
   end subroutine release
 
   !> Null before preprocess and after a failure.
@@ -249,12 +261,14 @@ contains
     if (c_associated(address)) call c_f_pointer(address, kept)
   end function find_kept
 
-  subroutine keep_address(address)
+  subroutine keep_address(address, good)
     type(c_ptr), intent(in), target :: address
+    logical, intent(out) :: good
+    integer(c_int), parameter :: bytes = bit_size(0_c_intptr_t) / 8
     integer(c_int) :: status
 
-    call knl_set_module_struct_resource('state', c_loc(address), int(c_sizeof(address), c_int), &
-        status)
+    call knl_set_module_struct_resource('state', c_loc(address), bytes, status)
+    good = status == 1
   end subroutine keep_address
 
   ! ---- Messages ----

@@ -316,7 +316,7 @@ contains
     logical :: is_short
 
     is_short = abs(value) >= 1.0e-4_c_double .and. abs(value) < 1.0e9_c_double
-    if (value /= 0 .and. .not. is_short) then
+    if (abs(value) > 0 .and. .not. is_short) then
       write (digits, '(es12.5)') value
       text = trim(adjustl(digits))
       return
@@ -517,15 +517,17 @@ contains
     if (good) value = int(wide, c_int)
   end subroutine read_int
 
+  !> Whether 32 bits hold a value that the bounds allow.
   subroutine check_width(p, value, good)
     type(vorn_parameter), intent(in) :: p
     integer(c_int64_t), intent(in) :: value
     logical, intent(inout) :: good
+    integer(c_int64_t), parameter :: greatest = huge(1_c_int), least = -greatest - 1
 
-    if (abs(value) <= huge(1_c_int) .or. value == -huge(1_c_int) - 1_c_int64_t) return
+    if (value >= least .and. value <= greatest) return
     good = .false.
     call vorn_fail(p%name // ' is ' // vorn_to_text(value) // p%unit // '; give a number from ' // &
-        vorn_to_text(-huge(1_c_int) - 1_c_int64_t) // ' to ' // vorn_to_text(huge(1_c_int)))
+        vorn_to_text(least) // ' to ' // vorn_to_text(greatest))
   end subroutine check_width
 
   subroutine read_logical(p, value, found, good)
@@ -670,21 +672,27 @@ contains
     type(c_ptr) :: elements
     integer(c_int) :: count
     integer :: i
+    logical :: is_wide, fits
+    real(c_double), parameter :: limit = 2.0_c_double**63
 
     call get_numbers(p, numbers, found, good)
     if (good) call check_absent(p, found, good)
     if (.not. (found .and. good)) return
     call check_count(p, size(numbers, kind=c_int), good)
+    elements = c_null_ptr
+    is_wide = c_get_int64s(p%name // c_null_char, elements, count) == 1
+    is_wide = is_wide .and. c_associated(elements)
     do i = 1, size(numbers)
       if (.not. good) exit
-      if (.not. (is_within(p, numbers(i)) .and. numbers(i) == anint(numbers(i)) .and. &
-          abs(numbers(i)) <= 2.0_c_double**63)) &
+      ! The range of 64 bits ends before `limit`, to which the greatest of its numbers is rounded.
+      fits = is_wide .or. (numbers(i) >= -limit .and. numbers(i) < limit)
+      fits = fits .and. .not. abs(numbers(i) - anint(numbers(i))) > 0
+      if (.not. (fits .and. is_within(p, numbers(i)))) &
           call refuse(p, 'holds ' // vorn_to_text(numbers(i)) // p%unit, good)
     end do
     if (.not. good) return
     ! 64-bit elements do not take the way over doubles, which have 53 bits.
-    elements = c_null_ptr
-    if (c_get_int64s(p%name // c_null_char, elements, count) == 1 .and. c_associated(elements)) then
+    if (is_wide) then
       call c_f_pointer(elements, wide, [count])
       value = wide
     else

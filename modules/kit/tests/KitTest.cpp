@@ -170,6 +170,8 @@ TEST_P(KitTest, ValuesThatTheManifestDoesNotAllowAreRefused)
          "least 0"},
         {"ints", integers({1, 0}), "ints holds 0; give a list of whole numbers of at least 1"},
         {"ints", floats({1, 2.5}), "ints holds 2.5; give a list of whole numbers of at least 1"},
+        {"absent_count", UniVar(INT64_MIN),
+         "absent_count is -9223372036854775808; give a number from -2147483648 to 2147483647"},
         {"four", floats({1, 2, 3}), "four has 3 elements; give a list of 4 numbers"},
         {"four", floats({1}), "four has 1 element; give a list of 4 numbers"},
         {"four", floats({}), "four has 0 elements; give a list of 4 numbers"},
@@ -192,6 +194,25 @@ TEST_P(KitTest, ValuesThatTheManifestDoesNotAllowAreRefused)
     addWith({{"free", UniVar(nan)}});
     result = harness.run();
     EXPECT_THAT(result.messagesOf(4), SizeIs(1)) << "no number";
+}
+
+TEST_P(KitTest, NumbersThat64BitsDoNotHoldAreRefused)
+{
+    const double limit = 9223372036854775808.0;
+    addWith({{"wides", floats({limit})}});
+
+    result = harness.run();
+
+    ASSERT_THAT(result.messagesOf(4), SizeIs(1));
+    EXPECT_THAT(result.messagesOf(4)[0], testing::StartsWith("wides holds 9.2233"));
+
+    restart();
+    push();
+    addWith({{"wides", floats({-limit})}});
+
+    run();
+
+    EXPECT_THAT(told("wides"), ElementsAre("wides=-9223372036854775808"));
 }
 
 TEST_P(KitTest, WhatIsRequiredMustBeThere)

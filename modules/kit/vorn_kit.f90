@@ -517,15 +517,27 @@ contains
     if (good) value = int(wide, c_int)
   end subroutine read_int
 
-  !> Whether 32 bits hold a value that the bounds allow.
+  !> Refuses a value that the bounds allow and 32 bits do not hold. The message has the bounds where
+  !> they are narrower than 32 bits.
   subroutine check_width(p, value, good)
     type(vorn_parameter), intent(in) :: p
     integer(c_int64_t), intent(in) :: value
     logical, intent(inout) :: good
-    integer(c_int64_t), parameter :: greatest = huge(1_c_int), least = -greatest - 1
+    integer(c_int64_t), parameter :: highest = huge(1_c_int), lowest = -highest - 1
+    integer(c_int64_t) :: least, greatest
 
-    if (value >= least .and. value <= greatest) return
+    if (value >= lowest .and. value <= highest) return
     good = .false.
+    least = lowest
+    greatest = highest
+    if (p%least >= lowest) then
+      least = ceiling(p%least, c_int64_t)
+      if (.not. is_within(p, real(least, c_double))) least = least + 1
+    end if
+    if (p%greatest <= highest) then
+      greatest = floor(p%greatest, c_int64_t)
+      if (.not. is_within(p, real(greatest, c_double))) greatest = greatest - 1
+    end if
     call vorn_fail(p%name // ' is ' // vorn_to_text(value) // p%unit // '; give a number from ' // &
         vorn_to_text(least) // ' to ' // vorn_to_text(greatest))
   end subroutine check_width

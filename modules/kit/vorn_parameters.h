@@ -129,10 +129,20 @@ static inline bool vorn_read_int64(const vorn_parameter* p, int64_t* value, bool
     return vorn_is_within(p, (double)*value) || vorn_refuse_integer(p, *value);
 }
 
+/* A value that the bounds allow and an int does not hold. The message has the bounds where they are
+ * narrower than an int. */
 static inline bool vorn_refuse_wide(const vorn_parameter* p, int64_t value)
 {
-    vorn_fail("%s is %lld%s; give a number from %d to %d", p->name, (long long)value, p->unit,
-              INT_MIN, INT_MAX);
+    double least = INT_MIN;
+    double greatest = INT_MAX;
+
+    if (p->least >= least)
+        least = -floor(-p->least) + (p->excludes_least && p->least == floor(p->least) ? 1 : 0);
+    if (p->greatest <= greatest)
+        greatest = floor(p->greatest) -
+                   (p->excludes_greatest && p->greatest == floor(p->greatest) ? 1 : 0);
+    vorn_fail("%s is %lld%s; give a number from %.0f to %.0f", p->name, (long long)value, p->unit,
+              least, greatest);
     return false;
 }
 

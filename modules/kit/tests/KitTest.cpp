@@ -145,6 +145,7 @@ TEST_P(KitTest, LongTextsAndListsArriveWhole)
 TEST_P(KitTest, ValuesThatTheManifestDoesNotAllowAreRefused)
 {
     const double nan = std::nan("");
+    const int64_t beyond = 5000000000;
     const struct
     {
         const char* name;
@@ -172,6 +173,11 @@ TEST_P(KitTest, ValuesThatTheManifestDoesNotAllowAreRefused)
         {"ints", floats({1, 2.5}), "ints holds 2.5; give a list of whole numbers of at least 1"},
         {"absent_count", UniVar(INT64_MIN),
          "absent_count is -9223372036854775808; give a number from -2147483648 to 2147483647"},
+        {"least", UniVar(int64_t{5000000000}),
+         "least is 5000000000; give a number from 1 to 2147483647"},
+        {"greatest", UniVar(int64_t{-5000000000}),
+         "greatest is -5000000000; give a number from -2147483648 to 6"},
+        {"ints", UniVar(&beyond, 1), "ints is 5000000000; give a number from 1 to 2147483647"},
         {"four", floats({1, 2, 3}), "four has 3 elements; give a list of 4 numbers"},
         {"four", floats({1}), "four has 1 element; give a list of 4 numbers"},
         {"four", floats({}), "four has 0 elements; give a list of 4 numbers"},

@@ -258,11 +258,19 @@ int printPage(const ModuleCatalog& catalog, const std::string& name, PageForm fo
                                        suggestion(name, catalog.names(), "there are")));
     Diagnostics diagnostics;
     const ManifestPointer manifest = manifestOf(*module, diagnostics);
+    if (form == PageForm::markdown) {
+        if (module->manifest.empty())
+            throw CommandError(
+                fmt::format("module {} has no manifest, from which Markdown is made", quote(name)));
+        if (manifest != nullptr)
+            fmt::print("{}", interfaceMarkdown(*manifest));
+        std::fflush(stdout);
+        diagnostics.print(stderr);
+        return diagnostics.hasErrors() ? exitWrongCall : exitDone;
+    }
     const std::string problem = module->library.empty() ? "" : probeLibrary(module->library);
     if (form == PageForm::json) {
         printJsonPage(*module, manifest, problem);
-    } else if (form == PageForm::markdown && manifest != nullptr) {
-        fmt::print("{}", interfaceMarkdown(*manifest));
     } else if (manifest != nullptr) {
         printHead(*manifest);
         printDescription(*manifest);

@@ -12,18 +12,39 @@ namespace host {
 
 namespace {
 
-// A cell of a table is one line, and "|" would end it.
-std::string cell(const std::string& text)
+// "|" would end the cell of a table.
+std::string withoutBars(const std::string& text)
 {
     std::string result;
-    for (const char c : escaped(text))
+    for (const char c : text)
         result += c == '|' ? "\\|" : std::string(1, c);
     return result;
 }
 
+// "<file>" would be a tag of HTML, but for code, in which it stands for itself.
+std::string withoutTags(const std::string& text)
+{
+    std::string result;
+    bool inCode = false;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        if (text[i] == '`')
+            inCode = !inCode && text.find('`', i + 1) != std::string::npos;
+        if (text[i] == '<' && !inCode)
+            result += '\\';
+        result += text[i];
+    }
+    return result;
+}
+
+// A cell of a table is one line.
+std::string cell(const std::string& text)
+{
+    return withoutTags(withoutBars(escaped(text)));
+}
+
 std::string code(const std::string& text)
 {
-    return "`" + cell(text) + "`";
+    return "`" + withoutBars(escaped(text)) + "`";
 }
 
 std::string codes(const std::vector<std::string>& names)
@@ -95,9 +116,10 @@ std::string interfaceMarkdown(const Manifest& manifest)
 
 std::string chapterMarkdown(const Manifest& manifest)
 {
-    std::string text =
-        fmt::format("## {}\n\n{}.\n\n", cell(manifest.module), cell(manifest.purpose));
-    const std::string description = trimmed(escapedLines(manifest.description));
+    const std::string purpose = cell(trimmed(manifest.purpose));
+    std::string text = fmt::format("## {}\n\n{}{}\n\n", cell(manifest.module), purpose,
+                                   purpose.ends_with('.') ? "" : ".");
+    const std::string description = withoutTags(trimmed(escapedLines(manifest.description)));
     if (!description.empty())
         text += description + "\n\n";
     return text + interfaceMarkdown(manifest);

@@ -10,7 +10,6 @@
 
 #include <QtGlobal>
 #include <algorithm>
-#include <array>
 #include <cstdlib>
 #include <ctime>
 #include <fmt/format.h>
@@ -25,13 +24,8 @@ using Clock = std::chrono::steady_clock;
 
 // Further messages of one module and severity are passed on, but not kept for the report.
 constexpr int mostMessagesKept = 10000;
-constexpr int64_t segyTraceHeaderBytes = 240;
 // By this entry of the job's metadata the modules that write files know that theirs are not whole.
 constexpr char failureKey[] = "vorn.failed";
-// Metadata under which a module hands on whole headers of its file; `vorn header` shows those.
-constexpr std::array headerKeys = {"segy.text",           "segy.text.bytes", "segy.text.ext",
-                                   "segy.text.ext.bytes", "segy.binary",     "segy.binary.rest"};
-
 enum StatisticPhase
 {
     preProcessing = 1,
@@ -56,12 +50,6 @@ std::string localTime(const char* format)
     localtime_r(&now, &local);
     char text[32];
     return std::string(text, std::strftime(text, sizeof text, format, &local));
-}
-
-// The kernel's counters have 32 bits; as unsigned ones they reach twice as far.
-int64_t bytesOf(int counter)
-{
-    return static_cast<int64_t>(static_cast<uint32_t>(counter));
 }
 
 JobRunner* diagnosticTarget = nullptr;
@@ -99,7 +87,8 @@ int receiveCommand(const char* command, void* runner)
 } // namespace
 
 JobRunner::JobRunner(const ResolvedJob& resolved, const std::string& scratchDirectory)
-    : job(resolved), deadlocks(resolved, modules, wiring), start(Clock::now())
+    : job(resolved), recorder(resolved, result, live), deadlocks(resolved, modules, wiring),
+      start(Clock::now())
 {
     prepareKernel(scratchDirectory);
 }
@@ -162,13 +151,10 @@ RunResult JobRunner::run()
     result.started = localTime("%Y-%m-%d %H:%M:%S");
     start = Clock::now();
 
-    describeModules();
+    recorder.describeModules();
     if (createModules()) {
         wiring = connectModules(job, modules, tees, manager());
-        teesBehind.resize(modules.size());
-        for (const BuiltTee& tee : wiring.tees)
-            teesBehind[static_cast<std::size_t>(tee.producer)].push_back(tee.module);
-        watchChannels();
+        recorder.watch(modules, wiring, watchHeaders);
         setParameters();
         runPhases();
     } else {
@@ -196,32 +182,7 @@ bool JobRunner::createModules()
         tees.push_back(manager().initJobModule(name, job.teeLibrary));
         good = good && tees.back() != nullptr;
     }
-    microsBefore.assign(modules.size(), 0);
     return good;
-}
-
-void JobRunner::describeModules()
-{
-    for (const ResolvedModule& module : job.modules) {
-        RunModule row;
-        row.name = module.name;
-        row.module = module.module;
-        if (module.manifest != nullptr) {
-            row.version = module.manifest->version;
-            row.purpose = module.manifest->purpose;
-            row.language = module.manifest->language;
-        }
-        for (const ResolvedInput& input : module.inputs) {
-            const std::string name = job.portName(input.module, input.port);
-            const std::string number = std::to_string(input.port + 1);
-            row.inputs.push_back({job.modules[static_cast<std::size_t>(input.module)].name,
-                                  input.port + 1, name == number ? "" : name});
-        }
-        for (const ResolvedParameter& parameter : module.parameters)
-            row.parameters.push_back({parameter.name, parameter.type, parameter.value.text,
-                                      parameter.unit, parameter.given});
-        result.modules.push_back(row);
-    }
 }
 
 void JobRunner::setParameters()
@@ -230,60 +191,6 @@ void JobRunner::setParameters()
         for (const ResolvedParameter& parameter : job.modules[i].parameters)
             modules[i]->setParameter(parameter.name, parameter.value.value);
     }
-}
-
-void JobRunner::watchChannels()
-{
-    std::vector<std::string> words;
-    for (const ResolvedAttribute& attribute : job.attributes)
-        words.push_back(attribute.name);
-    for (const BuiltChannel& built : wiring.channels) {
-        built.channel->onArrival = [this, built, announced = int64_t(0)]() mutable {
-            noteArrival(built, announced);
-        };
-        built.channel->onDeparture = [this, built] {
-            notePeak(static_cast<std::size_t>(built.module));
-        };
-        if (watchHeaders && built.port == 0 &&
-            modules[static_cast<std::size_t>(built.module)]->inputDataChannels.empty())
-            built.channel->watchWords(words);
-    }
-}
-
-void JobRunner::noteArrival(const BuiltChannel& built, int64_t& announcedBefore)
-{
-    constexpr auto relaxed = std::memory_order_relaxed;
-    const auto module = static_cast<std::size_t>(built.module);
-    if (job.modules[module].inputs.empty())
-        live.traces.fetch_add(1, relaxed);
-    const int64_t announced = built.channel->getTotalTracesNumber();
-    if (announced != announcedBefore) {
-        live.announced.fetch_add(announced - announcedBefore, relaxed);
-        if (announcedBefore == 0) // traces that came before the announcement
-            live.done.fetch_add(built.channel->arrived() - 1, relaxed);
-        announcedBefore = announced;
-    }
-    if (announced > 0)
-        live.done.fetch_add(1, relaxed);
-    notePeak(module);
-}
-
-void JobRunner::notePeak(std::size_t module)
-{
-    RunStatistics& statistics = result.modules[module].statistics;
-    statistics.peakBytes = std::max(statistics.peakBytes, bytesHeldBy(module));
-    const int64_t bytes = bytesOf(manager().totalJobMemoryUsed);
-    result.peakJobBytes = std::max(result.peakJobBytes, bytes);
-    live.bytes.store(bytes, std::memory_order_relaxed);
-}
-
-// With what waits for the readers of its outputs, whose traces are copies of the module's own.
-int64_t JobRunner::bytesHeldBy(std::size_t module) const
-{
-    int64_t bytes = bytesOf(modules[module]->getTotalModuleMemoryUsed());
-    for (const ModuleEntity* tee : teesBehind[module])
-        bytes += bytesOf(tee->getTotalModuleMemoryUsed());
-    return bytes;
 }
 
 void JobRunner::enter(const char* phase)
@@ -297,8 +204,8 @@ void JobRunner::runPhases()
     enter("preparing");
     wiring.showProducers(modules);
     const bool good = guarded([&] { return kernel.preProcessJob(); });
-    noteOrder();
-    noteMicros(&RunStatistics::preprocessMicros);
+    recorder.noteOrder();
+    recorder.noteMicros(&RunStatistics::preprocessMicros);
 
     // A module that could not begin has ended its data; running the others would only waste time.
     if (good && !fatal) {
@@ -311,7 +218,7 @@ void JobRunner::runPhases()
         wiring.showProducers(modules);
         result.processWallMicros = microsSince(began);
     }
-    noteMicros(&RunStatistics::processMicros);
+    recorder.noteMicros(&RunStatistics::processMicros);
 
     enter("finishing");
     kernel.setActiveModule(nullptr);
@@ -413,94 +320,11 @@ void JobRunner::takeDiagnostic(const std::string& text)
 
 void JobRunner::takeStatistic(const jobStatisticStruct& statistic)
 {
-    for (std::size_t i = 0; i < modules.size(); ++i)
-        notePeak(i);
+    recorder.notePeaks();
     if (statistic.jobPhase == processing)
         deadlocks.check();
     else if (statistic.jobPhase == postProcessing)
-        collect();
-}
-
-// The time since the phase before ended goes to `field` of each module.
-void JobRunner::noteMicros(int64_t RunStatistics::*field)
-{
-    for (std::size_t i = 0; i < modules.size(); ++i) {
-        const int64_t micros = modules[i]->totalModuleWorkTime;
-        result.modules[i].statistics.*field = micros - microsBefore[i];
-        microsBefore[i] = micros;
-    }
-}
-
-void JobRunner::noteOrder()
-{
-    int place = 0;
-    for (const ModuleEntity* module : manager().jobModules) {
-        const auto known = std::find(modules.begin(), modules.end(), module);
-        if (known != modules.end())
-            result.modules[static_cast<std::size_t>(known - modules.begin())].order = ++place;
-    }
-}
-
-// Called while modules and channels still exist; what is noted last counts.
-void JobRunner::collect()
-{
-    for (std::size_t i = 0; i < modules.size(); ++i) {
-        RunStatistics& statistics = result.modules[i].statistics;
-        statistics.tracesIn = statistics.tracesOut = statistics.tracesAnnounced = 0;
-        for (DataChannel* channel : modules[i]->inputDataChannels)
-            statistics.tracesIn += static_cast<CountingChannel*>(channel)->taken(modules[i]);
-        for (DataChannel* channel : modules[i]->outputDataChannels) {
-            statistics.tracesOut += static_cast<CountingChannel*>(channel)->arrived();
-            statistics.tracesAnnounced += channel->getTotalTracesNumber();
-        }
-        statistics.postprocessMicros = modules[i]->totalModuleWorkTime - microsBefore[i];
-        statistics.bytesLeft = bytesHeldBy(i);
-        collectMetadata(i);
-    }
-    collectSources();
-}
-
-// Values never change once they are set, so a number that has not grown means nothing new.
-void JobRunner::collectMetadata(std::size_t module)
-{
-    const std::map<std::string, std::string>& noted = modules[module]->getMetaData();
-    std::map<std::string, std::string>& shown = result.modules[module].metadata;
-    if (noted.size() == shown.size())
-        return;
-    for (const auto& [key, value] : noted) {
-        const bool isHeader =
-            std::find(headerKeys.begin(), headerKeys.end(), key) != headerKeys.end();
-        shown[key] = isHeader ? fmt::format("(a whole header of {}, not kept here)",
-                                            counted(static_cast<int64_t>(value.size()), "byte"))
-                              : value;
-    }
-}
-
-void JobRunner::collectSources()
-{
-    result.sources.clear();
-    result.sourceTraces = result.sourceBytes = 0;
-    for (const BuiltChannel& built : wiring.channels) {
-        const auto module = static_cast<std::size_t>(built.module);
-        if (!job.modules[module].inputs.empty())
-            continue;
-        SourceData source;
-        source.module = job.modules[module].name;
-        source.traces = built.channel->arrived();
-        source.announced = built.channel->getTotalTracesNumber();
-        source.samples = built.channel->getTraceLength();
-        source.intervalMicros = built.channel->getTraceSampleInterval();
-        for (const CountingChannel::WordRange& range : built.channel->words()) {
-            if (range.minimum != 0 || range.maximum != 0)
-                source.words.push_back(
-                    {range.word, manager().getTraceAttributeDescription(range.word), range.minimum,
-                     range.maximum, range.first, range.last, range.changes});
-        }
-        result.sourceTraces += source.traces;
-        result.sourceBytes +=
-            source.traces * (segyTraceHeaderBytes + 4 * static_cast<int64_t>(source.samples));
-        result.sources.push_back(source);
-    }
+        recorder.collect();
 }
 
 // The kernel ends a module when one of its inputs ends, and the job when its last modules have

@@ -9,6 +9,7 @@
 #include "job/RunResult.h"
 #include "run/Deadlock.h"
 #include "run/JobBuilder.h"
+#include "run/RunRecorder.h"
 
 #include <atomic>
 #include <chrono>
@@ -23,17 +24,6 @@ namespace host {
 
 /// Called on the thread that runs the job, in the middle of it.
 using MessageListener = std::function<void(const RunMessage&)>;
-
-/// What another thread may know of a running job.
-struct LiveCounters
-{
-    std::atomic<const char*> phase{"preparing"};
-    std::atomic<int64_t> traces{0};         ///< that have entered the job
-    std::atomic<int64_t> done{0};           ///< of the announced ones, on all channels
-    std::atomic<int64_t> announced{0};      ///< on all channels
-    std::atomic<int64_t> bytes{0};          ///< of memory held
-    std::atomic<double> processingSince{0}; ///< seconds of the steady clock; 0: not yet
-};
 
 /// One run of one job in this process.
 ///
@@ -78,35 +68,24 @@ public:
 private:
     void prepareKernel(const std::string& scratchDirectory);
     bool createModules();
-    void describeModules();
     void setParameters();
-    void watchChannels();
     void runPhases();
     void enter(const char* phase);
     bool guarded(const std::function<int()>& phase);
     void stopWithError(const std::string& text);
-    void noteArrival(const BuiltChannel& built, int64_t& announcedBefore);
-    void notePeak(std::size_t module);
-    int64_t bytesHeldBy(std::size_t module) const;
     void refuseLostEnds();
-    void noteMicros(int64_t RunStatistics::*field);
-    void noteOrder();
-    void collect();
-    void collectMetadata(std::size_t module);
-    void collectSources();
     void warnOfUnreadData();
     std::string joinerBehind(const std::string& source) const;
 
     const ResolvedJob& job;
     LiveCounters live;
     RunResult result;
+    RunRecorder recorder;               ///< of `result` and `live`
     std::vector<ModuleEntity*> modules; ///< in the order of the job
     std::vector<ModuleEntity*> tees;    ///< before several readers of one output
     BuiltJob wiring;
-    std::vector<std::vector<const ModuleEntity*>> teesBehind; ///< by module
-    DeadlockWatch deadlocks;                                  ///< of `modules` and `wiring`
-    std::vector<int64_t> microsBefore;                        ///< by module, when the phase began
-    std::map<std::pair<std::string, int>, int> kept;          ///< messages by module and severity
+    DeadlockWatch deadlocks;                         ///< of `modules` and `wiring`
+    std::map<std::pair<std::string, int>, int> kept; ///< messages by module and severity
     std::chrono::steady_clock::time_point start;
     bool lastMessageKept = false;
     bool fatal = false;

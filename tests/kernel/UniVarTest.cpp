@@ -983,7 +983,7 @@ TEST(UniVarTest, ReadTextOf16BytesLiesInABlockOfItsOwn)
         UniVar value;
         read("1 16" + text, value);
         EXPECT_EQ(value.getArraySize(), 16);
-        EXPECT_EQ(malloc_usable_size(value.strBlock), 24u) << "the smallest block of the heap";
+        EXPECT_GE(malloc_usable_size(value.strBlock), 16u) << "a block of the heap";
         EXPECT_EQ(std::string(value.strBlock, 16), text);
         EXPECT_EQ(value.getI64Value(), 0) << "only inline texts are converted";
 

@@ -158,7 +158,7 @@ contains
 
   subroutine use_lists(set)
     type(c_ptr), intent(in) :: set
-    type(c_ptr) :: list
+    type(c_ptr) :: list, fresh
     integer(c_int) :: status, count, types(5), i32(5)
     integer(c_int64_t) :: i64(5)
     real(c_float) :: f32(10)
@@ -192,16 +192,18 @@ contains
     call knl_get_trace_attributes(list, set, f64, count, 0)
     call check_int(0, count, 'values read of trace 0')
 
-    call knl_set_trace_attributes(list, set, [1], count, 3)
+    ! A set of its own: traces are moved into the other one later, which replaces what is there.
+    call knl_get_work_trace_buffer(fresh, 7, status)
+    call knl_set_trace_attributes(list, fresh, [1], count, 3)
     call check_int(1, count, 'integers written')
-    call knl_set_trace_attributes(list, set, [big], count, 4)
+    call knl_set_trace_attributes(list, fresh, [big], count, 4)
     call check_int(1, count, '64-bit integers written')
-    call knl_set_trace_attributes(list, set, [2.5], count, 5)
+    call knl_set_trace_attributes(list, fresh, [2.5], count, 5)
     call check_int(1, count, 'reals written')
-    call knl_set_trace_attributes(list, set, [3.5_c_double], count, 6)
+    call knl_set_trace_attributes(list, fresh, [3.5_c_double], count, 6)
     call check_int(1, count, 'double precisions written')
     do count = 3, 6
-      call knl_get_trace_attribute(set, 'i32', i32(count - 2), status, count)
+      call knl_get_trace_attribute(fresh, 'i32', i32(count - 2), status, count)
     end do
     call check(all(i32(1:4) == [1, 0, 2, 3]), 'what has been written from lists')
     call knl_free_attribute_list(list)

@@ -59,15 +59,16 @@ Settings readSettings()
 // ---- From one call to the next ----
 
 // Whether the traces have the value of the word anyway.
-bool isOfTheTraces(const HeaderWord& word)
+bool isOfTheTraces(const HeaderWord* word)
 {
-    return word.key == std::string_view("ns") || word.key == std::string_view("dt");
+    return word->key == std::string_view("ns") || word->key == std::string_view("dt");
 }
 
 std::vector<const HeaderWord*> unreadWords(const traces::HeaderToAttributes& words)
 {
     std::vector<const HeaderWord*> unread = words.unknownWords();
-    std::erase_if(unread, [](const HeaderWord* word) { return isOfTheTraces(*word); });
+    // No lambda: clang gives its type a name with the path of this file.
+    std::erase_if(unread, isOfTheTraces);
     return unread;
 }
 

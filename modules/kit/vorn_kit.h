@@ -24,6 +24,9 @@
 #ifndef VORN_KIT_H
 #define VORN_KIT_H
 
+/* C++ modules include this too; it stays C. */
+/* NOLINTBEGIN(modernize-use-nullptr,bugprone-macro-parentheses) */
+
 #include "knl.h"
 #include "knl_fortran.h"
 
@@ -381,5 +384,7 @@ static inline void vorn_end_module(void)
                                                                                                    \
     struct vorn_module_is_defined
 #endif
+
+/* NOLINTEND(modernize-use-nullptr,bugprone-macro-parentheses) */
 
 #endif

@@ -136,7 +136,7 @@ int preprocess(Prepare prepare)
 {
     using State = typename std::invoke_result_t<Prepare>::element_type;
     guarded<State>([&] {
-        std::unique_ptr<State> made = prepare();
+        auto made = prepare();
         vorn_keep_state(made.get()); // may find no memory: only then is it the kernel's
         static_cast<void>(made.release());
     });

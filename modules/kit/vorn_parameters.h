@@ -9,6 +9,9 @@
 #ifndef VORN_PARAMETERS_H
 #define VORN_PARAMETERS_H
 
+/* C++ modules include this too; it stays C. */
+/* NOLINTBEGIN(modernize-use-nullptr,bugprone-macro-parentheses) */
+
 #include "vorn_kit.h"
 
 #include <math.h>
@@ -385,5 +388,7 @@ static inline bool vorn_read_texts(const vorn_parameter* p, vorn_memory* memory,
     *count = found;
     return true;
 }
+
+/* NOLINTEND(modernize-use-nullptr,bugprone-macro-parentheses) */
 
 #endif

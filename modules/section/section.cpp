@@ -20,8 +20,6 @@
 
 namespace {
 
-using section_parameters::Colormap;
-using section_parameters::Mode;
 using section_parameters::Parameters;
 using vorn_kit::fail;
 using vorn_kit::message;

@@ -33,7 +33,6 @@ using VORN::SampleFormat;
 using VORN::SegyDescription;
 using VORN::SegyWriter;
 
-using vorn_kit::fail;
 using vorn_kit::message;
 
 namespace {

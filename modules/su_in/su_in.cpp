@@ -75,6 +75,7 @@ std::vector<const HeaderWord*> unreadWords(const traces::HeaderToAttributes& wor
 std::vector<const char*> keysOf(const std::vector<const HeaderWord*>& words)
 {
     std::vector<const char*> keys;
+    keys.reserve(words.size());
     for (const HeaderWord* word : words)
         keys.push_back(word->key);
     return keys;

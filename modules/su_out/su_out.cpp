@@ -24,7 +24,6 @@ using VORN::HeaderWord;
 using VORN::OutputFile;
 using VORN::SuWriter;
 
-using vorn_kit::fail;
 using vorn_kit::message;
 
 namespace {

@@ -96,7 +96,7 @@ std::string number(double value)
 
 Parameters readSettings()
 {
-    const Parameters set = trace_qc_parameters::readParameters();
+    Parameters set = trace_qc_parameters::readParameters();
     if (set.dead > set.weak)
         fail("dead is " + number(set.dead) + " and weak is " + number(set.weak) +
              "; dead must not be above weak");

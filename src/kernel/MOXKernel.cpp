@@ -313,6 +313,7 @@ void* bldAttributeList(const char* const* names, int count)
     if (module == nullptr || count < 0 || (names == nullptr && count > 0))
         return nullptr;
     std::vector<std::string> texts;
+    texts.reserve(static_cast<std::size_t>(count));
     for (int i = 0; i < count; ++i)
         texts.push_back(text(names[i]));
     return module->attributeLists
@@ -325,7 +326,10 @@ void freeAttributeList(void* list)
     if (list == nullptr)
         return;
     auto& lists = static_cast<TraceAttributeList*>(list)->getOwner().attributeLists;
-    std::erase_if(lists, [list](const auto& one) { return one.get() == list; });
+    const auto known = std::find_if(lists.begin(), lists.end(),
+                                    [list](const auto& one) { return one.get() == list; });
+    if (known != lists.end())
+        lists.erase(known);
 }
 
 int getAttributeListSize(void* list)

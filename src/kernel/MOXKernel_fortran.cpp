@@ -123,6 +123,7 @@ int buildList(const char* names, int count, int length, void** list)
 {
     std::vector<Name> texts;
     std::vector<const char*> addresses;
+    texts.reserve(static_cast<std::size_t>(std::max(count, 0)));
     for (int i = 0; i < count; ++i)
         texts.emplace_back(names + static_cast<std::ptrdiff_t>(i) * std::max(length, 0), length);
     addresses.assign(texts.begin(), texts.end());

@@ -32,6 +32,7 @@ std::vector<Member> membersOf(const std::string& prefix, const std::vector<Field
     Names names(Names::Language::c);
     names.reserve("memory");
     std::vector<Member> members;
+    members.reserve(fields.size());
     for (const Field& field : fields)
         members.push_back({&field, names.take(field.name), "", "", "", "", {}});
     Names globals(Names::Language::c);

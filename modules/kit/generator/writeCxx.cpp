@@ -51,6 +51,7 @@ std::vector<Member> membersOf(const std::string& prefix, const std::vector<Field
     for (const char* used : {"Parameters", "readParameters", "wordOf", "rows"})
         names.reserve(used);
     std::vector<Member> members;
+    members.reserve(fields.size());
     for (const Field& field : fields)
         members.push_back({&field, names.take(field.name), typeOf(field), {}});
     for (Member& member : members) {

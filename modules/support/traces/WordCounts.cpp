@@ -2,8 +2,9 @@
 
 namespace traces {
 
-WordCounts::WordCounts(std::vector<const char*> keys)
+WordCounts::WordCounts(const std::vector<const char*>& keys)
 {
+    words.reserve(keys.size());
     for (const char* key : keys)
         words.push_back({key, 0});
 }

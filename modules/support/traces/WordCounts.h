@@ -15,7 +15,7 @@ namespace traces {
 class WordCounts
 {
 public:
-    explicit WordCounts(std::vector<const char*> keys); ///< their keys, which live longer
+    explicit WordCounts(const std::vector<const char*>& keys); ///< their keys, which live longer
 
     std::size_t size() const { return words.size(); } ///< how many words there are
     /// The key of `word`, from 0.

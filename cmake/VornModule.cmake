@@ -144,6 +144,9 @@ function(vorn_add_module)
         LINKER:--version-script=${version_script})
     # The kit's functions on numbers in C need the mathematical library.
     target_link_libraries(${MODULE_NAME} PRIVATE ${MODULE_LIBRARIES} VORN::module m)
+    if(CXX IN_LIST languages)
+        target_compile_features(${MODULE_NAME} PRIVATE cxx_std_17) # the kit needs it
+    endif()
     if(Fortran IN_LIST languages)
         _vorn_require_fortran_interface()
         target_link_libraries(${MODULE_NAME} PRIVATE vorn_knl_fortran)

@@ -96,13 +96,19 @@ State* state()
     return static_cast<State*>(vorn_state());
 }
 
+// Where not even the address can be forgotten for lack of memory, the state stays: the end of the
+// job destroys it.
 template <typename State>
 void destroyState() noexcept
 {
-    State* kept = state<State>();
-    if (kept == nullptr)
+    State* kept = nullptr;
+    try {
+        kept = state<State>();
+        if (kept != nullptr)
+            vorn_keep_state(nullptr);
+    } catch (...) {
         return;
-    vorn_keep_state(nullptr); // the name exists, so that this takes no memory
+    }
     delete kept;
 }
 

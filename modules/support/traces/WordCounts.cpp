@@ -4,7 +4,6 @@ namespace traces {
 
 WordCounts::WordCounts(const std::vector<const char*>& keys)
 {
-    words.reserve(keys.size());
     for (const char* key : keys)
         words.push_back({key, 0});
 }

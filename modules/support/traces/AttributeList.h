@@ -17,9 +17,8 @@ namespace traces {
 inline void* attributeList(const std::vector<const VORN::HeaderWord*>& words)
 {
     std::vector<const char*> keys;
-    keys.reserve(words.size());
     for (const VORN::HeaderWord* word : words)
-        keys.push_back(word->key);
+        keys.push_back(word->key); // NOLINT(performance-inefficient-vector-operation)
     void* list = bldAttributeList(keys.data(), static_cast<int>(keys.size()));
     if (list == nullptr)
         throw std::bad_alloc();

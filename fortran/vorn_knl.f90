@@ -1847,7 +1847,7 @@ module vorn_knl
   !> `samples` is an array: `status` is 1 when it was copied, 0 and nothing copied when it has fewer
   !> elements than the traces of the set have samples. Or it is the address (`type(c_ptr)`) of as
   !> many samples as the trace itself has, which can be more than the set says: `status` is 1, or 0
-  !> when there is no such trace.
+  !> when the trace does not exist.
   interface knl_set_trace_samples
     module procedure set_samples, set_samples_from
   end interface knl_set_trace_samples
@@ -2807,7 +2807,7 @@ contains
         size(value, kind=c_int), status, len_trim(name, c_int))
   end subroutine set_f64_array_library_parameter
 
-  !> The group that is the value of a library's parameter. When there is no such parameter, a new
+  !> The group that is the value of a library's parameter. When the parameter does not exist, a new
   !> group without rows is made and stored. `status`: 1, or 0 without a group.
   subroutine knl_set_library_parameter_group(library, name, value, status)
     type(c_ptr), intent(in) :: library
@@ -3667,7 +3667,7 @@ contains
   !> Moves trace `trace_from` of the set `from` to trace `trace_to` of the set `to`, both counted
   !> from 1. The place where it was holds no trace afterwards, and what was at the new place is not
   !> released. The sets must have the same attributes in the same order. `status`: 1 moved, 0 when
-  !> there is no such trace. (Of the C form; the Fortran form has no such function.)
+  !> the trace does not exist. (Of the C form; the Fortran form has no such function.)
   subroutine knl_move_trace_to_trace(from, to, trace_from, trace_to, status)
     type(c_ptr), intent(in) :: from, to
     integer(c_int), intent(in) :: trace_from, trace_to

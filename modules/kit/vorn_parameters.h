@@ -41,7 +41,7 @@ typedef struct vorn_memory
 } vorn_memory;
 
 /** `count` elements of `size` bytes for as long as `memory` is not freed; null, after a message of
- * the kernel's, when there is no such memory. */
+ * the kernel's, when there is not enough memory. */
 static inline void* vorn_take_memory(vorn_memory* memory, int count, size_t size)
 {
     /* The address of the block before takes the room of two, which keeps the elements aligned. */

@@ -116,7 +116,7 @@ public:
     SeisTraceSet* getOutputTraceBuffer(int ch);
     SeisTraceSet* getWorkTraceBuffer(int wtset);
     /// Output channel `channelNo` with length (samples), interval (microseconds) and the attributes
-    /// of `templ` (null: none); null when there is no such channel.
+    /// of `templ` (null: none); null when the channel does not exist.
     SeisTraceSet* bldOutputTraceBuffer(int channelNo, int traceLength, int sampleInterval,
                                        SeisTraceSet* templ);
     /// The same for work buffer `wtset`, created on demand. `numTraces` is accepted and ignored.

@@ -70,10 +70,10 @@ VORN_EXPORT void* bldOutputTraceBuffer(int channel, int traceLength, int sampleI
 VORN_EXPORT void* bldWorkTraceBuffer(int channel, int traceLength, int sampleInterval,
                                      int numTraces, void* templ);
 /// Sets the bits `flag` on an input channel (bit 1: keep the current trace for the next call). 1
-/// when done; 0 when there is no such buffer or it is not a DataChannel.
+/// when done; 0 when the buffer does not exist or is not a DataChannel.
 VORN_EXPORT int setInputTraceBufferFlag(int channel, int flag);
 /// 1 when any of the bits `flag` is set on an input channel; they stay set. 0 when none is, when
-/// there is no such buffer, or when it is not a DataChannel.
+/// the buffer does not exist, or when it is not a DataChannel.
 VORN_EXPORT int isInputTraceBufferFlagged(int channel, int flag);
 /// @}
 
@@ -156,8 +156,8 @@ VORN_EXPORT int getTraceAttributes(void* list, void* traceSet, int traceNo, floa
 /// See above.
 VORN_EXPORT int getTraceAttributes(void* list, void* traceSet, int traceNo, double* values);
 /// Writes all attributes of trace `traceNo`, making attributes and trace where they are missing.
-/// Returns how many were written: all, or 0 when there is no such trace (a negative number, a trace
-/// that was moved away).
+/// Returns how many were written: all, or 0 when the trace does not exist (a negative number, a
+/// trace that was moved away).
 VORN_EXPORT int setTraceAttributes(void* list, void* traceSet, int traceNo, const int* values);
 /// See above.
 VORN_EXPORT int setTraceAttributes(void* list, void* traceSet, int traceNo, const int64_t* values);
@@ -280,7 +280,7 @@ VORN_EXPORT const char* getCurrentDate();
 
 /// The first value written for a name stays.
 VORN_EXPORT void setMetaDataValue(int scope, const std::string& name, const std::string& value);
-/// A text, empty when there is no such value. In module scope the modules upstream are asked, not
+/// A text, empty when the value does not exist. In module scope the modules upstream are asked, not
 /// the running one. Fails with std::out_of_range for the empty name in module scope.
 VORN_EXPORT UniVar getMetaDataValue(int scope, const std::string& name);
 /// Packs all that is visible in module scope into a block that the caller releases with `free`, as

@@ -81,7 +81,7 @@ int knl_getGroupModuleParameter(const char* attKey, void** var);
  *
  * @param attKey    parameter name
  * @param[out] var  at most `n` bytes, the NUL included: the text or its first n - 1 bytes;
- *                  untouched when there is no such parameter or `n` is below 1
+ *                  untouched when the parameter does not exist or `n` is below 1
  * @param n         room at `var` in bytes
  * @return the length of the whole text in bytes without its NUL (`n` or more means that it was
  *         cut); -1 when the parameter does not exist, or when no module is running
@@ -401,7 +401,7 @@ int knl_getModuleResource(const char* attKey, void** attrib);
 int knl_setModuleResource(const char* attKey, void* attrib);
 
 /** `size` bytes of zero-filled memory, charged to the running module and to the job in the
- * statistics. Null, and a message to the host, when there is no such memory (a negative size is
+ * statistics. Null, and a message to the host, when the memory cannot be had (a negative size is
  * such a case). Freed with knl_freeResource() only; nothing frees it at the end of the job.
  */
 void* knl_allocateResource(int size);
@@ -433,7 +433,7 @@ void knl_fileClose(int fileHandle);
  * is made, with all those below it.
  *
  * @param[out] trace  the trace set's handle, null on failure; always written
- * @return 0 on success; 1 when there is no such buffer, or when no module is running
+ * @return 0 on success; 1 when the buffer does not exist, or when no module is running
  *
  * - `channel`: channel number, from 0
  * - `wtset`: work buffer number, from 0
@@ -451,7 +451,7 @@ int knl_getWorkTraceBuffer(void** trace, int wtset);
  * @param traceLength     samples of each trace made from now on
  * @param sampleInterval  sample interval
  * @param templ           handle of the trace set whose attributes are taken over, or null
- * @return 0 on success; 1 when there is no such buffer, or when no module is running
+ * @return 0 on success; 1 when the buffer does not exist, or when no module is running
  *
  * - `numTraces`: accepted and not used: traces are made when they are asked for
  */
@@ -486,8 +486,8 @@ int knl_mcopyTraceToTrace(void* traceFrom, void* traceTo, int copyHeader, int co
 /** Moves a trace, without copying, into another set of the same attribute layout. The source keeps
  * an empty place under the trace's number; a trace that was at the destination is let go of.
  *
- * @return 1 when moved; 0, with both sets as they were, when there is no such source trace (none is
- *         made), when `traceNoTo` is negative, or when a handle is null
+ * @return 1 when moved; 0, with both sets as they were, when the source trace does not exist (none
+ * is made), when `traceNoTo` is negative, or when a handle is null
  */
 int knl_moveTraceToTrace(void* traceFrom, void* traceTo, int traceNoFrom, int traceNoTo);
 

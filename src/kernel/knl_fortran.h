@@ -601,7 +601,7 @@ void knl_msettracesamples_(void** trace, float** samples, int* traceNo, int* ist
  * that does not exist yet is made, with all before it.
  *
  * @param[out] trace  the trace set's handle, null on failure; always written
- * @param[out] istat  0 on success; 1 when there is no such buffer, or when no module is running
+ * @param[out] istat  0 on success; 1 when the buffer does not exist, or when no module is running
  */
 /** @{ */
 void knl_getinputtracebuffer_(void** trace, int* channel, int* istat);
@@ -613,7 +613,7 @@ void knl_getworktracebuffer_(void** trace, int* wtset, int* istat);
  * sample interval, and the attributes of the trace set `*templ`. The form that ends with `f0` takes
  * no template, the other two work buffer forms are one and the same.
  *
- * @param[out] istat  0 on success; 1 when there is no such buffer, or when no module is running
+ * @param[out] istat  0 on success; 1 when the buffer does not exist, or when no module is running
  *
  * - `numTraces`: accepted and not used: traces are made when they are asked for
  */
@@ -629,7 +629,7 @@ void knl_bldworktracebuffer_(int* channel, int* traceLength, int* sampleInterval
 /** @} */
 
 /** Sets the bits `*flag` on input channel `*channel` (from 1); bit 1 keeps the current trace for
- * the next call. Nothing happens when there is no such channel.
+ * the next call. Nothing happens when the channel does not exist.
  */
 void knl_setinputtracebufferflag_(int* channel, int* flag);
 

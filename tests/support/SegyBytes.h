@@ -172,7 +172,7 @@ inline SegyBytes ieeeFile(int traces, int samples, bool little = false)
 }
 
 /// The path of a sample file in the folder that VORN_TEST_DATA names. Empty when the variable is
-/// not set or the folder has no such file; tests that need it are skipped then.
+/// not set or the folder does not hold it; tests that need it are skipped then.
 inline std::string sampleFile(const std::string& name)
 {
     const char* folder = std::getenv("VORN_TEST_DATA");

@@ -52,7 +52,7 @@ std::string formatNumber(double value)
 {
     std::array<char, 40> buffer;
     char* const last = buffer.data() + buffer.size();
-    // Whole numbers as people write them: 10000000, not 1e+07.
+    // Whole numbers without an exponent: 10000000, not 1e+07.
     const bool isWhole = value == std::floor(value) && std::abs(value) < 1e15;
     const auto end = isWhole ? std::to_chars(buffer.data(), last, static_cast<long long>(value))
                              : std::to_chars(buffer.data(), last, value);

@@ -32,7 +32,7 @@ int editDistance(const std::string& a, const std::string& b)
 
 std::string nearestName(const std::string& wrong, const std::vector<std::string>& names)
 {
-    // Names are short; who calls with a page of text gets no suggestion.
+    // Names are short; a page of text gets no suggestion.
     constexpr std::size_t longest = 100;
     if (wrong.size() > longest)
         return "";

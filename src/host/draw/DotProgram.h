@@ -13,9 +13,9 @@ namespace host {
 bool isDotInstalled();
 
 /// The picture of `dot` text in `format` ("svg", "png", "pdf"), made by the program `dot`, which is
-/// run without a shell. Throws CommandError when there is no such program, when it fails, and when
-/// it takes longer than `limit`; it has ended then. The default is far more than a graph of ten
-/// thousand modules takes.
+/// run without a shell. Throws CommandError when the program is not installed, when it fails, and
+/// when it takes longer than `limit`; it has ended then. The default is far more than a graph of
+/// ten thousand modules takes.
 std::string drawDot(const std::string& dot, const std::string& format,
                     std::chrono::milliseconds limit = std::chrono::minutes(10));
 

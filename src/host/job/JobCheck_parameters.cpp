@@ -133,7 +133,7 @@ std::string problemOfInput(const std::string& path)
         const fs::path file(path);
         const std::string nearest =
             nearestName(file.filename().string(), entriesOf(file.parent_path()));
-        return "there is no such file" +
+        return "the file does not exist" +
                (nearest.empty() ? "" : "; did you mean " + quote(nearest) + "?");
     }
     if (fs::is_directory(status))

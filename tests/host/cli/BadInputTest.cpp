@@ -125,7 +125,7 @@ TEST_F(BadInputTest, WrongCallsSayOneLineAndChangeNothing)
         {"plot to nowhere", {"plot", "line.sgy", "-o", "nowhere/x.png"}, "nowhere/x.png: cannot be written: no file can be created in its directory: No such file or directory"},
         {"plot to a directory", {"plot", "line.sgy", "-o", "folder.png"}, "folder.png: is there already and is not a regular file; give the path of a file"},
         {"plot over its input", {"plot", "line.sgy", "-o", "line.png"}, "line.png: this is the file to be drawn; give the picture another name"},
-        {"run, missing", {"run", "job.yaml", "--set", "read.file=lin.sgy"}, "--set read.file=lin.sgy: " + file + "\"read\" is \"<work>/lin.sgy\"; there is no such file; did you mean \"line.sgy\"?"},
+        {"run, missing", {"run", "job.yaml", "--set", "read.file=lin.sgy"}, "--set read.file=lin.sgy: " + file + "\"read\" is \"<work>/lin.sgy\"; the file does not exist; did you mean \"line.sgy\"?"},
         {"run, directory", {"run", "job.yaml", "--set", "read.file=folder"}, "--set read.file=folder: " + file + "\"read\" is \"<work>/folder\"; this is a directory; a file is needed"},
         {"run to nowhere", {"run", "job.yaml", "--set", "write.file=nowhere/x.sgy"}, "--set write.file=nowhere/x.sgy: " + file + "\"write\" is \"<work>/nowhere/x.sgy\"; there is no directory \"<work>/nowhere\"; make it first"},
         {"run to a directory", {"run", "job.yaml", "--set", "write.file=folder"}, "--set write.file=folder: " + file + "\"write\" is \"<work>/folder\"; this is a directory; a file is needed"},
@@ -471,7 +471,7 @@ TEST_F(BadInputTest, AllErrorsOfAJobAreToldAtOnceAndNothingIsRun)
     EXPECT_EQ(result.exitCode, 2);
     EXPECT_EQ(result.errors,
               inWork("vorn: bad.yaml:2:41: parameter \"file\" of module \"read\" is "
-                     "\"<work>/lime.sgy\"; there is no such file; did you mean \"line.sgy\"?\n"
+                     "\"<work>/lime.sgy\"; the file does not exist; did you mean \"line.sgy\"?\n"
                      "vorn: bad.yaml:3:58: parameter \"corners\" of module \"low\" is \"5 m\"; "
                      "expected a number of at least 0 in Hz (also kHz); the unit \"m\" does not "
                      "fit\n"

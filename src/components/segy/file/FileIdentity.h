@@ -11,7 +11,7 @@
 namespace VORN {
 
 /// Identifies the file behind a path, links followed: two paths of one file have the same text, two
-/// files never do while both exist. Empty when there is no such file.
+/// files never do while both exist. Empty when the file does not exist.
 VORN_SEGY_EXPORT std::string fileIdentity(const std::string& path);
 
 /// The path as one text for one place, whether or not there is a file yet: absolute, links

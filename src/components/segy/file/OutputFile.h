@@ -33,8 +33,8 @@ public:
     OutputFile(const OutputFile&) = delete;
     OutputFile& operator=(const OutputFile&) = delete;
 
-    const std::string& path() const { return name; } ///< as given
-    std::string temporaryPath() const;               ///< "" when there is no such file any longer
+    const std::string& path() const { return name; }                        ///< as given
+    std::string temporaryPath() const;                                      ///< "" once it is gone
     int64_t size() const { return written + static_cast<int64_t>(filled); } ///< bytes so far
 
     /// Room for the next `count` bytes of the file; the caller fills it before the next call.

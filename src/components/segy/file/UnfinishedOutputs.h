@@ -42,7 +42,7 @@ VORN_SEGY_EXPORT bool outputsAreStopped() noexcept;
 class UnfinishedOutput
 {
 public:
-    UnfinishedOutput() = default; ///< there is no file
+    UnfinishedOutput() = default; ///< without a file
     ~UnfinishedOutput() { remove(); }
     UnfinishedOutput(const UnfinishedOutput&) = delete;
     UnfinishedOutput& operator=(const UnfinishedOutput&) = delete;
@@ -50,7 +50,7 @@ public:
     /// Creates a file of mode 0600 whose path is `pattern` with its last six characters, "XXXXXX",
     /// replaced. Returns its descriptor, open for reading and writing and closed on execution,
     /// which belongs to the caller; -1 with `errno` on failure: ECANCELED after `stopOutputs`,
-    /// EMFILE when 1024 outputs are unfinished. Requires: there is no file yet.
+    /// EMFILE when 1024 outputs are unfinished. Requires: none has been created yet.
     int create(const std::string& pattern);
 
     /// The path of the temporary file; "" when there is none.

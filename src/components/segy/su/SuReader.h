@@ -39,8 +39,8 @@ public:
     const std::vector<std::string>& warnings() const { return notes; }
 
     /// Reads 240 header bytes to `header` (may be null), in the file's byte order, and `samples()`
-    /// floats to `samplesTo` (may be null). Throws TraceFileError when there is no such trace, when
-    /// the file has become shorter and when it cannot be read.
+    /// floats to `samplesTo` (may be null). Throws TraceFileError when the trace does not exist,
+    /// when the file has become shorter and when it cannot be read.
     void read(int64_t index, unsigned char* header, float* samplesTo);
 
 private:

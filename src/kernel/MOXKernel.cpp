@@ -313,8 +313,9 @@ void* bldAttributeList(const char* const* names, int count)
     if (module == nullptr || count < 0 || (names == nullptr && count > 0))
         return nullptr;
     std::vector<std::string> texts;
+    texts.reserve(static_cast<std::size_t>(count));
     for (int i = 0; i < count; ++i)
-        texts.push_back(text(names[i])); // NOLINT(performance-inefficient-vector-operation)
+        texts.push_back(text(names[i]));
     return module->attributeLists
         .emplace_back(std::make_unique<TraceAttributeList>(*module, std::move(texts)))
         .get();

@@ -17,8 +17,9 @@ namespace traces {
 inline void* attributeList(const std::vector<const VORN::HeaderWord*>& words)
 {
     std::vector<const char*> keys;
+    keys.reserve(words.size());
     for (const VORN::HeaderWord* word : words)
-        keys.push_back(word->key); // NOLINT(performance-inefficient-vector-operation)
+        keys.push_back(word->key);
     void* list = bldAttributeList(keys.data(), static_cast<int>(keys.size()));
     if (list == nullptr)
         throw std::bad_alloc();

@@ -258,7 +258,7 @@ RunResult runWatched(const Arguments& arguments, const ResolvedJob& job, Console
     const SignalsHeld held; // else one could come between the next two and leave the directory
     const ScratchSpace scratch(job.scratchDirectory);
     const InterruptWatch interrupts([&](int signal) { cleanUp(signal, scratch, outputs); });
-    const CrashWatch crashes(scratch.path());
+    const CrashWatch crashes(scratch);
     JobRunner runner(job, scratch.path());
     runner.onMessage = MessagePrinter(console, job, shownSeverity(arguments));
     runner.watchHeaders = watchHeaders;

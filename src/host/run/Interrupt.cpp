@@ -3,13 +3,12 @@
 #include "JobManager.h"
 #include "ModuleEntity.h"
 #include "file/UnfinishedOutputs.h"
+#include "run/ScratchSpace.h"
 
 #include <array>
 #include <cerrno>
 #include <csignal>
 #include <cstring>
-#include <dirent.h>
-#include <fcntl.h>
 #include <poll.h>
 #include <sys/eventfd.h>
 #include <sys/signalfd.h>
@@ -33,7 +32,7 @@ sigset_t interruptSignals()
 constexpr std::array crashSignals = {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT};
 
 // What the handler needs, where it may read it.
-char crashDirectory[4096];
+const ScratchSpace* crashScratch = nullptr;
 pid_t crashOwner = 0;
 std::array<struct sigaction, crashSignals.size()> formerActions;
 
@@ -41,20 +40,6 @@ void say(const char* text)
 {
     // Nothing can be done about a failure.
     [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, text, std::strlen(text));
-}
-
-// Only what is safe in a signal handler: the kernel makes plain files in the directory.
-void removeCrashDirectory()
-{
-    const int descriptor = open(crashDirectory, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (descriptor < 0)
-        return;
-    if (DIR* entries = fdopendir(descriptor)) {
-        while (const dirent* entry = readdir(entries))
-            unlinkat(descriptor, entry->d_name, 0);
-        closedir(entries);
-    }
-    rmdir(crashDirectory);
 }
 
 void onCrash(int signal)
@@ -73,12 +58,11 @@ void onCrash(int signal)
     }
     say("outputs are incomplete\n");
     if (getpid() == crashOwner) { // the files of a child that crashes belong to its parent
-        // A crash inside the allocator, or a file system that does not answer, may hang from here
-        // on.
+        // A file system that does not answer may hang from here on.
         alarm(5);
         VORN::stopOutputs();
         VORN::removeUnfinishedOutputs(nullptr, nullptr);
-        removeCrashDirectory();
+        crashScratch->remove();
     }
     raise(signal);
 }
@@ -130,9 +114,9 @@ void InterruptWatch::run()
     _exit(signalBase + signal);
 }
 
-CrashWatch::CrashWatch(const std::string& scratchDirectory)
+CrashWatch::CrashWatch(const ScratchSpace& scratch)
 {
-    std::strncpy(crashDirectory, scratchDirectory.c_str(), sizeof crashDirectory - 1);
+    crashScratch = &scratch;
     crashOwner = getpid();
     struct sigaction action = {};
     action.sa_handler = onCrash;

@@ -6,10 +6,11 @@
 
 #include <csignal>
 #include <functional>
-#include <string>
 #include <thread>
 
 namespace host {
+
+class ScratchSpace;
 
 /// As long as it lives, SIGINT, SIGTERM and SIGHUP wait: for an InterruptWatch, or for its end.
 /// Made before what the watch cleans up, so that no signal comes when that exists and the watch
@@ -55,7 +56,8 @@ private:
 class CrashWatch
 {
 public:
-    explicit CrashWatch(const std::string& scratchDirectory);
+    /// `scratch` must live longer.
+    explicit CrashWatch(const ScratchSpace& scratch);
     ~CrashWatch();
     CrashWatch(const CrashWatch&) = delete;
     CrashWatch& operator=(const CrashWatch&) = delete;

@@ -19,11 +19,13 @@ public:
     ScratchSpace& operator=(const ScratchSpace&) = delete;
 
     const std::string& path() const { return directory; }
-    /// May be called by another thread while the job runs.
-    void remove() const;
+    /// Needs no memory and opens no file. May be called by another thread while the job runs, more
+    /// than once, and in signal handlers.
+    void remove() const noexcept;
 
 private:
     std::string directory;
+    int descriptor = -1; ///< open on the directory: removing it needs no further one
 };
 
 } // namespace host

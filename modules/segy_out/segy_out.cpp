@@ -66,7 +66,8 @@ Settings readSettings()
 struct State
 {
     explicit State(Settings given)
-        : settings(std::move(given)), file(settings.file, settings.overwrite),
+        : settings(std::move(given)),
+          file(settings.file, settings.overwrite, "the output file", getModuleName()),
           words(settings.file, VORN::traceHeaderWords(), littleEndian)
     {
     }

@@ -54,7 +54,8 @@ Settings readSettings()
 struct State
 {
     explicit State(Settings given)
-        : settings(std::move(given)), file(settings.file, settings.overwrite),
+        : settings(std::move(given)),
+          file(settings.file, settings.overwrite, "the output file", getModuleName()),
           words(settings.file, VORN::suHeaderWords(), settings.littleEndian)
     {
     }

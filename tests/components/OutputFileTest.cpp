@@ -5,10 +5,14 @@
 
 #include <TraceVerbs.h>
 
+#include <cstring>
+#include <fcntl.h>
 #include <filesystem>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/un.h>
 #include <unistd.h>
 
 using namespace VORN;
@@ -179,14 +183,109 @@ TEST_F(OutputFileTest, AWriteProtectedFileIsRefused)
     EXPECT_FALSE(isWriteProtected(directory / "none")) << "there is nothing to protect";
 }
 
-TEST_F(OutputFileTest, WhatIsNoRegularFileIsNeverReplaced)
+TEST_F(OutputFileTest, ALinkOfSomebodyElseOnTheWayIsRefused)
 {
-    const std::string pipe = directory / "pipe";
-    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
-    for (const std::string& name : {directory.path(), pipe})
+    if (geteuid() != 0)
+        GTEST_SKIP() << "only root can make links of others";
+    const std::string shared = directory / "shared";
+    const std::string trap = shared + "/folder";
+    const std::string own = directory / "own.sgy";
+    std::filesystem::create_directory(shared);
+    std::filesystem::create_directory(directory / "real");
+    ASSERT_EQ(chmod(shared.c_str(), 01777), 0);
+    ASSERT_EQ(symlink((directory / "real").c_str(), trap.c_str()), 0);
+    ASSERT_EQ(symlink("shared/folder/out.sgy", own.c_str()), 0);
+    EXPECT_EQ(foreignLinkOn(own), "");
+    ASSERT_EQ(lchown(trap.c_str(), 12345, 12345), 0);
+
+    for (const std::string& name : {trap + "/out.sgy", own}) {
+        EXPECT_EQ(foreignLinkOn(name), trap);
+        EXPECT_THAT(failure([&] { OutputFile file(name, true); }),
+                    HasSubstr("leads through " + trap + ", which is a link that somebody else"));
+    }
+    EXPECT_TRUE(std::filesystem::is_empty(directory / "real"));
+}
+
+TEST_F(OutputFileTest, ADirectoryOrASocketIsNeverReplaced)
+{
+    const std::string socketPath = directory / "socket";
+    const int descriptor = socket(AF_UNIX, SOCK_STREAM, 0);
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    std::strncpy(address.sun_path, socketPath.c_str(), sizeof address.sun_path - 1);
+    ASSERT_EQ(bind(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+    for (const std::string& name : {directory.path(), socketPath})
         EXPECT_THAT(failure([&] { OutputFile file(name, true); }),
                     HasSubstr(name + ": is there already and is not a regular file"));
     EXPECT_THAT(failure([&] { OutputFile file("", true); }), HasSubstr("has no name"));
+    close(descriptor);
+}
+
+// ---- Devices, pipes and descriptors ----
+
+TEST_F(OutputFileTest, APipeGetsEverythingAtTheCommitAndStaysAPipe)
+{
+    const std::string pipe = directory / "pipe";
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    const int reader = open(pipe.c_str(), O_RDONLY | O_NONBLOCK);
+    char bytes[16];
+    {
+        OutputFile dropped(pipe, false);
+        put(dropped, "half");
+    }
+    EXPECT_EQ(read(reader, bytes, sizeof bytes), 0) << "what is not committed";
+    OutputFile file(pipe, false);
+    put(file, "some bytes");
+    EXPECT_EQ(read(reader, bytes, sizeof bytes), 0) << "before the commit";
+    file.commit();
+    ASSERT_EQ(read(reader, bytes, sizeof bytes), 10);
+    EXPECT_EQ(std::string(bytes, 10), "some bytes");
+    EXPECT_TRUE(std::filesystem::is_fifo(pipe));
+    EXPECT_THAT(directory.names(), ElementsAre("pipe"));
+    close(reader);
+}
+
+// "command -o /dev/stdout >> file": what the file holds stays, and so does the file itself.
+TEST_F(OutputFileTest, AnOpenDescriptorIsWrittenToAtItsPlace)
+{
+    writeBytes(path, {'o', 'l', 'd'});
+    const std::string identity = fileIdentity(path);
+    const int descriptor = open(path.c_str(), O_WRONLY | O_APPEND);
+    const std::string number = std::to_string(descriptor);
+    const std::string link = directory / "link";
+    ASSERT_EQ(symlink(("/dev/fd/" + number).c_str(), link.c_str()), 0);
+    for (const std::string& name : {"/dev/fd/" + number, "/proc/self/fd/" + number, link}) {
+        EXPECT_EQ(descriptorOf(name), descriptor) << name;
+        OutputFile file(name, false);
+        put(file, "+new");
+        file.commit();
+    }
+    EXPECT_EQ(content(path), "old+new+new+new");
+    EXPECT_EQ(fileIdentity(path), identity);
+    close(descriptor);
+
+    EXPECT_EQ(descriptorOf("/dev/stdout"), 1);
+    EXPECT_EQ(descriptorOf(path), -1);
+    const int readOnly = open(path.c_str(), O_RDONLY);
+    const std::string unwritable = "/dev/fd/" + std::to_string(readOnly);
+    EXPECT_EQ(failure([&] { OutputFile file(unwritable, true); }),
+              unwritable + ": is not open for writing");
+    close(readOnly);
+}
+
+TEST_F(OutputFileTest, ADeviceIsWrittenThrough)
+{
+    OutputFile file("/dev/null", false);
+    put(file, "x");
+    file.commit();
+    EXPECT_TRUE(std::filesystem::is_character_file("/dev/null"));
+    EXPECT_THAT(failure([&] {
+                    OutputFile full("/dev/full", true);
+                    put(full, "x");
+                    full.commit();
+                }),
+                HasSubstr("/dev/full: cannot be written beyond its first 0 bytes (1 more were to "
+                          "follow now): No space left on device"));
 }
 
 TEST_F(OutputFileTest, ADirectoryThatCannotBeWrittenIsNamedAtOnce)
@@ -264,7 +363,8 @@ TEST_F(OutputFileTest, AFailedRenamingIsReportedAndLeavesNothing)
     std::filesystem::create_directory(sub);
     OutputFile file(sub + "/out.sgy", true);
     std::filesystem::create_directory(sub + "/out.sgy");
-    EXPECT_THAT(failure([&] { file.commit(); }), HasSubstr("out.sgy: cannot be given its name"));
+    EXPECT_THAT(failure([&] { file.commit(); }),
+                HasSubstr("out.sgy: is there already and is not a regular file"));
     EXPECT_TRUE(std::filesystem::is_directory(sub + "/out.sgy"));
     EXPECT_FALSE(std::filesystem::exists(file.temporaryPath()));
 }

@@ -14,6 +14,7 @@
 #include <gtest/gtest.h>
 #include <memory>
 #include <new>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
@@ -77,6 +78,41 @@ TEST_F(UnfinishedOutputsTest, WhatIsBeingWrittenCanBeRemovedWithoutItsObjects)
 
 // Names alone prove nothing: files of this kind may be somebody else's, or be read to save what
 // they hold.
+// On a file system that cannot rename without replacing, a commit makes a second name first.
+TEST_F(UnfinishedOutputsTest, AFileThatHasItsFinalNameIsNotCalledIncomplete)
+{
+    OutputFile file(path, false);
+    put(file, "whole");
+    ASSERT_EQ(link(file.temporaryPath().c_str(), path.c_str()), 0);
+
+    EXPECT_THAT(removedOutputs(), IsEmpty());
+    EXPECT_THAT(directory.names(), ElementsAre("out.sgy"));
+}
+
+TEST_F(UnfinishedOutputsTest, TheLimitIsNamedAndEndedOutputsMakeRoom)
+{
+    rlimit files;
+    getrlimit(RLIMIT_NOFILE, &files);
+    files.rlim_cur = std::min<rlim_t>(files.rlim_max, 4096);
+    setrlimit(RLIMIT_NOFILE, &files);
+    if (files.rlim_cur < 2048)
+        GTEST_SKIP() << "this process may not open so many files";
+    std::vector<std::unique_ptr<OutputFile>> open;
+    const auto begin = [&](int i) {
+        open.push_back(std::make_unique<OutputFile>(directory / std::to_string(i), true));
+    };
+    for (int i = 0; i < mostUnfinishedOutputs; ++i)
+        begin(i);
+
+    EXPECT_EQ(failure([&] { begin(mostUnfinishedOutputs); }),
+              directory / "1024" + ": cannot be written: this process is writing 1024 files "
+                                   "already, which is the limit; complete some of them first");
+    open[7]->commit();
+    EXPECT_EQ(failure([&] { begin(mostUnfinishedOutputs); }), "it did not fail");
+    open[9]->discard();
+    EXPECT_EQ(failure([&] { begin(mostUnfinishedOutputs + 1); }), "it did not fail");
+}
+
 TEST_F(UnfinishedOutputsTest, WhatThisProcessIsNotWritingStays)
 {
     const std::string read = directory / ".read.sgy.vorn-aaaaaa";

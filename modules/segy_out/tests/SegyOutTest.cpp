@@ -759,7 +759,7 @@ TEST_F(SegyOutTest, BadParametersEndTheModuleWithOneLine)
     const std::vector<Row> rows = {
         {{{"file", UniVar("")}}, "file is missing; give the name of a file to write"},
         {{{"file", UniVar(missing)}}, missing + ": cannot be written: no file can be created"},
-        {{{"file", UniVar("/dev/null")}}, "/dev/null: is there already and is not a regular file"},
+        {{{"file", UniVar(directory.path())}}, "is there already and is not a regular file"},
         {{{"format", UniVar("int16")}}, "format is \"int16\"; give ibm or ieee"},
         {{{"revision", UniVar(2)}}, "revision is 2; give a whole number from 0 to 1"},
     };

@@ -40,12 +40,18 @@ void refuseInputs(const std::string& path)
 
 void refuseSecondWriter(const std::string& path)
 {
-    const std::string key = "segy.writes." + VORN::canonicalPath(path);
-    const std::string other = ofTheJob(key);
-    if (!other.empty())
-        throw std::runtime_error(path + ": is written by module \"" + other +
-                                 "\", too; write to another file");
-    setMetaDataValue(jobScope, key, getModuleName());
+    if (VORN::isWrittenThrough(path))
+        return; // both get their bytes through
+    // Hard links are one file under several paths.
+    for (const std::string& place : {VORN::canonicalPath(path), VORN::fileIdentity(path)}) {
+        const std::string key = "segy.writes." + place;
+        const std::string other = place.empty() ? "" : ofTheJob(key);
+        if (!other.empty())
+            throw std::runtime_error(path + ": is written by module \"" + other +
+                                     "\", too; write to another file");
+        if (!place.empty())
+            setMetaDataValue(jobScope, key, getModuleName());
+    }
 }
 
 bool isToBePublished(const std::string& path, bool hasTraces)

@@ -1,6 +1,7 @@
 #include "file/InputFile.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
@@ -14,6 +15,8 @@ namespace {
 
 constexpr int64_t windowBytes = 1 << 20;
 
+std::atomic<InputObserver*> currentObserver{nullptr};
+
 std::string number(int64_t value)
 {
     return std::to_string(value);
@@ -25,6 +28,13 @@ std::string reason()
 }
 
 } // namespace
+
+InputObserver::~InputObserver() = default;
+
+void observeInputs(InputObserver* observer)
+{
+    currentObserver = observer;
+}
 
 // Without O_NONBLOCK, opening a pipe waits for a writer.
 InputFile::InputFile(const std::string& path)
@@ -39,10 +49,26 @@ InputFile::InputFile(const std::string& path)
     }
     bytes = status.st_size;
     posix_fadvise(descriptor, 0, 0, POSIX_FADV_SEQUENTIAL);
+    observer = currentObserver;
+    if (observer == nullptr)
+        return;
+    try {
+        observer->opened(*this);
+    } catch (...) {
+        ::close(descriptor); // the destructor of an object that never was does not run
+        throw;
+    }
+    // Headers are read in an order of their own; out of the window, they are bytes in sequence.
+    try {
+        moveWindow(0, std::min(bytes, windowBytes));
+    } catch (const TraceFileError&) { // whoever needs those bytes will say so
+    }
 }
 
 InputFile::~InputFile()
 {
+    if (observer != nullptr)
+        observer->closed(*this);
     ::close(descriptor);
 }
 
@@ -105,6 +131,10 @@ const unsigned char* InputFile::peek(int64_t offset, int64_t count)
 
 void InputFile::read(int64_t offset, unsigned char* to, std::size_t count) const
 {
+    if (inWindow(offset, static_cast<int64_t>(count)) && to != window.data()) {
+        std::memcpy(to, window.data() + (offset - windowStart), count);
+        return;
+    }
     std::size_t done = 0;
     while (done < count) {
         const ssize_t got =
@@ -119,6 +149,8 @@ void InputFile::read(int64_t offset, unsigned char* to, std::size_t count) const
                  "; it was longer when it was opened");
         done += static_cast<std::size_t>(got);
     }
+    if (observer != nullptr)
+        observer->read(*this, offset, to, count);
 }
 
 } // namespace VORN

@@ -14,6 +14,27 @@
 
 namespace VORN {
 
+class InputFile;
+
+/// Learns of every byte that input files give to their readers: for a checksum of what has really
+/// been read, at the cost of no second pass. One object may serve files of several threads.
+class VORN_SEGY_EXPORT InputObserver
+{
+public:
+    virtual ~InputObserver();
+    /// `file` has been opened; what the others say of it follows until it is closed.
+    virtual void opened(const InputFile& file) = 0;
+    /// `count` bytes from byte `offset` (from 0) on have been read, perhaps not for the first time.
+    virtual void read(const InputFile& file, int64_t offset, const unsigned char* bytes,
+                      std::size_t count) = 0;
+    /// The object `file` ends.
+    virtual void closed(const InputFile& file) noexcept = 0;
+};
+
+/// From now on, files that are opened tell `observer`, which must outlive them, what they read;
+/// null: nobody.
+VORN_SEGY_EXPORT void observeInputs(InputObserver* observer);
+
 /// A regular file, open for reading. Bytes that the file does not have are neither read nor
 /// allocated, whatever its headers announce. An object is used by one thread at a time.
 class VORN_SEGY_EXPORT InputFile
@@ -28,6 +49,7 @@ public:
 
     const std::string& path() const { return name; } ///< as given
     int64_t size() const { return bytes; }           ///< bytes, when it was opened
+    int handle() const { return descriptor; }        ///< the open file, for its state
 
     /// `count` bytes from byte `offset` (from 0) on; valid until the next call. Reading forward is
     /// cheap: a call of the operating system fetches many traces. Throws TraceFileError when the
@@ -48,6 +70,7 @@ private:
 
     std::string name;
     int descriptor;
+    InputObserver* observer = nullptr;
     int64_t bytes = 0;
     std::vector<unsigned char> window; // bytes of the file from `windowStart` on
     int64_t windowStart = 0;

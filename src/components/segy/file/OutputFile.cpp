@@ -1,6 +1,7 @@
 #include "file/OutputFile.h"
 
 #include "file/FileIdentity.h"
+#include "file/FileRoles.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -59,21 +60,6 @@ std::string resolved(const std::string& path)
     return none || text.size() + ofTemporaryName > PATH_MAX ? path : text;
 }
 
-// The rule by which Linux itself does not follow links (fs.protected_symlinks): in a directory
-// where everybody may make names, only one's own and those of its owner lead anywhere.
-bool isForeignLink(const std::string& path)
-{
-    struct stat link;
-    if (lstat(path.c_str(), &link) != 0 || !S_ISLNK(link.st_mode))
-        return false;
-    const std::filesystem::path parent = std::filesystem::path(path).parent_path();
-    struct stat directory;
-    constexpr mode_t forAll = S_ISVTX | S_IWOTH;
-    return stat(parent.empty() ? "." : parent.c_str(), &directory) == 0 &&
-           (directory.st_mode & forAll) == forAll && link.st_uid != geteuid() &&
-           link.st_uid != directory.st_uid;
-}
-
 // ".NAME.vorn-XXXXXX" in the directory of `path`. A long name is cut: the longest that file systems
 // take is 255 bytes.
 std::string temporaryPattern(const std::string& path)
@@ -85,30 +71,81 @@ std::string temporaryPattern(const std::string& path)
 
 } // namespace
 
-OutputFile::OutputFile(const std::string& path, bool overwrite) : name(path), mayReplace(overwrite)
+OutputFile::OutputFile(const std::string& path, bool overwrite, std::string itsRole,
+                       std::string itsOwner)
+    : name(path), role(std::move(itsRole)), owner(std::move(itsOwner)), process(getpid()),
+      mayReplace(overwrite)
 {
-    struct stat status;
     if (path.empty())
         fail("the output has no name; give the path of a file");
-    target = resolved(path);
-    if (isForeignLink(path))
-        fail("is a link that somebody else has put into a directory for all; write to another "
-             "place");
-    if (stat(target.c_str(), &status) == 0) {
-        if (!S_ISREG(status.st_mode))
-            fail("is there already and is not a regular file; give the path of a file");
-        if (!mayReplace)
-            fail("is there already; remove it, or allow it to be overwritten");
-        if (isWriteProtected(target))
-            fail("is write-protected; write to another file, or give yourself permission first "
-                 "(chmod u+w)");
+    const std::string foreign = foreignLinkOn(path);
+    std::error_code none;
+    if (!foreign.empty())
+        fail((foreign == std::filesystem::absolute(path, none).string()
+                  ? "is"
+                  : "leads through " + foreign + ", which is") +
+             std::string(" a link that somebody else has put into a directory for all; write to "
+                         "another place"));
+    through = isWrittenThrough(path);
+    target = through ? path : resolved(path);
+    refuseReplacing();
+    buffer.reserve(bufferBytes); // no memory for it must not leave a file behind
+    if (through) {
+        createSpool();
+        return;
     }
-    buffer.resize(bufferBytes); // no memory for it must not leave a file behind
     descriptor = temporary.create(temporaryPattern(target));
     if (descriptor < 0 && errno == ECANCELED)
         fail("cannot be written: the process is ending");
+    if (descriptor < 0 && errno == EUSERS)
+        fail("cannot be written: this process is writing " + number(mostUnfinishedOutputs) +
+             " files already, which is the limit; complete some of them first");
     if (descriptor < 0)
         fail("cannot be written: no file can be created in its directory: " + reason());
+}
+
+// All that speaks against an output at this place, as it is now.
+void OutputFile::refuseReplacing()
+{
+    const std::string used = usedFiles().roleOf(name, owner);
+    if (!used.empty())
+        fail(role + " would replace " + used + "; write to another file");
+    struct stat status;
+    if (through || stat(target.c_str(), &status) != 0)
+        return;
+    if (!S_ISREG(status.st_mode))
+        fail("is there already and is not a regular file; give the path of a file");
+    if (!mayReplace)
+        fail("is there already; remove it, or allow it to be overwritten");
+    if (isWriteProtected(target))
+        fail("is write-protected; write to another file, or give yourself permission first "
+             "(chmod u+w)");
+}
+
+// A file without a name: nothing has to remove it.
+void OutputFile::createSpool()
+{
+    const int named = descriptorOf(name);
+    const int mode = named >= 0 ? fcntl(named, F_GETFL) : O_WRONLY;
+    if (mode < 0 || (mode & O_ACCMODE) == O_RDONLY)
+        fail("is not open for writing");
+    const char* given = std::getenv("TMPDIR");
+    for (const std::string directory : {given != nullptr ? given : "", "/tmp"}) {
+        if (directory.empty())
+            continue;
+        descriptor = open(directory.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600);
+        if (descriptor >= 0)
+            return;
+        std::string pattern = directory + "/vorn-XXXXXX"; // not every file system knows the flag
+        descriptor = mkostemp(pattern.data(), O_CLOEXEC);
+        if (descriptor >= 0) {
+            unlink(pattern.c_str());
+            return;
+        }
+    }
+    fail("cannot be written: there is no place for its bytes in the directory for temporary "
+         "files: " +
+         reason());
 }
 
 OutputFile::~OutputFile()
@@ -156,28 +193,68 @@ void OutputFile::flush()
 {
     if (descriptor < 0)
         fail("is not open for writing any longer");
-    if (!temporary.isOfThisProcess())
+    if (process != getpid())
         fail("belongs to the process that started this one, and is left to it");
-    std::size_t done = 0;
-    while (done < filled) {
-        const std::size_t some = std::min(filled - done, mostPerWrite);
-        const ssize_t put = ::write(descriptor, buffer.data() + done, some);
+    writeTo(descriptor, buffer.data(), filled, written);
+    filled = 0;
+}
+
+// `done` counts the bytes that `to` has taken.
+void OutputFile::writeTo(int to, const unsigned char* bytes, std::size_t count, int64_t& done)
+{
+    for (std::size_t sent = 0; sent < count;) {
+        const std::size_t some = std::min(count - sent, mostPerWrite);
+        const ssize_t put = ::write(to, bytes + sent, some);
         if (put < 0 && errno == EINTR)
             continue;
         if (put <= 0)
-            fail("cannot be written beyond its first " + number(written) + " bytes (" +
-                 number(static_cast<int64_t>(filled - done)) + " more were to follow now): " +
+            fail("cannot be written beyond its first " + number(done) + " bytes (" +
+                 number(static_cast<int64_t>(count - sent)) + " more were to follow now): " +
                  (put < 0 ? reason() : std::string("nothing more is taken")) +
                  "; make room there, or write to another place");
-        done += static_cast<std::size_t>(put);
-        written += put;
+        sent += static_cast<std::size_t>(put);
+        done += put;
     }
-    filled = 0;
+}
+
+// Opening a named pipe waits for a reader.
+void OutputFile::copySpool()
+{
+    if (outputsAreStopped())
+        fail("cannot be written: the process is ending");
+    const int named = descriptorOf(name);
+    const int to = named >= 0 ? fcntl(named, F_DUPFD_CLOEXEC, 0)
+                              : open(target.c_str(), O_WRONLY | O_NOCTTY | O_CLOEXEC);
+    if (to < 0)
+        fail("cannot be opened for writing: " + reason());
+    struct Closing
+    {
+        int descriptor;
+        ~Closing() { ::close(descriptor); }
+    } const closing{to};
+    int64_t copied = 0;
+    buffer.resize(bufferBytes);
+    for (int64_t at = 0; at < written;) {
+        const ssize_t got = pread(descriptor, buffer.data(), buffer.size(), at);
+        if (got < 0 && errno == EINTR)
+            continue;
+        if (got <= 0)
+            fail("cannot be written: its bytes cannot be read back from the directory for "
+                 "temporary files: " +
+                 (got < 0 ? reason() : std::string("they end early")));
+        writeTo(to, buffer.data(), static_cast<std::size_t>(got), copied);
+        at += got;
+    }
 }
 
 void OutputFile::commit()
 {
     flush();
+    if (through) {
+        copySpool();
+        close();
+        return;
+    }
     if (fchmod(descriptor, 0666 & ~creationMask()) != 0)
         fail("cannot be given its permissions: " + reason());
     // Network file systems report what went wrong with the writing only now.
@@ -187,7 +264,8 @@ void OutputFile::commit()
     temporary.complete();
 }
 
-// Between the check of the target and now somebody may have made one that must not be replaced.
+// Between the check of the target and now somebody may have made one that must not be replaced, or
+// protected the one that is there.
 // When outputs are stopped after the check here, their removal finds the temporary file before this
 // renames it, or the file is whole.
 void OutputFile::publish()
@@ -195,6 +273,7 @@ void OutputFile::publish()
     if (outputsAreStopped())
         fail("cannot be given its name: the process is ending");
     if (mayReplace) {
+        refuseReplacing();
         if (rename(temporary.path(), target.c_str()) != 0)
             fail("cannot be given its name: " + reason());
         return;

@@ -11,6 +11,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <sys/types.h>
 #include <vector>
 
 namespace VORN {
@@ -20,21 +21,34 @@ namespace VORN {
 /// ends without that removes it. So does the process when it ends before its objects (see
 /// UnfinishedOutputs.h). An object is used by one thread at a time; one that a child process has
 /// inherited fails to write and leaves the file to the parent.
+///
+/// What is at the path is replaced only where that loses nothing that somebody needs: see the
+/// constructor. It is looked at again before the file gets its name, since files come and go while
+/// an output is written.
+///
+/// A character device, a named pipe and an open descriptor of this process (/dev/stdout, /dev/fd/N)
+/// are written through, never replaced. They, too, get everything or nothing: until `commit`, the
+/// bytes are in an unnamed file in the directory for temporary files.
 class VORN_SEGY_EXPORT OutputFile
 {
 public:
     /// Creates the temporary file, readable by its owner only. Throws TraceFileError when the
-    /// directory cannot be written, when `path` exists and is not a regular file or is
-    /// write-protected, when it exists and `overwrite` is false, and after `stopOutputs`. A
-    /// symbolic link stays, and the file behind it is replaced; a link that somebody else has put
-    /// into a directory for all (sticky, as /tmp) is refused.
-    OutputFile(const std::string& path, bool overwrite);
+    /// directory cannot be written, after `stopOutputs`, and when what is at `path` may not be
+    /// replaced: a directory, a socket or a disk; a write-protected file; a file that this process
+    /// uses in another role (see FileRoles.h); any file if `overwrite` is false. A symbolic link
+    /// stays, and the file behind it is replaced; a link that somebody else has put into a
+    /// directory for all (sticky, as /tmp) is refused.
+    ///
+    /// `role` is what messages call the output, such as: the picture. `owner` tells which of
+    /// `usedFiles` is this output itself.
+    OutputFile(const std::string& path, bool overwrite, std::string role = "the output",
+               std::string owner = "");
     ~OutputFile();
     OutputFile(const OutputFile&) = delete;
     OutputFile& operator=(const OutputFile&) = delete;
 
-    const std::string& path() const { return name; }                        ///< as given
-    std::string temporaryPath() const;                                      ///< "" once it is gone
+    const std::string& path() const { return name; } ///< as given
+    std::string temporaryPath() const;               ///< "" when there is none (any longer)
     int64_t size() const { return written + static_cast<int64_t>(filled); } ///< bytes so far
 
     /// Room for the next `count` bytes of the file; the caller fills it before the next call.
@@ -50,13 +64,21 @@ public:
     void discard() noexcept;
 
 private:
+    void refuseReplacing();
+    void createSpool();
+    void copySpool();
     void flush();
+    void writeTo(int to, const unsigned char* bytes, std::size_t count, int64_t& done);
     void publish();
     void close() noexcept;
     [[noreturn]] void fail(const std::string& what);
 
     std::string name;
+    std::string role;
+    std::string owner;
     std::string target; // absolute, with links resolved
+    bool through = false;
+    pid_t process = -1; // that made the object
     UnfinishedOutput temporary;
     bool mayReplace;
     int descriptor = -1;

@@ -80,12 +80,14 @@ struct UnfinishedOutput::Entry
         return state.compare_exchange_strong(expected, to == unused ? 0 : ofThisProcess(to));
     }
 
+    // Whether an incomplete output has been removed. A file with a second name has its final one: a
+    // commit on a file system without the call that renames does that in two steps.
     // Requires: the caller is the owner, or has claimed the entry.
     bool removeFile() const noexcept
     {
         struct stat named;
         return lstat(path, &named) == 0 && named.st_dev == device && named.st_ino == inode &&
-               unlink(path) == 0;
+               unlink(path) == 0 && named.st_nlink == 1;
     }
 
     // Waits until the entry is in another step than `creating`.
@@ -129,13 +131,12 @@ struct UnfinishedOutput::Entry
     }
 };
 
-// As many entries as a process may have files open, as a rule. They are zero until they are used,
-// and take no memory until then.
+// The entries are zero until they are used, and take no memory until then.
 struct UnfinishedRegistry
 {
     using Entry = UnfinishedOutput::Entry;
 
-    std::array<Entry, 1024> entries;
+    std::array<Entry, mostUnfinishedOutputs> entries;
     std::atomic<std::size_t> reached; // no entry from here on has ever been used
     std::atomic<bool> stopped;
 
@@ -201,7 +202,7 @@ int UnfinishedOutput::create(const std::string& pattern)
     const SignalsBlocked blocked;
     Entry* const taken = registry.take();
     if (taken == nullptr) {
-        errno = EMFILE;
+        errno = EUSERS;
         return -1;
     }
     std::memcpy(taken->path, pattern.c_str(), pattern.size() + 1);

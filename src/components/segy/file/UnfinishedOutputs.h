@@ -19,6 +19,10 @@
 
 namespace VORN {
 
+/// How many outputs of one process can be unfinished at a time: as many as a process may have files
+/// open, as a rule. Those that are complete or removed make room for others.
+constexpr int mostUnfinishedOutputs = 1024;
+
 /// From the return of this function on, no output of this process begins, and no commit of an
 /// OutputFile begins: both fail. A commit that has begun either ends, with a whole file under its
 /// final name, or fails because `removeUnfinishedOutputs` has removed the file. For a process that
@@ -29,9 +33,10 @@ namespace VORN {
 VORN_SEGY_EXPORT void stopOutputs() noexcept;
 
 /// Removes the temporary files of all outputs that this process has not completed, and calls `tell`
-/// (may be null) with `context` and the path of each: for a process that ends without destroying
-/// its objects. What is written to them afterwards is lost, and committing them fails. A file that
-/// has replaced the temporary one meanwhile is left alone. Safe in signal handlers if `tell` is.
+/// (may be null) with `context` and the path of each that is not whole under its final name: for a
+/// process that ends without destroying its objects. What is written to them afterwards is lost,
+/// and committing them fails. A file that has replaced the temporary one meanwhile is left alone.
+/// Safe in signal handlers if `tell` is.
 VORN_SEGY_EXPORT void removeUnfinishedOutputs(void (*tell)(void* context, const char* path),
                                               void* context) noexcept;
 
@@ -50,7 +55,7 @@ public:
     /// Creates a file of mode 0600 whose path is `pattern` with its last six characters, "XXXXXX",
     /// replaced. Returns its descriptor, open for reading and writing and closed on execution,
     /// which belongs to the caller; -1 with `errno` on failure: ECANCELED after `stopOutputs`,
-    /// EMFILE when 1024 outputs are unfinished. Requires: none has been created yet.
+    /// EUSERS when `mostUnfinishedOutputs` are unfinished. Requires: none has been created yet.
     int create(const std::string& pattern);
 
     /// The path of the temporary file; "" when there is none.

@@ -93,6 +93,16 @@ pid_t TestTree::start(const std::vector<std::string>& words) const
 {
     std::vector<std::string> call = {program};
     call.insert(call.end(), words.begin(), words.end());
+    return startProgram(program, std::move(call));
+}
+
+ProcessResult TestTree::shell(const std::string& commandLine) const
+{
+    return finish(startProgram("/bin/sh", {"sh", "-c", commandLine}));
+}
+
+pid_t TestTree::startProgram(const char* path, std::vector<std::string> call) const
+{
     std::vector<char*> arguments;
     for (std::string& word : call)
         arguments.push_back(word.data());
@@ -100,7 +110,7 @@ pid_t TestTree::start(const std::vector<std::string>& words) const
     // Nothing of the machine's settings but where programs are.
     std::vector<std::string> settings = {
         environmentEntry("VORN_HOME", home()), environmentEntry("LC_ALL", "C"),
-        environmentEntry("TMPDIR", work()),
+        environmentEntry("TMPDIR", work()), environmentEntry("VORN", program),
         environmentEntry("PATH", std::getenv("PATH") != nullptr ? std::getenv("PATH") : "")};
     for (const char* name : {"ASAN_OPTIONS", "UBSAN_OPTIONS", "LSAN_OPTIONS"}) {
         if (const char* value = std::getenv(name))
@@ -123,11 +133,10 @@ pid_t TestTree::start(const std::vector<std::string>& words) const
                                      0600);
     pid_t process = 0;
     const int error =
-        posix_spawn(&process, program, &actions, nullptr, arguments.data(), environment.data());
+        posix_spawn(&process, path, &actions, nullptr, arguments.data(), environment.data());
     posix_spawn_file_actions_destroy(&actions);
     if (error != 0)
-        throw std::runtime_error(std::string("cannot start ") + program + ": " +
-                                 std::strerror(error));
+        throw std::runtime_error(std::string("cannot start ") + path + ": " + std::strerror(error));
     return process;
 }
 

@@ -37,12 +37,16 @@ public:
 
     /// Runs `vorn` in `work` with the words given and waits for its end.
     ProcessResult run(const std::vector<std::string>& words) const;
+    /// Runs a command line of the shell in `work`, in which "$VORN" is the command and the settings
+    /// are those of `run`. What goes to file descriptors 1 and 2 is in the result.
+    ProcessResult shell(const std::string& commandLine) const;
     /// Starts it; the caller waits with `finish`. Its output goes to files.
     pid_t start(const std::vector<std::string>& words) const;
     ProcessResult finish(pid_t process) const;
 
 private:
     void addModule(const std::string& name) const;
+    pid_t startProgram(const char* path, std::vector<std::string> call) const;
 
     TemporaryDirectory directory;
 };

@@ -3,12 +3,14 @@
 #include "base/CommandError.h"
 #include "base/Escaping.h"
 #include "file/FileIdentity.h"
+#include "file/FileRoles.h"
 #include "file/OutputFile.h"
 
 #include <cctype>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <unistd.h>
 
 namespace host {
 
@@ -65,35 +67,56 @@ const char* kindName(Content content)
 
 } // namespace
 
-void refuseToReplace(const std::string& option, const std::string& path, Content content)
+void claimOutput(const Output& output)
 {
-    std::error_code none;
-    if (!std::filesystem::is_regular_file(path, none))
+    const auto refuse = [&](const std::string& what) {
+        throw CommandError(output.option + ": " + what);
+    };
+    const std::string& path = output.path;
+    const std::string used = VORN::usedFiles().roleOf(path, output.option);
+    if (!used.empty())
+        refuse(output.role + " " + quote(path) + " would replace " + used +
+               "; write to another file");
+    const std::string link = VORN::foreignLinkOn(path);
+    if (!link.empty())
+        refuse("the link " + quote(link) +
+               " has been put into a directory for all by somebody else and is not followed; write "
+               "to another place");
+    if (VORN::isWrittenThrough(path))
         return;
+    std::error_code none;
+    const std::filesystem::file_status status = std::filesystem::status(path, none);
+    if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status))
+        refuse(quote(path) + " is not a regular file; give the path of a file");
     if (VORN::isWriteProtected(path))
-        throw CommandError(option + ": the file " + quote(path) +
-                           " is write-protected; write to another file, or give yourself "
-                           "permission first (chmod u+w)");
-    if (std::filesystem::file_size(path, none) > 0 && !isOfKind(beginningOf(path), content))
-        throw CommandError(option + ": the file " + quote(path) + " is there already and is " +
-                           kindName(content) +
-                           ", so it is not replaced; write to another file, "
-                           "or remove it first");
+        refuse("the file " + quote(path) +
+               " is write-protected; write to another file, or give yourself permission first "
+               "(chmod u+w)");
+    if (std::filesystem::exists(status) && std::filesystem::file_size(path, none) > 0 &&
+        !isOfKind(beginningOf(path), output.content))
+        refuse("the file " + quote(path) + " is there already and is " + kindName(output.content) +
+               ", so it is not replaced; write to another file, or remove it first");
+    VORN::usedFiles().add(path, output.role + " " + quote(path), output.option);
 }
 
-void writeWholeFile(const std::string& path, const std::string& bytes)
+void writeWholeFile(const Output& output, const std::string& bytes)
 {
     try {
-        VORN::OutputFile file(path, true);
+        VORN::OutputFile file(output.path, true, output.role, output.option);
         if (!bytes.empty())
             std::memcpy(file.append(bytes.size()), bytes.data(), bytes.size());
         file.commit();
     } catch (const VORN::TraceFileError& error) {
         const std::string text = error.what();
-        const std::string named = path + ": ";
-        throw CommandError("the file " + quote(path) + " " +
+        const std::string named = output.path + ": ";
+        throw CommandError("the file " + quote(output.path) + " " +
                            (text.starts_with(named) ? text.substr(named.size()) : text));
     }
+}
+
+bool isStandardOutput(const std::string& path)
+{
+    return VORN::descriptorOf(path) == STDOUT_FILENO;
 }
 
 } // namespace host

@@ -2,11 +2,10 @@
 
 #include "base/CommandError.h"
 #include "base/Escaping.h"
-#include "base/FileOutput.h"
 #include "base/Text.h"
+#include "file/FileIdentity.h"
 #include "report/HtmlReport.h"
 #include "report/JsonResult.h"
-#include "run/RunFiles.h"
 
 #include <filesystem>
 #include <unistd.h>
@@ -38,22 +37,11 @@ std::string pagePath(const std::string& given, const ResolvedJob& job)
     return (fs::path(given) / (fs::path(job.file).stem().string() + "-report.html")).string();
 }
 
-bool isSameFile(const std::string& a, const std::string& b)
-{
-    std::error_code error;
-    if (fs::equivalent(a, b, error) && !error)
-        return true;
-    // Made absolute first: the relative name of a file that does not exist would stay relative.
-    return fs::weakly_canonical(fs::absolute(a), error) ==
-           fs::weakly_canonical(fs::absolute(b), error);
-}
-
 void refuseUnwritable(const std::string& option, const std::string& path)
 {
     std::error_code error;
-    const fs::file_status status = fs::status(path, error);
-    if (fs::exists(status) && !fs::is_regular_file(status))
-        throw CommandError(option + ": " + quote(path) + " is not a regular file");
+    if (VORN::isWrittenThrough(path))
+        return;
     fs::path directory = fs::path(path).parent_path();
     if (directory.empty())
         directory = ".";
@@ -62,24 +50,6 @@ void refuseUnwritable(const std::string& option, const std::string& path)
     if (access(directory.c_str(), W_OK | X_OK) != 0)
         throw CommandError(option + ": the directory " + quote(directory.string()) +
                            " cannot be written to");
-}
-
-void refuseClash(const std::string& option, const std::string& path, const std::string& other,
-                 const std::string& role)
-{
-    if (!other.empty() && isSameFile(path, other))
-        throw CommandError(option + ": the file " + quote(path) + " is " + role +
-                           "; write to another file");
-}
-
-void refuseFilesOfJob(const std::string& option, const std::string& path, const ResolvedJob& job)
-{
-    refuseClash(option, path, job.file, "the job file");
-    for (const bool outputs : {false, true}) {
-        for (const RunFile& file : describeFiles(job, outputs, false))
-            refuseClash(option, path, file.path,
-                        "one that module " + quote(file.module) + (outputs ? " writes" : " reads"));
-    }
 }
 
 } // namespace
@@ -99,44 +69,42 @@ std::vector<OptionSpec> reportOptions()
 RunReport::RunReport(const Arguments& arguments, const ResolvedJob& job)
 {
     if (arguments.has("--log")) {
-        if (arguments.text("--log").empty())
+        log = {"--log", arguments.text("--log"), "the log", Content::text};
+        if (log.path.empty())
             throw CommandError("--log: the name of a file is expected");
-        refuseFilesOfJob("--log", arguments.text("--log"), job);
-        refuseToReplace("--log", arguments.text("--log"), Content::text);
+        claimOutput(log);
     }
     if (arguments.has("--report"))
-        htmlPath = pagePath(arguments.text("--report"), job);
+        page = {"--report", pagePath(arguments.text("--report"), job), "the report", Content::page};
     if (arguments.has("--json")) {
-        jsonPath = arguments.text("--json");
-        if (jsonPath.empty())
+        json = {"--json", arguments.text("--json"), "the JSON file", Content::json};
+        if (json.path.empty())
             throw CommandError("--json: the name of a file is expected");
     }
-    for (const auto& [option, path] : {std::pair<std::string, std::string>{"--report", htmlPath},
-                                       std::pair<std::string, std::string>{"--json", jsonPath}})
-    {
-        if (path.empty())
+    for (const Output& output : {page, json}) {
+        if (output.path.empty())
             continue;
-        refuseUnwritable(option, path);
-        refuseFilesOfJob(option, path, job);
-        refuseClash(option, path, arguments.text("--log"), "the log");
+        claimOutput(output);
+        refuseUnwritable(output.option, output.path);
     }
-    if (!htmlPath.empty() && !jsonPath.empty())
-        refuseClash("--json", jsonPath, htmlPath, "the report");
-    refuseToReplace("--report", htmlPath, Content::page);
-    refuseToReplace("--json", jsonPath, Content::json);
+}
+
+bool RunReport::usesStandardOutput() const
+{
+    return isStandardOutput(page.path) || isStandardOutput(json.path);
 }
 
 std::vector<std::string> RunReport::write(const RunResult& result,
                                           const std::vector<Pad>& pads) const
 {
     std::vector<std::string> paths;
-    if (!jsonPath.empty()) {
-        writeWholeFile(jsonPath, jsonResult(result, pads));
-        paths.push_back(jsonPath);
+    if (!json.path.empty()) {
+        writeWholeFile(json, jsonResult(result, pads));
+        paths.push_back(json.path);
     }
-    if (!htmlPath.empty()) {
-        writeWholeFile(htmlPath, htmlReport(result, pads));
-        paths.push_back(htmlPath);
+    if (!page.path.empty()) {
+        writeWholeFile(page, htmlReport(result, pads));
+        paths.push_back(page.path);
     }
     return paths;
 }

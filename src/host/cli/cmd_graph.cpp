@@ -6,6 +6,8 @@
 #include "cli/JobLoader.h"
 #include "draw/DotProgram.h"
 #include "draw/JobGraph.h"
+#include "file/FileIdentity.h"
+#include "job/JobFileRoles.h"
 #include "run/JobBuilder.h"
 
 #include <cstdio>
@@ -15,7 +17,7 @@ namespace host {
 
 namespace {
 
-// By the file's ending; "dot" for the graph's text.
+// By the file's ending; "dot" for the graph's text, which is also what goes through a pipe.
 std::string formatOf(const std::string& path)
 {
     const std::string ending = lowerCase(std::filesystem::path(path).extension().string());
@@ -23,6 +25,8 @@ std::string formatOf(const std::string& path)
         if (ending == std::string(".") + format)
             return format;
     }
+    if (ending.empty() && VORN::isWrittenThrough(path))
+        return "dot";
     throw CommandError("-o: the file " + quote(path) +
                        " must end with .svg, .png, .pdf or .dot, which selects the format");
 }
@@ -31,16 +35,20 @@ int runGraph(const Arguments& arguments)
 {
     const std::string path = arguments.text("--output");
     const std::string format = path.empty() ? "dot" : formatOf(path);
-    refuseToReplace("-o", path, Content::any);
+    const Output output = {"-o", path, "the picture"};
     const LoadedJob loaded = loadJob(arguments);
     refuseErrors(loaded);
+    useFilesOf(loaded.job);
+    if (!path.empty())
+        claimOutput(output);
     const std::string dot = graphDot(loaded.job, kernelOrder(loaded.job));
     const std::string picture = format == "dot" ? dot : drawDot(dot, format);
     if (path.empty()) {
         std::fwrite(picture.data(), 1, picture.size(), stdout);
     } else {
-        writeWholeFile(path, picture);
-        std::printf("%s\n", escaped(path).c_str());
+        writeWholeFile(output, picture);
+        if (!isStandardOutput(path))
+            std::printf("%s\n", escaped(path).c_str());
     }
     return exitDone;
 }

@@ -1,12 +1,12 @@
 // vorn manual: manual pages, made from the table of commands.
 #include "base/CommandError.h"
 #include "base/Escaping.h"
+#include "base/FileOutput.h"
 #include "base/Suggestions.h"
 #include "cli/CommandHelp.h"
 
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
 
 namespace host {
 
@@ -14,12 +14,9 @@ namespace {
 
 void writePage(const std::string& directory, const std::string& name, const std::string& text)
 {
-    const std::string path = directory + "/" + name + ".1";
-    std::ofstream file(path, std::ios::binary);
-    file << text;
-    file.close();
-    if (!file)
-        throw CommandError("the manual page " + quote(path) + " cannot be written");
+    const Output page = {"--directory", directory + "/" + name + ".1", "the manual page"};
+    claimOutput(page);
+    writeWholeFile(page, text);
 }
 
 int runManual(const Arguments& arguments)

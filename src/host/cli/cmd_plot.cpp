@@ -8,6 +8,7 @@
 #include "cli/CommandTable.h"
 #include "draw/Page.h"
 #include "draw/SectionPlot.h"
+#include "file/FileRoles.h"
 #include "segy/NumberRanges.h"
 #include "segy/SegyReader.h"
 
@@ -183,17 +184,15 @@ int runPlot(const Arguments& arguments)
             std::fprintf(stderr, "vorn: %s: warning: %s\n", escaped(reader.path()).c_str(),
                          escaped(warning).c_str());
         const std::string path = arguments.text("--output");
-        std::error_code none;
-        if (std::filesystem::equivalent(path, reader.path(), none))
-            throw CommandError(path + ": this is the file to be drawn; give the picture another "
-                                      "name");
-        refuseToReplace("-o", path, Content::any);
+        VORN::usedFiles().add(reader.path(), "the input file " + quote(reader.path()));
+        claimOutput({"-o", path, "the picture"});
         const SectionStyle style = styleOf(arguments, reader);
         const Section section = readSection(reader, arguments);
-        Page page(path, widthInPoints, heightInPoints);
+        Page page(path, widthInPoints, heightInPoints, "-o");
         drawSection(page.context(), page.area(), section, style);
         page.finish();
-        std::printf("%s\n", escaped(path).c_str());
+        if (!isStandardOutput(path))
+            std::printf("%s\n", escaped(path).c_str());
     } catch (const VORN::TraceFileError& error) {
         throw CommandError(error.what());
     } catch (const DrawingError& error) {

@@ -11,7 +11,9 @@
 #include "draw/PadRenderer.h"
 #include "draw/PadStore.h"
 #include "draw/Page.h"
+#include "file/FileRoles.h"
 #include "file/UnfinishedOutputs.h"
+#include "job/JobFileRoles.h"
 #include "kernel_messages.h"
 #include "report/RunTable.h"
 #include "run/Console.h"
@@ -158,6 +160,7 @@ std::vector<std::string> writePictures(const PadStore& pads, const std::string& 
     for (std::size_t i = 0; i < names.size(); ++i) {
         paths.push_back((fs::path(directory) / (names[i] + "." + format)).string());
         renderPad(pads.pads()[i], paths.back());
+        VORN::usedFiles().add(paths.back(), "the picture " + quote(paths.back()), paths.back());
     }
     return paths;
 }
@@ -268,12 +271,22 @@ RunResult runWatched(const Arguments& arguments, const ResolvedJob& job, Console
     return runner.run();
 }
 
+bool writesStandardOutput(const ResolvedJob& job)
+{
+    const std::vector<RunFile> outputs = describeFiles(job, true, false);
+    return std::any_of(outputs.begin(), outputs.end(),
+                       [](const RunFile& file) { return isStandardOutput(file.path); });
+}
+
 int runRun(const Arguments& arguments)
 {
     const LoadedJob loaded = loadJob(arguments);
     refuseErrors(loaded);
+    useFilesOf(loaded.job);
     const RunReport report(arguments, loaded.job);
     Console console;
+    if (report.usesStandardOutput() || writesStandardOutput(loaded.job))
+        console.leaveStandardOutput();
     if (arguments.has("--log"))
         console.openLog(arguments.text("--log"));
     const std::string pictures = pictureDirectory(arguments);
@@ -304,6 +317,10 @@ int runRun(const Arguments& arguments)
     if (!problem.empty())
         throw CommandError(problem);
     tellEnd(console, result);
+    const std::string incomplete = console.closeLog();
+    if (!incomplete.empty())
+        throw CommandError(incomplete,
+                           result.end == RunEnd::notStarted ? exitWrongCall : exitJobErrors);
     if (result.end == RunEnd::notStarted)
         return exitWrongCall;
     return result.failed ? exitJobErrors : exitDone;

@@ -425,7 +425,7 @@ std::string padAsPng(const Pad& pad)
 
 void renderPad(const Pad& pad, const std::string& path)
 {
-    Page page(path, pageWidth, Parts(pad).height());
+    Page page(path, pageWidth, Parts(pad).height(), path);
     drawPad(page.context(), pad);
     page.finish();
 }

@@ -7,6 +7,7 @@
 #include <cmath>
 #include <cstring>
 #include <filesystem>
+#include <utility>
 
 namespace host {
 
@@ -22,8 +23,8 @@ cairo_status_t append(void* bytes, const unsigned char* data, unsigned int lengt
 
 } // namespace
 
-Page::Page(const std::string& path, double width, double height)
-    : target(path), pageWidth(width), pageHeight(height)
+Page::Page(const std::string& path, double width, double height, std::string owner)
+    : target(path), usedBy(std::move(owner)), pageWidth(width), pageHeight(height)
 {
     const std::string ending = std::filesystem::path(path).extension().string();
     if (ending == ".png") {
@@ -66,7 +67,7 @@ void Page::finish()
         throw DrawingError(target +
                            ": the picture cannot be drawn: " + cairo_status_to_string(status));
     try {
-        VORN::OutputFile file(target, true);
+        VORN::OutputFile file(target, true, "the picture", usedBy);
         std::memcpy(file.append(bytes.size()), bytes.data(), bytes.size());
         file.commit();
     } catch (const VORN::TraceFileError& error) {

@@ -32,9 +32,9 @@ struct Area
 class Page
 {
 public:
-    /// `width` and `height` are in points. Throws DrawingError for an ending other than .png, .svg
-    /// and .pdf.
-    Page(const std::string& path, double width, double height);
+    /// `width` and `height` are in points. `owner` tells which of the used files the picture is
+    /// (see VORN::FileRoles). Throws DrawingError for an ending other than .png, .svg and .pdf.
+    Page(const std::string& path, double width, double height, std::string owner = "");
     ~Page();
     Page(const Page&) = delete;
     Page& operator=(const Page&) = delete;
@@ -52,6 +52,7 @@ public:
 
 private:
     std::string target;
+    std::string usedBy;
     std::string bytes; // of the file, as far as they have been made
     double pageWidth;
     double pageHeight;

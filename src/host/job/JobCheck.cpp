@@ -335,9 +335,9 @@ ResolvedJob checkJob(const JobFile& job, const ModuleCatalog& catalog, Diagnosti
         finder.find(job.modules[i], resolved.modules[i]);
         checkParameters(job, i, resolved.modules[i], diagnostics);
     }
-    checkFiles(job, resolved.modules, diagnostics);
     checkWiring(job, resolved.modules, diagnostics);
     findTee(job, catalog, resolved, diagnostics);
+    checkFiles(job, resolved, diagnostics);
     resolved.attributes = checkAttributes(job, resolved.modules, diagnostics);
     return resolved;
 }

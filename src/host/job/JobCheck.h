@@ -17,15 +17,14 @@ namespace host {
 ResolvedJob checkJob(const JobFile& job, const ModuleCatalog& catalog, Diagnostics& diagnostics);
 
 /// @name Parts of the check
-/// `modules` has one element for each module of `job`.
+/// `modules`, also those of `resolved`, has one element for each module of `job`.
 /// @{
 
 /// Converts the parameters of module `i` and adds the defaults.
 void checkParameters(const JobFile& job, std::size_t i, ResolvedModule& module,
                      Diagnostics& diagnostics);
-/// Files that are read exist, files that are written can be and are not read or written twice.
-void checkFiles(const JobFile& job, const std::vector<ResolvedModule>& modules,
-                Diagnostics& diagnostics);
+/// Files that are read exist, files that are written can be, and replace nothing that the job uses.
+void checkFiles(const JobFile& job, const ResolvedJob& resolved, Diagnostics& diagnostics);
 /// Connects the modules: inputs, numbers of ports, cycles, modules that would never run.
 void checkWiring(const JobFile& job, std::vector<ResolvedModule>& modules,
                  Diagnostics& diagnostics);

@@ -1,9 +1,9 @@
 // The parameters of each module, checked against its manifest, and the files among them.
 #include "base/Escaping.h"
 #include "base/Suggestions.h"
-#include "job/JobCheck.h"
-
 #include "file/FileIdentity.h"
+#include "job/JobCheck.h"
+#include "job/JobFileRoles.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -147,6 +147,13 @@ std::string problemOfOutput(const std::string& path)
     std::error_code error;
     if (fs::is_directory(path, error))
         return "this is a directory; a file is needed";
+    if (VORN::isWrittenThrough(path))
+        return "";
+    const std::string link = VORN::foreignLinkOn(path);
+    if (!link.empty())
+        return "the link " + quote(link) +
+               " has been put into a directory for all by somebody else and is not followed; write "
+               "to another place";
     if (!fs::is_directory(directory, error))
         return "there is no directory " + quote(directory.string()) + "; make it first";
     if (VORN::isWriteProtected(path))
@@ -155,12 +162,6 @@ std::string problemOfOutput(const std::string& path)
     return access(directory.c_str(), W_OK | X_OK) == 0
                ? ""
                : "the directory " + quote(directory.string()) + " cannot be written to";
-}
-
-bool isSameFile(const std::string& a, const std::string& b)
-{
-    std::error_code error;
-    return a == b || fs::equivalent(a, b, error);
 }
 
 struct UsedFile
@@ -173,7 +174,8 @@ void refuseSharedOutput(const UsedFile& output, const std::vector<UsedFile>& bef
                         const Place& place, Diagnostics& diagnostics)
 {
     for (const UsedFile& other : before) {
-        if (isSameFile(other.parameter->value.text, output.parameter->value.text))
+        if (!VORN::isWrittenThrough(output.parameter->value.text) &&
+            VORN::isSameFile(other.parameter->value.text, output.parameter->value.text))
             diagnostics.error(place,
                               fmt::format("{} is {}, which {} {}",
                                           subjectOf(output.parameter->name, output.module->name),
@@ -198,9 +200,9 @@ void checkParameters(const JobFile& job, std::size_t i, ResolvedModule& module,
     refuseLongTexts(given, module, diagnostics);
 }
 
-void checkFiles(const JobFile& job, const std::vector<ResolvedModule>& modules,
-                Diagnostics& diagnostics)
+void checkFiles(const JobFile& job, const ResolvedJob& resolved, Diagnostics& diagnostics)
 {
+    const std::vector<ResolvedModule>& modules = resolved.modules;
     std::vector<UsedFile> inputs;
     std::vector<UsedFile> outputs;
     for (const ResolvedModule& module : modules) {
@@ -224,9 +226,14 @@ void checkFiles(const JobFile& job, const std::vector<ResolvedModule>& modules,
     };
     for (const UsedFile& file : inputs)
         complain(file, problemOfInput(file.parameter->value.text));
+    VORN::FileRoles others; // than inputs and outputs, which have words of their own
+    addJobAndModules(others, resolved);
     std::vector<UsedFile> before = inputs;
     for (const UsedFile& file : outputs) {
-        complain(file, problemOfOutput(file.parameter->value.text));
+        const std::string& path = file.parameter->value.text;
+        complain(file, problemOfOutput(path));
+        const std::string used = others.roleOf(path);
+        complain(file, used.empty() ? "" : "it would replace " + used + "; write to another file");
         refuseSharedOutput(file, before, placeOf(file), diagnostics);
         before.push_back(file);
     }

@@ -1,10 +1,6 @@
 #include "run/Console.h"
 
-#include "base/CommandError.h"
-#include "base/Escaping.h"
-
-#include <cerrno>
-#include <cstring>
+#include <fcntl.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
@@ -18,21 +14,25 @@ void put(std::FILE* stream, const std::string& text)
     std::fflush(stream);
 }
 
-} // namespace
-
-Console::~Console()
+// The program opens a missing standard output for reading only, so that nothing else gets its
+// number.
+bool isOpenForWriting(std::FILE* stream)
 {
-    status("");
-    if (log != nullptr)
-        std::fclose(log);
+    const int mode = fcntl(fileno(stream), F_GETFL);
+    return mode >= 0 && (mode & O_ACCMODE) != O_RDONLY;
 }
+
+} // namespace
 
 void Console::openLog(const std::string& path)
 {
-    log = std::fopen(path.c_str(), "we");
-    if (log == nullptr)
-        throw CommandError("the log file " + quote(path) +
-                           " cannot be written: " + std::strerror(errno));
+    log.emplace(path);
+}
+
+std::string Console::closeLog()
+{
+    const std::lock_guard<std::mutex> lock(mutex);
+    return log ? log->close() : "";
 }
 
 void Console::line(const std::string& text)
@@ -54,7 +54,8 @@ void Console::result(const std::string& text)
 {
     const std::lock_guard<std::mutex> lock(mutex);
     eraseStatus();
-    put(stdout, text);
+    if (isOpenForWriting(resultStream))
+        put(resultStream, text);
     writeLog(text);
     drawStatus();
 }
@@ -96,8 +97,8 @@ void Console::drawStatus()
 
 void Console::writeLog(const std::string& text)
 {
-    if (log != nullptr)
-        put(log, text);
+    if (log)
+        log->write(text);
 }
 
 } // namespace host

@@ -5,8 +5,11 @@
 #ifndef CONSOLE_H
 #define CONSOLE_H
 
+#include "base/LogFile.h"
+
 #include <cstdio>
 #include <mutex>
+#include <optional>
 #include <string>
 
 namespace host {
@@ -16,18 +19,24 @@ class Console
 {
 public:
     Console() = default;
-    ~Console();
+    ~Console() { status(""); }
     Console(const Console&) = delete;
     Console& operator=(const Console&) = delete;
 
-    /// Opens the log file, replacing what is there. Throws CommandError.
+    /// Opens the log file (see LogFile). Throws CommandError.
     void openLog(const std::string& path);
+    /// Ends the log. Returns what has gone wrong with it as one sentence, or "".
+    std::string closeLog();
+
+    /// From now on results go to standard error: the job's data go to standard output.
+    void leaveStandardOutput() { resultStream = stderr; }
 
     /// A line on standard error and in the log.
     void line(const std::string& text);
     /// A line in the log only.
     void logLine(const std::string& text);
-    /// A text of several lines on standard output and in the log.
+    /// A text of several lines on standard output and in the log. In the log only where the process
+    /// was started without standard output.
     void result(const std::string& text);
 
     /// Replaces the line at the bottom of the terminal; "" removes it.
@@ -45,7 +54,8 @@ private:
 
     std::mutex mutex;
     std::string shownStatus;
-    std::FILE* log = nullptr;
+    std::FILE* resultStream = stdout;
+    std::optional<LogFile> log;
 };
 
 } // namespace host

@@ -101,8 +101,8 @@ TEST_F(RunReportTest, WhatCannotBeWrittenIsRefusedBeforeTheJobRuns)
     expectRefusal({"--report", "in.txt/below"},
                   "--report: the directory \"in.txt/below\" cannot be made: Not a directory");
     fs::create_directory(tree.path("directory"));
-    expectRefusal({"--json", "directory"}, "--json: \"directory\" is not a regular file");
-    expectRefusal({"--json", "/dev/null"}, "--json: \"/dev/null\" is not a regular file");
+    expectRefusal({"--json", "directory"},
+                  "--json: \"directory\" is not a regular file; give the path of a file");
     expectRefusal({"--json", ""}, "--json: the name of a file is expected");
     expectRefusal({"--log", ""}, "--log: the name of a file is expected");
     expectRefusal({"--scratch", ""}, "--scratch: the name of a directory is expected");
@@ -122,17 +122,20 @@ TEST_F(RunReportTest, ADirectoryWithoutPermissionIsRefused)
 
 TEST_F(RunReportTest, FilesOfTheJobAreNotReplaced)
 {
+    const std::string end = "; write to another file";
     expectRefusal({"--json", "./in.txt"},
-                  "--json: the file \"./in.txt\" is one that module \"write\" reads; write to "
-                  "another file");
-    expectRefusal({"--json", "out.txt"}, "--json: the file \"out.txt\" is one that module "
-                                         "\"write\" writes; write to another file");
+                  "--json: the JSON file \"./in.txt\" would replace the input file \"" +
+                      tree.path("in.txt") + "\" of module \"write\"" + end);
+    expectRefusal({"--json", "out.txt"},
+                  "--json: the JSON file \"out.txt\" would replace the output file \"" +
+                      tree.path("out.txt") + "\" of module \"write\"" + end);
     expectRefusal({"--json", "job.yaml"},
-                  "--json: the file \"job.yaml\" is the job file; write to another file");
+                  "--json: the JSON file \"job.yaml\" would replace the job file \"" +
+                      tree.path("job.yaml") + "\"" + end);
     expectRefusal({"--json", "x.log", "--log", "x.log"},
-                  "--json: the file \"x.log\" is the log; write to another file");
+                  "--json: the JSON file \"x.log\" would replace the log \"x.log\"" + end);
     expectRefusal({"--json", "x.html", "--report", "x.html"},
-                  "--json: the file \"x.html\" is the report; write to another file");
+                  "--json: the JSON file \"x.html\" would replace the report \"x.html\"" + end);
 }
 
 TEST_F(RunReportTest, OlderResultsAndEmptyFilesAreReplaced)

@@ -291,3 +291,20 @@ TEST_F(OutputRuleTest, ADeviceAndAPipeStayWhatTheyAre)
     EXPECT_TRUE(fs::is_fifo(tree.path("pipe")));
     EXPECT_TRUE(fs::is_character_file("/dev/null"));
 }
+
+TEST_F(OutputRuleTest, ARightJobRunsWhateverIsClosed)
+{
+    for (const std::string closed :
+         {"0<&-", "1>&-", "2>&-", "0<&- 1>&-", "0<&- 2>&-", "1>&- 2>&-", "0<&- 1>&- 2>&-"})
+    {
+        fs::remove(tree.path("out.sgy"));
+        const ProcessResult result =
+            tree.shell("\"$VORN\" run job.yaml --log run.log --report page.html " + closed);
+        EXPECT_EQ(result.exitCode, 0) << closed << ": " << result.errors;
+        EXPECT_TRUE(tree.read("out.sgy") == input) << closed;
+        EXPECT_THAT(tree.read("page.html"), HasSubstr("</html>\n")) << closed;
+        EXPECT_THAT(tree.read("run.log"), HasSubstr("traces in")) << closed;
+        EXPECT_TRUE(tree.read("in.sgy") == input) << closed;
+    }
+    EXPECT_EQ(tree.shell("\"$VORN\" header in.sgy 1>&-").exitCode, 2) << "a result that is lost";
+}

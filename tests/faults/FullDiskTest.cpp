@@ -369,6 +369,28 @@ INSTANTIATE_TEST_SUITE_P(
                    "result.json"}),
     [](const auto& row) { return std::string(row.param.name); });
 
+// ---- The log ----
+
+// It grows during the run, so what fits stays; the outputs of the job are elsewhere, and whole.
+TEST_F(FullDiskTest, ALogThatDoesNotFitIsAnErrorOfTheRun)
+{
+    command.writeJob("  - {name: make, module: synthetic, shots: 1, channels: 4, samples: 100}\n"
+                     "  - {name: write, module: su_out, input: make, file: out/line.su}\n");
+    fill(0);
+
+    const ChildResult result = command.run({"--log", "disk/run.log"}, nothing, 0);
+
+    EXPECT_EQ(result.exitCode, 1) << command.errors();
+    EXPECT_THAT(command.errors(),
+                HasSubstr("vorn: the log file \"disk/run.log\" cannot be written: "
+                          "No space left on device"));
+    EXPECT_EQ(command.outputs().at("line.su").size(), 4u * (240 + 400));
+
+    fs::remove(disk() + "/filler");
+    EXPECT_EQ(command.run({"--log", "disk/run.log"}, nothing, 0).exitCode, 0) << command.errors();
+    EXPECT_THAT(onDisk().at("run.log"), HasSubstr("traces in"));
+}
+
 // ---- Metadata ----
 
 TEST_F(FullDiskTest, MetadataAreWholeOrTheFormerOnes)

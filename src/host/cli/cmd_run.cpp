@@ -11,12 +11,14 @@
 #include "draw/PadRenderer.h"
 #include "draw/PadStore.h"
 #include "draw/Page.h"
+#include "file/FileIdentity.h"
 #include "file/FileRoles.h"
 #include "file/UnfinishedOutputs.h"
 #include "job/JobFileRoles.h"
 #include "kernel_messages.h"
 #include "report/RunTable.h"
 #include "run/Console.h"
+#include "run/InputDigests.h"
 #include "run/Interrupt.h"
 #include "run/JobRunner.h"
 #include "run/Progress.h"
@@ -29,6 +31,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <fmt/format.h>
+#include <optional>
 #include <unistd.h>
 
 #ifndef VORN_VERSION
@@ -127,15 +130,30 @@ std::string graphPicture(const std::string& dot)
     }
 }
 
-void addFacts(RunResult& result, const LoadedJob& loaded, const OutputWatch& watch, bool forReport)
+// What is known of the files of a job from before its run on.
+struct FileFacts
+{
+    explicit FileFacts(const ResolvedJob& job, bool forReport) : inputs(job), outputs(job)
+    {
+        if (forReport)
+            digests.emplace();
+    }
+
+    InputWatch inputs;
+    OutputWatch outputs;
+    std::optional<InputDigests> digests; // where somebody will read them
+};
+
+void addFacts(RunResult& result, const LoadedJob& loaded, const FileFacts& files, bool forReport)
 {
     const ResolvedJob& job = loaded.job;
     for (const Diagnostic& warning : loaded.diagnostics.sorted())
         result.checkWarnings.push_back(warning.place.text() + ": " + warning.text);
-    result.inputs = describeFiles(job, false, forReport);
-    result.outputs = describeFiles(job, true, forReport);
+    result.inputs = describeFiles(job, false);
+    result.outputs = describeFiles(job, true);
     for (RunFile& file : result.outputs)
-        file.written = watch.isWritten(file.path);
+        file.written = files.outputs.isWritten(file.path) ||
+                       (!result.failed && VORN::isWrittenThrough(file.path));
     result.vornVersion = VORN_VERSION;
     result.qtVersion = qVersion();
     result.compiler = std::string("C++ compiler ") + __VERSION__;
@@ -144,6 +162,9 @@ void addFacts(RunResult& result, const LoadedJob& loaded, const OutputWatch& wat
         result.host = name;
     if (!forReport)
         return;
+    addChecksums(result.inputs, &*files.digests,
+                 [&](const std::string& path) { return files.inputs.isChanged(path); });
+    addChecksums(result.outputs, nullptr, [](const std::string&) { return false; });
     std::vector<int> order;
     for (const RunModule& module : result.modules)
         order.push_back(module.order);
@@ -256,15 +277,16 @@ void cleanUpLate(int signal)
 }
 
 RunResult runWatched(const Arguments& arguments, const ResolvedJob& job, Console& console,
-                     PadStore& pads, const OutputWatch& outputs, bool watchHeaders)
+                     PadStore& pads, const FileFacts& files, bool watchHeaders)
 {
     const SignalsHeld held; // else one could come between the next two and leave the directory
     const ScratchSpace scratch(job.scratchDirectory);
-    const InterruptWatch interrupts([&](int signal) { cleanUp(signal, scratch, outputs); });
+    const InterruptWatch interrupts([&](int signal) { cleanUp(signal, scratch, files.outputs); });
     const CrashWatch crashes(scratch);
     JobRunner runner(job, scratch.path());
     runner.onMessage = MessagePrinter(console, job, shownSeverity(arguments));
     runner.watchHeaders = watchHeaders;
+    runner.objections = [&] { return files.inputs.changes(); };
     pads.install(runner.manager());
     const Progress progress(console, progressMode(arguments), secondsBetweenLines(arguments),
                             [&] { return stateOf(runner.counters()); });
@@ -273,7 +295,7 @@ RunResult runWatched(const Arguments& arguments, const ResolvedJob& job, Console
 
 bool writesStandardOutput(const ResolvedJob& job)
 {
-    const std::vector<RunFile> outputs = describeFiles(job, true, false);
+    const std::vector<RunFile> outputs = describeFiles(job, true);
     return std::any_of(outputs.begin(), outputs.end(),
                        [](const RunFile& file) { return isStandardOutput(file.path); });
 }
@@ -294,10 +316,10 @@ int runRun(const Arguments& arguments)
                 SIG_IGN); // the job must survive the end of the process that reads its messages
 
     PadStore pads;
-    const OutputWatch outputs(loaded.job);
-    RunResult result = runWatched(arguments, loaded.job, console, pads, outputs, report.isWanted());
+    const FileFacts files(loaded.job, report.isWanted());
+    RunResult result = runWatched(arguments, loaded.job, console, pads, files, report.isWanted());
     const InterruptWatch interrupts(cleanUpLate);
-    addFacts(result, loaded, outputs, report.isWanted());
+    addFacts(result, loaded, files, report.isWanted());
 
     const bool quiet = arguments.has("--quiet");
     tellResult(console, result, quiet);

@@ -105,7 +105,12 @@ struct RunFile
     bool written = false; ///< an output that the job made or changed
     int64_t bytes = 0;
     std::string modified; ///< local time, YYYY-MM-DD HH:MM:SS
-    std::string sha256;   ///< hexadecimal; empty when it was not asked for
+    /// Different bytes that the job has read of an input; -1: unknown, since the module does not
+    /// read through libVORN_segy.
+    int64_t bytesRead = -1;
+    /// Hexadecimal, of the bytes that were read; empty when it was not asked for, when the file
+    /// could not be read or changed meanwhile, and when only a part of it was read.
+    std::string sha256;
 };
 
 /// What the values of one trace header word were among the traces of a source.

@@ -502,6 +502,15 @@ std::string checksum(const RunFile& file)
     return file.sha256.empty() ? "" : "<code>" + html(file.sha256) + "</code>";
 }
 
+std::string inputChecksum(const RunFile& file)
+{
+    if (!file.sha256.empty())
+        return checksum(file);
+    if (file.bytesRead >= 0 && file.bytesRead < file.bytes)
+        return html("read in part: " + bytes(file.bytesRead) + " of " + bytes(file.bytes));
+    return "no checksum: could not be read, or changed meanwhile";
+}
+
 std::string inputTable(const std::vector<RunFile>& files)
 {
     HtmlTable table(
@@ -509,8 +518,7 @@ std::string inputTable(const std::vector<RunFile>& files)
         {{"input", "path"}, {"size", "n"}, {"last change", "when"}, {"SHA-256", "sum"}});
     for (const RunFile& file : files)
         table.row({name(file.path) + usedBy(file), file.exists ? bytes(file.bytes) : "missing",
-                   html(file.modified),
-                   file.sha256.empty() ? "could not be read" : checksum(file)});
+                   html(file.modified), inputChecksum(file)});
     return table.text();
 }
 

@@ -189,6 +189,14 @@ Json fileJson(const RunFile& file)
             {"measured", {{"modified", file.modified}}}};
 }
 
+// Null: unknown.
+Json readFileJson(const RunFile& file)
+{
+    Json json = fileJson(file);
+    json["bytes_read"] = file.bytesRead >= 0 ? Json(file.bytesRead) : Json();
+    return json;
+}
+
 Json outputJson(const RunFile& file)
 {
     Json json = fileJson(file);
@@ -231,7 +239,7 @@ std::string jsonResult(const RunResult& result, const std::vector<Pad>& pads)
                        {"modules", list(result.modules, moduleJson)},
                        {"sources", list(result.sources, sourceJson)},
                        {"pads", list(pads, padJson)},
-                       {"inputs", list(result.inputs, fileJson)},
+                       {"inputs", list(result.inputs, readFileJson)},
                        {"outputs", list(result.outputs, outputJson)},
                        {"messages", list(result.messages, messageJson)},
                        {"environment", environmentJson(result)},

@@ -222,6 +222,10 @@ void JobRunner::runPhases()
 
     enter("finishing");
     kernel.setActiveModule(nullptr);
+    if (good && objections) {
+        for (const std::string& text : objections())
+            stopWithError(text);
+    }
     guarded([&] { return kernel.postProcessJob(); });
     if (!result.failed && result.end == RunEnd::done)
         warnOfUnreadData();

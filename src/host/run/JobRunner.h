@@ -44,6 +44,9 @@ public:
     JobRunner& operator=(const JobRunner&) = delete;
 
     MessageListener onMessage; ///< may be empty
+    /// Asked when all traces have been processed and no output has its name yet: what must not
+    /// become an output of the job, one sentence each. May be empty.
+    std::function<std::vector<std::string>()> objections;
     /// Notes the ranges of header words of what the sources read, which costs some microseconds per
     /// trace.
     bool watchHeaders = false;

@@ -1,13 +1,20 @@
 #include "run/RunFiles.h"
 
 #include "base/DirectoryNames.h"
+#include "base/Escaping.h"
+#include "base/Text.h"
+#include "file/FileIdentity.h"
+#include "run/InputDigests.h"
 
 #include <QCryptographicHash>
-#include <QFile>
 #include <algorithm>
+#include <cerrno>
 #include <ctime>
+#include <fcntl.h>
 #include <filesystem>
+#include <fmt/format.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace host {
 
@@ -38,6 +45,11 @@ RunFile describe(const std::string& path, const std::string& module, const std::
     return file;
 }
 
+bool isSameTime(const timespec& a, const timespec& b)
+{
+    return a.tv_sec == b.tv_sec && a.tv_nsec == b.tv_nsec;
+}
+
 // ".out.sgy.x7" and "out.sgy.part" belong to "out.sgy".
 bool belongsTo(const std::string& name, const std::string& output)
 {
@@ -48,31 +60,139 @@ bool belongsTo(const std::string& name, const std::string& output)
 
 std::string sha256OfFile(const std::string& path)
 {
-    QFile file(QString::fromStdString(path));
-    QCryptographicHash hash(QCryptographicHash::Sha256);
-    if (!file.open(QIODevice::ReadOnly) || !hash.addData(&file))
+    // Not QFile: opening a pipe waits for a writer.
+    const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
+    if (descriptor < 0)
         return "";
-    return hash.result().toHex().toStdString();
+    struct Closing
+    {
+        int descriptor;
+        ~Closing() { close(descriptor); }
+    } const closing{descriptor};
+    struct stat before;
+    struct stat after;
+    if (fstat(descriptor, &before) != 0 || !S_ISREG(before.st_mode))
+        return "";
+    QCryptographicHash hash(QCryptographicHash::Sha256);
+    std::vector<char> bytes(1 << 20);
+    int64_t done = 0;
+    while (done < before.st_size) { // a file that grows for ever has an end nevertheless
+        const ssize_t got = read(descriptor, bytes.data(), bytes.size());
+        if (got < 0 && errno == EINTR)
+            continue;
+        if (got <= 0)
+            return "";
+        hash.addData(QByteArray::fromRawData(bytes.data(), static_cast<int>(got)));
+        done += got;
+    }
+    const bool isSame = fstat(descriptor, &after) == 0 && done == after.st_size &&
+                        isSameTime(before.st_mtim, after.st_mtim);
+    return isSame ? hash.result().toHex().toStdString() : "";
 }
 
-std::vector<RunFile> describeFiles(const ResolvedJob& job, bool outputs, bool checksums)
+std::vector<RunFile> describeFiles(const ResolvedJob& job, bool outputs)
 {
     std::vector<RunFile> files;
     for (const ResolvedModule& module : job.modules) {
         for (const ResolvedParameter& parameter : module.parameters) {
-            if (outputs ? !parameter.isOutputFile : !parameter.isInputFile)
-                continue;
-            files.push_back(describe(parameter.value.text, module.name, parameter.name));
-            if (checksums && files.back().exists)
-                files.back().sha256 = sha256OfFile(parameter.value.text);
+            if (outputs ? parameter.isOutputFile : parameter.isInputFile)
+                files.push_back(describe(parameter.value.text, module.name, parameter.name));
         }
     }
     return files;
 }
 
+void addChecksums(std::vector<RunFile>& files, const InputDigests* digests,
+                  const std::function<bool(const std::string&)>& changed)
+{
+    for (RunFile& file : files) {
+        const std::optional<ReadRecord> record =
+            digests != nullptr ? digests->find(file.module, file.path) : std::nullopt;
+        if (record) {
+            file.bytesRead = record->bytesRead;
+            file.sha256 = record->sha256;
+        }
+        // All of it was read, in another order: the bytes in the file are still the same.
+        const bool isWhole = !record || record->bytesRead == file.bytes;
+        if (file.sha256.empty() && file.exists && isWhole && !changed(file.path))
+            file.sha256 = sha256OfFile(file.path);
+    }
+}
+
+// ---- Inputs that change ----
+
+InputWatch::InputWatch(const ResolvedJob& job)
+{
+    for (const RunFile& file : describeFiles(job, false))
+        inputs.push_back({file, look(file.path)});
+}
+
+InputWatch::State InputWatch::look(const std::string& path)
+{
+    State state;
+    struct stat status;
+    if (stat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode))
+        return state;
+    state.exists = true;
+    state.device = status.st_dev;
+    state.inode = status.st_ino;
+    state.bytes = status.st_size;
+    state.modified = status.st_mtim;
+    state.changed = status.st_ctim;
+    state.mode = status.st_mode;
+    state.owner = status.st_uid;
+    state.group = status.st_gid;
+    state.links = status.st_nlink;
+    return state;
+}
+
+// The time of change also moves when permissions, owner or links change, as by a backup that links
+// files; the content is the same then. Where none of them explains it, somebody has set the time of
+// modification back.
+bool InputWatch::State::isSameContent(const State& other) const
+{
+    if (exists != other.exists || device != other.device || inode != other.inode ||
+        bytes != other.bytes || !isSameTime(modified, other.modified))
+        return false;
+    return isSameTime(changed, other.changed) || mode != other.mode || owner != other.owner ||
+           group != other.group || links != other.links;
+}
+
+std::string InputWatch::State::text() const
+{
+    return exists ? fmt::format("{}, last modified {}.{:06}",
+                                counted(static_cast<int64_t>(bytes), "byte"),
+                                timeText(modified.tv_sec), modified.tv_nsec / 1000)
+                  : "missing";
+}
+
+std::vector<std::string> InputWatch::changes() const
+{
+    std::vector<std::string> texts;
+    for (const Input& input : inputs) {
+        const State now = look(input.file.path);
+        if (!input.before.isSameContent(now))
+            texts.push_back(fmt::format("the input file {} of module {} changed while the job ran: "
+                                        "before {}; after {}; run the job again when nothing "
+                                        "writes to the file",
+                                        quote(input.file.path), quote(input.file.module),
+                                        input.before.text(), now.text()));
+    }
+    return texts;
+}
+
+bool InputWatch::isChanged(const std::string& path) const
+{
+    return std::any_of(inputs.begin(), inputs.end(), [&](const Input& input) {
+        return input.file.path == path && !input.before.isSameContent(look(path));
+    });
+}
+
+// ---- Outputs ----
+
 OutputWatch::OutputWatch(const ResolvedJob& job)
 {
-    for (const RunFile& file : describeFiles(job, true, false))
+    for (const RunFile& file : describeFiles(job, true))
         outputs.push_back(file.path);
     before = look();
 }

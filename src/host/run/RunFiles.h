@@ -8,18 +8,68 @@
 #include "job/RunResult.h"
 
 #include <cstdint>
+#include <ctime>
+#include <functional>
 #include <map>
 #include <string>
 #include <vector>
 
 namespace host {
 
-/// Hexadecimal SHA-256 of the file's content; "" when it cannot be read.
+class InputDigests;
+
+/// Hexadecimal SHA-256 of the file's content; "" when it cannot be read, changes meanwhile, or is
+/// not a regular file: devices and pipes have no end, and what is read from them is lost.
 std::string sha256OfFile(const std::string& path);
 
-/// The files that the parameters of `job` name, input files or output files, as they are now. With
-/// `checksums`, each is read once.
-std::vector<RunFile> describeFiles(const ResolvedJob& job, bool outputs, bool checksums);
+/// The files that the parameters of `job` name, input files or output files, as they are now,
+/// without checksums.
+std::vector<RunFile> describeFiles(const ResolvedJob& job, bool outputs);
+
+/// Fills in the checksums. Those of inputs are made of the bytes that were read, where `digests`
+/// knows them (see RunFile::bytesRead); other files are read once. `changed` tells whether a path
+/// is one whose bytes are others now than those that the job has read.
+void addChecksums(std::vector<RunFile>& files, const InputDigests* digests,
+                  const std::function<bool(const std::string&)>& changed);
+
+/// Remembers how the inputs of a job were before it ran.
+class InputWatch
+{
+public:
+    explicit InputWatch(const ResolvedJob& job);
+
+    /// One sentence for each input that is not the same file with the same content any more, with
+    /// size and time before and after.
+    std::vector<std::string> changes() const;
+    bool isChanged(const std::string& path) const; ///< whether the file at `path` is among them
+
+private:
+    struct State
+    {
+        bool exists = false;
+        uint64_t device = 0;
+        uint64_t inode = 0;
+        int64_t bytes = 0;
+        timespec modified = {};
+        timespec changed = {}; ///< its state, which includes owner, permissions and links
+        uint64_t mode = 0;
+        uint64_t owner = 0;
+        uint64_t group = 0;
+        uint64_t links = 0;
+
+        bool isSameContent(const State& other) const;
+        std::string text() const;
+    };
+    struct Input
+    {
+        RunFile file;
+        State before;
+    };
+
+    static State look(const std::string& path);
+
+    std::vector<Input> inputs;
+};
 
 /// Remembers how the outputs of a job were before it ran, to tell afterwards what it has written.
 class OutputWatch

@@ -1,0 +1,106 @@
+#include "run/InputDigests.h"
+
+#include "JobManager.h"
+
+#include <QCryptographicHash>
+#include <algorithm>
+#include <iterator>
+
+namespace host {
+
+struct InputDigests::Reading
+{
+    explicit Reading(int64_t size) : bytes(size) {}
+
+    // Merges [from, to) into the pieces that were read.
+    void cover(int64_t from, int64_t to)
+    {
+        auto next = pieces.upper_bound(from);
+        if (next != pieces.begin() && std::prev(next)->second >= from)
+            --next;
+        while (next != pieces.end() && next->first <= to) {
+            from = std::min(from, next->first);
+            to = std::max(to, next->second);
+            next = pieces.erase(next);
+        }
+        pieces[from] = to;
+    }
+
+    int64_t covered() const
+    {
+        int64_t sum = 0;
+        for (const auto& [from, to] : pieces)
+            sum += to - from;
+        return sum;
+    }
+
+    int64_t bytes;      // of the file, when it was opened
+    int64_t hashed = 0; // bytes from its beginning on
+    QCryptographicHash hash{QCryptographicHash::Sha256};
+    std::map<int64_t, int64_t> pieces; // first byte, and the one behind the last
+};
+
+InputDigests::InputDigests()
+{
+    VORN::observeInputs(this);
+}
+
+InputDigests::~InputDigests()
+{
+    VORN::observeInputs(nullptr);
+}
+
+void InputDigests::opened(const VORN::InputFile& file)
+{
+    const std::lock_guard<std::mutex> lock(mutex);
+    const auto reading = std::make_shared<Reading>(file.size());
+    open[&file] = reading;
+    known[{JobManager::getInstance()->getCurrentModuleName(), file.path()}] = reading;
+}
+
+void InputDigests::read(const VORN::InputFile& file, int64_t offset, const unsigned char* bytes,
+                        std::size_t count)
+{
+    std::shared_ptr<Reading> reading;
+    {
+        const std::lock_guard<std::mutex> lock(mutex);
+        reading = open[&file];
+    }
+    if (reading == nullptr)
+        return;
+    const int64_t end = offset + static_cast<int64_t>(count);
+    reading->cover(offset, end);
+    if (offset > reading->hashed || end <= reading->hashed)
+        return;
+    // The hash takes at most 2 GiB at a time.
+    constexpr int64_t most = 1 << 30;
+    while (reading->hashed < end) {
+        const int64_t some = std::min(most, end - reading->hashed);
+        const auto* from = reinterpret_cast<const char*>(bytes) + (reading->hashed - offset);
+        reading->hash.addData(QByteArray::fromRawData(from, static_cast<int>(some)));
+        reading->hashed += some;
+    }
+}
+
+void InputDigests::closed(const VORN::InputFile& file) noexcept
+{
+    const std::lock_guard<std::mutex> lock(mutex);
+    open.erase(&file);
+}
+
+std::optional<ReadRecord> InputDigests::find(const std::string& module,
+                                             const std::string& path) const
+{
+    const std::lock_guard<std::mutex> lock(mutex);
+    const auto found = known.find({module, path});
+    if (found == known.end())
+        return std::nullopt;
+    const Reading& reading = *found->second;
+    ReadRecord record;
+    record.bytesRead = reading.covered();
+    if (reading.hashed == reading.bytes)
+        record.sha256 = reading.hash.result().toHex().toStdString();
+    return record;
+}
+
+} // namespace host

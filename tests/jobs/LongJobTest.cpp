@@ -49,13 +49,19 @@ class LongJobTest : public KernelFixture
 protected:
     LongJobTest() { job().installMessageFunc(nullptr, nullptr, nullptr); }
 
+    // They have a module tree of their own; libraries are found from that of the build.
+    static std::string exampleLibrary(const std::string& name)
+    {
+        return "../../examples/host/vorn_home/lib/lib" + name + ".so";
+    }
+
     void build(int traces)
     {
         job().addTraceAttributeDefinition("tracl", 2, 1, "", 0, 0, 0, 0, 0);
         job().addTraceAttributeDefinition("offset", 2, 1, "", 0, 0, 0, 0, 0);
-        ModuleEntity* source = job().initJobModule("source", "libsource.so");
-        ModuleEntity* filter = job().initJobModule("filter", "libfilter.so");
-        ModuleEntity* sink = job().initJobModule("sink", "libsink.so");
+        ModuleEntity* source = job().initJobModule("source", exampleLibrary("source"));
+        ModuleEntity* filter = job().initJobModule("filter", exampleLibrary("filter"));
+        ModuleEntity* sink = job().initJobModule("sink", exampleLibrary("sink"));
         ASSERT_TRUE(source != nullptr && filter != nullptr && sink != nullptr)
             << "the libraries of examples/host are not there";
         source->setParameter("TRACES", UniVar(traces));

@@ -134,14 +134,39 @@ int scratchTracesOfEnvironment(Diagnostics& diagnostics)
     return defaultScratchTraces;
 }
 
+// The directory for temporary files, of the first variable that is set, as the C++ library chooses
+// it. A wrong value is an error: data must not go to a place that nobody has meant.
+std::string temporaryDirectory(Diagnostics& diagnostics)
+{
+    for (const char* variable : {"TMPDIR", "TMP", "TEMP", "TEMPDIR"}) {
+        const char* value = std::getenv(variable);
+        if (value == nullptr)
+            continue;
+        const std::string path = value;
+        std::error_code none;
+        const std::string problem = path.empty()                      ? "is empty"
+                                    : path.front() != '/'             ? "is a relative path"
+                                    : !fs::is_directory(path, none)   ? "is not a directory"
+                                    : access(value, W_OK | X_OK) != 0 ? "cannot be written to"
+                                                                      : "";
+        if (!problem.empty())
+            diagnostics.error({variable, 0, 0},
+                              fmt::format("the value {} {}; set {} to the absolute path of a "
+                                          "directory that can be written to, or unset it",
+                                          quote(path), problem, variable));
+        return path;
+    }
+    return "/tmp";
+}
+
 void resolveScratch(const JobFile& job, ResolvedJob& resolved, Diagnostics& diagnostics)
 {
     resolved.scratchDirectory = job.scratchDirectory.value_or(environment("VORN_SCRATCH"));
-    if (resolved.scratchDirectory.empty())
-        resolved.scratchDirectory = fs::temp_directory_path().string();
-    const Place fromOutside{job.path, 0, 0};
-    checkDirectory(resolved.scratchDirectory, job.scratchDirectory ? job.scratchPlace : fromOutside,
-                   "scratch directory", true, diagnostics);
+    const Place place = job.scratchDirectory ? job.scratchPlace : Place{"VORN_SCRATCH", 0, 0};
+    if (!resolved.scratchDirectory.empty())
+        checkDirectory(resolved.scratchDirectory, place, "scratch directory", true, diagnostics);
+    else
+        resolved.scratchDirectory = temporaryDirectory(diagnostics);
 
     resolved.scratchTraces =
         job.scratchTraces ? *job.scratchTraces : scratchTracesOfEnvironment(diagnostics);

@@ -236,7 +236,9 @@ TEST_F(OutputRuleTest, RunsThatShareALogLoseNothing)
     ASSERT_EQ(mkfifo(tree.path("pipe").c_str(), 0600), 0);
     const ProcessResult result = tree.shell(
         "\"$VORN\" run job.yaml -q --log run.log --set write.file=pipe &\n"
-        "until grep -qs 'traces drawn' run.log; do :; done\n"
+        "tries=0\n"
+        "until grep -qs 'traces drawn' run.log || [ $tries -gt 5000 ]; do tries=$((tries + 1)); "
+        "done\n"
         "\"$VORN\" run make.yaml -q --log run.log --set write.file=second.sgy || exit 3\n"
         "cat pipe > first.sgy\n"
         "wait $!\n");
@@ -307,4 +309,41 @@ TEST_F(OutputRuleTest, ARightJobRunsWhateverIsClosed)
         EXPECT_TRUE(tree.read("in.sgy") == input) << closed;
     }
     EXPECT_EQ(tree.shell("\"$VORN\" header in.sgy 1>&-").exitCode, 2) << "a result that is lost";
+}
+
+TEST_F(OutputRuleTest, AWrongTemporaryDirectoryIsNamedWithItsVariable)
+{
+    tree.write("a-file", "");
+    const std::string end = " to the absolute path of a directory that can be written to, or unset "
+                            "it\n";
+    const struct
+    {
+        std::string setting;
+        std::string text;
+    } rows[] = {
+        {"TMPDIR=" + tree.path("nowhere"),
+         "TMPDIR: the value " + named("nowhere") + " is not a directory; set TMPDIR"},
+        {"TMPDIR=" + tree.path("a-file"),
+         "TMPDIR: the value " + named("a-file") + " is not a directory; set TMPDIR"},
+        {"TMPDIR=.", "TMPDIR: the value \".\" is a relative path; set TMPDIR"},
+        {"TMPDIR=", "TMPDIR: the value \"\" is empty; set TMPDIR"},
+        {"TMPDIR=/proc/self", "TMPDIR: the value \"/proc/self\" cannot be written to; set TMPDIR"},
+        {"-u TMPDIR TMP=nowhere", "TMP: the value \"nowhere\" is a relative path; set TMP"},
+    };
+    for (const auto& row : rows) {
+        for (const std::string command : {"run", "check"}) {
+            const ProcessResult result =
+                tree.shell("env " + row.setting + " \"$VORN\" " + command + " job.yaml");
+            EXPECT_EQ(result.exitCode, 2) << row.setting;
+            EXPECT_THAT(result.errors, HasSubstr("vorn: " + row.text + end));
+            EXPECT_FALSE(tree.exists("out.sgy")) << row.setting;
+        }
+        EXPECT_EQ(
+            tree.shell("env " + row.setting + " \"$VORN\" check job.yaml --scratch .").exitCode, 0)
+            << "not used then";
+    }
+    const ProcessResult scratch =
+        tree.shell("env VORN_SCRATCH=" + tree.path("a-file") + " \"$VORN\" check job.yaml");
+    EXPECT_THAT(scratch.errors, HasSubstr("vorn: VORN_SCRATCH: the scratch directory " +
+                                          named("a-file") + " is not a directory\n"));
 }

@@ -46,9 +46,9 @@ TestTree::TestTree()
 {
     fs::create_directories(home() + "/lib");
     fs::create_directories(work());
-    for (const char* name :
-         {"host_crashing", "host_filter", "host_noprocess", "host_plain", "host_section",
-          "host_sink", "host_source", "host_split", "host_throw", "tee", "undefined_host"})
+    for (const char* name : {"host_crashing", "host_filter", "host_locale", "host_noprocess",
+                             "host_plain", "host_section", "host_sink", "host_source", "host_split",
+                             "host_throw", "tee", "undefined_host"})
         addModule(name);
     // The command needs it for jobs in which an output has several readers.
     fs::copy_file(VORN_TEST_SOURCE_DIR "/../modules/tee/tee.yaml", home() + "/lib/tee.yaml");

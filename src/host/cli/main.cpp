@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <fcntl.h>
+#include <locale.h>
 #include <unistd.h>
 
 namespace {
@@ -17,10 +18,20 @@ void openStandardDescriptors()
     }
 }
 
+// Numbers keep their point in this thread, which runs the modules, whatever locale one of them sets
+// for the process as applications with windows do: here and in modules, printf and its like ask the
+// thread first.
+void keepLocale()
+{
+    if (const locale_t classic = newlocale(LC_ALL_MASK, "C", nullptr))
+        uselocale(classic);
+}
+
 } // namespace
 
 int main(int argc, char** argv)
 {
     openStandardDescriptors();
+    keepLocale();
     return host::runCommandLine({argv + 1, argv + argc});
 }

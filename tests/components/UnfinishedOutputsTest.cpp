@@ -15,6 +15,7 @@
 #include <memory>
 #include <new>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
@@ -56,7 +57,28 @@ std::vector<std::string> removedOutputs()
     return removed;
 }
 
+bool isCompleted(const std::string& path)
+{
+    struct stat status;
+    return stat(path.c_str(), &status) == 0 && isCompletedOutput(status);
+}
+
 } // namespace
+
+TEST_F(UnfinishedOutputsTest, OutputsThatAreCompleteAreKnown)
+{
+    writeBytes(path, {'o', 'l', 'd'});
+    OutputFile whole(directory / "whole.sgy", true);
+    EXPECT_FALSE(isCompleted(whole.temporaryPath()));
+    whole.commit();
+    OutputFile begun(path, true);
+
+    EXPECT_TRUE(isCompleted(directory / "whole.sgy"));
+    EXPECT_FALSE(isCompleted(path)) << "the old file is not an output of this process";
+    begun.discard();
+    EXPECT_FALSE(isCompleted(path));
+    EXPECT_FALSE(isCompletedOutput({}));
+}
 
 TEST_F(UnfinishedOutputsTest, WhatIsBeingWrittenCanBeRemovedWithoutItsObjects)
 {

@@ -260,6 +260,7 @@ void OutputFile::commit()
     // Network file systems report what went wrong with the writing only now.
     if (::close(std::exchange(descriptor, -1)) != 0)
         fail("cannot be completed after " + number(written) + " bytes: " + reason());
+    temporary.noteWhole();
     publish();
     temporary.complete();
 }

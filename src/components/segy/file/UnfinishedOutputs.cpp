@@ -45,6 +45,11 @@ uint32_t ofThisProcess(Step step)
     return static_cast<uint32_t>(getpid()) << stepBits | step;
 }
 
+int64_t modificationOf(const struct stat& status)
+{
+    return int64_t(1000000000) * status.st_mtim.tv_sec + status.st_mtim.tv_nsec;
+}
+
 // Within its life no signal handler runs on this thread, so that none finds an entry that the
 // thread itself is creating, and waits for it.
 class SignalsBlocked
@@ -72,6 +77,7 @@ struct UnfinishedOutput::Entry
     // Written in the step `creating`, read in later ones.
     dev_t device;
     ino_t inode;
+    int64_t modified; // once the file is whole, in nanoseconds
     char path[PATH_MAX];
 
     bool change(Step from, Step to) noexcept
@@ -120,6 +126,7 @@ struct UnfinishedOutput::Entry
             errno = reason;
             return -1;
         }
+        modified = 0;
         device = status.st_dev;
         inode = status.st_ino;
         return descriptor;
@@ -139,6 +146,25 @@ struct UnfinishedRegistry
     std::array<Entry, mostUnfinishedOutputs> entries;
     std::atomic<std::size_t> reached; // no entry from here on has ever been used
     std::atomic<bool> stopped;
+
+    // What has got its final name. The last ones replace the first.
+    struct Completed
+    {
+        std::atomic<dev_t> device;
+        std::atomic<ino_t> inode; // 0: none; file systems use a number again
+        std::atomic<int64_t> modified;
+    };
+    std::array<Completed, 1024> completed;
+    std::atomic<std::size_t> completions;
+
+    void noteCompleted(const Entry& entry) noexcept
+    {
+        Completed& place = completed[completions.fetch_add(1) % completed.size()];
+        place.inode = 0;
+        place.device = entry.device;
+        place.modified = entry.modified;
+        place.inode = entry.inode;
+    }
 
     // Null when all are in use.
     Entry* take() noexcept
@@ -187,10 +213,23 @@ void removeUnfinishedOutputs(void (*tell)(void* context, const char* path), void
         UnfinishedRegistry::Entry& entry = registry.entries[i];
         if (!entry.change(unfinished, claimed))
             continue;
-        if (entry.removeFile() && tell != nullptr)
+        struct stat status;
+        if (lstat(entry.path, &status) != 0)
+            registry.noteCompleted(entry); // renamed this moment
+        else if (entry.removeFile() && tell != nullptr)
             tell(context, entry.path);
         entry.change(claimed, removed);
     }
+}
+
+bool isCompletedOutput(const struct stat& status) noexcept
+{
+    for (const UnfinishedRegistry::Completed& place : registry.completed) {
+        if (place.inode != 0 && place.inode == status.st_ino && place.device == status.st_dev &&
+            place.modified == modificationOf(status))
+            return true;
+    }
+    return false;
 }
 
 int UnfinishedOutput::create(const std::string& pattern)
@@ -228,7 +267,21 @@ bool UnfinishedOutput::isOfThisProcess() const
            (entry->state.load() & ~stepMask) == (ofThisProcess(unused) & ~stepMask);
 }
 
+void UnfinishedOutput::noteWhole() noexcept
+{
+    struct stat status;
+    if (isOfThisProcess() && lstat(entry->path, &status) == 0)
+        entry->modified = modificationOf(status);
+}
+
 void UnfinishedOutput::complete() noexcept
+{
+    if (isOfThisProcess())
+        registry.noteCompleted(*entry);
+    release();
+}
+
+void UnfinishedOutput::release() noexcept
 {
     if (entry != nullptr && !entry->change(unfinished, unused))
         entry->change(removed, unused);
@@ -240,7 +293,7 @@ void UnfinishedOutput::remove() noexcept
 {
     if (isOfThisProcess())
         entry->removeFile();
-    complete();
+    release();
 }
 
 } // namespace VORN

@@ -16,6 +16,7 @@
 #include "segy_export.h"
 
 #include <string>
+#include <sys/stat.h>
 
 namespace VORN {
 
@@ -40,6 +41,10 @@ VORN_SEGY_EXPORT void stopOutputs() noexcept;
 VORN_SEGY_EXPORT void removeUnfinishedOutputs(void (*tell)(void* context, const char* path),
                                               void* context) noexcept;
 
+/// Whether the file that `status` describes is an output that this process has completed, of the
+/// last 1024, and as it was then. Safe in signal handlers.
+VORN_SEGY_EXPORT bool isCompletedOutput(const struct stat& status) noexcept;
+
 /// Whether `stopOutputs` has been called.
 VORN_SEGY_EXPORT bool outputsAreStopped() noexcept;
 
@@ -63,12 +68,16 @@ public:
     /// Whether this process has created the file; else a child has inherited the object.
     bool isOfThisProcess() const;
 
+    /// The file has all its bytes and is about to get its final name.
+    void noteWhole() noexcept;
     /// The file has got its final name, and is no longer to be removed.
     void complete() noexcept;
     /// Removes the file, unless it is complete or another process has created it.
     void remove() noexcept;
 
 private:
+    void release() noexcept; ///< ends the use of the entry
+
     struct Entry;
     friend struct UnfinishedRegistry;
 

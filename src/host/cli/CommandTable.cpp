@@ -7,6 +7,7 @@
 #include "base/Text.h"
 #include "cli/CommandHelp.h"
 #include "job/YamlFields.h"
+#include "run/ProcessEnd.h"
 
 #include <algorithm>
 #include <cctype>
@@ -330,6 +331,7 @@ std::vector<ExampleSpec> generalExamples()
 
 int runCommandLine(const std::vector<std::string>& words)
 {
+    const EndWatch ends;
     try {
         return flushed(dispatch(words));
     } catch (const CommandError& error) {

@@ -21,8 +21,10 @@
 #include "run/InputDigests.h"
 #include "run/Interrupt.h"
 #include "run/JobRunner.h"
+#include "run/ProcessEnd.h"
 #include "run/Progress.h"
 #include "run/RunFiles.h"
+#include "run/RunningModule.h"
 #include "run/ScratchSpace.h"
 
 #include <QtGlobal>
@@ -236,6 +238,22 @@ void writeError(const std::string& text)
     [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, text.data(), text.size());
 }
 
+// The reason for the end.
+std::string endText(int signal)
+{
+    return std::string(Console::isTerminal() ? "\r\x1b[K" : "") +
+           (signal == SIGINT ? "vorn: interrupted" : "vorn: ended by a signal");
+}
+
+// What was running, also where it would never have ended by itself.
+std::string runningText()
+{
+    const RunningCode running = runningCode();
+    if (running.entry == EntryPoint::none)
+        return "";
+    return fmt::format("; module {} was running {}", running.module, placeOf(running));
+}
+
 // The paths of what is removed. From here on no output begins, and none gets its name.
 std::vector<std::string> endOutputs()
 {
@@ -252,13 +270,14 @@ std::vector<std::string> endOutputs()
 // Runs on a thread of its own, while the job's may be anywhere: no locks.
 void cleanUp(int signal, const ScratchSpace& scratch, const OutputWatch& outputs)
 {
+    std::string text = endText(signal) + runningText();
     scratch.remove();
     const std::vector<std::string> removed = endOutputs();
-    const std::vector<std::string> left = outputs.written();
-    std::string text = Console::isTerminal() ? "\r\x1b[K" : "";
-    text += signal == SIGINT ? "vorn: interrupted" : "vorn: ended by a signal";
-    text += removed.empty() && left.empty() ? "; no output was begun\n"
-                                            : "; these outputs are incomplete:\n";
+    const std::vector<std::string> left = outputs.incomplete();
+    if (!removed.empty() || !left.empty())
+        text += "; these outputs are incomplete:\n";
+    else
+        text += "; no output is incomplete\n";
     for (const std::string& path : removed)
         text += "vorn: incomplete, removed: " + escaped(path) + "\n";
     for (const std::string& path : left)
@@ -271,18 +290,32 @@ void cleanUp(int signal, const ScratchSpace& scratch, const OutputWatch& outputs
 void cleanUpLate(int signal)
 {
     endOutputs();
-    writeError(std::string(Console::isTerminal() ? "\r\x1b[K" : "") +
-               (signal == SIGINT ? "vorn: interrupted" : "vorn: ended by a signal") +
+    writeError(endText(signal) +
                " after the job had ended; its report, JSON file and pictures may be missing\n");
 }
+
+// As long as it lives, the outputs of the job are among what is named when the process ends.
+class OutputsListed
+{
+public:
+    explicit OutputsListed(const OutputWatch& outputs)
+    {
+        const auto list = [](const void* watch, void (*tell)(const char* path)) {
+            static_cast<const OutputWatch*>(watch)->listIncomplete(tell);
+        };
+        setListIncomplete(list, &outputs);
+    }
+    ~OutputsListed() { setListIncomplete(nullptr, nullptr); }
+    OutputsListed(const OutputsListed&) = delete;
+    OutputsListed& operator=(const OutputsListed&) = delete;
+};
 
 RunResult runWatched(const Arguments& arguments, const ResolvedJob& job, Console& console,
                      PadStore& pads, const FileFacts& files, bool watchHeaders)
 {
-    const SignalsHeld held; // else one could come between the next two and leave the directory
     const ScratchSpace scratch(job.scratchDirectory);
+    const OutputsListed listed(files.outputs);
     const InterruptWatch interrupts([&](int signal) { cleanUp(signal, scratch, files.outputs); });
-    const CrashWatch crashes(scratch);
     JobRunner runner(job, scratch.path());
     runner.onMessage = MessagePrinter(console, job, shownSeverity(arguments));
     runner.watchHeaders = watchHeaders;
@@ -378,7 +411,8 @@ Command runCommand()
             "time, its share of the run time and its memory.\n\n"
             "The exit code is 1 when a module reported an error. Ctrl-C ends the job at once: the "
             "scratch file and incomplete outputs are removed, other files that modules have left "
-            "are listed, and the exit code is 130.",
+            "are listed, and the exit code is 130. The same happens with exit code 1 when a module "
+            "ends the process. The message names the module that was running.",
             {jobArgument()},
             options,
             {{"vorn run job.yaml", "run a job"},

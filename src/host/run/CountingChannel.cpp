@@ -44,8 +44,10 @@ int64_t CountingChannel::taken(ModuleEntity* consumer) const
 // that has been moved away leaves an empty place, which is none.
 void CountingChannel::traceLeaves(SeisTrace* trace, int traceNo, bool entryStays)
 {
-    if (trace != nullptr && (others.empty() || others.erase(trace) == 0))
+    if (trace != nullptr && (others.empty() || others.erase(trace) == 0)) {
         ++events;
+        ++departures;
+    }
     if (trace != nullptr && trace->traceFlag == endOfData)
         lastHasLeft = true;
     if (trace != nullptr && !watched.empty())

@@ -41,6 +41,8 @@ public:
 
     /// Traces that producers have added.
     int64_t arrived() const { return arrivals; }
+    /// Traces of these that have left, taken by their consumers or moved elsewhere.
+    int64_t departed() const { return departures; }
     /// Traces that `consumer` has taken.
     int64_t taken(ModuleEntity* consumer) const;
     /// Grows with every trace that its producers add and with every one of these that leaves.
@@ -67,6 +69,7 @@ private:
     void beginRanges();
 
     int64_t arrivals = 0;
+    int64_t departures = 0;
     std::set<const SeisTrace*> others; ///< traces in the channel that no producer added
     int64_t events = 0;
     bool lastHasLeft = false;

@@ -1,37 +1,23 @@
 /// @file Interrupt.h
 ///
-/// Ends of a job that nobody planned: Ctrl-C, and modules that crash.
+/// Ends of a job that the user has decided: Ctrl-C, and other signals that end programs.
 #ifndef INTERRUPT_H
 #define INTERRUPT_H
 
+#include <atomic>
 #include <csignal>
 #include <functional>
 #include <thread>
 
 namespace host {
 
-class ScratchSpace;
-
-/// As long as it lives, SIGINT, SIGTERM and SIGHUP wait: for an InterruptWatch, or for its end.
-/// Made before what the watch cleans up, so that no signal comes when that exists and the watch
-/// does not.
-class SignalsHeld
-{
-public:
-    SignalsHeld();
-    ~SignalsHeld();
-    SignalsHeld(const SignalsHeld&) = delete;
-    SignalsHeld& operator=(const SignalsHeld&) = delete;
-
-private:
-    sigset_t former;
-};
-
 /// As long as it lives, SIGINT, SIGTERM and SIGHUP do not end the process at once: a thread of its
 /// own waits for them, calls `clean` with the signal's number, and ends the process with 128 and
-/// that number (130 for Ctrl-C), whatever the other threads are doing. A second signal ends it
-/// without further ado. Requires: made before other threads, which inherit that the signals are
-/// blocked.
+/// that number (130 for Ctrl-C), whatever the other threads are doing. A second signal ends it at
+/// once. Signals that are ignored stay so.
+///
+/// The signals are handled on whichever thread they arrive, so that a module that sends one to
+/// itself is ended as well, and are not blocked in processes that modules start.
 class InterruptWatch
 {
 public:
@@ -44,23 +30,7 @@ private:
     void run();
 
     std::function<void(int)> clean;
-    SignalsHeld held;
-    int signalDescriptor = -1; ///< on which the signals arrive
-    int endDescriptor = -1;    ///< on which the destructor says that it is over
     std::thread thread;
-};
-
-/// As long as it lives, a signal that a crash raises (SIGSEGV, SIGABRT, …) first tells which module
-/// was running and removes the scratch directory and the temporary files of outputs. The process
-/// then dies of the signal, as without it.
-class CrashWatch
-{
-public:
-    /// `scratch` must live longer.
-    explicit CrashWatch(const ScratchSpace& scratch);
-    ~CrashWatch();
-    CrashWatch(const CrashWatch&) = delete;
-    CrashWatch& operator=(const CrashWatch&) = delete;
 };
 
 } // namespace host

@@ -7,6 +7,7 @@
 #include "base/Text.h"
 #include "kernel_messages.h"
 #include "run/DataFlow.h"
+#include "run/RunningModule.h"
 
 #include <QtGlobal>
 #include <algorithm>
@@ -126,6 +127,7 @@ void JobRunner::prepareKernel(const std::string& scratchDirectory)
     kernel.jobStartTime = kernel.getCurrentTime();
     kernel.setActiveModule(nullptr);
     kernel.metaDataMap.clear();
+    forgetRunningModules();
     std::map<std::string, std::string> mark = {{failureKey, "no memory"}}; // texts without blocks
     spareMark = mark.extract(mark.begin());
     kernel.setJobName(job.name.c_str());
@@ -154,6 +156,8 @@ RunResult JobRunner::run()
     recorder.describeModules();
     if (createModules()) {
         wiring = connectModules(job, modules, tees, manager());
+        watchEntryPoints(modules);
+        watchEntryPoints(tees);
         recorder.watch(modules, wiring, watchHeaders);
         setParameters();
         runPhases();
@@ -164,6 +168,7 @@ RunResult JobRunner::run()
         tees.clear();
         manager().postProcessJob(); // deletes those that were created
     }
+    libraries.close();
     result.wallMicros = std::max<int64_t>(1, microsSince(start));
     for (RunModule& module : result.modules)
         module.statistics.share = static_cast<double>(module.statistics.totalMicros()) /
@@ -175,10 +180,14 @@ bool JobRunner::createModules()
 {
     bool good = true;
     for (const ResolvedModule& module : job.modules) {
+        const LibraryCall loading(EntryPoint::loading, module.name);
         modules.push_back(manager().initJobModule(module.name, module.library));
         good = good && modules.back() != nullptr;
+        if (modules.back() != nullptr)
+            libraries.keep(*modules.back());
     }
     for (const std::string& name : teeNames(job)) {
+        const LibraryCall loading(EntryPoint::loading, name);
         tees.push_back(manager().initJobModule(name, job.teeLibrary));
         good = good && tees.back() != nullptr;
     }

@@ -10,6 +10,7 @@
 #include "run/Deadlock.h"
 #include "run/JobBuilder.h"
 #include "run/RunRecorder.h"
+#include "run/RunningModule.h"
 
 #include <atomic>
 #include <chrono>
@@ -84,6 +85,7 @@ private:
     LiveCounters live;
     RunResult result;
     RunRecorder recorder;               ///< of `result` and `live`
+    KeptLibraries libraries;            ///< of `modules`
     std::vector<ModuleEntity*> modules; ///< in the order of the job
     std::vector<ModuleEntity*> tees;    ///< before several readers of one output
     BuiltJob wiring;

@@ -4,6 +4,7 @@
 #include "base/Escaping.h"
 #include "base/Text.h"
 #include "file/FileIdentity.h"
+#include "file/UnfinishedOutputs.h"
 #include "run/InputDigests.h"
 
 #include <QCryptographicHash>
@@ -197,6 +198,11 @@ OutputWatch::OutputWatch(const ResolvedJob& job)
     before = look();
 }
 
+OutputWatch::State OutputWatch::stateOf(const struct stat& status)
+{
+    return {status.st_ino, status.st_mtim.tv_sec, status.st_mtim.tv_nsec, status.st_size};
+}
+
 OutputWatch::States OutputWatch::look() const
 {
     States states;
@@ -207,8 +213,7 @@ OutputWatch::States OutputWatch::look() const
             struct stat status;
             if (belongsTo(file, path.filename().string()) && stat(name.c_str(), &status) == 0 &&
                 S_ISREG(status.st_mode))
-                states[name] = {status.st_ino, status.st_mtim.tv_sec, status.st_mtim.tv_nsec,
-                                status.st_size};
+                states[name] = stateOf(status);
         }
     }
     return states;
@@ -229,6 +234,29 @@ std::vector<std::string> OutputWatch::written() const
             paths.push_back(path);
     }
     return paths;
+}
+
+std::vector<std::string> OutputWatch::incomplete() const
+{
+    std::vector<std::string> paths = written();
+    std::erase_if(paths, [](const std::string& path) {
+        struct stat status;
+        return stat(path.c_str(), &status) == 0 && VORN::isCompletedOutput(status);
+    });
+    return paths;
+}
+
+void OutputWatch::listIncomplete(void (*tell)(const char* path)) const noexcept
+{
+    for (const std::string& output : outputs) {
+        struct stat status;
+        if (stat(output.c_str(), &status) != 0 || !S_ISREG(status.st_mode) ||
+            VORN::isCompletedOutput(status))
+            continue;
+        const auto former = before.find(output);
+        if (former == before.end() || !(former->second == stateOf(status)))
+            tell(output.c_str());
+    }
 }
 
 } // namespace host

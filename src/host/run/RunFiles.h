@@ -12,6 +12,7 @@
 #include <functional>
 #include <map>
 #include <string>
+#include <sys/stat.h>
 #include <vector>
 
 namespace host {
@@ -80,8 +81,13 @@ public:
     /// Whether the file was made or changed since.
     bool isWritten(const std::string& path) const;
     /// Files made or changed since that have an output's name or begin with it, as temporary names
-    /// do: what is left of a job that was cut short.
+    /// do.
     std::vector<std::string> written() const;
+    /// Those of them that this process has not completed: what is left of a job that was cut short.
+    std::vector<std::string> incomplete() const;
+    /// Calls `tell` with each output made or changed since that this process has not completed.
+    /// Allocates nothing; safe in signal handlers if `tell` is.
+    void listIncomplete(void (*tell)(const char* path)) const noexcept;
 
 private:
     struct State
@@ -95,6 +101,7 @@ private:
     };
     using States = std::map<std::string, State>;
 
+    static State stateOf(const struct stat& status);
     States look() const;
 
     std::vector<std::string> outputs;

@@ -28,6 +28,10 @@ private:
     int descriptor = -1; ///< open on the directory: removing it needs no further one
 };
 
+/// Removes the directory of the ScratchSpace that lives in this process, if there is one: for a
+/// process that ends without destroying it. Safe in signal handlers.
+void removeScratchSpace() noexcept;
+
 } // namespace host
 
 #endif

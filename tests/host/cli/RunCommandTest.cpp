@@ -65,9 +65,11 @@ TEST_F(RunCommandTest, CtrlCRemovesScratchFilesAndNamesWhatIsIncomplete)
 
     EXPECT_EQ(result.exitCode, 130);
     EXPECT_THAT(scratchFiles(), IsEmpty());
-    EXPECT_THAT(result.errors, HasSubstr("vorn: interrupted; these outputs are incomplete:\n"
-                                         "vorn: incomplete: " +
-                                         tree.path("out.txt.part") + "\n"));
+    EXPECT_THAT(result.errors,
+                HasSubstr("vorn: interrupted; module \"read\" was running in process_, "
+                          "trace 1 of its output; these outputs are incomplete:\n"
+                          "vorn: incomplete: " +
+                          tree.path("out.txt.part") + "\n"));
     EXPECT_FALSE(tree.exists("out.txt"));
     EXPECT_LT(seconds, 1.5) << "it must not wait for the module, which sleeps";
 }
@@ -85,8 +87,8 @@ TEST_F(RunCommandTest, ACrashNamesTheModuleAndLeavesNoScratchFile)
 
     EXPECT_EQ(result.exitCode, 128 + SIGABRT);
     EXPECT_THAT(result.errors,
-                HasSubstr("vorn: the program crashed (SIGABRT); the last module to run "
-                          "was \"pass\"; outputs are incomplete\n"));
+                HasSubstr("vorn: module \"pass\" crashed in process_, trace 5 of its input "
+                          "(SIGABRT)\n"));
     EXPECT_THAT(scratchFiles(), IsEmpty());
 }
 

@@ -301,6 +301,45 @@ TEST_F(EndedJobTest, AModuleThatSendsItsOwnThreadASignalIsInterrupted)
     expectNothingLeft(end);
 }
 
+TEST_F(EndedJobTest, TheTimeLimitEndsAnEndlessLoop)
+{
+    writeJob(endProcess("loop"));
+    const auto start = std::chrono::steady_clock::now();
+    const JobEnd end = run({"--time-limit", "1500 ms"});
+    const auto seconds =
+        std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+
+    EXPECT_EQ(end.exitCode, 1);
+    EXPECT_FALSE(end.killed);
+    EXPECT_THAT(
+        end.errors,
+        HasSubstr("vorn: the time limit of 1.500 s has passed; module \"bad\" was running in "
+                  "process_, trace 3 of its input; these outputs are incomplete:" +
+                  removedOutput()));
+    EXPECT_GE(seconds, 1.4);
+    EXPECT_LT(seconds, 10);
+    expectNothingLeft(end);
+}
+
+TEST_F(EndedJobTest, AJobWithinItsTimeLimitIsNotEnded)
+{
+    writeJob(endProcess("none"));
+    const JobEnd end = run({"--time-limit", "5 min"});
+
+    EXPECT_EQ(end.exitCode, 0) << end.errors;
+    EXPECT_TRUE(directory.read("out.sgy") != older);
+}
+
+TEST_F(EndedJobTest, TheProgressNamesTheModuleThatLoops)
+{
+    writeJob(endProcess("loop"));
+    const JobEnd end =
+        directory.run({"run", "job.yaml", "--progress", "always", "--time-limit", "3500 ms"});
+
+    EXPECT_THAT(end.errors, HasSubstr(", module \"bad\" in process_, trace 3 of its input\n"));
+    EXPECT_THAT(end.errors, HasSubstr(", module \"bad\" in process_, trace 3 of its input for "));
+}
+
 // ---- Other commands that write files ----
 
 // The size of files that this process and its children may write, for the life of an object.
@@ -386,7 +425,7 @@ TEST_F(EndedPlotTest, CtrlCAtAnyMomentLeavesNoHiddenFile)
 // what is told.
 TEST_F(EndedJobTest, AWholeOutputIsNotCalledIncomplete)
 {
-    for (const std::string how : {"exit", "null pointer"}) {
+    for (const std::string how : {"exit", "null pointer", "loop"}) {
         SCOPED_TRACE(how);
         directory.write("job.yaml", "scratch: {directory: scratch, traces: 20}\n"
                                     "modules:\n"
@@ -396,7 +435,7 @@ TEST_F(EndedJobTest, AWholeOutputIsNotCalledIncomplete)
                                     "  - {name: again, module: synthetic, shots: 1, channels: 9}\n"
                                     "  - {name: bad, input: again, " +
                                         endProcess(how, 0, "postprocess") + "}\n");
-        const JobEnd end = run();
+        const JobEnd end = run({"--time-limit", "1"});
 
         EXPECT_NE(end.exitCode, 0);
         EXPECT_TRUE(directory.exists("out.sgy"));

@@ -1,5 +1,7 @@
 #include "base/Quantities.h"
 
+#include "base/Numbers.h"
+
 #include <array>
 #include <cmath>
 #include <fmt/format.h>
@@ -15,6 +17,26 @@ std::string fourDigits(double value)
 }
 
 } // namespace
+
+std::optional<double> parseDuration(const std::string& text)
+{
+    struct Unit
+    {
+        const char* name;
+        double seconds;
+    };
+    static constexpr std::array<Unit, 6> units = {
+        {{"", 1}, {"s", 1}, {"ms", 1e-3}, {"min", 60}, {"h", 3600}, {"d", 86400}}};
+    const std::size_t end = text.find_last_of("0123456789.") + 1; // 0 where there is none
+    const std::size_t unit = text.find_first_not_of(' ', end);
+    const std::string name = unit == std::string::npos ? "" : text.substr(unit);
+    const std::optional<double> value = parseNumber(text.substr(0, end));
+    for (const Unit& known : units) {
+        if (value && name == known.name)
+            return *value * known.seconds;
+    }
+    return std::nullopt;
+}
 
 std::string formatMicros(double micros)
 {

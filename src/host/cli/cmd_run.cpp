@@ -29,6 +29,7 @@
 
 #include <QtGlobal>
 #include <algorithm>
+#include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <filesystem>
@@ -103,22 +104,50 @@ private:
     int nameWidth = 6; // "Kernel"
 };
 
-ProgressState stateOf(const LiveCounters& live)
+// Makes the state of the progress from the counters, and notes for how long one call of a module
+// has been running.
+class StateReader
 {
-    ProgressState state;
-    state.phase = live.phase.load();
-    const double since = live.processingSince.load();
-    if (since > 0)
-        state.seconds =
+public:
+    explicit StateReader(const LiveCounters& counters) : live(counters) {}
+
+    ProgressState operator()()
+    {
+        const double now =
             std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch())
-                .count() -
-            since;
-    state.traces = live.traces.load();
-    state.done = live.done.load();
-    state.announced = live.announced.load();
-    state.bytes = live.bytes.load();
-    return state;
-}
+                .count();
+        ProgressState state;
+        state.phase = live.phase.load();
+        const double since = live.processingSince.load();
+        if (since > 0)
+            state.seconds = now - since;
+        state.traces = live.traces.load();
+        state.done = live.done.load();
+        state.announced = live.announced.load();
+        state.bytes = live.bytes.load();
+        noteCall(state, now);
+        return state;
+    }
+
+private:
+    void noteCall(ProgressState& state, double now)
+    {
+        const RunningCode running = runningCode();
+        if (running.module != call.module || running.calls != call.calls ||
+            running.entry != call.entry)
+            callSince = now;
+        call = running;
+        if (running.entry == EntryPoint::none)
+            return;
+        state.module = running.module;
+        state.place = placeOf(running);
+        state.callSeconds = now - callSince;
+    }
+
+    const LiveCounters& live;
+    RunningCode call; // at the last reading
+    double callSince = 0;
+};
 
 // ---- what is made of the result ----
 
@@ -231,18 +260,44 @@ void tellEnd(Console& console, const RunResult& result)
         console.line("vorn: the job ended with " + counted(errors, "error"));
 }
 
-// ---- Ctrl-C ----
+// ---- Ctrl-C, and the end of the time ----
+
+// When the run has to be over; nothing without --time-limit.
+struct TimeLimit
+{
+    double seconds = 0;
+    std::optional<InterruptWatch::Clock::time_point> deadline;
+};
+
+TimeLimit timeLimit(const Arguments& arguments)
+{
+    if (!arguments.has("--time-limit"))
+        return {};
+    const std::string text = arguments.text("--time-limit");
+    const std::optional<double> seconds = parseDuration(text);
+    if (!seconds || !(*seconds > 0))
+        throw CommandError(fmt::format("--time-limit is {}; expected a duration above 0, as 90, 90 "
+                                       "s, 5 min or 2 h",
+                                       quote(text)));
+    using Clock = InterruptWatch::Clock;
+    constexpr double longest = 1e9; // 30 years
+    const std::chrono::duration<double> span(std::min(*seconds, longest));
+    return {*seconds, Clock::now() + std::chrono::duration_cast<Clock::duration>(span)};
+}
 
 void writeError(const std::string& text)
 {
     [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, text.data(), text.size());
 }
 
-// The reason for the end.
-std::string endText(int signal)
+// The reason for the end: a signal, or for 0 the time limit.
+std::string endText(int signal, const TimeLimit& limit)
 {
-    return std::string(Console::isTerminal() ? "\r\x1b[K" : "") +
-           (signal == SIGINT ? "vorn: interrupted" : "vorn: ended by a signal");
+    std::string text = Console::isTerminal() ? "\r\x1b[K" : "";
+    if (signal == 0)
+        return text + "vorn: the time limit of " + formatMicros(limit.seconds * 1e6) +
+               " has passed";
+    return text + (signal == SIGINT ? "vorn: interrupted" : "vorn: ended by a signal");
 }
 
 // What was running, also where it would never have ended by itself.
@@ -268,9 +323,10 @@ std::vector<std::string> endOutputs()
 }
 
 // Runs on a thread of its own, while the job's may be anywhere: no locks.
-void cleanUp(int signal, const ScratchSpace& scratch, const OutputWatch& outputs)
+void cleanUp(int signal, const TimeLimit& limit, const ScratchSpace& scratch,
+             const OutputWatch& outputs)
 {
-    std::string text = endText(signal) + runningText();
+    std::string text = endText(signal, limit) + runningText();
     scratch.remove();
     const std::vector<std::string> removed = endOutputs();
     const std::vector<std::string> left = outputs.incomplete();
@@ -287,10 +343,10 @@ void cleanUp(int signal, const ScratchSpace& scratch, const OutputWatch& outputs
 }
 
 // The same after the job, whose outputs are as it has left them.
-void cleanUpLate(int signal)
+void cleanUpLate(int signal, const TimeLimit& limit)
 {
     endOutputs();
-    writeError(endText(signal) +
+    writeError(endText(signal, limit) +
                " after the job had ended; its report, JSON file and pictures may be missing\n");
 }
 
@@ -311,18 +367,20 @@ public:
 };
 
 RunResult runWatched(const Arguments& arguments, const ResolvedJob& job, Console& console,
-                     PadStore& pads, const FileFacts& files, bool watchHeaders)
+                     PadStore& pads, const FileFacts& files, const TimeLimit& limit,
+                     bool watchHeaders)
 {
     const ScratchSpace scratch(job.scratchDirectory);
     const OutputsListed listed(files.outputs);
-    const InterruptWatch interrupts([&](int signal) { cleanUp(signal, scratch, files.outputs); });
+    const InterruptWatch interrupts(
+        [&](int signal) { cleanUp(signal, limit, scratch, files.outputs); }, limit.deadline);
     JobRunner runner(job, scratch.path());
     runner.onMessage = MessagePrinter(console, job, shownSeverity(arguments));
     runner.watchHeaders = watchHeaders;
     runner.objections = [&] { return files.inputs.changes(); };
     pads.install(runner.manager());
     const Progress progress(console, progressMode(arguments), secondsBetweenLines(arguments),
-                            [&] { return stateOf(runner.counters()); });
+                            StateReader(runner.counters()));
     return runner.run();
 }
 
@@ -335,6 +393,7 @@ bool writesStandardOutput(const ResolvedJob& job)
 
 int runRun(const Arguments& arguments)
 {
+    const TimeLimit limit = timeLimit(arguments);
     const LoadedJob loaded = loadJob(arguments);
     refuseErrors(loaded);
     useFilesOf(loaded.job);
@@ -350,9 +409,12 @@ int runRun(const Arguments& arguments)
 
     PadStore pads;
     const FileFacts files(loaded.job, report.isWanted());
-    RunResult result = runWatched(arguments, loaded.job, console, pads, files, report.isWanted());
-    const InterruptWatch interrupts(cleanUpLate);
+    RunResult result =
+        runWatched(arguments, loaded.job, console, pads, files, limit, report.isWanted());
+    const InterruptWatch interrupts([&](int signal) { cleanUpLate(signal, limit); },
+                                    limit.deadline);
     addFacts(result, loaded, files, report.isWanted());
+    result.timeLimitSeconds = limit.seconds;
 
     const bool quiet = arguments.has("--quiet");
     tellResult(console, result, quiet);
@@ -392,6 +454,8 @@ Command runCommand()
         {"--pictures", "DIR", "write what modules draw to this directory", ValueKind::directory},
         {"--format", "FORMAT", "kind of these pictures", ValueKind::choice, {"png", "svg", "pdf"}},
         {"--log", "FILE", "write all messages to this file, details included", ValueKind::file},
+        {"--time-limit", "DURATION",
+         "end the run when this time has passed, as 90, 90 s, 5 min or 2 h"},
         {"--progress",
          "WHEN",
          "show the progress of the job: on a terminal in one line that changes, elsewhere in a "
@@ -411,7 +475,8 @@ Command runCommand()
             "time, its share of the run time and its memory.\n\n"
             "The exit code is 1 when a module reported an error. Ctrl-C ends the job at once: the "
             "scratch file and incomplete outputs are removed, other files that modules have left "
-            "are listed, and the exit code is 130. The same happens with exit code 1 when a module "
+            "are listed, and the exit code is 130. The same happens with exit code 1 when the time "
+            "of --time-limit has passed, counted from the start of the command, and when a module "
             "ends the process. The message names the module that was running.",
             {jobArgument()},
             options,

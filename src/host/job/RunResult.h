@@ -156,6 +156,7 @@ struct RunResult
     std::string projectDirectory;
     std::string scratchDirectory;
     int scratchTraces = 0;
+    double timeLimitSeconds = 0; ///< 0: none
     std::string schema; ///< as in the job file: "segy", "", or "list"
 
     std::vector<std::string> checkWarnings; ///< of the check before the run, one line each

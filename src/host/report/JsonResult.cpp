@@ -39,6 +39,8 @@ Json jobJson(const RunResult& result)
             {"project", result.projectDirectory},
             {"scratch_directory", result.scratchDirectory},
             {"scratch_traces", result.scratchTraces},
+            {"time_limit_seconds",
+             result.timeLimitSeconds > 0 ? Json(result.timeLimitSeconds) : Json(nullptr)},
             {"schema", result.schema},
             {"warnings", result.checkWarnings},
             {"resolved", result.resolvedJob},

@@ -3,6 +3,7 @@
 #include "base/CommandError.h"
 #include "run/ProcessEnd.h"
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <cerrno>
@@ -42,9 +43,21 @@ void onInterrupt(int signal)
     errno = error;
 }
 
+// Milliseconds for poll().
+int millisUntil(InterruptWatch::Clock::time_point deadline)
+{
+    using std::chrono::milliseconds;
+    const auto left =
+        std::chrono::ceil<milliseconds>(deadline - InterruptWatch::Clock::now()).count();
+    constexpr decltype(left) most = 1000000; // poll() takes an int
+    return static_cast<int>(std::clamp<decltype(left)>(left, 0, most));
+}
+
 } // namespace
 
-InterruptWatch::InterruptWatch(std::function<void(int)> action) : clean(std::move(action))
+InterruptWatch::InterruptWatch(std::function<void(int)> action,
+                               std::optional<Clock::time_point> limit)
+    : clean(std::move(action)), deadline(limit)
 {
     arrived = 0;
     wakeDescriptor = eventfd(0, EFD_CLOEXEC);
@@ -75,7 +88,15 @@ InterruptWatch::~InterruptWatch()
 void InterruptWatch::run()
 {
     pollfd waiting{wakeDescriptor, POLLIN, 0};
-    while (poll(&waiting, 1, -1) < 0) {
+    while (true) {
+        const int ready = poll(&waiting, 1, deadline ? millisUntil(*deadline) : -1);
+        if (ready > 0)
+            break;
+        if (ready == 0 && Clock::now() >= *deadline) {
+            claimEnd();
+            clean(0);
+            endProcess(exitJobErrors);
+        }
     }
     const int signal = arrived;
     if (signal == 0) // woken by the destructor

@@ -61,6 +61,20 @@ std::string elapsedText(const ProgressState& state)
     return fmt::format("{}:{:02}", seconds / 60, seconds % 60);
 }
 
+// A call that takes this long is worth its place in a line that changes.
+constexpr double longCallSeconds = 2;
+
+// The module that runs, and for how long: of a call that never returns nothing else tells.
+std::string moduleText(const ProgressState& state)
+{
+    if (state.module.empty())
+        return "";
+    return fmt::format("module {} {}{}", state.module, state.place,
+                       state.callSeconds < longCallSeconds
+                           ? ""
+                           : " for " + formatMicros(std::floor(state.callSeconds) * 1e6));
+}
+
 } // namespace
 
 std::string progressText(const ProgressState& state)
@@ -68,7 +82,7 @@ std::string progressText(const ProgressState& state)
     return fmt::format("{}: {}", state.phase,
                        join({percentText(state), counted(state.traces, "trace"), rateText(state),
                              leftText(state), formatBytes(static_cast<double>(state.bytes)),
-                             elapsedText(state) + " since the start"}));
+                             elapsedText(state) + " since the start", moduleText(state)}));
 }
 
 std::string progressBar(const ProgressState& state, int width)
@@ -84,6 +98,8 @@ std::string progressBar(const ProgressState& state, int width)
                std::string(static_cast<std::size_t>(cells - filled), '.') + "] " +
                padLeft(percentText(state), 5);
     }
+    if (state.callSeconds >= longCallSeconds)
+        line += "  " + moduleText(state);
     line += "  " + facts;
     // The last column stays free: a terminal would begin a new line there.
     const auto most = static_cast<std::size_t>(std::max(width - 1, 0));

@@ -25,6 +25,9 @@ struct ProgressState
     int64_t done = 0;       ///< of the announced traces, those that have passed
     int64_t announced = 0;  ///< 0: no module has announced any
     int64_t bytes = 0;      ///< of memory held by the job
+    std::string module;     ///< whose code runs, quoted; "" for none
+    std::string place;      ///< where in it: "in process_, trace 17 of its input"
+    double callSeconds = 0; ///< for which this call has been seen running
 };
 
 /// One line of at most `width` columns: bar, percent and time left where a total was announced,

@@ -75,6 +75,21 @@ TEST(TextToolsTest, ColumnsAreAlignedByCharacters)
     EXPECT_EQ(table.text(1), " größe    1\n x      100\n");
 }
 
+TEST(TextToolsTest, DurationsHaveAUnitOrAreSeconds)
+{
+    EXPECT_EQ(parseDuration("90"), 90.0);
+    EXPECT_EQ(parseDuration("90 s"), 90.0);
+    EXPECT_EQ(parseDuration("0.5s"), 0.5);
+    EXPECT_EQ(parseDuration("250 ms"), 0.25);
+    EXPECT_EQ(parseDuration("5 min"), 300.0);
+    EXPECT_EQ(parseDuration("2 h"), 7200.0);
+    EXPECT_EQ(parseDuration("1 d"), 86400.0);
+    EXPECT_EQ(parseDuration("-1 s"), -1.0) << "whether it makes sense is the caller's business";
+    for (const char* text : {"", " ", "s", "soon", "5 minutes", "5 min 3 s", "5 m in", "1:30", "1e",
+                             "inf", "nan", "0x10", "5\n"})
+        EXPECT_EQ(parseDuration(text), std::nullopt) << text;
+}
+
 TEST(TextToolsTest, QuantitiesHaveAFewDigits)
 {
     EXPECT_EQ(formatMicros(0), "0 us");

@@ -51,6 +51,31 @@ TEST(ProgressTest, NeverWiderThanTheTerminalAndNeverAboveHundredPercent)
     EXPECT_NE(progressText(state).find("100 %"), std::string::npos);
 }
 
+TEST(ProgressTest, ALineNamesTheModuleThatRuns)
+{
+    ProgressState state = halfway();
+    state.module = "\"agc\"";
+    state.place = "in process_, trace 17 of its input";
+
+    EXPECT_EQ(progressText(state), "processing: 50 %, 500 traces, 50.0 traces/s, 0:10 left, "
+                                   "2.000 MB, 0:10 since the start, module \"agc\" in process_, "
+                                   "trace 17 of its input");
+    EXPECT_EQ(progressBar(state, 200), progressBar(halfway(), 200)) << "it would only flicker";
+}
+
+TEST(ProgressTest, ACallThatTakesLongIsNamedFirst)
+{
+    ProgressState state = halfway();
+    state.announced = 0;
+    state.module = "\"agc\"";
+    state.place = "in process_, trace 17 of its input";
+    state.callSeconds = 12.7;
+
+    EXPECT_EQ(progressBar(state, 200),
+              "processing  module \"agc\" in process_, trace 17 of its input for 12.00 s  "
+              "500 traces, 50.0 traces/s, 2.000 MB, 0:10");
+}
+
 TEST(ProgressTest, TheClockGoesOnWhileTheJobDoesNot)
 {
     Console console;

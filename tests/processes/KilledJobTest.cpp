@@ -97,6 +97,8 @@ protected:
         const JobEnd end = directory.run({"run", "job.yaml", "-q"});
         EXPECT_EQ(end.exitCode, 0) << "the run after " << what << end.errors;
         EXPECT_TRUE(directory.read("out.sgy") == expected) << "the run after " << what;
+        EXPECT_EQ(directory.names("scratch"), std::vector<std::string>())
+            << "the run after " << what;
     }
 
     JobDirectory directory;

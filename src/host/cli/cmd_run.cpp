@@ -371,6 +371,10 @@ RunResult runWatched(const Arguments& arguments, const ResolvedJob& job, Console
                      bool watchHeaders)
 {
     const ScratchSpace scratch(job.scratchDirectory);
+    if (scratch.removedBefore() > 0 && arguments.has("--verbose"))
+        console.line(fmt::format("vorn: removed the scratch files of {} in {}",
+                                 counted(scratch.removedBefore(), "killed run"),
+                                 escaped(job.scratchDirectory)));
     const OutputsListed listed(files.outputs);
     const InterruptWatch interrupts(
         [&](int signal) { cleanUp(signal, limit, scratch, files.outputs); }, limit.deadline);

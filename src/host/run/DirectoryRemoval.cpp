@@ -1,5 +1,6 @@
 #include "run/DirectoryRemoval.h"
 
+#include <cerrno>
 #include <cstddef>
 #include <cstring>
 #include <dirent.h>
@@ -18,7 +19,7 @@ bool isSelfOrParent(const char* name)
     return std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0;
 }
 
-bool removeEntries(int descriptor, int levels) noexcept;
+bool removeAll(int descriptor, const char* but, int levels) noexcept;
 
 bool removeEntry(int directory, const char* name, int levels) noexcept
 {
@@ -29,13 +30,13 @@ bool removeEntry(int directory, const char* name, int levels) noexcept
     const int inner = openat(directory, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
     if (inner < 0)
         return false;
-    removeEntries(inner, levels - 1);
+    removeAll(inner, nullptr, levels - 1);
     close(inner);
     return unlinkat(directory, name, AT_REMOVEDIR) == 0;
 }
 
 // readdir() needs a stream, which is allocated; the system's own call fills any buffer.
-bool removeEntries(int descriptor, int levels) noexcept
+bool removeAll(int descriptor, const char* but, int levels) noexcept
 {
     alignas(dirent64) char buffer[2048];
     // A file system may leave out entries that move up while others are removed.
@@ -49,7 +50,8 @@ bool removeEntries(int descriptor, int levels) noexcept
             for (ssize_t at = 0; at < bytes;) {
                 const auto* entry = reinterpret_cast<const dirent64*>(buffer + at);
                 at += entry->d_reclen;
-                if (isSelfOrParent(entry->d_name))
+                const bool stays = but != nullptr && std::strcmp(entry->d_name, but) == 0;
+                if (isSelfOrParent(entry->d_name) || stays)
                     continue;
                 const bool gone = removeEntry(descriptor, entry->d_name, levels);
                 removed = removed || gone;
@@ -64,9 +66,11 @@ bool removeEntries(int descriptor, int levels) noexcept
 
 } // namespace
 
-bool removeEntries(int descriptor) noexcept
+bool removeEntries(int descriptor, const char* last) noexcept
 {
-    return removeEntries(descriptor, mostLevels);
+    if (!removeAll(descriptor, last, mostLevels))
+        return false;
+    return last == nullptr || unlinkat(descriptor, last, 0) == 0 || errno == ENOENT;
 }
 
 } // namespace host

@@ -28,6 +28,37 @@ constexpr int endOfData = 3;
 constexpr int keepCurrentTrace = 1;
 constexpr int passesWithoutStatistic = 1000;
 
+// All modules that the traces of `first` reach, itself the last one, each after those that read its
+// outputs. Without recursion: chains may be longer than a stack is deep.
+std::vector<ModuleEntity*> consumersFirst(ModuleEntity* first)
+{
+    struct Visit
+    {
+        ModuleEntity* module;
+        std::size_t channel = 0;  // of its outputs, and
+        std::size_t consumer = 0; // of that channel: the next one to go to
+    };
+    std::vector<ModuleEntity*> order;
+    std::set<ModuleEntity*> seen = {first};
+    std::vector<Visit> way = {{first}};
+    while (!way.empty()) {
+        Visit& at = way.back();
+        const std::vector<DataChannel*>& channels = at.module->outputDataChannels;
+        if (at.channel == channels.size()) {
+            order.push_back(at.module);
+            way.pop_back();
+        } else if (at.consumer == channels[at.channel]->outputModules.size()) {
+            ++at.channel;
+            at.consumer = 0;
+        } else {
+            ModuleEntity* next = channels[at.channel]->outputModules[at.consumer++];
+            if (seen.insert(next).second)
+                way.push_back({next});
+        }
+    }
+    return order;
+}
+
 } // namespace
 
 // What the input channels of a module offer. The producers to ask are in its `producersToAsk`.
@@ -75,19 +106,25 @@ void JobManager::sortJobModules()
         qDebug("%d  |  %s", priorities[module], module->getName().c_str());
 }
 
+// The deepest level of a module is that of the longest way to it. Each module is visited once,
+// after all that stand before it: to walk every way would take for ever where ways part and meet
+// again and again, since each such place doubles their number.
 int JobManager::defineModulePriority(ModuleEntity* module,
                                      std::map<ModuleEntity*, int>& prioritiesMap, int priority)
 {
-    const auto known = prioritiesMap.find(module);
-    if (known != prioritiesMap.end())
-        priority = std::max(priority, known->second);
-    prioritiesMap[module] = priority;
-
-    int deepest = priority;
-    for (const DataChannel* channel : module->outputDataChannels) {
-        for (ModuleEntity* consumer : channel->outputModules)
-            deepest =
-                std::max(deepest, defineModulePriority(consumer, prioritiesMap, priority + 1));
+    const auto raise = [&prioritiesMap](ModuleEntity* one, int level) {
+        const auto [known, isNew] = prioritiesMap.try_emplace(one, level);
+        known->second = std::max(known->second, level);
+        return known->second;
+    };
+    int deepest = raise(module, priority);
+    const ModuleList reached = consumersFirst(module);
+    for (auto one = reached.rbegin(); one != reached.rend(); ++one) {
+        const int level = prioritiesMap[*one];
+        for (const DataChannel* channel : (*one)->outputDataChannels) {
+            for (ModuleEntity* consumer : channel->outputModules)
+                deepest = std::max(deepest, raise(consumer, level + 1));
+        }
     }
     return deepest;
 }

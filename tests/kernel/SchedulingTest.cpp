@@ -14,6 +14,7 @@
 #include <gmock/gmock.h>
 #include <map>
 #include <memory>
+#include <random>
 
 namespace {
 
@@ -424,6 +425,71 @@ TEST_F(SchedulingTest, PriorityThatIsKnownAlreadyIsRaisedAndNeverLowered)
 
     EXPECT_EQ(job().defineModulePriority(a, priorities, 30), 31);
     EXPECT_EQ(priorities, (std::map<ModuleEntity*, int>{{a, 30}, {b, 31}}));
+}
+
+// There are 2^200 ways from the first module to the last one.
+TEST_F(SchedulingTest, WaysThatPartAndMeetAgainAndAgainAreNotWalkedOneByOne)
+{
+    ModuleEntity* first = module("F");
+    ModuleEntity* last = first;
+    for (int i = 0; i < 200; ++i) {
+        ModuleEntity* next = module("N");
+        flow({last}, {next});
+        flow({last}, {next});
+        last = next;
+    }
+    std::map<ModuleEntity*, int> priorities;
+
+    EXPECT_EQ(job().defineModulePriority(first, priorities, 1), 201);
+    EXPECT_EQ(priorities[last], 201);
+}
+
+namespace {
+
+// By definition: along every way.
+int deepestAlongEveryWay(ModuleEntity* module, std::map<ModuleEntity*, int>& priorities,
+                         int priority)
+{
+    const auto known = priorities.find(module);
+    if (known != priorities.end())
+        priority = std::max(priority, known->second);
+    priorities[module] = priority;
+    int deepest = priority;
+    for (const DataChannel* channel : module->outputDataChannels) {
+        for (ModuleEntity* consumer : channel->outputModules)
+            deepest = std::max(deepest, deepestAlongEveryWay(consumer, priorities, priority + 1));
+    }
+    return deepest;
+}
+
+} // namespace
+
+TEST_F(SchedulingTest, PrioritiesAreThoseAlongEveryWay)
+{
+    std::mt19937 numbers(1);
+    const auto below = [&](std::size_t n) { return static_cast<std::size_t>(numbers() % n); };
+    for (int graph = 0; graph < 200; ++graph) {
+        std::vector<ModuleEntity*> modules;
+        for (std::size_t i = 0; i < 2 + below(9); ++i)
+            modules.push_back(module("M"));
+        for (std::size_t i = 0; i < modules.size() * 2; ++i) {
+            const std::size_t to = 1 + below(modules.size() - 1);
+            flow({modules[below(to)]}, {modules[to]});
+        }
+        std::map<ModuleEntity*, int> priorities;
+        if (below(2) == 0)
+            priorities[modules[below(modules.size())]] = static_cast<int>(below(20));
+        std::map<ModuleEntity*, int> expected = priorities;
+        for (int i = 0; i < 3; ++i) {
+            ModuleEntity* from = modules[below(modules.size())];
+            const int level = static_cast<int>(below(10));
+
+            EXPECT_EQ(job().defineModulePriority(from, priorities, level),
+                      deepestAlongEveryWay(from, expected, level))
+                << "graph " << graph;
+        }
+        EXPECT_EQ(priorities, expected) << "graph " << graph;
+    }
 }
 
 TEST_F(SchedulingTest, TableOfPrioritiesGoesToTheDiagnosticStreamAlone)

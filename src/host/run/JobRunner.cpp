@@ -333,11 +333,31 @@ void JobRunner::takeDiagnostic(const std::string& text)
 
 void JobRunner::takeStatistic(const jobStatisticStruct& statistic)
 {
+    if (!isDue(statistic.jobPhase))
+        return;
     recorder.notePeaks();
     if (statistic.jobPhase == processing)
         deadlocks.check();
     else if (statistic.jobPhase == postProcessing)
         recorder.collect();
+}
+
+// Before and after processing a record comes for each module. To look at all modules each time
+// would take longer than all the rest in a job of thousands; what modules hold then does not change
+// in between. The last record always counts.
+bool JobRunner::isDue(int phase)
+{
+    constexpr std::size_t mostRecords = 100;
+    if (phase == processing)
+        return true;
+    if (phase != phaseOfRecords) {
+        phaseOfRecords = phase;
+        records = 0;
+    }
+    const std::size_t all = manager().jobModules.size();
+    const std::size_t step = std::max<std::size_t>(1, all / mostRecords);
+    const std::size_t number = records++;
+    return number % step == 0 || number >= all;
 }
 
 // The kernel ends a module when one of its inputs ends, and the job when its last modules have

@@ -77,6 +77,7 @@ private:
     void enter(const char* phase);
     bool guarded(const std::function<int()>& phase);
     void stopWithError(const std::string& text);
+    bool isDue(int phase);
     void refuseLostEnds();
     void warnOfUnreadData();
     std::string joinerBehind(const std::string& source) const;
@@ -92,6 +93,8 @@ private:
     DeadlockWatch deadlocks;                         ///< of `modules` and `wiring`
     std::map<std::pair<std::string, int>, int> kept; ///< messages by module and severity
     std::chrono::steady_clock::time_point start;
+    std::size_t records = 0; ///< of statistics, of the phase `phaseOfRecords`
+    int phaseOfRecords = 0;
     bool lastMessageKept = false;
     bool fatal = false;
     /// What tells the modules that the job has failed, made while there is memory.

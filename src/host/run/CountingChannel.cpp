@@ -17,7 +17,7 @@ int CountingChannel::addTrace(SeisTrace* trace)
 {
     const int count = DataChannel::addTrace(trace);
     if (isProducerActive()) {
-        ++events;
+        noteEvent();
         ++arrivals;
         if (onArrival)
             onArrival();
@@ -37,7 +37,22 @@ int64_t CountingChannel::taken(ModuleEntity* consumer) const
 {
     const int64_t pending = std::max<int64_t>(0, getNumberOfInputTraces(consumer) -
                                                      static_cast<int64_t>(others.size()));
-    return std::max<int64_t>(0, arrivals - pending);
+    return std::max<int64_t>(0, arrivals - pending - dropped);
+}
+
+void CountingChannel::noteEvent()
+{
+    ++events;
+    ++eventsOfAll;
+}
+
+int CountingChannel::dropTraces()
+{
+    int count = 0;
+    for (; getNumberOfTraces() > 0; ++count)
+        removeInputTrace(outputModules.at(0), 0);
+    dropped += count;
+    return count;
 }
 
 // Here the header is complete: the producer has written it, and all consumers have read it. A trace
@@ -45,7 +60,7 @@ int64_t CountingChannel::taken(ModuleEntity* consumer) const
 void CountingChannel::traceLeaves(SeisTrace* trace, int traceNo, bool entryStays)
 {
     if (trace != nullptr && (others.empty() || others.erase(trace) == 0)) {
-        ++events;
+        noteEvent();
         ++departures;
     }
     if (trace != nullptr && trace->traceFlag == endOfData)

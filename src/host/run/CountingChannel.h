@@ -48,6 +48,14 @@ public:
     /// Grows with every trace that its producers add and with every one of these that leaves.
     int64_t activity() const { return events; }
 
+    /// The same of all channels of the process, as one number.
+    static int64_t activityOfAll() { return eventsOfAll; }
+
+    /// Removes the traces that wait here for a reader that will take none any more; returns how
+    /// many. They do not count as taken. Requires: the channel has one reader, and no module is in
+    /// the middle of a call that uses the traces.
+    int dropTraces();
+
     /// Whether a trace that was the last one has passed.
     bool hasMarkedTrace() const { return lastHasLeft || isLastTraceMarked(); }
     /// Whether the producer has said that there are no more traces, by a trace or without one.
@@ -68,8 +76,12 @@ private:
     void observe(const SeisTrace* trace);
     void beginRanges();
 
+    void noteEvent();
+
+    static inline int64_t eventsOfAll = 0;
     int64_t arrivals = 0;
     int64_t departures = 0;
+    int64_t dropped = 0;
     std::set<const SeisTrace*> others; ///< traces in the channel that no producer added
     int64_t events = 0;
     bool lastHasLeft = false;

@@ -1,16 +1,19 @@
 #include "run/DataFlow.h"
 
+#include "JobManager.h"
 #include "ModuleEntity.h"
 #include "base/Escaping.h"
 #include "base/Text.h"
 
 #include <algorithm>
 #include <fmt/format.h>
+#include <set>
 
 namespace host {
 
 namespace {
 
+constexpr int endOfData = 3;
 constexpr std::size_t mostWaits = 8; // that one message names
 
 } // namespace
@@ -162,36 +165,117 @@ std::vector<std::string> DataFlow::unreadTraces() const
     return texts;
 }
 
-std::string DataFlow::waits() const
+std::vector<CountingChannel*> DataFlow::channelsWithoutUse()
+{
+    std::vector<CountingChannel*> channels;
+    std::set<const DataChannel*> useful; // inputs of tees
+    for (std::size_t i = 0; i < modules.size(); ++i) {
+        const bool reads = modules[i] == JobManager::getInstance()->getActiveModule() ||
+                           (!hasEndedForKernel(i) && !isExhausted(i) && isWanted(i));
+        for (std::size_t input = 0; input < job.modules[i].inputs.size(); ++input) {
+            CountingChannel* channel = channelOf(i, input);
+            const auto tee = inputOfTee.find(channel);
+            if (reads && tee != inputOfTee.end())
+                useful.insert(tee->second);
+            if (!reads && channel->getNumberOfTraces() > 0)
+                channels.push_back(channel);
+        }
+    }
+    for (const auto& [reader, before] : inputOfTee) {
+        if (before->getNumberOfTraces() > 0 && useful.insert(before).second)
+            channels.push_back(static_cast<CountingChannel*>(before));
+    }
+    return channels;
+}
+
+// Unlike hasEnded(), this is false as long as traces without mark wait before the last one: the
+// kernel would still call the module.
+bool DataFlow::hasEndedForKernel(std::size_t module) const
+{
+    const auto& outputs = modules[module]->outputDataChannels;
+    if (outputs.empty())
+        return false;
+    const auto* last = static_cast<CountingChannel*>(outputs.back());
+    return last->getDataChannelFlag() == endOfData ||
+           (last->getNumberOfTraces() == 0 && last->hasMarkedTrace());
+}
+
+std::string DataFlow::waits()
 {
     std::vector<std::string> texts;
     for (std::size_t i = 0; i < modules.size(); ++i) {
-        if (hasEnded(i))
-            continue;
-        bool isOver = !job.modules[i].inputs.empty();
-        std::vector<std::string> producers;
-        for (std::size_t input = 0; input < job.modules[i].inputs.size(); ++input) {
-            const std::size_t producer = producerOf(i, input);
-            isOver = isOver && hasEnded(producer) && isDrained(i, input);
-            if (!hasEnded(producer) && isDrained(i, input))
-                producers.push_back(name(producer));
-        }
-        if (!producers.empty())
-            texts.push_back(
-                fmt::format("module {} waits for {}", name(i), joined(producers, ", ")));
-        else if (isOver && modules[i]->isRespectEOD())
-            texts.push_back(fmt::format("module {} is called after the end of its data, but does "
-                                        "not mark the end of its output",
-                                        name(i)));
-        else if (job.modules[i].inputs.empty())
-            texts.push_back(fmt::format("module {} gives no trace and does not end", name(i)));
+        const std::string text = hasEnded(i) ? "" : waitOf(i);
+        if (!text.empty())
+            texts.push_back(text);
     }
     if (texts.size() > mostWaits) {
         const std::size_t more = texts.size() - mostWaits;
         texts.resize(mostWaits);
         texts.push_back(fmt::format("and {} more", more));
     }
-    return joined(texts, "; ");
+    const std::string last = JobManager::getInstance()->getCurrentModuleName();
+    return texts.empty() ? fmt::format("the last module that was called is {}", quote(last))
+                         : joined(texts, "; ");
+}
+
+// What keeps the module from ending; "" when it is not asked for traces.
+std::string DataFlow::waitOf(std::size_t module)
+{
+    const std::vector<ResolvedInput>& inputs = job.modules[module].inputs;
+    if (inputs.empty())
+        return isAwaited(module)
+                   ? fmt::format("module {} gives no trace and does not end", name(module))
+                   : "";
+    bool hasLiveProducer = false;
+    bool isDrainedAnywhere = false;
+    std::vector<std::string> producers;
+    for (std::size_t input = 0; input < inputs.size(); ++input) {
+        if (!isDrained(module, input))
+            continue;
+        isDrainedAnywhere = true;
+        if (!hasEnded(producerOf(module, input))) {
+            hasLiveProducer = true;
+            producers.push_back(awaited(module, input));
+        }
+    }
+    if (hasLiveProducer)
+        return fmt::format("module {} waits for {}", name(module), joined(producers, ", "));
+    if (isDrainedAnywhere && modules[module]->isRespectEOD()) {
+        const char* fault = modules[module]->outputDataChannels.empty()
+                                ? "has no output whose end it could mark"
+                                : "does not mark the end of its output";
+        return fmt::format("module {} is called after the end of its data, but {}", name(module),
+                           fault);
+    }
+    if (!isDrainedAnywhere && isWanted(module))
+        return fmt::format("module {} has traces in all inputs, but neither takes nor gives one",
+                           name(module));
+    return "";
+}
+
+// Whether a reader of the module has nothing left to read.
+bool DataFlow::isAwaited(std::size_t module) const
+{
+    for (const std::size_t reader : consumers[module]) {
+        for (std::size_t input = 0; input < job.modules[reader].inputs.size(); ++input) {
+            if (producerOf(reader, input) == module && isDrained(reader, input))
+                return true;
+        }
+    }
+    return false;
+}
+
+// The output that an input reads; with the port where there are several.
+std::string DataFlow::awaited(std::size_t module, std::size_t input) const
+{
+    const ResolvedInput& read = job.modules[module].inputs[input];
+    const std::size_t producer = producerOf(module, input);
+    std::string text = name(producer);
+    if (job.modules[producer].consumers.size() > 1)
+        text += fmt::format(" (output {})", job.portName(read.module, read.port));
+    if (job.modules[module].inputs.size() > 1)
+        text += fmt::format(" at input {}", input + 1);
+    return text;
 }
 
 std::string DataFlow::name(std::size_t module) const

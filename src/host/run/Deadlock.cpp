@@ -9,15 +9,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-// A record comes every 1001st pass of the scheduler. Modules that run for so many records, and so
-// long, without moving a trace will never move one. A source may wait for something outside.
-struct Patience
-{
-    int records;
-    double seconds;
-};
-constexpr Patience withSources = {1000, 10};
-constexpr Patience afterSources = {100, 2};
+constexpr int64_t callsBetweenLooks = 1024;
 
 double secondsSince(Clock::time_point start)
 {
@@ -26,34 +18,54 @@ double secondsSince(Clock::time_point start)
 
 } // namespace
 
-// The scheduler passes over the modules for ever when none gives traces any more and one does not
-// end. Where none has run either, its next pass depends on the channels alone, so nothing ever will
-// change.
-void DeadlockWatch::check()
+// Counted are calls, not passes of the scheduler: where ways part and meet again and again, one
+// pass can make more calls than a job lives to see.
+void DeadlockWatch::look()
 {
-    int64_t traces = 0;
-    for (const CountingChannel* channel : wiring.allChannels())
-        traces += channel->activity();
-    int64_t work = 0;
-    for (const ModuleEntity* module : modules)
-        work += module->totalModuleWorkTime + module->inputTracesProcessed;
-
-    const bool sameTraces = traces == traceActivity;
-    const bool sameWork = work == moduleActivity;
-    traceActivity = traces;
-    moduleActivity = work;
-    if (!sameTraces) {
-        idleRecords = 0;
+    nextLook = calls + callsBetweenLooks;
+    if (activity != CountingChannel::activityOfAll()) {
+        activity = CountingChannel::activityOfAll();
+        idleCalls = calls;
         idleSince = Clock::now();
         return;
     }
-    ++idleRecords;
-    const DataFlow flow(job, modules, wiring);
-    const Patience& patience = flow.everySourceHasEnded() ? afterSources : withSources;
-    const bool inVain =
-        idleRecords > patience.records && secondsSince(idleSince) > patience.seconds;
-    if (sameWork || inVain)
-        throw Deadlock("the job is deadlocked: no trace moves any more; " + flow.waits());
+    if (dropUnwantedTraces())
+        return;
+    const int64_t allowance = callsForEachModule * static_cast<int64_t>(modules.size());
+    const double seconds = secondsSince(idleSince);
+    const auto isOver = [&](const Patience& patience) {
+        return calls - idleCalls > patience.calls + allowance && seconds > patience.seconds;
+    };
+    if (isOver(afterSources) &&
+        (isOver(withSources) || DataFlow(job, modules, wiring).everySourceHasEnded()))
+        end();
+}
+
+// The kernel ends a module by the flag of the first trace in its last output. Where the reader of
+// that output has ended, nothing takes that trace away, and the module is called for ever. So what
+// waits for readers that have ended is removed when no trace moves any more.
+bool DeadlockWatch::dropUnwantedTraces()
+{
+    DataFlow flow(job, modules, wiring);
+    int dropped = 0;
+    for (CountingChannel* channel : flow.channelsWithoutUse())
+        dropped += channel->dropTraces();
+    return dropped > 0;
+}
+
+void DeadlockWatch::noteRecord()
+{
+    const bool sameTraces = activityAtRecord == CountingChannel::activityOfAll();
+    if (sameTraces && callsAtRecord == calls)
+        end();
+    activityAtRecord = CountingChannel::activityOfAll();
+    callsAtRecord = calls;
+}
+
+void DeadlockWatch::end() const
+{
+    throw Deadlock("the job is deadlocked: no trace moves any more; " +
+                   DataFlow(job, modules, wiring).waits());
 }
 
 } // namespace host

@@ -22,11 +22,26 @@ struct Deadlock : std::runtime_error
     using std::runtime_error::runtime_error;
 };
 
-/// Watches the traces of a job and the work of its modules from one statistics record of the
-/// processing phase to the next. The kernel sends a record every 1001st pass of its scheduler.
+/// Watches the traces of a job and the calls of its modules.
+///
+/// A job is deadlocked when no trace moves any more. That cannot be seen at once: a source may
+/// search its file, a module may compute in many short calls. So modules may be called in vain
+/// often and for a while, see `Patience`.
 class DeadlockWatch
 {
 public:
+    /// How often modules may be called, and for how long, without a trace that moves; the job is
+    /// ended when both are exceeded.
+    struct Patience
+    {
+        int64_t calls;
+        double seconds;
+    };
+    static constexpr Patience withSources = {1'000'000, 10}; ///< one may wait for something outside
+    static constexpr Patience afterSources = {100'000, 4};   ///< when all sources have ended
+    /// More calls for each module of the job, since all may be called in one pass.
+    static constexpr int64_t callsForEachModule = 100;
+
     /// Keeps references to all three, which may still be empty.
     DeadlockWatch(const ResolvedJob& resolved, const std::vector<ModuleEntity*>& moduleList,
                   const BuiltJob& built)
@@ -34,19 +49,33 @@ public:
     {
     }
 
-    /// Call it for each record of the processing phase. Throws Deadlock when no trace and no module
-    /// has moved since the record before, or when modules have worked without moving a trace for
-    /// more than a thousand records and ten seconds; a hundred and two where every source has
-    /// ended.
-    void check();
+    /// Call it before each call of a module in the processing phase. Throws Deadlock when the
+    /// patience has come to its end.
+    void noteCall()
+    {
+        if (++calls >= nextLook)
+            look();
+    }
+
+    /// Call it for each record of statistics of the processing phase, which the kernel sends every
+    /// 1001st pass of its scheduler. Throws Deadlock when no trace has moved and no module has been
+    /// called since the record before: the next passes will be the same.
+    void noteRecord();
 
 private:
+    void look();
+    bool dropUnwantedTraces();
+    [[noreturn]] void end() const;
+
     const ResolvedJob& job;
     const std::vector<ModuleEntity*>& modules; ///< in the order of the job
     const BuiltJob& wiring;
-    int64_t traceActivity = -1;  ///< of all channels, up to the last record
-    int64_t moduleActivity = -1; ///< time and input traces of all modules, up to the last record
-    int idleRecords = 0;         ///< since a trace moved
+    int64_t calls = 0;
+    int64_t nextLook = 0;
+    int64_t activity = -1;        ///< of all channels, at the last look
+    int64_t idleCalls = 0;        ///< `calls` when a trace has moved last, or a little later
+    int64_t callsAtRecord = -1;   ///< `calls` at the last record
+    int64_t activityAtRecord = 0; ///< likewise
     std::chrono::steady_clock::time_point idleSince;
 };
 

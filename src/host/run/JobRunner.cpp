@@ -7,6 +7,7 @@
 #include "base/Text.h"
 #include "kernel_messages.h"
 #include "run/DataFlow.h"
+#include "run/ModuleCalls.h"
 #include "run/RunningModule.h"
 
 #include <QtGlobal>
@@ -222,6 +223,7 @@ void JobRunner::runPhases()
         live.processingSince.store(std::chrono::duration<double>(began.time_since_epoch()).count());
         enter("processing");
         wiring.showTees();
+        const ModuleCalls calls(kernel, [this] { deadlocks.noteCall(); });
         if (guarded([&] { return kernel.processJob(); }) && !result.failed)
             refuseLostEnds();
         wiring.showProducers(modules);
@@ -337,7 +339,7 @@ void JobRunner::takeStatistic(const jobStatisticStruct& statistic)
         return;
     recorder.notePeaks();
     if (statistic.jobPhase == processing)
-        deadlocks.check();
+        deadlocks.noteRecord();
     else if (statistic.jobPhase == postProcessing)
         recorder.collect();
 }

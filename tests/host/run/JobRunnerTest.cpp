@@ -259,7 +259,7 @@ TEST_F(JobRunnerTest, AModuleThatNeverEndsIsFoundBesideOutputsThatNobodyReads)
                 ::testing::Contains(
                     "the job is deadlocked: no trace moves any more; module \"endless\" is called "
                     "after the end of its data, but does not mark the end of its output; module "
-                    "\"join\" waits for \"endless\""));
+                    "\"join\" waits for \"endless\" at input 2"));
     EXPECT_THAT(tree.names(), IsEmpty()) << "the output was not given its name";
 }
 

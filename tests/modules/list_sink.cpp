@@ -1,7 +1,7 @@
 // The end of jobs that are compared with a model of lists: notes every trace in its metadata, as
-// "number:value".
-#include "../support/list_model.h"
-#include "MOXKernel.h"
+// "number:first sample" under "list" and whole, as listText() has it, under "traces". With `file`,
+// the traces are written there.
+#include "list_traces.h"
 
 #include <string>
 
@@ -9,7 +9,9 @@ namespace {
 
 struct State
 {
-    std::string text;
+    std::string list;
+    std::string traces;
+    std::FILE* file = nullptr;
 };
 
 State* state()
@@ -21,23 +23,32 @@ State* state()
 
 extern "C" int preprocess_()
 {
-    setModuleResource("state", UniVar(static_cast<void*>(new State)));
+    auto* kept = new State;
+    if (isModuleParameterPresent("file") != 0)
+        kept->file = std::fopen(getModuleParameter("file").getStrValue().c_str(), "wb");
+    setModuleResource("state", UniVar(static_cast<void*>(kept)));
     return 0;
 }
 
 extern "C" int process_()
 {
-    void* in = getInputTraceBuffer(0);
-    const int id = getTraceAttribute(in, "tracl", 0).getI32Value();
-    const int value =
-        readValue(getTraceSamples(in, 0), getTraceAttribute(in, "cdp", 0).getI32Value(), id);
-    state()->text += std::to_string(id) + ":" + std::to_string(value) + " ";
+    State& kept = *state();
+    const ListTrace trace = readTrace(getInputTraceBuffer(0));
+    kept.list +=
+        std::to_string(trace.id) + ":" + std::to_string(static_cast<int>(trace.samples[0])) + " ";
+    kept.traces += listText(trace);
+    if (kept.file != nullptr)
+        appendTrace(kept.file, trace);
     return 0;
 }
 
 extern "C" int postprocess_()
 {
-    setMetaDataValue(1, "list", state()->text);
-    delete state();
+    State* kept = state();
+    setMetaDataValue(1, "list", kept->list);
+    setMetaDataValue(1, "traces", kept->traces);
+    if (kept->file != nullptr)
+        std::fclose(kept->file);
+    delete kept;
     return 0;
 }

@@ -1,20 +1,19 @@
 // A source of jobs that are compared with a model of lists: `traces` traces with the numbers from
-// `from`, none to five of them in a call. The last one is marked; where none is left to be marked,
-// the output is.
-#include "../support/list_model.h"
-#include "MOXKernel.h"
+// `from`, or those of the list in `file`; none to five of them in a call,
+// and none in the first `idle` calls. The last one is marked;
+// where none is left to be marked, the output is.
+#include "list_traces.h"
 
 #include <random>
 
 namespace {
 
-constexpr int endOfData = 3;
-
 struct State
 {
-    int left;
-    int next;
-    bool bursts;
+    List list;
+    std::size_t next = 0;
+    bool bursts = false;
+    int idle = 0; // calls that are left
     std::mt19937 numbers;
 };
 
@@ -27,14 +26,21 @@ State* state()
 
 extern "C" int preprocess_()
 {
-    const auto number = [](const char* name) { return getModuleParameter(name).getI32Value(); };
-    auto* kept = new State{number("traces"), number("from"), number("bursts") != 0,
-                           std::mt19937(static_cast<unsigned>(number("seed")))};
-    void* out = bldOutputTraceBuffer(0, listSamples, 2000, nullptr);
-    out = getOutputTraceBuffer(0);
-    defineTraceAttribute(out, "tracl");
-    defineTraceAttribute(out, "cdp");
-    informTotalTracesNumber(out, kept->left);
+    auto* kept = new State;
+    if (isModuleParameterPresent("file") != 0) {
+        kept->list = readList(getModuleParameter("file").getStrValue());
+    } else {
+        const int from = listParameter("from", 1);
+        for (int i = 0; i < listParameter("traces", 0); ++i)
+            kept->list.push_back(listTrace(from + i));
+    }
+    kept->bursts = listParameter("bursts", 0) != 0;
+    kept->idle = listParameter("idle", 0);
+    kept->numbers.seed(static_cast<unsigned>(listParameter("seed", 1)));
+    bldOutputTraceBuffer(0, listSamples, listInterval, nullptr);
+    void* out = getOutputTraceBuffer(0);
+    defineWords(out);
+    informTotalTracesNumber(out, static_cast<long>(kept->list.size()));
     setModuleResource("state", UniVar(static_cast<void*>(kept)));
     return 0;
 }
@@ -42,15 +48,15 @@ extern "C" int preprocess_()
 extern "C" int process_()
 {
     State& kept = *state();
+    if (kept.idle > 0) {
+        --kept.idle;
+        return 0;
+    }
     void* out = getOutputTraceBuffer(0);
     int burst = kept.bursts ? static_cast<int>(kept.numbers() % 6) : 1;
-    for (; burst > 0 && kept.left > 0; --burst, --kept.left, ++kept.next) {
-        const int place = getNumberOfTraces(out);
-        setTraceAttribute(out, "tracl", UniVar(kept.next), place);
-        setTraceAttribute(out, "cdp", UniVar(listCheck(kept.next)), place);
-        writeValue(kept.next % 4096, getTraceSamples(out, place));
-    }
-    if (kept.left == 0)
+    for (; burst > 0 && kept.next < kept.list.size(); --burst)
+        writeTrace(kept.list[kept.next++], out);
+    if (kept.next == kept.list.size())
         setDataChannelFlag(out, endOfData);
     return 0;
 }

@@ -6,18 +6,13 @@
 // - the last trace that it gives is marked, so one that cannot know which that is holds one back;
 // - of several traces given in one call only the last is marked, and that is said again when the
 //   module is called without input.
-#include "../support/list_model.h"
-#include "MOXKernel.h"
+#include "list_traces.h"
 
 #include <deque>
-#include <map>
 #include <memory>
 #include <vector>
 
 namespace {
-
-constexpr int endOfData = 3;
-constexpr int keepTrace = 1;
 
 struct State
 {
@@ -36,29 +31,6 @@ State* state()
     return static_cast<State*>(getModuleResource("state").getPointerValue());
 }
 
-int number(const char* name, int otherwise)
-{
-    return isModuleParameterPresent(name) != 0 ? getModuleParameter(name).getI32Value() : otherwise;
-}
-
-ListTrace read(void* in)
-{
-    ListTrace trace;
-    trace.id = getTraceAttribute(in, "tracl", 0).getI32Value();
-    trace.value =
-        readValue(getTraceSamples(in, 0), getTraceAttribute(in, "cdp", 0).getI32Value(), trace.id);
-    return trace;
-}
-
-void write(const ListTrace& trace, void* out)
-{
-    const int place = getNumberOfTraces(out);
-    setTraceAttribute(out, "tracl", UniVar(trace.id), place);
-    setTraceAttribute(out, "cdp", UniVar(listCheck(trace.id)), place);
-    writeValue(trace.value, getTraceSamples(out, place));
-    setDataChannelFlag(out, 0);
-}
-
 // Gives one trace for each that comes, with its mark.
 void passOn(State& kept, void* in, void* out)
 {
@@ -68,13 +40,13 @@ void passOn(State& kept, void* in, void* out)
     }
     kept.calls = 0;
     const int place = getNumberOfTraces(out);
-    const ListTrace trace = read(in);
     if (kept.step.defines && ++kept.taken == 2)
         defineTraceAttribute(in, "late");
     copyTraceToTrace(in, out, 1, 1, 0, place);
-    writeValue(kept.machine->changed(trace.value), getTraceSamples(out, place));
+    float* samples = getTraceSamples(out, place);
+    std::transform(samples, samples + getTraceLength(out), samples, ListMachine::changed);
     if (kept.step.scribbles) {
-        writeValue(-1, getTraceSamples(in, 0));
+        std::fill_n(getTraceSamples(in, 0), getTraceLength(in), -1.0F);
         setTraceAttribute(in, "tracl", UniVar(-1), 0);
     }
 }
@@ -82,18 +54,20 @@ void passOn(State& kept, void* in, void* out)
 // Takes what there is; an input that is empty now has ended.
 void take(State& kept)
 {
-    std::vector<const ListTrace*> row(kept.inputs.size(), nullptr);
-    std::vector<ListTrace> traces(kept.inputs.size());
+    ListRow row(kept.inputs.size(), nullptr);
+    List traces(kept.inputs.size());
     for (std::size_t i = 0; i < kept.inputs.size(); ++i) {
-        void* in = kept.inputs[i];
-        if (getNumberOfTraces(in) == 0) {
-            setInputTraceBufferFlag(static_cast<int>(i), keepTrace);
-            kept.ended[i] = true;
+        if (getNumberOfTraces(kept.inputs[i]) == 0)
             continue;
-        }
-        traces[i] = read(in);
+        traces[i] = readTrace(kept.inputs[i]);
         row[i] = &traces[i];
-        kept.ended[i] = getDataChannelFlag(in) == endOfData;
+    }
+    const std::vector<bool> used = kept.machine->uses(row);
+    for (std::size_t i = 0; i < kept.inputs.size(); ++i) {
+        if (row[i] == nullptr || (!used[i] && !kept.done))
+            setInputTraceBufferFlag(static_cast<int>(i), keepTrace);
+        kept.ended[i] =
+            row[i] == nullptr || (used[i] && getDataChannelFlag(kept.inputs[i]) == endOfData);
     }
     if (!kept.done)
         kept.machine->take(row, kept.waiting);
@@ -106,7 +80,7 @@ void giveAll(State& kept, void* out)
         kept.machine->finish(kept.waiting);
     const std::size_t held = end ? 0 : 1;
     while (kept.waiting.size() > held) {
-        write(kept.waiting.front(), out);
+        writeTrace(kept.waiting.front(), out);
         kept.waiting.pop_front();
     }
     if (end)
@@ -119,11 +93,11 @@ void giveAll(State& kept, void* out)
 extern "C" int preprocess_()
 {
     auto* kept = new State;
-    kept->step.kind = static_cast<ListKind>(number("kind", 0));
-    kept->step.n = number("n", 1);
-    kept->step.calls = number("calls", 1);
-    kept->step.scribbles = number("scribbles", 0) != 0;
-    kept->step.defines = number("defines", 0) != 0;
+    kept->step.kind = static_cast<ListKind>(listParameter("kind", 0));
+    kept->step.n = listParameter("n", 1);
+    kept->step.calls = listParameter("calls", 1);
+    kept->step.scribbles = listParameter("scribbles", 0) != 0;
+    kept->step.defines = listParameter("defines", 0) != 0;
     kept->machine = std::make_unique<ListMachine>(kept->step);
     for (int i = 0; void* in = getInputTraceBuffer(i); ++i)
         kept->inputs.push_back(in);

@@ -1,16 +1,12 @@
-// Jobs made at random of modules that burst, keep, leave out, multiply, gather, look ahead, join,
-// write into their input and end early, run by the command and compared with a model of lists: each
-// sink gets exactly the traces of the model, in order, once, with the right samples. Every job
-// ends, however few of its traces are in memory.
+// Jobs made at random of modules that burst, keep, leave out, multiply, gather, look ahead, split,
+// join, write into their input and end early, with the processing modules among them, run by the
+// command and compared with a model of lists: each sink gets exactly the traces of the model, in
+// order, once, with the right samples. Every job ends, however few of its traces are in memory.
 //
 // VORN_GRAPHS gives another number of jobs, VORN_SOAK_SEED another seed.
-#include "run/JobRunner.h"
-
 #include "ExpectedLeaks.h"
-#include "TestTree.h"
-#include "TraceVerbs.h"
-#include "job/JobCheck.h"
-#include "list_model.h"
+#include "ListFixture.h"
+#include "ListJobs.h"
 
 #include <gmock/gmock.h>
 
@@ -25,186 +21,55 @@ namespace {
 constexpr int jobsPerTest = 500;
 constexpr unsigned defaultSeed = 1;
 
-// It has an output also where no module reads it.
-const char* const stepManifest = "module: list_step\n"
-                                 "version: 0.1.0\n"
-                                 "purpose: A step of the model of lists\n"
-                                 "language: c++\n"
-                                 "inputs: {min: 1, max: any}\n"
-                                 "outputs: {min: 1, max: 1}\n"
-                                 "parameters:\n"
-                                 "  - {name: kind, type: int, help: ListKind}\n"
-                                 "  - {name: n, type: int, help: a number of traces}\n"
-                                 "  - {name: calls, type: int, help: calls for each trace}\n"
-                                 "  - {name: scribbles, type: int, help: writes into its input}\n"
-                                 "  - {name: defines, type: int, help: defines an attribute}\n"
-                                 "reads: []\n"
-                                 "writes: []\n"
-                                 "draws: none\n";
-
-using List = std::vector<ListTrace>;
-
 int fromEnvironment(const char* name, int otherwise)
 {
     const char* value = std::getenv(name);
     return value != nullptr ? std::atoi(value) : otherwise;
 }
 
-std::string textOf(const List& list)
-{
-    std::string text;
-    for (const ListTrace& trace : list)
-        text += std::to_string(trace.id) + ":" + std::to_string(trace.value) + " ";
-    return text;
-}
-
-// A job file, and what the model says that its sinks get.
-struct ListJob
-{
-    std::string text = "modules:\n";
-    std::map<std::string, std::string> expected; ///< by the name of the sink
-    std::vector<std::pair<std::string, List>> outputs;
-    std::vector<int> readers; ///< by output
-};
-
-class JobMaker
-{
-public:
-    explicit JobMaker(unsigned seed) : dice(seed) {}
-
-    ListJob make()
-    {
-        for (int i = dice.between(1, 2); i > 0; --i)
-            addSource();
-        for (int i = dice.between(1, 9); i > 0; --i)
-            addStep();
-        const std::size_t outputs = job.outputs.size();
-        for (std::size_t i = 0; i < outputs; ++i) {
-            // Some outputs stay unread, but not all, and none of a source.
-            const bool isNeeded = job.readers[i] == 0;
-            const bool isSource = job.outputs[i].first.starts_with("source");
-            if (isNeeded ? isSource || !dice.oneIn(6) || job.expected.empty() : dice.oneIn(4))
-                addSink(i);
-        }
-        return job;
-    }
-
-private:
-    void addSource()
-    {
-        const std::string name = "source" + std::to_string(job.outputs.size());
-        const int from = 1 + static_cast<int>(job.outputs.size()) * 1000;
-        const int traces = dice.oneIn(12) ? dice.below(2) : dice.between(1, 40);
-        List list;
-        for (int i = 0; i < traces; ++i)
-            list.push_back({from + i, (from + i) % 4096});
-        job.text += "  - {name: " + name + ", module: list_source" + parameter("traces", traces) +
-                    parameter("from", from) + parameter("bursts", dice.oneIn(4) ? 0 : 1) +
-                    parameter("seed", dice.below(1000)) + "}\n";
-        addOutput(name, list);
-    }
-
-    void addStep()
-    {
-        ListStep step;
-        step.kind = static_cast<ListKind>(dice.below(static_cast<int>(ListKind::count)));
-        if (dice.oneIn(3))
-            step.kind = ListKind::pass;
-        step.n = dice.between(1, 6);
-        step.calls = dice.oneIn(3) ? dice.between(2, 4) : 1;
-        step.scribbles = dice.oneIn(2);
-        step.defines = dice.oneIn(4);
-        const bool joins = step.kind == ListKind::pairs || step.kind == ListKind::merge;
-        std::vector<std::size_t> inputs;
-        for (int i = joins ? dice.between(2, 3) : 1; i > 0; --i)
-            inputs.push_back(anyOutput());
-
-        // A module that gives one trace for each is never called when none comes: the kernel cannot
-        // tell those behind it that there is none.
-        const bool isEmpty = job.outputs[inputs[0]].second.empty();
-        if (isEmpty && step.kind == ListKind::pass)
-            step.kind = ListKind::repeat;
-
-        const std::string name = "step" + std::to_string(job.outputs.size());
-        job.text += "  - {name: " + name + ", module: list_step, inputs: [";
-        std::vector<List> lists;
-        for (const std::size_t input : inputs) {
-            job.text += (lists.empty() ? "" : ", ") + job.outputs[input].first;
-            lists.push_back(job.outputs[input].second);
-            ++job.readers[input];
-        }
-        job.text += "]" + parameter("kind", static_cast<int>(step.kind)) + parameter("n", step.n) +
-                    parameter("calls", step.calls) + parameter("scribbles", step.scribbles) +
-                    parameter("defines", step.defines) + "}\n";
-        addOutput(name, listOf(step, lists));
-    }
-
-    void addSink(std::size_t output)
-    {
-        const std::string name = "sink" + std::to_string(job.expected.size());
-        job.text += "  - {name: " + name +
-                    ", module: list_sink, input: " + job.outputs[output].first + "}\n";
-        job.expected[name] = textOf(job.outputs[output].second);
-        ++job.readers[output];
-    }
-
-    void addOutput(const std::string& name, const List& list)
-    {
-        job.outputs.emplace_back(name, list);
-        job.readers.push_back(0);
-    }
-
-    // The last one more often than others, so that there are long ways.
-    std::size_t anyOutput()
-    {
-        const int outputs = static_cast<int>(job.outputs.size());
-        return static_cast<std::size_t>(dice.oneIn(2) ? outputs - 1 : dice.below(outputs));
-    }
-
-    static std::string parameter(const std::string& name, int value)
-    {
-        return ", " + name + ": " + std::to_string(value);
-    }
-
-    Dice dice;
-    ListJob job;
-};
-
-class ListModelTest : public KernelFixture
+class ListModelTest : public ListFixture
 {
 protected:
-    ListModelTest()
+    // What a module makes of a list when nothing else is in the job.
+    List runAlone(const std::string& module, const List* input)
     {
-        std::filesystem::create_directories(homeDirectory / "lib");
-        for (const char* name : {"list_source", "list_step", "list_sink", "tee", "delay_one",
-                                 "drop_last", "unmarked_end"})
-        {
-            const std::string library = std::string("lib") + name + ".so";
-            std::filesystem::create_symlink(VORN_TEST_HOME "/lib/" + library,
-                                            homeDirectory / ("lib/" + library));
+        const std::string from = homeDirectory / "from.list";
+        const std::string to = homeDirectory / "to.list";
+        const bool isSink = module.substr(0, module.find(',')).ends_with("_out");
+        std::string text = "modules:\n";
+        if (input != nullptr) {
+            std::FILE* file = std::fopen(from.c_str(), "wb");
+            for (const ListTrace& trace : *input)
+                appendTrace(file, trace);
+            std::fclose(file);
+            text += "  - {name: from, module: list_source, file: " + from + "}\n";
         }
-        writeFile(homeDirectory / "lib/list_step.yaml", stepManifest);
+        text +=
+            "  - {name: alone, module: " + module + (input != nullptr ? ", input: from}\n" : "}\n");
+        if (!isSink)
+            text += "  - {name: to, module: list_sink, input: alone, file: " + to + "}\n";
+        const RunResult result = run(text, 10000);
+        EXPECT_THAT(errorsOf(result), ::testing::IsEmpty()) << text;
+        return isSink ? List() : readList(to);
     }
 
-    RunResult run(const std::string& text, int tracesInMemory)
+    ListJob makeJob(unsigned seed)
     {
-        Diagnostics diagnostics;
-        const auto file = parseJobFile(text, homeDirectory / "job.yaml", diagnostics);
-        ResolvedJob resolved = checkJob(*file, ModuleCatalog(homeDirectory.path()), diagnostics);
-        EXPECT_EQ(diagnostics.errors(), 0) << text;
-        resolved.scratchTraces = tracesInMemory;
-        JobRunner runner(resolved, scratchDirectory.path());
-        return runner.run();
+        return ListJobMaker(
+                   seed,
+                   [this](const std::string& module, const List* input) {
+                       return runAlone(module, input);
+                   },
+                   homeDirectory.path())
+            .make();
     }
 
-    static std::vector<std::string> errorsOf(const RunResult& result)
+    static std::string textOf(const List& list)
     {
-        std::vector<std::string> texts;
-        for (const RunMessage& message : result.messages) {
-            if (message.severity >= errorSeverity)
-                texts.push_back(message.text);
-        }
-        return texts;
+        std::string text;
+        for (const ListTrace& trace : list)
+            text += listText(trace);
+        return text;
     }
 
     // Whether the sinks of the job have got what the model says.
@@ -212,16 +77,27 @@ protected:
     {
         const RunResult result = run(job.text, tracesInMemory);
         std::map<std::string, std::string> got;
+        std::map<std::string, int64_t> taken;
         for (const RunModule& module : result.modules) {
             if (module.module == "list_sink")
-                got[module.name] = module.metadata.count("list") ? module.metadata.at("list") : "-";
+                got[module.name] =
+                    module.metadata.count("traces") ? module.metadata.at("traces") : "-";
+            else if (job.taken.count(module.name) > 0)
+                taken[module.name] = module.statistics.tracesIn;
         }
         EXPECT_EQ(got, job.expected) << label << job.text;
+        EXPECT_EQ(taken, job.taken) << label << job.text;
         EXPECT_THAT(errorsOf(result), ::testing::IsEmpty()) << label << job.text;
-        return got == job.expected && !result.failed;
+        bool filesAgree = true;
+        for (const ListJob::File& file : job.files) {
+            const std::string written =
+                textOf(runAlone(file.reader + ", file: " + file.path, nullptr));
+            EXPECT_EQ(written, textOf(file.list)) << file.path << " of " << label << job.text;
+            filesAgree = filesAgree && written == textOf(file.list);
+            std::filesystem::remove(file.path);
+        }
+        return got == job.expected && taken == job.taken && filesAgree && !result.failed;
     }
-
-    TemporaryDirectory homeDirectory;
 };
 
 } // namespace
@@ -235,7 +111,7 @@ TEST_F(ListModelTest, EverySinkGetsTheTracesOfTheModel)
     std::printf("%d jobs from seed %u\n", jobs, seed);
     int wrong = 0;
     for (unsigned i = 0; i < static_cast<unsigned>(jobs); ++i) {
-        const ListJob job = JobMaker(seed + i).make();
+        const ListJob job = makeJob(seed + i);
         for (const int traces : {10000, 10, 1}) {
             if (!agrees(job, traces,
                         "seed " + std::to_string(seed + i) + ", " + std::to_string(traces) +
@@ -251,24 +127,47 @@ TEST_F(ListModelTest, EverySinkGetsTheTracesOfTheModel)
 TEST_F(ListModelTest, TheJobsAreOfAllKinds)
 {
     int shared = 0;
-    int joins = 0;
     int unread = 0;
     int longLists = 0;
+    int shipped = 0;
+    int files = 0;
+    int pictures = 0;
+    std::map<std::string, int> uses;
+    std::map<std::string, int> joins;
     for (unsigned i = 0; i < jobsPerTest; ++i) {
-        const ListJob job = JobMaker(defaultSeed + i).make();
-        for (const int readers : job.readers) {
-            shared += readers > 1 ? 1 : 0;
-            unread += readers == 0 ? 1 : 0;
+        const auto unchanged = [](const std::string&, const List* input) {
+            return input != nullptr ? *input : List{listTrace(1), listTrace(2)};
+        };
+        const ListJob job = ListJobMaker(defaultSeed + i, unchanged, "").make();
+        for (const ListJob::Output& output : job.outputs) {
+            shared += output.readers > 1 ? 1 : 0;
+            unread += output.readers == 0 ? 1 : 0;
         }
-        joins += job.text.find("kind: 6") != std::string::npos ? 1 : 0;
-        joins += job.text.find("kind: 7") != std::string::npos ? 1 : 0;
+        for (int kind = static_cast<int>(ListKind::pairs); kind < static_cast<int>(ListKind::count);
+             ++kind) {
+            const std::string text = "list_step, kind: " + std::to_string(kind) + ",";
+            joins[text] += job.text.find(text) != std::string::npos ? 1 : 0;
+        }
         for (const auto& [name, text] : job.expected)
-            longLists += text.size() > 100 ? 1 : 0;
+            longLists += text.size() > 300 ? 1 : 0;
+        for (const auto& [name, count] : job.uses)
+            uses[name] += count;
+        shipped += job.shippedModules > 1 ? 1 : 0;
+        files += static_cast<int>(job.files.size());
+        pictures += static_cast<int>(job.taken.size());
     }
     EXPECT_GT(shared, 500);
-    EXPECT_GT(joins, 200);
     EXPECT_GT(unread, 100);
     EXPECT_GT(longLists, 500);
+    EXPECT_GT(shipped, 300);
+    EXPECT_GT(files, 100);
+    EXPECT_GT(pictures, 100);
+    EXPECT_EQ(uses.size(), 20U);
+    for (const auto& [name, count] : uses)
+        EXPECT_GT(count, 25) << name;
+    EXPECT_EQ(joins.size(), 5U);
+    for (const auto& [kind, count] : joins)
+        EXPECT_GT(count, 50) << kind;
 }
 
 namespace {

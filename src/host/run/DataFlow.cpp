@@ -110,12 +110,25 @@ bool DataFlow::hasSeenTraces(std::size_t module) const
     return false;
 }
 
+// Whether traces are on their way to one of its inputs, or may be.
+bool DataFlow::hasMoreToCome(std::size_t module)
+{
+    for (std::size_t input = 0; input < job.modules[module].inputs.size(); ++input) {
+        const std::size_t producer = producerOf(module, input);
+        if (!isDrained(module, input) || !(hasEnded(producer) || isExhausted(producer)))
+            return true;
+    }
+    return false;
+}
+
 std::vector<std::string> DataFlow::lostEnds()
 {
     std::vector<std::string> texts;
     for (std::size_t i = 0; i < modules.size(); ++i) {
-        // One that no trace has reached holds nothing back.
-        if (!modules[i]->isRespectEOD() || hasEnded(i) || !hasSeenTraces(i) || !isWanted(i))
+        if (!modules[i]->isRespectEOD() || hasEnded(i) || !isWanted(i))
+            continue;
+        // One that no trace has reached holds nothing back. A join then loses its other inputs.
+        if (!hasSeenTraces(i) && !hasMoreToCome(i))
             continue;
         const std::string text = lostEnd(i);
         if (!text.empty())
@@ -131,10 +144,13 @@ std::string DataFlow::lostEnd(std::size_t module)
         if (!isDrained(module, input) || !isExhausted(producer) ||
             channelOf(module, input)->isEndMarked())
             continue;
-        std::string text =
-            fmt::format("module {} was not called at the end of its data, so what it held back is "
-                        "missing: module {} before it ended without marking its last trace",
-                        name(module), name(producer));
+        const std::string lost = fmt::format(
+            "module {} was not called at the end of its data, so what it held back is missing: "
+            "module {} before it ",
+            name(module), name(producer));
+        if (!hasSeenTraces(producer))
+            return lost + "ended without marking the end, as no trace had reached it";
+        const std::string text = lost + "ended without marking its last trace";
         for (std::size_t before = 0; before < job.modules[producer].inputs.size(); ++before) {
             const std::size_t origin = producerOf(producer, before);
             if (isDrained(producer, before) && hasEnded(origin) &&

@@ -27,7 +27,7 @@ public:
 
     /// To be asked when processing has come to its end: a sentence for each module that asked to be
     /// called at the end of its data and was not, because the module before it ended without a
-    /// mark. What such a module held back is lost.
+    /// mark. What such a module held back is lost, and what its other inputs would have given.
     std::vector<std::string> lostEnds();
 
     /// To be asked when processing has come to its end: a sentence for each module that takes its
@@ -51,6 +51,7 @@ private:
     bool isExhausted(std::size_t module);
     bool isWanted(std::size_t module);
     bool hasSeenTraces(std::size_t module) const;
+    bool hasMoreToCome(std::size_t module);
     std::string lostEnd(std::size_t module);
     std::string waitOf(std::size_t module);
     bool isAwaited(std::size_t module) const;

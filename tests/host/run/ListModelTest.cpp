@@ -272,3 +272,25 @@ TEST_F(ListModelTest, NoTraceAtAllIsNoError)
 
     EXPECT_FALSE(result.failed);
 }
+
+// "copy" is never called, and the kernel drops "join" with it.
+TEST_F(ListModelTest, AJoinThatLosesAnInputSinceTheOtherOneIsEmptyFailsTheJob)
+{
+    const ExpectedLeaks leaks;
+    const RunResult result =
+        run("modules:\n"
+            "  - {name: none, module: list_source, traces: 0}\n"
+            "  - {name: copy, module: list_step, input: none}\n"
+            "  - {name: read, module: list_source, traces: 5, from: 1}\n"
+            "  - {name: gather, module: list_step, kind: 3, n: 3, input: read}\n"
+            "  - {name: join, module: list_step, kind: 7, inputs: [copy, gather]}\n"
+            "  - {name: end, module: list_sink, input: join}\n",
+            10);
+
+    EXPECT_TRUE(result.failed);
+    EXPECT_THAT(
+        errorsOf(result),
+        ElementsAre("module \"join\" was not called at the end of its data, so what it held "
+                    "back is missing: module \"copy\" before it ended without marking the "
+                    "end, as no trace had reached it"));
+}

@@ -37,22 +37,13 @@ int64_t CountingChannel::taken(ModuleEntity* consumer) const
 {
     const int64_t pending = std::max<int64_t>(0, getNumberOfInputTraces(consumer) -
                                                      static_cast<int64_t>(others.size()));
-    return std::max<int64_t>(0, arrivals - pending - dropped);
+    return std::max<int64_t>(0, arrivals - pending);
 }
 
 void CountingChannel::noteEvent()
 {
     ++events;
     ++eventsOfAll;
-}
-
-int CountingChannel::dropTraces()
-{
-    int count = 0;
-    for (; getNumberOfTraces() > 0; ++count)
-        removeInputTrace(outputModules.at(0), 0);
-    dropped += count;
-    return count;
 }
 
 // Here the header is complete: the producer has written it, and all consumers have read it. A trace
@@ -75,6 +66,12 @@ void CountingChannel::traceLeaves(SeisTrace* trace, int traceNo, bool entryStays
 bool CountingChannel::isLastTraceMarked() const
 {
     return !traces.empty() && traces.back() != nullptr && traces.back()->traceFlag == endOfData;
+}
+
+bool CountingChannel::isMarkedBehindOthers() const
+{
+    return isLastTraceMarked() && traces.front() != nullptr &&
+           traces.front()->traceFlag != endOfData;
 }
 
 bool CountingChannel::isEndMarked() const

@@ -51,15 +51,12 @@ public:
     /// The same of all channels of the process, as one number.
     static int64_t activityOfAll() { return eventsOfAll; }
 
-    /// Removes the traces that wait here for a reader that will take none any more; returns how
-    /// many. They do not count as taken. Requires: the channel has one reader, and no module is in
-    /// the middle of a call that uses the traces.
-    int dropTraces();
-
     /// Whether a trace that was the last one has passed.
     bool hasMarkedTrace() const { return lastHasLeft || isLastTraceMarked(); }
     /// Whether the producer has said that there are no more traces, by a trace or without one.
     bool isEndMarked() const;
+    /// Whether the last trace that waits here is marked, and the first one is not.
+    bool isMarkedBehindOthers() const;
 
     /// Keeps the ranges of the attributes `names` (those that the traces have as integers) of all
     /// traces from now on.
@@ -81,7 +78,6 @@ private:
     static inline int64_t eventsOfAll = 0;
     int64_t arrivals = 0;
     int64_t departures = 0;
-    int64_t dropped = 0;
     std::set<const SeisTrace*> others; ///< traces in the channel that no producer added
     int64_t events = 0;
     bool lastHasLeft = false;

@@ -7,13 +7,11 @@
 
 #include <algorithm>
 #include <fmt/format.h>
-#include <set>
 
 namespace host {
 
 namespace {
 
-constexpr int endOfData = 3;
 constexpr std::size_t mostWaits = 8; // that one message names
 
 } // namespace
@@ -179,41 +177,6 @@ std::vector<std::string> DataFlow::unreadTraces() const
         }
     }
     return texts;
-}
-
-std::vector<CountingChannel*> DataFlow::channelsWithoutUse()
-{
-    std::vector<CountingChannel*> channels;
-    std::set<const DataChannel*> useful; // inputs of tees
-    for (std::size_t i = 0; i < modules.size(); ++i) {
-        const bool reads = modules[i] == JobManager::getInstance()->getActiveModule() ||
-                           (!hasEndedForKernel(i) && !isExhausted(i) && isWanted(i));
-        for (std::size_t input = 0; input < job.modules[i].inputs.size(); ++input) {
-            CountingChannel* channel = channelOf(i, input);
-            const auto tee = inputOfTee.find(channel);
-            if (reads && tee != inputOfTee.end())
-                useful.insert(tee->second);
-            if (!reads && channel->getNumberOfTraces() > 0)
-                channels.push_back(channel);
-        }
-    }
-    for (const auto& [reader, before] : inputOfTee) {
-        if (before->getNumberOfTraces() > 0 && useful.insert(before).second)
-            channels.push_back(static_cast<CountingChannel*>(before));
-    }
-    return channels;
-}
-
-// Unlike hasEnded(), this is false as long as traces without mark wait before the last one: the
-// kernel would still call the module.
-bool DataFlow::hasEndedForKernel(std::size_t module) const
-{
-    const auto& outputs = modules[module]->outputDataChannels;
-    if (outputs.empty())
-        return false;
-    const auto* last = static_cast<CountingChannel*>(outputs.back());
-    return last->getDataChannelFlag() == endOfData ||
-           (last->getNumberOfTraces() == 0 && last->hasMarkedTrace());
 }
 
 std::string DataFlow::waits()

@@ -35,10 +35,6 @@ public:
     /// Only outputs that others read, too, are named: of those all traces came.
     std::vector<std::string> unreadTraces() const;
 
-    /// Channels with traces that their reader will not take any more: it has ended, or will not be
-    /// called again because those behind it have.
-    std::vector<CountingChannel*> channelsWithoutUse();
-
     /// Which modules wait for traces of which others, for a job that moves none any more.
     std::string waits();
 
@@ -47,7 +43,6 @@ private:
     std::size_t producerOf(std::size_t module, std::size_t input) const;
     bool hasEnded(std::size_t module) const;
     bool isDrained(std::size_t module, std::size_t input) const;
-    bool hasEndedForKernel(std::size_t module) const;
     bool isExhausted(std::size_t module);
     bool isWanted(std::size_t module);
     bool hasSeenTraces(std::size_t module) const;
@@ -60,7 +55,7 @@ private:
 
     const ResolvedJob& job;
     const std::vector<ModuleEntity*>& modules;
-    std::map<const DataChannel*, DataChannel*> inputOfTee; ///< by the channel of a reader
+    std::map<const DataChannel*, const DataChannel*> inputOfTee; ///< by the channel of a reader
     std::vector<std::vector<std::size_t>> consumers;             ///< by module
     std::vector<std::optional<bool>> exhausted;                  ///< by module, once it is known
     std::vector<std::optional<bool>> wanted;                     ///< likewise

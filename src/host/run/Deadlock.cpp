@@ -1,6 +1,7 @@
 #include "run/Deadlock.h"
 
 #include "ModuleEntity.h"
+#include "SeisTrace.h"
 #include "run/DataFlow.h"
 
 namespace host {
@@ -10,6 +11,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr int64_t callsBetweenLooks = 1024;
+constexpr int endOfData = 3;
 
 double secondsSince(Clock::time_point start)
 {
@@ -27,10 +29,10 @@ void DeadlockWatch::look()
         activity = CountingChannel::activityOfAll();
         idleCalls = calls;
         idleSince = Clock::now();
+        isIdle = false;
         return;
     }
-    if (dropUnwantedTraces())
-        return;
+    isIdle = true;
     const int64_t allowance = callsForEachModule * static_cast<int64_t>(modules.size());
     const double seconds = secondsSince(idleSince);
     const auto isOver = [&](const Patience& patience) {
@@ -41,16 +43,29 @@ void DeadlockWatch::look()
         end();
 }
 
-// The kernel ends a module by the flag of the first trace in its last output. Where the reader of
-// that output has ended, nothing takes that trace away, and the module is called for ever. So what
-// waits for readers that have ended is removed when no trace moves any more.
-bool DeadlockWatch::dropUnwantedTraces()
+// The kernel ends a module by the flag of the first trace in its last output. Where that output has
+// several traces, and its reader has ended or has enough for now, nothing takes the first one away:
+// the module has marked its end, but is called for ever, and those that read its other outputs wait
+// for it. When no trace moves any more, the kernel is shown the flag of the last trace instead.
+// Droppers have always taken all.
+void DeadlockWatch::helpToEnd(const ModuleEntity& module)
 {
-    DataFlow flow(job, modules, wiring);
-    int dropped = 0;
-    for (CountingChannel* channel : flow.channelsWithoutUse())
-        dropped += channel->dropTraces();
-    return dropped > 0;
+    if (module.outputDataChannels.empty() || activity != CountingChannel::activityOfAll())
+        return;
+    auto* last = static_cast<CountingChannel*>(module.outputDataChannels.back());
+    if (!last->isMarkedBehindOthers() || last->outputModules.empty() ||
+        isDropper(last->outputModules.front()))
+        return;
+    hidden = last->traces.front();
+    hiddenFlag = hidden->traceFlag;
+    hidden->traceFlag = endOfData;
+}
+
+// No module has seen it.
+void DeadlockWatch::showFlag()
+{
+    hidden->traceFlag = hiddenFlag;
+    hidden = nullptr;
 }
 
 void DeadlockWatch::noteRecord()

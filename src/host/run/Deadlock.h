@@ -13,6 +13,8 @@
 #include <string>
 #include <vector>
 
+class SeisTrace;
+
 namespace host {
 
 /// Ends the processing phase of a job in which no trace can move any more; thrown through the
@@ -51,10 +53,20 @@ public:
 
     /// Call it before each call of a module in the processing phase. Throws Deadlock when the
     /// patience has come to its end.
-    void noteCall()
+    void beforeCall()
     {
+        if (hidden != nullptr)
+            showFlag();
         if (++calls >= nextLook)
             look();
+    }
+
+    /// Call it after each call of a module in the processing phase, before the scheduler looks at
+    /// the flag of its output.
+    void afterCall(const ModuleEntity& module)
+    {
+        if (isIdle)
+            helpToEnd(module);
     }
 
     /// Call it for each record of statistics of the processing phase, which the kernel sends every
@@ -64,7 +76,8 @@ public:
 
 private:
     void look();
-    bool dropUnwantedTraces();
+    void helpToEnd(const ModuleEntity& module);
+    void showFlag();
     [[noreturn]] void end() const;
 
     const ResolvedJob& job;
@@ -77,6 +90,9 @@ private:
     int64_t callsAtRecord = -1;   ///< `calls` at the last record
     int64_t activityAtRecord = 0; ///< likewise
     std::chrono::steady_clock::time_point idleSince;
+    bool isIdle = false;         ///< no trace has moved between the last two looks
+    SeisTrace* hidden = nullptr; ///< whose flag says the end until the next call
+    int hiddenFlag = 0;          ///< its own flag
 };
 
 } // namespace host

@@ -223,7 +223,9 @@ void JobRunner::runPhases()
         live.processingSince.store(std::chrono::duration<double>(began.time_since_epoch()).count());
         enter("processing");
         wiring.showTees();
-        const ModuleCalls calls(kernel, [this] { deadlocks.noteCall(); });
+        const ModuleCalls calls(
+            kernel, [this] { deadlocks.beforeCall(); },
+            [this](const ModuleEntity& module) { deadlocks.afterCall(module); });
         if (guarded([&] { return kernel.processJob(); }) && !result.failed)
             refuseLostEnds();
         wiring.showProducers(modules);

@@ -7,16 +7,19 @@ namespace host {
 
 namespace {
 
-ModuleCalls* current = nullptr; // entry points have no arguments
+// Entry points have no arguments.
+ModuleCalls* current = nullptr;
 
 } // namespace
 
-ModuleCalls::ModuleCalls(JobManager& kernel, std::function<void()> beforeEach)
-    : manager(kernel), modules(kernel.jobModules), before(std::move(beforeEach))
+ModuleCalls::ModuleCalls(JobManager& kernel, std::function<void()> beforeEach,
+                         std::function<void(const ModuleEntity&)> afterEach)
+    : manager(kernel), modules(kernel.jobModules), before(std::move(beforeEach)),
+      after(std::move(afterEach))
 {
     for (ModuleEntity* module : modules) {
         functions.push_back(module->processFunction);
-        if (!isDropper(module)) // which can do nothing wrong, and must be recognised
+        if (!isDropper(module)) // which only takes, and must be recognised
             module->processFunction = call;
     }
     current = this;
@@ -35,7 +38,9 @@ int ModuleCalls::call()
     ModuleCalls& calls = *current;
     const auto place = static_cast<std::size_t>(calls.manager.activeModule->jobIndex);
     calls.before();
-    return calls.functions[place]();
+    const int status = calls.functions[place]();
+    calls.after(*calls.modules[place]);
+    return status;
 }
 
 } // namespace host

@@ -19,10 +19,11 @@ namespace host {
 class ModuleCalls
 {
 public:
-    /// `before` is called before each call of `process_`, also where that throws; what it throws
-    /// itself goes through the scheduler. Requires: the modules of `manager` are in their order for
-    /// processing and outlive this object.
-    ModuleCalls(JobManager& manager, std::function<void()> before);
+    /// `before` is called before each call of `process_`, `after` after each that did not throw.
+    /// What they throw goes through the scheduler. Requires: the modules of `manager` are in their
+    /// order for processing and outlive this object.
+    ModuleCalls(JobManager& manager, std::function<void()> before,
+                std::function<void(const ModuleEntity&)> after);
     ~ModuleCalls();
     ModuleCalls(const ModuleCalls&) = delete;
     ModuleCalls& operator=(const ModuleCalls&) = delete;
@@ -34,6 +35,7 @@ private:
     std::vector<ModuleEntity*> modules;            ///< in the order of processing
     std::vector<AnyProcessFunctionType> functions; ///< of `modules`
     std::function<void()> before;
+    std::function<void(const ModuleEntity&)> after;
 };
 
 } // namespace host

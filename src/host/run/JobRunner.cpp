@@ -239,6 +239,9 @@ void JobRunner::runPhases()
         for (const std::string& text : objections())
             stopWithError(text);
     }
+    const LastCalls calls(
+        kernel, [this](const ModuleEntity* module) { return writesFile(module); },
+        [this](const std::exception& error) { noteException(error); });
     guarded([&] { return kernel.postProcessJob(); });
     if (!result.failed && result.end == RunEnd::done)
         warnOfUnreadData();
@@ -269,19 +272,35 @@ bool JobRunner::guarded(const std::function<int()>& phase)
         result.end = RunEnd::stalled;
         stopWithError(reason.what());
     } catch (const std::exception& error) {
-        result.failed = fatal = true; // also when there is no memory to say so
-        try {
-            const std::string module = manager().getCurrentModuleName();
-            stopWithError(
-                fmt::format("module {} ended with an exception that it does not handle: {}",
-                            quote(module), error.what()));
-        } catch (const std::bad_alloc&) {
-            // Ending the job matters more than the words.
-            if (!spareMark.empty())
-                manager().metaDataMap.insert(std::move(spareMark));
-        }
+        noteException(error);
     }
     return false;
+}
+
+// A module has thrown it.
+void JobRunner::noteException(const std::exception& error)
+{
+    result.failed = fatal = true; // also when there is no memory to say so
+    try {
+        const std::string module = manager().getCurrentModuleName();
+        stopWithError(fmt::format("module {} ended with an exception that it does not handle: {}",
+                                  quote(module), error.what()));
+    } catch (const std::bad_alloc&) {
+        // Ending the job matters more than the words.
+        if (!spareMark.empty())
+            manager().metaDataMap.insert(std::move(spareMark));
+    }
+}
+
+bool JobRunner::writesFile(const ModuleEntity* module) const
+{
+    const auto known = std::find(modules.begin(), modules.end(), module);
+    if (known == modules.end())
+        return false;
+    const auto& parameters =
+        job.modules[static_cast<std::size_t>(known - modules.begin())].parameters;
+    return std::any_of(parameters.begin(), parameters.end(),
+                       [](const ResolvedParameter& one) { return one.isOutputFile; });
 }
 
 void JobRunner::stopWithError(const std::string& text)

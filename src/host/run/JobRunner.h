@@ -76,6 +76,8 @@ private:
     void runPhases();
     void enter(const char* phase);
     bool guarded(const std::function<int()>& phase);
+    void noteException(const std::exception& error);
+    bool writesFile(const ModuleEntity* module) const;
     void stopWithError(const std::string& text);
     bool isDue(int phase);
     void refuseLostEnds();

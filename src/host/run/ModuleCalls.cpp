@@ -3,12 +3,15 @@
 #include "JobManager.h"
 #include "run/JobBuilder.h"
 
+#include <algorithm>
+
 namespace host {
 
 namespace {
 
 // Entry points have no arguments.
 ModuleCalls* current = nullptr;
+LastCalls* currentLast = nullptr;
 
 } // namespace
 
@@ -41,6 +44,38 @@ int ModuleCalls::call()
     const int status = calls.functions[place]();
     calls.after(*calls.modules[place]);
     return status;
+}
+
+LastCalls::LastCalls(JobManager& kernel, const std::function<bool(const ModuleEntity*)>& writesFile,
+                     std::function<void(const std::exception&)> tell)
+    : manager(kernel), failed(std::move(tell))
+{
+    std::stable_partition(manager.jobModules.begin(), manager.jobModules.end(),
+                          [&](const ModuleEntity* module) { return !writesFile(module); });
+    for (ModuleEntity* module : manager.jobModules) {
+        if (module->postProcessFunction == nullptr)
+            continue; // one of the command's own
+        functions[module] = module->postProcessFunction;
+        module->postProcessFunction = call;
+    }
+    currentLast = this;
+}
+
+// The modules are deleted by now.
+LastCalls::~LastCalls()
+{
+    currentLast = nullptr;
+}
+
+int LastCalls::call()
+{
+    const LastCalls& calls = *currentLast;
+    try {
+        return calls.functions.at(calls.manager.activeModule)();
+    } catch (const std::exception& error) {
+        calls.failed(error);
+        return 0;
+    }
 }
 
 } // namespace host

@@ -19,8 +19,9 @@ protected:
     ListFixture()
     {
         std::filesystem::create_directories(homeDirectory / "lib");
-        for (const char* name : {"list_source", "list_step", "list_split", "list_sink", "delay_one",
-                                 "drop_last", "unmarked_end", "endless_end", "endless_sink"})
+        for (const char* name :
+             {"list_source", "list_step", "list_split", "list_sink", "delay_one", "drop_last",
+              "unmarked_end", "endless_end", "endless_sink", "fail_at_end"})
             addModule(name);
         writeFile(homeDirectory / "lib/list_step.yaml", manifest("list_step", "{min: 1, max: 1}"));
         writeFile(homeDirectory / "lib/list_split.yaml",

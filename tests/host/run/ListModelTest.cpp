@@ -294,3 +294,26 @@ TEST_F(ListModelTest, AJoinThatLosesAnInputSinceTheOtherOneIsEmptyFailsTheJob)
                     "back is missing: module \"copy\" before it ended without marking the "
                     "end, as no trace had reached it"));
 }
+
+// The writer stands before the module that fails, and would have ended first.
+TEST_F(ListModelTest, NoOutputGetsItsNameWhereAModuleFailsAtTheVeryEnd)
+{
+    for (const char* how : {"", ", throws: 1"}) {
+        const RunResult result =
+            run("modules:\n"
+                "  - {name: read, module: list_source, traces: 5, from: 1}\n"
+                "  - {name: write, module: segy_out, file: out.segy, input: read}\n"
+                "  - {name: copy, module: list_step, input: read}\n"
+                "  - {name: check, module: fail_at_end, input: copy" +
+                    std::string(how) + "}\n",
+                10);
+
+        EXPECT_TRUE(result.failed);
+        const std::string told =
+            *how == 0 ? "the sum does not match"
+                      : "module \"check\" ended with an exception that it does not handle: the sum "
+                        "does not match";
+        EXPECT_THAT(errorsOf(result), ::testing::Contains(told)) << how;
+        EXPECT_FALSE(std::filesystem::exists(homeDirectory / "out.segy")) << how;
+    }
+}

@@ -382,6 +382,7 @@ RunResult runWatched(const Arguments& arguments, const ResolvedJob& job, Console
     runner.onMessage = MessagePrinter(console, job, shownSeverity(arguments));
     runner.watchHeaders = watchHeaders;
     runner.objections = [&] { return files.inputs.changes(); };
+    runner.watchTees = arguments.has("--verbose");
     pads.install(runner.manager());
     const Progress progress(console, progressMode(arguments), secondsBetweenLines(arguments),
                             StateReader(runner.counters()));
@@ -467,7 +468,8 @@ Command runCommand()
          ValueKind::choice,
          {"auto", "always", "never"}},
         {"-q,--quiet", "", "show warnings and errors only"},
-        {"-v,--verbose", "", "show details as well"},
+        {"-v,--verbose", "",
+         "show details as well, and the tees before several readers of an output"},
     };
     options.insert(options.end(), own.begin(), own.end());
     return {"run",

@@ -162,6 +162,9 @@ struct RunResult
     std::vector<std::string> checkWarnings; ///< of the check before the run, one line each
 
     std::vector<RunModule> modules;   ///< in the order of the job file
+    /// The modules that the command has put before several readers of an output; empty unless they
+    /// were asked for. Their memory is in that of the module before them, too.
+    std::vector<RunModule> tees;
     std::vector<RunMessage> messages; ///< in order of time
     int64_t messagesLeftOut = 0; ///< further ones of modules that sent thousands of one severity
     std::vector<RunFile> inputs;

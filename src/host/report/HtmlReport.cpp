@@ -409,9 +409,11 @@ Part modulesPart(const RunResult& result)
                                 {"share of the time", "n"},
                                 {"memory", "n"}});
     int64_t ofModules = 0;
-    for (const RunModule& module : result.modules) {
-        ofModules += module.statistics.totalMicros();
-        table.row(moduleRow(result, module));
+    for (const std::vector<RunModule>* rows : {&result.modules, &result.tees}) {
+        for (const RunModule& module : *rows) {
+            ofModules += module.statistics.totalMicros();
+            table.row(moduleRow(result, module));
+        }
     }
     const int64_t rest = std::max<int64_t>(0, result.wallMicros - ofModules);
     const double whole = static_cast<double>(std::max<int64_t>(1, result.wallMicros));

@@ -234,18 +234,20 @@ Json measuredJson(const RunResult& result)
 
 std::string jsonResult(const RunResult& result, const std::vector<Pad>& pads)
 {
-    const Json json = {{"format", "vorn-run"},
-                       {"format_version", 1},
-                       {"job", jobJson(result)},
-                       {"result", resultJson(result)},
-                       {"modules", list(result.modules, moduleJson)},
-                       {"sources", list(result.sources, sourceJson)},
-                       {"pads", list(pads, padJson)},
-                       {"inputs", list(result.inputs, readFileJson)},
-                       {"outputs", list(result.outputs, outputJson)},
-                       {"messages", list(result.messages, messageJson)},
-                       {"environment", environmentJson(result)},
-                       {"measured", measuredJson(result)}};
+    Json json = {{"format", "vorn-run"},
+                 {"format_version", 1},
+                 {"job", jobJson(result)},
+                 {"result", resultJson(result)},
+                 {"modules", list(result.modules, moduleJson)},
+                 {"sources", list(result.sources, sourceJson)},
+                 {"pads", list(pads, padJson)},
+                 {"inputs", list(result.inputs, readFileJson)},
+                 {"outputs", list(result.outputs, outputJson)},
+                 {"messages", list(result.messages, messageJson)},
+                 {"environment", environmentJson(result)},
+                 {"measured", measuredJson(result)}};
+    if (!result.tees.empty())
+        json["tees"] = list(result.tees, moduleJson);
     return json.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
 }
 

@@ -34,14 +34,18 @@ std::string statisticsTable(const RunResult& result)
     TextTable table("lrrrrrr");
     table.row({"module", "traces in", "traces out", "time", "share", "per trace", "memory"});
     int64_t ofModules = 0;
-    for (const RunModule& module : result.modules) {
+    const auto addRow = [&](const RunModule& module) {
         const RunStatistics& one = module.statistics;
         ofModules += one.totalMicros();
         table.row({module.name, std::to_string(one.tracesIn), std::to_string(one.tracesOut),
                    micros(one.totalMicros()), percent(one.share),
                    one.tracesIn + one.tracesOut > 0 ? formatMicros(one.microsPerTrace()) : "-",
                    bytes(one.peakBytes)});
-    }
+    };
+    for (const RunModule& module : result.modules)
+        addRow(module);
+    for (const RunModule& tee : result.tees)
+        addRow(tee);
     const int64_t rest = std::max<int64_t>(0, result.wallMicros - ofModules);
     const double whole = static_cast<double>(std::max<int64_t>(1, result.wallMicros));
     table.row({"(kernel and host)", "", "", micros(rest),

@@ -67,7 +67,7 @@ private:
             built.channels.push_back({static_cast<int>(i), static_cast<int>(port), channel});
             const int readers = module.consumers[port];
             if (readers > 1)
-                ofModule[i].push_back({addTee(static_cast<int>(i), channel, readers)});
+                ofModule[i].push_back({addTee(built.channels.back(), readers)});
             else
                 ofModule[i].push_back({{channel}});
         }
@@ -75,12 +75,13 @@ private:
             addEnd(modules[i]);
     }
 
-    std::vector<CountingChannel*> addTee(int producer, CountingChannel* channel, int readers)
+    std::vector<CountingChannel*> addTee(const BuiltChannel& output, int readers)
     {
         BuiltTee tee;
-        tee.producer = producer;
+        tee.producer = output.module;
+        tee.port = output.port;
         tee.module = tees.at(built.tees.size());
-        tee.module->setInputDataChannel(channel, 0);
+        tee.module->setInputDataChannel(output.channel, 0);
         for (int i = 0; i < readers; ++i) {
             tee.readers.push_back(new CountingChannel);
             tee.module->setOutputDataChannel(tee.readers.back(), i);

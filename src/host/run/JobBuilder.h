@@ -28,6 +28,7 @@ struct BuiltChannel
 struct BuiltTee
 {
     int producer = 0; ///< index in the job of the module whose output is read
+    int port = 0;     ///< of that module, from 0
     ModuleEntity* module = nullptr;
     std::vector<CountingChannel*> readers; ///< one for each reader; deleted by post-processing
 };

@@ -160,6 +160,8 @@ RunResult JobRunner::run()
         watchEntryPoints(modules);
         watchEntryPoints(tees);
         recorder.watch(modules, wiring, watchHeaders);
+        if (watchTees)
+            recorder.showTees();
         setParameters();
         runPhases();
     } else {
@@ -171,9 +173,11 @@ RunResult JobRunner::run()
     }
     libraries.close();
     result.wallMicros = std::max<int64_t>(1, microsSince(start));
-    for (RunModule& module : result.modules)
-        module.statistics.share = static_cast<double>(module.statistics.totalMicros()) /
-                                  static_cast<double>(result.wallMicros);
+    for (std::vector<RunModule>* rows : {&result.modules, &result.tees}) {
+        for (RunModule& module : *rows)
+            module.statistics.share = static_cast<double>(module.statistics.totalMicros()) /
+                                      static_cast<double>(result.wallMicros);
+    }
     return result;
 }
 

@@ -52,6 +52,10 @@ public:
     /// trace.
     bool watchHeaders = false;
 
+    /// Notes what the tees did, too (RunResult::tees), which the command has put before several
+    /// readers of an output.
+    bool watchTees = false;
+
     /// The kernel's job manager, which this object has prepared.
     JobManager& manager();
     /// Counters that other threads may read while the job runs.

@@ -59,10 +59,11 @@ void RunRecorder::watch(const std::vector<ModuleEntity*>& entities, const BuiltJ
 {
     modules = entities;
     channels = wiring.channels;
-    microsBefore.assign(modules.size(), 0);
+    microsBefore.assign(modules.size() + wiring.tees.size(), 0);
+    tees = wiring.tees;
     teesBehind.resize(modules.size());
-    for (const BuiltTee& tee : wiring.tees)
-        teesBehind[static_cast<std::size_t>(tee.producer)].push_back(tee.module);
+    for (std::size_t i = 0; i < tees.size(); ++i)
+        teesBehind[static_cast<std::size_t>(tees[i].producer)].push_back(i);
     std::vector<std::string> words;
     for (const ResolvedAttribute& attribute : job.attributes)
         words.push_back(attribute.name);
@@ -76,6 +77,21 @@ void RunRecorder::watch(const std::vector<ModuleEntity*>& entities, const BuiltJ
         if (watchHeaders && built.port == 0 &&
             modules[static_cast<std::size_t>(built.module)]->inputDataChannels.empty())
             built.channel->watchWords(words);
+    }
+}
+
+void RunRecorder::showTees()
+{
+    for (const BuiltTee& tee : tees) {
+        RunModule row;
+        row.name = tee.module->getName();
+        row.module = "tee";
+        const int port = tee.port;
+        const std::string name = job.portName(tee.producer, port);
+        const std::string number = std::to_string(port + 1);
+        row.inputs.push_back({job.modules[static_cast<std::size_t>(tee.producer)].name, port + 1,
+                              name == number ? "" : name});
+        result.tees.push_back(row);
     }
 }
 
@@ -101,6 +117,12 @@ void RunRecorder::notePeak(std::size_t module)
 {
     RunStatistics& statistics = result.modules[module].statistics;
     statistics.peakBytes = std::max(statistics.peakBytes, bytesHeldBy(module));
+    if (!result.tees.empty()) {
+        for (const std::size_t tee : teesBehind[module]) {
+            int64_t& peak = result.tees[tee].statistics.peakBytes;
+            peak = std::max(peak, bytesOf(tees[tee].module->getTotalModuleMemoryUsed()));
+        }
+    }
     const int64_t bytes = bytesOf(JobManager::getInstance()->totalJobMemoryUsed);
     result.peakJobBytes = std::max(result.peakJobBytes, bytes);
     live.bytes.store(bytes, std::memory_order_relaxed);
@@ -110,8 +132,8 @@ void RunRecorder::notePeak(std::size_t module)
 int64_t RunRecorder::bytesHeldBy(std::size_t module) const
 {
     int64_t bytes = bytesOf(modules[module]->getTotalModuleMemoryUsed());
-    for (const ModuleEntity* tee : teesBehind[module])
-        bytes += bytesOf(tee->getTotalModuleMemoryUsed());
+    for (const std::size_t tee : teesBehind[module])
+        bytes += bytesOf(tees[tee].module->getTotalModuleMemoryUsed());
     return bytes;
 }
 
@@ -124,11 +146,17 @@ void RunRecorder::notePeaks()
 // The time since the phase before ended goes to `field` of each module.
 void RunRecorder::noteMicros(int64_t RunStatistics::*field)
 {
-    for (std::size_t i = 0; i < modules.size(); ++i) {
-        const int64_t micros = modules[i]->totalModuleWorkTime;
-        result.modules[i].statistics.*field = micros - microsBefore[i];
-        microsBefore[i] = micros;
-    }
+    for (std::size_t i = 0; i < modules.size(); ++i)
+        noteMicrosOf(*modules[i], i, result.modules[i].statistics.*field);
+    for (std::size_t i = 0; i < result.tees.size(); ++i)
+        noteMicrosOf(*tees[i].module, modules.size() + i, result.tees[i].statistics.*field);
+}
+
+void RunRecorder::noteMicrosOf(const ModuleEntity& module, std::size_t place, int64_t& field)
+{
+    const int64_t micros = module.totalModuleWorkTime;
+    field = micros - microsBefore[place];
+    microsBefore[place] = micros;
 }
 
 void RunRecorder::noteOrder()
@@ -138,6 +166,21 @@ void RunRecorder::noteOrder()
         const auto known = std::find(modules.begin(), modules.end(), module);
         if (known != modules.end())
             result.modules[static_cast<std::size_t>(known - modules.begin())].order = ++place;
+    }
+}
+
+void RunRecorder::collectTees()
+{
+    for (std::size_t i = 0; i < result.tees.size(); ++i) {
+        RunStatistics& statistics = result.tees[i].statistics;
+        ModuleEntity* tee = tees[i].module;
+        statistics.tracesIn =
+            static_cast<CountingChannel*>(tee->getInputDataChannel(0))->taken(tee);
+        statistics.tracesOut = 0;
+        for (const CountingChannel* reader : tees[i].readers)
+            statistics.tracesOut += reader->arrived();
+        statistics.postprocessMicros = tee->totalModuleWorkTime - microsBefore[modules.size() + i];
+        statistics.bytesLeft = bytesOf(tee->getTotalModuleMemoryUsed());
     }
 }
 
@@ -157,6 +200,7 @@ void RunRecorder::collect()
         statistics.bytesLeft = bytesHeldBy(i);
         collectMetadata(i);
     }
+    collectTees();
     collectSources();
 }
 

@@ -44,6 +44,9 @@ public:
     void watch(const std::vector<ModuleEntity*>& modules, const BuiltJob& wiring,
                bool watchHeaders);
 
+    /// Adds a row for each tee. Call it after watch().
+    void showTees();
+
     /// The order in which the kernel has put the modules.
     void noteOrder();
     /// The time since the last call goes to `field` of each module.
@@ -57,7 +60,9 @@ public:
 private:
     void noteArrival(const BuiltChannel& built, int64_t& announcedBefore);
     void notePeak(std::size_t module);
+    void noteMicrosOf(const ModuleEntity& module, std::size_t place, int64_t& field);
     int64_t bytesHeldBy(std::size_t module) const;
+    void collectTees();
     void collectMetadata(std::size_t module);
     void collectSources();
 
@@ -66,8 +71,9 @@ private:
     LiveCounters& live;
     std::vector<ModuleEntity*> modules; ///< in the order of the job
     std::vector<BuiltChannel> channels;
-    std::vector<std::vector<const ModuleEntity*>> teesBehind; ///< by module
-    std::vector<int64_t> microsBefore;                        ///< by module, at the last noteMicros
+    std::vector<std::vector<std::size_t>> teesBehind; ///< by module: places in `tees`
+    std::vector<BuiltTee> tees;                       ///< have rows where they are asked for
+    std::vector<int64_t> microsBefore; ///< by module, then by tee, at the last noteMicros
 };
 
 } // namespace host

@@ -24,12 +24,14 @@ protected:
         diagnostics.print(stdout);
         JobRunner runner(resolved, scratchDirectory.path());
         runner.watchHeaders = true;
+        runner.watchTees = watchTees;
         runner.onMessage = [this](const RunMessage& message) { heard.push_back(message.text); };
         return runner.run();
     }
 
     TestTree tree;
     ResolvedJob resolved;
+    bool watchTees = false;
     std::vector<std::string> heard;
 };
 
@@ -211,6 +213,22 @@ TEST_F(JobRunnerTest, AModuleCanReadAnOutputTwice)
     EXPECT_EQ(result.modules[0].statistics.tracesOut, 50);
     EXPECT_EQ(result.modules[1].statistics.tracesIn, 100);
     EXPECT_THAT(tree.names(), ElementsAre("both.txt"));
+}
+
+TEST_F(JobRunnerTest, WhatStandsBeforeSeveralReadersIsToldOfOnDemand)
+{
+    EXPECT_THAT(run(chain).tees, IsEmpty());
+
+    watchTees = true;
+    const RunResult result = run(chain);
+
+    ASSERT_EQ(result.tees.size(), 1u);
+    EXPECT_EQ(result.tees[0].name, "tee of read");
+    EXPECT_EQ(result.tees[0].inputs[0].module, "read");
+    EXPECT_EQ(result.tees[0].statistics.tracesIn, 50);
+    EXPECT_EQ(result.tees[0].statistics.tracesOut, 100);
+    EXPECT_GT(result.tees[0].statistics.peakBytes, 0);
+    EXPECT_GT(result.tees[0].statistics.processMicros, 0);
 }
 
 TEST_F(JobRunnerTest, WhatStandsBeforeSeveralReadersIsNoModuleOfTheJob)

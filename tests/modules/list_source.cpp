@@ -34,6 +34,7 @@ extern "C" int preprocess_()
         for (int i = 0; i < listParameter("traces", 0); ++i)
             kept->list.push_back(listTrace(from + i));
     }
+    setMetaDataValue(1, "origin", std::to_string(listParameter("from", 1)));
     kept->bursts = listParameter("bursts", 0) != 0;
     kept->idle = listParameter("idle", 0);
     kept->numbers.seed(static_cast<unsigned>(listParameter("seed", 1)));

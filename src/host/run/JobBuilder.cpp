@@ -10,6 +10,8 @@ namespace host {
 
 namespace {
 
+constexpr char additiveMark = '$'; // at the end of a key
+
 // The scheduler takes the input trace away after the call; that is all it has to do.
 int drop()
 {
@@ -134,9 +136,14 @@ void BuiltJob::showProducers(const std::vector<ModuleEntity*>& modules) const
     }
 }
 
-void BuiltJob::showTees() const
+void BuiltJob::showTees(const std::vector<ModuleEntity*>& modules) const
 {
     for (const BuiltTee& tee : tees) {
+        for (const auto& [key, value] :
+             modules[static_cast<std::size_t>(tee.producer)]->moduleMetaData) {
+            if (!key.empty() && key.back() != additiveMark)
+                tee.module->setMetaData(key, value);
+        }
         for (CountingChannel* reader : tee.readers)
             reader->inputModules = {tee.module};
     }

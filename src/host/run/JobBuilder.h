@@ -45,10 +45,13 @@ struct BuiltJob
     /// @name What stands before the channel of a reader
     /// Modules look upstream for metadata, nearest modules first, and must find the module that
     /// wrote the traces where a tee would be. The scheduler asks modules for traces along the same
-    /// connections and must find the tee, but only while it processes.
+    /// connections and must find the tee, but only while it processes. Modules that look for
+    /// metadata then find in the tee what the module before it had noted until showTees(), so that
+    /// the order in which they meet their inputs is the same. Additive values, whose keys end with
+    /// a dollar sign, are found in that module alone: twice would be once too often.
     /// @{
     void showProducers(const std::vector<ModuleEntity*>& modules) const;
-    void showTees() const;
+    void showTees(const std::vector<ModuleEntity*>& modules) const;
     /// @}
 };
 

@@ -226,7 +226,7 @@ void JobRunner::runPhases()
         const Clock::time_point began = Clock::now();
         live.processingSince.store(std::chrono::duration<double>(began.time_since_epoch()).count());
         enter("processing");
-        wiring.showTees();
+        wiring.showTees(modules);
         const ModuleCalls calls(
             kernel, [this] { deadlocks.beforeCall(); },
             [this](const ModuleEntity& module) { deadlocks.afterCall(module); });

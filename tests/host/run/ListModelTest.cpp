@@ -224,6 +224,20 @@ TEST_F(ListModelTest, ALateEndIsEnoughForAModuleThatAsksForIt)
     EXPECT_EQ(result.modules[3].metadata.at("list"), "3:3 2:2 1:1 4:4 ");
 }
 
+// A tee stands between "one" and "both", and nothing between "two" and "both".
+TEST_F(ListModelTest, MetadataOfTheFirstInputAreTheNearestWhileTracesFlow)
+{
+    const RunResult result = run("modules:\n"
+                                 "  - {name: one, module: list_source, traces: 3, from: 1}\n"
+                                 "  - {name: two, module: list_source, traces: 3, from: 100}\n"
+                                 "  - {name: both, module: list_sink, inputs: [one, two]}\n"
+                                 "  - {name: end, module: list_sink, input: one}\n",
+                                 10);
+
+    EXPECT_EQ(result.modules[2].metadata.at("nearest"), "1");
+    EXPECT_EQ(result.modules[3].metadata.at("nearest"), "1");
+}
+
 // Nobody wants what "gather" holds: "first" has all that it gives.
 TEST_F(ListModelTest, WhatIsHeldBackForAModuleThatHasEndedIsNotMissing)
 {

@@ -27,6 +27,8 @@ constexpr Unit units[] = {
     {"kHz", "frequency", 3},
     {"m",   "length",    0},
     {"km",  "length",    3},
+    {"m/s", "velocity",  0},
+    {"km/s","velocity",  3},
 };
 // clang-format on
 

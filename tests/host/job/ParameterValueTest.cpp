@@ -51,8 +51,8 @@ TEST(UnitsTest, NumbersOfOneQuantityConvert)
     } const rows[] = {
         {500, "ms", "s", 0.5},    {3, "ms", "s", 0.003}, {0.5, "s", "ms", 500},
         {4000, "us", "s", 0.004}, {7, "µs", "us", 7},    {1.5, "kHz", "Hz", 1500},
-        {30, "Hz", "kHz", 0.03},  {2, "km", "m", 2000},  {10, "%", "percent", 10},
-        {3, "dB", "dB", 3},
+        {30, "Hz", "kHz", 0.03},  {2, "km", "m", 2000},  {1.8, "km/s", "m/s", 1800},
+        {10, "%", "percent", 10}, {3, "dB", "dB", 3},
     };
     for (const auto& row : rows)
         EXPECT_EQ(convertUnit(row.value, row.from, row.to), row.expected)

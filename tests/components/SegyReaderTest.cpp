@@ -6,6 +6,7 @@
 #include <SegyBytes.h>
 #include <TraceVerbs.h>
 
+#include <climits>
 #include <cmath>
 #include <functional>
 #include <gmock/gmock.h>
@@ -349,13 +350,117 @@ TEST_F(SegyReaderTest, ACutFileIsReadWithTheNumberThatLeadsFromHeaderToHeader)
     }
 }
 
-TEST_F(SegyReaderTest, AFileWithoutTracesIsEmptyAndSaysSo)
+// ---- Lengths that the file does not hold ----
+
+TEST_F(SegyReaderTest, AFileWithoutAWholeTraceIsRefusedWithTheSizes)
 {
-    SegyReader reader(write(ieeeFile(0, 4)));
-    EXPECT_EQ(reader.layout().traces, 0);
-    EXPECT_THAT(reader.warnings(),
-                ElementsAre("the file holds no whole trace: there are 0 bytes of traces, and one "
-                            "trace of 4 samples takes 256"));
+    EXPECT_THAT(
+        refusal(write(ieeeFile(0, 4))),
+        ::testing::EndsWith(
+            "line.sgy: holds no whole trace: the binary header states 4 samples per trace and the "
+            "first trace header 0; a trace of 4 samples in format 5, 4-byte IEEE float, "
+            "takes 256 bytes with its header, and 0 bytes follow the headers of the file"));
+
+    Bytes cut = ieeeFile(1, 1000).bytes();
+    cut.pop_back();
+    EXPECT_THAT(
+        refusal(write(cut)),
+        ::testing::EndsWith(
+            "line.sgy: holds no whole trace: the binary header states 1000 samples per trace and "
+            "the first trace header 1000; a trace of 1000 samples in format 5, 4-byte "
+            "IEEE float, takes 4240 bytes with its header, and 4239 bytes follow the "
+            "headers of the file; if its traces are shorter, state `samples`"));
+}
+
+// A file of revision 2 that states `wide` samples per trace in the field for long traces.
+static SegyBytes wideFile(int64_t wide, int narrow, int inTrace, int traces, int samples)
+{
+    SegyBytes file;
+    file.describe(narrow, 4000, 5);
+    file.header[3500] = 2;
+    file.setBinary(3269, 4, wide);
+    for (int i = 1; i <= traces; ++i) {
+        const std::size_t start = file.traces.size();
+        file.addIeeeTrace(i, samples, static_cast<float>(i));
+        file.setTrace(start, 115, 2, inTrace);
+    }
+    return file;
+}
+
+TEST_F(SegyReaderTest, FewBytesThatStateManySamplesAreRefused)
+{
+    const SegyBytes file = wideFile(500000000, 0, 0, 1, 100);
+    ASSERT_EQ(file.bytes().size(), 4240u);
+    EXPECT_THAT(
+        refusal(write(file)),
+        ::testing::EndsWith(
+            "line.sgy: holds no whole trace: the binary header states 500000000 samples per trace "
+            "and the first trace header 0; a trace of 500000000 samples in format 5, "
+            "4-byte IEEE float, takes 2000000240 bytes with its header, and 640 bytes "
+            "follow the headers of the file; if its traces are shorter, state `samples`"));
+    EXPECT_THAT(refusal(write(wideFile(INT_MAX, 0, 0, 1, 100))),
+                HasSubstr("takes 8589934828 bytes with its header, and 640 bytes follow"));
+    SegyBytes doubles = wideFile(INT_MAX, 0, 0, 1, 100);
+    doubles.setBinary(3225, 2, 6);
+    EXPECT_THAT(refusal(write(doubles)),
+                HasSubstr("in format 6, 8-byte IEEE float, takes 17179869416 bytes"));
+}
+
+TEST_F(SegyReaderTest, AStatedLengthThatTheFileDoesNotHoldIsRefusedToo)
+{
+    SegyOverrides overrides;
+    for (const int samples : {101, 500000000, INT_MAX}) {
+        overrides.samples = samples;
+        EXPECT_THAT(refusal(write(ieeeFile(1, 100)), overrides),
+                    HasSubstr("holds no whole trace: `samples` states " + std::to_string(samples) +
+                              " samples per trace; a trace of " + std::to_string(samples) +
+                              " samples in format 5"));
+    }
+    overrides.samples = 100;
+    EXPECT_EQ(SegyReader(write(ieeeFile(1, 100)), overrides).layout().traces, 1);
+}
+
+// Whichever statement it is: the others are believed where the file holds them.
+TEST_F(SegyReaderTest, ALengthThatTheFileHoldsGoesBeforeOneThatItDoesNot)
+{
+    struct Row
+    {
+        const char* name;
+        SegyBytes file;
+        std::size_t cut; // bytes missing at the end
+        int64_t traces;
+        const char* warning;
+    };
+    // clang-format off
+    const Row rows[] = {
+        {"the trace header's", wideFile(500000000, 0, 100, 1, 100), 0, 1, "the binary header states 500000000 samples per trace, the first trace header 100, and 640 bytes of traces hold 1 traces of 100 samples exactly"},
+        {"the trace header's of a cut file", wideFile(500000000, 0, 100, 2, 100), 1, 1, "the last trace is cut: 639 of its 640 bytes"},
+        {"the narrow field's", wideFile(500000000, 100, 0, 1, 100), 0, 1, "the binary header states 500000000 samples per trace in bytes 3269-3272, of which the file does not hold one trace, and 100 in bytes 3221-3222; read as 100"},
+        {"the narrow field's of a cut file", wideFile(0x7FFFFFFF, 100, 0, 2, 100), 1, 1, "the binary header states 2147483647 samples per trace in bytes 3269-3272"},
+    };
+    // clang-format on
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.name);
+        Bytes bytes = row.file.bytes();
+        bytes.resize(bytes.size() - row.cut);
+        SegyReader reader(write(bytes));
+        EXPECT_EQ(reader.layout().samples, 100);
+        EXPECT_EQ(reader.layout().traces, row.traces);
+        EXPECT_EQ(samples(reader, 0).back(), 100);
+        EXPECT_THAT(reader.warnings(), ::testing::Contains(HasSubstr(row.warning)));
+    }
+}
+
+// The file holds one trace of 300 million samples, nearly all of them a hole.
+TEST_F(SegyReaderTest, ALengthThatASparseFileHoldsIsBelieved)
+{
+    write(wideFile(300000000, 0, 0, 1, 100));
+    std::filesystem::resize_file(path, 3600 + 240 + 4 * int64_t{300000000});
+    SegyReader reader(path);
+    EXPECT_EQ(reader.layout().samples, 300000000);
+    EXPECT_EQ(reader.layout().traces, 1);
+    std::filesystem::resize_file(path, 3600 + 240 + 4 * int64_t{300000000} - 1);
+    EXPECT_THAT(refusal(path), HasSubstr("1200000239 bytes follow the headers of the file"));
 }
 
 // ---- Traces of different lengths ----
@@ -898,6 +1003,9 @@ TEST_F(SegyReaderTest, DamagedFilesAreReadToTheirEndOrRefused)
             SegyReader reader(write(bytes), overrides);
             ++opened;
             ASSERT_GT(reader.layout().samples, 0);
+            ASSERT_GT(reader.layout().traces, 0);
+            ASSERT_LE(reader.layout().traceBytes(reader.layout().samples),
+                      static_cast<int64_t>(bytes.size()));
             for (int64_t i = 0; i < reader.layout().traces; ++i) {
                 ASSERT_LE(reader.samplesOf(i), reader.layout().samples);
                 samples(reader, i);

@@ -7,6 +7,7 @@
 #include <SegyBytes.h>
 #include <TraceVerbs.h>
 
+#include <climits>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -141,6 +142,20 @@ TEST_F(SuFileTest, WhatIsNoSeismicUnixFileIsRefused)
     SuOverrides overrides;
     overrides.samples = 0;
     EXPECT_THAT(refusal(suBytes(2, 3, true), overrides), HasSubstr("with 0 samples per trace"));
+}
+
+TEST_F(SuFileTest, AStatedLengthThatTheFileDoesNotHoldIsRefused)
+{
+    SuOverrides overrides;
+    for (const int samples : {7, INT_MAX}) {
+        overrides.samples = samples;
+        const std::string bytes = std::to_string(240 + 4 * int64_t{samples});
+        EXPECT_THAT(refusal(suBytes(1, 6, true), overrides),
+                    HasSubstr("line.su: holds no whole trace: `samples` states " +
+                              std::to_string(samples) + " samples per trace; a trace of " +
+                              std::to_string(samples) + " samples in 4-byte floats takes " + bytes +
+                              " bytes with its header, and the file has 264 bytes"));
+    }
 }
 
 TEST_F(SuFileTest, WhatIsWrittenIsReadBackInBothOrders)

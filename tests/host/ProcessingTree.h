@@ -11,6 +11,16 @@
 #include <sys/resource.h>
 #include <vector>
 
+/// Whether the sizes of processes are those of the program: a sanitizer multiplies them, and takes
+/// all addresses.
+#if defined(__SANITIZE_ADDRESS__)
+constexpr bool memoryIsOurs = false;
+#elif defined(__has_feature)
+constexpr bool memoryIsOurs = !__has_feature(address_sanitizer);
+#else
+constexpr bool memoryIsOurs = true;
+#endif
+
 /// The test modules, and the processing modules with their manifests.
 class ProcessingTree : public TestTree
 {

@@ -10,6 +10,7 @@
 #include <spawn.h>
 #include <sstream>
 #include <stdexcept>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -143,9 +144,11 @@ pid_t TestTree::startProgram(const char* path, std::vector<std::string> call) co
 ProcessResult TestTree::finish(pid_t process) const
 {
     int status = 0;
-    while (waitpid(process, &status, 0) < 0 && errno == EINTR) {
+    struct rusage usage = {};
+    while (wait4(process, &status, 0, &usage) < 0 && errno == EINTR) {
     }
     ProcessResult result;
+    result.peakBytes = usage.ru_maxrss * 1024;
     result.exitCode = WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
     result.output = readFile(directory / "output");
     result.errors = readFile(directory / "errors");

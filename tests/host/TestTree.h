@@ -13,7 +13,8 @@
 /// What a process has printed, and how it ended.
 struct ProcessResult
 {
-    int exitCode = -1; ///< 128 and the signal's number when a signal ended it
+    int exitCode = -1;  ///< 128 and the signal's number when a signal ended it
+    long peakBytes = 0; ///< of memory that were resident at once
     std::string output;
     std::string errors;
 };

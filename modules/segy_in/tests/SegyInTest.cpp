@@ -300,13 +300,14 @@ TEST_F(SegyInTest, ShorterTracesAreFilledWithZeros)
                             file + ": shorter traces are filled with zeros up to 5 samples"));
 }
 
-TEST_F(SegyInTest, AFileWithoutTracesEndsTheDataAtOnceWithAWarning)
+TEST_F(SegyInTest, AFileWithoutAWholeTraceIsAnErrorThatNamesTheSizes)
 {
     const HarnessResult result = read(ieeeFile(0, 4).bytes());
     EXPECT_THAT(result.traces, IsEmpty());
-    EXPECT_THAT(result.messagesOf(2, "in"),
-                ElementsAre(HasSubstr("the file holds no whole trace")));
-    EXPECT_THAT(result.messagesOf(4, "in"), IsEmpty());
+    EXPECT_THAT(result.messagesOf(4, "in"),
+                ElementsAre(HasSubstr("holds no whole trace: the binary header states 4 samples "
+                                      "per trace and the first trace header 0; a trace of 4 "
+                                      "samples in format 5, 4-byte IEEE float, takes 256 bytes")));
 }
 
 TEST_F(SegyInTest, ACutTraceIsReportedAndLeftOut)

@@ -81,6 +81,8 @@ private:
     bool looksLikeTextAt(int64_t offset);
     bool anyFits(int64_t dataStart);
     bool fits(int samples) const;
+    bool holds(int samples) const;
+    [[noreturn]] void refuseWithoutTrace() const;
     bool fitsFile(int samples, SampleFormat format) const;
     bool leads(int samples, int value);
     bool headersAgree(int samples, const char* key, int value);
@@ -108,6 +110,7 @@ private:
                         found.littleEndian);
     }
     int statedSamples(bool littleEndian) const;
+    void believeNarrowSamples();
     int64_t dataBytes() const { return found.dataEnd - found.dataStart; }
 
     InputFile& file;
@@ -322,6 +325,12 @@ bool LayoutResolver::fits(int samples) const
     return samples > 0 && dataBytes() % found.traceBytes(samples) == 0;
 }
 
+// Whether the file has room for one trace of so many samples.
+bool LayoutResolver::holds(int samples) const
+{
+    return samples > 0 && found.traceBytes(samples) <= dataBytes();
+}
+
 // Whether headers that stand where traces of `samples` samples put them say `value` for `key`.
 bool LayoutResolver::headersAgree(int samples, const char* key, int value)
 {
@@ -383,6 +392,7 @@ Walk LayoutResolver::walkTraces()
 void LayoutResolver::resolveSamples()
 {
     inFile = statedSamples(found.littleEndian);
+    believeNarrowSamples();
     if (dataBytes() >= segyTraceHeaderBytes)
         inTrace = traceWord(found.dataStart, "ns");
     chooseSamples();
@@ -394,7 +404,39 @@ void LayoutResolver::resolveSamples()
         found.traces = dataBytes() / found.traceBytes(found.samples);
         found.cutBytes = dataBytes() % found.traceBytes(found.samples);
     }
+    // The length goes to all that follows: one that the file does not hold would make a few wrong
+    // bytes ask for any amount of memory.
+    if (found.traces == 0)
+        refuseWithoutTrace();
     noteSamples();
+}
+
+// The wide field of revision 2 may hold anything in files whose writer knows the narrow one only.
+void LayoutResolver::believeNarrowSamples()
+{
+    const int narrow = binaryWord("hns");
+    if (narrow == inFile || overrides.samples || holds(inFile) || !holds(narrow))
+        return;
+    notes.push_back("the binary header states " + number(inFile) +
+                    " samples per trace in bytes 3269-3272, of which the file does not hold one "
+                    "trace, and " +
+                    number(narrow) + " in bytes 3221-3222; read as " + number(narrow));
+    inFile = narrow;
+}
+
+void LayoutResolver::refuseWithoutTrace() const
+{
+    const std::string stated =
+        overrides.samples ? "`samples` states " + number(found.samples) + " samples per trace"
+                          : "the binary header states " + number(inFile) +
+                                " samples per trace and the first trace header " + number(inTrace);
+    file.fail("holds no whole trace: " + stated + "; a trace of " + number(found.samples) +
+              " samples in format " + number(static_cast<int>(found.format)) + ", " +
+              sampleFormatName(found.format) + ", takes " +
+              number(found.traceBytes(found.samples)) + " bytes with its header, and " +
+              number(dataBytes()) + " bytes follow the headers of the file" +
+              (dataBytes() > found.traceHeaderBytes ? "; if its traces are shorter, state `samples`"
+                                                    : ""));
 }
 
 // Rules that apply in order.
@@ -431,7 +473,8 @@ void LayoutResolver::chooseSamples()
     // Cut, with traces of one length: the one that leads from header to header.
     const bool traceLeads = leads(inTrace, inTrace);
     const bool fileLeads = leads(inFile, inTrace);
-    found.samples = inFile <= 0 || (traceLeads && !fileLeads) ? inTrace : inFile;
+    const bool onlyTraceFits = holds(inTrace) && !holds(inFile);
+    found.samples = inFile <= 0 || (traceLeads && !fileLeads) || onlyTraceFits ? inTrace : inFile;
     if (!textReads && !traceLeads && !fileLeads)
         file.fail("is not a SEG-Y file: its first " + number(segyTextBytes) +
                   " bytes are not text, and " + number(dataBytes()) +
@@ -459,16 +502,12 @@ void LayoutResolver::noteSamples()
     const std::string reading = number(found.traces) + lengths + number(found.samples) + " samples";
     const bool contradicted =
         (inFile != found.samples && inFile != 0) || (inTrace != found.samples && inTrace != 0);
-    if ((contradicted || found.variableLength) && found.traces > 0)
+    if (contradicted || found.variableLength)
         notes.push_back("the binary header states " + number(inFile) +
                         " samples per trace, the first trace header " + number(inTrace) + ", and " +
                         number(dataBytes()) + " bytes of traces hold " + reading +
                         (found.cutBytes == 0 ? " exactly" : "") + "; read as that");
-    if (found.traces == 0)
-        notes.push_back("the file holds no whole trace: there are " + number(dataBytes()) +
-                        " bytes of traces, and one trace of " + number(found.samples) +
-                        " samples takes " + number(whole));
-    else if (found.cutBytes != 0)
+    if (found.cutBytes != 0)
         notes.push_back(
             "the last trace is cut: " + number(found.cutBytes) +
             (found.variableLength ? " bytes of it" : " of its " + number(whole) + " bytes") +
@@ -483,7 +522,7 @@ void LayoutResolver::resolveInterval()
         if (precise >= 1 && precise <= INT_MAX)
             stated = static_cast<int>(std::lround(precise));
     }
-    const int first = found.traces > 0 ? traceWord(found.dataStart, "dt") : 0;
+    const int first = traceWord(found.dataStart, "dt");
     found.interval = overrides.interval.value_or(stated > 0 ? stated : first);
     if (!overrides.interval && stated > 0 && first > 0 && stated != first)
         notes.push_back("the binary header states a sample interval of " + number(stated) +

@@ -32,7 +32,8 @@ struct SegyLayout
     bool littleEndian = false;                    ///< byte order of headers and samples
     SampleFormat format = SampleFormat::ibmFloat; ///< of the samples
     int revision = 0;                             ///< major revision: 0, 1 or 2
-    int samples = 0;             ///< per trace; the longest one's where lengths vary
+    /// Per trace; the longest one's where lengths vary. The file holds a trace of that length.
+    int samples = 0;
     int interval = 0;            ///< microseconds; 0 when no header states it
     bool ebcdic = true;          ///< coding of the text header
     int extendedHeaders = 0;     ///< text headers between the file header and the traces
@@ -40,7 +41,7 @@ struct SegyLayout
     int64_t dataStart = 0;       ///< byte of the first trace header
     int64_t dataEnd = 0;         ///< byte behind the traces, the cut one included
     int64_t fileBytes = 0;       ///< size of the file
-    int64_t traces = 0;          ///< whole traces
+    int64_t traces = 0;          ///< whole traces, at least 1
     int64_t cutBytes = 0;        ///< bytes behind the last whole trace
     bool variableLength = false; ///< each trace header states the length of its trace
     /// Of traces of different lengths: the byte of each trace header, and the end of the last
@@ -55,9 +56,11 @@ struct SegyLayout
 };
 
 /// Determines the layout of `file`; adds a line with all the numbers to `notes` for each
-/// contradiction and damage. Throws TraceFileError for what is not a SEG-Y file, and for one that
-/// cannot be read. A length that fits the size of the file goes before a statement that does not;
-/// where none fits, headers that agree with each other are believed, and the last trace is cut.
+/// contradiction and damage. Throws TraceFileError for what is not a SEG-Y file, for one that
+/// cannot be read, and for one that does not hold one whole trace. A length that fits the size of
+/// the file goes before a statement that does not; where none fits, headers that agree with each
+/// other are believed, and the last trace is cut. No length is believed of which the file does not
+/// hold one trace.
 VORN_SEGY_EXPORT SegyLayout resolveSegyLayout(InputFile& file, const SegyOverrides& overrides,
                                               std::vector<std::string>& notes);
 

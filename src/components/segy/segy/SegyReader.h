@@ -22,8 +22,9 @@ namespace VORN {
 class VORN_SEGY_EXPORT SegyReader
 {
 public:
-    /// Throws TraceFileError for a file that cannot be read as SEG-Y. Nothing is read or allocated
-    /// that the file does not hold, whatever its headers announce.
+    /// Throws TraceFileError for a file that cannot be read as SEG-Y, also for one without a whole
+    /// trace. Nothing is read, allocated or announced that the file does not hold, whatever its
+    /// headers state.
     explicit SegyReader(const std::string& path, const SegyOverrides& overrides = {});
 
     const std::string& path() const { return file.path(); }  ///< as given

@@ -102,6 +102,12 @@ void SuReader::resolveLayout(const SuOverrides& overrides)
         file.fail("cannot be read with " + number(samplesPerTrace) + " samples per trace");
 
     count = file.size() / traceBytes(samplesPerTrace);
+    if (count == 0)
+        file.fail("holds no whole trace: `samples` states " + number(samplesPerTrace) +
+                  " samples per trace; a trace of " + number(samplesPerTrace) +
+                  " samples in 4-byte floats takes " + number(traceBytes(samplesPerTrace)) +
+                  " bytes with its header, and the file has " + number(file.size()) +
+                  " bytes; if its traces are shorter, state another number of `samples`");
     const int64_t cut = file.size() % traceBytes(samplesPerTrace);
     if (statedSamples(little) != samplesPerTrace)
         notes.push_back("the first trace header states " + number(statedSamples(little)) +

@@ -27,14 +27,15 @@ struct SuOverrides
 class VORN_SEGY_EXPORT SuReader
 {
 public:
-    /// Throws TraceFileError for a file that cannot be read as Seismic Unix traces.
+    /// Throws TraceFileError for a file that cannot be read as Seismic Unix traces, also for one
+    /// without a whole trace.
     explicit SuReader(const std::string& path, const SuOverrides& overrides = {});
 
     const std::string& path() const { return file.path(); } ///< as given
     bool littleEndian() const { return little; }            ///< byte order of headers and samples
     int samples() const { return samplesPerTrace; }         ///< per trace
     int interval() const { return microseconds; }           ///< microseconds; 0 when not stated
-    int64_t traces() const { return count; }                ///< whole ones
+    int64_t traces() const { return count; }                ///< whole ones, at least 1
     /// What was contradictory or damaged, and how it was read: one line each.
     const std::vector<std::string>& warnings() const { return notes; }
 

@@ -1,6 +1,6 @@
 ! agc: divides every sample by the amplitude of the samples around it.
 module agc_job
-  use, intrinsic :: iso_c_binding, only: c_double, c_float, c_int, c_ptr
+  use, intrinsic :: iso_c_binding, only: c_double, c_float, c_int, c_int64_t, c_ptr
   use agc_math, only: agc_balance, agc_mean, agc_rms
   use agc_parameters, only: mode_rms, parameters, read_parameters
   use vorn_kit
@@ -42,6 +42,9 @@ contains
 
     state%half = nint(min(state%set%window / (2.0e-6_c_double * interval), 1.0e9_c_double))
     state%measure = merge(agc_rms, agc_mean, state%set%mode == mode_rms)
+    call vorn_allow_memory(state%set%memory_limit, 16 * int(length, c_int64_t), &
+        'the sums over traces of ' // vorn_to_text(length) // ' samples', 'shorten the traces', good)
+    if (.not. good) return
     allocate (state%forward(max(length, 0)), state%backward(max(length, 0)), stat=status)
     good = status == 0
     if (.not. good) then
@@ -89,6 +92,7 @@ contains
     call knl_get_output_trace_buffer(output, 1, status)
     call vorn_pass_trace(input, output, number)
     call knl_get_trace_samples(output, samples, status, number)
+    if (status /= 0 .and. size(state%forward) > 0) call vorn_fail_without_samples(output, good)
     if (status == 0) call agc_balance(samples, min(size(samples), size(state%forward)), state%half, &
         state%measure, state%set%level, state%forward, state%backward)
   end subroutine process

@@ -51,12 +51,16 @@ static bool process(state* kept)
     void* out = vorn_output(0);
     const int number = vorn_pass_trace(vorn_input(0), out);
     float* samples;
+    int odd;
 
-    if (kept->filter != NULL && knl_getTraceSamples(out, &samples, number) == 1) {
-        const int odd = bandpass_apply(kept->filter, samples);
-        kept->odd_samples += odd;
-        kept->odd_traces += odd > 0;
-    }
+    if (kept->filter == NULL)
+        return true;
+    samples = vorn_required_samples(out, number);
+    if (samples == NULL)
+        return false;
+    odd = bandpass_apply(kept->filter, samples);
+    kept->odd_samples += odd;
+    kept->odd_traces += odd > 0;
     return true;
 }
 
@@ -158,8 +162,19 @@ static double band_response(const void* chosen, double frequency)
 
 static bool make_filter(state* kept, const design* chosen, int samples, int interval)
 {
+    char what[80];
+
     if (samples <= 0)
         return true;
+    if (bandpass_transform_length(samples) == 0) {
+        vorn_fail("traces of %d samples are too long to be transformed; give shorter ones",
+                  samples);
+        return false;
+    }
+    snprintf(what, sizeof what, "the transform of traces of %d samples", samples);
+    if (!vorn_allow_memory(kept->set.memory_limit, bandpass_bytes(samples), what,
+                           "shorten the traces"))
+        return false;
     kept->filter =
         bandpass_create(samples, interval * 1e-6,
                         chosen->is_trapezoid ? trapezoid_response : band_response, chosen);

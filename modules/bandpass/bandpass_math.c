@@ -1,7 +1,8 @@
 #include "bandpass_math.h"
 
+#include "transform_memory.h"
+
 #include <fftw3.h>
-#include <limits.h>
 #include <math.h>
 #include <stdlib.h>
 #include <string.h>
@@ -60,10 +61,9 @@ static int has_small_factors(int number)
 
 int bandpass_transform_length(int samples)
 {
-    const int longest = 1 << 30; /* has small factors itself: the search ends there */
     int length;
 
-    if (samples < 1 || samples > longest / 2)
+    if (samples < 1 || samples > TRANSFORM_LONGEST / 2)
         return 0;
     for (length = 2 * samples; !has_small_factors(length);)
         length += 2;
@@ -81,6 +81,13 @@ static void sample_response(bandpass_filter* filter, double interval, bandpass_r
             (float)(response(design, i / (filter->length * interval)) / filter->length);
 }
 
+int64_t bandpass_bytes(int samples)
+{
+    const int64_t length = bandpass_transform_length(samples);
+
+    return (2 + 4) * length + transform_plan_bytes(length, 2);
+}
+
 bandpass_filter* bandpass_create(int samples, double interval, bandpass_response response,
                                  const void* design)
 {
@@ -96,7 +103,7 @@ bandpass_filter* bandpass_create(int samples, double interval, bandpass_response
         filter->gains = fftwf_alloc_real(bins);
         filter->buffer = fftwf_alloc_real(2 * bins);
     }
-    if (filter->gains != NULL && filter->buffer != NULL) {
+    if (filter->gains != NULL && filter->buffer != NULL && transform_has_room(filter->length, 2)) {
         /* Estimated plans do not depend on measured times: every run gives the same samples. */
         fftwf_complex* spectrum = (fftwf_complex*)filter->buffer;
         filter->forward =

@@ -14,6 +14,8 @@
 #ifndef BANDPASS_MATH_H
 #define BANDPASS_MATH_H
 
+#include <stdint.h>
+
 #ifdef __cplusplus
 extern "C" {
 #endif
@@ -44,6 +46,10 @@ typedef double (*bandpass_response)(const void* design, double frequency);
  * that has no prime factor above 7, which the transform likes. 0 for an empty trace, and where the
  * number would be too large. */
 int bandpass_transform_length(int samples);
+
+/** Bytes of memory that a filter for traces of `samples` samples takes; 0 where the transform has
+ * no length. */
+int64_t bandpass_bytes(int samples);
 
 typedef struct bandpass_filter bandpass_filter;
 

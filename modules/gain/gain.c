@@ -4,7 +4,9 @@
 #include "gain_parameters.h"
 #include "vorn_kit.h"
 
-#include <limits.h>
+#include <stdint.h>
+#include <stdio.h>
+#include <stdlib.h>
 
 /* What the module keeps from one call to the next. */
 typedef struct state
@@ -17,7 +19,7 @@ typedef struct state
 } state;
 
 static bool make_curve(state* kept, void* in);
-static void apply(state* kept, void* traces, int number);
+static bool apply(state* kept, void* traces, int number);
 static void write_history(const gain_parameters* set);
 
 static bool prepare(state* kept)
@@ -48,13 +50,12 @@ static bool process(state* kept)
             kept->delay = delay;
         }
     }
-    apply(kept, out, number);
-    return true;
+    return apply(kept, out, number);
 }
 
 static void release(state* kept)
 {
-    knl_freeResource(kept->curve);
+    free(kept->curve);
     gain_free_parameters(&kept->set);
 }
 
@@ -68,20 +69,24 @@ static bool make_curve(state* kept, void* in)
     const gain_parameters* set = &kept->set;
     const bool depends_on_time = set->time_power != 0 || set->exponent != 0;
     const int interval = knl_getTraceSampleInterval(in); /* microseconds */
+    char what[80];
 
     if (depends_on_time && interval <= 0)
         return vorn_fail_without_interval();
     kept->length = knl_getTraceLength(in);
-    if (kept->length > INT_MAX / (int)sizeof *kept->curve) {
-        vorn_fail("traces of %d samples are too long", kept->length);
-        return false;
-    }
     kept->interval = interval * 1e-6;
     if (!depends_on_time || kept->length <= 0)
         return true;
-    kept->curve = knl_allocateResource(kept->length * (int)sizeof *kept->curve);
-    if (kept->curve == NULL)
-        return false; /* the kernel has said so */
+    snprintf(what, sizeof what, "a curve for traces of %d samples", kept->length);
+    if (!vorn_allow_memory(set->memory_limit, kept->length * (int64_t)sizeof *kept->curve, what,
+                           "shorten the traces"))
+        return false;
+    /* Not the kernel's blocks: their sizes have 32 bits. */
+    kept->curve = malloc((size_t)kept->length * sizeof *kept->curve);
+    if (kept->curve == NULL) {
+        vorn_fail("not enough memory for %s", what);
+        return false;
+    }
     gain_curve(0, kept->interval, set->time_power, set->exponent, kept->curve, kept->length);
     return true;
 }
@@ -100,19 +105,24 @@ static gain_level level_of(enum gain_balance_choice balance)
     }
 }
 
-static void apply(state* kept, void* traces, int number)
+/* False after a message. */
+static bool apply(state* kept, void* traces, int number)
 {
     const gain_parameters* set = &kept->set;
     float* samples;
     double level;
 
-    if (knl_getTraceSamples(traces, &samples, number) != 1)
-        return;
+    if (kept->length <= 0)
+        return true;
+    samples = vorn_required_samples(traces, number);
+    if (samples == NULL)
+        return false;
     if (kept->curve != NULL)
         gain_apply_curve(kept->curve, samples, kept->length);
     level = gain_level_of(level_of(set->balance), samples, kept->length);
     /* A dead trace has no level to balance and stays dead. */
     gain_scale(level > 0 ? set->factor / level : set->factor, set->clip, samples, kept->length);
+    return true;
 }
 
 static void write_history(const gain_parameters* set)

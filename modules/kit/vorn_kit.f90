@@ -96,7 +96,8 @@ module vorn_kit
   end type kept_module
 
   public :: vorn_preprocess, vorn_process, vorn_postprocess
-  public :: vorn_fail, vorn_fail_without_interval, vorn_job_has_failed
+  public :: vorn_fail, vorn_fail_without_interval, vorn_fail_without_samples, vorn_job_has_failed
+  public :: vorn_allow_memory
   public :: vorn_add_history, vorn_to_text
   public :: vorn_required_input, vorn_build_required_output, vorn_pass_trace
   public :: vorn_keep_empty_inputs, vorn_end_outputs
@@ -284,6 +285,38 @@ contains
     call knl_send_message(knl_message_fatal, text)
     call knl_set_metadata_value(knl_scope_job, 'vorn.failed', name // ': ' // text)
   end subroutine vorn_fail
+
+  !> `good` is false, after a fatal message, when `bytes` of memory exceed `limit` megabytes, the value
+  !> of the module's parameter memory_limit. The message says what they are for ('the sums of traces of
+  !> 3000 samples') and what else could be done ('shorten the traces').
+  !>
+  !> A module asks before it takes memory whose size depends on what files and parameters state. Such
+  !> sizes are computed in 64 bits.
+  subroutine vorn_allow_memory(limit, bytes, what, advice, good)
+    integer(c_int), intent(in) :: limit
+    integer(c_int64_t), intent(in) :: bytes
+    character(len=*), intent(in) :: what, advice
+    logical, intent(inout) :: good
+    integer(c_int64_t), parameter :: megabyte = 1000000
+
+    if (bytes <= limit * megabyte) return
+    good = .false.
+    call vorn_fail(what // ' would need ' // vorn_to_text((bytes - 1) / megabyte + 1) // &
+        ' MB of memory, and memory_limit is ' // vorn_to_text(limit) // &
+        ' MB; raise memory_limit, or ' // advice)
+  end subroutine vorn_allow_memory
+
+  !> Ends the module where there was no memory for a trace; `good` is false.
+  subroutine vorn_fail_without_samples(traces, good)
+    type(c_ptr), intent(in) :: traces
+    logical, intent(out) :: good
+    integer(c_int) :: length, status
+
+    good = .false.
+    call knl_get_trace_length(traces, length, status)
+    call vorn_fail('not enough memory for a trace of ' // vorn_to_text(length) // &
+        ' samples; give the job a lower limit of traces in memory, or shorter traces')
+  end subroutine vorn_fail_without_samples
 
   !> Says that the input has no sample interval, unless a module has failed before: then the
   !> interval may be missing for that reason.

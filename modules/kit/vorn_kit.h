@@ -34,6 +34,7 @@
 #include <stdarg.h>
 #include <stdbool.h>
 #include <stddef.h>
+#include <stdint.h>
 #include <stdio.h>
 #include <string.h>
 
@@ -167,6 +168,39 @@ static inline bool vorn_job_has_failed(void)
     char cause[1];
 
     return knl_getMetaDataValue(VORN_SCOPE_JOB, VORN_FAILED_KEY, cause, (int)sizeof cause) > 0;
+}
+
+/** Whether `bytes` of memory are within `limit` megabytes, the value of the module's parameter
+ * memory_limit; false after a fatal message, which says what they are for ("the transform of traces
+ * of 3000 samples") and what else could be done ("shorten the traces").
+ *
+ * A module asks before it takes memory whose size depends on what files and parameters state. Such
+ * sizes are computed in 64 bits. */
+static inline bool vorn_allow_memory(int limit, int64_t bytes, const char* what, const char* advice)
+{
+    const int64_t megabyte = 1000000;
+
+    if (bytes <= limit * megabyte)
+        return true;
+    vorn_fail("%.300s would need %lld MB of memory, and memory_limit is %d MB; raise memory_limit, "
+              "or %.200s",
+              what, (long long)((bytes - 1) / megabyte + 1), limit, advice);
+    return false;
+}
+
+/** The samples of trace `number` (from 0) of `traces`; null, after a fatal message, when there is
+ * no memory for them. Requires: the traces have samples. */
+static inline float* vorn_required_samples(void* traces, int number)
+{
+    float* samples = NULL;
+
+    if (knl_getTraceSamples(traces, &samples, number) == 1 && samples != NULL)
+        return samples;
+    vorn_fail(
+        "not enough memory for a trace of %d samples; give the job a lower limit of traces in "
+        "memory, or shorter traces",
+        knl_getTraceLength(traces));
+    return NULL;
 }
 
 /** Appends to the text in `text`, a buffer of `size` bytes; what has no room is cut. */

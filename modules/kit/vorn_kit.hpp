@@ -24,6 +24,7 @@
 
 #include "vorn_kit.h"
 
+#include <cstdint>
 #include <exception>
 #include <memory>
 #include <new>
@@ -62,6 +63,14 @@ inline void reportFailure(const char* text)
     } catch (const std::bad_alloc&) {
         vorn_fail("%s", text);
     }
+}
+
+/// Returns when `bytes` of memory are within `limit` megabytes, the module's parameter
+/// memory_limit, and ends the module otherwise: see vorn_allow_memory().
+inline void allowMemory(int limit, int64_t bytes, const std::string& what, const char* advice)
+{
+    if (!vorn_allow_memory(limit, bytes, what.c_str(), advice))
+        throw Failed();
 }
 
 inline void addHistory(const std::string& line)

@@ -59,7 +59,7 @@ contains
     real(c_float), pointer :: samples(:)
     real(c_double) :: position, start
     type(c_ptr) :: input, output
-    integer(c_int) :: number, status
+    integer(c_int) :: length, number, status
 
     call knl_get_input_trace_buffer(input, 1, status)
     call knl_get_output_trace_buffer(output, 1, status)
@@ -67,7 +67,12 @@ contains
     if (.not. good) return
     call vorn_pass_trace(input, output, number)
     call knl_get_trace_samples(output, samples, status, number)
-    if (status == 0) call apply(state, position, start, samples)
+    if (status == 0) then
+      call apply(state, position, start, samples)
+    else
+      call knl_get_trace_length(output, length, status)
+      if (length > 0) call vorn_fail_without_samples(output, good)
+    end if
   end subroutine process
 
   !> Warns of times that depend on a word without values.

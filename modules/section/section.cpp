@@ -158,6 +158,9 @@ void openWindow(State& state, void* in)
         fail("the first trace has no sample from tmin to tmax; it begins at " +
              number(delay * 1e-3) + " s and ends at " + number(delay * 1e-3 + (length - 1) * step) +
              " s");
+    vorn_kit::allowMemory(state.set.given.memory_limit, int64_t{8} * state.window.samples,
+                          "a window of " + std::to_string(state.window.samples) + " samples",
+                          "choose a shorter one with tmin and tmax");
     void* work = bldWorkTraceBuffer(shown, state.window.samples, interval, 1, nullptr);
     const double start = std::clamp(state.window.start() * 1e3, -1e9, 1e9);
     setTraceAttribute(work, "delrt", UniVar(static_cast<int>(std::lround(start))), 0);

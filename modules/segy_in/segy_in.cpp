@@ -40,6 +40,7 @@ struct Settings
     std::string file;
     SegyOverrides overrides;
     TraceSelection selection;
+    int memoryLimit = 0; // MB
 };
 
 Settings readSettings()
@@ -47,6 +48,7 @@ Settings readSettings()
     const segy_in_parameters::Parameters given = segy_in_parameters::readParameters();
     Settings settings;
     settings.file = given.file;
+    settings.memoryLimit = given.memory_limit;
     if (given.traces)
         settings.selection.add("traces", *given.traces);
     if (given.fldr)
@@ -177,6 +179,12 @@ std::unique_ptr<State> prepare()
 
     auto state = std::make_unique<State>(settings);
     SegyReader& reader = state->reader;
+    // As in the file, and as it is passed on. A file that is mostly a hole may have any length.
+    vorn_kit::allowMemory(
+        settings.memoryLimit,
+        reader.layout().traceBytes(reader.layout().samples) + int64_t{4} * reader.layout().samples,
+        settings.file + ": a trace of " + std::to_string(reader.layout().samples) + " samples",
+        "state `samples` if its traces are shorter");
     if (!settings.selection.isEmpty()) {
         state->everyTrace = false;
         state->selected = settings.selection.select(

@@ -9,6 +9,7 @@
 #include "vorn_kit.hpp"
 
 #include <climits>
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <vector>
@@ -24,6 +25,7 @@ constexpr int header = 1; // of the trace that is on its way
 struct State
 {
     std::vector<SortKey> keys;
+    int memoryLimit = 0;        // MB
     std::vector<double> values; // of each collected trace in turn, as many as there are keys
     int collected = 0;
     bool isComplete = false;
@@ -54,15 +56,29 @@ std::unique_ptr<State> prepare()
     setModuleProcessingOption("RespectEOD", UniVar(1));
 
     auto state = std::make_unique<State>();
-    state->keys = parseSortKeys(sort_parameters::readParameters().keys);
+    const sort_parameters::Parameters given = sort_parameters::readParameters();
+    state->keys = parseSortKeys(given.keys);
+    state->memoryLimit = given.memory_limit;
     vorn_kit::addHistory(history(state->keys));
     return state;
 }
 
 // ---- Trace by trace ----
 
+// The values' room doubles when it is full, and stays until they have been copied.
+void checkMemory(const State& state)
+{
+    if (state.values.size() + state.keys.size() <= state.values.capacity())
+        return;
+    const auto values = static_cast<int64_t>(state.values.size() + state.keys.size());
+    vorn_kit::allowMemory(state.memoryLimit, 3 * values * static_cast<int64_t>(sizeof(double)),
+                          "sorting more than " + std::to_string(state.collected) + " traces",
+                          "sort parts of them");
+}
+
 void collect(State& state, void* in)
 {
+    checkMemory(state);
     for (const SortKey& key : state.keys) {
         if (isTraceAttributeExist(in, key.word.c_str()) == 0)
             fail("the traces have no header word \"" + key.word + "\"; name others with keys");

@@ -221,6 +221,7 @@ static spectrum_taper taper_of(enum spectrum_taper_choice taper)
 static int begin_curve(const spectrum_parameters* set, curve* one, double start, int samples)
 {
     const double end = start + (samples - 1) * one->interval;
+    char what[80];
     int count;
 
     one->begin = set->has_tmin && set->tmin > start ? set->tmin : start;
@@ -228,6 +229,10 @@ static int begin_curve(const spectrum_parameters* set, curve* one, double start,
     count = (int)floor((one->end - one->begin) / one->interval + 1e-6) + 1;
     if (count < 1) /* tmin lies on the last sample, or next to nothing behind it */
         count = 1;
+    snprintf(what, sizeof what, "the spectrum of %d samples", count);
+    if (!vorn_allow_memory(set->memory_limit, spectrum_bytes(count), what,
+                           "choose a shorter window with tmin and tmax"))
+        return 0;
     one->sum = spectrum_create(count, one->interval, taper_of(set->taper));
     if (one->sum != NULL)
         return 1;

@@ -1,7 +1,8 @@
 #include "spectrum_math.h"
 
+#include "transform_memory.h"
+
 #include <fftw3.h>
-#include <limits.h>
 #include <math.h>
 #include <stdlib.h>
 #include <string.h>
@@ -46,11 +47,19 @@ static void weigh(spectrum_sum* sum, spectrum_taper taper)
     }
 }
 
+int64_t spectrum_bytes(int samples)
+{
+    const int64_t length = 2 * (int64_t)samples;
+
+    /* Weights, sums and buffer, and in the end the mean. */
+    return (2 + 4 + 4 + 4) * length + transform_plan_bytes(length, 1);
+}
+
 spectrum_sum* spectrum_create(int samples, double interval, spectrum_taper taper)
 {
     spectrum_sum* sum;
 
-    if (samples < 1 || samples > INT_MAX / 2 - 1)
+    if (samples < 1 || samples > TRANSFORM_LONGEST / 2)
         return NULL;
     sum = calloc(1, sizeof *sum);
     if (sum == NULL)
@@ -60,7 +69,8 @@ spectrum_sum* spectrum_create(int samples, double interval, spectrum_taper taper
     sum->weights = malloc((size_t)samples * sizeof *sum->weights);
     sum->sums = calloc((size_t)samples + 1, sizeof *sum->sums);
     sum->buffer = fftwf_alloc_real(2 * ((size_t)samples + 1));
-    if (sum->weights != NULL && sum->sums != NULL && sum->buffer != NULL)
+    if (sum->weights != NULL && sum->sums != NULL && sum->buffer != NULL &&
+        transform_has_room(2 * (int64_t)samples, 1))
         /* Estimated plans do not depend on measured times: every run gives the same numbers. */
         sum->plan = fftwf_plan_dft_r2c_1d(2 * samples, sum->buffer, (fftwf_complex*)sum->buffer,
                                           FFTW_ESTIMATE);

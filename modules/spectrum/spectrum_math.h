@@ -30,6 +30,9 @@ typedef enum spectrum_taper
 /** The weight of sample `i` of a window of `samples` samples, 0 to 1. Weights are symmetric. */
 double spectrum_weight(spectrum_taper taper, int i, int samples);
 
+/** Bytes of memory that the sum of spectra of `samples` samples takes, and its mean. */
+int64_t spectrum_bytes(int samples);
+
 typedef struct spectrum_sum spectrum_sum;
 
 /** An empty sum for windows of one length.

@@ -55,6 +55,8 @@ contains
     call knl_set_module_processing_option('RespectEOD', 1)
 
     call read_parameters(state%set, good)
+    if (good) call vorn_allow_memory(state%set%memory_limit, 12 * int(length, c_int64_t), &
+        'the sums of traces of ' // vorn_to_text(length) // ' samples', 'shorten the traces', good)
     if (.not. good) return
     allocate (state%sums(max(length, 0)), state%live(max(length, 0)), state%values(64), stat=status)
     good = status == 0
@@ -136,6 +138,8 @@ contains
       if (.not. good) return
     end if
     call knl_get_trace_samples(input, samples, status)
+    if (status /= 0 .and. size(state%sums) > 0) call vorn_fail_without_samples(input, good)
+    if (.not. good) return
     if (status == 0) call stack_add(samples, min(size(samples), size(state%sums)), state%sums, &
         state%live)
     state%traces = state%traces + 1

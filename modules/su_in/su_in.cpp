@@ -39,6 +39,7 @@ struct Settings
     TraceSelection selection;
     SuOverrides overrides;
     std::optional<int> interval; // microseconds
+    int memoryLimit = 0;         // MB
 };
 
 Settings readSettings()
@@ -46,6 +47,7 @@ Settings readSettings()
     const su_in_parameters::Parameters given = su_in_parameters::readParameters();
     Settings settings;
     settings.file = given.file;
+    settings.memoryLimit = given.memory_limit;
     if (given.traces && !given.traces->empty())
         settings.selection.add("traces", *given.traces);
     settings.overrides.samples = given.samples;
@@ -165,6 +167,11 @@ std::unique_ptr<State> prepare()
         fail("the module has no output; connect one");
 
     auto state = std::make_unique<State>(settings);
+    // As in the file, and as it is passed on. A file that is mostly a hole may have any length.
+    vorn_kit::allowMemory(settings.memoryLimit, 240 + int64_t{8} * state->reader.samples(),
+                          settings.file + ": a trace of " +
+                              std::to_string(state->reader.samples()) + " samples",
+                          "state `samples` if its traces are shorter");
     if (!settings.selection.isEmpty())
         selectTraces(*state, settings);
     sendNews(*state, settings);

@@ -7,6 +7,7 @@
 #include <math.h>
 #include <stdint.h>
 #include <stdio.h>
+#include <stdlib.h>
 
 enum
 {
@@ -33,7 +34,7 @@ static bool check_parameters(const synthetic_parameters* set);
 static bool positions_fit(const synthetic_parameters* set);
 static bool make_tables(state* kept);
 static void describe_output(const state* kept, void* out);
-static void emit(state* kept, void* out);
+static bool emit(state* kept, void* out);
 
 static bool prepare(state* kept)
 {
@@ -60,8 +61,8 @@ static bool process(state* kept)
 {
     void* out = vorn_output(0);
 
-    if (kept->shot < kept->set.shots)
-        emit(kept, out);
+    if (kept->shot < kept->set.shots && !emit(kept, out))
+        return false;
     if (kept->shot == kept->set.shots)
         knl_setDataChannelFlag(out, VORN_END_OF_DATA); /* on the last trace, or on the channel */
     return true;
@@ -70,8 +71,8 @@ static bool process(state* kept)
 static void release(state* kept)
 {
     knl_freeResource(kept->events);
-    knl_freeResource(kept->chosen);
-    knl_freeResource(kept->listed);
+    free(kept->chosen);
+    free(kept->listed);
     synthetic_free_parameters(&kept->set);
 }
 
@@ -216,19 +217,30 @@ static void list_defects(state* kept)
     list_defect(kept, SYNTHETIC_DEAD, set->dead, set->dead_count);
 }
 
-/* False after the kernel's message. */
+/* False after a message. */
 static bool make_tables(state* kept)
 {
-    const int defect_bytes = (int)sizeof(synthetic_defect);
     const synthetic_parameters* set = &kept->set;
+    const int64_t bytes = set->samples * (int64_t)sizeof(float) +
+                          2 * (set->channels * (int64_t)sizeof(synthetic_defect));
+    char what[80];
 
+    snprintf(what, sizeof what, "shots of %d channels with %d samples", set->channels,
+             set->samples);
+    if (!vorn_allow_memory(set->memory_limit, bytes, what, "lower channels or samples"))
+        return false;
     kept->first_midpoint = lowest_midpoint(set);
     kept->events =
         knl_allocateResource((set->times_count + SURFACE_WAVES) * (int)sizeof *kept->events);
-    kept->chosen = knl_allocateResource(set->channels * defect_bytes);
-    kept->listed = knl_allocateResource(set->channels * defect_bytes);
-    if (kept->events == NULL || kept->chosen == NULL || kept->listed == NULL)
+    /* Not the kernel's blocks: their sizes have 32 bits. */
+    kept->chosen = calloc((size_t)set->channels, sizeof *kept->chosen);
+    kept->listed = calloc((size_t)set->channels, sizeof *kept->listed);
+    if (kept->events == NULL)
+        return false; /* the kernel has said so */
+    if (kept->chosen == NULL || kept->listed == NULL) {
+        vorn_fail("not enough memory for %s", what);
         return false;
+    }
     list_events(kept);
     list_defects(kept);
     return true;
@@ -317,7 +329,8 @@ static void fill(const state* kept, float* samples)
     report_defect(kept, defect);
 }
 
-static void emit(state* kept, void* out)
+/* False after a message. */
+static bool emit(state* kept, void* out)
 {
     const int number = knl_getNumberOfTraces(out);
     void* work;
@@ -329,10 +342,13 @@ static void emit(state* kept, void* out)
     knl_getWorkTraceBuffer(&work, 0);
     write_header(kept, work);
     knl_mcopyTraceToTrace(work, out, 1, 0, 0, number);
-    if (knl_getTraceSamples(out, &samples, number) == 1)
-        fill(kept, samples);
+    samples = vorn_required_samples(out, number);
+    if (samples == NULL)
+        return false;
+    fill(kept, samples);
     if (++kept->channel == kept->set.channels) {
         kept->channel = 0;
         ++kept->shot;
     }
+    return true;
 }

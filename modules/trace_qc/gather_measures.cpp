@@ -1,6 +1,7 @@
 #include "gather_measures.h"
 
 #include "trace_measures.h"
+#include "transform_memory.h"
 
 #include <algorithm>
 #include <cmath>
@@ -97,15 +98,31 @@ std::vector<double> runningMedian(const std::vector<double>& values, int window)
     return medians;
 }
 
+int64_t measuringBytes(int samples, int neighbours, int traces)
+{
+    if (samples < 1)
+        return 0;
+    const int64_t length = boundedTransformLength(samples);
+    const int64_t reach = int64_t{2} * neighbours;
+    const int64_t buffers = 2 * sizeof(float) * length; // of the meter and of the correlator
+    const int64_t spectra = (reach + 1) * static_cast<int64_t>(sizeof(float)) * length;
+    const int64_t pairs = traces * reach * static_cast<int64_t>(sizeof(std::optional<double>));
+    return buffers + transform_plan_bytes(length, 3) + spectra + pairs;
+}
+
 Correlator::Correlator(int samples) : count(samples)
 {
     if (samples < 1)
         return;
     // Twice the length: no lag wraps around.
-    length = transformLength(2 * samples);
+    length = boundedTransformLength(samples);
     buffer = fftwf_alloc_real(static_cast<std::size_t>(length) + 2);
     if (buffer == nullptr)
         throw std::bad_alloc();
+    if (transform_has_room(length, 2) == 0) {
+        release();
+        throw std::bad_alloc();
+    }
     auto* spectrum = reinterpret_cast<fftwf_complex*>(buffer);
     forward = fftwf_plan_dft_r2c_1d(length, buffer, spectrum, FFTW_ESTIMATE);
     backward = fftwf_plan_dft_c2r_1d(length, spectrum, buffer, FFTW_ESTIMATE);

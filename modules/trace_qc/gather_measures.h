@@ -4,6 +4,7 @@
 #ifndef GATHER_MEASURES_H
 #define GATHER_MEASURES_H
 
+#include <cstdint>
 #include <fftw3.h>
 #include <functional>
 #include <optional>
@@ -14,6 +15,11 @@
 /// middle, of as many beyond the gather's ends as there are. An even `window` counts as the next
 /// odd one. 0 where no value is above 0.
 std::vector<double> runningMedian(const std::vector<double>& values, int window);
+
+/// Bytes of memory that measuring takes, of gathers of `traces` traces with `samples` samples each:
+/// a FrequencyMeter, a Correlator, and the spectra that `judgePolarity` keeps. Throws
+/// std::length_error for traces that are too long to be transformed.
+int64_t measuringBytes(int samples, int neighbours, int traces);
 
 /// Correlates traces of one length with each other.
 class Correlator

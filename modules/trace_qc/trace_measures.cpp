@@ -1,9 +1,13 @@
 #include "trace_measures.h"
 
+#include "transform_memory.h"
+
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <new>
+#include <stdexcept>
+#include <string>
 
 namespace {
 
@@ -153,29 +157,42 @@ std::vector<int> findSpikes(std::span<const float> samples, double mean, double 
     return spikes;
 }
 
-int transformLength(int least)
+int64_t transformLength(int64_t least)
 {
-    const auto isGood = [](int number) {
+    const auto isGood = [](int64_t number) {
         for (const int factor : {2, 3, 5}) {
             while (number % factor == 0)
                 number /= factor;
         }
         return number == 1;
     };
-    int length = std::max(2, least + least % 2);
+    int64_t length = std::max<int64_t>(2, least + least % 2);
     while (!isGood(length))
         length += 2;
     return length;
+}
+
+int boundedTransformLength(int samples)
+{
+    if (samples > TRANSFORM_LONGEST / 2)
+        throw std::length_error("traces of " + std::to_string(samples) +
+                                " samples are too long to be transformed; give shorter ones");
+    // Does not exceed the longest, which is a power of two.
+    return static_cast<int>(transformLength(int64_t{2} * samples));
 }
 
 FrequencyMeter::FrequencyMeter(int samples)
 {
     if (samples < 2)
         return;
-    length = transformLength(2 * samples);
+    length = boundedTransformLength(samples);
     buffer = fftwf_alloc_real(static_cast<std::size_t>(length) + 2);
     if (buffer == nullptr)
         throw std::bad_alloc();
+    if (transform_has_room(length, 1) == 0) {
+        fftwf_free(buffer);
+        throw std::bad_alloc();
+    }
     // Estimated plans do not depend on measured times: every run gives the same numbers.
     plan = fftwf_plan_dft_r2c_1d(length, buffer, reinterpret_cast<fftwf_complex*>(buffer),
                                  FFTW_ESTIMATE);

@@ -4,6 +4,7 @@
 #ifndef TRACE_MEASURES_H
 #define TRACE_MEASURES_H
 
+#include <cstdint>
 #include <fftw3.h>
 #include <span>
 #include <vector>
@@ -79,6 +80,10 @@ private:
 };
 
 /// The least number from `least` on, even, that has no prime factor above 5, which transforms like.
-int transformLength(int least);
+int64_t transformLength(int64_t least);
+
+/// The same for twice the samples of a trace. Throws std::length_error for traces that are too long
+/// to be transformed.
+int boundedTransformLength(int samples);
 
 #endif

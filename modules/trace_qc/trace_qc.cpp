@@ -177,7 +177,11 @@ std::unique_ptr<State> prepare()
     const int length = getTraceLength(in);
     const int interval = getTraceSampleInterval(in);
     void* out = bldOutputTraceBuffer(0, length, interval, in);
-    auto state = std::make_unique<State>(readSettings(), length, std::max(interval, 0));
+    const Parameters set = readSettings();
+    vorn_kit::allowMemory(set.memory_limit, measuringBytes(length, set.neighbours, set.max_gather),
+                          "measuring traces of " + std::to_string(length) + " samples",
+                          "shorten the traces");
+    auto state = std::make_unique<State>(set, length, std::max(interval, 0));
     void* work = bldWorkTraceBuffer(collection, length, interval, 0, in);
     defineResults(*state, work);
     if (out != nullptr) {
@@ -219,7 +223,7 @@ int spikeWindow(const State& state)
 {
     constexpr int fewest = 10;
     const double samples = state.interval > 0 ? state.set.spike_window / state.interval : 0;
-    return std::max(fewest, static_cast<int>(std::min<double>(std::lround(samples), state.length)));
+    return std::max(fewest, static_cast<int>(std::lround(std::min<double>(samples, state.length))));
 }
 
 // A slow trend does not count, however much of the energy it has.
@@ -309,8 +313,8 @@ void judgePolarities(State& state)
     PolarityRule rule;
     rule.neighbours = state.set.neighbours;
     rule.threshold = state.set.reversed;
-    rule.lag = state.interval > 0 ? static_cast<int>(std::min<double>(
-                                        std::lround(state.set.lag / state.interval), state.length))
+    rule.lag = state.interval > 0 ? static_cast<int>(std::lround(std::min<double>(
+                                        state.set.lag / state.interval, state.length)))
                                   : 0;
     const auto samples = [&](int i) -> std::optional<std::span<const float>> {
         if ((state.gather[static_cast<std::size_t>(i)].flags & (dead | weak | noisy)) != 0)

@@ -634,10 +634,13 @@ TEST_F(SegyOutTest, AfterAFailureUpstreamNothingIsWritten)
 
 TEST_F(SegyOutTest, AJobWithoutTracesWritesNoFileAndSaysSo)
 {
-    const HarnessResult result = copy(ieeeFile(0, 4).bytes());
+    renew();
+    harness.withSource = false;
+    harness.add("in", "libsynthetic.so").parameters["shots"] = UniVar(0);
+    const HarnessResult result = runWriter();
     EXPECT_THAT(result.messagesOf(3, "out"),
                 ElementsAre(out + ": is not written, since no trace arrived"));
-    EXPECT_THAT(directory.names(), ElementsAre("in.sgy"));
+    EXPECT_THAT(directory.names(), IsEmpty());
 }
 
 TEST_F(SegyOutTest, AFailedReaderLeavesNoFile)

@@ -222,12 +222,13 @@ TEST_F(SuOutTest, TheInputIsNeverReplaced)
 
 TEST_F(SuOutTest, AJobWithoutTracesWritesNoFileAndSaysSo)
 {
-    const std::string segy = directory / "in.sgy";
-    ieeeFile(0, 4).write(segy);
-    const HarnessResult result = copy("libsegy_in.so", segy);
+    renew();
+    harness.withSource = false;
+    harness.add("in", "libsynthetic.so").parameters["shots"] = UniVar(0);
+    const HarnessResult result = runWriter();
     EXPECT_THAT(result.messagesOf(3, "out"),
                 ElementsAre(out + ": is not written, since no trace arrived"));
-    EXPECT_THAT(directory.names(), ElementsAre("in.sgy"));
+    EXPECT_THAT(directory.names(), IsEmpty());
 }
 
 TEST_F(SuOutTest, AFailedReaderLeavesNoFile)

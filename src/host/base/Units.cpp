@@ -29,6 +29,9 @@ constexpr Unit units[] = {
     {"km",  "length",    3},
     {"m/s", "velocity",  0},
     {"km/s","velocity",  3},
+    {"kB",  "memory",    3},
+    {"MB",  "memory",    6},
+    {"GB",  "memory",    9},
 };
 // clang-format on
 

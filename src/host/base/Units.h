@@ -11,8 +11,8 @@
 namespace host {
 
 /// `value`, a number in the unit `from`, as a number in `to`: 500 ms are 0.5 s. Nothing when the
-/// two are not of one quantity. Times (s, ms, us), frequencies (Hz, kHz) and lengths (m, km)
-/// convert; any other unit is only equal to itself.
+/// two are not of one quantity. Times (s, ms, us), frequencies (Hz, kHz), lengths (m, km) and
+/// sizes of memory (kB, MB, GB) convert; any other unit is only equal to itself.
 std::optional<double> convertUnit(double value, const std::string& from, const std::string& to);
 
 /// Units that convert to `unit`, itself first.

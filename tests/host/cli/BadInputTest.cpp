@@ -255,8 +255,9 @@ TEST_F(BadInputTest, TracesLargerThanMemoryEndTheCommandWithTheirFilesName)
     EXPECT_EQ(picture.errors, "vorn: long.sgy: there is not enough memory to draw this many "
                               "samples; choose fewer traces with --traces\n");
 
-    const ProcessResult job =
-        tree.runLimited(RLIMIT_AS, memory, {"run", "job.yaml", "--set", "read.file=long.sgy"});
+    const ProcessResult job = tree.runLimited(
+        RLIMIT_AS, memory,
+        {"run", "job.yaml", "--set", "read.file=long.sgy", "--set", "read.memory_limit=20 GB"});
     EXPECT_EQ(job.exitCode, 1);
     const std::vector<std::string> fatal = linesWith(job.errors, " fatal ");
     ASSERT_THAT(fatal, SizeIs(1)) << job.errors;

@@ -79,3 +79,222 @@ TEST_F(LargeInputTest, AFewBytesThatStateManySamplesEndEachCommandAtOnce)
                            "  - {name: step, input: read, module: trace_qc}\n");
     EXPECT_EQ(runSmall({"run", "job.yaml"}).exitCode, 0) << "the advice of the message";
 }
+
+// ---- The limit of each module ----
+
+// A trace of 200,000 samples takes less than a megabyte, and every module a few of them.
+TEST_F(LargeInputTest, EveryModuleRefusesWhatExceedsItsMemoryLimit)
+{
+    SegyBytes file;
+    file.describe(200000 & 0xFFFF, 4000, 5);
+    file.header[3500] = 2;
+    file.setBinary(3269, 4, 200000);
+    file.addIeeeTrace(1, 200000, 1);
+    file.write(tree.path("long.sgy"));
+    const std::string ending = " MB of memory, and memory_limit is 1 MB; raise memory_limit, or ";
+    const struct
+    {
+        const char* step;
+        std::string says;
+    } rows[] = {
+        {"module: agc", "the sums over traces of 200000 samples would need 4" + ending + "shorten"},
+        {"module: bandpass, low: 10",
+         "the transform of traces of 200000 samples would need 8" + ending + "shorten"},
+        {"module: gain, time_power: 1",
+         "a curve for traces of 200000 samples would need 2" + ending + "shorten"},
+        {"module: section",
+         "a window of 200000 samples would need 2" + ending + "choose a shorter"},
+        {"module: spectrum", "the spectrum of 200000 samples would need 8" + ending + "choose a "},
+        {"module: stack", "the sums of traces of 200000 samples would need 3" + ending + "shorten"},
+        {"module: trace_qc", "measuring traces of 200000 samples would need 19" + ending + "short"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.step);
+        const auto job = [&](const char* limit) {
+            tree.write("job.yaml", "modules:\n"
+                                   "  - {name: read, module: segy_in, file: long.sgy}\n"
+                                   "  - {name: step, input: read, memory_limit: " +
+                                       std::string(limit) + ", " + row.step +
+                                       "}\n"
+                                       "  - {name: write, module: su_out, input: step, file: o.su, "
+                                       "overwrite: true}\n");
+            if (row.step == std::string("module: section") ||
+                row.step == std::string("module: spectrum"))
+                tree.write("job.yaml", "modules:\n"
+                                       "  - {name: read, module: segy_in, file: long.sgy}\n"
+                                       "  - {name: step, input: read, memory_limit: " +
+                                           std::string(limit) + ", " + row.step + "}\n");
+            return tree.run({"run", "job.yaml"});
+        };
+        const ProcessResult low = job("1");
+        EXPECT_EQ(low.exitCode, 1);
+        const std::vector<std::string> fatal = linesWith(low.errors, " fatal ");
+        ASSERT_THAT(fatal, SizeIs(1)) << low.errors;
+        EXPECT_THAT(fatal[0], HasSubstr(" step   " + row.says));
+        const ProcessResult high = job("0.03 GB");
+        EXPECT_THAT(linesWith(high.errors, "memory_limit"), SizeIs(0)) << high.errors;
+    }
+}
+
+TEST_F(LargeInputTest, ReadersAndSourcesHaveALimitToo)
+{
+    const struct
+    {
+        const char* step;
+        std::string says;
+    } rows[] = {
+        {"module: segy_in, file: hole.sgy",
+         "hole.sgy: a trace of 300000000 samples would need 2401 MB of memory, and memory_limit is "
+         "1000 MB; raise memory_limit, or state `samples` if its traces are shorter"},
+        {"module: su_in, file: hole.su, samples: 300000000",
+         "hole.su: a trace of 300000000 samples would need 2401 MB of memory, and memory_limit is "
+         "1000 MB; raise memory_limit, or state `samples` if its traces are shorter"},
+        {"module: synthetic, samples: 300000000, shots: 1",
+         "shots of 48 channels with 300000000 samples would need 1201 MB of memory, and "
+         "memory_limit is 1000 MB; raise memory_limit, or lower channels or samples"},
+        {"module: synthetic, samples: 1, channels: 2000000000, shots: 1, spacing: 0",
+         "shots of 2000000000 channels with 1 samples would need 16001 MB of memory, and "
+         "memory_limit is 1000 MB; raise memory_limit, or lower channels or samples"},
+    };
+    SegyBytes file;
+    file.describe(0, 4000, 5);
+    file.header[3500] = 2;
+    file.setBinary(3269, 4, 300000000);
+    file.write(tree.path("hole.sgy"));
+    fs::resize_file(tree.path("hole.sgy"), 3600 + 240 + 4 * int64_t{300000000});
+    tree.write("hole.su", std::string(240, '\1'));
+    fs::resize_file(tree.path("hole.su"), 240 + 4 * int64_t{300000000});
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.step);
+        tree.write("job.yaml", "modules:\n  - {name: read, " + std::string(row.step) +
+                                   "}\n  - {name: step, module: spectrum, input: read}\n");
+        const ProcessResult job = runSmall({"run", "job.yaml"});
+        EXPECT_EQ(job.exitCode, 1);
+        const std::vector<std::string> fatal = linesWith(job.errors, " fatal ");
+        ASSERT_THAT(fatal, SizeIs(1)) << job.errors;
+        EXPECT_THAT(fatal[0], EndsWith(row.says));
+    }
+}
+
+// Nothing is taken before the check: the traces are a hole of 1.2 GB, which segy_in may pass on.
+TEST_F(LargeInputTest, WhatIsRefusedIsNotTakenBefore)
+{
+    SegyBytes file;
+    file.describe(0, 4000, 5);
+    file.header[3500] = 2;
+    file.setBinary(3269, 4, 300000000);
+    file.write(tree.path("hole.sgy"));
+    fs::resize_file(tree.path("hole.sgy"), 3600 + 240 + 4 * int64_t{300000000});
+    const struct
+    {
+        const char* step;
+        int megabytes;
+    } rows[] = {{"module: agc", 4800},
+                {"module: bandpass, low: 10", 10800},
+                {"module: gain, time_power: 1", 2400},
+                {"module: stack", 3600},
+                {"module: trace_qc", 27601}};
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.step);
+        tree.write("job.yaml",
+                   "modules:\n"
+                   "  - {name: read, module: segy_in, file: hole.sgy, memory_limit: 3 GB}\n"
+                   "  - {name: step, input: read, " +
+                       std::string(row.step) +
+                       "}\n"
+                       "  - {name: write, module: su_out, input: step, file: o.su}\n");
+        const ProcessResult job = runSmall({"run", "job.yaml"});
+        EXPECT_EQ(job.exitCode, 1);
+        EXPECT_THAT(linesWith(job.errors, " would need " + std::to_string(row.megabytes) + " MB"),
+                    SizeIs(testing::Ge(1u)))
+            << job.errors;
+    }
+}
+
+// The limit allows what the machine does not have: FFTW would end the process.
+TEST_F(LargeInputTest, TransformsWithoutMemoryEndTheModuleAndNotTheProcess)
+{
+    if (!memoryIsOurs)
+        GTEST_SKIP() << "the address sanitizer needs all addresses";
+    constexpr rlim_t memory = 1 << 30;
+    const struct
+    {
+        const char* step;
+        std::string says;
+    } rows[] = {
+        {"module: bandpass, low: 10", "not enough memory to transform traces of 20000000 samples"},
+        {"module: spectrum", "not enough memory for the spectrum of 20000000 samples"},
+        {"module: trace_qc", "there is not enough memory"},
+    };
+    for (const auto& row : rows) {
+        // At each of these sizes another of the module's blocks is the one that is not there.
+        for (const int megabytes : {500, 700}) {
+            tree.write("job.yaml", "modules:\n"
+                                   "  - {name: read, module: synthetic, shots: 1, channels: 1, "
+                                   "samples: 20000000, interval: 0.001, noise: 1}\n"
+                                   "  - {name: step, input: read, memory_limit: 20 GB, " +
+                                       std::string(row.step) + "}\n");
+            const ProcessResult job = tree.runLimited(
+                RLIMIT_AS, memory / 1000 * static_cast<rlim_t>(megabytes), {"run", "job.yaml"});
+            EXPECT_TRUE(job.exitCode == 0 || job.exitCode == 1)
+                << row.step << " with " << megabytes << " MB: " << job.exitCode << job.errors;
+            if (megabytes == 500)
+                EXPECT_THAT(linesWith(job.errors, row.says), SizeIs(testing::Ge(1u))) << job.errors;
+        }
+    }
+}
+
+TEST_F(LargeInputTest, SortCountsWhatItKeepsOfEachTrace)
+{
+    const auto job = [&](const char* limit) {
+        tree.write("job.yaml",
+                   "modules:\n"
+                   "  - {name: read, module: synthetic, samples: 1, shots: 700, channels: 100}\n"
+                   "  - {name: step, input: read, module: sort, keys: [offset], memory_limit: " +
+                       std::string(limit) +
+                       "}\n"
+                       "  - {name: write, module: su_out, input: step, file: o.su}\n");
+        return tree.run({"run", "job.yaml"});
+    };
+    const ProcessResult low = job("1");
+    EXPECT_EQ(low.exitCode, 1);
+    EXPECT_THAT(linesWith(low.errors, " fatal "),
+                testing::ElementsAre(HasSubstr(
+                    " step   sorting more than 65536 traces would need 2 MB of memory, and "
+                    "memory_limit is 1 MB; raise memory_limit, or sort parts of them")));
+    EXPECT_FALSE(tree.exists("o.su"));
+    EXPECT_EQ(job("2").exitCode, 0);
+}
+
+// ---- The shortest traces, and windows beyond all traces ----
+
+TEST_F(LargeInputTest, TracesOfOneAndTwoSamplesGoThroughEveryModule)
+{
+    for (const char* samples : {"1", "2"}) {
+        tree.write(
+            "job.yaml",
+            "modules:\n"
+            "  - {name: read, module: synthetic, shots: 4, channels: 12, noise: 1, samples: " +
+                std::string(samples) +
+                "}\n"
+                "  - {name: qc, module: trace_qc, input: read, spike_window: 1000000000, "
+                "lag: 1000000000}\n"
+                "  - {name: b, module: bandpass, input: qc, low: 10, high: 60}\n"
+                "  - {name: g, module: gain, input: b, time_power: 2, balance: rms}\n"
+                "  - {name: a, module: agc, input: g, window: 1e300}\n"
+                "  - {name: m, module: mute, input: a, offsets: [0], times: [-1e300], "
+                "taper: 1e300}\n"
+                "  - {name: s, module: sort, input: m, keys: [cdp]}\n"
+                "  - {name: t, module: stack, input: s}\n"
+                "  - {name: picture, module: section, input: s}\n"
+                "  - {name: amplitudes, module: spectrum, input: s}\n"
+                "  - {name: fold, module: header_plot, input: s, mode: fold}\n"
+                "  - {name: su, module: su_out, input: t, file: o.su}\n"
+                "  - {name: segy, module: segy_out, input: t, file: o.sgy}\n");
+        const ProcessResult job = tree.run({"run", "job.yaml", "--pictures", "pictures"});
+        EXPECT_EQ(job.exitCode, 0) << job.errors;
+        const ProcessResult header = tree.run({"header", "o.sgy"});
+        EXPECT_THAT(header.output, HasSubstr(" of " + std::string(samples) + " samples"));
+        EXPECT_EQ(tree.run({"plot", "o.sgy", "-o", "o.png"}).exitCode, samples[0] == '1' ? 2 : 0);
+    }
+}

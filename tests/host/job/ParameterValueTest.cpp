@@ -52,7 +52,8 @@ TEST(UnitsTest, NumbersOfOneQuantityConvert)
         {500, "ms", "s", 0.5},    {3, "ms", "s", 0.003}, {0.5, "s", "ms", 500},
         {4000, "us", "s", 0.004}, {7, "µs", "us", 7},    {1.5, "kHz", "Hz", 1500},
         {30, "Hz", "kHz", 0.03},  {2, "km", "m", 2000},  {1.8, "km/s", "m/s", 1800},
-        {10, "%", "percent", 10}, {3, "dB", "dB", 3},
+        {10, "%", "percent", 10}, {3, "dB", "dB", 3},    {2, "GB", "MB", 2000},
+        {500, "kB", "MB", 0.5},
     };
     for (const auto& row : rows)
         EXPECT_EQ(convertUnit(row.value, row.from, row.to), row.expected)
@@ -63,6 +64,7 @@ TEST(UnitsTest, DifferentQuantitiesDoNotConvert)
 {
     EXPECT_FALSE(convertUnit(1, "s", "Hz"));
     EXPECT_FALSE(convertUnit(1, "m", "s"));
+    EXPECT_FALSE(convertUnit(1, "MB", "m"));
     EXPECT_FALSE(convertUnit(1, "ft", "m"));
     EXPECT_FALSE(convertUnit(1, "S", "s"));
     EXPECT_FALSE(convertUnit(1, "ms", "samples"));

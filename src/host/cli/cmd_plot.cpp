@@ -77,34 +77,35 @@ std::vector<int64_t> tracesToDraw(const SegyReader& reader, const VORN::NumberRa
 // Samples between the two times, in seconds.
 struct Window
 {
-    int first = 0;
-    int count = 0;
+    int64_t first = 0;
+    int64_t count = 0;
 };
 
-Window timeWindow(const Arguments& arguments, int samples, double interval, double start)
+Window timeWindow(const Arguments& arguments, int64_t samples, double interval, double start)
 {
     const double from = arguments.number("--from", start);
-    const double to = arguments.number("--to", start + interval * (samples - 1));
+    const double last = start + interval * static_cast<double>(samples - 1);
+    const double to = arguments.number("--to", last);
     const auto nearest = [=](double time) {
         const double sample = std::round((time - start) / interval);
-        return static_cast<int>(std::clamp(sample, 0.0, std::max(0.0, samples - 1.0)));
+        return static_cast<int64_t>(
+            std::clamp(sample, 0.0, std::max(0.0, static_cast<double>(samples) - 1.0)));
     };
-    const int first = nearest(from);
-    const int last = nearest(to);
-    if (last <= first)
+    const int64_t firstSample = nearest(from);
+    const int64_t lastSample = nearest(to);
+    if (lastSample <= firstSample)
         throw CommandError("--from " + formatNumber(from) + " --to " + formatNumber(to) +
                            ": no samples lie between these times; the traces go from " +
-                           formatNumber(start) + " s to " +
-                           formatNumber(start + interval * (samples - 1)) + " s");
-    return {first, last - first + 1};
+                           formatNumber(start) + " s to " + formatNumber(last) + " s");
+    return {firstSample, lastSample - firstSample + 1};
 }
 
 // Where the traces lie in time.
 struct Placement
 {
-    double start = 0;       // seconds of the first sample of all
-    std::vector<int> leads; // samples from there to each trace's first
-    int samples = 0;        // from there to the last of all
+    double start = 0;           // seconds of the first sample of all
+    std::vector<int64_t> leads; // samples from there to each trace's first
+    int64_t samples = 0;        // from there to the last of all
 };
 
 // Traces of one file may have been recorded with different delays.
@@ -120,44 +121,66 @@ Placement placeTraces(SegyReader& reader, const std::vector<int64_t>& chosen, do
     Placement place;
     place.start = earliest * 1e-3;
     for (std::size_t i = 0; i < chosen.size(); ++i) {
-        place.leads.push_back(
-            static_cast<int>(std::lround((delays[i] - earliest) * 1e-3 / interval)));
+        place.leads.push_back(std::lround((delays[i] - earliest) * 1e-3 / interval));
         place.samples = std::max(place.samples, place.leads[i] + reader.samplesOf(chosen[i]));
     }
     return place;
 }
 
-Section readSection(SegyReader& reader, const Arguments& arguments)
+// What is drawn of the file: which traces, and which of their samples.
+struct Selection
+{
+    std::vector<int64_t> chosen; // traces of the file, from 0
+    std::vector<int64_t> begins; // first sample of each in the picture, from 0
+    Section section;
+};
+
+Selection select(SegyReader& reader, const Arguments& arguments)
 {
     const VORN::HeaderWord* label = labelWord(arguments);
-    const std::vector<int64_t> chosen = tracesToDraw(reader, chosenTraces(arguments));
-    if (chosen.empty())
+    Selection found;
+    found.chosen = tracesToDraw(reader, chosenTraces(arguments));
+    if (found.chosen.empty())
         throw CommandError(reader.path() + ": there is no trace to draw; the file holds " +
                            counted(reader.layout().traces, "trace"));
 
-    Section section;
+    Section& section = found.section;
     const bool timed = reader.layout().interval > 0;
     section.interval = timed ? reader.layout().interval * 1e-6 : 1;
-    const Placement place = placeTraces(reader, chosen, section.interval, timed);
+    const Placement place = placeTraces(reader, found.chosen, section.interval, timed);
     const Window window = timeWindow(arguments, place.samples, section.interval, place.start);
-    section.start = place.start + window.first * section.interval;
-
-    std::vector<float> samples(static_cast<std::size_t>(reader.layout().samples));
-    for (std::size_t i = 0; i < chosen.size(); ++i) {
-        const int64_t index = chosen[i];
-        reader.read(index, nullptr, samples.data());
-        const int lead = place.leads[i];
-        const int begin = std::max(window.first, lead);
-        const int end =
-            std::max(begin, std::min(window.first + window.count, lead + reader.samplesOf(index)));
+    section.start = place.start + static_cast<double>(window.first) * section.interval;
+    for (std::size_t i = 0; i < found.chosen.size(); ++i) {
+        const int64_t index = found.chosen[i];
+        const int64_t lead = place.leads[i];
+        const int64_t begin = std::max(window.first, lead);
         // A trace outside of the window has no samples left.
-        const auto from = samples.begin() + (end > begin ? begin - lead : 0);
-        section.traces.emplace_back(from, from + (end - begin));
-        section.leads.push_back(begin - window.first);
+        const int64_t end =
+            std::max(begin, std::min(window.first + window.count, lead + reader.samplesOf(index)));
+        found.begins.push_back(begin - lead);
+        section.places.push_back({begin - window.first, end - begin});
         section.labels.push_back(label != nullptr ? reader.word(reader.header(index), *label)
                                                   : static_cast<double>(index + 1));
     }
-    return section;
+    return found;
+}
+
+// In pieces: a trace may be longer than memory.
+void readSamples(SegyReader& reader, const Selection& selection, SectionRaster& raster)
+{
+    constexpr int64_t mostAtOnce = 1 << 18;
+    std::vector<float> piece;
+    for (std::size_t i = 0; i < selection.chosen.size(); ++i) {
+        const int64_t samples = selection.section.places[i].samples;
+        for (int64_t done = 0; done < samples;) {
+            const int64_t count = std::min(mostAtOnce, samples - done);
+            piece.resize(static_cast<std::size_t>(count));
+            reader.readSamples(selection.chosen[i], selection.begins[i] + done, count,
+                               piece.data());
+            raster.add(i, piece);
+            done += count;
+        }
+    }
 }
 
 SectionStyle styleOf(const Arguments& arguments, const SegyReader& reader)
@@ -187,9 +210,11 @@ int runPlot(const Arguments& arguments)
         VORN::usedFiles().add(reader.path(), "the input file " + quote(reader.path()));
         claimOutput({"-o", path, "the picture"});
         const SectionStyle style = styleOf(arguments, reader);
-        const Section section = readSection(reader, arguments);
+        const Selection selection = select(reader, arguments);
         Page page(path, widthInPoints, heightInPoints, "-o");
-        drawSection(page.context(), page.area(), section, style);
+        SectionRaster raster(sectionPlot(page.area()), isWiggle(style), selection.section.places);
+        readSamples(reader, selection, raster);
+        drawSection(page.context(), page.area(), selection.section, raster, style);
         page.finish();
         if (!isStandardOutput(path))
             std::printf("%s\n", escaped(path).c_str());

@@ -305,11 +305,12 @@ void drawGraph(cairo_t* cr, const Area& page, const Pad& pad)
 void drawPadSection(cairo_t* cr, const Area& page, const Pad& pad)
 {
     Section section;
-    for (const PadTrace& trace : pad.traces) {
-        section.traces.push_back(trace.samples);
-        section.labels.push_back(trace.label);
+    for (std::size_t i = 0; i < pad.traces.size(); ++i) {
+        section.places.push_back({0, static_cast<int64_t>(pad.samplesOf(i).size())});
+        section.labels.push_back(pad.traces[i].label);
     }
-    section.interval = pad.sampleInterval > 0 ? pad.sampleInterval * 1e-6 : 1;
+    section.interval = (pad.sampleInterval > 0 ? pad.sampleInterval * 1e-6 : 1) *
+                       static_cast<double>(pad.samplesPerValue);
     section.start = pad.sampleInterval > 0 ? pad.delay * 1e-3 : 0;
 
     SectionStyle style;
@@ -321,7 +322,10 @@ void drawPadSection(cairo_t* cr, const Area& page, const Pad& pad)
     style.xLabel = escaped(pad.directive("x", style.xLabel));
     style.yLabel = escaped(pad.directive("y", pad.sampleInterval > 0 ? style.yLabel : "sample"));
     style.note = escaped(pad.directive("note"));
-    drawSection(cr, page, section, style);
+    SectionRaster raster(sectionPlot(page), isWiggle(style), section.places);
+    for (std::size_t i = 0; i < pad.traces.size(); ++i)
+        raster.add(i, pad.samplesOf(i));
+    drawSection(cr, page, section, raster, style);
 }
 
 // What a pad shows, one above the other.

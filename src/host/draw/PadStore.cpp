@@ -5,6 +5,7 @@
 #include "base/Text.h"
 
 #include <algorithm>
+#include <bit>
 #include <cctype>
 #include <cmath>
 #include <sstream>
@@ -30,6 +31,71 @@ int commandAdded(int ident, plotCommandStruct command, void* store)
 {
     static_cast<PadStore*>(store)->addCommand(ident, command);
     return 0;
+}
+
+// Finer than any picture, whatever the shape of the section: a page has some 1,600 by 1,000 pixels.
+constexpr std::size_t mostValues = std::size_t{1} << 24;
+constexpr std::size_t mostValuesOfTrace = 4096;
+
+float stronger(float a, float b)
+{
+    return !std::isfinite(a) || std::fabs(b) > std::fabs(a) ? b : a;
+}
+
+// The strongest of each `count` samples.
+std::vector<float> strongest(const float* samples, std::size_t size, int64_t count)
+{
+    const auto width = static_cast<std::size_t>(count);
+    if (width == 1)
+        return {samples, samples + size};
+    std::vector<float> values;
+    values.reserve((size + width - 1) / width);
+    for (std::size_t begin = 0; begin < size; begin += width) {
+        float value = samples[begin];
+        for (std::size_t i = begin + 1; i < std::min(begin + width, size); ++i)
+            value = stronger(value, samples[i]);
+        values.push_back(value);
+    }
+    return values;
+}
+
+// Halves what is kept: along the traces as long as they have more values than any picture, else
+// every second of them.
+void reduce(Pad& pad)
+{
+    const auto isLong = [](const PadTrace& trace) {
+        return trace.samples.size() > mostValuesOfTrace;
+    };
+    if (std::any_of(pad.traces.begin(), pad.traces.end(), isLong)) {
+        pad.samplesPerValue *= 2;
+        for (PadTrace& trace : pad.traces)
+            trace.samples = strongest(trace.samples.data(), trace.samples.size(), 2);
+        return;
+    }
+    pad.keptEvery *= 2;
+    for (std::size_t i = 0; i < pad.traces.size(); ++i) {
+        if (i % pad.keptEvery != 0)
+            pad.traces[i].samples = {};
+    }
+}
+
+std::size_t valuesIn(const Pad& pad)
+{
+    std::size_t values = 0;
+    for (const PadTrace& trace : pad.traces)
+        values += trace.samples.size();
+    return values;
+}
+
+// So that two pictures of the same detail are told apart by the samples that are left out.
+uint64_t fingerprint(uint64_t before, const float* samples, std::size_t size)
+{
+    uint64_t print = before;
+    for (std::size_t i = 0; i < size; ++i) {
+        print = (print ^ std::bit_cast<uint32_t>(samples[i])) * 0x9E3779B97F4A7C15U;
+        print ^= print >> 32;
+    }
+    return print;
 }
 
 std::string trimmed(const std::string& text)
@@ -70,6 +136,14 @@ bool Pad::range(const std::string& key, double& from, double& to) const
     from = low;
     to = high;
     return true;
+}
+
+std::size_t Pad::longest() const
+{
+    std::size_t samples = longestTrace;
+    for (const PadTrace& trace : traces)
+        samples = std::max(samples, trace.samples.size());
+    return samples;
 }
 
 std::string Pad::fileStem() const
@@ -134,10 +208,20 @@ void PadStore::addTraces(int ident, void* traceSet)
         if (pad->traces.empty() && set.isAttributePresent("delrt", 0))
             pad->delay = set.getAttribute("delrt", i).getF64Value();
         PadTrace copy;
-        copy.samples.assign(trace->getSamples(), trace->getSamples() + trace->traceLength);
+        const float* samples = trace->getSamples();
+        const auto size = static_cast<std::size_t>(std::max(trace->traceLength, 0));
+        if (pad->traces.size() % pad->keptEvery == 0)
+            copy.samples = strongest(samples, size, pad->samplesPerValue);
+        pad->longestTrace = std::max(pad->longestTrace, size);
+        pad->fingerprint = fingerprint(pad->fingerprint, samples, size);
         copy.label = labelled ? set.getAttribute(label, i).getF64Value()
                               : static_cast<double>(pad->traces.size() + 1);
         pad->traces.push_back(std::move(copy));
+        pad->values += pad->traces.back().samples.size();
+        while (pad->values > mostValues) {
+            reduce(*pad);
+            pad->values = valuesIn(*pad);
+        }
     }
 }
 

@@ -6,6 +6,8 @@
 
 #include "hostcallbacks.h"
 
+#include <cstddef>
+#include <cstdint>
 #include <map>
 #include <string>
 #include <vector>
@@ -17,7 +19,8 @@ namespace host {
 /// One trace as it was when a module showed it.
 struct PadTrace
 {
-    std::vector<float> samples; ///< all of them
+    /// All of them, or one for each `Pad::samplesPerValue`; none of a trace that is left out.
+    std::vector<float> samples;
     double label =
         0; ///< value of the attribute that labels the trace axis; else its number, from 1
 };
@@ -46,6 +49,24 @@ struct Pad
     double delay = 0;                              ///< milliseconds of the first sample
     std::vector<PadTrace> traces;
     std::vector<PadCommand> commands; ///< in the order in which they came
+    /// @name Of pads with more samples than a picture shows
+    /// @{
+    int64_t samplesPerValue = 1;  ///< the strongest of so many is kept
+    std::size_t keptEvery = 1;    ///< samples are kept of every n-th trace, from the first on
+    std::size_t longestTrace = 0; ///< samples of the longest trace that came
+    uint64_t fingerprint = 0;     ///< of all samples that came
+    std::size_t values = 0;       ///< kept in all traces
+    /// @}
+
+    /// The samples of trace `index`, or of the one before it that stands for it.
+    const std::vector<float>& samplesOf(std::size_t index) const
+    {
+        return traces[index - index % keptEvery].samples;
+    }
+    /// Samples of the longest trace, as it came.
+    std::size_t longest() const;
+    /// Whether samples are left out.
+    bool isReduced() const { return samplesPerValue > 1 || keptEvery > 1; }
 
     /// The directive's text, or `otherwise`.
     std::string directive(const std::string& key, const std::string& otherwise = "") const;
@@ -58,8 +79,10 @@ struct Pad
     std::string fileStem() const;
 };
 
-/// Listens to the pad call-backs of a job. Pads stay in the order in which they were created.
-/// Requires: lives until the job has ended.
+/// Listens to the pad call-backs of a job. Of a pad, up to 16 million samples are kept as they
+/// came; of more, the strongest of several and every n-th trace, still with more detail than a
+/// picture has: so pads need memory by their pixels, not by the data. Pads stay in the order in
+/// which they were created. Requires: lives until the job has ended.
 class PadStore
 {
 public:

@@ -13,11 +13,8 @@ namespace host {
 
 namespace {
 
-constexpr double pixelsPerPoint = 2;    // of density images; as many as a PNG page has
-constexpr double rowsPerPoint = 2;      // of wiggles: what lies closer cannot be told apart
 constexpr double wiggleTolerance = 0.2; // points: less than half a pixel of a PNG page
 constexpr double narrowLobe = 0.4;      // points
-constexpr std::size_t mostSamplesSorted = 4000000;
 
 struct ColourMap
 {
@@ -49,65 +46,12 @@ unsigned mixed(unsigned a, unsigned b, double share)
     return colour;
 }
 
-// A trace in its place in time; zeros stand before and behind it.
-struct PlacedTrace
-{
-    const std::vector<float>& samples;
-    std::size_t first; // sample of the section
-
-    std::size_t end() const { return first + samples.size(); }
-    float at(std::size_t index) const
-    {
-        const bool inside = index >= first && index < end();
-        return inside && std::isfinite(samples[index - first]) ? samples[index - first] : 0.0f;
-    }
-};
-
-PlacedTrace placed(const Section& section, std::size_t trace)
-{
-    const int lead = trace < section.leads.size() ? section.leads[trace] : 0;
-    return {section.traces[trace], static_cast<std::size_t>(std::max(0, lead))};
-}
-
-std::size_t longest(const Section& section)
-{
-    std::size_t samples = 0;
-    for (std::size_t i = 0; i < section.traces.size(); ++i) {
-        if (!section.traces[i].empty())
-            samples = std::max(samples, placed(section, i).end());
-    }
-    return samples;
-}
-
-// The sample for a row that covers [from, to) of the section: interpolated where a row is less than
-// a sample, else the strongest one, so that no peak is lost between rows.
-double rowValue(const PlacedTrace& trace, double from, double to)
-{
-    if (to - from <= 1) {
-        const double at = std::max(0.0, (from + to) / 2 - 0.5);
-        const auto index = static_cast<std::size_t>(at);
-        const double share = at - static_cast<double>(index);
-        const std::size_t next = index + 1 < trace.end() ? index + 1 : index;
-        return trace.at(index) * (1 - share) + trace.at(next) * share;
-    }
-    double strongest = 0;
-    const double end = std::min(to, static_cast<double>(trace.end()));
-    for (auto i = std::max(static_cast<std::size_t>(from), trace.first);
-         static_cast<double>(i) < end; ++i)
-    {
-        const double value = trace.at(i);
-        if (std::fabs(value) > std::fabs(strongest))
-            strongest = value;
-    }
-    return strongest;
-}
-
 // Places are sample centres: sample 0 lies at the top edge and the last one at the bottom edge.
-void drawDensity(cairo_t* cr, const Area& plot, const Section& section, const SectionStyle& style,
-                 double clip, std::size_t samples)
+void drawDensity(cairo_t* cr, const Area& plot, const SectionRaster& raster,
+                 const SectionStyle& style, double clip)
 {
-    const int width = std::max(1, static_cast<int>(plot.width * pixelsPerPoint));
-    const int height = std::max(1, static_cast<int>(plot.height * pixelsPerPoint));
+    const int width = raster.columns();
+    const int height = static_cast<int>(raster.rows());
     cairo_surface_t* image = cairo_image_surface_create(CAIRO_FORMAT_RGB24, width, height);
     unsigned char* pixels = cairo_image_surface_get_data(image);
     const int stride = cairo_image_surface_get_stride(image);
@@ -115,20 +59,17 @@ void drawDensity(cairo_t* cr, const Area& plot, const Section& section, const Se
     for (std::size_t i = 0; i < colours.size(); ++i)
         colours[i] = mapColour(style.colourMap, (static_cast<double>(i) - 255) / 255);
 
-    std::vector<unsigned> column(static_cast<std::size_t>(height));
-    std::size_t drawn = section.traces.size();
+    std::vector<unsigned> column(raster.rows());
+    std::size_t drawn = raster.traces();
     for (int x = 0; x < width; ++x) {
-        const auto index = static_cast<std::size_t>((x + 0.5) / width *
-                                                    static_cast<double>(section.traces.size()));
+        const std::size_t index = raster.traceOf(x);
         if (index != drawn) {
             drawn = index;
-            const double perRow = static_cast<double>(samples) / height;
-            for (int y = 0; y < height; ++y) {
-                const double value =
-                    rowValue(placed(section, index), y * perRow, (y + 1) * perRow) / clip;
+            const std::vector<double>& rows = raster.of(index);
+            for (std::size_t y = 0; y < column.size(); ++y) {
+                const double value = (y < rows.size() ? rows[y] : 0) / clip;
                 const double place = std::clamp(value, -1.0, 1.0) * 255 + 255;
-                column[static_cast<std::size_t>(y)] =
-                    colours[static_cast<std::size_t>(std::lround(place))];
+                column[y] = colours[static_cast<std::size_t>(std::lround(place))];
             }
         }
         for (int y = 0; y < height; ++y)
@@ -152,20 +93,19 @@ struct Point
     double y;
 };
 
-// One point per row of the picture at most; rows that several samples share keep the strongest.
-std::vector<Point> wigglePoints(const PlacedTrace& trace, const Area& plot, std::size_t samples,
+// One point per row of the picture at most; rows that several samples share have the strongest.
+std::vector<Point> wigglePoints(const SectionRaster& raster, std::size_t trace, const Area& plot,
                                 double scale, double most)
 {
-    const double span = static_cast<double>(std::max<std::size_t>(samples, 2)) - 1;
-    const auto rows =
-        static_cast<std::size_t>(std::min(span + 1, std::max(2.0, plot.height * rowsPerPoint)));
-    const double perRow = (span + 1) / static_cast<double>(rows);
+    const double span = static_cast<double>(std::max<int64_t>(raster.samples(), 2)) - 1;
+    const double perRow = raster.perRow();
+    const std::vector<double>& values = raster.of(trace);
     std::vector<Point> points;
-    points.reserve(rows);
-    for (std::size_t row = 0; row < rows; ++row) {
+    points.reserve(raster.rows());
+    for (std::size_t row = 0; row < raster.rows(); ++row) {
         const double from = static_cast<double>(row) * perRow;
         const double middle = std::min(from + perRow / 2 - 0.5, span);
-        const double value = rowValue(trace, from, from + perRow) * scale;
+        const double value = (row < values.size() ? values[row] : 0) * scale;
         points.push_back(
             {std::clamp(value, -most, most), plot.y + std::max(0.0, middle) / span * plot.height});
     }
@@ -266,24 +206,21 @@ void drawWiggle(cairo_t* cr, const std::vector<Point>& points, double centre)
     }
 }
 
-void drawWiggles(cairo_t* cr, const Area& plot, const Section& section, const SectionStyle& style,
-                 double clip, std::size_t samples)
+void drawWiggles(cairo_t* cr, const Area& plot, const SectionRaster& raster,
+                 const SectionStyle& style, double clip)
 {
-    const double spacing = plot.width / static_cast<double>(section.traces.size());
+    const double spacing = plot.width / static_cast<double>(raster.traces());
     const double most = spacing * style.wiggleGain;
     cairo_save(cr);
     cairo_rectangle(cr, plot.x, plot.y, plot.width, plot.height);
     cairo_clip(cr);
     cairo_set_source_rgb(cr, 0, 0, 0);
     cairo_set_line_width(cr, std::clamp(spacing / 8, 0.1, 0.5));
-    // More traces than the page can show would only make it black.
-    const std::size_t step = static_cast<std::size_t>(std::max(1.0, std::ceil(0.75 / spacing)));
-    for (std::size_t i = 0; i < section.traces.size(); i += step) {
+    for (std::size_t i = 0; i < raster.traces(); i += raster.step()) {
         const double centre = plot.x + (static_cast<double>(i) + 0.5) * spacing;
         drawWiggle(cr,
-                   withCrossings(simplified(
-                       wigglePoints(placed(section, i), plot, samples, most / clip, most),
-                       wiggleTolerance)),
+                   withCrossings(simplified(wigglePoints(raster, i, plot, most / clip, most),
+                                            wiggleTolerance)),
                    centre);
     }
     cairo_restore(cr);
@@ -300,7 +237,7 @@ double labelOf(const Section& section, std::size_t trace)
 bool countUp(const Section& section)
 {
     const double first = labelOf(section, 0);
-    for (std::size_t i = 0; i < section.traces.size(); ++i) {
+    for (std::size_t i = 0; i < section.places.size(); ++i) {
         if (labelOf(section, i) != first + static_cast<double>(i))
             return false;
     }
@@ -319,7 +256,7 @@ std::size_t roundStep(double least)
 Axis traceAxis(const Section& section, const SectionStyle& style, double width)
 {
     Axis axis;
-    const std::size_t count = section.traces.size();
+    const std::size_t count = section.places.size();
     axis.from = 0;
     axis.to = static_cast<double>(count);
     axis.label = style.xLabel;
@@ -345,29 +282,6 @@ std::string significant(double value)
 
 } // namespace
 
-double clipAmplitude(const Section& section, double percentile)
-{
-    std::size_t total = 0;
-    for (const auto& trace : section.traces)
-        total += trace.size();
-    const std::size_t step = total / mostSamplesSorted + 1;
-    std::vector<float> amplitudes;
-    amplitudes.reserve(total / step + section.traces.size());
-    for (const auto& trace : section.traces) {
-        for (std::size_t i = 0; i < trace.size(); i += step) {
-            if (std::isfinite(trace[i]))
-                amplitudes.push_back(std::fabs(trace[i]));
-        }
-    }
-    if (amplitudes.empty())
-        return 0;
-    const double share = std::clamp(percentile, 0.0, 100.0) / 100;
-    const auto place = static_cast<std::ptrdiff_t>(
-        std::lround(share * static_cast<double>(amplitudes.size() - 1)));
-    std::nth_element(amplitudes.begin(), amplitudes.begin() + place, amplitudes.end());
-    return amplitudes[static_cast<std::size_t>(place)];
-}
-
 bool isColourMap(const std::string& map)
 {
     return findMap(map) != nullptr;
@@ -383,31 +297,41 @@ unsigned mapColour(const std::string& map, double amplitude)
                      : mixed(colours->colours[1], colours->colours[2], place);
 }
 
-void drawSection(cairo_t* cr, const Area& page, const Section& section, const SectionStyle& style)
+Area sectionPlot(const Area& page)
 {
-    const Area plot{page.x + 58, page.y + 66, page.width - 76, page.height - 100};
+    return {page.x + 58, page.y + 66, page.width - 76, page.height - 100};
+}
+
+bool isWiggle(const SectionStyle& style)
+{
+    return style.mode == "wiggle";
+}
+
+void drawSection(cairo_t* cr, const Area& page, const Section& section, SectionRaster& raster,
+                 const SectionStyle& style)
+{
+    const Area plot = sectionPlot(page);
     cairo_set_source_rgb(cr, 0, 0, 0);
     drawText(cr, page.x + page.width / 2, page.y + 10, style.title, 13, 0.5, 0);
-    const std::size_t samples = longest(section);
-    if (section.traces.empty() || samples == 0 || plot.width <= 0 || plot.height <= 0) {
+    const int64_t samples = raster.samples();
+    if (raster.traces() == 0 || samples == 0 || plot.width <= 0 || plot.height <= 0) {
         drawText(cr, page.x + page.width / 2, page.y + page.height / 2, "no traces", 12, 0.5, 0.5);
         return;
     }
 
-    double clip = clipAmplitude(section, style.clipPercentile);
+    double clip = raster.clipAmplitude(style.clipPercentile);
     if (clip <= 0) // most samples are zero: show what is there
-        clip = clipAmplitude(section, 100);
+        clip = raster.clipAmplitude(100);
     const double scale = clip > 0 ? clip : 1;
-    const bool wiggle = style.mode == "wiggle";
-    if (wiggle)
-        drawWiggles(cr, plot, section, style, scale, samples);
+    if (isWiggle(style))
+        drawWiggles(cr, plot, raster, style, scale);
     else
-        drawDensity(cr, plot, section, style, scale, samples);
+        drawDensity(cr, plot, raster, style, scale);
 
     Axis time;
     time.from = section.start;
-    time.to = section.start +
-              section.interval * static_cast<double>(std::max<std::size_t>(samples, 2) - 1);
+    time.to =
+        section.start + section.interval * static_cast<double>(std::max<int64_t>(samples, 2) - 1);
     time.label = style.yLabel;
     drawAxes(cr, plot, traceAxis(section, style, plot.width), time, true);
 
@@ -417,7 +341,7 @@ void drawSection(cairo_t* cr, const Area& page, const Section& section, const Se
                     style.clipPercentile == std::floor(style.clipPercentile) ? 0 : 1) +
         " %)";
     const ColourMap* map = findMap(style.colourMap);
-    if (wiggle)
+    if (isWiggle(style))
         below += ", positive amplitudes to the right, filled";
     else if (map != nullptr && style.colourMap == "gray")
         below += ", positive amplitudes black";

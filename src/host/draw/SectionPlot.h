@@ -5,6 +5,7 @@
 #define SECTIONPLOT_H
 
 #include "draw/Page.h"
+#include "draw/SectionRaster.h"
 
 #include <string>
 #include <vector>
@@ -24,28 +25,31 @@ struct SectionStyle
     std::string note; ///< printed below, beside the clip
 };
 
-/// A section to draw.
+/// A section to draw, apart from its samples.
 struct Section
 {
-    std::vector<std::vector<float>> traces; ///< lengths may differ
-    std::vector<int> leads;     ///< samples from `start` to each trace's first; empty: none for all
-    std::vector<double> labels; ///< one per trace, for the trace axis
-    double interval = 0.004;    ///< seconds between samples
-    double start = 0;           ///< seconds at the top
+    std::vector<TracePlace> places; ///< of the traces; lengths may differ
+    std::vector<double> labels;     ///< one per trace, for the trace axis
+    double interval = 0.004;        ///< seconds between samples
+    double start = 0;               ///< seconds at the top
 };
-
-/// The amplitude below which `percentile` percent of the finite absolute amplitudes lie; 0 when
-/// there is none. Every amplitude counts in sections of up to four million samples, every
-/// n-th in larger ones.
-double clipAmplitude(const Section& section, double percentile);
 
 /// 0xRRGGBB of an amplitude from -1 to 1 (clipped); 0xFFFFFF for an unknown map's middle.
 unsigned mapColour(const std::string& map, double amplitude);
 /// Whether there is a colour map of that name.
 bool isColourMap(const std::string& map);
 
+/// The area of the traces on a page.
+Area sectionPlot(const Area& page);
+/// Whether traces are wiggles.
+bool isWiggle(const SectionStyle& style);
+
 /// Draws the whole page: title, axes, traces, and below them the clip and the polarity.
-void drawSection(cairo_t* cr, const Area& page, const Section& section, const SectionStyle& style);
+///
+/// Requires: `raster` was made for `sectionPlot(page)`, the style and the section's places, and has
+/// all samples.
+void drawSection(cairo_t* cr, const Area& page, const Section& section, SectionRaster& raster,
+                 const SectionStyle& style);
 
 } // namespace host
 

@@ -226,11 +226,8 @@ std::string extent(const Pad& pad)
 {
     if (pad.traces.empty())
         return "";
-    std::size_t samples = 0;
-    for (const PadTrace& trace : pad.traces)
-        samples = std::max(samples, trace.samples.size());
     return fmt::format("{} of {}", counted(int64_t(pad.traces.size()), "trace"),
-                       counted(int64_t(samples), "sample"));
+                       counted(int64_t(pad.longest()), "sample"));
 }
 
 // What the picture shows, as its text alternative.

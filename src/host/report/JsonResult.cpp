@@ -143,6 +143,9 @@ std::string drawnSha256(const Pad& pad)
         hash.addData(QByteArray(reinterpret_cast<const char*>(trace.samples.data()),
                                 static_cast<int>(trace.samples.size() * sizeof(float))));
     }
+    if (pad.isReduced())
+        hash.addData(
+            QByteArray(reinterpret_cast<const char*>(&pad.fingerprint), sizeof pad.fingerprint));
     for (const PadCommand& one : pad.commands) {
         const plotCommandStruct& command = one.command;
         for (const double value :

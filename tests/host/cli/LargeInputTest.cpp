@@ -5,6 +5,7 @@
 #include "SegyBytes.h"
 
 #include <filesystem>
+#include <fstream>
 #include <gmock/gmock.h>
 
 using ::testing::EndsWith;
@@ -152,8 +153,8 @@ TEST_F(LargeInputTest, ReadersAndSourcesHaveALimitToo)
         {"module: synthetic, samples: 300000000, shots: 1",
          "shots of 48 channels with 300000000 samples would need 1201 MB of memory, and "
          "memory_limit is 1000 MB; raise memory_limit, or lower channels or samples"},
-        {"module: synthetic, samples: 1, channels: 2000000000, shots: 1, spacing: 0",
-         "shots of 2000000000 channels with 1 samples would need 16001 MB of memory, and "
+        {"module: synthetic, samples: 1, channels: 600000000, shots: 1, spacing: 0",
+         "shots of 600000000 channels with 1 samples would need 16001 MB of memory, and "
          "memory_limit is 1000 MB; raise memory_limit, or lower channels or samples"},
     };
     SegyBytes file;
@@ -264,6 +265,59 @@ TEST_F(LargeInputTest, SortCountsWhatItKeepsOfEachTrace)
                     "memory_limit is 1 MB; raise memory_limit, or sort parts of them")));
     EXPECT_FALSE(tree.exists("o.su"));
     EXPECT_EQ(job("2").exitCode, 0);
+}
+
+// ---- Pictures ----
+
+TEST_F(LargeInputTest, PicturesOfLongTracesNeedMemoryByTheirPixels)
+{
+    // 200 MB of samples, nearly all of them a hole.
+    constexpr int traces = 800;
+    constexpr int64_t bytes = 240 + 4 * int64_t{65535};
+    SegyBytes file;
+    file.describe(65535, 1000, 5);
+    file.addHeader(1, 1, 65535, 1000);
+    file.write(tree.path("sparse.sgy"));
+    {
+        std::fstream stream(tree.path("sparse.sgy"),
+                            std::ios::in | std::ios::out | std::ios::binary);
+        for (int i = 1; i < traces; ++i) {
+            stream.seekp(3600 + i * bytes);
+            stream.write(reinterpret_cast<const char*>(file.traces.data()), 240);
+        }
+    }
+    fs::resize_file(tree.path("sparse.sgy"), static_cast<uintmax_t>(3600 + traces * bytes));
+    for (const char* mode : {"density", "wiggle"}) {
+        const ProcessResult picture =
+            runSmall({"plot", "sparse.sgy", "-o", "sparse.png", "--mode", mode});
+        EXPECT_EQ(picture.exitCode, 0) << picture.errors;
+        EXPECT_EQ(problemOfPng(tree.path("sparse.png")), "");
+    }
+
+    tree.write("job.yaml", "modules:\n"
+                           "  - {name: read, module: segy_in, file: sparse.sgy}\n"
+                           "  - {name: picture, module: section, input: read}\n");
+    const ProcessResult job = tree.run({"run", "job.yaml", "--pictures", "pictures"});
+    EXPECT_EQ(job.exitCode, 0) << job.errors;
+    if (memoryIsOurs)
+        EXPECT_LT(job.peakBytes, 220 * megabyte);
+    EXPECT_EQ(problemOfPng(tree.path("pictures/picture.png")), "");
+}
+
+// One trace of 240 MB.
+TEST_F(LargeInputTest, ATraceIsDrawnInPieces)
+{
+    SegyBytes file;
+    file.describe(0, 4000, 5);
+    file.header[3500] = 2;
+    file.setBinary(3269, 4, 60000000);
+    file.write(tree.path("hole.sgy"));
+    fs::resize_file(tree.path("hole.sgy"), 3600 + 240 + 4 * int64_t{60000000});
+
+    const ProcessResult picture = runSmall({"plot", "hole.sgy", "-o", "hole.png"});
+
+    EXPECT_EQ(picture.exitCode, 0) << picture.errors;
+    EXPECT_EQ(problemOfPng(tree.path("hole.png")), "");
 }
 
 // ---- The shortest traces, and windows beyond all traces ----

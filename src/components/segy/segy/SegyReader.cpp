@@ -96,4 +96,18 @@ void SegyReader::read(int64_t index, unsigned char* headerTo, float* samplesTo)
                       static_cast<std::size_t>(samples), samplesTo);
 }
 
+void SegyReader::readSamples(int64_t index, int64_t first, int64_t count, float* samplesTo)
+{
+    const int64_t start = startOf(index);
+    if (first < 0 || count < 0 || first > samplesOf(index) - count)
+        file.fail("trace " + std::to_string(index + 1) + " has no samples " +
+                  std::to_string(first) + " to " + std::to_string(first + count) +
+                  " (from 0); it has " + std::to_string(samplesOf(index)));
+    const int width = sampleBytes(where.format);
+    const unsigned char* bytes =
+        file.at(start + where.traceHeaderBytes + first * width, count * width);
+    decodeSamples(bytes, where.format, where.littleEndian, static_cast<std::size_t>(count),
+                  samplesTo);
+}
+
 } // namespace VORN

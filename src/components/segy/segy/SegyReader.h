@@ -59,6 +59,10 @@ public:
     /// null. Throws TraceFileError when the file has become shorter or cannot be read; the same
     /// trace, read again at once, is in memory and cannot fail.
     void read(int64_t index, unsigned char* headerTo, float* samplesTo);
+    /// Reads `count` samples of trace `index` (from 0) from its sample `first` (from 0) on to
+    /// `samplesTo`: a long trace in pieces, with memory for a piece only. Throws as `read` does,
+    /// and for samples that the trace does not have.
+    void readSamples(int64_t index, int64_t first, int64_t count, float* samplesTo);
     /// The value of `word` in a trace header of this file.
     int32_t word(const unsigned char* traceHeader, const HeaderWord& word) const
     {

@@ -71,24 +71,26 @@ struct State
 {
     explicit State(const Settings& settings)
         : reader(settings.file, settings.overrides), statements(reader),
-          words(VORN::traceHeaderWords())
+          selection(settings.selection), words(VORN::traceHeaderWords())
     {
+        total = selection.count(reader.layout().traces, wordOf());
     }
 
-    int64_t total() const
+    TraceSelection::WordOf wordOf()
     {
-        return everyTrace ? reader.layout().traces : static_cast<int64_t>(selected.size());
+        return [this](int64_t index, const HeaderWord& word) {
+            return reader.word(reader.header(index), word);
+        };
     }
-    int64_t nextIndex() const
-    {
-        return everyTrace ? next : selected[static_cast<std::size_t>(next)];
-    }
+    // The trace to be read now, from 0.
+    int64_t nextIndex() { return selection.next(from, reader.layout().traces, wordOf()); }
 
     SegyReader reader;
     SegyTraceStatements statements;
-    bool everyTrace = true;
-    std::vector<int64_t> selected; // otherwise
-    int64_t next = 0;              // traces read so far
+    TraceSelection selection;
+    int64_t total = 0; // traces that are selected
+    int64_t next = 0;  // of them, read so far
+    int64_t from = 0;  // behind the last one that was read
     traces::HeaderToAttributes words;
     std::array<unsigned char, VORN::segyTraceHeaderBytes> header;
 };
@@ -104,8 +106,8 @@ std::string summary(const State& state, const Settings& settings)
                        VORN::sampleFormatName(layout.format) + ", " +
                        (layout.littleEndian ? "little" : "big") + " endian, revision " +
                        std::to_string(layout.revision);
-    if (!state.everyTrace)
-        text += "; " + std::to_string(state.total()) + " of them selected by " +
+    if (!settings.selection.isEmpty())
+        text += "; " + std::to_string(state.total) + " of them selected by " +
                 settings.selection.text();
     return text;
 }
@@ -185,23 +187,16 @@ std::unique_ptr<State> prepare()
         reader.layout().traceBytes(reader.layout().samples) + int64_t{4} * reader.layout().samples,
         settings.file + ": a trace of " + std::to_string(reader.layout().samples) + " samples",
         "state `samples` if its traces are shorter");
-    if (!settings.selection.isEmpty()) {
-        state->everyTrace = false;
-        state->selected = settings.selection.select(
-            reader.layout().traces, [&](int64_t index, const HeaderWord& word) {
-                return reader.word(reader.header(index), word);
-            });
-        if (state->selected.empty() && reader.layout().traces > 0)
-            fail(settings.file + ": none of its " + std::to_string(reader.layout().traces) +
-                 " traces is selected by " + settings.selection.text());
-    }
+    if (state->total == 0)
+        fail(settings.file + ": none of its " + std::to_string(reader.layout().traces) +
+             " traces is selected by " + settings.selection.text());
     const SegyLayout& layout = reader.layout();
     sendNews(*state, settings);
     publishMetadata(reader);
     bldOutputTraceBuffer(0, layout.samples, layout.interval, nullptr);
     warnOfUnknownWords(*state);
     state->words.begin(out, layout.interval);
-    informTotalTracesNumber(out, state->total());
+    informTotalTracesNumber(out, state->total);
     return state;
 }
 
@@ -223,14 +218,15 @@ void emitTrace(State& state, void* out)
     state.reader.read(index, nullptr, samples);
     state.statements.see(index, state.header.data());
     ++state.next;
+    state.from = index + 1;
 }
 
 void process(State& state)
 {
     void* out = vorn_output(0);
-    if (state.next < state.total())
+    if (state.next < state.total)
         emitTrace(state, out);
-    if (state.next == state.total())
+    if (state.next == state.total)
         setDataChannelFlag(out, VORN_END_OF_DATA); // on the last trace; without one, on the channel
 }
 

@@ -92,20 +92,22 @@ struct State
     {
     }
 
-    int64_t total() const
+    TraceSelection::WordOf wordOf()
     {
-        return everyTrace ? reader.traces() : static_cast<int64_t>(selected.size());
+        return [this](int64_t index, const HeaderWord& word) {
+            reader.read(index, header.data(), nullptr);
+            return VORN::readWord(header.data(), word, reader.littleEndian());
+        };
     }
-    int64_t nextIndex() const
-    {
-        return everyTrace ? next : selected[static_cast<std::size_t>(next)];
-    }
+    // The trace to be read now, from 0.
+    int64_t nextIndex() { return selection.next(from, reader.traces(), wordOf()); }
 
     SuReader reader;
     int interval; // microseconds
-    bool everyTrace = true;
-    std::vector<int64_t> selected; // otherwise
-    int64_t next = 0;              // traces read so far
+    TraceSelection selection;
+    int64_t total = 0; // traces that are selected
+    int64_t next = 0;  // of them, read so far
+    int64_t from = 0;  // behind the last one that was read
     traces::HeaderToAttributes words;
     std::vector<const HeaderWord*> unread; // words that the schema lacks
     traces::WordCounts missed;             // those of them that have values
@@ -124,7 +126,7 @@ void sendNews(const State& state, const Settings& settings)
                        std::to_string(reader.samples()) + " samples, interval " +
                        traces::milliseconds(state.interval) + ", Seismic Unix, " +
                        (reader.littleEndian() ? "little" : "big") + " endian";
-    if (!state.everyTrace)
+    if (!settings.selection.isEmpty())
         text += "; read are " + settings.selection.text();
     message(VORN_INFORMATION, text);
     for (const std::string& note : reader.warnings())
@@ -148,13 +150,9 @@ void publishMetadata(const State& state)
 
 void selectTraces(State& state, const Settings& settings)
 {
-    state.everyTrace = false;
-    state.selected = settings.selection.select(
-        state.reader.traces(), [&](int64_t index, const HeaderWord& word) {
-            state.reader.read(index, state.header.data(), nullptr);
-            return VORN::readWord(state.header.data(), word, state.reader.littleEndian());
-        });
-    if (state.selected.empty())
+    state.selection = settings.selection;
+    state.total = state.selection.count(state.reader.traces(), state.wordOf());
+    if (state.total == 0)
         fail(settings.file + ": none of its " + std::to_string(state.reader.traces()) +
              " traces is selected by " + settings.selection.text());
 }
@@ -172,13 +170,12 @@ std::unique_ptr<State> prepare()
                           settings.file + ": a trace of " +
                               std::to_string(state->reader.samples()) + " samples",
                           "state `samples` if its traces are shorter");
-    if (!settings.selection.isEmpty())
-        selectTraces(*state, settings);
+    selectTraces(*state, settings);
     sendNews(*state, settings);
     publishMetadata(*state);
     bldOutputTraceBuffer(0, state->reader.samples(), state->interval, nullptr);
     state->words.begin(out, state->interval);
-    informTotalTracesNumber(out, state->total());
+    informTotalTracesNumber(out, state->total);
     return state;
 }
 
@@ -205,15 +202,16 @@ void emitTrace(State& state, void* out)
         fail("not enough memory for trace " + std::to_string(index + 1));
     reader.read(index, nullptr, samples);
     countUnreadWords(state);
+    state.from = index + 1;
     ++state.next;
 }
 
 void process(State& state)
 {
     void* out = vorn_output(0);
-    if (state.next < state.total())
+    if (state.next < state.total)
         emitTrace(state, out);
-    if (state.next == state.total())
+    if (state.next == state.total)
         setDataChannelFlag(out, VORN_END_OF_DATA); // on the last trace; without one, on the channel
 }
 

@@ -58,6 +58,42 @@ TEST(SegyNumberRangesTest, NothingAtAllContainsNothing)
     EXPECT_FALSE(NumberRanges().contains(0));
 }
 
+// Against `contains`, number by number.
+TEST(SegyNumberRangesTest, WalkingMeetsEachNumberOnce)
+{
+    for (const char* text :
+         {"5", "1:20", "3:40:7", "1:30:4,2", "1:30:4,2:30:6", "10:20,15:40", "30:,1:9:3", ":12",
+          "1:50:5,20:30,48:49", "-5:5:5", "7,7,7", "1:40:3,1:40:3"})
+    {
+        SCOPED_TRACE(text);
+        const NumberRanges ranges(text);
+        std::vector<int64_t> expected;
+        for (int64_t number = -10; number <= 60; ++number) {
+            if (ranges.contains(number))
+                expected.push_back(number);
+        }
+        std::vector<int64_t> walked;
+        for (auto number = ranges.next(-10); number && *number <= 60;
+             number = ranges.next(*number + 1))
+            walked.push_back(*number);
+        EXPECT_EQ(walked, expected);
+        EXPECT_EQ(ranges.count(-10, 60), static_cast<int64_t>(expected.size()));
+        for (std::size_t i = 0; i < expected.size(); ++i) {
+            EXPECT_EQ(ranges.count(expected[i], expected.back()),
+                      static_cast<int64_t>(expected.size() - i));
+            for (std::size_t k = i; k < expected.size(); ++k)
+                EXPECT_EQ(ranges.skip(expected[i], static_cast<int64_t>(k - i)), expected[k]);
+        }
+    }
+    EXPECT_EQ(NumberRanges("3:9:3").next(10), std::nullopt);
+    EXPECT_EQ(NumberRanges("3:9:3").skip(6, 2), std::nullopt);
+    EXPECT_EQ(NumberRanges().next(0), std::nullopt);
+    EXPECT_EQ(NumberRanges("5:").next(INT64_MAX), INT64_MAX);
+    EXPECT_EQ(NumberRanges("5:").skip(INT64_MAX, 1), std::nullopt);
+    EXPECT_EQ(NumberRanges("5::10").next(INT64_MAX), std::nullopt);
+    EXPECT_EQ(NumberRanges("1:9223372036854775807").count(1, INT64_MAX), INT64_MAX);
+}
+
 TEST(SegyNumberRangesTest, WhatCannotBeReadIsNamed)
 {
     struct Row

@@ -20,6 +20,17 @@ int32_t wordOf(int64_t index, const HeaderWord& word)
     return word.key == std::string("fldr") ? 100 + number / 5 : 7 + number % 2;
 }
 
+// All of them, by walking.
+std::vector<int64_t> selected(const TraceSelection& selection, int64_t traces,
+                              const TraceSelection::WordOf& wordOf)
+{
+    std::vector<int64_t> indices;
+    for (int64_t i = selection.next(0, traces, wordOf); i < traces;
+         i = selection.next(i + 1, traces, wordOf))
+        indices.push_back(i);
+    return indices;
+}
+
 } // namespace
 
 TEST(TraceSelectionTest, WithoutAConditionAllTracesAreWanted)
@@ -27,14 +38,14 @@ TEST(TraceSelectionTest, WithoutAConditionAllTracesAreWanted)
     const TraceSelection selection;
     EXPECT_TRUE(selection.isEmpty());
     EXPECT_EQ(selection.text(), "");
-    EXPECT_THAT(selection.select(3, wordOf), ElementsAre(0, 1, 2));
+    EXPECT_THAT(selected(selection, 3, wordOf), ElementsAre(0, 1, 2));
 }
 
 TEST(TraceSelectionTest, NumbersOfTracesCountFromOne)
 {
     TraceSelection selection;
     selection.add("traces", "1:10:4,2");
-    EXPECT_THAT(selection.select(traces, wordOf), ElementsAre(0, 1, 4, 8));
+    EXPECT_THAT(selected(selection, traces, wordOf), ElementsAre(0, 1, 4, 8));
 }
 
 TEST(TraceSelectionTest, AllConditionsAreMetAtOnce)
@@ -45,7 +56,7 @@ TEST(TraceSelectionTest, AllConditionsAreMetAtOnce)
     selection.add("cdp", "8");
     EXPECT_FALSE(selection.isEmpty());
     EXPECT_EQ(selection.text(), "traces 3:, fldr 100, cdp 8");
-    EXPECT_THAT(selection.select(traces, wordOf), ElementsAre(3));
+    EXPECT_THAT(selected(selection, traces, wordOf), ElementsAre(3));
 }
 
 // Reading a header may cost a call of the operating system.
@@ -59,8 +70,42 @@ TEST(TraceSelectionTest, WordsOfTracesThatAreExcludedAlreadyAreNotRead)
         read.push_back(index);
         return wordOf(index, word);
     };
-    EXPECT_THAT(selection.select(traces, noting), ElementsAre(8));
+    EXPECT_THAT(selected(selection, traces, noting), ElementsAre(8));
     EXPECT_THAT(read, ElementsAre(8, 9));
+}
+
+TEST(TraceSelectionTest, CountsWhatItWalks)
+{
+    for (const char* numbers : {"1:10", "1:10:4,2", "3:", "9:,9:", ":4", "11:", "2:8:3,1:9:2"}) {
+        TraceSelection selection;
+        selection.add("traces", numbers);
+        EXPECT_EQ(selection.count(traces, wordOf),
+                  static_cast<int64_t>(selected(selection, traces, wordOf).size()))
+            << numbers;
+        selection.add("cdp", "8");
+        EXPECT_EQ(selection.count(traces, wordOf),
+                  static_cast<int64_t>(selected(selection, traces, wordOf).size()))
+            << numbers << " of cdp 8";
+        selection.add("traces", "4:7");
+        EXPECT_EQ(selection.count(traces, wordOf),
+                  static_cast<int64_t>(selected(selection, traces, wordOf).size()))
+            << numbers << " of cdp 8 and traces 4 to 7";
+    }
+    TraceSelection several;
+    several.add("traces", "1:10:2");
+    several.add("traces", "3:8");
+    EXPECT_THAT(selected(several, traces, wordOf), ElementsAre(2, 4, 6));
+}
+
+// Of 10^15 traces, which no list would hold.
+TEST(TraceSelectionTest, AnyNumberOfTracesIsCountedAtOnce)
+{
+    constexpr int64_t many = 1000000000000000;
+    TraceSelection selection;
+    selection.add("traces", "1:1000000000000,2000000000000::1000,7");
+    EXPECT_EQ(selection.count(many, wordOf), 1000000000000 + 998000000001);
+    EXPECT_EQ(selection.next(1000000000000, many, wordOf), 1999999999999);
+    EXPECT_EQ(selection.next(many - 1, many, wordOf), many - 1);
 }
 
 TEST(TraceSelectionTest, AnErrorNamesTheKeyAndAddsNothing)

@@ -60,6 +60,9 @@ void checkNumber(const std::string& text, const NumberRanges& ranges, int64_t nu
         held = held || pieceHolds(piece, number);
     VORN_ASSERT(ranges.contains(number) == held);
     VORN_ASSERT(!held || number <= ranges.greatest());
+    const std::optional<int64_t> next = ranges.next(number);
+    VORN_ASSERT((next == number) == held && (!next || ranges.contains(*next)));
+    VORN_ASSERT((ranges.count(number, number) == 1) == held);
 }
 
 } // namespace

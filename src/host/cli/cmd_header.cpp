@@ -14,6 +14,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <nlohmann/json.hpp>
+#include <optional>
 
 namespace host {
 
@@ -92,8 +93,10 @@ struct TraceHeaders
 {
     std::vector<std::string> warnings;
     std::vector<WordRange> ranges;
-    std::vector<int64_t> numbers;             // of the traces, from 1
-    std::vector<std::vector<int32_t>> values; // one row per trace, only where rows are wanted
+    int64_t count = 0;
+    // One each per trace, only where rows are wanted:
+    std::vector<int64_t> numbers; // from 1
+    std::vector<std::vector<int32_t>> values;
 };
 
 TraceHeaders readTraceHeaders(SegyReader& reader, const Words& words,
@@ -103,22 +106,23 @@ TraceHeaders readTraceHeaders(SegyReader& reader, const Words& words,
     for (const HeaderWord* word : words)
         found.ranges.push_back({word});
     VORN::SegyTraceStatements statements(reader);
-    const int64_t end = std::min(reader.layout().traces, traces.greatest());
-    for (int64_t i = 0; i < end; ++i) {
-        if (!traces.contains(i + 1))
-            continue;
-        const unsigned char* header = reader.header(i);
-        statements.see(i, header);
+    for (std::optional<int64_t> number = traces.next(1);
+         number && *number <= reader.layout().traces; number = traces.next(*number + 1))
+    {
+        const unsigned char* header = reader.header(*number - 1);
+        statements.see(*number - 1, header);
         std::vector<int32_t> row;
         for (WordRange& range : found.ranges) {
             const int32_t value = reader.word(header, *range.word);
-            range.see(value, found.numbers.empty());
+            range.see(value, found.count == 0);
             if (rows)
                 row.push_back(value);
         }
-        found.numbers.push_back(i + 1);
-        if (rows)
-            found.values.push_back(std::move(row));
+        ++found.count;
+        if (!rows)
+            continue;
+        found.numbers.push_back(*number);
+        found.values.push_back(std::move(row));
     }
     found.warnings = statements.warnings();
     return found;
@@ -171,9 +175,9 @@ void printBinaryHeader(const SegyReader& reader)
 
 void printRanges(const TraceHeaders& headers, bool withZeros)
 {
-    std::printf("\ntrace headers of %s%s\n", counted(headers.numbers.size(), "trace").c_str(),
+    std::printf("\ntrace headers of %s%s\n", counted(headers.count, "trace").c_str(),
                 withZeros ? "" : "; words that are always 0 are left out");
-    if (headers.numbers.empty())
+    if (headers.count == 0)
         return;
     TextTable table("lrrrrrl");
     table.row({"word", "minimum", "maximum", "first", "last", "changes", "meaning"});
@@ -240,7 +244,7 @@ nlohmann::json jsonOf(const SegyReader& reader, const TraceHeaders& headers)
         json["binary"][word.key] = reader.binaryWord(word.key);
     json["words"] = nlohmann::json::object();
     for (const WordRange& range : headers.ranges) {
-        if (!headers.numbers.empty())
+        if (headers.count > 0)
             json["words"][range.word->key] = {{"minimum", range.minimum},
                                               {"maximum", range.maximum},
                                               {"first", range.first},
@@ -267,7 +271,7 @@ int runHeader(const Arguments& arguments)
         printWarnings(reader, reader.warnings());
         const TraceHeaders headers = readTraceHeaders(reader, words, traces, rows);
         printWarnings(reader, headers.warnings);
-        if (headers.numbers.empty() && reader.layout().traces > 0)
+        if (headers.count == 0)
             throw CommandError(reader.path() + ": --traces " + arguments.text("--traces") +
                                " selects no trace; the file holds " +
                                counted(reader.layout().traces, "trace"));

@@ -17,6 +17,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <new>
+#include <optional>
 
 namespace host {
 
@@ -56,22 +57,18 @@ const VORN::HeaderWord* labelWord(const Arguments& arguments)
 // The traces to draw: every n-th where there are more than a picture can show.
 std::vector<int64_t> tracesToDraw(const SegyReader& reader, const VORN::NumberRanges& wanted)
 {
+    const int64_t traces = reader.layout().traces;
+    const int64_t count = wanted.count(1, traces);
+    const int64_t step = std::max<int64_t>(1, (count + mostTraces - 1) / mostTraces);
     std::vector<int64_t> chosen;
-    for (int64_t i = 0; i < reader.layout().traces; ++i) {
-        if (wanted.contains(i + 1))
-            chosen.push_back(i);
-    }
-    const auto count = static_cast<int64_t>(chosen.size());
-    if (count <= mostTraces)
-        return chosen;
-    const int64_t step = (count + mostTraces - 1) / mostTraces;
-    std::vector<int64_t> some;
-    for (int64_t i = 0; i < count; i += step)
-        some.push_back(chosen[static_cast<std::size_t>(i)]);
-    std::fprintf(stderr, "vorn: %s: %s are too many for a picture; every %lldth is drawn\n",
-                 escaped(reader.path()).c_str(), counted(count, "trace").c_str(),
-                 static_cast<long long>(step));
-    return some;
+    for (std::optional<int64_t> number = wanted.next(1); number && *number <= traces;
+         number = wanted.skip(*number, step))
+        chosen.push_back(*number - 1);
+    if (step > 1)
+        std::fprintf(stderr, "vorn: %s: %s are too many for a picture; every %lldth is drawn\n",
+                     escaped(reader.path()).c_str(), counted(count, "trace").c_str(),
+                     static_cast<long long>(step));
+    return chosen;
 }
 
 // Samples between the two times, in seconds.

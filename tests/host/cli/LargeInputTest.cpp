@@ -267,6 +267,41 @@ TEST_F(LargeInputTest, SortCountsWhatItKeepsOfEachTrace)
     EXPECT_EQ(job("2").exitCode, 0);
 }
 
+// ---- Selections ----
+
+// 241 gigabytes of a hole: traces of one byte.
+TEST_F(LargeInputTest, TracesOfALargeFileAreWalkedAndNotListed)
+{
+    constexpr int64_t traces = 1000000000;
+    SegyBytes file;
+    file.describe(1, 4000, 8);
+    file.addHeader(1, 1, 1, 4000);
+    file.addSample(1, 1);
+    file.write(tree.path("many.sgy"));
+    fs::resize_file(tree.path("many.sgy"), 3600 + 241 * traces);
+    // Every list of these numbers would take gigabytes.
+    for (const char* numbers : {"1:1000000000:100000000", "999999991:", "999999990:1000000000:1,5"})
+    {
+        tree.write("job.yaml", "modules:\n"
+                               "  - {name: read, module: segy_in, file: many.sgy, traces: \"" +
+                                   std::string(numbers) +
+                                   "\"}\n"
+                                   "  - {name: write, module: su_out, input: read, file: o.su}\n");
+        const ProcessResult job = runSmall({"run", "job.yaml"});
+        EXPECT_EQ(job.exitCode, 0) << job.errors;
+        const int selected = numbers == std::string("999999990:1000000000:1,5") ? 12 : 10;
+        EXPECT_EQ(fs::file_size(tree.path("o.su")), static_cast<uintmax_t>(selected * 244));
+    }
+    const ProcessResult header =
+        runSmall({"header", "many.sgy", "-t", "1:1000000000:250000000", "-w", "ns,cdp"});
+    EXPECT_EQ(header.exitCode, 0) << header.errors;
+    EXPECT_THAT(header.output, HasSubstr("trace headers of 4 traces"));
+    const ProcessResult picture =
+        runSmall({"plot", "many.sgy", "-o", "many.png", "-t", "1:1000000000"});
+    EXPECT_THAT(picture.errors, HasSubstr("1000000000 traces are too many for a picture; every "
+                                          "50000th is drawn"));
+}
+
 // ---- Pictures ----
 
 TEST_F(LargeInputTest, PicturesOfLongTracesNeedMemoryByTheirPixels)

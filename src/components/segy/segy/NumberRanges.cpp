@@ -37,6 +37,14 @@ int64_t toNumber(const std::string& digits, const std::string& piece)
     return value;
 }
 
+// The distance of two numbers may exceed what they can hold.
+int64_t stepsBetween(int64_t from, int64_t to, int64_t step)
+{
+    const uint64_t steps =
+        (static_cast<uint64_t>(to) - static_cast<uint64_t>(from)) / static_cast<uint64_t>(step);
+    return static_cast<int64_t>(std::min<uint64_t>(steps, highest));
+}
+
 } // namespace
 
 NumberRanges::NumberRanges(const std::string& text)
@@ -72,6 +80,80 @@ int64_t NumberRanges::greatest() const
     for (const Range& range : ranges)
         greatest = std::max(greatest, range.last);
     return greatest;
+}
+
+std::optional<int64_t> NumberRanges::next(int64_t value) const
+{
+    std::optional<int64_t> least;
+    for (const Range& range : ranges) {
+        if (value > range.last)
+            continue;
+        int64_t number = range.first;
+        if (value > range.first) {
+            const auto step = static_cast<uint64_t>(range.step);
+            const uint64_t beyond =
+                (static_cast<uint64_t>(value) - static_cast<uint64_t>(range.first)) % step;
+            const uint64_t missing = beyond == 0 ? 0 : step - beyond;
+            if (missing > static_cast<uint64_t>(range.last) - static_cast<uint64_t>(value))
+                continue;
+            number = value + static_cast<int64_t>(missing);
+        }
+        least = std::min(least.value_or(number), number);
+    }
+    return least;
+}
+
+// How far the numbers go on evenly from `value`, one of them: up to the next beginning of a range.
+// Where several ranges with steps overlap, that is `value` alone.
+NumberRanges::Run NumberRanges::runFrom(int64_t value) const
+{
+    int64_t bound = highest;
+    int64_t lastOfWhole = lowest;
+    const Range* only = nullptr;
+    int active = 0;
+    for (const Range& range : ranges) {
+        if (range.first > value)
+            bound = std::min(bound, range.first - 1);
+        if (range.first > value || range.last < value)
+            continue;
+        ++active;
+        only = &range;
+        if (range.step == 1)
+            lastOfWhole = std::max(lastOfWhole, range.last);
+    }
+    if (lastOfWhole >= value)
+        return {std::min(bound, lastOfWhole), 1};
+    if (active == 1)
+        return {std::min(bound, only->last), only->step};
+    return {value, 1};
+}
+
+std::optional<int64_t> NumberRanges::skip(int64_t value, int64_t steps) const
+{
+    std::optional<int64_t> number = value;
+    while (number && steps > 0) {
+        const Run run = runFrom(*number);
+        const int64_t inRun = std::min(steps, stepsBetween(*number, run.last, run.step));
+        *number += inRun * run.step;
+        steps -= inRun;
+        if (steps == 0)
+            break;
+        --steps;
+        number = *number == highest ? std::nullopt : next(*number + 1);
+    }
+    return number;
+}
+
+int64_t NumberRanges::count(int64_t first, int64_t last) const
+{
+    int64_t numbers = 0;
+    std::optional<int64_t> number = next(first);
+    while (number && *number <= last) {
+        const Run run = runFrom(*number);
+        numbers += stepsBetween(*number, std::min(run.last, last), run.step) + 1;
+        number = run.last >= last ? std::nullopt : next(run.last + 1);
+    }
+    return numbers;
 }
 
 bool NumberRanges::contains(int64_t value) const

@@ -7,6 +7,7 @@
 #include "segy_export.h"
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -31,6 +32,17 @@ public:
     /// stop there. The lowest number of all when there is none.
     int64_t greatest() const;
 
+    /// @name Walking: the numbers in ascending order, each once, without a list of them
+    /// @{
+    /// The least number from `value` on; nothing when there is none.
+    std::optional<int64_t> next(int64_t value) const;
+    /// The number that is `steps` numbers behind `value`; nothing when there are not so many.
+    /// Requires: `value` is one of the numbers.
+    std::optional<int64_t> skip(int64_t value, int64_t steps) const;
+    /// How many there are from `first` to `last`.
+    int64_t count(int64_t first, int64_t last) const;
+    /// @}
+
 private:
     struct Range
     {
@@ -39,7 +51,15 @@ private:
         int64_t step;
     };
 
+    // Numbers that follow each other evenly.
+    struct Run
+    {
+        int64_t last; // not necessarily one of them
+        int64_t step;
+    };
+
     static Range parse(const std::string& piece);
+    Run runFrom(int64_t value) const;
 
     std::vector<Range> ranges;
 };

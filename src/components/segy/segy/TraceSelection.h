@@ -33,9 +33,13 @@ public:
 
     /// The value of a header word of trace `index`, from 0.
     using WordOf = std::function<int32_t(int64_t index, const HeaderWord& word)>;
-    /// The traces, from 0 and in the order of the file, of a file of `traces` traces that meet all
-    /// conditions. `wordOf` is not called for traces that conditions added earlier exclude.
-    std::vector<int64_t> select(int64_t traces, const WordOf& wordOf) const;
+    /// The first trace from `index` on, from 0 and in the order of the file, of a file of `traces`
+    /// traces that meets all conditions; `traces` when none does. Traces are walked, never listed:
+    /// a selection takes no memory, whatever the size of the file. `wordOf` is not called for
+    /// traces that conditions on numbers, or conditions added earlier, exclude.
+    int64_t next(int64_t index, int64_t traces, const WordOf& wordOf) const;
+    /// How many traces meet all conditions. Headers are read where there is a condition on a word.
+    int64_t count(int64_t traces, const WordOf& wordOf) const;
 
 private:
     struct Condition
@@ -43,6 +47,8 @@ private:
         const HeaderWord* word; // null for the number of the trace
         NumberRanges numbers;
     };
+
+    int64_t nextByNumber(int64_t index) const;
 
     std::vector<Condition> conditions;
     std::string all;

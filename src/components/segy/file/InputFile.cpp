@@ -94,13 +94,22 @@ void InputFile::makeRoom(std::vector<unsigned char>& bytesRead, int64_t count) c
     }
 }
 
+// Reading on from where the window ends is worth a large one; a reader that skips most of the file
+// would read all of it.
+int64_t InputFile::readAhead(int64_t offset) const
+{
+    constexpr int64_t afterASkip = 4096;
+    const int64_t skipped = offset - windowStart - static_cast<int64_t>(window.size());
+    return offset >= windowStart && skipped < windowBytes ? windowBytes : afterASkip;
+}
+
 const unsigned char* InputFile::at(int64_t offset, int64_t count)
 {
     if (!inWindow(offset, count)) {
         if (offset + count > bytes)
             fail("ends at byte " + number(bytes) + ", before byte " + number(offset + count));
         try {
-            moveWindow(offset, std::min(bytes - offset, std::max(count, windowBytes)));
+            moveWindow(offset, std::min(bytes - offset, std::max(count, readAhead(offset))));
         } catch (const TraceFileError&) {
             moveWindow(offset, count); // what lies ahead may be damaged: that is for later calls
         }

@@ -65,6 +65,7 @@ public:
 
 private:
     bool inWindow(int64_t offset, int64_t count) const;
+    int64_t readAhead(int64_t offset) const;
     void moveWindow(int64_t offset, int64_t count);
     void makeRoom(std::vector<unsigned char>& bytesRead, int64_t count) const;
 

@@ -302,10 +302,64 @@ TEST_F(SegyOutTest, BytesOfTheBinaryHeaderThatNobodyKnowsAreKept)
                           made.header.begin() + static_cast<std::ptrdiff_t>(first) - 1);
     };
     copy(made.bytes());
-    EXPECT_TRUE(kept(3261, 3600));
+    EXPECT_TRUE(kept(3261, 3504) && kept(3507, 3600));
+    EXPECT_EQ(getInteger(readBytes(out), 3504, 2), 0);
     copy(made.bytes(), {{"revision", UniVar(1)}});
     EXPECT_TRUE(kept(3261, 3500) && kept(3507, 3600));
     EXPECT_EQ(getInteger(readBytes(out), 3500, 6), 0x010000010000);
+}
+
+// Readers that step over as many headers as the word says, in any revision, find the traces.
+TEST_F(SegyOutTest, TheNumberOfExtendedHeadersIsTrueInEveryRevision)
+{
+    for (const int given : {0, 1, 2}) {
+        for (const int stated : {0, 1, 2, -1, 7, 32767}) {
+            for (const int there : {0, 1, 2}) {
+                SegyBytes made = ieeeFile(2, 3);
+                made.setBinary(3501, 2, 256 * given);
+                made.setBinary(3505, 2, stated);
+                for (int i = 0; i < there; ++i)
+                    appendBytes(made.extended, Bytes(3200, 'A'));
+                const bool isReadable = there == 0 || stated == there;
+                for (const int wanted : {0, 1}) {
+                    if (!isReadable)
+                        continue;
+                    SCOPED_TRACE("revision " + std::to_string(given) + " to " +
+                                 std::to_string(wanted) + ", " + std::to_string(stated) +
+                                 " stated, " + std::to_string(there) + " there");
+                    copy(made.bytes(), {{"revision", UniVar(wanted)}});
+                    const Bytes bytes = readBytes(out);
+                    const int64_t next = getInteger(bytes, 3504, 2);
+                    EXPECT_EQ(next, wanted == 0 ? 0 : there);
+                    EXPECT_EQ(bytes.size(),
+                              3600u + 3200u * static_cast<std::size_t>(next) + 2 * (240 + 12));
+                    EXPECT_EQ(
+                        getInteger(bytes, 3600 + 3200 * static_cast<std::size_t>(next) + 8, 4), 1)
+                        << "the field record of the first trace";
+                }
+            }
+        }
+    }
+}
+
+// What revision 2 defines is no word of the others.
+TEST_F(SegyOutTest, FieldsOfRevision2AreNotLeftInOtherRevisions)
+{
+    SegyBytes made = ieeeFile(2, 3);
+    made.header[3500] = 2;
+    made.setBinary(3261, 4, 48);       // traces of an ensemble
+    made.setBinary(3269, 4, 3);        // samples
+    made.setBinary(3297, 4, 16909060); // byte order
+    made.setBinary(3513, 8, 2);        // traces
+    made.setBinary(3521, 8, 3600);     // first trace
+    for (const int revision : {0, 1}) {
+        copy(made.bytes(), {{"revision", UniVar(revision)}});
+        const Bytes bytes = readBytes(out);
+        for (std::size_t i = 3260; i < 3300; ++i)
+            EXPECT_EQ(bytes[i], 0) << i << " of revision " << revision;
+        for (std::size_t i = 3506; i < 3532; ++i)
+            EXPECT_EQ(bytes[i], 0) << i << " of revision " << revision;
+    }
 }
 
 TEST_F(SegyOutTest, TextHeadersKeepTheirCodingAndTheBytesOfCardsThatNobodyHasChanged)

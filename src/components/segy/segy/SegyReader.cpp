@@ -49,10 +49,9 @@ std::vector<unsigned char> SegyReader::unassignedBytes() const
         clear(61, 100);
         clear(307, 332);
     }
-    if (where.revision > 0)
-        clear(301, 306);
-    else if (where.extendedHeaders > 0)
-        clear(305, 306);
+    // Many readers look at the number of extended headers whatever the revision: one that is not
+    // true keeps them from reading a copy.
+    clear(where.revision > 0 ? 301 : 305, 306);
     const auto constant = bytes.begin() + 96;
     if (std::equal(littleConstant.begin(), littleConstant.end(), constant))
         std::reverse(constant, constant + 4);

@@ -44,8 +44,9 @@ public:
     /// The 400 bytes of the binary header in the file; they live as long as the reader.
     const unsigned char* binaryHeader() const { return binary.data(); }
     /// The 400 bytes of the binary header, with those set to 0 to which the file's revision gives a
-    /// meaning. The others are as in the file, whatever its byte order, except
-    /// that the constant that tells the order says big endian, since all that is written is.
+    /// meaning, and in any revision the number of extended text headers. The others are as in the
+    /// file, whatever its byte order, except that the constant that tells the order says big
+    /// endian, since all that is written is.
     std::vector<unsigned char> unassignedBytes() const;
     /// The word of the binary header of that key. Requires: it is one of `binaryHeaderWords()`.
     int32_t binaryWord(const char* key) const;

@@ -50,8 +50,9 @@ std::array<unsigned char, segyBinaryBytes> binaryHeader(const SegyDescription& d
     if (description.revision == 1) {
         setBinaryWord(header.data(), "rev", 0x0100);
         setBinaryWord(header.data(), "fixed", 1);
-        setBinaryWord(header.data(), "next", extendedHeaders(description));
     }
+    // Also in revision 0, which does not know the word: many readers step over as many headers.
+    setBinaryWord(header.data(), "next", extendedHeaders(description));
     return header;
 }
 

@@ -36,7 +36,7 @@ struct SegyDescription
     std::vector<unsigned char> extendedBytes; ///< likewise, 3200 for each extended text header
     /// 400 bytes of the binary header, to be kept where no word is written (see
     /// `SegyReader::unassignedBytes`). Revision 1 writes words up to byte 60 and from 301 to 306,
-    /// revision 0 up to byte 60.
+    /// revision 0 up to byte 60 and from 305 to 306, the number of extended text headers.
     std::vector<unsigned char> unassignedBytes;
     /// @}
 };

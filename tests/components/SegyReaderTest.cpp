@@ -871,8 +871,8 @@ TEST_F(SegyReaderTest, Revision2AdditionalTraceHeadersAndTrailersAreStepped)
     file.describe(3, 4000, 5);
     file.header[3500] = 2;
     file.setBinary(3507, 4, 2);    // two more headers for each trace
-    file.setBinary(3529, 8, 6800); // the first trace, behind one extended header
-    file.setBinary(3537, 4, 1);    // one stanza behind the traces
+    file.setBinary(3521, 8, 6800); // the first trace, behind one extended header
+    file.setBinary(3529, 4, 1);    // one stanza behind the traces
     file.extended = Bytes(3200, ' ');
     for (int i = 1; i <= 2; ++i) {
         file.addHeader(i, i, 3, 4000);

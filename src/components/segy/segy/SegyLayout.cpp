@@ -25,8 +25,8 @@ constexpr int longSamples = 68;
 constexpr int longInterval = 72;
 constexpr int orderConstant = 96;
 constexpr int moreTraceHeaders = 306;
-constexpr int firstTrace = 328;
-constexpr int trailerStanzas = 336;
+constexpr int firstTrace = 320;
+constexpr int trailerStanzas = 328;
 
 std::string number(int64_t value)
 {

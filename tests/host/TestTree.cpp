@@ -117,10 +117,11 @@ pid_t TestTree::startProgram(const char* path, std::vector<std::string> call) co
         if (const char* value = std::getenv(name))
             settings.push_back(environmentEntry(name, value));
     }
-    std::vector<char*> environment;
+    settings.insert(settings.end(), environment.begin(), environment.end());
+    std::vector<char*> variables;
     for (std::string& setting : settings)
-        environment.push_back(setting.data());
-    environment.push_back(nullptr);
+        variables.push_back(setting.data());
+    variables.push_back(nullptr);
 
     const std::string output = directory / "output";
     const std::string errors = directory / "errors";
@@ -134,7 +135,7 @@ pid_t TestTree::startProgram(const char* path, std::vector<std::string> call) co
                                      0600);
     pid_t process = 0;
     const int error =
-        posix_spawn(&process, path, &actions, nullptr, arguments.data(), environment.data());
+        posix_spawn(&process, path, &actions, nullptr, arguments.data(), variables.data());
     posix_spawn_file_actions_destroy(&actions);
     if (error != 0)
         throw std::runtime_error(std::string("cannot start ") + path + ": " + std::strerror(error));

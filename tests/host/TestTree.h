@@ -45,6 +45,8 @@ public:
     pid_t start(const std::vector<std::string>& words) const;
     ProcessResult finish(pid_t process) const;
 
+    std::vector<std::string> environment; ///< of `vorn`, beside that of all tests: NAME=VALUE
+
 private:
     void addModule(const std::string& name) const;
     pid_t startProgram(const char* path, std::vector<std::string> call) const;

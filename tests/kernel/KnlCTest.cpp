@@ -1083,6 +1083,46 @@ TEST_F(KnlCTest, AMoveThatCannotBeMadeChangesNothing)
     EXPECT_EQ(traceSet.traces, here);
 }
 
+// No trace has such a number: none is found, none is made, and the process goes on.
+TEST_F(KnlCTest, NegativeNumbersHaveNoTraceInAnyFunction)
+{
+    WithTraces<SeisTraceSet> other;
+    knl_setTraceLength(&traceSet, 2);
+    knl_setNumberOfTraces(&traceSet, 1);
+    knl_setNumberOfTraces(&other, 1);
+    traceSet.setAttribute("CDP", UniVar(5), 0);
+    traceSet.getSamples(0)[0] = 50;
+    const char* const names[] = {"CDP"};
+    void* list = nullptr;
+    ASSERT_EQ(knl_bldAttributeList(names, 1, &list), 0);
+
+    for (const int traceNo : {-1, -7, std::numeric_limits<int>::min()}) {
+        SCOPED_TRACE(traceNo);
+        float* samples = nullptr;
+        EXPECT_EQ(knl_getTraceSamples(&traceSet, &samples, traceNo), 0);
+        float values[] = {1, 2};
+        float* given = values;
+        EXPECT_EQ(knl_setTraceSamples(&traceSet, &given, traceNo), 0);
+        EXPECT_EQ(knl_mcopyTraceToTrace(&traceSet, &other, 1, 1, traceNo, 0), 0);
+        EXPECT_EQ(knl_mcopyTraceToTrace(&traceSet, &other, 1, 1, 0, traceNo), 0);
+        EXPECT_EQ(knl_moveTraceToTrace(&traceSet, &other, traceNo, 0), 0);
+        EXPECT_EQ(knl_moveTraceToTrace(&traceSet, &other, 0, traceNo), 0);
+        int number = 99;
+        EXPECT_EQ(knl_getI32TraceAttributes(list, &traceSet, traceNo, &number), 0);
+        EXPECT_EQ(knl_setI32TraceAttributes(list, &traceSet, traceNo, &number), 0);
+        double real = 99;
+        EXPECT_EQ(knl_getF64TraceAttributes(list, &traceSet, traceNo, &real), 0);
+        EXPECT_EQ(knl_setF64TraceAttributes(list, &traceSet, traceNo, &real), 0);
+        EXPECT_EQ(knl_setNumberOfTraces(&traceSet, traceNo), 0);
+        knl_informTotalTracesNumber(&traceSet, traceNo);
+
+        EXPECT_EQ(knl_getNumberOfTraces(&traceSet), 1);
+        EXPECT_EQ(knl_getNumberOfTraces(&other), 1);
+    }
+    EXPECT_EQ(traceSet.getAttribute("CDP", 0).getI32Value(), 5);
+    EXPECT_EQ(traceSet.getSamples(0)[0], 50.0F);
+}
+
 TEST_F(KnlCTest, GeometryOfATraceSet)
 {
     EXPECT_EQ(knl_setTraceLength(&traceSet, 100), 0);

@@ -1194,6 +1194,47 @@ TEST_F(KnlFortranTest, SamplesAreDescribedInPlace)
     EXPECT_EQ(array.dim[0].extent, 5);
 }
 
+// Traces are counted from 1: none is found below, none is made, and the process goes on.
+TEST_F(KnlFortranTest, NumbersBelowOneHaveNoTraceInAnyFunction)
+{
+    WithTraces<SeisTraceSet> other;
+    void* otherHandle = static_cast<SeisTraceSet*>(&other);
+    traceSet.setTraceLength(2);
+    traceSet.setNumberOfTraces(1);
+    other.setNumberOfTraces(1);
+    traceSet.setAttribute("CDP", UniVar(5), 0);
+    traceSet.getSamples(0)[0] = 50;
+    int yes = 1, one = 1;
+    for (int below : {0, -1, -7, std::numeric_limits<int>::min()}) {
+        SCOPED_TRACE(below);
+        int istat = 99;
+        auto array = untouched<one_float_arr>();
+        knl_mgettracesamples_(&traceHandle, &array, &below, &istat);
+        EXPECT_EQ(istat, 1);
+        float values[] = {1, 2};
+        float* given = values;
+        knl_msettracesamples_(&traceHandle, &given, &below, &istat);
+        EXPECT_EQ(istat, 0);
+        istat = 99;
+        knl_mcopytracetotrace_(&traceHandle, &otherHandle, &yes, &yes, &below, &one, &istat);
+        EXPECT_EQ(istat, 0);
+        istat = 99;
+        knl_mcopytracetotrace_(&traceHandle, &otherHandle, &yes, &yes, &one, &below, &istat);
+        EXPECT_EQ(istat, 0);
+        int number = 99;
+        knl_mgeti32traceattribute_(&traceHandle, "CDP", &number, &below, &istat, 3);
+        knl_mseti32traceattribute_(&traceHandle, "CDP", &number, &below, &istat, 3);
+        double real = 99;
+        knl_mgetf64traceattribute_(&traceHandle, "CDP", &real, &below, &istat, 3);
+        knl_msetf64traceattribute_(&traceHandle, "CDP", &real, &below, &istat, 3);
+
+        EXPECT_EQ(traceSet.getNumberOfTraces(), 1);
+        EXPECT_EQ(other.getNumberOfTraces(), 1);
+    }
+    EXPECT_EQ(traceSet.getAttribute("CDP", 0).getI32Value(), 5);
+    EXPECT_EQ(traceSet.getSamples(0)[0], 50.0F);
+}
+
 TEST_F(KnlFortranTest, WithoutSamplesTheShapeIsWrittenAndTheDataAreNot)
 {
     traceSet.setTraceLength(5);

@@ -21,12 +21,12 @@ int32_t wordOf(int64_t index, const HeaderWord& word)
 }
 
 // All of them, by walking.
-std::vector<int64_t> selected(const TraceSelection& selection, int64_t traces,
+std::vector<int64_t> selected(const TraceSelection& selection, int64_t count,
                               const TraceSelection::WordOf& wordOf)
 {
     std::vector<int64_t> indices;
-    for (int64_t i = selection.next(0, traces, wordOf); i < traces;
-         i = selection.next(i + 1, traces, wordOf))
+    for (int64_t i = selection.next(0, count, wordOf); i < count;
+         i = selection.next(i + 1, count, wordOf))
         indices.push_back(i);
     return indices;
 }

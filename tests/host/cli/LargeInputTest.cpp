@@ -25,8 +25,9 @@ protected:
     ProcessResult runSmall(const std::vector<std::string>& words) const
     {
         const ProcessResult result = tree.run(words);
-        if (memoryIsOurs)
+        if (memoryIsOurs) {
             EXPECT_LT(result.peakBytes, 120 * megabyte) << result.errors;
+        }
         return result;
     }
 
@@ -239,8 +240,9 @@ TEST_F(LargeInputTest, TransformsWithoutMemoryEndTheModuleAndNotTheProcess)
                 RLIMIT_AS, memory / 1000 * static_cast<rlim_t>(megabytes), {"run", "job.yaml"});
             EXPECT_TRUE(job.exitCode == 0 || job.exitCode == 1)
                 << row.step << " with " << megabytes << " MB: " << job.exitCode << job.errors;
-            if (megabytes == 500)
+            if (megabytes == 500) {
                 EXPECT_THAT(linesWith(job.errors, row.says), SizeIs(testing::Ge(1u))) << job.errors;
+            }
         }
     }
 }
@@ -334,8 +336,9 @@ TEST_F(LargeInputTest, PicturesOfLongTracesNeedMemoryByTheirPixels)
                            "  - {name: picture, module: section, input: read}\n");
     const ProcessResult job = tree.run({"run", "job.yaml", "--pictures", "pictures"});
     EXPECT_EQ(job.exitCode, 0) << job.errors;
-    if (memoryIsOurs)
+    if (memoryIsOurs) {
         EXPECT_LT(job.peakBytes, 220 * megabyte);
+    }
     EXPECT_EQ(problemOfPng(tree.path("pictures/picture.png")), "");
 }
 

@@ -154,8 +154,8 @@ TEST_F(LargeInputTest, ReadersAndSourcesHaveALimitToo)
         {"module: synthetic, samples: 300000000, shots: 1",
          "shots of 48 channels with 300000000 samples would need 1201 MB of memory, and "
          "memory_limit is 1000 MB; raise memory_limit, or lower channels or samples"},
-        {"module: synthetic, samples: 1, channels: 600000000, shots: 1, spacing: 0",
-         "shots of 600000000 channels with 1 samples would need 16001 MB of memory, and "
+        {"module: synthetic, samples: 1, channels: 2000000000, shots: 1, spacing: 0",
+         "shots of 2000000000 channels with 1 samples would need 16001 MB of memory, and "
          "memory_limit is 1000 MB; raise memory_limit, or lower channels or samples"},
     };
     SegyBytes file;

@@ -54,7 +54,7 @@ module vorn_knl
   ! Module parameters and options
   public :: knl_get_module_parameter
   public :: knl_get_module_parameter_library, knl_get_module_parameter_group
-  public :: knl_set_module_processing_option
+  public :: knl_set_module_processing_option, knl_get_module_processing_option
 
   ! Groups
   public :: knl_get_group_parameter_size
@@ -93,6 +93,7 @@ module vorn_knl
   public :: knl_get_input_trace_buffer, knl_get_output_trace_buffer, knl_get_work_trace_buffer
   public :: knl_bld_output_trace_buffer
   public :: knl_bld_work_trace_buffer, knl_bld_work_trace_buffer_f0, knl_bld_work_trace_buffer_f1
+  public :: knl_bld_work_trace_buffer_like
   public :: knl_set_input_trace_buffer_flag, knl_is_input_trace_buffer_flagged
   public :: knl_set_trace_buffer_use_scratch, knl_is_trace_buffer_use_scratch
   public :: knl_inform_total_traces_number
@@ -100,6 +101,7 @@ module vorn_knl
   public :: knl_set_trace_length, knl_set_trace_sample_interval, knl_set_number_of_traces
   public :: knl_get_data_channel_flag, knl_set_data_channel_flag
   public :: knl_clear_trace_set, knl_copy_trace_to_trace, knl_move_trace_to_trace
+  public :: knl_transfer_trace_to_trace, knl_remove_trace, knl_remove_work_traces
   public :: knl_get_trace_samples, knl_set_trace_samples
 
   ! Messages and commands
@@ -275,6 +277,13 @@ module vorn_knl
       integer(c_int), intent(in) :: value
       integer(c_int), value :: loption
     end subroutine
+    function c_getmoduleprocessingoption(option, value) result(found) &
+        bind(C, name="knl_getModuleProcessingOption")
+      import
+      character(kind=c_char), intent(in) :: option(*)
+      integer(c_int), intent(inout) :: value
+      integer(c_int) :: found
+    end function
   end interface
 
   ! Groups
@@ -1480,6 +1489,30 @@ module vorn_knl
       integer(c_int), value :: trace_from, trace_to
       integer(c_int) :: status
     end function
+    function c_transfertracetotrace(from, to, trace_from, trace_to) &
+        result(status) bind(C, name="knl_transferTraceToTrace")
+      import
+      type(c_ptr), value :: from, to
+      integer(c_int), value :: trace_from, trace_to
+      integer(c_int) :: status
+    end function
+    function c_bldworktracebufferlike(work_set, model) result(status) &
+        bind(C, name="knl_bldWorkTraceBufferLike")
+      import
+      integer(c_int), value :: work_set
+      type(c_ptr), value :: model
+      integer(c_int) :: status
+    end function
+    function c_removetrace(set, trace) result(status) bind(C, name="knl_removeTrace")
+      import
+      type(c_ptr), value :: set
+      integer(c_int), value :: trace
+      integer(c_int) :: status
+    end function
+    function c_removeworktraces() result(places) bind(C, name="knl_removeWorkTraces")
+      import
+      integer(c_int) :: places
+    end function
     subroutine knl_raw_sgettracesamples(set, array, status) bind(C, name="knl_sgettracesamples_")
       import
       type(c_ptr), intent(in) :: set
@@ -2262,6 +2295,16 @@ contains
 
     call knl_raw_setmoduleprocessingoption(terminated(option), value, len_trim(option, c_int))
   end subroutine knl_set_module_processing_option
+
+  !> Reads a processing option; `value` is unchanged where it is not set. (Of the C form; the Fortran
+  !> form has no such function.)
+  subroutine knl_get_module_processing_option(option, value, found)
+    character(len=*), intent(in) :: option
+    integer(c_int), intent(inout) :: value
+    logical, intent(out) :: found
+
+    found = c_getmoduleprocessingoption(trim(option) // c_null_char, value) == 1
+  end subroutine knl_get_module_processing_option
 
   ! ---- Groups ----
 
@@ -3675,6 +3718,52 @@ contains
 
     status = c_movetracetotrace(from, to, trace_from - 1, trace_to - 1)
   end subroutine knl_move_trace_to_trace
+
+  !> Gives work set `work_set`, counted from 1, the trace length, the sample interval and the very
+  !> header layout of the set `model`, so that traces can be moved between the two as they are.
+  !> `status`: 0 done, 1 when the work set has attributes or traces already. (Of the C form; the
+  !> Fortran form has no such function.)
+  subroutine knl_bld_work_trace_buffer_like(work_set, model, status)
+    integer(c_int), intent(in) :: work_set
+    type(c_ptr), intent(in) :: model
+    integer(c_int), intent(out) :: status
+
+    status = c_bldworktracebufferlike(work_set - 1, model)
+  end subroutine knl_bld_work_trace_buffer_like
+
+  !> What knl_copy_trace_to_trace of header and samples gives, without copying where that is
+  !> possible: the trace itself goes to the set `to`, its header is laid out as there, and its place
+  !> in the set `from` holds no trace afterwards. It is copied where other modules have yet to take
+  !> it from a shared input, and where the lengths differ. Traces are counted from 1. `status`: 1
+  !> done, 0 when there is no such trace or no memory for its header. (Of the C form; the Fortran
+  !> form has no such function.)
+  subroutine knl_transfer_trace_to_trace(from, to, trace_from, trace_to, status)
+    type(c_ptr), intent(in) :: from, to
+    integer(c_int), intent(in) :: trace_from, trace_to
+    integer(c_int), intent(out) :: status
+
+    status = c_transfertracetotrace(from, to, trace_from - 1, trace_to - 1)
+  end subroutine knl_transfer_trace_to_trace
+
+  !> Destroys a trace of a work buffer, counted from 1, or takes away the empty place of one that has
+  !> been moved; later traces move down. `status`: 1 done, 0 when there is no such place or the set
+  !> is an input or an output. (Of the C form; the Fortran form has no such function.)
+  subroutine knl_remove_trace(set, trace, status)
+    type(c_ptr), intent(in) :: set
+    integer(c_int), intent(in) :: trace
+    integer(c_int), intent(out) :: status
+
+    status = c_removetrace(set, trace - 1)
+  end subroutine knl_remove_trace
+
+  !> Destroys all traces of all work buffers of the running module; the buffers stay. To be called in
+  !> `postprocess`: the job deletes the buffers and not their traces. (Of the C form; the Fortran
+  !> form has no such function.)
+  subroutine knl_remove_work_traces()
+    integer(c_int) :: places
+
+    places = c_removeworktraces()
+  end subroutine knl_remove_work_traces
 
   !> Points `samples` at the samples of a trace: of trace `trace`, counted from 1, or of the first
   !> one when `trace` is not given. A trace that does not exist yet is made. These are the samples

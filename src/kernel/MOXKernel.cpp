@@ -172,6 +172,12 @@ void* bldWorkTraceBuffer(int channel, int traceLength, int sampleInterval, int n
                                              traceSetOf(templ)));
 }
 
+void* bldWorkTraceBufferLike(int channel, void* model)
+{
+    SeisTraceSet* set = job().getWorkTraceBuffer(channel);
+    return set != nullptr && set->configureLike(traceSetOf(model)) != 0 ? handleOf(set) : nullptr;
+}
+
 int setInputTraceBufferFlag(int channel, int flag)
 {
     DataChannel* input = inputDataChannel(channel);
@@ -277,6 +283,35 @@ int moveTraceToTrace(void* traceFrom, void* traceTo, int traceNoFrom, int traceN
         return 0;
     return ask<SeisTraceSet>(traceTo, 0, &SeisTraceSet::moveFromTrace, traceSetOf(traceFrom),
                              traceNoFrom, traceNoTo);
+}
+
+int transferTraceToTrace(void* traceFrom, void* traceTo, int traceNoFrom, int traceNoTo)
+{
+    return ask<SeisTraceSet>(traceTo, 0, &SeisTraceSet::transferFromTrace, traceSetOf(traceFrom),
+                             traceNoFrom, traceNoTo);
+}
+
+int removeTrace(void* traceSet, int traceNo)
+{
+    SeisTraceSet* set = traceSetOf(traceSet);
+    if (set == nullptr || traceNo < 0 || traceNo >= set->getNumberOfTraces() ||
+        dynamic_cast<DataChannel*>(set) != nullptr)
+        return 0;
+    set->removeTrace(traceNo);
+    return 1;
+}
+
+int removeWorkTraces()
+{
+    const ModuleEntity* module = job().getActiveModule();
+    if (module == nullptr)
+        return 0;
+    int places = 0;
+    for (SeisTraceSet* set : module->workTraceSets) {
+        places += set->getNumberOfTraces();
+        set->removeAllTraces();
+    }
+    return places;
 }
 
 void informTotalTracesNumber(void* trace, int64_t numTraces)

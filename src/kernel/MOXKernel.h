@@ -69,6 +69,9 @@ VORN_EXPORT void* bldOutputTraceBuffer(int channel, int traceLength, int sampleI
 /// The same for work buffer `channel`; `numTraces` is accepted and not used.
 VORN_EXPORT void* bldWorkTraceBuffer(int channel, int traceLength, int sampleInterval,
                                      int numTraces, void* templ);
+/// Gives a work buffer that is new the length, the interval and the very header layout of `model`:
+/// traces move between the two as they are. Its handle, or null when it has attributes or traces.
+VORN_EXPORT void* bldWorkTraceBufferLike(int channel, void* model);
 /// Sets the bits `flag` on an input channel (bit 1: keep the current trace for the next call). 1
 /// when done; 0 when the buffer does not exist or is not a DataChannel.
 VORN_EXPORT int setInputTraceBufferFlag(int channel, int flag);
@@ -115,6 +118,18 @@ VORN_EXPORT int copyTraceToTrace(void* traceFrom, void* traceTo, int copyHeader,
                                  int traceNoFrom, int traceNoTo);
 /// Moves a trace from `traceFrom` to `traceTo`, leaving an empty place. 1 when moved, else 0.
 VORN_EXPORT int moveTraceToTrace(void* traceFrom, void* traceTo, int traceNoFrom, int traceNoTo);
+/// What copyTraceToTrace() of header and samples gives, without copying where that is possible: the
+/// trace itself goes to `traceTo`, its header is laid out as there, and its place in `traceFrom` is
+/// left empty. It is copied, and stays, where other modules wait for it or the lengths differ. 1
+/// when done; 0 when there is no such trace (none is made) or no memory for its header.
+VORN_EXPORT int transferTraceToTrace(void* traceFrom, void* traceTo, int traceNoFrom,
+                                     int traceNoTo);
+/// Destroys a trace of a work buffer, or takes an empty place away; later traces move down. 1 when
+/// done; 0, nothing changed, when there is no such place or the set is an input or an output.
+VORN_EXPORT int removeTrace(void* traceSet, int traceNo);
+/// Destroys all traces of all work buffers of the running module; the buffers stay. How many places
+/// they had.
+VORN_EXPORT int removeWorkTraces();
 /// Announces how many traces will pass through the set in all.
 VORN_EXPORT void informTotalTracesNumber(void* trace, int64_t numTraces);
 /// Whether the set's traces may be paged out to the scratch file: not 0 for yes.

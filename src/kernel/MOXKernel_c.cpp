@@ -99,6 +99,14 @@ int knl_getLibModuleParameter(const char* attKey, void** var)                   
 int knl_getGroupModuleParameter(const char* attKey, void** var)                  { return getGroup(ModuleParameter{attKey}, var); }
 
 void knl_setModuleProcessingOption(const char* option, int value) { setModuleProcessingOption(option, UniVar(value)); }
+int knl_getModuleProcessingOption(const char* option, int* value)
+{
+    const UniVar set = getModuleProcessingOption(option);
+    if (set.getType() == undefinedType)
+        return 0;
+    *value = set.getI32Value();
+    return 1;
+}
 
 // ---------------------------------------------------------------------------------------- groups
 
@@ -235,6 +243,8 @@ int knl_bldOutputTraceBuffer(int channel, int traceLength, int sampleInterval, v
 int knl_bldWorkTraceBuffer(int channel, int traceLength, int sampleInterval, int numTraces, void* templ)
 { return builtOrNot(bldWorkTraceBuffer(channel, traceLength, sampleInterval, numTraces, templ)); }
 
+int knl_bldWorkTraceBufferLike(int channel, void* model)           { return builtOrNot(bldWorkTraceBufferLike(channel, model)); }
+
 // ------------------------------------------------------------------------------------ trace sets
 
 int knl_copyTraceToTrace(void* traceFrom, void* traceTo, int copyHeader, int copySamples)
@@ -243,6 +253,11 @@ int knl_mcopyTraceToTrace(void* traceFrom, void* traceTo, int copyHeader, int co
 { return copyTraceToTrace(traceFrom, traceTo, copyHeader, copySamples, traceNoFrom, traceNoTo); }
 int knl_moveTraceToTrace(void* traceFrom, void* traceTo, int traceNoFrom, int traceNoTo)
 { return moveTrace(static_cast<SeisTraceSet*>(traceFrom), static_cast<SeisTraceSet*>(traceTo), traceNoFrom, traceNoTo); }
+
+int knl_transferTraceToTrace(void* traceFrom, void* traceTo, int traceNoFrom, int traceNoTo)
+{ return transferTraceToTrace(traceFrom, traceTo, traceNoFrom, traceNoTo); }
+int knl_removeTrace(void* traceSet, int traceNo)                   { return removeTrace(traceSet, traceNo); }
+int knl_removeWorkTraces(void)                                     { return removeWorkTraces(); }
 
 int knl_setTraceSamples(void* trace, float** samples, int traceNo) { return setTraceSamples(trace, *samples, traceNo); }
 int knl_clearTraceSet(void* trace)                                 { return clearTraceSet(trace); }

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <climits>
 #include <cstring>
+#include <utility>
 
 namespace {
 
@@ -269,6 +270,19 @@ int SeisTraceSet::configureByTemplate(int length, int interval, SeisTraceSet* te
     return 1;
 }
 
+int SeisTraceSet::configureLike(const SeisTraceSet* model)
+{
+    if (model == nullptr || !attrDefs.empty() || !traces.empty())
+        return 0;
+    attrDefs = model->attrDefs;
+    currentHeaderSize = model->currentHeaderSize;
+    layoutNumber = model->layoutExposed ? newLayoutNumber() : model->layoutNumber;
+    recentNames->forget();
+    setTraceLength(model->traceLength);
+    setTraceSampleInterval(model->sampleInterval);
+    return 1;
+}
+
 int SeisTraceSet::copyFromTrace(SeisTraceSet* src, bool copyHeader, bool copySamples,
                                 int traceNoFrom, int traceNoTo)
 {
@@ -378,6 +392,57 @@ int SeisTraceSet::moveFromTrace(SeisTraceSet* src, int traceNoFrom, int traceNoT
     src->traceLeaves(trace, traceNoFrom, true);
     setTrace(trace, traceNoTo);
     return 1;
+}
+
+int SeisTraceSet::transferFromTrace(SeisTraceSet* src, int traceNoFrom, int traceNoTo)
+{
+    const std::size_t from = static_cast<std::size_t>(traceNoFrom);
+    SeisTrace* trace = src != nullptr && from < src->traces.size() ? src->traces[from] : nullptr;
+    if (trace == nullptr || traceNoTo < 0)
+        return 0;
+    if (src == this || trace->pendingEntries > 1 || trace->traceLength != traceLength)
+        return copyFromTrace(src, true, true, traceNoFrom, traceNoTo);
+    return adaptHeader(src, trace) ? moveFromTrace(src, traceNoFrom, traceNoTo) : 0;
+}
+
+bool SeisTraceSet::hasLayoutOf(SeisTraceSet* src)
+{
+    if (currentHeaderSize != src->currentHeaderSize || attrDefs.size() != src->attrDefs.size())
+        return false;
+    if (!layoutExposed && !src->layoutExposed && layoutNumber == src->layoutNumber)
+        return true;
+    const HeaderCopy& copy = headerCopyFrom(src);
+    return copy.sourceLayout != 0 &&
+           (attrDefs.empty() || (copy.runs.size() == 1 && copy.runs[0].from == 0 &&
+                                 copy.runs[0].to == 0 && copy.runs[0].size == currentHeaderSize));
+}
+
+// Whether the header of `trace`, which is one of `src`, is laid out as here now. Between sets of
+// one layout it is so already, and stays untouched, in the scratch file if need be.
+bool SeisTraceSet::adaptHeader(SeisTraceSet* src, SeisTrace* trace)
+{
+    if (hasLayoutOf(src) && trace->traceHeaderSize >= currentHeaderSize)
+        return true;
+
+    touchTrace(scratchManager, trace);
+    SeisTrace adapted(0, currentHeaderSize);
+    if (trace->traceHeader == nullptr || adapted.traceHeader == nullptr)
+        return false;
+    copyHeaderFrom(src, trace, &adapted);
+    std::swap(trace->traceHeader, adapted.traceHeader);
+    std::swap(trace->traceHeaderSize, adapted.traceHeaderSize);
+    std::swap(trace->headerPlace, adapted.headerPlace);
+    return true;
+}
+
+void SeisTraceSet::removeAllTraces()
+{
+    for (int i = getNumberOfTraces() - 1; i >= 0; --i) {
+        SeisTrace* trace = traces[static_cast<std::size_t>(i)];
+        traceLeaves(trace, i, true);
+        delete trace;
+    }
+    traces.clear();
 }
 
 void SeisTraceSet::traceLeaves(SeisTrace* /*trace*/, int /*traceNo*/, bool /*entryStays*/) {}

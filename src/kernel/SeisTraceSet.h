@@ -63,7 +63,7 @@ public:
         int sourceSize = 0;    ///< bytes of a source header that holds all of them
         int targetSize = 0;    ///< bytes of a header here that holds all of them
     };
-    int64_t layoutNumber;  ///< no two layouts, of any sets, have the same
+    int64_t layoutNumber;  ///< sets of different layouts never have the same
     HeaderCopy headerCopy; ///< of the set that was copied from last
     bool layoutExposed; ///< a reference by which places can change at any time has been handed out
 
@@ -153,6 +153,11 @@ public:
     /// order of their names; returns 1.
     int configureByTemplate(int length, int interval, SeisTraceSet* templ);
 
+    /// Takes over length, interval and the very layout of `model`, so that traces can be moved
+    /// between the two as they are. Returns 1, or 0, nothing changed, when this set has attributes
+    /// or traces already.
+    int configureLike(const SeisTraceSet* model);
+
     /// Copies trace `traceNoFrom` of `src` into trace `traceNoTo` here, always with its flag. The
     /// header is copied attribute by attribute into a cleared header (attributes that differ in
     /// type or size between the sets are skipped), samples from the start, as many as both sets and
@@ -163,6 +168,17 @@ public:
     /// Moves the trace itself here; its entry in `src` becomes null. The header bytes stay as they
     /// are, so both sets should have one layout. Returns 1, or 0 when there is no source trace.
     int moveFromTrace(SeisTraceSet* src, int traceNoFrom, int traceNoTo);
+
+    /// What `copyFromTrace` of header and samples gives here, at the cost of a move where that is
+    /// possible: the trace itself comes here, its header is laid out as here, and its entry in
+    /// `src` becomes null. Where the trace must stay (other consumers of `src` wait for it, or it
+    /// has another length than traces here), it is copied. Returns 1, or 0, nothing changed, when
+    /// there is no such source trace (none is created), `traceNoTo` is negative, or there is no
+    /// memory for the header.
+    int transferFromTrace(SeisTraceSet* src, int traceNoFrom, int traceNoTo);
+
+    /// Destroys all traces, without reading those back that were paged out.
+    void removeAllTraces();
 
 protected:
     /// `trace` (null where it has been moved away) leaves entry `traceNo`: it has been moved to
@@ -184,6 +200,8 @@ private:
     traceAttIdent& place(const std::string& name);
     void copyHeaderFrom(SeisTraceSet* src, SeisTrace* from, SeisTrace* to);
     const HeaderCopy& headerCopyFrom(SeisTraceSet* src);
+    bool hasLayoutOf(SeisTraceSet* src);
+    bool adaptHeader(SeisTraceSet* src, SeisTrace* trace);
 };
 
 #endif

@@ -97,6 +97,14 @@ int knl_getStrModuleParameterN(const char* attKey, char* var, int n);
  */
 void knl_setModuleProcessingOption(const char* option, int value);
 
+/** Read a processing option of the running module.
+ *
+ * @param option      option name
+ * @param[out] value  its value, converted; untouched when the result is 0
+ * @return 1 when the option is set, else 0
+ */
+int knl_getModuleProcessingOption(const char* option, int* value);
+
 /* ------------------------------------------------------------------------------------ groups */
 
 /** The number of rows (repetitions) of a group; 0 for a null handle. */
@@ -461,6 +469,16 @@ int knl_bldWorkTraceBuffer(int channel, int traceLength, int sampleInterval, int
                            void* templ);
 /** @} */
 
+/** Gives a work buffer the trace length, the sample interval and the very header layout of another
+ * trace set, so that traces can be moved between the two without a change of their headers.
+ *
+ * @param channel  number of the work buffer, from 0
+ * @param model    handle of the other set
+ * @return 0 on success; 1, nothing changed, when the work buffer has attributes or traces already,
+ *         for a null handle, for a negative number, or when no module is running
+ */
+int knl_bldWorkTraceBufferLike(int channel, void* model);
+
 /* -------------------------------------------------------------------------------- trace sets */
 
 /** Copy a trace into a trace of another set: with `copyHeader`, the header is cleared and gets
@@ -490,6 +508,33 @@ int knl_mcopyTraceToTrace(void* traceFrom, void* traceTo, int copyHeader, int co
  * is made), when `traceNoTo` is negative, or when a handle is null
  */
 int knl_moveTraceToTrace(void* traceFrom, void* traceTo, int traceNoFrom, int traceNoTo);
+
+/** What knl_mcopyTraceToTrace() of header and samples gives, without copying where that is possible:
+ * the trace itself goes into the other set, its header is laid out as there, and the source keeps
+ * an empty place under the trace's number. Where the trace must stay, it is copied: while other
+ * modules have yet to take it from a shared input, and where the lengths differ. After the call,
+ * the source trace is not to be used in either case.
+ *
+ * @return 1 when done; 0, with both sets as they were, when there is no such source trace (none is
+ *         made), when `traceNoTo` is negative, when a handle is null, or when there is no memory
+ *         for the header
+ */
+int knl_transferTraceToTrace(void* traceFrom, void* traceTo, int traceNoFrom, int traceNoTo);
+
+/** Destroys trace `traceNo` (from 0) of a work buffer, or takes away the empty place of one that has
+ * been moved; later traces move down.
+ *
+ * @return 1 when done; 0, nothing changed, when there is no such place, for a null handle, and for
+ *         an input or an output, whose traces are the scheduler's to take
+ */
+int knl_removeTrace(void* traceSet, int traceNo);
+
+/** Destroys all traces of all work buffers of the running module; the buffers stay. To be called in
+ * `postprocess_`: the job deletes the buffers and not their traces.
+ *
+ * @return how many places for traces the buffers had; 0 when no module is running
+ */
+int knl_removeWorkTraces(void);
 
 /** Points `*samples` at the samples of trace `traceNo` (from 0), in place; a missing trace is made.
  * The address is valid while the set is unchanged and no other trace has pushed this one out to

@@ -253,6 +253,23 @@ TEST_F(DataChannelTest, TraceStaysUntilTheLastConsumerHasTakenIt)
     EXPECT_EQ(tracesAlive(), 1u);
 }
 
+TEST_F(DataChannelTest, TransferOfATraceThatOthersWaitForCopies)
+{
+    attachConsumers();
+    Owning<SeisTraceSet> work;
+    SeisTrace* trace = channel.getTrace(0, false);
+
+    EXPECT_EQ(work.transferFromTrace(&channel, 0, 0), 1);
+    EXPECT_EQ(channel.getTrace(0, false), trace);
+    EXPECT_NE(work.getTrace(0, false), trace);
+
+    channel.removeInputTrace(&a, 0);
+    EXPECT_EQ(work.transferFromTrace(&channel, 0, 1), 1);
+    EXPECT_EQ(work.getTrace(1, false), trace) << "the last consumer takes the trace itself";
+    channel.removeInputTrace(&b, 0);
+    EXPECT_EQ(channel.getNumberOfTraces(), 0);
+}
+
 TEST_F(DataChannelTest, NumberIsThatOfTheChannelAndNotOfTheQueue)
 {
     attachConsumers();

@@ -11,6 +11,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <memory>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -118,6 +119,22 @@ TEST_F(FacadeBuffersTest, HandlesAreTheModulesTraceSets)
     EXPECT_EQ(getOutputTraceBuffer(0), static_cast<SeisTraceSet*>(&output));
     EXPECT_EQ(getWorkTraceBuffer(2), module.getWorkTraceBuffer(2));
     EXPECT_EQ(module.getNumberOfWorkTraceBuffers(), 3);
+}
+
+TEST_F(FacadeBuffersTest, WorkBuffersAreEmptiedAndNothingElse)
+{
+    setNumberOfTraces(getWorkTraceBuffer(0), 2);
+    setNumberOfTraces(getWorkTraceBuffer(2), 1);
+    setNumberOfTraces(getInputTraceBuffer(0), 1);
+
+    EXPECT_EQ(removeWorkTraces(), 3);
+
+    EXPECT_EQ(getNumberOfTraces(getWorkTraceBuffer(0)), 0);
+    EXPECT_EQ(getNumberOfTraces(getWorkTraceBuffer(2)), 0);
+    EXPECT_EQ(getNumberOfTraces(getInputTraceBuffer(0)), 1);
+    EXPECT_EQ(removeWorkTraces(), 0);
+    run(nullptr);
+    EXPECT_EQ(removeWorkTraces(), 0);
 }
 
 TEST_F(FacadeBuffersTest, BuffersThatDoNotExistAreNull)
@@ -283,6 +300,34 @@ TEST_F(FacadeTraceSetTest, MoveLeavesAnEmptyPlaceInTheFirstSet)
     EXPECT_EQ(traceSet.getTrace(0, false), nullptr);
     EXPECT_EQ(moveTraceToTrace(&traceSet, &other, 0, 0), 0) << "nothing there any more";
     EXPECT_EQ(copyTraceToTrace(&traceSet, &other, 1, 1, 0, 0), 0);
+}
+
+TEST_F(FacadeTraceSetTest, RemoveTraceTakesTracesAndEmptyPlacesAway)
+{
+    setNumberOfTraces(&traceSet, 3);
+    SeisTrace* last = traceSet.getTrace(2, false);
+    EXPECT_EQ(transferTraceToTrace(&traceSet, &other, 0, 0), 1);
+
+    EXPECT_EQ(removeTrace(&traceSet, 0), 1);
+    EXPECT_EQ(removeTrace(&traceSet, 0), 1);
+
+    EXPECT_EQ(getNumberOfTraces(&traceSet), 1);
+    EXPECT_EQ(traceSet.getTrace(0, false), last);
+    EXPECT_EQ(removeTrace(&traceSet, 1), 0);
+    EXPECT_EQ(removeTrace(&traceSet, -1), 0);
+    EXPECT_EQ(removeTrace(nullptr, 0), 0);
+    EXPECT_EQ(getNumberOfTraces(&traceSet), 1);
+}
+
+TEST_F(FacadeTraceSetTest, TracesOfChannelsAreTheSchedulersToRemove)
+{
+    DataChannel channel;
+    setNumberOfTraces(&channel, 1);
+    const std::unique_ptr<SeisTrace> trace(channel.getTrace(0, false));
+
+    EXPECT_EQ(removeTrace(&channel, 0), 0);
+
+    EXPECT_EQ(getNumberOfTraces(&channel), 1);
 }
 
 TEST_F(FacadeTraceSetTest, DataChannelFlagReadsTheFirstTraceAndMarksTheLast)

@@ -1143,6 +1143,158 @@ TEST_F(SeisTraceSetTest, NoSourceSetMeansNoSourceTrace)
     EXPECT_EQ(set.moveFromTrace(nullptr, 0, 0), 0);
 }
 
+// ---- Transfers ----
+
+TEST_F(SeisTraceSetTest, TransferBetweenSetsOfOneLayoutMovesTheTrace)
+{
+    for (SeisTraceSet* one : {static_cast<SeisTraceSet*>(&set), static_cast<SeisTraceSet*>(&other)})
+    {
+        one->setTraceLength(3);
+        one->defineAttribute("int");
+        one->defineAttribute("double");
+    }
+    addTraces(other, 2);
+    other.setAttribute("double", UniVar(2.5), 1);
+    SeisTrace* trace = other.getTrace(1, false);
+    const unsigned char* header = trace->traceHeader;
+
+    EXPECT_EQ(set.transferFromTrace(&other, 1, 0), 1);
+
+    EXPECT_EQ(set.getTrace(0, false), trace);
+    EXPECT_EQ(trace->traceHeader, header) << "not copied";
+    EXPECT_EQ(set.getAttribute("double", 0).getF64Value(), 2.5);
+    EXPECT_EQ(trace->traceFlag, 2);
+    EXPECT_EQ(other.getTrace(1, false), nullptr);
+    EXPECT_EQ(other.getNumberOfTraces(), 2);
+}
+
+TEST_F(SeisTraceSetTest, TransferLaysTheHeaderOutAnew)
+{
+    set.setTraceLength(3);
+    other.setTraceLength(3);
+    set.defineAttribute("double");
+    set.defineAttribute("mine");
+    set.defineAttribute("int");
+    other.defineAttribute("int");
+    other.defineAttribute("double");
+    other.defineAttribute("theirs");
+    addTraces(other, 1);
+    other.setAttribute("int", UniVar(7), 0);
+    other.setAttribute("double", UniVar(2.5), 0);
+    other.setAttribute("theirs", UniVar(9), 0);
+    SeisTrace* trace = other.getTrace(0, false);
+
+    EXPECT_EQ(set.transferFromTrace(&other, 0, 0), 1);
+
+    ASSERT_EQ(set.getTrace(0, false), trace);
+    EXPECT_EQ(set.getAttribute("int", 0).getI32Value(), 7);
+    EXPECT_EQ(set.getAttribute("double", 0).getF64Value(), 2.5);
+    EXPECT_EQ(set.getAttribute("theirs", 0).getI32Value(), 9) << "defined by the transfer";
+    EXPECT_EQ(set.getAttribute("mine", 0).getI32Value(), 0);
+    EXPECT_EQ(trace->traceSamples[2], 1.0F);
+}
+
+TEST_F(SeisTraceSetTest, SetThatIsConfiguredLikeAnotherHasItsLayout)
+{
+    set.setTraceLength(3);
+    set.setTraceSampleInterval(2000);
+    set.defineAttribute("int"); // not in the order of the names
+    set.defineAttribute("double");
+    set.defineAttribute("a");
+
+    EXPECT_EQ(other.configureLike(&set), 1);
+
+    EXPECT_EQ(other.getTraceLength(), 3);
+    EXPECT_EQ(other.getTraceSampleInterval(), 2000);
+    EXPECT_EQ(other.currentHeaderSize, set.currentHeaderSize);
+    for (const char* name : {"int", "double", "a"})
+        EXPECT_EQ(other.attrDefs[name].offset, set.attrDefs[name].offset) << name;
+    EXPECT_EQ(other.configureLike(&set), 0) << "it has attributes";
+
+    other.setAttribute("int", UniVar(7), 0);
+    const unsigned char* header = other.getTrace(0, false)->traceHeader;
+    EXPECT_EQ(set.transferFromTrace(&other, 0, 0), 1);
+    EXPECT_EQ(set.getTrace(0, false)->traceHeader, header);
+
+    // From here on the two layouts differ.
+    other.defineAttribute("late");
+    other.setAttribute("late", UniVar(8), 1);
+    EXPECT_EQ(set.transferFromTrace(&other, 1, 1), 1);
+    EXPECT_EQ(set.getAttribute("late", 1).getI32Value(), 8);
+}
+
+TEST_F(SeisTraceSetTest, TransferOfATraceOfAnotherLengthCopies)
+{
+    set.setTraceLength(2);
+    other.setTraceLength(3);
+    addTraces(other, 1);
+
+    EXPECT_EQ(set.transferFromTrace(&other, 0, 0), 1);
+
+    EXPECT_EQ(samplesOf(set, 0), (std::vector<float>{1, 1}));
+    EXPECT_NE(set.getTrace(0, false), other.getTrace(0, false));
+    EXPECT_NE(other.getTrace(0, false), nullptr);
+}
+
+TEST_F(SeisTraceSetTest, TransferOfWhatDoesNotExistChangesNothing)
+{
+    addTraces(other, 1);
+    for (const auto& [from, to] : {std::pair(1, 0), std::pair(-1, 0), std::pair(0, -1)}) {
+        EXPECT_EQ(set.transferFromTrace(&other, from, to), 0);
+        EXPECT_EQ(set.getNumberOfTraces(), 0);
+        EXPECT_EQ(other.getNumberOfTraces(), 1);
+    }
+    EXPECT_EQ(set.transferFromTrace(nullptr, 0, 0), 0);
+}
+
+TEST_F(SeisTraceSetTest, TransferLeavesAPagedOutTraceOfTheSameLayoutInTheFile)
+{
+    ScratchManager::MAX_TRACES_IN_SCRATCH_V = 1;
+    set.setTraceLength(3);
+    other.setTraceLength(3);
+    other.setSamples(std::vector<float>{1, 2, 3}.data(), 0);
+    other.getTrace(1, true);
+    ASSERT_GE(other.getTrace(0, false)->traceOffset, 0) << "paged out";
+
+    EXPECT_EQ(set.transferFromTrace(&other, 0, 0), 1);
+
+    EXPECT_GE(set.getTrace(0, false)->traceOffset, 0);
+    EXPECT_EQ(samplesOf(set, 0), (std::vector<float>{1, 2, 3}));
+}
+
+TEST_F(SeisTraceSetTest, TransferOfAPagedOutTraceOfAnotherLayoutReadsItBack)
+{
+    ScratchManager::MAX_TRACES_IN_SCRATCH_V = 1;
+    set.setTraceLength(3);
+    other.setTraceLength(3);
+    set.defineAttribute("double");
+    other.setSamples(std::vector<float>{1, 2, 3}.data(), 0);
+    other.setAttribute("int", UniVar(7), 0);
+    other.getTrace(1, true);
+    ASSERT_GE(other.getTrace(0, false)->traceOffset, 0) << "paged out";
+
+    EXPECT_EQ(set.transferFromTrace(&other, 0, 0), 1);
+
+    EXPECT_EQ(samplesOf(set, 0), (std::vector<float>{1, 2, 3}));
+    EXPECT_EQ(set.getAttribute("int", 0).getI32Value(), 7);
+}
+
+TEST_F(SeisTraceSetTest, RemovingAllTracesFreesTheirMemory)
+{
+    const auto before = job().totalJobMemoryUsed;
+    set.setTraceLength(100);
+    other.setTraceLength(100);
+    set.setNumberOfTraces(5);
+    other.moveFromTrace(&set, 2, 0);
+    EXPECT_GT(job().totalJobMemoryUsed, before);
+
+    set.removeAllTraces();
+    other.removeAllTraces();
+
+    EXPECT_EQ(set.getNumberOfTraces(), 0);
+    EXPECT_EQ(job().totalJobMemoryUsed, before);
+}
+
 TEST_F(SeisTraceSetTest, DestructorLeavesTheTracesAlive)
 {
     OwnedTrace trace;

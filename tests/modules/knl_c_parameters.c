@@ -301,6 +301,7 @@ int preprocess_(void)
 {
     void* group = NULL;
     void* library = NULL;
+    int option = -7;
 
     read_module_parameters();
     convert_module_parameters();
@@ -313,7 +314,11 @@ int preprocess_(void)
     read_library(library);
     write_library(library);
     /* The job's test finds this option on the module. */
+    CHECK_INT(0, knl_getModuleProcessingOption("C OPTION", &option));
+    CHECK_INT(-7, option);
     knl_setModuleProcessingOption("C OPTION", 17);
+    CHECK_INT(1, knl_getModuleProcessingOption("C OPTION", &option));
+    CHECK_INT(17, option);
     return 0;
 }
 

@@ -166,6 +166,12 @@ static void build_buffers(void)
     CHECK_INT(0, knl_getNumberOfTraces(work));                    /* none of the five */
     CHECK_INT(1, knl_getI32TraceAttribute(work, "number", &i32)); /* from the template */
     CHECK_INT(0, i32);
+    CHECK_INT(0, knl_bldWorkTraceBufferLike(7, out));
+    CHECK_INT(0, knl_getWorkTraceBuffer(&work, 7));
+    CHECK_INT(3, knl_getTraceLength(work));
+    CHECK_INT(4000, knl_getTraceSampleInterval(work));
+    CHECK_INT(1, knl_getI32TraceAttribute(work, "number", &i32));
+    CHECK_INT(1, knl_bldWorkTraceBufferLike(7, out)); /* it has attributes */
 }
 
 static void change_geometry(void* set)
@@ -218,6 +224,18 @@ static void copy_and_move(void* set)
     CHECK_REAL(4, samples[3]);
     CHECK_INT(0, knl_moveTraceToTrace(other, set, 2, 2)); /* it is gone from there */
 
+    CHECK_INT(1, knl_transferTraceToTrace(set, other, 2, 3));
+    CHECK_INT(4, knl_getNumberOfTraces(other));
+    knl_getTraceSamples(other, &samples, 3);
+    CHECK_REAL(4, samples[3]);
+    CHECK_INT(0, knl_transferTraceToTrace(set, other, 2, 4)); /* it is gone from there */
+    CHECK_INT(1, knl_removeTrace(other, 2));                  /* an empty place */
+    CHECK_INT(3, knl_getNumberOfTraces(other));
+    knl_getTraceSamples(other, &samples, 2);
+    CHECK_REAL(4, samples[3]);
+    CHECK_INT(0, knl_removeTrace(other, 3));
+    CHECK_INT(1, knl_transferTraceToTrace(other, set, 2, 2));
+
     CHECK_INT(1, knl_clearTraceSet(set));
     CHECK_INT(3, knl_getNumberOfTraces(set));
     CHECK_REAL(0, samples[3]);
@@ -256,6 +274,9 @@ int preprocess_(void)
     knl_setI32TraceAttribute(set, "i32", 42);
     copy_and_move(set);
     flag_traces();
+    CHECK(knl_removeWorkTraces() > 0);
+    CHECK_INT(0, knl_getNumberOfTraces(set));
+    CHECK_INT(0, knl_removeWorkTraces());
     /* Seen in the host's statistics as the module's progress. */
     knl_getOutputTraceBuffer(&out, 0);
     knl_informTotalTracesNumber(out, 4);

@@ -363,11 +363,14 @@ contains
 end module modern_parameter_checks
 
 integer function preprocess()
-  use, intrinsic :: iso_c_binding, only: c_ptr
+  use, intrinsic :: iso_c_binding, only: c_int, c_ptr
+  use checks, only: check
   use modern_parameter_checks
-  use vorn_knl, only: knl_set_module_processing_option
+  use vorn_knl, only: knl_get_module_processing_option, knl_set_module_processing_option
   implicit none
   type(c_ptr) :: group, library
+  integer(c_int) :: option
+  logical :: found
 
   call read_module_parameters(group, library)
   call ask_for_absent_module_parameters()
@@ -377,7 +380,12 @@ integer function preprocess()
   call read_library(library)
   call write_library(library)
   ! The job's test finds this option on the module.
+  option = -7
+  call knl_get_module_processing_option('MODERN OPTION', option, found)
+  call check(.not. found .and. option == -7, 'an option that is not set')
   call knl_set_module_processing_option('MODERN OPTION  ', 17)
+  call knl_get_module_processing_option('MODERN OPTION  ', option, found)
+  call check(found .and. option == 17, 'an option that is set')
   preprocess = 0
 end function preprocess
 

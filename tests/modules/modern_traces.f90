@@ -228,7 +228,7 @@ contains
 
   subroutine build_buffers()
     integer(c_int) :: status, number
-    type(c_ptr) :: input, output
+    type(c_ptr) :: input, output, work
 
     call knl_get_input_trace_buffer(input, 1, status)
     call knl_get_output_trace_buffer(output, 1, status)
@@ -246,11 +246,25 @@ contains
     call check_work_set(1, 5, 1)
     call knl_bld_work_trace_buffer(2, 6, 2000, 0, input, status)
     call check_work_set(2, 6, 0)
+    call knl_get_work_trace_buffer(work, 2, status)
+    call build_alike(work)
     call knl_bld_work_trace_buffer_f0(7, 7, 2000, 0, status)
     call check_work_set(7, 7, 1)
     call knl_bld_work_trace_buffer_f1(8, 8, 2000, 0, input, status)
     call check_work_set(8, 8, 0)
   end subroutine build_buffers
+
+  !> A work set of the layout of another.
+  subroutine build_alike(like)
+    type(c_ptr), intent(in) :: like
+    integer(c_int) :: status
+
+    call knl_bld_work_trace_buffer_like(9, like, status)
+    call check_int(0, status, 'status of building a work set like another')
+    call check_work_set(9, 6, 0)
+    call knl_bld_work_trace_buffer_like(9, like, status)
+    call check_int(1, status, 'status of building it again')
+  end subroutine build_alike
 
   subroutine check_work_set(number, length, no_template)
     integer(c_int), intent(in) :: number, length, no_template
@@ -361,6 +375,17 @@ contains
     call knl_move_trace_to_trace(other, set, 3, 3, status)
     call check_int(0, status, 'status of moving a trace that is gone')
 
+    call knl_transfer_trace_to_trace(set, other, 3, 4, status)
+    call check_int(1, status, 'status of transferring trace 3')
+    call knl_get_trace_samples(other, samples, status, 4)
+    call check(all(samples == [10.0, 20.0, 30.0, -1.0]), 'samples that were transferred')
+    call knl_remove_trace(other, 3, status)
+    call check_int(1, status, 'status of removing an empty place')
+    call knl_remove_trace(other, 4, status)
+    call check_int(0, status, 'status of removing a trace that does not exist')
+    call knl_transfer_trace_to_trace(other, set, 3, 3, status)
+    call check_int(1, status, 'status of transferring trace 3 back')
+
     call knl_clear_trace_set(set, status)
     call check(status == 1 .and. all(samples == 0), 'samples after clearing')
   end subroutine copy_traces
@@ -414,11 +439,12 @@ end module modern_trace_checks
 
 integer function preprocess()
   use, intrinsic :: iso_c_binding, only: c_int, c_ptr
+  use checks, only: check_int
   use modern_trace_checks
   use vorn_knl
   implicit none
   type(c_ptr) :: set, other
-  integer(c_int) :: status
+  integer(c_int) :: status, traces
 
   call query_schema()
   call find_buffers()
@@ -435,6 +461,9 @@ integer function preprocess()
   call knl_get_work_trace_buffer(set, 6, status)
   call flag_traces(set)
   call flag_channel()
+  call knl_remove_work_traces()
+  call knl_get_number_of_traces(other, traces, status)
+  call check_int(0, traces, 'traces of a work set after all were removed')
   preprocess = 0
 end function preprocess
 

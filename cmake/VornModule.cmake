@@ -17,10 +17,10 @@
 # compilation; a changed manifest makes them anew. A VORN that was built without its host cannot read
 # manifests: it makes nothing, and only modules that ask for these sources fail to compile.
 #
-# C and C++ sources find the kit, vorn_kit.h and vorn_kit.hpp, which know the module by the macro
-# VORN_MODULE_NAME. Fortran sources can `use vorn_knl` and `use vorn_kit`, which are compiled once per
-# project with the project's compiler; a Fortran module without a `preprocess` of its own gets the entry
-# points of the kit, which call its `vorn_new_module`.
+# C and C++ sources find the kit, vorn_kit.h and vorn_kit.hpp, vorn_stream.h and vorn_stream.hpp, which
+# know the module by the macro VORN_MODULE_NAME. Fortran sources can `use vorn_knl`, `use vorn_kit` and
+# `use vorn_stream`, which are compiled once per project with the project's compiler; a Fortran module
+# without a `preprocess` of its own gets the entry points of the kit, which call its `vorn_new_module`.
 
 set(VORN_MODULE_CMAKE_DIR ${CMAKE_CURRENT_LIST_DIR})
 set(VORN_MODULE_OUTPUT_DIR ${CMAKE_BINARY_DIR}/vorn_home/lib

@@ -79,6 +79,10 @@ module vorn_kit
     procedure(vorn_step), deferred :: prepare
     procedure(vorn_step), deferred :: process
     procedure :: finish => finish_nothing
+    !> For other forms of a module: what follows `prepare`, and what precedes the release of a state
+    !> whose procedure has failed.
+    procedure :: begin => ask_for_end
+    procedure :: give_up => finish_nothing
   end type vorn_module
 
   abstract interface
@@ -93,6 +97,7 @@ module vorn_kit
   ! What the address that the kernel keeps points to.
   type :: kept_module
     class(vorn_module), pointer :: state => null()
+    logical :: passes_end = .false. ! the kit has asked for calls at the end of the inputs
   end type kept_module
 
   public :: vorn_preprocess, vorn_process, vorn_postprocess
@@ -204,6 +209,7 @@ contains
       return
     end if
     call state%prepare(good)
+    if (good) call state%begin(good)
     if (.not. good) call release()
   end function vorn_preprocess
 
@@ -214,7 +220,13 @@ contains
     vorn_process = 0
     kept => find_kept()
     good = associated(kept)
-    if (good) call kept%state%process(good)
+    if (good) then
+      if (kept%passes_end) then
+        if (has_passed_end()) return
+      end if
+      call kept%state%process(good)
+      if (.not. good) call kept%state%give_up()
+    end if
     if (good) return
     ! Do not ask again, not even when the inputs have ended.
     call release()
@@ -239,10 +251,52 @@ contains
     end associate
   end subroutine finish_nothing
 
+  ! A module that did not ask for calls at the end of its inputs gives one trace for each. The kit asks
+  ! in its place, to pass the end on where no marked trace does that: of an input without traces.
+  subroutine ask_for_end(state, good)
+    class(vorn_module), intent(inout) :: state
+    logical, intent(inout) :: good
+    type(kept_module), pointer :: kept
+    type(c_ptr) :: set
+    integer(c_int) :: asked, no_input, no_output
+    logical :: found
+
+    associate (unused => state, unused_too => good)
+    end associate
+    call knl_get_input_trace_buffer(set, 1, no_input)
+    call knl_get_output_trace_buffer(set, 1, no_output)
+    asked = 0
+    call knl_get_module_processing_option('RespectEOD', asked, found)
+    if (no_input /= 0 .or. no_output /= 0 .or. asked /= 0) return
+    kept => find_kept()
+    kept%passes_end = .true.
+    call knl_set_module_processing_option('RespectEOD', 1)
+  end subroutine ask_for_end
+
+  ! Whether this call is one at the end of the inputs; it is then done.
+  logical function has_passed_end()
+    type(c_ptr) :: input
+    integer(c_int) :: channel, traces, status
+
+    has_passed_end = .false.
+    channel = 1
+    do
+      call knl_get_input_trace_buffer(input, channel, status)
+      if (status /= 0) return
+      call knl_get_number_of_traces(input, traces, status)
+      if (traces == 0) exit
+      channel = channel + 1
+    end do
+    has_passed_end = .true.
+    call vorn_keep_empty_inputs()
+    call vorn_end_outputs()
+  end function has_passed_end
+
   subroutine release()
     type(kept_module), pointer :: kept
     logical :: good
 
+    call knl_remove_work_traces()
     kept => find_kept()
     if (.not. associated(kept)) return
     deallocate (kept%state)

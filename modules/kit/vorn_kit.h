@@ -356,6 +356,36 @@ static inline void vorn_end_module(void)
     vorn_end_outputs();
 }
 
+/* What the entry points do after prepare: a module that did not ask for calls at the end of its
+ * inputs gives one trace for each. The kit asks in its place, to pass the end on where no marked
+ * trace does that: of an input without traces. */
+static inline void vorn_ask_for_end(void)
+{
+    void* set;
+    int asked = 0;
+
+    if (knl_getInputTraceBuffer(&set, 0) != 0 || knl_getOutputTraceBuffer(&set, 0) != 0 ||
+        (knl_getModuleProcessingOption("RespectEOD", &asked) != 0 && asked != 0))
+        return;
+    if (knl_setModuleResource("ends by the kit", set) != 0)
+        knl_setModuleProcessingOption("RespectEOD", 1);
+}
+
+/* Whether this call is one at the end of the inputs that the kit has asked for; it is then done. */
+static inline bool vorn_pass_end(void)
+{
+    void* set;
+    int channel = 0;
+
+    while (knl_getInputTraceBuffer(&set, channel) == 0 && knl_getNumberOfTraces(set) > 0)
+        ++channel;
+    if (set == NULL || knl_getModuleResource("ends by the kit", &set) == 0)
+        return false;
+    vorn_keep_empty_inputs();
+    vorn_end_outputs();
+    return true;
+}
+
 /* -------------------------------------------------------------------------------- entry points */
 
 #ifndef __cplusplus
@@ -366,7 +396,9 @@ static inline void vorn_end_module(void)
  * from four functions of the module:
  *
  * - `bool prepare(state*)`, once before the first trace; the state is zero-filled memory
- * - `bool process(state*)`, whenever each input has a trace
+ * - `bool process(state*)`, whenever each input has a trace. Gives one trace for each that it
+ * takes, with its flag: see vorn_pass_trace(). Modules that give more or fewer are easier to write
+ * with vorn_stream.h.
  * - `void finish(state*)`, after the last trace
  * - `void release(state*)`, at the very end: frees what the state holds, whatever happened
  *
@@ -378,6 +410,7 @@ static inline void vorn_end_module(void)
     {                                                                                              \
         state* kept = vorn_state();                                                                \
                                                                                                    \
+        knl_removeWorkTraces();                                                                    \
         if (kept == NULL)                                                                          \
             return;                                                                                \
         release(kept);                                                                             \
@@ -392,6 +425,8 @@ static inline void vorn_end_module(void)
         vorn_keep_state(kept);                                                                     \
         if (kept != NULL && !prepare(kept))                                                        \
             vorn_release();                                                                        \
+        else                                                                                       \
+            vorn_ask_for_end();                                                                    \
         return 0;                                                                                  \
     }                                                                                              \
                                                                                                    \
@@ -399,7 +434,7 @@ static inline void vorn_end_module(void)
     {                                                                                              \
         state* kept = vorn_state();                                                                \
                                                                                                    \
-        if (kept != NULL && process(kept))                                                         \
+        if (kept != NULL && (vorn_pass_end() || process(kept)))                                    \
             return 0;                                                                              \
         vorn_release();                                                                            \
         vorn_end_module();                                                                         \

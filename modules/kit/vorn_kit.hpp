@@ -119,6 +119,7 @@ void destroyState() noexcept
         return;
     }
     delete kept;
+    knl_removeWorkTraces();
 }
 
 /// Runs `action`. What it throws becomes the failure of the module. Its state is destroyed first:
@@ -154,6 +155,7 @@ int preprocess(Prepare prepare)
         auto made = prepare();
         vorn_keep_state(made.get()); // may find no memory: only then is it the kernel's
         static_cast<void>(made.release());
+        vorn_ask_for_end();
     });
     return 0;
 }
@@ -162,7 +164,10 @@ template <typename State>
 int process(void (*action)(State&))
 {
     if (State* kept = state<State>())
-        guarded<State>([&] { action(*kept); });
+        guarded<State>([&] {
+            if (!vorn_pass_end())
+                action(*kept);
+        });
     if (vorn_state() == nullptr)
         vorn_end_module();
     return 0;
@@ -180,7 +185,8 @@ int postprocess(void (*action)(State&))
 
 } // namespace vorn_kit
 
-/// Defines preprocess_, process_ and postprocess_ from three functions:
+/// Defines preprocess_, process_ and postprocess_ from three functions of a module that gives one
+/// trace for each that it takes, with its flag (others are easier to write with vorn_stream.hpp):
 /// `std::unique_ptr<State> prepare()`, `void process(State&)` and `void finish(State&)`.
 #define VORN_MODULE(prepare, process, finish)                                                      \
     extern "C" int preprocess_()                                                                   \

@@ -103,5 +103,6 @@ int process_(void)
 
 int postprocess_(void)
 {
+    knl_removeWorkTraces();
     return 0;
 }

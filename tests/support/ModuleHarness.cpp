@@ -70,13 +70,11 @@ int onCommand(const char* text, void* recorder)
     return 0;
 }
 
-// Neither the job nor trace sets destroy the traces that are left in the end, such as those of work
-// buffers.
+// The traces that no module has read: neither the job nor the channel destroys them. Those of work
+// buffers are the module's to destroy.
 void removeTraces(const ModuleEntity& module)
 {
-    std::vector<SeisTraceSet*> sets = module.workTraceSets;
-    sets.insert(sets.end(), module.outputDataChannels.begin(), module.outputDataChannels.end());
-    for (SeisTraceSet* set : sets) {
+    for (SeisTraceSet* set : module.outputDataChannels) {
         while (set->getNumberOfTraces() > 0)
             set->removeTrace(0);
     }
@@ -232,7 +230,10 @@ std::vector<std::string> HarnessResult::messagesOf(int type, const std::string& 
 {
     std::vector<std::string> texts;
     for (const HarnessMessage& message : messages) {
-        const bool wanted = module.empty() ? message.module != "Kernel" : message.module == module;
+        // The kernel announces its phases under the name of the module that has run last.
+        const bool isBanner = message.text.rfind("**********", 0) == 0;
+        const bool wanted =
+            !isBanner && (module.empty() ? message.module != "Kernel" : message.module == module);
         if (message.type == type && wanted)
             texts.push_back(message.text);
     }

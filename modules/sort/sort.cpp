@@ -58,10 +58,10 @@ void checkMemory(const State& state)
     if (state.values.size() + state.keys.size() <= state.values.capacity())
         return;
     const auto values = static_cast<int64_t>(state.values.size() + state.keys.size());
-    vorn_kit::allowMemory(
-        state.memoryLimit, 3 * values * static_cast<int64_t>(sizeof(double)),
-        "sorting more than " + std::to_string(getNumberOfTraces(state.collection)) + " traces",
-        "sort parts of them");
+    vorn_kit::allowMemory(state.memoryLimit, 3 * values * static_cast<int64_t>(sizeof(double)),
+                          "sorting more than " +
+                              std::to_string(getNumberOfTraces(state.collection)) + " traces",
+                          "sort parts of them");
 }
 
 void onTrace(State& state, Stream& io)

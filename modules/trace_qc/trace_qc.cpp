@@ -1,15 +1,15 @@
 // trace_qc: measures traces, and flags bad ones.
 //
-// A trace is weak, noisy or reversed only in comparison with others. So traces wait in a work
-// buffer until their gather is complete (the kernel pages out what exceeds the job's limit of
-// resident traces), are classified, and are written one per call with the results in their headers.
-// Samples are never changed. Without an output, the gather is dropped after that.
+// A trace is weak, noisy or reversed only in comparison with others. So traces wait in a queue
+// until their gather is complete (the kernel pages out what exceeds the job's limit of resident
+// traces), are classified, and go on with the results in their headers. Samples are never changed.
+// Without an output, the gather is dropped after that.
 #include "MOXKernel.h"
 #include "gather_measures.h"
 #include "level_curve.h"
 #include "trace_measures.h"
 #include "trace_qc_parameters.hpp"
-#include "vorn_kit.hpp"
+#include "vorn_stream.hpp"
 
 #include <algorithm>
 #include <array>
@@ -27,8 +27,7 @@ namespace {
 using trace_qc_parameters::Parameters;
 using vorn_kit::fail;
 using vorn_kit::message;
-
-constexpr int collection = 0; // the work buffer
+using vorn_kit::Stream;
 
 // ---- Flags ----
 
@@ -142,12 +141,9 @@ struct State
     FrequencyMeter meter;
     Correlator correlator;
 
-    std::vector<Measures> gather; // in the order of the work buffer
-    double key = 0;               // of the gather
-    bool isEmitting = false;
-    std::size_t next = 0;              // in `gather`, to be emitted
-    bool currentIsCollected = false;   // the trace that is kept in the input
-    bool hasEnded = false;             // no trace will come after this gather
+    void* collection = nullptr;        // the queue of the gather's traces
+    std::vector<Measures> gather;      // in the order of the queue
+    double key = 0;                    // of the gather
     std::vector<const char*> writable; // the results that the schema knows
     Findings found;
 };
@@ -170,25 +166,19 @@ void defineResults(State& state, void* set)
     }
 }
 
-std::unique_ptr<State> prepare()
+std::unique_ptr<State> prepare(Stream& io)
 {
     void* in = vorn_kit::requiredInput();
     // The modules before this one have described their outputs by now.
+    void* out = vorn_build_output(0, in);
     const int length = getTraceLength(in);
-    const int interval = getTraceSampleInterval(in);
-    void* out = bldOutputTraceBuffer(0, length, interval, in);
     const Parameters set = readSettings();
     vorn_kit::allowMemory(set.memory_limit, measuringBytes(length, set.neighbours, set.max_gather),
                           "measuring traces of " + std::to_string(length) + " samples",
                           "shorten the traces");
-    auto state = std::make_unique<State>(set, length, std::max(interval, 0));
-    void* work = bldWorkTraceBuffer(collection, length, interval, 0, in);
-    defineResults(*state, work);
-    if (out != nullptr) {
-        bldOutputTraceBuffer(0, length, interval, work);
-        // Be called also when the input has ended, to emit what was collected.
-        setModuleProcessingOption("RespectEOD", UniVar(1));
-    }
+    auto state = std::make_unique<State>(set, length, std::max(getTraceSampleInterval(in), 0));
+    defineResults(*state, out);
+    state->collection = io.buildQueue(out != nullptr ? out : in);
     if (state->set.gather != "none" && isTraceAttributeExist(in, state->set.gather.c_str()) == 0)
         message(VORN_INFORMATION, "the traces have no header word \"" + state->set.gather +
                                       "\"; gathers are taken to have " +
@@ -256,24 +246,24 @@ Measures measure(State& state, std::span<const float> samples)
 
 std::span<const float> samplesOf(const State& state, int trace)
 {
-    const float* samples = getTraceSamples(getWorkTraceBuffer(collection), trace);
+    const float* samples = getTraceSamples(state.collection, trace);
     if (samples == nullptr)
         return {};
     return {samples, static_cast<std::size_t>(state.length)};
 }
 
-void collect(State& state, void* in)
+void collect(State& state, Stream& io)
 {
-    const int place = static_cast<int>(state.gather.size());
-    copyTraceToTrace(in, getWorkTraceBuffer(collection), 1, 1, 0, place);
+    const auto arrival = state.found.traces + static_cast<std::int64_t>(state.gather.size()) + 1;
+    std::string name = nameOf(io.trace(), arrival);
+    const int place = io.queueTrace(state.collection, io.trace());
     const std::span<const float> samples = samplesOf(state, place);
     if (samples.empty() && state.length > 0)
         fail("not enough memory for a gather of " + std::to_string(place + 1) +
              " traces; give the job a lower limit of traces in memory, or "
              "lower max_gather");
     state.gather.push_back(measure(state, samples));
-    state.gather.back().name =
-        nameOf(in, state.found.traces + static_cast<std::int64_t>(state.gather.size()));
+    state.gather.back().name = std::move(name);
 }
 
 // 0 for all traces where no header word separates gathers.
@@ -422,9 +412,9 @@ void judgeGather(State& state)
 
 // ---- Emission ----
 
-void writeResults(const State& state, const Measures& m, void* out, int trace)
+void writeResults(const State& state, const Measures& m, void* trace)
 {
-    setTraceAttribute(out, "qc_flags", UniVar(m.flags), trace);
+    setTraceAttribute(trace, "qc_flags", UniVar(m.flags), 0);
     for (const char* name : state.writable) {
         const std::string wanted = name;
         double value = 0;
@@ -436,86 +426,36 @@ void writeResults(const State& state, const Measures& m, void* out, int trace)
             value = m.levels.mean;
         else if (state.interval > 0)
             value = m.dominant.frequency / state.interval;
-        setTraceAttribute(out, name, UniVar(value), trace);
+        setTraceAttribute(trace, name, UniVar(value), 0);
     }
 }
 
-void emitNext(State& state, void* out)
-{
-    const int from = static_cast<int>(state.next);
-    const int to = getNumberOfTraces(out);
-    copyTraceToTrace(getWorkTraceBuffer(collection), out, 1, 1, from, to);
-    writeResults(state, state.gather[state.next], out, to);
-    const bool isLast = ++state.next == state.gather.size();
-    setDataChannelFlag(out, isLast && state.hasEnded ? VORN_END_OF_DATA : 0);
-    if (isLast) {
-        state.gather.clear();
-        state.isEmitting = false;
-    }
-}
-
-// Emits one trace. The trace of the input stays until those before it have been written and it has
-// been collected itself.
-void emit(State& state, bool hasInput, void* out)
-{
-    emitNext(state, out);
-    if (!hasInput)
-        return;
-    if (state.isEmitting || !state.currentIsCollected)
-        setInputTraceBufferFlag(0, VORN_KEEP_TRACE);
-    else
-        state.currentIsCollected = false;
-}
-
-// The gather is complete: it is classified and its output begins.
-void completeGather(State& state, bool hasInput, void* out)
+// The gather is complete: it is classified and leaves.
+void completeGather(State& state, Stream& io)
 {
     judgeGather(state);
-    if (out == nullptr) {
-        state.gather.clear();
-        return;
-    }
-    state.isEmitting = true;
-    state.next = 0;
-    emit(state, hasInput, out);
+    for (std::size_t i = 0; i < state.gather.size() && io.outputs() > 0; ++i)
+        writeResults(state, state.gather[i],
+                     io.emitTrace(state.collection, 0, static_cast<int>(i)));
+    vorn_clear_queue(state.collection);
+    state.gather.clear();
 }
 
-void processEnd(State& state, void* out)
+void onTrace(State& state, Stream& io)
 {
-    state.hasEnded = true;
-    if (state.gather.empty())
-        setDataChannelFlag(out, VORN_END_OF_DATA);
-    else
-        completeGather(state, false, out);
-}
-
-void process(State& state)
-{
-    void* in = vorn_input(0);
-    void* out = vorn_output(0);
-    vorn_keep_empty_inputs();
-    const bool hasInput = getNumberOfTraces(in) > 0;
-    if (state.isEmitting) {
-        emit(state, hasInput, out);
-        return;
-    }
-    if (!hasInput) {
-        processEnd(state, out);
-        return;
-    }
-    const double key = keyOf(state, in);
-    if (!state.gather.empty() && key != state.key) {
-        completeGather(state, true, out);
-        if (out != nullptr)
-            return;
-    }
+    const double key = keyOf(state, io.trace());
+    if (!state.gather.empty() && key != state.key)
+        completeGather(state, io);
     state.key = key;
-    collect(state, in);
-    state.hasEnded = getDataChannelFlag(in) == VORN_END_OF_DATA;
-    if (state.hasEnded || static_cast<int>(state.gather.size()) == state.set.max_gather) {
-        state.currentIsCollected = true;
-        completeGather(state, true, out);
-    }
+    collect(state, io);
+    if (static_cast<int>(state.gather.size()) == state.set.max_gather)
+        completeGather(state, io);
+}
+
+void onEnd(State& state, Stream& io)
+{
+    if (!state.gather.empty())
+        completeGather(state, io);
 }
 
 // ---- After the last trace ----
@@ -674,10 +614,10 @@ void draw(const Findings& found)
         drawMarks(pad, found, style, bottom);
 }
 
-// A gather is left when the module has no output, or the job was stopped.
+// A gather is left when the job was stopped.
 void finish(State& state)
 {
-    if (!state.isEmitting && !state.gather.empty())
+    if (!state.gather.empty())
         judgeGather(state);
     sendSummary(state);
     publish(state.found);
@@ -687,4 +627,4 @@ void finish(State& state)
 
 } // namespace
 
-VORN_MODULE(prepare, process, finish);
+VORN_STREAM_MODULE(prepare, onTrace, onEnd, finish);

@@ -1,21 +1,22 @@
 ! stack: sums consecutive traces that have the same value in a header word.
 !
-! The header of a group's first trace is kept in a work buffer of one trace, of which only the header
-! is used. A call writes one trace at most: the trace that begins a new group has the old one written
-! and is read again in the next call.
+! The first trace of a group is kept in a queue, for its header: it leaves as the group's sum.
 module stack_job
-  use, intrinsic :: iso_c_binding, only: c_double, c_float, c_int, c_int64_t, c_ptr
+  use, intrinsic :: iso_c_binding, only: c_associated, c_double, c_float, c_int, c_int64_t, &
+      c_null_ptr, c_ptr
   use stack_math
   use stack_parameters
   use vorn_kit
   use vorn_knl
+  use vorn_stream
   implicit none
   private
 
   ! What the module keeps from one call to the next.
-  type, extends(vorn_module), public :: stack_state
+  type, extends(vorn_stream_module), public :: stack_state
     type(parameters) :: set
     integer(c_int) :: normalisation      ! one of stack_math's
+    type(c_ptr) :: first = c_null_ptr    ! a queue: the group's first trace
     integer(c_int) :: traces = 0         ! of the group so far
     real(c_double) :: group = 0          ! their value of the header word
     logical :: has_delay = .false.       ! their delay is known
@@ -27,7 +28,8 @@ module stack_job
     integer(c_int), allocatable :: live(:)
   contains
     procedure :: prepare
-    procedure :: process
+    procedure :: on_trace
+    procedure :: on_end
     procedure :: finish
   end type stack_state
 
@@ -40,19 +42,16 @@ contains
     class(stack_state), intent(inout) :: state
     logical, intent(inout) :: good
     type(c_ptr) :: input, output
-    integer(c_int) :: length, interval, status
+    integer(c_int) :: length, status
 
     call vorn_required_input(input, good)
     ! The modules before this one have described their outputs by now.
     if (good) call vorn_build_required_output(input, good)
     if (.not. good) return
     call knl_get_trace_length(input, length, status)
-    call knl_get_trace_sample_interval(input, interval, status)
     call knl_get_output_trace_buffer(output, 1, status)
     call knl_define_trace_attribute(output, 'nhs', status)
-    call knl_bld_work_trace_buffer(1, 1, interval, 1, output, status)
-    ! Be called also when the input has ended, so that a last group is not lost with an unmarked end.
-    call knl_set_module_processing_option('RespectEOD', 1)
+    call vorn_build_queue(state%io, output, state%first)
 
     call read_parameters(state%set, good)
     if (good) call vorn_allow_memory(state%set%memory_limit, 12 * int(length, c_int64_t), &
@@ -84,39 +83,15 @@ contains
         normalise_word(state%set%normalise))
   end subroutine choose_normalisation
 
-  subroutine process(state, good)
+  subroutine on_trace(state, good)
     class(stack_state), intent(inout) :: state
     logical, intent(inout) :: good
-    type(c_ptr) :: input, output
-    integer(c_int) :: pending, status
-
-    call knl_get_input_trace_buffer(input, 1, status)
-    call knl_get_output_trace_buffer(output, 1, status)
-    call vorn_keep_empty_inputs()
-    call knl_get_number_of_traces(input, pending, status)
-    if (pending == 0) then
-      call emit_last(state, output)
-    else
-      call consume(state, input, output, good)
-    end if
-  end subroutine process
-
-  subroutine finish(state)
-    class(stack_state), intent(inout) :: state
-
-    if (.not. vorn_job_has_failed()) call warn_of_groups(state)
-  end subroutine finish
-
-  !> Takes the first trace of `input`, or writes the group before it and takes nothing. `good` is
-  !> false after a message.
-  subroutine consume(state, input, output, good)
-    class(stack_state), intent(inout) :: state
-    type(c_ptr), intent(in) :: input, output
-    logical, intent(inout) :: good
+    type(c_ptr) :: input
     real(c_float), pointer :: samples(:)
     real(c_double) :: group
-    integer(c_int) :: flag, status
+    integer(c_int) :: status
 
+    input = vorn_trace(state%io, 1)
     call knl_get_trace_attribute(input, state%set%key, group, status)
     if (status /= 0) then
       call vorn_fail('the traces have no header word "' // state%set%key // &
@@ -124,15 +99,11 @@ contains
       good = .false.
       return
     end if
-    if (state%traces > 0 .and. group /= state%group) then
-      call emit(state, output, .false.)
-      call knl_set_input_trace_buffer_flag(1, knl_keep_trace)
-      return
-    end if
+    if (state%traces > 0 .and. group /= state%group) call emit(state)
 
     state%taken = state%taken + 1
     if (state%traces == 0) then
-      call begin(state, input, group)
+      call begin_group(state, input, group)
     else
       good = has_group_delay(state, input)
       if (.not. good) return
@@ -143,35 +114,36 @@ contains
     if (status == 0) call stack_add(samples, min(size(samples), size(state%sums)), state%sums, &
         state%live)
     state%traces = state%traces + 1
-    call knl_get_data_channel_flag(input, flag)
-    if (flag == knl_end_of_data) call emit(state, output, .true.)
-  end subroutine consume
+    ! Its samples are in the sum: the trace itself is kept.
+    if (state%traces == 1) call vorn_queue_trace(state%io, state%first, input)
+  end subroutine on_trace
 
-  !> The input has ended without a mark on its last trace.
-  subroutine emit_last(state, output)
+  subroutine on_end(state, good)
     class(stack_state), intent(inout) :: state
-    type(c_ptr), intent(in) :: output
+    logical, intent(inout) :: good
 
-    if (state%traces > 0) call emit(state, output, .true.)
-    call knl_set_data_channel_flag(output, knl_end_of_data)
-  end subroutine emit_last
+    if (good .and. state%traces > 0) call emit(state)
+  end subroutine on_end
 
-  subroutine begin(state, input, group)
+  subroutine finish(state)
+    class(stack_state), intent(inout) :: state
+
+    if (.not. vorn_job_has_failed()) call warn_of_groups(state)
+  end subroutine finish
+
+  subroutine begin_group(state, input, group)
     class(stack_state), intent(inout) :: state
     type(c_ptr), intent(in) :: input
     real(c_double), intent(in) :: group
-    type(c_ptr) :: work
     integer(c_int) :: status
 
-    call knl_get_work_trace_buffer(work, 1, status)
-    call knl_copy_trace_to_trace(input, work, .true., .false., status)
     call knl_get_trace_attribute(input, 'delrt', state%delay, status)
     state%has_delay = status == 0
     call keep_value(state, group)
     state%group = group
     state%sums = 0
     state%live = 0
-  end subroutine begin
+  end subroutine begin_group
 
   !> Whether the first trace of `input` begins when the group does; false after a message.
   logical function has_group_delay(state, input)
@@ -226,24 +198,20 @@ contains
         // 'stacked traces; sort by ' // state%set%key // ' first')
   end subroutine warn_of_groups
 
-  subroutine emit(state, output, is_last)
+  subroutine emit(state)
     class(stack_state), intent(inout) :: state
-    type(c_ptr), intent(in) :: output
-    logical, intent(in) :: is_last
     real(c_float), pointer :: samples(:)
-    type(c_ptr) :: work
-    integer(c_int) :: number, status
+    type(c_ptr) :: trace
+    integer(c_int) :: status
 
-    call knl_get_work_trace_buffer(work, 1, status)
-    call knl_set_trace_attribute(work, 'nhs', state%traces, status)
-    call knl_get_number_of_traces(output, number, status)
-    number = number + 1
-    call knl_copy_trace_to_trace(work, output, .true., .false., status, 1, number)
-    ! The flag that came with the header is that of the group's first trace.
-    call knl_set_data_channel_flag(output, merge(knl_end_of_data, 0_c_int, is_last))
-    call knl_get_trace_samples(output, samples, status, number)
-    if (status == 0) call stack_normalise(state%sums, state%live, &
-        min(size(samples), size(state%sums)), state%traces, state%normalisation, samples)
+    call vorn_emit_trace(state%io, 1, state%first, trace)
+    call vorn_drop_queued(state%first, 1)
+    if (c_associated(trace)) then
+      call knl_set_trace_attribute(trace, 'nhs', state%traces, status)
+      call knl_get_trace_samples(trace, samples, status)
+      if (status == 0) call stack_normalise(state%sums, state%live, &
+          min(size(samples), size(state%sums)), state%traces, state%normalisation, samples)
+    end if
     state%traces = 0
   end subroutine emit
 end module stack_job

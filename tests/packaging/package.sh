@@ -272,6 +272,25 @@ trace: 1.81818 1.87879 1.93939 2
 job finished" libnormalise.so level=2
 }
 
+step_example_stream_c() {
+    build_example stream-c libfold.so
+    expect_output "trace: 30 32 34 36
+trace: 30 31 32 33
+job finished" libfold.so count=2
+}
+
+# It joins inputs, which the host of this test does not; StreamTest runs the same.
+step_example_stream_cpp() {
+    build_example stream-cpp libaverage.so
+}
+
+step_example_stream_fortran() {
+    build_example stream-fortran libdifference.so
+    expect_output "trace: -10 -10 -10 -10
+trace: -10 -10 -10 -10
+job finished" libdifference.so scale=1
+}
+
 # A window of 4 ms holds a sample and its two neighbours.
 step_example_fortran() {
     build_example module-fortran libagc.so

@@ -20,10 +20,12 @@ protected:
     {
         std::filesystem::create_directories(homeDirectory / "lib");
         for (const char* name :
-             {"list_source", "list_step", "list_split", "list_sink", "delay_one", "drop_last",
-              "unmarked_end", "endless_end", "endless_sink", "fail_at_end"})
+             {"list_source", "list_step", "list_stream", "list_split", "list_sink", "delay_one",
+              "drop_last", "unmarked_end", "endless_end", "endless_sink", "fail_at_end"})
             addModule(name);
-        writeFile(homeDirectory / "lib/list_step.yaml", manifest("list_step", "{min: 1, max: 1}"));
+        for (const std::string name : {"list_step", "list_stream"})
+            writeFile(homeDirectory / ("lib/" + name + ".yaml"),
+                      manifest(name, "{min: 1, max: 1}"));
         writeFile(homeDirectory / "lib/list_split.yaml",
                   manifest("list_split", "{min: 1, max: any}"));
         for (const char* name :

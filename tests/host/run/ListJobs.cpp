@@ -167,11 +167,14 @@ void ListJobMaker::addListStep()
     if (first.size() * static_cast<std::size_t>(step.n) > longestList)
         step.n = 1;
 
-    const std::string name = newName("list_step");
+    // By hand and with the kit's stream form: the same lists.
+    const std::string module =
+        step.kind < ListKind::concat && dice.oneIn(2) ? "list_stream" : "list_step";
+    const std::string name = newName(module);
     addModule(name,
-              "list_step" + parameter("kind", static_cast<int>(step.kind)) +
-                  parameter("n", step.n) + parameter("calls", step.calls) +
-                  parameter("scribbles", step.scribbles) + parameter("defines", step.defines),
+              module + parameter("kind", static_cast<int>(step.kind)) + parameter("n", step.n) +
+                  parameter("calls", step.calls) + parameter("scribbles", step.scribbles) +
+                  parameter("defines", step.defines),
               inputs);
     std::vector<List> lists;
     for (const std::size_t input : inputs)

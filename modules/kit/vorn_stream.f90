@@ -210,7 +210,7 @@ contains
 
     if (present(trace)) trace = c_null_ptr
     if (.not. is_output(io, output)) return
-    call make_place(io%outputs(output))
+    call make_place(io%outputs(output), io%has_failed)
     call knl_set_number_of_traces(io%outputs(output)%held, 1, status)
     call hold(io%outputs(output), io%has_failed, trace)
   end subroutine vorn_emit
@@ -237,7 +237,7 @@ contains
         if (has_samples(one%set, place + 1, io%has_failed) .and. present(trace)) trace = from
         return
       end if
-      call make_place(one)
+      call make_place(one, io%has_failed)
       call knl_copy_trace_to_trace(from, one%held, .true., .true., status, which, 1)
       if (status == 1) call hold(one, io%has_failed, trace)
     end associate
@@ -259,7 +259,7 @@ contains
     if (present(trace)) trace = c_null_ptr
     if (.not. (is_output(io, output) .and. has_trace(from, which))) return
     associate (one => io%outputs(output))
-      call make_place(one)
+      call make_place(one, io%has_failed)
       call knl_transfer_trace_to_trace(from, one%held, which, 1, status)
       if (status == 1) then
         call mark_held(one)
@@ -400,22 +400,26 @@ contains
   end function has_samples
 
   ! Empties the place of the trace that was emitted last.
-  subroutine make_place(one)
+  subroutine make_place(one, has_failed)
     type(stream_output), intent(inout) :: one
+    logical, intent(inout) :: has_failed
     integer(c_int) :: length, status
 
-    call give_held(one)
+    call give_held(one, has_failed)
     call knl_get_trace_length(one%set, length, status)
     call knl_set_trace_length(one%held, length, status)
   end subroutine make_place
 
-  subroutine give_held(one)
+  subroutine give_held(one, has_failed)
     type(stream_output), intent(inout) :: one
+    logical, intent(inout) :: has_failed
     integer(c_int) :: traces, status
 
     if (.not. one%is_held) return
     call knl_get_number_of_traces(one%set, traces, status)
     call knl_transfer_trace_to_trace(one%held, one%set, 1, traces + 1, status)
+    if (status /= 1) call note_failure(has_failed, 'not enough memory for the header of a trace; ' // &
+        'give the job a lower limit of traces in memory')
     call knl_remove_trace(one%held, 1, status)
     one%is_held = .false.
   end subroutine give_held
@@ -511,6 +515,7 @@ contains
     call state%on_end(good)
     good = good .and. .not. state%io%has_failed
     if (good) call end_stream(state)
+    good = good .and. .not. state%io%has_failed
   end subroutine process_row
 
   ! Finds the traces of this call; `any_trace` is false when there is none.
@@ -671,7 +676,7 @@ contains
 
     if (.not. allocated(state%io%outputs)) return
     do i = 1, size(state%io%outputs)
-      call give_held(state%io%outputs(i))
+      call give_held(state%io%outputs(i), state%io%has_failed)
     end do
   end subroutine give_all
 end module vorn_stream

@@ -169,11 +169,22 @@ static inline bool vorn_stream_has_samples(vorn_stream* io, void* set, int numbe
     return false;
 }
 
-static inline void vorn_stream_give_held(vorn_stream_output* one)
+/* A failure whose message is sent once; the entry point looks at it. */
+static inline void vorn_stream_fail(vorn_stream* io, const char* text)
+{
+    if (!io->has_failed)
+        vorn_fail("%s", text);
+    io->has_failed = true;
+}
+
+static inline void vorn_stream_give_held(vorn_stream* io, vorn_stream_output* one)
 {
     if (!one->is_held)
         return;
-    knl_transferTraceToTrace(one->held, one->set, 0, knl_getNumberOfTraces(one->set));
+    if (knl_transferTraceToTrace(one->held, one->set, 0, knl_getNumberOfTraces(one->set)) == 0)
+        vorn_stream_fail(io,
+                         "not enough memory for the header of a trace; give the job a lower limit "
+                         "of traces in memory");
     knl_removeTrace(one->held, 0);
     one->is_held = false;
 }
@@ -186,7 +197,7 @@ static inline vorn_stream_output* vorn_stream_place(vorn_stream* io, int output)
     if (output < 0 || output >= io->outputs || io->output == NULL)
         return NULL;
     one = &io->output[output];
-    vorn_stream_give_held(one);
+    vorn_stream_give_held(io, one);
     knl_setTraceLength(one->held, knl_getTraceLength(one->set));
     return one;
 }
@@ -263,10 +274,9 @@ static inline void* vorn_emit_queued(vorn_stream* io, int output, void* from, in
         return NULL;
     if (knl_transferTraceToTrace(from, one->held, number, 0) != 0)
         return vorn_stream_emitted(one);
-    if (!io->has_failed)
-        vorn_fail("a trace cannot be emitted: it was given away before, or there is no memory for "
-                  "its header");
-    io->has_failed = true;
+    vorn_stream_fail(io,
+                     "a trace cannot be emitted: it was given away before, or there is no memory "
+                     "for its header");
     return NULL;
 }
 
@@ -304,10 +314,9 @@ static inline int vorn_queue_trace(vorn_stream* io, void* queue, void* from)
     if (queue == NULL || from == NULL || knl_getNumberOfTraces(from) == 0)
         return -1;
     if (knl_transferTraceToTrace(from, queue, 0, number) == 0) {
-        if (!io->has_failed)
-            vorn_fail("a trace cannot be kept: it was given away before, or there is no memory for "
-                      "its header");
-        io->has_failed = true;
+        vorn_stream_fail(io,
+                         "a trace cannot be kept: it was given away before, or there is no memory "
+                         "for its header");
         return -1;
     }
     knl_setDataChannelFlag(queue, 0);
@@ -416,7 +425,7 @@ static inline void vorn_stream_give_all(vorn_stream* io)
     int i;
 
     for (i = 0; i < io->outputs && io->output != NULL; ++i)
-        vorn_stream_give_held(&io->output[i]);
+        vorn_stream_give_held(io, &io->output[i]);
 }
 
 /* Whether the key of `one` comes before (-1), with (0) or after (1) `key`. */
@@ -578,7 +587,7 @@ static inline bool vorn_stream_process(vorn_stream* io, void* state, vorn_stream
     if (!on_end(state, io) || io->has_failed)
         return false;
     vorn_stream_end_outputs(io);
-    return true;
+    return !io->has_failed;
 }
 
 /* -------------------------------------------------------------------------------- entry points */

@@ -210,7 +210,7 @@ void emitTrace(State& state, void* out)
     state.reader.read(index, state.header.data(), nullptr);
 
     float* samples =
-        state.words.addTrace(out, state.header.data(), state.reader.layout().littleEndian,
+        state.words.addTrace(out, index + 1, state.header.data(), state.reader.layout().littleEndian,
                              state.reader.samplesOf(index));
     if (samples == nullptr)
         fail("not enough memory for trace " + std::to_string(index + 1) + " of " +

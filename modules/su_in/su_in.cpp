@@ -197,7 +197,7 @@ void emitTrace(State& state, void* out)
     SuReader& reader = state.reader;
     reader.read(index, state.header.data(), nullptr);
     float* samples =
-        state.words.addTrace(out, state.header.data(), reader.littleEndian(), reader.samples());
+        state.words.addTrace(out, index + 1, state.header.data(), reader.littleEndian(), reader.samples());
     if (samples == nullptr)
         fail("not enough memory for trace " + std::to_string(index + 1));
     reader.read(index, nullptr, samples);

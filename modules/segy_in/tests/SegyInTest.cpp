@@ -254,6 +254,18 @@ TEST_F(SegyInTest, TracesAreSelectedByNumberRecordAndCdp)
     }
 }
 
+TEST_F(SegyInTest, EveryTraceHasItsNumberInTheFile)
+{
+    harness.define("filetrace", 3);
+    const HarnessResult result = read(ieeeFile(8, 3).bytes(), {{"traces", UniVar("2,5:8:2")}});
+    std::vector<int64_t> numbers;
+    for (const HarnessTrace& trace : result.traces) {
+        EXPECT_EQ(trace.attributes.at("filetrace").getType(), int64Type);
+        numbers.push_back(trace.attributes.at("filetrace").getI64Value());
+    }
+    EXPECT_THAT(numbers, ElementsAre(2, 5, 7));
+}
+
 TEST_F(SegyInTest, AnIntegerSelectsToo)
 {
     const HarnessResult result = read(ieeeFile(8, 3).bytes(), {{"traces", UniVar(5)}});

@@ -170,6 +170,17 @@ TEST_F(SegyOutTest, IbmSamplesAndAllHeaderBytesComeOutBitForBit)
     EXPECT_EQ(result.bytesLeft.at("out"), 0);
 }
 
+TEST_F(SegyOutTest, TheNumberOfATraceInItsFileIsNotWritten)
+{
+    const Bytes before = randomIbmFile(5, 10);
+    writeBytes(in, before);
+    renew();
+    harness.define("filetrace", 3);
+    addReader(in);
+    runWriter();
+    EXPECT_TRUE(tracesOf(readBytes(out)) == tracesOf(before));
+}
+
 TEST_F(SegyOutTest, IeeeSamplesComeOutBitForBitWhenAskedFor)
 {
     SegyBytes made;

@@ -182,6 +182,16 @@ TEST_F(SuInTest, TracesAreSelectedByNumber)
     EXPECT_THAT(result.messagesOf(1, "in"), ElementsAre(HasSubstr("; read are traces 2:8:3,3")));
 }
 
+TEST_F(SuInTest, EveryTraceHasItsNumberInTheFile)
+{
+    harness.define("filetrace", 3);
+    const HarnessResult result = read(ieeeFile(9, 4).traces, {{"traces", UniVar("3,6:9:3")}});
+    ASSERT_THAT(result.traces, SizeIs(3));
+    EXPECT_EQ(result.traces[0].attributes.at("filetrace").getI64Value(), 3);
+    EXPECT_EQ(result.traces[1].attributes.at("filetrace").getI64Value(), 6);
+    EXPECT_EQ(result.traces[2].attributes.at("filetrace").getI64Value(), 9);
+}
+
 TEST_F(SuInTest, LengthOrderAndIntervalCanBeStated)
 {
     SegyBytes made = ieeeFile(3, 4, false);

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <new>
 #include <string_view>
 
 namespace traces {
@@ -29,6 +30,7 @@ HeaderToAttributes::HeaderToAttributes(const std::vector<VORN::HeaderWord>& word
                          [=](const VORN::HeaderWord* one) { return one->key == key; });
         return static_cast<std::size_t>(word - integers.begin());
     };
+    numbered = getTraceAttributeType(fileTraceAttribute) > 0;
     lengthWord = find("ns");
     intervalWord = find("dt");
     integerValues.resize(integers.size());
@@ -42,12 +44,18 @@ void HeaderToAttributes::begin(void* output, int interval)
         for (const VORN::HeaderWord* word : *words)
             defineTraceAttribute(output, word->key);
     }
+    if (numbered) {
+        defineTraceAttribute(output, fileTraceAttribute);
+        numberList = bldAttributeList(&fileTraceAttribute, 1);
+        if (numberList == nullptr)
+            throw std::bad_alloc();
+    }
     integerList = attributeList(integers);
     floatList = attributeList(floats);
 }
 
-float* HeaderToAttributes::addTrace(void* output, const unsigned char* header, bool littleEndian,
-                                    int samples)
+float* HeaderToAttributes::addTrace(void* output, int64_t fileTrace, const unsigned char* header,
+                                    bool littleEndian, int samples)
 {
     const int number = getNumberOfTraces(output);
     for (std::size_t i = 0; i < integers.size(); ++i)
@@ -57,6 +65,8 @@ float* HeaderToAttributes::addTrace(void* output, const unsigned char* header, b
     if (intervalWord < integers.size())
         integerValues[intervalWord] = microseconds;
     setTraceAttributes(integerList, output, number, integerValues.data());
+    if (numbered)
+        setTraceAttributes(numberList, output, number, &fileTrace);
     if (!floats.empty()) {
         for (std::size_t i = 0; i < floats.size(); ++i)
             floatValues[i] = std::bit_cast<float>(VORN::readWord(header, *floats[i], littleEndian));

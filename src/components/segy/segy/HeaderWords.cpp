@@ -1,7 +1,12 @@
 #include "segy/HeaderWords.h"
 
+#include "segy/Samples.h"
+
 #include <algorithm>
+#include <bit>
+#include <cmath>
 #include <iterator>
+#include <limits>
 
 namespace VORN {
 
@@ -195,6 +200,101 @@ const HeaderWord* findTraceHeaderWord(std::string_view key)
 const HeaderWord* findBinaryHeaderWord(std::string_view key)
 {
     return find(binaryHeaderWords(), key);
+}
+
+namespace {
+
+uint64_t bitsAt(const unsigned char* from, int bytes, bool littleEndian)
+{
+    uint64_t bits = 0;
+    for (int i = 0; i < bytes; ++i)
+        bits = bits << 8 | from[littleEndian ? bytes - 1 - i : i];
+    return bits;
+}
+
+void putBits(unsigned char* to, int bytes, bool littleEndian, uint64_t bits)
+{
+    for (int i = 0; i < bytes; ++i, bits >>= 8)
+        to[littleEndian ? i : bytes - 1 - i] = static_cast<unsigned char>(bits);
+}
+
+// Sign, exponent of 16 from 64, six hexadecimal digits behind the point.
+double ibmValue(uint32_t bits)
+{
+    const int exponent = static_cast<int>(bits >> 24 & 0x7F) - 64;
+    const double fraction = std::ldexp(static_cast<double>(bits & 0xFFFFFF), -24);
+    return std::ldexp((bits >> 31 != 0) ? -fraction : fraction, 4 * exponent);
+}
+
+WordValue floatAt(const unsigned char* from, const HeaderWord& word, bool littleEndian)
+{
+    const uint64_t bits = bitsAt(from, word.bytes, littleEndian);
+    if (word.isIbm)
+        return WordValue::ofFloat(ibmValue(static_cast<uint32_t>(bits)));
+    if (word.bytes == 8)
+        return WordValue::ofFloat(std::bit_cast<double>(bits));
+    return WordValue::ofFloat(std::bit_cast<float>(static_cast<uint32_t>(bits)));
+}
+
+bool putFloat(unsigned char* to, const HeaderWord& word, bool littleEndian, double value)
+{
+    if (word.bytes == 8) {
+        putBits(to, 8, littleEndian, std::bit_cast<uint64_t>(value));
+        return true;
+    }
+    const double largest = std::numeric_limits<float>::max();
+    const bool fits = !(std::abs(value) > largest) || std::isinf(value);
+    const auto narrow = static_cast<float>(fits ? value : std::copysign(largest, value));
+    const SampleFormat format = word.isIbm ? SampleFormat::ibmFloat : SampleFormat::ieeeFloat;
+    return encodeSamples(&narrow, 1, format, littleEndian, to) == 0 && fits;
+}
+
+} // namespace
+
+WordValue readWordValue(const unsigned char* header, const HeaderWord& word, bool littleEndian)
+{
+    const unsigned char* from = header + word.byte - 1;
+    if (word.isFloat)
+        return floatAt(from, word, littleEndian);
+    const uint64_t bits = bitsAt(from, word.bytes, littleEndian);
+    if (word.isUnsigned)
+        return static_cast<int64_t>(std::min(bits, static_cast<uint64_t>(INT64_MAX)));
+    const int spare = 64 - 8 * word.bytes;
+    return static_cast<int64_t>(bits << spare) >> spare;
+}
+
+bool writeWordValue(unsigned char* header, const HeaderWord& word, bool littleEndian,
+                    const WordValue& value)
+{
+    unsigned char* to = header + word.byte - 1;
+    if (word.isFloat)
+        return putFloat(to, word, littleEndian, value.number());
+
+    const int bits = 8 * word.bytes;
+    const int64_t highest = word.isUnsigned ? (bits == 64 ? INT64_MAX : (int64_t{1} << bits) - 1)
+                                            : INT64_MAX >> (64 - bits);
+    const int64_t lowest = word.isUnsigned ? 0 : INT64_MIN >> (64 - bits);
+    int64_t whole = value.whole;
+    bool fits = true;
+    if (value.isFloat) {
+        constexpr double beyond = 9223372036854775808.0; // 2^63
+        const double rounded = std::round(value.real);
+        fits = rounded >= -beyond && rounded < beyond;
+        whole = fits                  ? static_cast<int64_t>(rounded)
+                : std::isnan(rounded) ? 0
+                : rounded < 0         ? INT64_MIN
+                                      : INT64_MAX;
+    }
+    const int64_t nearest = std::clamp(whole, lowest, highest);
+    putBits(to, word.bytes, littleEndian, static_cast<uint64_t>(nearest));
+    return fits && nearest == whole;
+}
+
+std::string wordTypeName(const HeaderWord& word)
+{
+    if (word.isFloat)
+        return word.isIbm ? "ibm" : word.bytes == 8 ? "double" : "ieee";
+    return (word.isUnsigned ? "uint" : "int") + std::to_string(8 * word.bytes);
 }
 
 double applyScalar(int32_t value, int scalar)

@@ -11,6 +11,7 @@
 #include <bit>
 #include <cstdint>
 #include <cstring>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -20,15 +21,38 @@ constexpr int segyTextBytes = 3200;       ///< of a text header
 constexpr int segyBinaryBytes = 400;      ///< of the binary header
 constexpr int segyTraceHeaderBytes = 240; ///< of the header of each trace
 
-/// One word of a header: an integer, or the bits of a float.
+/// One word of a header: an integer, or a float. The tables below have words of 2 and 4 bytes;
+/// those of a user (WordMap) may be of any length.
 struct HeaderWord
 {
     const char* key;      ///< the Seismic Unix keyword; a name of this library where that has none
     int byte;             ///< position in the header, counted from 1 as in the standard
-    int bytes;            ///< 2 or 4
-    bool isUnsigned;      ///< counts that the field's 16 bits hold up to 65535
+    int bytes;            ///< 1 to 8; of an IEEE float 4 or 8, of an IBM float 4
+    bool isUnsigned;      ///< of an integer: counts that 16 bits hold up to 65535
     const char* text;     ///< what it means, in a few words
-    bool isFloat = false; ///< a 32-bit IEEE float, whose bits are read and written as an integer
+    bool isFloat = false; ///< an IEEE float, or an IBM one
+    bool isIbm = false;   ///< of a float
+};
+
+/// The value of a word: an integer, exactly, or a float.
+struct WordValue
+{
+    // Values of the tables are integers and used as such.
+    WordValue(int64_t value) : whole(value) {} // NOLINT(google-explicit-constructor)
+    /// The value of a float word.
+    static WordValue ofFloat(double value)
+    {
+        WordValue result(0);
+        result.isFloat = true;
+        result.real = value;
+        return result;
+    }
+    /// The value as a float; of an integer beyond 2^53 the nearest.
+    double number() const { return isFloat ? real : static_cast<double>(whole); }
+
+    bool isFloat = false;
+    int64_t whole; ///< of an integer
+    double real = 0;
 };
 
 /// The words of the 240-byte trace header (revision 1), in the order of their bytes.
@@ -48,7 +72,8 @@ VORN_SEGY_EXPORT const HeaderWord* findBinaryHeaderWord(std::string_view key);
 
 static_assert(std::endian::native == std::endian::little, "words are read as they lie in memory");
 
-/// The value of `word` in the header that begins at `header`; of a float, its bits.
+/// The value of `word`, of 2 or 4 bytes, in the header that begins at `header`; of a float, its
+/// bits.
 inline int32_t readWord(const unsigned char* header, const HeaderWord& word, bool littleEndian)
 {
     const unsigned char* from = header + word.byte - 1;
@@ -64,8 +89,9 @@ inline int32_t readWord(const unsigned char* header, const HeaderWord& word, boo
     return word.isUnsigned ? static_cast<int32_t>(bits) : static_cast<int16_t>(bits);
 }
 
-/// Writes `value` to the place of `word` in the header that begins at `header`. Returns whether it
-/// fits into the word; a value that does not is written as the nearest that does.
+/// Writes `value` to the place of `word`, of 2 or 4 bytes, in the header that begins at `header`.
+/// Returns whether it fits into the word; a value that does not is written as the nearest that
+/// does.
 inline bool writeWord(unsigned char* header, const HeaderWord& word, bool littleEndian,
                       int64_t value)
 {
@@ -87,6 +113,19 @@ inline bool writeWord(unsigned char* header, const HeaderWord& word, bool little
     std::memcpy(to, &bits, sizeof bits);
     return nearest == value;
 }
+
+/// The value of a word of any kind in the header that begins at `header`. An unsigned integer
+/// beyond 63 bits is read as the largest that they hold.
+VORN_SEGY_EXPORT WordValue readWordValue(const unsigned char* header, const HeaderWord& word,
+                                         bool littleEndian);
+
+/// Writes `value` to the place of a word of any kind. An integer word gets a float rounded. Returns
+/// whether the value fits; one that does not is written as the nearest that does, a NaN as 0.
+VORN_SEGY_EXPORT bool writeWordValue(unsigned char* header, const HeaderWord& word,
+                                     bool littleEndian, const WordValue& value);
+
+/// "int16", "uint24", "ieee", "double", "ibm": how a word is stored.
+VORN_SEGY_EXPORT std::string wordTypeName(const HeaderWord& word);
 
 /// A coordinate, elevation or depth with its scalar (`scalco`, `scalel`, `scalsp`): a positive
 /// scalar multiplies, a negative one divides, 0 stands for 1.

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cmath>
 #include <limits>
 #include <stdexcept>
 
@@ -9,7 +10,7 @@ namespace VORN {
 
 namespace {
 
-constexpr int64_t lowest = std::numeric_limits<int32_t>::min();
+constexpr int64_t lowest = std::numeric_limits<int64_t>::min();
 constexpr int64_t highest = std::numeric_limits<int64_t>::max();
 
 std::vector<std::string> split(const std::string& text, char separator)
@@ -72,6 +73,15 @@ NumberRanges::Range NumberRanges::parse(const std::string& piece)
     if (range.first > range.last)
         throw std::invalid_argument("\"" + piece + "\" ends before it begins");
     return range;
+}
+
+bool NumberRanges::containsNumber(double value) const
+{
+    return std::any_of(ranges.begin(), ranges.end(), [=](const Range& range) {
+        const auto first = static_cast<double>(range.first);
+        return value >= first && value <= static_cast<double>(range.last) &&
+               (range.step == 1 || std::fmod(value - first, static_cast<double>(range.step)) == 0);
+    });
 }
 
 int64_t NumberRanges::greatest() const

@@ -28,6 +28,8 @@ public:
 
     /// Whether `value` is one of the numbers.
     bool contains(int64_t value) const;
+    /// The same for a float, which a range with step 1 contains anywhere between its ends.
+    bool containsNumber(double value) const;
     /// The greatest number that may be contained: a reader that goes through a file in order may
     /// stop there. The lowest number of all when there is none.
     int64_t greatest() const;

@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace VORN {
@@ -19,20 +20,27 @@ namespace VORN {
 class VORN_SEGY_EXPORT TraceSelection
 {
 public:
+    /// A header word, or "traces" for the number of the trace, and numbers as in NumberRanges.
+    using Condition = std::pair<std::string, std::string>;
+
+    /// The conditions of a text as in `offset=100:2000; iline=100:200:2`, in its order. Line feeds
+    /// may stand in place of semicolons. Throws std::invalid_argument, whose message names the
+    /// piece, for a text that is not such a list; words and numbers are not looked at.
+    static std::vector<Condition> split(const std::string& text);
+
     /// Adds a condition: the header word `key` is one of `numbers`, written as in NumberRanges. The
     /// key "traces" stands for the trace's number in the file, from 1. Throws
     /// std::invalid_argument, whose message begins with the key, for a text that is not such a
-    /// list.
-    ///
-    /// Requires: `key` is "traces" or the key of a word of `traceHeaderWords()`.
-    void add(const std::string& key, const std::string& numbers);
+    /// list and for a key that is not the one of a word of `words`.
+    void add(const std::string& key, const std::string& numbers,
+             const std::vector<HeaderWord>& words = traceHeaderWords());
 
     bool isEmpty() const { return conditions.empty(); } ///< whether there is no condition
     /// The conditions as they were added, for messages: "traces 1:100, cdp 7".
     const std::string& text() const { return all; }
 
     /// The value of a header word of trace `index`, from 0.
-    using WordOf = std::function<int32_t(int64_t index, const HeaderWord& word)>;
+    using WordOf = std::function<WordValue(int64_t index, const HeaderWord& word)>;
     /// The first trace from `index` on, from 0 and in the order of the file, of a file of `traces`
     /// traces that meets all conditions; `traces` when none does. Traces are walked, never listed:
     /// a selection takes no memory, whatever the size of the file. `wordOf` is not called for
@@ -42,15 +50,16 @@ public:
     int64_t count(int64_t traces, const WordOf& wordOf) const;
 
 private:
-    struct Condition
+    struct Wanted
     {
-        const HeaderWord* word; // null for the number of the trace
+        bool isNumber; // of the trace; there is no word then
+        HeaderWord word;
         NumberRanges numbers;
     };
 
     int64_t nextByNumber(int64_t index) const;
 
-    std::vector<Condition> conditions;
+    std::vector<Wanted> conditions;
     std::string all;
 };
 

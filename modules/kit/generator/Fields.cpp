@@ -51,6 +51,7 @@ FieldKind kindOf(const ParameterSpec& spec, const std::vector<std::string>& defa
     case ParameterType::realList:
         return FieldKind::realList;
     case ParameterType::textList:
+    case ParameterType::fileList:
         return FieldKind::textList;
     default:
         return spec.choices.empty() ? FieldKind::text : FieldKind::choice;
@@ -82,7 +83,9 @@ std::string expectation(const ParameterSpec& spec)
         return alternatives(spec.choices);
     std::string text = host::expectedValue(plain);
     const std::string ending = isListType(spec.type) ? "texts" : "text";
-    if (spec.meaning != ParameterMeaning::plain && text.size() > ending.size() &&
+    const bool namesWords =
+        spec.meaning == ParameterMeaning::attribute || spec.meaning == ParameterMeaning::sortKey;
+    if (namesWords && text.size() > ending.size() &&
         text.ends_with(ending))
         text.replace(text.size() - ending.size(), ending.size(),
                      isListType(spec.type) ? "header words" : "header word");

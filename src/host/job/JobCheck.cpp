@@ -5,12 +5,14 @@
 #include "base/Text.h"
 #include "job/LibraryProbe.h"
 #include "segy/HeaderWords.h"
+#include "segy/WordMap.h"
 
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <fmt/format.h>
 #include <map>
+#include <stdexcept>
 #include <unistd.h>
 
 namespace host {
@@ -234,7 +236,8 @@ public:
     {
         for (const JobParameter& given : job.parameters) {
             const ParameterSpec* spec = manifest.find(given.name);
-            if (spec == nullptr || spec->meaning == ParameterMeaning::plain)
+            if (spec == nullptr || spec->meaning == ParameterMeaning::plain ||
+                spec->meaning == ParameterMeaning::ranges)
                 continue;
             const std::string subject =
                 fmt::format("parameter {} of module {}", quote(spec->name), quote(job.name));
@@ -299,6 +302,83 @@ void findTee(const JobFile& job, const ModuleCatalog& catalog, ResolvedJob& reso
     }
 }
 
+// ---- Words at other bytes ----
+
+// The map of the module's parameter of that type; an empty one where there is none, or a wrong one,
+// which has been reported.
+VORN::WordMap wordMapOf(const ResolvedModule& module)
+{
+    for (const ResolvedParameter& parameter : module.parameters) {
+        if (parameter.type != parameterTypeName(ParameterType::wordMap))
+            continue;
+        try {
+            return VORN::WordMap(parameter.value.text);
+        } catch (const std::invalid_argument&) {
+            return {};
+        }
+    }
+    return {};
+}
+
+// The type of attribute that holds every value of the word.
+int attributeTypeOf(const VORN::HeaderWord& word)
+{
+    if (word.isFloat)
+        return attributeTypeCode(word.bytes == 4 && !word.isIbm ? "float32" : "float64");
+    const bool fits = word.bytes < 4 || (word.bytes == 4 && !word.isUnsigned);
+    return attributeTypeCode(fits ? "int32" : "int64");
+}
+
+// Types stand in the order int32, int64, float32, float64; an integer of 64 bits and a float of 32
+// meet in a float of 64.
+int commonType(int a, int b)
+{
+    const bool mixed =
+        std::min(a, b) != std::max(a, b) && std::max(a, b) == attributeTypeCode("float32");
+    return mixed ? attributeTypeCode("float64") : std::max(a, b);
+}
+
+// What readers map gets the type that it has in the file, unless the job states another.
+void defineMappedWords(const JobFile& job, const std::vector<ResolvedModule>& modules,
+                       std::map<std::string, ResolvedAttribute>& defined)
+{
+    std::map<std::string, int> types;
+    for (const ResolvedModule& module : modules) {
+        if (module.manifest == nullptr || module.manifest->inputs.max != 0)
+            continue;
+        const VORN::WordMap map = wordMapOf(module);
+        for (const VORN::HeaderWord& word : map.words()) {
+            const int type = attributeTypeOf(word);
+            const auto [known, added] = types.insert({word.key, type});
+            if (!added)
+                known->second = commonType(known->second, type);
+            defined.insert({word.key, {word.key, type, 1, word.text}});
+        }
+    }
+    for (const auto& [name, type] : types) {
+        const bool isStated = std::any_of(
+            job.attributes.begin(), job.attributes.end(),
+            [&, wanted = name](const JobAttribute& attribute) { return attribute.name == wanted; });
+        if (!isStated)
+            defined[name].type = type;
+    }
+}
+
+// A map that no module takes would be forgotten in silence.
+void refuseUnusedMap(const JobFile& job, const std::vector<ResolvedModule>& modules,
+                     Diagnostics& diagnostics)
+{
+    const auto takesMaps = [](const ResolvedModule& module) {
+        return module.manifest != nullptr && module.manifest->inputs.max == 0 &&
+               std::any_of(
+                   module.manifest->parameters.begin(), module.manifest->parameters.end(),
+                   [](const ParameterSpec& spec) { return spec.type == ParameterType::wordMap; });
+    };
+    if (job.words && std::none_of(modules.begin(), modules.end(), takesMaps))
+        diagnostics.error(job.words->place, "\"words\" maps header words for the modules that read "
+                                            "files, and this job has none; remove it");
+}
+
 } // namespace
 
 std::vector<ResolvedAttribute> checkAttributes(const JobFile& job,
@@ -313,6 +393,7 @@ std::vector<ResolvedAttribute> checkAttributes(const JobFile& job,
     for (const JobAttribute& attribute : job.attributes)
         defined[attribute.name] = {attribute.name, attribute.type, attribute.dimension,
                                    attribute.description};
+    defineMappedWords(job, modules, defined);
     for (std::size_t i = 0; i < modules.size(); ++i) {
         if (modules[i].manifest == nullptr)
             continue;
@@ -360,6 +441,7 @@ ResolvedJob checkJob(const JobFile& job, const ModuleCatalog& catalog, Diagnosti
         finder.find(job.modules[i], resolved.modules[i]);
         checkParameters(job, i, resolved.modules[i], diagnostics);
     }
+    refuseUnusedMap(job, resolved.modules, diagnostics);
     checkWiring(job, resolved.modules, diagnostics);
     findTee(job, catalog, resolved, diagnostics);
     checkFiles(job, resolved, diagnostics);

@@ -2,12 +2,16 @@
 #include "base/Escaping.h"
 #include "base/Suggestions.h"
 #include "file/FileIdentity.h"
+#include "file/InputNames.h"
 #include "job/JobCheck.h"
 #include "job/JobFileRoles.h"
+#include "segy/TraceSelection.h"
+#include "segy/WordMap.h"
 
 #include <algorithm>
 #include <filesystem>
 #include <fmt/format.h>
+#include <stdexcept>
 #include <unistd.h>
 
 namespace host {
@@ -34,9 +38,10 @@ void addParameter(const ParameterSpec& spec, std::optional<ParameterValue> value
                   ResolvedModule& module)
 {
     if (value)
-        module.parameters.push_back({spec.name, std::move(*value), parameterTypeName(spec.type),
-                                     spec.unit, given, spec.type == ParameterType::file,
-                                     spec.type == ParameterType::outfile});
+        module.parameters.push_back(
+            {spec.name, std::move(*value), parameterTypeName(spec.type), spec.unit, given,
+             spec.type == ParameterType::file || spec.type == ParameterType::fileList,
+             spec.type == ParameterType::outfile});
 }
 
 void checkGiven(const JobParameter& given, const ParameterSpec& spec, ResolvedModule& module,
@@ -51,10 +56,20 @@ void checkGiven(const JobParameter& given, const ParameterSpec& spec, ResolvedMo
                      true, module);
 }
 
-void checkAgainstManifest(const JobModule& job, const std::string& folder, ResolvedModule& module,
+// What the job gives the parameter: in its entry, or for all readers in `words` of the job.
+const JobParameter* findGiven(const JobModule& module, const JobFile& job, const Manifest& manifest,
+                              const ParameterSpec& spec)
+{
+    const JobParameter* given = findGiven(module, spec.name);
+    const bool isOfReader = spec.type == ParameterType::wordMap && manifest.inputs.max == 0;
+    return given == nullptr && isOfReader && job.words ? &*job.words : given;
+}
+
+void checkAgainstManifest(const JobModule& job, const JobFile& file, ResolvedModule& module,
                           Diagnostics& diagnostics)
 {
     const Manifest& manifest = *module.manifest;
+    const std::string& folder = file.folder;
     for (const JobParameter& given : job.parameters) {
         if (manifest.find(given.name) == nullptr)
             diagnostics.error(
@@ -64,7 +79,7 @@ void checkAgainstManifest(const JobModule& job, const std::string& folder, Resol
                             suggestion(given.name, manifest.parameterNames(), "it has")));
     }
     for (const ParameterSpec& spec : manifest.parameters) {
-        if (const JobParameter* given = findGiven(job, spec.name))
+        if (const JobParameter* given = findGiven(job, file, manifest, spec))
             checkGiven(*given, spec, module, diagnostics);
         else if (spec.required)
             diagnostics.error(job.place, fmt::format("module {} needs the parameter {}, {} ({})",
@@ -107,6 +122,80 @@ void refuseLongTexts(const JobModule& job, const ResolvedModule& module, Diagnos
     }
 }
 
+// ---- Header words ----
+
+// Calls `check`, which throws for what is wrong with the text of a parameter.
+template <typename Check>
+void reportRefusal(const std::string& parameter, const Place& place, const ResolvedModule& module,
+                   Diagnostics& diagnostics, Check check)
+{
+    try {
+        check();
+    } catch (const std::invalid_argument& error) {
+        diagnostics.error(
+            place, fmt::format("{}: {}", subjectOf(parameter, module.name), escaped(error.what())));
+    }
+}
+
+// The words that a selection may name: what the module writes, and what the job maps.
+class WordsOfModule
+{
+public:
+    WordsOfModule(const Manifest& manifest, const VORN::WordMap& map)
+    {
+        for (const AttributeSpec& attribute : manifest.writes)
+            words.push_back({attribute.name.c_str(), 1, 4, false, ""});
+        words = map.applied(words);
+        for (const VORN::HeaderWord& word : words)
+            names.emplace_back(word.key);
+        names.emplace_back("traces");
+    }
+
+    void check(const std::string& selection) const
+    {
+        VORN::TraceSelection parsed;
+        for (const auto& [key, numbers] : VORN::TraceSelection::split(selection)) {
+            if (std::find(names.begin(), names.end(), key) == names.end())
+                throw std::invalid_argument("there is no trace header word " + quote(key) +
+                                            suggestion(key, names, ""));
+            parsed.add(key, numbers, words);
+        }
+    }
+
+private:
+    std::vector<VORN::HeaderWord> words;
+    std::vector<std::string> names;
+};
+
+// What modules refuse in maps, selections and ranges, found before the job runs.
+void checkWords(const JobModule& job, const JobFile& file, const ResolvedModule& module,
+                Diagnostics& diagnostics)
+{
+    const Manifest& manifest = *module.manifest;
+    const auto forEach = [&](auto isMeant, auto check) {
+        for (const ResolvedParameter& parameter : module.parameters) {
+            const ParameterSpec& spec = *manifest.find(parameter.name);
+            const JobParameter* given = findGiven(job, file, manifest, spec);
+            if (isMeant(spec) && given != nullptr)
+                reportRefusal(parameter.name, given->value->place, module, diagnostics,
+                              [&] { check(parameter.value.text); });
+        }
+    };
+    VORN::WordMap map;
+    forEach([](const ParameterSpec& spec) { return spec.type == ParameterType::wordMap; },
+            [&](const std::string& text) {
+                map = VORN::WordMap(text);
+                const std::string problem =
+                    manifest.outputs.max == 0 ? map.problemOfWriting() : std::string();
+                if (!problem.empty())
+                    throw std::invalid_argument(problem);
+            });
+    forEach([](const ParameterSpec& spec) { return spec.type == ParameterType::selection; },
+            [&](const std::string& text) { WordsOfModule(manifest, map).check(text); });
+    forEach([](const ParameterSpec& spec) { return spec.meaning == ParameterMeaning::ranges; },
+            [](const std::string& text) { VORN::NumberRanges ranges(text); });
+}
+
 // Where the job names the file; for a default, the entry of the module.
 Place placeOfFile(const JobModule& job, const std::string& parameter)
 {
@@ -131,6 +220,8 @@ std::string problemOfInput(const std::string& path)
     const fs::file_status status = fs::status(path, error);
     if (!fs::exists(status)) {
         const fs::path file(path);
+        if (VORN::isFilePattern(file.filename().string()))
+            return "no file has a name like this";
         const std::string nearest =
             nearestName(file.filename().string(), entriesOf(file.parent_path()));
         return "the file does not exist" +
@@ -168,22 +259,21 @@ struct UsedFile
 {
     const ResolvedModule* module;
     const ResolvedParameter* parameter;
+    std::string path;
 };
 
 void refuseSharedOutput(const UsedFile& output, const std::vector<UsedFile>& before,
                         const Place& place, Diagnostics& diagnostics)
 {
     for (const UsedFile& other : before) {
-        if (!VORN::isWrittenThrough(output.parameter->value.text) &&
-            VORN::isSameFile(other.parameter->value.text, output.parameter->value.text))
-            diagnostics.error(place,
-                              fmt::format("{} is {}, which {} {}",
-                                          subjectOf(output.parameter->name, output.module->name),
-                                          quote(output.parameter->value.text),
-                                          subjectOf(other.parameter->name, other.module->name),
-                                          other.parameter->isInputFile
-                                              ? "reads; write to another file"
-                                              : "writes too; give them two names"));
+        if (!VORN::isWrittenThrough(output.path) && VORN::isSameFile(other.path, output.path))
+            diagnostics.error(
+                place,
+                fmt::format(
+                    "{} is {}, which {} {}", subjectOf(output.parameter->name, output.module->name),
+                    quote(output.path), subjectOf(other.parameter->name, other.module->name),
+                    other.parameter->isInputFile ? "reads; write to another file"
+                                                 : "writes too; give them two names"));
     }
 }
 
@@ -194,10 +284,12 @@ void checkParameters(const JobFile& job, std::size_t i, ResolvedModule& module,
 {
     const JobModule& given = job.modules[i];
     if (module.manifest != nullptr)
-        checkAgainstManifest(given, job.folder, module, diagnostics);
+        checkAgainstManifest(given, job, module, diagnostics);
     else
         passUnchecked(given, module, diagnostics);
     refuseLongTexts(given, module, diagnostics);
+    if (module.manifest != nullptr)
+        checkWords(given, job, module, diagnostics);
 }
 
 void checkFiles(const JobFile& job, const ResolvedJob& resolved, Diagnostics& diagnostics)
@@ -207,10 +299,12 @@ void checkFiles(const JobFile& job, const ResolvedJob& resolved, Diagnostics& di
     std::vector<UsedFile> outputs;
     for (const ResolvedModule& module : modules) {
         for (const ResolvedParameter& parameter : module.parameters) {
-            if (parameter.isInputFile)
-                inputs.push_back({&module, &parameter});
+            if (parameter.isInputFile) {
+                for (const std::string& path : filesOf(parameter))
+                    inputs.push_back({&module, &parameter, path});
+            }
             if (parameter.isOutputFile)
-                outputs.push_back({&module, &parameter});
+                outputs.push_back({&module, &parameter, parameter.value.text});
         }
     }
     const auto placeOf = [&](const UsedFile& file) {
@@ -222,15 +316,15 @@ void checkFiles(const JobFile& job, const ResolvedJob& resolved, Diagnostics& di
             diagnostics.error(placeOf(file),
                               fmt::format("{} is {}; {}",
                                           subjectOf(file.parameter->name, file.module->name),
-                                          quote(file.parameter->value.text), problem));
+                                          quote(file.path), problem));
     };
     for (const UsedFile& file : inputs)
-        complain(file, problemOfInput(file.parameter->value.text));
+        complain(file, problemOfInput(file.path));
     VORN::FileRoles others; // than inputs and outputs, which have words of their own
     addJobAndModules(others, resolved);
     std::vector<UsedFile> before = inputs;
     for (const UsedFile& file : outputs) {
-        const std::string& path = file.parameter->value.text;
+        const std::string& path = file.path;
         complain(file, problemOfOutput(path));
         const std::string used = others.roleOf(path);
         complain(file, used.empty() ? "" : "it would replace " + used + "; write to another file");

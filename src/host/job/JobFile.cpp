@@ -48,6 +48,8 @@ public:
         readProject(fields);
         readScratch(fields);
         readSchema(fields);
+        if (const YamlEntry* words = fields.entry("words"))
+            job.words = {words->key, words->place, words->value, job.folder};
         readModules(fields);
         fields.refuseOthers();
     }

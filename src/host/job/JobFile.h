@@ -67,6 +67,8 @@ struct JobFile
     bool hasSegySchema = false;
     std::vector<JobAttribute> attributes; ///< of a schema that the job lists
     std::vector<JobModule> modules;       ///< in the order of the file
+    /// The map of header words (`words`) for all readers that have none of their own.
+    std::optional<JobParameter> words;
 
     /// The module of that name, or null.
     const JobModule* find(const std::string& moduleName) const;

@@ -20,11 +20,11 @@ void addFiles(VORN::FileRoles& roles, const ResolvedJob& job, bool outputs)
         for (const ResolvedParameter& parameter : module.parameters) {
             if (outputs ? !parameter.isOutputFile : !parameter.isInputFile)
                 continue;
-            const std::string& path = parameter.value.text;
-            roles.add(path,
-                      (outputs ? "the output file " : "the input file ") + quote(path) +
-                          " of module " + quote(module.name),
-                      outputs ? module.name : "");
+            for (const std::string& path : filesOf(parameter))
+                roles.add(path,
+                          (outputs ? "the output file " : "the input file ") + quote(path) +
+                              " of module " + quote(module.name),
+                          outputs ? module.name : "");
         }
     }
 }

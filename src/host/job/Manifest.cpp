@@ -15,7 +15,7 @@ namespace host {
 namespace {
 
 // clang-format off
-constexpr std::array<std::pair<ParameterType, const char*>, 10> typeNames = {{
+constexpr std::array<std::pair<ParameterType, const char*>, 13> typeNames = {{
     {ParameterType::integer,     "int"},
     {ParameterType::real,        "float"},
     {ParameterType::boolean,     "bool"},
@@ -26,11 +26,15 @@ constexpr std::array<std::pair<ParameterType, const char*>, 10> typeNames = {{
     {ParameterType::integerList, "int_list"},
     {ParameterType::realList,    "float_list"},
     {ParameterType::textList,    "text_list"},
+    {ParameterType::fileList,    "file_list"},
+    {ParameterType::selection,   "selection"},
+    {ParameterType::wordMap,     "word_map"},
 }};
 
-constexpr std::array<std::pair<ParameterMeaning, const char*>, 2> meaningNames = {{
+constexpr std::array<std::pair<ParameterMeaning, const char*>, 3> meaningNames = {{
     {ParameterMeaning::attribute, "attribute"},
     {ParameterMeaning::sortKey,   "sort_key"},
+    {ParameterMeaning::ranges,    "ranges"},
 }};
 
 constexpr std::array<std::pair<const char*, int>, 6> attributeTypes = {{
@@ -214,7 +218,9 @@ private:
         const bool isText =
             spec.type == ParameterType::text || spec.type == ParameterType::textList;
         if (spec.meaning != ParameterMeaning::plain && !isText)
-            complain(" cannot name an attribute, since it is not a text");
+            complain(spec.meaning == ParameterMeaning::ranges
+                         ? " cannot hold ranges, since it is not a text"
+                         : " cannot name an attribute, since it is not a text");
         if (!isListType(spec.type) && (spec.minCount || spec.maxCount))
             complain(" has a number of elements but is not a list");
         if (spec.required && spec.defaultValue != nullptr)
@@ -290,7 +296,7 @@ const char* parameterMeaningName(ParameterMeaning meaning)
 bool isListType(ParameterType type)
 {
     return type == ParameterType::integerList || type == ParameterType::realList ||
-           type == ParameterType::textList;
+           type == ParameterType::textList || type == ParameterType::fileList;
 }
 
 bool isNumberType(ParameterType type)

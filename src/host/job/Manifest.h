@@ -25,7 +25,10 @@ enum class ParameterType
     outfile, ///< a file that the module writes
     integerList,
     realList,
-    textList
+    textList,
+    fileList,  ///< existing files that the module reads; each a name or a pattern
+    selection, ///< header words and the numbers wanted, as VORN::TraceSelection reads them
+    wordMap    ///< header words and their bytes, as VORN::WordMap reads them
 };
 
 /// What the texts of a parameter stand for.
@@ -33,14 +36,15 @@ enum class ParameterMeaning
 {
     plain,
     attribute, ///< names of trace attributes
-    sortKey    ///< names of trace attributes, with "-" before a name to sort in descending order
+    sortKey,   ///< names of trace attributes, with "-" before a name to sort in descending order
+    ranges     ///< numbers and ranges of numbers, as VORN::NumberRanges reads them
 };
 
 /// "int", "float_list" and so on.
 const char* parameterTypeName(ParameterType type);
 bool isListType(ParameterType type);
 bool isNumberType(ParameterType type); ///< also of lists
-/// "attribute", "sort_key"; empty for plain ones.
+/// "attribute", "sort_key", "ranges"; empty for plain ones.
 const char* parameterMeaningName(ParameterMeaning meaning);
 
 /// A parameter of a module.

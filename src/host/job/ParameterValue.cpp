@@ -179,6 +179,7 @@ private:
         ParameterSpec element = spec;
         element.type = spec.type == ParameterType::integerList ? ParameterType::integer
                        : spec.type == ParameterType::realList  ? ParameterType::real
+                       : spec.type == ParameterType::fileList  ? ParameterType::file
                                                                : ParameterType::text;
         return expectedValue(element);
     }
@@ -261,11 +262,133 @@ std::optional<ParameterValue> convertList(const ParameterSpec& spec,
             items, scalarOr([&](const YamlNode& node) { return converter.number(node); }));
         return values ? std::optional(realList(*values)) : std::nullopt;
     }
-    const auto values = convertAll<std::string>(
-        items, scalarOr([&](const YamlNode& node) { return converter.text(node); }));
+    const auto values = convertAll<std::string>(items, scalarOr([&](const YamlNode& node) {
+                                                    return spec.type == ParameterType::fileList
+                                                               ? converter.path(node)
+                                                               : converter.text(node);
+                                                }));
     if (!values)
         return std::nullopt;
     return ParameterValue{UniVar(joined(*values, "\n")), joined(*values, ", "), *values};
+}
+
+// ---- Maps of header words, as the text that modules read ----
+
+// A whole number, or nothing after an error.
+std::optional<std::string> wholeNumber(const YamlNode& node, const std::string& subject,
+                                       Diagnostics& diagnostics)
+{
+    if (node.isScalar() && parseInteger(trimmed(node.text)))
+        return trimmed(node.text);
+    diagnostics.error(
+        node.place, fmt::format("{} is {}; expected a whole number", subject, node.description()));
+    return std::nullopt;
+}
+
+// [FIRST, LAST] or [FIRST, LAST, STEP] as FIRST:LAST:STEP.
+std::optional<std::string> rangeText(const YamlNode& list, const std::string& subject,
+                                     Diagnostics& diagnostics)
+{
+    if (list.items.size() < 2 || list.items.size() > 3) {
+        diagnostics.error(list.place,
+                          fmt::format("{} is {} in brackets; a range is [FIRST, LAST] or [FIRST, "
+                                      "LAST, STEP]; write single numbers as \"7, 9, 12\"",
+                                      subject,
+                                      counted(static_cast<int64_t>(list.items.size()), "number")));
+        return std::nullopt;
+    }
+    std::string text;
+    std::vector<long long> numbers;
+    for (const YamlValue& item : list.items) {
+        const auto number = wholeNumber(*item, subject, diagnostics);
+        if (!number)
+            return std::nullopt;
+        text += (text.empty() ? "" : ":") + *number;
+        numbers.push_back(*parseInteger(*number));
+    }
+    // [7, 9, 12] is meant as a list.
+    if (numbers.size() == 3 && numbers[1] >= numbers[0] && numbers[2] > numbers[1] - numbers[0]) {
+        diagnostics.error(list.place,
+                          fmt::format("{} is a range from {} to {} whose step {} exceeds it; write "
+                                      "single numbers as \"{}, {}, {}\"",
+                                      subject, numbers[0], numbers[1], numbers[2], numbers[0],
+                                      numbers[1], numbers[2]));
+        return std::nullopt;
+    }
+    return text;
+}
+
+// A number, a text of ranges, one range in brackets, or a list in which some are ranges.
+std::optional<std::string> numbersText(const YamlNode& node, const std::string& subject,
+                                       Diagnostics& diagnostics)
+{
+    if (node.isScalar())
+        return trimmed(node.text);
+    if (!node.isList()) {
+        diagnostics.error(node.place,
+                          fmt::format("{} is {}; expected numbers: 7, [FIRST, LAST], [FIRST, LAST, "
+                                      "STEP] or \"1:100:2, 200\"",
+                                      subject, node.description()));
+        return std::nullopt;
+    }
+    const auto isPlain = [](const YamlValue& item) {
+        return item->isScalar() && item->text.find(':') == std::string::npos;
+    };
+    if (std::all_of(node.items.begin(), node.items.end(), isPlain))
+        return rangeText(node, subject, diagnostics);
+    std::string text;
+    for (const YamlValue& item : node.items) {
+        const auto piece = item->isList() ? rangeText(*item, subject, diagnostics)
+                                          : numbersText(*item, subject, diagnostics);
+        if (!piece)
+            return std::nullopt;
+        text += (text.empty() ? "" : ",") + *piece;
+    }
+    return text;
+}
+
+// {byte: 73, type: int32} as 73:int32; 73 as it is.
+std::optional<std::string> wordPlaceText(const YamlValue& value, const std::string& subject,
+                                         Diagnostics& diagnostics)
+{
+    if (value->isScalar())
+        return trimmed(value->text);
+    if (!value->isMap()) {
+        diagnostics.error(value->place, fmt::format("{} is {}; expected a byte, or {{byte: 73, "
+                                                    "type: int32}}",
+                                                    subject, value->description()));
+        return std::nullopt;
+    }
+    const int before = diagnostics.errors();
+    YamlFields fields(value, subject, diagnostics);
+    const std::string byte = fields.requiredText("byte").value_or("");
+    const std::string type = fields.text("type").value_or("");
+    fields.refuseOthers();
+    if (diagnostics.errors() != before)
+        return std::nullopt;
+    return byte + (type.empty() ? "" : ":" + type);
+}
+
+std::optional<ParameterValue> convertWords(const ParameterSpec& spec, const YamlNode& map,
+                                           const std::string& subject, Diagnostics& diagnostics)
+{
+    const bool isSelection = spec.type == ParameterType::selection;
+    std::string text;
+    bool good = true;
+    for (const YamlEntry& entry : map.entries) {
+        const std::string of = quote(entry.key) + " in " + subject;
+        const auto piece = isSelection ? numbersText(*entry.value, of, diagnostics)
+                                       : wordPlaceText(entry.value, of, diagnostics);
+        good = good && piece;
+        if (piece)
+            text += (text.empty() ? "" : isSelection ? "; " : ", ") + entry.key + "=" + *piece;
+    }
+    return good ? std::optional(ParameterValue{UniVar(text), text, {}}) : std::nullopt;
+}
+
+bool isOfWords(ParameterType type)
+{
+    return type == ParameterType::selection || type == ParameterType::wordMap;
 }
 
 std::optional<ParameterValue> convertScalar(const ParameterSpec& spec, const YamlNode& node,
@@ -319,6 +442,12 @@ std::string expectedValue(const ParameterSpec& spec)
         return "the name of a file";
     case ParameterType::outfile:
         return "the name of a file to write";
+    case ParameterType::fileList:
+        return "the name of a file, a pattern such as line_*.sgy, or a list of them";
+    case ParameterType::selection:
+        return "header words with the numbers wanted, as in {offset: [100, 2000], cdp: 7}";
+    case ParameterType::wordMap:
+        return "header words with their bytes, as in {iline: 9, cdpx: {byte: 73, type: int32}}";
     case ParameterType::integerList:
         return "a list of " + countText(spec) + "whole numbers" + boundsText(spec) +
                unitText(spec.unit);
@@ -328,6 +457,8 @@ std::string expectedValue(const ParameterSpec& spec)
         return "a list of " + countText(spec) +
                (spec.choices.empty() ? "texts" : "words out of " + joined(spec.choices, ", "));
     default:
+        if (spec.meaning == ParameterMeaning::ranges)
+            return "numbers and ranges, as in 1:100:2,200";
         return spec.choices.empty() ? "a text" : "one of " + joined(spec.choices, ", ");
     }
 }
@@ -352,6 +483,8 @@ std::optional<ParameterValue> convertParameter(const ParameterSpec& spec, const 
         }
         return converted;
     }
+    if (isOfWords(spec.type) && value->isMap())
+        return convertWords(spec, *value, subject, diagnostics);
     if (value->isScalar())
         return convertScalar(spec, *value, converter);
     converter.complain(*value);

@@ -1,5 +1,7 @@
 #include "job/ResolvedJob.h"
 
+#include "file/InputNames.h"
+
 #include <yaml-cpp/emitter.h>
 
 namespace host {
@@ -50,6 +52,20 @@ void emitParameter(YAML::Emitter& out, const ResolvedParameter& parameter)
 }
 
 } // namespace
+
+std::vector<std::string> filesOf(const ResolvedParameter& parameter)
+{
+    if (!parameter.value.items)
+        return {parameter.value.text};
+    std::vector<std::string> files;
+    for (const std::string& name : *parameter.value.items) {
+        const std::vector<std::string> found = VORN::inputFiles(name);
+        if (found.empty())
+            files.push_back(name);
+        files.insert(files.end(), found.begin(), found.end());
+    }
+    return files;
+}
 
 std::string ResolvedJob::portName(int module, int port) const
 {

@@ -20,9 +20,13 @@ struct ResolvedParameter
     std::string type; ///< as in manifests; empty without one
     std::string unit;
     bool given = true; ///< in the job file or on the command line; false: the manifest's default
-    bool isInputFile = false;
+    bool isInputFile = false; ///< or several: `ParameterValue::items`
     bool isOutputFile = false;
 };
+
+/// The files that a parameter of files names, the matches of a pattern one by one; a pattern
+/// without any stands for itself.
+std::vector<std::string> filesOf(const ResolvedParameter& parameter);
 
 /// Where one input port takes its traces from.
 struct ResolvedInput

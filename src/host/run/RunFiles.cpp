@@ -96,8 +96,10 @@ std::vector<RunFile> describeFiles(const ResolvedJob& job, bool outputs)
     std::vector<RunFile> files;
     for (const ResolvedModule& module : job.modules) {
         for (const ResolvedParameter& parameter : module.parameters) {
-            if (outputs ? parameter.isOutputFile : parameter.isInputFile)
-                files.push_back(describe(parameter.value.text, module.name, parameter.name));
+            if (outputs ? !parameter.isOutputFile : !parameter.isInputFile)
+                continue;
+            for (const std::string& path : filesOf(parameter))
+                files.push_back(describe(path, module.name, parameter.name));
         }
     }
     return files;

@@ -217,3 +217,68 @@ TEST(ParameterValueTest, WithoutAManifestTypesAreGuessed)
     EXPECT_EQ(typeOf("w"), strType);
     EXPECT_FALSE(diagnostics.hasErrors());
 }
+
+// ---- Words of trace headers ----
+
+TEST(ParameterValueTest, SelectionsBecomeTheTextThatModulesRead)
+{
+    const std::pair<const char*, const char*> rows[] = {
+        {"{offset: [100, 2000], iline: [100, 200, 2]}", "offset=100:2000; iline=100:200:2"},
+        {"{cdp: 7}", "cdp=7"},
+        {"{cdp: \"1:9, 20\"}", "cdp=1:9, 20"},
+        {"{cdp: [[1, 9], 20, [30, 40, 5], \"50:\"]}", "cdp=1:9,20,30:40:5,50:"},
+        {"{offset: [-500, -100]}", "offset=-500:-100"},
+        {"offset=1:2; cdp=3", "offset=1:2; cdp=3"},
+    };
+    for (const auto& [yaml, text] : rows) {
+        const Conversion conversion(specOf(ParameterType::selection), yaml);
+        EXPECT_EQ(conversion.text(), text) << yaml << conversion.error();
+        EXPECT_EQ(conversion.value->value.getStrValue(), text);
+    }
+}
+
+TEST(ParameterValueTest, NumbersOfASelectionThatCouldBeMeantOtherwiseAreRefused)
+{
+    const std::pair<const char*, const char*> rows[] = {
+        {"{cdp: [7, 9, 12]}", "\"cdp\" in parameter \"p\" is a range from 7 to 9 whose step 12 "
+                              "exceeds it; write single numbers as \"7, 9, 12\""},
+        {"{cdp: [7, 8, 9, 10]}",
+         "\"cdp\" in parameter \"p\" is 4 numbers in brackets; a range is [FIRST, LAST] or "
+         "[FIRST, LAST, STEP]; write single numbers as \"7, 9, 12\""},
+        {"{cdp: [1, x]}", "\"cdp\" in parameter \"p\" is \"x\"; expected a whole number"},
+        {"{cdp: {a: 1}}",
+         "\"cdp\" in parameter \"p\" is a group of keys; expected numbers: 7, [FIRST, LAST], "
+         "[FIRST, LAST, STEP] or \"1:100:2, 200\""},
+        {"[1, 2]",
+         "parameter \"p\" is a list; expected header words with the numbers wanted, as in "
+         "{offset: [100, 2000], cdp: 7}"},
+    };
+    for (const auto& [yaml, error] : rows) {
+        const Conversion conversion(specOf(ParameterType::selection), yaml);
+        EXPECT_FALSE(conversion.value.has_value()) << yaml;
+        EXPECT_EQ(conversion.error(), error);
+    }
+}
+
+TEST(ParameterValueTest, WordMapsBecomeTheTextThatModulesRead)
+{
+    EXPECT_EQ(Conversion(specOf(ParameterType::wordMap),
+                         "{iline: 9, xline: 21, cdpx: {byte: 73, type: int32}, sx: \"5:ibm\"}")
+                  .text(),
+              "iline=9, xline=21, cdpx=73:int32, sx=5:ibm");
+    EXPECT_EQ(Conversion(specOf(ParameterType::wordMap), "{cdpx: {bite: 73}}").error(),
+              "\"cdpx\" in parameter \"p\" needs the key \"byte\"");
+    EXPECT_EQ(Conversion(specOf(ParameterType::wordMap), "{cdpx: [73]}").error(),
+              "\"cdpx\" in parameter \"p\" is a list; expected a byte, or {byte: 73, type: int32}");
+}
+
+TEST(ParameterValueTest, FilesAreOneNameOrAListOfThem)
+{
+    const Conversion one(specOf(ParameterType::fileList), "line_*.sgy");
+    EXPECT_EQ(one.text(), "/jobs/line_*.sgy");
+    const Conversion two(specOf(ParameterType::fileList), "[a.sgy, /data/b.sgy]");
+    EXPECT_EQ(two.value->value.getStrValue(), "/jobs/a.sgy\n/data/b.sgy");
+    EXPECT_THAT(*two.value->items, ElementsAre("/jobs/a.sgy", "/data/b.sgy"));
+    EXPECT_EQ(Conversion(specOf(ParameterType::fileList), "[a.sgy, [b.sgy]]").error(),
+              "parameter \"p\" is a list; expected the name of a file");
+}

@@ -10,6 +10,8 @@
 #include "traces/HeaderToAttributes.h"
 #include "traces/JobFiles.h"
 #include "traces/Milliseconds.h"
+#include "traces/ReaderFiles.h"
+#include "traces/ReaderParameters.h"
 #include "vorn_kit.hpp"
 
 #include <array>
@@ -19,6 +21,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 using VORN::HeaderWord;
@@ -37,8 +40,9 @@ namespace {
 
 struct Settings
 {
-    std::string file;
+    std::vector<std::string> files; // read one after the other
     SegyOverrides overrides;
+    VORN::WordMap map;
     TraceSelection selection;
     int memoryLimit = 0; // MB
 };
@@ -47,19 +51,24 @@ Settings readSettings()
 {
     const segy_in_parameters::Parameters given = segy_in_parameters::readParameters();
     Settings settings;
-    settings.file = given.file;
-    settings.memoryLimit = given.memory_limit;
+    settings.files = traces::filesToRead(given.file);
+    if (given.words)
+        settings.map = traces::wordMap(*given.words);
     if (given.traces)
         settings.selection.add("traces", *given.traces);
+    const std::vector<HeaderWord> words = settings.map.applied(VORN::traceHeaderWords());
     if (given.fldr)
-        settings.selection.add("fldr", *given.fldr);
+        settings.selection.add("fldr", *given.fldr, words);
     if (given.cdp)
-        settings.selection.add("cdp", *given.cdp);
+        settings.selection.add("cdp", *given.cdp, words);
+    if (given.select)
+        traces::addConditions(*given.select, words, settings.selection);
     settings.overrides.samples = given.samples;
     if (given.format)
         settings.overrides.format = VORN::sampleFormatOfKey(wordOf(*given.format));
     if (given.endian)
         settings.overrides.littleEndian = *given.endian == segy_in_parameters::Endian::little;
+    settings.memoryLimit = given.memory_limit;
     if (given.interval)
         settings.overrides.interval = static_cast<int>(std::lround(*given.interval * 1e6));
     return settings;
@@ -67,59 +76,75 @@ Settings readSettings()
 
 // ---- From one call to the next ----
 
+// One of the files, and what is read of it.
+struct Part
+{
+    std::string path;
+    int samples = 0;    // per trace
+    int interval = 0;   // microseconds
+    int64_t traces = 0; // to be read
+};
+
 struct State
 {
-    explicit State(const Settings& settings)
-        : reader(settings.file, settings.overrides), statements(reader),
-          selection(settings.selection), words(VORN::traceHeaderWords())
+    explicit State(Settings given)
+        : settings(std::move(given)), table(settings.map.applied(VORN::traceHeaderWords())),
+          words(table)
     {
-        total = selection.count(reader.layout().traces, wordOf());
     }
 
-    TraceSelection::WordOf wordOf()
-    {
-        return [this](int64_t index, const HeaderWord& word) {
-            return reader.word(reader.header(index), word);
-        };
-    }
-    // The trace to be read now, from 0.
-    int64_t nextIndex() { return selection.next(from, reader.layout().traces, wordOf()); }
-
-    SegyReader reader;
-    SegyTraceStatements statements;
-    TraceSelection selection;
-    int64_t total = 0; // traces that are selected
-    int64_t next = 0;  // of them, read so far
-    int64_t from = 0;  // behind the last one that was read
+    Settings settings;
+    std::vector<HeaderWord> table;
     traces::HeaderToAttributes words;
+    std::vector<Part> parts;
+    int64_t total = 0; // traces of all parts that are still to be read
+    std::size_t part = 0;
+    std::unique_ptr<SegyReader> reader; // of that part
+    std::unique_ptr<SegyTraceStatements> statements;
+    std::unique_ptr<traces::VendorBytes> vendorBytes;
+    int64_t next = 0; // traces of the part that have been read
+    int64_t from = 0; // behind the last one of them
     std::array<unsigned char, VORN::segyTraceHeaderBytes> header;
 };
 
+void open(State& state, std::size_t part)
+{
+    state.part = part;
+    state.next = 0;
+    state.from = 0;
+    state.statements.reset(); // it refers to the reader
+    state.reader =
+        std::make_unique<SegyReader>(state.settings.files[part], state.settings.overrides);
+    state.statements = std::make_unique<SegyTraceStatements>(*state.reader);
+    state.vendorBytes =
+        std::make_unique<traces::VendorBytes>(state.reader->layout().revision, state.settings.map);
+}
+
 // ---- Before the first trace ----
 
-std::string summary(const State& state, const Settings& settings)
+std::string summary(const SegyReader& reader, const Part& part, const Settings& settings)
 {
-    const SegyLayout& layout = state.reader.layout();
-    std::string text = settings.file + ": " + std::to_string(layout.traces) + " traces of " +
+    const SegyLayout& layout = reader.layout();
+    std::string text = part.path + ": " + std::to_string(layout.traces) + " traces of " +
                        (layout.variableLength ? "up to " : "") + std::to_string(layout.samples) +
                        " samples, interval " + traces::milliseconds(layout.interval) + ", " +
                        VORN::sampleFormatName(layout.format) + ", " +
                        (layout.littleEndian ? "little" : "big") + " endian, revision " +
                        std::to_string(layout.revision);
     if (!settings.selection.isEmpty())
-        text += "; " + std::to_string(state.total) + " of them selected by " +
+        text += "; " + std::to_string(part.traces) + " of them selected by " +
                 settings.selection.text();
     return text;
 }
 
-void sendNews(const State& state, const Settings& settings)
+void sendNews(const SegyReader& reader, const Part& part, const Settings& settings)
 {
-    message(VORN_INFORMATION, summary(state, settings));
-    for (const std::string& note : state.reader.warnings())
-        message(VORN_WARNING, settings.file + ": " + note);
-    if (state.reader.layout().variableLength)
-        message(VORN_WARNING, settings.file + ": shorter traces are filled with zeros up to " +
-                                  std::to_string(state.reader.layout().samples) + " samples");
+    message(VORN_INFORMATION, summary(reader, part, settings));
+    for (const std::string& note : reader.warnings())
+        message(VORN_WARNING, part.path + ": " + note);
+    if (reader.layout().variableLength)
+        message(VORN_WARNING, part.path + ": shorter traces are filled with zeros up to " +
+                                  std::to_string(reader.layout().samples) + " samples");
 }
 
 // The cards of some text headers, a line each.
@@ -159,7 +184,6 @@ void publishMetadata(const SegyReader& reader)
     publish("segy.interval", std::to_string(reader.layout().interval));
     publish("segy.samples", std::to_string(reader.layout().samples));
     publish("segy.file", reader.path());
-    traces::announceInput(reader.path());
 }
 
 void warnOfUnknownWords(const State& state)
@@ -168,75 +192,139 @@ void warnOfUnknownWords(const State& state)
     if (unknown > 0)
         message(state.words.knownWords() == 0 ? VORN_WARNING : VORN_DETAIL,
                 "the job's schema does not know " + std::to_string(unknown) + " of the " +
-                    std::to_string(VORN::traceHeaderWords().size()) +
-                    " trace header words; they are not read");
+                    std::to_string(state.table.size()) + " trace header words; they are not read");
+}
+
+TraceSelection::WordOf wordOf(SegyReader& reader)
+{
+    return [&reader](int64_t index, const HeaderWord& word) {
+        return VORN::readWordValue(reader.header(index), word, reader.layout().littleEndian);
+    };
+}
+
+// The part of the file that is open.
+Part describe(SegyReader& reader, const Settings& settings)
+{
+    const SegyLayout& layout = reader.layout();
+    Part part;
+    part.path = reader.path();
+    part.samples = layout.samples;
+    part.interval = layout.interval;
+    part.traces = settings.selection.count(layout.traces, wordOf(reader));
+    return part;
+}
+
+// As in the file, and as it is passed on. A file that is mostly a hole may have any length.
+void refuseHugeTraces(const SegyReader& reader, const Settings& settings)
+{
+    const SegyLayout& layout = reader.layout();
+    vorn_kit::allowMemory(
+        settings.memoryLimit, layout.traceBytes(layout.samples) + int64_t{4} * layout.samples,
+        reader.path() + ": a trace of " + std::to_string(layout.samples) + " samples",
+        "state `samples` if its traces are shorter");
+}
+
+void failWhereNothingIsSelected(const State& state, int64_t inFiles)
+{
+    if (state.total == 0 && inFiles > 0)
+        fail(traces::nothingSelected(state.settings.files, inFiles,
+                                     state.settings.selection.text()));
 }
 
 std::unique_ptr<State> prepare()
 {
-    const Settings settings = readSettings();
+    Settings settings = readSettings();
     void* out = getOutputTraceBuffer(0);
     if (out == nullptr)
         fail("the module has no output; connect one");
 
-    auto state = std::make_unique<State>(settings);
-    SegyReader& reader = state->reader;
-    // As in the file, and as it is passed on. A file that is mostly a hole may have any length.
-    vorn_kit::allowMemory(
-        settings.memoryLimit,
-        reader.layout().traceBytes(reader.layout().samples) + int64_t{4} * reader.layout().samples,
-        settings.file + ": a trace of " + std::to_string(reader.layout().samples) + " samples",
-        "state `samples` if its traces are shorter");
-    if (state->total == 0)
-        fail(settings.file + ": none of its " + std::to_string(reader.layout().traces) +
-             " traces is selected by " + settings.selection.text());
-    const SegyLayout& layout = reader.layout();
-    sendNews(*state, settings);
-    publishMetadata(reader);
-    bldOutputTraceBuffer(0, layout.samples, layout.interval, nullptr);
+    auto state = std::make_unique<State>(std::move(settings));
+    traces::CommonLayout common;
+    int64_t inFiles = 0;
+    for (std::size_t i = 0; i < state->settings.files.size(); ++i) {
+        open(*state, i);
+        SegyReader& reader = *state->reader;
+        refuseHugeTraces(reader, state->settings);
+        state->parts.push_back(describe(reader, state->settings));
+        const Part& part = state->parts.back();
+        sendNews(reader, part, state->settings);
+        if (i == 0)
+            publishMetadata(reader);
+        traces::announceInput(part.path);
+        common.add(part.path, part.samples, part.interval);
+        state->total += part.traces;
+        inFiles += reader.layout().traces;
+    }
+    failWhereNothingIsSelected(*state, inFiles);
+    for (const std::string& warning : common.warnings())
+        message(VORN_WARNING, warning);
+    if (state->parts.size() > 1)
+        open(*state, 0);
+    bldOutputTraceBuffer(0, common.samples(), common.interval(), nullptr);
     warnOfUnknownWords(*state);
-    state->words.begin(out, layout.interval);
+    state->words.begin(out, common.interval());
     informTotalTracesNumber(out, state->total);
     return state;
 }
 
 // ---- Trace by trace ----
 
+// What a file's traces had to say; their number is known only behind the last of them.
+void reportPart(const State& state)
+{
+    const std::string& path = state.reader->path();
+    for (const std::string& note : state.statements->warnings())
+        message(VORN_WARNING, path + ": " + note);
+    const std::string vendor = state.vendorBytes->text();
+    if (!vendor.empty())
+        message(VORN_INFORMATION, path + ": " + vendor);
+}
+
+// Goes on to the next file that has traces to be read.
+void advance(State& state)
+{
+    while (state.next == state.parts[state.part].traces && state.part + 1 < state.parts.size()) {
+        reportPart(state);
+        open(state, state.part + 1);
+    }
+}
+
 // Everything that can fail precedes the output trace: one that could not be read must not be passed
 // on.
 void emitTrace(State& state, void* out)
 {
-    const int64_t index = state.nextIndex();
-    state.reader.read(index, state.header.data(), nullptr);
+    SegyReader& reader = *state.reader;
+    const int64_t index =
+        state.settings.selection.next(state.from, reader.layout().traces, wordOf(reader));
+    reader.read(index, state.header.data(), nullptr);
 
-    float* samples =
-        state.words.addTrace(out, index + 1, state.header.data(), state.reader.layout().littleEndian,
-                             state.reader.samplesOf(index));
+    float* samples = state.words.addTrace(out, index + 1, state.header.data(),
+                                          reader.layout().littleEndian, reader.samplesOf(index));
     if (samples == nullptr)
-        fail("not enough memory for trace " + std::to_string(index + 1) + " of " +
-             state.reader.path());
-    state.reader.read(index, nullptr, samples);
-    state.statements.see(index, state.header.data());
+        fail("not enough memory for trace " + std::to_string(index + 1) + " of " + reader.path());
+    reader.read(index, nullptr, samples);
+    state.statements->see(index, state.header.data());
+    state.vendorBytes->see(state.header.data());
     ++state.next;
     state.from = index + 1;
+    --state.total;
 }
 
 void process(State& state)
 {
     void* out = vorn_output(0);
-    if (state.next < state.total)
+    advance(state);
+    if (state.total > 0)
         emitTrace(state, out);
-    if (state.next == state.total)
+    if (state.total == 0)
         setDataChannelFlag(out, VORN_END_OF_DATA); // on the last trace; without one, on the channel
 }
 
 // ---- After the last trace ----
 
-// Their number is known only now.
 void finish(State& state)
 {
-    for (const std::string& note : state.statements.warnings())
-        message(VORN_WARNING, state.reader.path() + ": " + note);
+    reportPart(state);
 }
 
 } // namespace

@@ -12,6 +12,7 @@
 #include "segy_out_parameters.hpp"
 #include "traces/AttributesToHeader.h"
 #include "traces/JobFiles.h"
+#include "traces/ReaderParameters.h"
 #include "vorn_kit.hpp"
 
 #include <algorithm>
@@ -46,6 +47,7 @@ struct Settings
     std::string file;
     SampleFormat format = SampleFormat::ibmFloat;
     std::optional<int> revision; // the input's where none is given
+    VORN::WordMap map;
     bool overwrite = true;
 };
 
@@ -57,6 +59,8 @@ Settings readSettings()
     settings.format = given.format == segy_out_parameters::Format::ibm ? SampleFormat::ibmFloat
                                                                        : SampleFormat::ieeeFloat;
     settings.revision = given.revision;
+    if (given.words)
+        settings.map = traces::wordMap(*given.words);
     settings.overwrite = given.overwrite;
     return settings;
 }
@@ -68,7 +72,7 @@ struct State
     explicit State(Settings given)
         : settings(std::move(given)),
           file(settings.file, settings.overwrite, "the output file", getModuleName()),
-          words(settings.file, VORN::traceHeaderWords(), littleEndian)
+          words(settings.file, VORN::traceHeaderWords(), settings.map, littleEndian)
     {
     }
 

@@ -7,6 +7,8 @@
 #include "traces/HeaderToAttributes.h"
 #include "traces/JobFiles.h"
 #include "traces/Milliseconds.h"
+#include "traces/ReaderFiles.h"
+#include "traces/ReaderParameters.h"
 #include "traces/WordCounts.h"
 #include "vorn_kit.hpp"
 
@@ -19,6 +21,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 using VORN::HeaderWord;
@@ -35,7 +38,8 @@ namespace {
 
 struct Settings
 {
-    std::string file;
+    std::vector<std::string> files; // read one after the other
+    VORN::WordMap map;
     TraceSelection selection;
     SuOverrides overrides;
     std::optional<int> interval; // microseconds
@@ -46,13 +50,18 @@ Settings readSettings()
 {
     const su_in_parameters::Parameters given = su_in_parameters::readParameters();
     Settings settings;
-    settings.file = given.file;
-    settings.memoryLimit = given.memory_limit;
+    settings.files = traces::filesToRead(given.file);
+    if (given.words)
+        settings.map = traces::wordMap(*given.words);
     if (given.traces && !given.traces->empty())
         settings.selection.add("traces", *given.traces);
+    if (given.select)
+        traces::addConditions(*given.select, settings.map.applied(VORN::suHeaderWords()),
+                              settings.selection);
     settings.overrides.samples = given.samples;
     if (given.endian)
         settings.overrides.littleEndian = *given.endian == su_in_parameters::Endian::little;
+    settings.memoryLimit = given.memory_limit;
     if (given.interval)
         settings.interval = static_cast<int>(std::lround(*given.interval * 1e6));
     return settings;
@@ -83,98 +92,134 @@ std::vector<const char*> keysOf(const std::vector<const HeaderWord*>& words)
     return keys;
 }
 
+// One of the files, and what is read of it.
+struct Part
+{
+    std::string path;
+    int64_t traces = 0; // to be read
+};
+
 struct State
 {
-    explicit State(const Settings& settings)
-        : reader(settings.file, settings.overrides),
-          interval(settings.interval.value_or(reader.interval())), words(VORN::suHeaderWords()),
-          unread(unreadWords(words)), missed(keysOf(unread))
+    explicit State(Settings given)
+        : settings(std::move(given)), table(settings.map.applied(VORN::suHeaderWords())),
+          words(table), unread(unreadWords(words)), missed(keysOf(unread))
     {
     }
 
-    TraceSelection::WordOf wordOf()
-    {
-        return [this](int64_t index, const HeaderWord& word) {
-            reader.read(index, header.data(), nullptr);
-            return VORN::readWord(header.data(), word, reader.littleEndian());
-        };
-    }
-    // The trace to be read now, from 0.
-    int64_t nextIndex() { return selection.next(from, reader.traces(), wordOf()); }
-
-    SuReader reader;
-    int interval; // microseconds
-    TraceSelection selection;
-    int64_t total = 0; // traces that are selected
-    int64_t next = 0;  // of them, read so far
-    int64_t from = 0;  // behind the last one that was read
+    Settings settings;
+    std::vector<HeaderWord> table;
     traces::HeaderToAttributes words;
     std::vector<const HeaderWord*> unread; // words that the schema lacks
     traces::WordCounts missed;             // those of them that have values
+    std::vector<Part> parts;
+    int64_t total = 0; // traces of all parts that are still to be read
+    std::size_t part = 0;
+    std::unique_ptr<SuReader> reader; // of that part
+    int64_t next = 0;                 // traces of the part that have been read
+    int64_t from = 0;                 // behind the last one of them
     std::array<unsigned char, VORN::segyTraceHeaderBytes> header;
 };
 
+void open(State& state, std::size_t part)
+{
+    state.part = part;
+    state.next = 0;
+    state.from = 0;
+    state.reader = std::make_unique<SuReader>(state.settings.files[part], state.settings.overrides);
+}
+
 // ---- Before the first trace ----
 
-void sendNews(const State& state, const Settings& settings)
+void sendNews(const SuReader& reader, const Part& part, int interval, const Settings& settings)
 {
-    const SuReader& reader = state.reader;
-    message(VORN_DETAIL, "the job's schema knows " + std::to_string(state.words.knownWords()) +
-                             " of the " + std::to_string(VORN::suHeaderWords().size()) +
-                             " trace header words; others are not read");
-    std::string text = settings.file + ": " + std::to_string(reader.traces()) + " traces of " +
+    std::string text = part.path + ": " + std::to_string(reader.traces()) + " traces of " +
                        std::to_string(reader.samples()) + " samples, interval " +
-                       traces::milliseconds(state.interval) + ", Seismic Unix, " +
+                       traces::milliseconds(interval) + ", Seismic Unix, " +
                        (reader.littleEndian() ? "little" : "big") + " endian";
     if (!settings.selection.isEmpty())
         text += "; read are " + settings.selection.text();
     message(VORN_INFORMATION, text);
     for (const std::string& note : reader.warnings())
-        message(VORN_WARNING, settings.file + ": " + note);
-    if (state.interval == 0)
-        message(VORN_WARNING,
-                settings.file + ": no header states a sample interval; state `interval`");
+        message(VORN_WARNING, part.path + ": " + note);
+    if (interval == 0)
+        message(VORN_WARNING, part.path + ": no header states a sample interval; state `interval`");
 }
 
-void publishMetadata(const State& state)
+void publishMetadata(const SuReader& reader, int interval)
 {
     const auto publish = [](const char* key, const std::string& value) {
         setMetaDataValue(VORN_SCOPE_MODULE, key, value);
     };
-    publish("segy.file", state.reader.path());
+    publish("segy.file", reader.path());
     publish("segy.format", "su");
-    publish("segy.interval", std::to_string(state.interval));
-    publish("segy.samples", std::to_string(state.reader.samples()));
-    traces::announceInput(state.reader.path());
+    publish("segy.interval", std::to_string(interval));
+    publish("segy.samples", std::to_string(reader.samples()));
 }
 
-void selectTraces(State& state, const Settings& settings)
+TraceSelection::WordOf wordOf(State& state)
 {
-    state.selection = settings.selection;
-    state.total = state.selection.count(state.reader.traces(), state.wordOf());
+    return [&state](int64_t index, const HeaderWord& word) {
+        state.reader->read(index, state.header.data(), nullptr);
+        return VORN::readWordValue(state.header.data(), word, state.reader->littleEndian());
+    };
+}
+
+// The part of the file that is open.
+Part describe(State& state)
+{
+    SuReader& reader = *state.reader;
+    Part part;
+    part.path = reader.path();
+    part.traces = state.settings.selection.count(reader.traces(), wordOf(state));
+    return part;
+}
+
+void failWhereNothingIsSelected(const State& state, int64_t inFiles)
+{
     if (state.total == 0)
-        fail(settings.file + ": none of its " + std::to_string(state.reader.traces()) +
-             " traces is selected by " + settings.selection.text());
+        fail(traces::nothingSelected(state.settings.files, inFiles,
+                                     state.settings.selection.text()));
 }
 
 std::unique_ptr<State> prepare()
 {
-    const Settings settings = readSettings();
+    Settings settings = readSettings();
     void* out = getOutputTraceBuffer(0);
     if (out == nullptr)
         fail("the module has no output; connect one");
 
-    auto state = std::make_unique<State>(settings);
-    // As in the file, and as it is passed on. A file that is mostly a hole may have any length.
-    vorn_kit::allowMemory(settings.memoryLimit, 240 + int64_t{8} * state->reader.samples(),
-                          settings.file + ": a trace of " +
-                              std::to_string(state->reader.samples()) + " samples",
-                          "state `samples` if its traces are shorter");
-    selectTraces(*state, settings);
-    sendNews(*state, settings);
-    publishMetadata(*state);
-    bldOutputTraceBuffer(0, state->reader.samples(), state->interval, nullptr);
-    state->words.begin(out, state->interval);
+    auto state = std::make_unique<State>(std::move(settings));
+    message(VORN_DETAIL, "the job's schema knows " + std::to_string(state->words.knownWords()) +
+                             " of the " + std::to_string(state->table.size()) +
+                             " trace header words; others are not read");
+    traces::CommonLayout common;
+    int64_t inFiles = 0;
+    for (std::size_t i = 0; i < state->settings.files.size(); ++i) {
+        open(*state, i);
+        const SuReader& reader = *state->reader;
+        const int interval = state->settings.interval.value_or(reader.interval());
+        // As in the file, and as it is passed on. A file that is mostly a hole may have any length.
+        vorn_kit::allowMemory(state->settings.memoryLimit, 240 + int64_t{8} * reader.samples(),
+                              reader.path() + ": a trace of " + std::to_string(reader.samples()) +
+                                  " samples",
+                              "state `samples` if its traces are shorter");
+        state->parts.push_back(describe(*state));
+        sendNews(reader, state->parts.back(), interval, state->settings);
+        if (i == 0)
+            publishMetadata(reader, interval);
+        traces::announceInput(reader.path());
+        common.add(reader.path(), reader.samples(), interval);
+        state->total += state->parts.back().traces;
+        inFiles += reader.traces();
+    }
+    failWhereNothingIsSelected(*state, inFiles);
+    for (const std::string& warning : common.warnings())
+        message(VORN_WARNING, warning);
+    if (state->parts.size() > 1)
+        open(*state, 0);
+    bldOutputTraceBuffer(0, common.samples(), common.interval(), nullptr);
+    state->words.begin(out, common.interval());
     informTotalTracesNumber(out, state->total);
     return state;
 }
@@ -184,34 +229,44 @@ std::unique_ptr<State> prepare()
 void countUnreadWords(State& state)
 {
     for (std::size_t i = 0; i < state.unread.size(); ++i) {
-        if (VORN::readWord(state.header.data(), *state.unread[i], state.reader.littleEndian()) != 0)
+        if (VORN::readWordValue(state.header.data(), *state.unread[i], state.reader->littleEndian())
+                .number() != 0)
             state.missed.count(i);
     }
+}
+
+// Goes on to the next file that has traces to be read.
+void advance(State& state)
+{
+    while (state.next == state.parts[state.part].traces && state.part + 1 < state.parts.size())
+        open(state, state.part + 1);
 }
 
 // Everything that can fail precedes the output trace: one that could not be read must not be passed
 // on.
 void emitTrace(State& state, void* out)
 {
-    const int64_t index = state.nextIndex();
-    SuReader& reader = state.reader;
+    SuReader& reader = *state.reader;
+    const int64_t index = state.settings.selection.next(state.from, reader.traces(), wordOf(state));
     reader.read(index, state.header.data(), nullptr);
-    float* samples =
-        state.words.addTrace(out, index + 1, state.header.data(), reader.littleEndian(), reader.samples());
+    float* samples = state.words.addTrace(out, index + 1, state.header.data(),
+                                          reader.littleEndian(), reader.samples());
     if (samples == nullptr)
-        fail("not enough memory for trace " + std::to_string(index + 1));
+        fail("not enough memory for trace " + std::to_string(index + 1) + " of " + reader.path());
     reader.read(index, nullptr, samples);
     countUnreadWords(state);
-    state.from = index + 1;
     ++state.next;
+    state.from = index + 1;
+    --state.total;
 }
 
 void process(State& state)
 {
     void* out = vorn_output(0);
-    if (state.next < state.total)
+    advance(state);
+    if (state.total > 0)
         emitTrace(state, out);
-    if (state.next == state.total)
+    if (state.total == 0)
         setDataChannelFlag(out, VORN_END_OF_DATA); // on the last trace; without one, on the channel
 }
 
@@ -223,7 +278,7 @@ void finish(State& state)
     const std::string words = state.missed.text(mostNamed);
     if (!words.empty())
         message(VORN_WARNING,
-                state.reader.path() +
+                state.reader->path() +
                     ": header words that have values are not read, since the job's schema "
                     "lacks them: " +
                     words + "; add those that matter to `schema`");

@@ -8,6 +8,7 @@
 #include "su_out_parameters.hpp"
 #include "traces/AttributesToHeader.h"
 #include "traces/JobFiles.h"
+#include "traces/ReaderParameters.h"
 #include "traces/WordCounts.h"
 #include "vorn_kit.hpp"
 
@@ -35,6 +36,7 @@ struct Settings
     std::string file;
     bool littleEndian = std::endian::native == std::endian::little;
     bool overwrite = true;
+    VORN::WordMap map;
 };
 
 Settings readSettings()
@@ -46,6 +48,8 @@ Settings readSettings()
     if (given.endian != Endian::native)
         settings.littleEndian = given.endian == Endian::little;
     settings.overwrite = given.overwrite;
+    if (given.words)
+        settings.map = traces::wordMap(*given.words);
     return settings;
 }
 
@@ -56,7 +60,7 @@ struct State
     explicit State(Settings given)
         : settings(std::move(given)),
           file(settings.file, settings.overwrite, "the output file", getModuleName()),
-          words(settings.file, VORN::suHeaderWords(), settings.littleEndian)
+          words(settings.file, VORN::suHeaderWords(), settings.map, settings.littleEndian)
     {
     }
 
@@ -83,12 +87,13 @@ std::unique_ptr<State> prepare()
 // ---- Trace by trace ----
 
 // Words of SEG-Y at places where Seismic Unix has others, or none.
-std::vector<const char*> wordsWithoutPlace(void* in)
+std::vector<const char*> wordsWithoutPlace(void* in, const VORN::WordMap& map)
 {
     constexpr int lastSharedByte = 180;
     std::vector<const char*> keys;
     for (const HeaderWord& word : VORN::traceHeaderWords()) {
-        if (word.byte > lastSharedByte && isTraceAttributeExist(in, word.key) != 0)
+        if (word.byte > lastSharedByte && !map.has(word.key) &&
+            isTraceAttributeExist(in, word.key) != 0)
             keys.push_back(word.key);
     }
     return keys;
@@ -96,7 +101,7 @@ std::vector<const char*> wordsWithoutPlace(void* in)
 
 void begin(State& state, void* in)
 {
-    state.leftOut = traces::WordCounts(wordsWithoutPlace(in));
+    state.leftOut = traces::WordCounts(wordsWithoutPlace(in, state.settings.map));
     state.samples = getTraceLength(in);
     state.writer =
         std::make_unique<SuWriter>(state.file, state.samples, state.settings.littleEndian);

@@ -25,8 +25,12 @@ using Parameters = std::map<std::string, UniVar>;
 class SegyInTest : public KernelFixture
 {
 protected:
-    SegyInTest()
+    SegyInTest() { renew(); }
+
+    // A harness without modules that knows all words.
+    void renew()
     {
+        harness = ModuleHarness();
         harness.withSource = false;
         for (const VORN::HeaderWord& word : VORN::traceHeaderWords())
             harness.define(word.key, 2);
@@ -274,6 +278,181 @@ TEST_F(SegyInTest, AnIntegerSelectsToo)
                 ElementsAre(HasSubstr("; 1 of them selected by traces 5")));
 }
 
+TEST_F(SegyInTest, AnyWordSelectsByRangesListsAndSteps)
+{
+    SegyBytes made = ieeeFile(8, 3);
+    for (int i = 0; i < 8; ++i) {
+        made.setTrace(static_cast<std::size_t>(i) * 252, 37, 4, 100 * i - 300); // offset
+        made.setTrace(static_cast<std::size_t>(i) * 252, 189, 4, 100 + i);      // iline
+    }
+    const std::pair<const char*, std::vector<int>> rows[] = {
+        {"offset=-200:200", {2, 3, 4, 5, 6}},    {"offset=:-100", {1, 2, 3}},
+        {"iline=101:107:2", {2, 4, 6, 8}},       {"iline=100,103,105:106; offset=0:", {4, 6, 7}},
+        {"offset=100:400; fldr=6:9", {6, 7, 8}}, {"traces=2:4\niline=103", {4}},
+    };
+    for (const auto& [select, records] : rows) {
+        harness = ModuleHarness();
+        harness.withSource = false;
+        harness.define("fldr", 2);
+        const HarnessResult result = read(made.bytes(), {{"select", UniVar(select)}});
+        EXPECT_EQ(values(result, "fldr"), records) << select << result.allMessages();
+    }
+}
+
+// ---- Words at other bytes ----
+
+TEST_F(SegyInTest, MappedWordsAreReadFromTheirBytesWithTheirType)
+{
+    for (const bool little : {false, true}) {
+        harness = ModuleHarness();
+        harness.withSource = false;
+        harness.define("fldr", 2);
+        harness.define("iline", 2);
+        harness.define("cdpx", 5);
+        harness.define("cdpy", 4);
+        harness.define("sx", 5);
+        harness.define("crew", 3);
+        SegyBytes made = ieeeFile(2, 3, little);
+        for (const std::size_t start : {0, 252}) {
+            const int64_t more = start == 0 ? 0 : 1;
+            made.setTrace(start, 189, 4, 77); // where revision 1 has iline
+            made.setTrace(start, 181, 8, 0x41124F8000000000 + (more << 40)); // 300000 and more
+            made.setTrace(start, 193, 4, bitsOf(1.5F + static_cast<float>(more)));
+            made.setTrace(start, 197, 4, static_cast<int64_t>(0xC276A000)); // IBM, -118.625
+            made.setTrace(start, 201, 5, 0x1234567890 + more);
+        }
+        const HarnessResult result =
+            read(made.bytes(), {{"words", UniVar("iline=9, cdpx=181:double, cdpy=193:ieee, "
+                                                 "sx=197:ibm, crew=201:uint40")}});
+        ASSERT_THAT(result.traces, SizeIs(2)) << result.allMessages();
+        EXPECT_THAT(values(result, "iline"), ElementsAre(1, 2));
+        EXPECT_THAT(values(result, "fldr"), ElementsAre(1, 2)) << "the bytes are still theirs";
+        const auto& attributes = result.traces[1].attributes;
+        EXPECT_EQ(result.traces[0].attributes.at("cdpx").getF64Value(), 300000.0);
+        EXPECT_EQ(attributes.at("cdpx").getF64Value(), 300064.0);
+        EXPECT_EQ(attributes.at("cdpy").getF32Value(), 2.5F);
+        EXPECT_EQ(attributes.at("sx").getF64Value(), -118.625);
+        EXPECT_EQ(attributes.at("crew").getI64Value(), 0x1234567891);
+    }
+}
+
+TEST_F(SegyInTest, MappedWordsSelectToo)
+{
+    SegyBytes made = ieeeFile(4, 3);
+    for (std::size_t i = 0; i < 4; ++i)
+        made.setTrace(i * 252, 181, 4, bitsOf(0.5F + static_cast<float>(i)));
+    const HarnessResult result = read(made.bytes(), {{"words", UniVar("x=181:ieee, iline=9")},
+                                                     {"select", UniVar("x=1:3; iline=2:9")}});
+    EXPECT_THAT(values(result, "fldr"), ElementsAre(2, 3));
+}
+
+TEST_F(SegyInTest, BytesOfTheMakerOfARevision0FileAreToldOnce)
+{
+    SegyBytes made = ieeeFile(4, 3);
+    made.setTrace(0, 181, 4, 5);
+    made.setTrace(252, 181, 4, 6);
+    made.setTrace(504, 189, 4, 7);
+    const std::string says = file + ": revision 0 leaves bytes 181 to 240 of trace headers to the "
+                                    "maker of the file; what stands there is read as in revision "
+                                    "1: cdpx (2 traces), iline (1 trace); where it means something "
+                                    "else, map the words with `words`";
+    EXPECT_THAT(read(made.bytes()).messagesOf(1, "in"), ElementsAre(HasSubstr("4 traces"), says));
+
+    renew();
+    EXPECT_THAT(
+        read(made.bytes(), {{"words", UniVar("cdpx=181, crew=189:int16")}}).messagesOf(1, "in"),
+        SizeIs(1))
+        << "the user knows these bytes";
+    made.setBinary(3501, 2, 256);
+    renew();
+    EXPECT_THAT(read(made.bytes()).messagesOf(1, "in"), SizeIs(1)) << "revision 1";
+}
+
+// ---- Several files as one input ----
+
+TEST_F(SegyInTest, SeveralFilesAreReadOneAfterTheOther)
+{
+    harness.define("filetrace", 3);
+    for (const int number : {1, 2, 10})
+        writeBytes(directory / ("line_" + std::to_string(number) + ".sgy"),
+                   ieeeFile(number == 10 ? 3 : number, 4).bytes());
+    const HarnessResult result = read(directory / "line_*.sgy", {{"traces", UniVar("1,3")}});
+    ASSERT_THAT(result.traces, SizeIs(4)) << result.allMessages();
+    EXPECT_THAT(values(result, "filetrace"), ElementsAre(1, 1, 1, 3)) << "numbers of each file";
+    EXPECT_THAT(values(result, "fldr"), ElementsAre(1, 1, 1, 3));
+    EXPECT_THAT(flags(result), ElementsAre(0, 0, 0, 3));
+    EXPECT_THAT(result.messagesOf(1, "in"),
+                ElementsAre(HasSubstr("line_1.sgy: 1 traces"), HasSubstr("line_2.sgy: 2 traces"),
+                            HasSubstr("line_10.sgy: 3 traces")));
+    EXPECT_THAT(result.messagesOf(2, "in"), IsEmpty());
+    EXPECT_EQ(result.bytesLeft.at("in"), 0);
+}
+
+TEST_F(SegyInTest, AListOfFilesKeepsItsOrderAndFilesOfWhichNothingIsSelectedArePassedOver)
+{
+    const std::string a = directory / "a.sgy";
+    const std::string b = directory / "b.sgy";
+    const std::string c = directory / "c.sgy";
+    writeBytes(a, ieeeFile(5, 2).bytes());
+    writeBytes(b, ieeeFile(3, 2).bytes());
+    writeBytes(c, ieeeFile(2, 2).bytes());
+    const HarnessResult result = read(a + "\n" + b + "\n" + c, {{"select", UniVar("fldr=4:5")}});
+    EXPECT_THAT(values(result, "fldr"), ElementsAre(4, 5));
+    EXPECT_THAT(flags(result), ElementsAre(0, 3));
+
+    renew();
+    const HarnessResult last = read(c + "\n" + b + "\n" + a, {{"select", UniVar("fldr=4:5")}});
+    EXPECT_THAT(values(last, "fldr"), ElementsAre(4, 5));
+
+    renew();
+    const HarnessResult none = read(a + "\n" + b, {{"select", UniVar("fldr=44")}});
+    EXPECT_THAT(none.messagesOf(4, "in"),
+                ElementsAre(a + " and 1 more: none of their 8 traces is selected by fldr 44"));
+}
+
+TEST_F(SegyInTest, DifferentLengthsOfFilesAreToldAndFilledWithZeros)
+{
+    const std::string a = directory / "a.sgy";
+    const std::string b = directory / "b.sgy";
+    writeBytes(a, ieeeFile(1, 2).bytes());
+    SegyBytes longer = ieeeFile(1, 4);
+    longer.setBinary(3217, 2, 0);
+    longer.setTrace(0, 117, 2, 0);
+    writeBytes(b, longer.bytes());
+    const HarnessResult result = read(a + "\n" + b);
+    ASSERT_THAT(result.traces, SizeIs(2)) << result.allMessages();
+    EXPECT_EQ(result.traceLength, 4);
+    EXPECT_EQ(result.sampleInterval, 4000);
+    EXPECT_THAT(result.traces[0].samples, ElementsAre(100, 101, 0, 0));
+    EXPECT_THAT(result.traces[1].samples, ElementsAre(100, 101, 102, 103));
+    EXPECT_THAT(values(result, "ns"), ElementsAre(2, 4));
+    EXPECT_THAT(values(result, "dt"), ElementsAre(4000, 4000));
+    EXPECT_THAT(result.messagesOf(2, "in"),
+                ElementsAre(HasSubstr("no header states a sample interval"),
+                            "1 of 2 files have shorter traces than 4 samples, the first of them " +
+                                a + " with 2; their traces are filled with zeros",
+                            "1 of 2 files state no sample interval, the first of them " + b +
+                                "; it is taken to be 4 ms, as in " + a));
+}
+
+TEST_F(SegyInTest, FilesWithDifferentIntervalsAreRefused)
+{
+    const std::string a = directory / "a.sgy";
+    const std::string b = directory / "b.sgy";
+    writeBytes(a, ieeeFile(2, 2).bytes());
+    SegyBytes other = ieeeFile(2, 2);
+    other.setBinary(3217, 2, 2000);
+    other.setTrace(0, 117, 2, 2000);
+    writeBytes(b, other.bytes());
+    EXPECT_THAT(read(a + "\n" + b).messagesOf(4, "in"),
+                ElementsAre(HasSubstr(b + ": its sample interval is 2 ms, that of " + a +
+                                      " 4 ms; traces of one input have one interval")));
+    renew();
+    const HarnessResult stated = read(a + "\n" + b, {{"interval", UniVar(0.002)}});
+    EXPECT_THAT(stated.traces, SizeIs(4));
+    EXPECT_EQ(stated.sampleInterval, 2000);
+}
+
 // ---- What the user states ----
 
 TEST_F(SegyInTest, LengthFormatOrderAndIntervalCanBeStated)
@@ -427,6 +606,11 @@ TEST_F(SegyInTest, BadParametersAndFilesEndTheModuleWithOneLine)
         {{{"fldr", UniVar("")}}, "fldr: \"\" in \"\" is not a number"},
         {{{"cdp", UniVar("9:1")}}, "cdp: \"9:1\" ends before it begins"},
         {{{"traces", UniVar("4:9")}}, file + ": none of its 3 traces is selected by traces 4:9"},
+        {{{"select", UniVar("offset")}}, "select: \"offset\" is not WORD=NUMBERS"},
+        {{{"select", UniVar("ofset=1:2")}}, "select: ofset: there is no trace header word"},
+        {{{"select", UniVar("offset=2:1")}}, "select: offset: \"2:1\" ends before it begins"},
+        {{{"words", UniVar("iline=300")}}, "words: \"iline=300\" begins at byte \"300\""},
+        {{{"file", UniVar(none + "*")}}, none + "*: no file has a name like this"},
         {{{"samples", UniVar(0)}}, "samples is 0 samples; give a whole number of at least 1"},
         {{{"format", UniVar("float")}}, "format is \"float\"; give ibm, ieee, double, int8"},
         {{{"endian", UniVar("native")}}, "endian is \"native\"; give big or little"},

@@ -159,6 +159,48 @@ Bytes tracesOf(const Bytes& file, std::size_t fileHeader = 3600)
 
 } // namespace
 
+// ---- Words at other bytes ----
+
+TEST_F(SegyOutTest, MappedWordsAreWrittenToTheirBytesAndNotToThoseOfTheStandard)
+{
+    SegyBytes made = ieeeFile(2, 3);
+    for (const std::size_t start : {0, 252}) {
+        made.setTrace(start, 189, 4, start == 0 ? 1001 : 1002);
+        made.setTrace(start, 181, 4, -70000);
+        made.setTrace(start, 73, 4, 1234);
+    }
+    copy(made.bytes(),
+         {{"words", UniVar("iline=9, cdpx=201:double, cdpy=209:uint8, sx=213:ibm, sy=181:int16")}});
+    const Bytes traces = tracesOf(readBytes(out));
+    EXPECT_EQ(getInteger(traces, 8, 4), 1001) << "fldr gives way";
+    EXPECT_EQ(getInteger(traces, 252 + 8, 4), 1002);
+    EXPECT_EQ(getInteger(traces, 188, 4), 0) << "iline has moved";
+    EXPECT_EQ(getInteger(traces, 200, 8), static_cast<int64_t>(0xC0F1170000000000)); // -70000.0
+    EXPECT_EQ(getInteger(traces, 212, 4) & 0xFFFFFFFF, 0x434D2000);                  // 1234 in IBM
+    EXPECT_EQ(getInteger(traces, 180, 4), 0) << "cdpx has moved, and sy is 0";
+    EXPECT_EQ(getInteger(traces, 20, 4), 101) << "cdp stays";
+}
+
+TEST_F(SegyOutTest, AMappedValueThatDoesNotFitIsReportedOnce)
+{
+    SegyBytes made = ieeeFile(3, 3);
+    for (const std::size_t start : {0, 252, 504})
+        made.setTrace(start, 189, 4, 70000);
+    const HarnessResult result = copy(made.bytes(), {{"words", UniVar("iline=9:uint16")}});
+    EXPECT_THAT(result.messagesOf(2, "out"),
+                ElementsAre(out + ": iline of trace 1 is 70000, more than 16 bits hold; it is "
+                                  "written as 65535, and others likewise"));
+    EXPECT_EQ(getInteger(tracesOf(readBytes(out)), 8, 2) & 0xFFFF, 65535);
+}
+
+TEST_F(SegyOutTest, AMapWithWhichNoHeaderCanBeWrittenIsRefused)
+{
+    EXPECT_THAT(
+        copy(ieeeFile(1, 3).bytes(), {{"words", UniVar("iline=9, xline=10")}}).messagesOf(4, "out"),
+        ElementsAre(HasSubstr("words: the words iline and xline share bytes")));
+    EXPECT_FALSE(std::filesystem::exists(out));
+}
+
 // ---- What is unchanged comes out unchanged ----
 
 TEST_F(SegyOutTest, IbmSamplesAndAllHeaderBytesComeOutBitForBit)

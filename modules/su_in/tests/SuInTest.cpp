@@ -192,6 +192,31 @@ TEST_F(SuInTest, EveryTraceHasItsNumberInTheFile)
     EXPECT_EQ(result.traces[2].attributes.at("filetrace").getI64Value(), 9);
 }
 
+TEST_F(SuInTest, SeveralFilesAreReadAsOneInputWithSelectionAndMappedWords)
+{
+    const std::string a = directory / "shot_1.su";
+    const std::string b = directory / "shot_2.su";
+    SegyBytes first = ieeeFile(3, 4);
+    first.setTrace(256, 9, 4, 55);
+    writeBytes(a, first.traces);
+    writeBytes(b, ieeeFile(5, 3).traces);
+    renew();
+    harness.define("filetrace", 3);
+    harness.define("iline", 2);
+    harness.add("in", "libsu_in.so").parameters = {{"file", UniVar(directory / "shot_*.su")},
+                                                   {"words", UniVar("iline=9")},
+                                                   {"select", UniVar("iline=3:60; cdp=101:104")}};
+    const HarnessResult result = harness.run();
+    ASSERT_THAT(result.traces, SizeIs(4)) << result.allMessages();
+    EXPECT_THAT(values(result, "filetrace"), ElementsAre(2, 3, 3, 4));
+    EXPECT_THAT(values(result, "iline"), ElementsAre(55, 3, 3, 4));
+    EXPECT_THAT(result.traces[2].samples, ElementsAre(300, 301, 302, 0));
+    EXPECT_EQ(result.traces[3].flag, 3);
+    EXPECT_THAT(result.messagesOf(2, "in"),
+                ElementsAre("1 of 2 files have shorter traces than 4 samples, the first of them " +
+                            b + " with 3; their traces are filled with zeros"));
+}
+
 TEST_F(SuInTest, LengthOrderAndIntervalCanBeStated)
 {
     SegyBytes made = ieeeFile(3, 4, false);

@@ -4,8 +4,11 @@
 #include "traces/AttributeList.h"
 
 #include <algorithm>
+#include <array>
 #include <bit>
 #include <cmath>
+#include <cstdio>
+#include <stdexcept>
 #include <string_view>
 #include <utility>
 
@@ -22,14 +25,29 @@ int64_t wholeNumber(const UniVar& value)
     return isFloat ? UniVar(std::round(value.getF64Value())).getI64Value() : value.getI64Value();
 }
 
+std::string textOf(const VORN::WordValue& value)
+{
+    if (!value.isFloat)
+        return std::to_string(value.whole);
+    std::array<char, 32> text{};
+    std::snprintf(text.data(), text.size(), "%.9g", value.real);
+    return text.data();
+}
+
 } // namespace
 
 AttributesToHeader::AttributesToHeader(std::string file, const std::vector<VORN::HeaderWord>& words,
-                                       bool littleEndian)
+                                       const VORN::WordMap& map, bool littleEndian)
     : path(std::move(file)), little(littleEndian)
 {
+    if (const std::string problem = map.problemOfWriting(); !problem.empty())
+        throw std::invalid_argument("words: " + problem);
+    for (const VORN::HeaderWord& word : map.words())
+        mapped.push_back(&word); // NOLINT(performance-inefficient-vector-operation)
     for (const VORN::HeaderWord& word : words) {
         const std::string_view key = word.key;
+        if (map.has(key))
+            continue;
         if (key == "ns")
             lengthWord = &word;
         else if (key == "dt")
@@ -63,6 +81,8 @@ void AttributesToHeader::fill(void* input, int64_t number, unsigned char* header
         for (std::size_t i = 0; i < floats.size(); ++i)
             write(*floats[i], std::bit_cast<int32_t>(floatValues[i]), number, header);
     }
+    for (const VORN::HeaderWord* word : mapped)
+        writeMapped(*word, input, number, header);
     if (lengthWord != nullptr)
         write(*lengthWord, getTraceLength(input), number, header);
     if (intervalWord != nullptr)
@@ -96,15 +116,39 @@ void AttributesToHeader::findOtherTypes(void* input)
 void AttributesToHeader::write(const VORN::HeaderWord& word, int64_t value, int64_t number,
                                unsigned char* header)
 {
-    if (VORN::writeWord(header, word, little, value))
-        return;
+    if (!VORN::writeWord(header, word, little, value))
+        report(word, std::to_string(value), number, header);
+}
+
+void AttributesToHeader::writeMapped(const VORN::HeaderWord& word, void* input, int64_t number,
+                                     unsigned char* header)
+{
+    const std::string_view key = word.key;
+    VORN::WordValue value = key == "trid" ? 1 : key == "tracl" || key == "tracr" ? number : 0;
+    if (isTraceAttributeExist(input, word.key) != 0) {
+        const UniVar attribute = getTraceAttribute(input, word.key, 0);
+        const bool isFloat =
+            attribute.getType() == float32Type || attribute.getType() == float64Type;
+        value = isFloat ? VORN::WordValue::ofFloat(attribute.getF64Value())
+                        : VORN::WordValue(attribute.getI64Value());
+    }
+    if (!VORN::writeWordValue(header, word, little, value))
+        report(word, textOf(value), number, header);
+}
+
+// Says once per word that a value was written as another.
+void AttributesToHeader::report(const VORN::HeaderWord& word, const std::string& value,
+                                int64_t number, const unsigned char* header)
+{
     if (std::find(reported.begin(), reported.end(), &word) != reported.end())
         return;
     reported.push_back(&word);
     const std::string text = path + ": " + word.key + " of trace " + std::to_string(number) +
-                             " is " + std::to_string(value) + ", more than " +
-                             std::to_string(8 * word.bytes) + " bits hold; it is written as " +
-                             std::to_string(VORN::readWord(header, word, little)) +
+                             " is " + value + ", more than " +
+                             (word.isFloat ? VORN::wordTypeName(word) + " floats"
+                                           : std::to_string(8 * word.bytes) + " bits") +
+                             " hold; it is written as " +
+                             textOf(VORN::readWordValue(header, word, little)) +
                              ", and others likewise";
     sendMessage(warningMessage, text.c_str());
 }

@@ -18,12 +18,29 @@ bool isKnown(const VORN::HeaderWord& word)
     return word.isFloat ? type == float32Type || type == float64Type : type > 0;
 }
 
+// Whether an int, or the bits of a float, holds all its values.
+bool isUsual(const VORN::HeaderWord& word)
+{
+    return word.isFloat ? word.bytes == 4 && !word.isIbm
+                        : word.bytes == 2 || (word.bytes == 4 && !word.isUnsigned);
+}
+
+UniVar valueOf(const VORN::WordValue& value)
+{
+    return value.isFloat ? UniVar(value.real) : UniVar(value.whole);
+}
+
 } // namespace
 
 HeaderToAttributes::HeaderToAttributes(const std::vector<VORN::HeaderWord>& words)
 {
-    for (const VORN::HeaderWord& word : words)
-        (!isKnown(word) ? unknown : word.isFloat ? floats : integers).push_back(&word);
+    for (const VORN::HeaderWord& word : words) {
+        Words& group = !isKnown(word)   ? unknown
+                       : !isUsual(word) ? others
+                       : word.isFloat   ? floats
+                                        : integers;
+        group.push_back(&word);
+    }
     const auto find = [&](std::string_view key) {
         const auto word =
             std::find_if(integers.begin(), integers.end(),
@@ -40,7 +57,7 @@ HeaderToAttributes::HeaderToAttributes(const std::vector<VORN::HeaderWord>& word
 void HeaderToAttributes::begin(void* output, int interval)
 {
     microseconds = interval;
-    for (const Words* words : {&integers, &floats}) {
+    for (const Words* words : {&integers, &floats, &others}) {
         for (const VORN::HeaderWord* word : *words)
             defineTraceAttribute(output, word->key);
     }
@@ -72,6 +89,9 @@ float* HeaderToAttributes::addTrace(void* output, int64_t fileTrace, const unsig
             floatValues[i] = std::bit_cast<float>(VORN::readWord(header, *floats[i], littleEndian));
         setTraceAttributes(floatList, output, number, floatValues.data());
     }
+    for (const VORN::HeaderWord* word : others)
+        setTraceAttribute(output, word->key,
+                          valueOf(VORN::readWordValue(header, *word, littleEndian)), number);
     return getTraceSamples(output, number);
 }
 

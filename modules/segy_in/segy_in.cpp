@@ -69,6 +69,9 @@ Settings readSettings()
     if (given.endian)
         settings.overrides.littleEndian = *given.endian == segy_in_parameters::Endian::little;
     settings.memoryLimit = given.memory_limit;
+    if (given.sample_endian)
+        settings.overrides.samplesLittleEndian =
+            *given.sample_endian == segy_in_parameters::SampleEndian::little;
     if (given.interval)
         settings.overrides.interval = static_cast<int>(std::lround(*given.interval * 1e6));
     return settings;

@@ -6,6 +6,7 @@
 #include <SegyBytes.h>
 #include <TraceVerbs.h>
 
+#include <algorithm>
 #include <climits>
 #include <cmath>
 #include <functional>
@@ -102,9 +103,9 @@ const SampleRow sampleRows[] = {
     {"geometrics_int32_trace.sgy", 0, false, false, SampleFormat::int32, 1, 8000, 250, 0, -134871,
      120560, 0, 0},
     {"bad_60000_samples.sgy", 0, false, true, SampleFormat::ibmFloat, 3, 60000, 1000, 0, 0, 0.7505,
-     0.00005, 0},
+     0.00005, 2},
     {"bad_truncated.sgy", 0, false, true, SampleFormat::ibmFloat, 3, 4, 1000, 2, 1.2, 2.20003,
-     0.00001, 1},
+     0.00001, 3},
 };
 
 } // namespace
@@ -285,13 +286,15 @@ TEST_F(SegyReaderTest, TraceHeadersThatLeadToTheEndGoBeforeAFileHeaderThatHappen
     EXPECT_EQ(reader.layout().samples, 4);
 }
 
-TEST_F(SegyReaderTest, NoNumberInTheFileHeaderNeedsNoWarning)
+TEST_F(SegyReaderTest, NoNumberInTheFileHeaderIsToldLikeAnotherOne)
 {
     SegyBytes file = ieeeFile(3, 4);
     file.setBinary(3221, 2, 0);
     SegyReader reader(write(file));
     EXPECT_EQ(reader.layout().samples, 4);
-    EXPECT_THAT(reader.warnings(), IsEmpty());
+    EXPECT_THAT(reader.warnings(),
+                ElementsAre(HasSubstr("the binary header states 0 samples per trace, the first "
+                                      "trace header 4")));
 }
 
 TEST_F(SegyReaderTest, AStatedNumberGoesBeforeAllHeaders)
@@ -700,17 +703,30 @@ TEST_F(SegyReaderTest, TracesThatStateAnotherIntervalAreCountedAndTheFirstIsName
 {
     SegyBytes file = ieeeFile(5, 3);
     file.setTrace(252, 117, 2, 2000);
-    file.setTrace(2 * 252, 117, 2, 0); // states nothing
+    file.setTrace(2 * 252, 117, 2, 0);
     file.setTrace(4 * 252, 117, 2, 1000);
     SegyReader reader(write(file));
     EXPECT_THAT(reader.warnings(), IsEmpty());
     EXPECT_THAT(contradictions(reader),
-                ElementsAre("2 of 5 traces state another sample interval than 4000 microseconds, "
+                ElementsAre("3 of 5 traces state another sample interval than 4000 microseconds, "
                             "the first of them trace 2 with 2000; all are read as 4000; where "
                             "theirs is right, read them apart with `traces` and `interval`"));
     EXPECT_THAT(contradictions(reader, 3),
                 ElementsAre(HasSubstr("1 of 2 traces state another sample interval than 4000 "
                                       "microseconds, the first of them trace 5 with 1000; ")));
+}
+
+TEST_F(SegyReaderTest, EmptyTraceHeadersAreCountedOnceForAllOfTheirWords)
+{
+    SegyBytes file = ieeeFile(5, 3);
+    for (const std::size_t trace : {1, 3})
+        std::fill_n(file.traces.begin() + static_cast<std::ptrdiff_t>(trace * 252), 240,
+                    static_cast<unsigned char>(0));
+    SegyReader reader(write(file));
+    EXPECT_THAT(
+        contradictions(reader),
+        ElementsAre("2 of 5 trace headers are empty, all bytes 0, the first of them that of "
+                    "trace 2; the words of these traces are 0"));
 }
 
 TEST_F(SegyReaderTest, WhatIsKnownOfTheFirstTraceIsNotSaidAgainOfTheOthers)

@@ -134,6 +134,7 @@ SegyLayout LayoutResolver::run()
     resolveTraceHeaders();
     resolveSamples();
     resolveInterval();
+    found.samplesLittleEndian = overrides.samplesLittleEndian.value_or(found.littleEndian);
     return std::move(found);
 }
 
@@ -500,8 +501,7 @@ void LayoutResolver::noteSamples()
     const std::string lengths =
         found.variableLength ? " traces of different lengths, up to " : " traces of ";
     const std::string reading = number(found.traces) + lengths + number(found.samples) + " samples";
-    const bool contradicted =
-        (inFile != found.samples && inFile != 0) || (inTrace != found.samples && inTrace != 0);
+    const bool contradicted = inFile != found.samples || inTrace != found.samples;
     if (contradicted || found.variableLength)
         notes.push_back("the binary header states " + number(inFile) +
                         " samples per trace, the first trace header " + number(inTrace) + ", and " +
@@ -524,7 +524,7 @@ void LayoutResolver::resolveInterval()
     }
     const int first = traceWord(found.dataStart, "dt");
     found.interval = overrides.interval.value_or(stated > 0 ? stated : first);
-    if (!overrides.interval && stated > 0 && first > 0 && stated != first)
+    if (!overrides.interval && found.interval > 0 && found.traces > 0 && stated != first)
         notes.push_back("the binary header states a sample interval of " + number(stated) +
                         " microseconds, the first trace header " + number(first) + "; read as " +
                         number(found.interval));

@@ -23,13 +23,16 @@ struct SegyOverrides
     std::optional<int> samples;         ///< per trace
     std::optional<SampleFormat> format; ///< of the samples
     std::optional<bool> littleEndian;   ///< byte order of headers and samples
-    std::optional<int> interval;        ///< microseconds
+    /// Byte order of the samples alone, where it is not that of the headers.
+    std::optional<bool> samplesLittleEndian;
+    std::optional<int> interval; ///< microseconds
 };
 
 /// How a file is laid out, all contradictions resolved.
 struct SegyLayout
 {
     bool littleEndian = false;                    ///< byte order of headers and samples
+    bool samplesLittleEndian = false;             ///< of the samples alone, should it differ
     SampleFormat format = SampleFormat::ibmFloat; ///< of the samples
     int revision = 0;                             ///< major revision: 0, 1 or 2
     /// Per trace; the longest one's where lengths vary. The file holds a trace of that length.

@@ -1,5 +1,6 @@
 #include "segy/SegyReader.h"
 
+#include "segy/SampleCoding.h"
 #include "segy/TextHeader.h"
 
 #include <algorithm>
@@ -23,6 +24,8 @@ SegyReader::SegyReader(const std::string& path, const SegyOverrides& overrides)
     const unsigned char* text = file.peek(0, segyTextBytes);
     rawText.assign(text, text + segyTextBytes);
     textHeader = decodeText(text, segyTextBytes, where.ebcdic);
+    if (const std::string damage = damageOfText(text, segyTextBytes, where.ebcdic); !damage.empty())
+        notes.push_back("the text header " + damage);
     for (int i = 0; i < where.extendedHeaders; ++i) {
         const int64_t start =
             segyTextBytes + segyBinaryBytes + static_cast<int64_t>(i) * segyTextBytes;
@@ -30,6 +33,11 @@ SegyReader::SegyReader(const std::string& path, const SegyOverrides& overrides)
         rawExtended.insert(rawExtended.end(), raw, raw + segyTextBytes);
         extended.push_back(decodeText(raw, segyTextBytes, looksLikeEbcdic(raw, segyTextBytes)));
     }
+    // A coding that the caller states is not doubted.
+    if (overrides.format || overrides.samplesLittleEndian)
+        return;
+    if (const std::string doubt = doubtOfCoding(file, where, textHeader); !doubt.empty())
+        notes.push_back(doubt);
 }
 
 int32_t SegyReader::binaryWord(const char* key) const
@@ -91,7 +99,7 @@ void SegyReader::read(int64_t index, unsigned char* headerTo, float* samplesTo)
     if (headerTo != nullptr)
         std::memcpy(headerTo, bytes, segyTraceHeaderBytes);
     if (samplesTo != nullptr)
-        decodeSamples(bytes + where.traceHeaderBytes, where.format, where.littleEndian,
+        decodeSamples(bytes + where.traceHeaderBytes, where.format, where.samplesLittleEndian,
                       static_cast<std::size_t>(samples), samplesTo);
 }
 

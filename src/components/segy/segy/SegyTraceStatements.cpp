@@ -2,6 +2,8 @@
 
 #include "segy/HeaderWords.h"
 
+#include <algorithm>
+
 namespace VORN {
 
 SegyTraceStatements::SegyTraceStatements(SegyReader& reader) : file(reader)
@@ -20,10 +22,9 @@ SegyTraceStatements::SegyTraceStatements(SegyReader& reader) : file(reader)
     interval.known = reader.word(first, *interval.word);
 }
 
-// 0 states nothing.
 void SegyTraceStatements::count(Statement& statement, int64_t index, int value)
 {
-    if (!statement.matters || value == 0 || value == statement.resolved || value == statement.known)
+    if (!statement.matters || value == statement.resolved || value == statement.known)
         return;
     if (statement.contradictions++ > 0)
         return;
@@ -34,6 +35,13 @@ void SegyTraceStatements::count(Statement& statement, int64_t index, int value)
 void SegyTraceStatements::see(int64_t index, const unsigned char* header)
 {
     ++seen;
+    if (std::all_of(header, header + segyTraceHeaderBytes,
+                    [](unsigned char byte) { return byte == 0; }))
+    {
+        if (blank++ == 0)
+            firstBlank = index;
+        return;
+    }
     count(samples, index, file.word(header, *samples.word));
     count(interval, index, file.word(header, *interval.word));
 }
@@ -54,6 +62,10 @@ std::vector<std::string> SegyTraceStatements::warnings() const
         lines.push_back(line(samples, "another number of samples", "", "samples"));
     if (interval.contradictions > 0)
         lines.push_back(line(interval, "another sample interval", " microseconds", "interval"));
+    if (blank > 0)
+        lines.push_back(std::to_string(blank) + " of " + std::to_string(seen) +
+                        " trace headers " + (blank == 1 ? "is" : "are") + " empty, all bytes 0, the first of them that of trace " +
+                        std::to_string(firstBlank + 1) + "; the words of these traces are 0");
     return lines;
 }
 

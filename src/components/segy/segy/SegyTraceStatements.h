@@ -24,6 +24,7 @@ public:
     /// Takes note of `header`, the 240 bytes of trace `index` (from 0) as in the file.
     void see(int64_t index, const unsigned char* header);
     /// One line for the interval and one for the length, if traces seen so far contradict them.
+    /// One more for trace headers without any value, which state nothing else.
     /// What the user has stated, and what `SegyReader::warnings()` say of the first trace, is
     /// known: traces that state the same are not counted.
     std::vector<std::string> warnings() const;
@@ -45,6 +46,8 @@ private:
     Statement samples;
     Statement interval;
     int64_t seen = 0;
+    int64_t blank = 0; // headers in which all bytes are 0
+    int64_t firstBlank = 0;
 };
 
 } // namespace VORN

@@ -208,6 +208,32 @@ bool looksLikeText(const unsigned char* bytes, std::size_t count)
     return printable * 10 >= count * 9;
 }
 
+std::string damageOfText(const unsigned char* bytes, std::size_t count, bool ebcdic)
+{
+    const auto all = [=](auto wanted) {
+        return static_cast<std::size_t>(std::count_if(bytes, bytes + count, wanted));
+    };
+    if (all([](unsigned char byte) { return byte == 0; }) == count)
+        return "is empty: all of its " + std::to_string(count) + " bytes are 0";
+    const auto isFiller = [](unsigned char c) { return c == 0 || (c >= 0x09 && c <= 0x0D); };
+    const std::size_t strange = all([=](unsigned char byte) {
+        const unsigned char c = ebcdic ? fromEbcdic[byte] : byte;
+        return !isPrintable(c) && !isFiller(c) && c != 0x85; // next line, in EBCDIC
+    });
+    const std::size_t plain = all([=](unsigned char byte) {
+        const unsigned char c = ebcdic ? fromEbcdic[byte] : byte;
+        return isAscii(c) || isFiller(c) || c == 0x85;
+    });
+    const std::string coding = ebcdic ? "EBCDIC" : "ASCII";
+    if (strange * 100 > count)
+        return "is damaged: " + std::to_string(strange) + " of its " + std::to_string(count) +
+               " bytes are not characters of " + coding + "; they are shown as blanks";
+    if (plain * 10 < count * 9)
+        return "is damaged: only " + std::to_string(plain) + " of its " + std::to_string(count) +
+               " bytes are letters, digits and signs of " + coding;
+    return "";
+}
+
 std::string decodeText(const unsigned char* bytes, std::size_t count, bool ebcdic)
 {
     std::string text(count, ' ');

@@ -19,6 +19,12 @@ VORN_SEGY_EXPORT bool looksLikeEbcdic(const unsigned char* bytes, std::size_t co
 /// Whether most of `bytes` are letters, digits, blanks and signs in either coding.
 VORN_SEGY_EXPORT bool looksLikeText(const unsigned char* bytes, std::size_t count);
 
+/// What is wrong with a text header, to stand behind "the text header": "is damaged: ...", or that
+/// it is empty. "" for a text whose bytes are nearly all characters of its coding; NUL and line
+/// ends, which some writers fill cards with, count as such.
+VORN_SEGY_EXPORT std::string damageOfText(const unsigned char* bytes, std::size_t count,
+                                          bool ebcdic);
+
 /// The text in Latin-1, a byte for each character. What cannot be printed, NUL included, becomes a
 /// blank, so the result has `count` printable characters.
 VORN_SEGY_EXPORT std::string decodeText(const unsigned char* bytes, std::size_t count, bool ebcdic);

@@ -5,14 +5,16 @@
 #include "base/Suggestions.h"
 #include "base/Text.h"
 #include "base/TextLayout.h"
-#include "cli/CommandTable.h"
+#include "cli/SegyOptions.h"
 #include "segy/NumberRanges.h"
 #include "segy/SegyReader.h"
 #include "segy/SegyTraceStatements.h"
 #include "segy/TextHeader.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
+#include <fmt/format.h>
 #include <nlohmann/json.hpp>
 #include <optional>
 
@@ -22,42 +24,58 @@ namespace {
 
 using VORN::HeaderWord;
 using VORN::SegyReader;
+using VORN::WordValue;
 using Words = std::vector<const HeaderWord*>;
 
 // The range of one trace header word among the selected traces.
 struct WordRange
 {
     const HeaderWord* word;
-    int32_t minimum = 0;
-    int32_t maximum = 0;
-    int32_t first = 0;
-    int32_t last = 0;
+    WordValue minimum = 0;
+    WordValue maximum = 0;
+    WordValue first = 0;
+    WordValue last = 0;
     int64_t changes = 0;
 
-    void see(int32_t value, bool isFirst)
+    void see(const WordValue& value, bool isFirst)
     {
         if (isFirst) {
             minimum = maximum = first = last = value;
             return;
         }
-        minimum = std::min(minimum, value);
-        maximum = std::max(maximum, value);
-        changes += value != last ? 1 : 0;
+        minimum = isLess(value, minimum) ? value : minimum;
+        maximum = isLess(maximum, value) ? value : maximum;
+        changes += isLess(value, last) || isLess(last, value) ? 1 : 0;
         last = value;
     }
-    bool isAlwaysZero() const { return minimum == 0 && maximum == 0; }
+    bool isAlwaysZero() const { return minimum.number() == 0 && maximum.number() == 0; }
+
+private:
+    // Values of one word are all integers or all floats.
+    static bool isLess(const WordValue& a, const WordValue& b)
+    {
+        return a.isFloat ? a.real < b.real : a.whole < b.whole;
+    }
 };
 
-std::vector<std::string> allKeys()
+std::string textOf(const WordValue& value)
 {
-    std::vector<std::string> keys;
-    for (const HeaderWord& word : VORN::traceHeaderWords())
-        keys.emplace_back(word.key);
-    return keys;
+    if (!value.isFloat)
+        return std::to_string(value.whole);
+    // Most are floats of 32 bits, which fewer digits tell apart.
+    const auto narrow = static_cast<float>(value.real);
+    return static_cast<double>(narrow) == value.real && value.real != std::floor(value.real)
+               ? fmt::format("{}", narrow)
+               : formatNumber(value.real);
 }
 
-// The words named with --words, or all of them.
-Words chosenWords(const Arguments& arguments)
+nlohmann::json jsonOf(const WordValue& value)
+{
+    return value.isFloat ? nlohmann::json(value.real) : nlohmann::json(value.whole);
+}
+
+// The words of `table` named with --words, or all of them.
+Words chosenWords(const Arguments& arguments, const std::vector<HeaderWord>& table)
 {
     Words words;
     for (const std::string& list : arguments.texts("--words")) {
@@ -66,15 +84,15 @@ Words chosenWords(const Arguments& arguments)
             const std::size_t end = std::min(list.find(',', at), list.size());
             const std::string key = trimmed(list.substr(at, end - at));
             at = end + 1;
-            const HeaderWord* word = VORN::findTraceHeaderWord(key);
+            const HeaderWord* word = findWord(table, key);
             if (word == nullptr)
                 throw CommandError("there is no trace header word " + quote(key) +
-                                   suggestion(key, allKeys(), ""));
+                                   suggestion(key, keysOf(table), ""));
             words.push_back(word);
         }
     }
     if (words.empty()) {
-        for (const HeaderWord& word : VORN::traceHeaderWords())
+        for (const HeaderWord& word : table)
             words.push_back(&word);
     }
     return words;
@@ -96,7 +114,7 @@ struct TraceHeaders
     int64_t count = 0;
     // One each per trace, only where rows are wanted:
     std::vector<int64_t> numbers; // from 1
-    std::vector<std::vector<int32_t>> values;
+    std::vector<std::vector<WordValue>> values;
 };
 
 TraceHeaders readTraceHeaders(SegyReader& reader, const Words& words,
@@ -111,9 +129,10 @@ TraceHeaders readTraceHeaders(SegyReader& reader, const Words& words,
     {
         const unsigned char* header = reader.header(*number - 1);
         statements.see(*number - 1, header);
-        std::vector<int32_t> row;
+        std::vector<WordValue> row;
         for (WordRange& range : found.ranges) {
-            const int32_t value = reader.word(header, *range.word);
+            const WordValue value =
+                VORN::readWordValue(header, *range.word, reader.layout().littleEndian);
             range.see(value, found.count == 0);
             if (rows)
                 row.push_back(value);
@@ -184,11 +203,28 @@ void printRanges(const TraceHeaders& headers, bool withZeros)
     for (const WordRange& range : headers.ranges) {
         if (!withZeros && range.isAlwaysZero())
             continue;
-        table.row({range.word->key, std::to_string(range.minimum), std::to_string(range.maximum),
-                   std::to_string(range.first), std::to_string(range.last),
-                   std::to_string(range.changes), range.word->text});
+        table.row({range.word->key, textOf(range.minimum), textOf(range.maximum),
+                   textOf(range.first), textOf(range.last), std::to_string(range.changes),
+                   range.word->text});
     }
     std::printf("%s", table.text(2).c_str());
+}
+
+// What revision 0 does not define, and is shown all the same.
+std::string noteOnVendorBytes(const SegyReader& reader, const TraceHeaders& headers,
+                              const VORN::WordMap& map)
+{
+    constexpr int lastByteOfRevision0 = 180;
+    std::string keys;
+    for (const WordRange& range : headers.ranges) {
+        if (range.word->byte > lastByteOfRevision0 && !range.isAlwaysZero() &&
+            !map.has(range.word->key))
+            keys += (keys.empty() ? "" : ", ") + std::string(range.word->key);
+    }
+    if (reader.layout().revision != 0 || keys.empty())
+        return "";
+    return "revision 0 leaves bytes 181 to 240 to the maker of the file; shown as in revision 1: " +
+           keys + " (--map gives bytes another meaning)";
 }
 
 // One line per trace; words that are 0 in all of them only when they were asked for.
@@ -210,13 +246,14 @@ void printRows(const TraceHeaders& headers, bool withZeros)
     for (std::size_t trace = 0; trace < headers.numbers.size(); ++trace) {
         std::vector<std::string> cells{std::to_string(headers.numbers[trace])};
         for (const std::size_t word : shown)
-            cells.push_back(std::to_string(headers.values[trace][word]));
+            cells.push_back(textOf(headers.values[trace][word]));
         table.row(cells);
     }
     std::printf("%s", table.text(2).c_str());
 }
 
-nlohmann::json jsonOf(const SegyReader& reader, const TraceHeaders& headers)
+nlohmann::json jsonOf(const SegyReader& reader, const TraceHeaders& headers,
+                      const VORN::WordMap& map)
 {
     const VORN::SegyLayout& layout = reader.layout();
     nlohmann::json json;
@@ -236,6 +273,9 @@ nlohmann::json jsonOf(const SegyReader& reader, const TraceHeaders& headers)
         json["warnings"].push_back(escaped(warning));
     for (const std::string& warning : headers.warnings)
         json["warnings"].push_back(escaped(warning));
+    json["notes"] = nlohmann::json::array();
+    if (const std::string note = noteOnVendorBytes(reader, headers, map); !note.empty())
+        json["notes"].push_back(note);
     json["text"] = VORN::textCards(reader.text());
     json["extended_text"] = nlohmann::json::array();
     for (const std::string& text : reader.extendedTexts())
@@ -245,16 +285,16 @@ nlohmann::json jsonOf(const SegyReader& reader, const TraceHeaders& headers)
     json["words"] = nlohmann::json::object();
     for (const WordRange& range : headers.ranges) {
         if (headers.count > 0)
-            json["words"][range.word->key] = {{"minimum", range.minimum},
-                                              {"maximum", range.maximum},
-                                              {"first", range.first},
-                                              {"last", range.last},
+            json["words"][range.word->key] = {{"minimum", jsonOf(range.minimum)},
+                                              {"maximum", jsonOf(range.maximum)},
+                                              {"first", jsonOf(range.first)},
+                                              {"last", jsonOf(range.last)},
                                               {"changes", range.changes}};
     }
     for (std::size_t trace = 0; trace < headers.values.size(); ++trace) {
         nlohmann::json row{{"trace", headers.numbers[trace]}};
         for (std::size_t i = 0; i < headers.ranges.size(); ++i)
-            row[headers.ranges[i].word->key] = headers.values[trace][i];
+            row[headers.ranges[i].word->key] = jsonOf(headers.values[trace][i]);
         json["values"].push_back(std::move(row));
     }
     return json;
@@ -262,12 +302,15 @@ nlohmann::json jsonOf(const SegyReader& reader, const TraceHeaders& headers)
 
 int runHeader(const Arguments& arguments)
 {
-    const Words words = chosenWords(arguments);
+    const VORN::WordMap map = wordMap(arguments);
+    const std::vector<HeaderWord> table = map.applied(VORN::traceHeaderWords());
+    const Words words = chosenWords(arguments, table);
+    const VORN::SegyOverrides overrides = segyOverrides(arguments);
     const VORN::NumberRanges traces = chosenTraces(arguments);
     const bool rows = arguments.has("--traces");
     const bool withZeros = arguments.has("--words");
     try {
-        SegyReader reader(arguments.text("FILE.sgy"));
+        SegyReader reader(arguments.text("FILE.sgy"), overrides);
         printWarnings(reader, reader.warnings());
         const TraceHeaders headers = readTraceHeaders(reader, words, traces, rows);
         printWarnings(reader, headers.warnings);
@@ -276,7 +319,7 @@ int runHeader(const Arguments& arguments)
                                " selects no trace; the file holds " +
                                counted(reader.layout().traces, "trace"));
         if (arguments.has("--json")) {
-            std::printf("%s\n", jsonOf(reader, headers).dump(2).c_str());
+            std::printf("%s\n", jsonOf(reader, headers, map).dump(2).c_str());
             return exitDone;
         }
         printLayout(reader);
@@ -285,6 +328,8 @@ int runHeader(const Arguments& arguments)
             printCards("extended text header " + std::to_string(i + 1), reader.extendedTexts()[i]);
         printBinaryHeader(reader);
         printRanges(headers, withZeros);
+        if (const std::string note = noteOnVendorBytes(reader, headers, map); !note.empty())
+            std::printf("  note: %s\n", note.c_str());
         if (rows)
             printRows(headers, withZeros);
     } catch (const VORN::TraceFileError& error) {
@@ -297,7 +342,7 @@ int runHeader(const Arguments& arguments)
 
 Command headerCommand()
 {
-    return {
+    Command command = {
         "header",
         runHeader,
         "Show the headers of a SEG-Y file and the ranges of their values",
@@ -309,7 +354,11 @@ Command headerCommand()
          {"-w,--words", "WORD,…", "these trace header words only", ValueKind::text, {}, true},
          {"--json", "", "print a JSON object"}},
         {{"vorn header line.sgy", "what is in the file, before a job is written"},
-         {"vorn header line.sgy -t 1:48 -w fldr,tracf,offset", "geometry of the first 48 traces"}}};
+         {"vorn header line.sgy -t 1:48 -w fldr,tracf,offset", "geometry of the first 48 traces"},
+         {"vorn header line.sgy --map iline=9,xline=21", "words at the bytes of this file"}}};
+    for (const OptionSpec& option : segyOptions())
+        command.options.push_back(option);
+    return command;
 }
 
 } // namespace host

@@ -5,7 +5,7 @@
 #include "base/Numbers.h"
 #include "base/Suggestions.h"
 #include "base/Text.h"
-#include "cli/CommandTable.h"
+#include "cli/SegyOptions.h"
 #include "draw/Page.h"
 #include "draw/SectionPlot.h"
 #include "file/FileRoles.h"
@@ -39,19 +39,17 @@ VORN::NumberRanges chosenTraces(const Arguments& arguments)
     }
 }
 
-const VORN::HeaderWord* labelWord(const Arguments& arguments)
+const VORN::HeaderWord* labelWord(const Arguments& arguments,
+                                  const std::vector<VORN::HeaderWord>& table)
 {
     const std::string key = arguments.text("--label");
     if (key.empty())
         return nullptr;
-    const VORN::HeaderWord* word = VORN::findTraceHeaderWord(key);
+    const VORN::HeaderWord* word = findWord(table, key);
     if (word != nullptr)
         return word;
-    std::vector<std::string> keys;
-    for (const VORN::HeaderWord& one : VORN::traceHeaderWords())
-        keys.emplace_back(one.key);
     throw CommandError("--label: there is no trace header word " + quote(key) +
-                       suggestion(key, keys, ""));
+                       suggestion(key, keysOf(table), ""));
 }
 
 // The traces to draw: every n-th where there are more than a picture can show.
@@ -134,7 +132,9 @@ struct Selection
 
 Selection select(SegyReader& reader, const Arguments& arguments)
 {
-    const VORN::HeaderWord* label = labelWord(arguments);
+    const VORN::WordMap map = wordMap(arguments);
+    const std::vector<VORN::HeaderWord> table = map.applied(VORN::traceHeaderWords());
+    const VORN::HeaderWord* label = labelWord(arguments, table);
     Selection found;
     found.chosen = tracesToDraw(reader, chosenTraces(arguments));
     if (found.chosen.empty())
@@ -156,8 +156,11 @@ Selection select(SegyReader& reader, const Arguments& arguments)
             std::max(begin, std::min(window.first + window.count, lead + reader.samplesOf(index)));
         found.begins.push_back(begin - lead);
         section.places.push_back({begin - window.first, end - begin});
-        section.labels.push_back(label != nullptr ? reader.word(reader.header(index), *label)
-                                                  : static_cast<double>(index + 1));
+        section.labels.push_back(
+            label != nullptr
+                ? VORN::readWordValue(reader.header(index), *label, reader.layout().littleEndian)
+                      .number()
+                : static_cast<double>(index + 1));
     }
     return found;
 }
@@ -199,7 +202,7 @@ SectionStyle styleOf(const Arguments& arguments, const SegyReader& reader)
 int runPlot(const Arguments& arguments)
 {
     try {
-        SegyReader reader(arguments.text("FILE.sgy"));
+        SegyReader reader(arguments.text("FILE.sgy"), segyOverrides(arguments));
         for (const std::string& warning : reader.warnings())
             std::fprintf(stderr, "vorn: %s: warning: %s\n", escaped(reader.path()).c_str(),
                          escaped(warning).c_str());
@@ -231,40 +234,44 @@ int runPlot(const Arguments& arguments)
 
 Command plotCommand()
 {
-    return {"plot",
-            runPlot,
-            "Draw a SEG-Y file as a section",
-            "Time runs downwards, traces across, each beginning at its delay (header word delrt). "
-            "Amplitudes above the clip, a percentile of all "
-            "that are drawn, are clipped; the picture says at which amplitude.",
-            {{"FILE.sgy", "the SEG-Y file", ValueKind::file}},
-            {{"-o,--output",
-              "PICTURE",
-              "a name that ends in .png, .svg or .pdf",
-              ValueKind::file,
-              {},
-              false,
-              true},
-             {"-m,--mode",
-              "MODE",
-              "how amplitudes are shown",
-              ValueKind::choice,
-              {"density", "wiggle"}},
-             {"-c,--colors",
-              "MAP",
-              "colours of a density picture",
-              ValueKind::choice,
-              {"gray", "seismic", "black-white-red"}},
-             {"--clip", "PERCENT", "percentile of the amplitudes to clip at; 98 by default",
-              ValueKind::number},
-             {"-t,--traces", "A:B", "draw these traces only, counted from 1"},
-             {"--from", "SECONDS", "first time to draw", ValueKind::number},
-             {"--to", "SECONDS", "last time to draw", ValueKind::number},
-             {"--label", "WORD", "label traces with this header word instead of their number"},
-             {"--title", "TEXT", "title instead of the file's name"}},
-            {{"vorn plot line.sgy -o line.png", "the whole file in gray"},
-             {"vorn plot shot.sgy -o shot.svg -m wiggle -t 1:48 --label tracf",
-              "one record as wiggles"}}};
+    Command command = {
+        "plot",
+        runPlot,
+        "Draw a SEG-Y file as a section",
+        "Time runs downwards, traces across, each beginning at its delay (header word delrt). "
+        "Amplitudes above the clip, a percentile of all "
+        "that are drawn, are clipped; the picture says at which amplitude.",
+        {{"FILE.sgy", "the SEG-Y file", ValueKind::file}},
+        {{"-o,--output",
+          "PICTURE",
+          "a name that ends in .png, .svg or .pdf",
+          ValueKind::file,
+          {},
+          false,
+          true},
+         {"-m,--mode",
+          "MODE",
+          "how amplitudes are shown",
+          ValueKind::choice,
+          {"density", "wiggle"}},
+         {"-c,--colors",
+          "MAP",
+          "colours of a density picture",
+          ValueKind::choice,
+          {"gray", "seismic", "black-white-red"}},
+         {"--clip", "PERCENT", "percentile of the amplitudes to clip at; 98 by default",
+          ValueKind::number},
+         {"-t,--traces", "A:B", "draw these traces only, counted from 1"},
+         {"--from", "SECONDS", "first time to draw", ValueKind::number},
+         {"--to", "SECONDS", "last time to draw", ValueKind::number},
+         {"--label", "WORD", "label traces with this header word instead of their number"},
+         {"--title", "TEXT", "title instead of the file's name"}},
+        {{"vorn plot line.sgy -o line.png", "the whole file in gray"},
+         {"vorn plot shot.sgy -o shot.svg -m wiggle -t 1:48 --label tracf",
+          "one record as wiggles"}}};
+    for (const OptionSpec& option : segyOptions())
+        command.options.push_back(option);
+    return command;
 }
 
 } // namespace host

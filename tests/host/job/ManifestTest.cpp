@@ -179,5 +179,5 @@ TEST(ManifestTest, NumbersNameNoAttributes)
         ElementsAre(
             "agc.yaml:6:5: parameter \"key\" cannot name an attribute, since it is not a text",
             "agc.yaml:7:34: the parameter: \"is\" is \"attributes\"; expected one of attribute, "
-            "sort_key; did you mean \"attribute\"?"));
+            "sort_key, ranges; did you mean \"attribute\"?"));
 }

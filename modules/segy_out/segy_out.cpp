@@ -45,8 +45,8 @@ constexpr bool littleEndian = false; // every reader knows the other order
 struct Settings
 {
     std::string file;
-    SampleFormat format = SampleFormat::ibmFloat;
-    std::optional<int> revision; // the input's where none is given
+    std::optional<SampleFormat> format; // the input's where none is given
+    std::optional<int> revision;        // the input's where none is given
     VORN::WordMap map;
     bool overwrite = true;
 };
@@ -56,8 +56,8 @@ Settings readSettings()
     const segy_out_parameters::Parameters given = segy_out_parameters::readParameters();
     Settings settings;
     settings.file = given.file;
-    settings.format = given.format == segy_out_parameters::Format::ibm ? SampleFormat::ibmFloat
-                                                                       : SampleFormat::ieeeFloat;
+    if (given.format)
+        settings.format = VORN::sampleFormatOfKey(wordOf(*given.format));
     settings.revision = given.revision;
     if (given.words)
         settings.map = traces::wordMap(*given.words);
@@ -185,6 +185,21 @@ int chooseRevision(const Settings& settings, const std::string& ofInput)
     return 1;
 }
 
+// The input's. IEEE floats hold samples of any other coding as the job has them; integers would cut
+// what the processing has made of them.
+SampleFormat chooseFormat(const Settings& settings)
+{
+    const std::string ofInput = upstream("segy.format");
+    if (settings.format)
+        return *settings.format;
+    if (ofInput.empty() || ofInput == "ibm")
+        return SampleFormat::ibmFloat;
+    if (ofInput != "ieee" && ofInput != "su")
+        message(VORN_INFORMATION, settings.file + ": the samples of the input are " + ofInput +
+                                      "; they are written as 4-byte IEEE floats");
+    return SampleFormat::ieeeFloat;
+}
+
 SegyDescription describe(const Settings& settings, void* in)
 {
     const std::vector<std::string> history = processingHistory();
@@ -196,7 +211,7 @@ SegyDescription describe(const Settings& settings, void* in)
     SegyDescription description;
     description.samples = getTraceLength(in);
     description.interval = getTraceSampleInterval(in);
-    description.format = settings.format;
+    description.format = chooseFormat(settings);
     description.revision = revision;
     description.cards =
         VORN::composeCards(cardsOf(upstream("segy.text")), history,
@@ -255,7 +270,7 @@ void publish(State& state)
     message(VORN_INFORMATION, state.settings.file + ": " + std::to_string(state.writer->traces()) +
                                   " traces of " + std::to_string(state.description.samples) +
                                   " samples written, " + std::to_string(state.file.size()) +
-                                  " bytes, " + VORN::sampleFormatName(state.settings.format) +
+                                  " bytes, " + VORN::sampleFormatName(state.description.format) +
                                   ", revision " + std::to_string(state.description.revision));
 }
 

@@ -188,7 +188,29 @@ TEST(SegyTextHeaderTest, WithoutInputThereAreNumberedCards)
     EXPECT_EQ(cards[39], "C40 END TEXTUAL HEADER");
 }
 
-TEST(SegyTextHeaderTest, LinesTakeTheLastFreeCardsInTheirOrder)
+TEST(SegyTextHeaderTest, LinesStandBelowAllTextThatIsThereAlready)
+{
+    std::vector<std::string> input = numberedCards();
+    input[0] = "C 1 CLIENT";
+    input[35] = "C36 bandpass corners=5,10,60,80";
+    input[36] = "not numbered";
+    input[37] = "C38 agc window=0.5 s";
+    const auto cards = composeCards(input, {"sort keys=cdp", "stack"}, std::nullopt, nullptr);
+    EXPECT_EQ(cards[0], "C 1 CLIENT");
+    EXPECT_EQ(cards[32], numberedCards()[32]);
+    EXPECT_EQ(cards[33], "C34 bandpass corners=5,10,60,80");
+    EXPECT_EQ(cards[34], "not numbered");
+    EXPECT_EQ(cards[35], "C36 agc window=0.5 s");
+    EXPECT_EQ(cards[36], "C37 sort keys=cdp");
+    EXPECT_EQ(cards[37], "C38 stack");
+    // A third run goes on below.
+    const auto third = composeCards(cards, {"gain factor=2"}, std::nullopt, nullptr);
+    EXPECT_EQ(third[32], "C33 bandpass corners=5,10,60,80");
+    EXPECT_EQ(third[36], "C37 stack");
+    EXPECT_EQ(third[37], "C38 gain factor=2");
+}
+
+TEST(SegyTextHeaderTest, LinesTakeTheRoomOfTheLastFreeCardsInTheirOrder)
 {
     std::vector<std::string> input = numberedCards();
     input[0] = "C 1 CLIENT";
@@ -197,7 +219,7 @@ TEST(SegyTextHeaderTest, LinesTakeTheLastFreeCardsInTheirOrder)
     const auto cards = composeCards(input, {"agc window=0.5 s", "gain factor=2"}, 1, &leftOut);
     EXPECT_EQ(leftOut, 0u);
     EXPECT_THAT(filled(cards),
-                ElementsAre("C 1 CLIENT", "C36 agc window=0.5 s", "C37 LAST WORDS",
+                ElementsAre("C 1 CLIENT", "C36 LAST WORDS", "C37 agc window=0.5 s",
                             "C38 gain factor=2", "C39 SEG Y REV1", "C40 END TEXTUAL HEADER"));
 }
 
@@ -287,6 +309,6 @@ TEST(SegyTextHeaderTest, CardsWithoutNumbersAreTextFromTheFirstCharacterOn)
     input[0] = "COMPANY Geometrics";
     input[37] = "CDP 12";
     const auto cards = composeCards(input, {"agc"}, 1, nullptr);
-    EXPECT_THAT(filled(cards), ElementsAre("COMPANY Geometrics", "C37 agc", "CDP 12",
+    EXPECT_THAT(filled(cards), ElementsAre("COMPANY Geometrics", "CDP 12", "C38 agc",
                                            "C39 SEG Y REV1", "C40 END TEXTUAL HEADER"));
 }

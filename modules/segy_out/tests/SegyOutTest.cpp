@@ -277,7 +277,7 @@ TEST_F(SegyOutTest, TextAndBinaryHeaderAreKept)
     EXPECT_EQ(reader.binaryWord("mfeet"), 2);
     EXPECT_EQ(reader.binaryWord("hns"), 3);
     EXPECT_EQ(reader.binaryWord("hdt"), 4000);
-    EXPECT_EQ(reader.binaryWord("format"), 1);
+    EXPECT_EQ(reader.binaryWord("format"), 5);
 }
 
 namespace {
@@ -591,6 +591,64 @@ TEST_F(SegyOutTest, TheHistoryTakesTheLastFreeCardsInTheOrderOfTheProcessing)
                             "C37 agc window=0.5 s", "C38 gain factor=2"));
 }
 
+TEST_F(SegyOutTest, ASecondRunWritesItsHistoryBelowThatOfTheFirst)
+{
+    const std::string first = directory / "first.sgy";
+    const auto runWithStep = [&](const std::string& from, const std::string& to, const char* step) {
+        renew();
+        addReader(from);
+        Filter filter([=] { setMetaDataValue(1, "history$", step); });
+        filter.addTo(harness);
+        runWriter({{"file", UniVar(to)}});
+    };
+    writeBytes(in, ieeeFile(2, 3).bytes());
+    runWithStep(in, first, "bandpass corners=5,10,60,80");
+    runWithStep(first, out, "agc window=0.5 s");
+    EXPECT_THAT(cards(), ElementsAre("C 1 A SEG-Y FILE MADE BY HAND",
+                                     "C37 bandpass corners=5,10,60,80", "C38 agc window=0.5 s"));
+}
+
+// ---- The coding of the samples ----
+
+TEST_F(SegyOutTest, SamplesAreCodedAsInTheInputUnlessToldOtherwise)
+{
+    struct Row
+    {
+        int code; // of the input
+        int width;
+        const char* format; // null: not given
+        int written;
+    };
+    const Row rows[] = {{1, 4, nullptr, 1}, {5, 4, nullptr, 5}, {1, 4, "ieee", 5},
+                        {5, 4, "ibm", 1},   {2, 4, nullptr, 5}, {3, 2, nullptr, 5},
+                        {6, 8, nullptr, 5}, {3, 2, "ibm", 1}};
+    for (const Row& row : rows) {
+        SegyBytes made;
+        made.describe(3, 4000, row.code);
+        made.addHeader(1, 1, 3, 4000);
+        for (int i = 0; i < 3; ++i)
+            made.addSample(row.code == 5   ? bitsOf(1.5F)
+                           : row.code == 1 ? 0x41180000 // 1.5
+                                           : 7,
+                           row.width);
+        Parameters parameters;
+        if (row.format != nullptr)
+            parameters["format"] = UniVar(row.format);
+        const HarnessResult result = copy(made.bytes(), parameters);
+        const Bytes written = readBytes(out);
+        EXPECT_EQ(getInteger(written, 3224, 2), row.written) << row.code;
+        if (row.width == 4 && row.code != 2) {
+            EXPECT_EQ(getInteger(written, 3840, 4), row.written == 5 ? bitsOf(1.5F) : 0x41180000);
+        }
+        const bool isTold = row.format == nullptr && row.written != row.code;
+        EXPECT_EQ(result.messagesOf(1, "out").size(), isTold ? 3U : 2U) << row.code;
+        if (isTold) {
+            EXPECT_THAT(result.messagesOf(1, "out").front(),
+                        HasSubstr("; they are written as 4-byte IEEE floats"));
+        }
+    }
+}
+
 TEST_F(SegyOutTest, HistoryWithoutRoomIsReported)
 {
     SegyBytes made = ieeeFile(2, 3);
@@ -703,7 +761,7 @@ TEST_F(SegyOutTest, SaysWhatItHasWritten)
 {
     const HarnessResult result = copy(ieeeFile(3, 4).bytes());
     EXPECT_THAT(result.messagesOf(1, "out"),
-                Contains(out + ": 3 traces of 4 samples written, 4368 bytes, 4-byte IBM float, "
+                Contains(out + ": 3 traces of 4 samples written, 4368 bytes, 4-byte IEEE float, "
                                "revision 0"));
     EXPECT_THAT(directory.names(), ElementsAre("in.sgy", "out.sgy"));
     struct stat status;

@@ -132,7 +132,7 @@ TEST_F(WholeRunTest, ThreeSinksOfThreeKindsAllGetEveryTrace)
     EXPECT_THAT(linesWith(result.output, "pictures/draw.png"), SizeIs(1));
     writeJob("  - {name: read, module: su_in, file: out.su, endian: big}\n" +
              writer("again", "read"));
-    run();
+    run({"--set", "again.format=ibm"});
     EXPECT_TRUE(traces("again.sgy") == traces("line.sgy"));
 }
 
@@ -142,7 +142,7 @@ TEST_F(WholeRunTest, BothKindsOfFilesBecomeTheSameFile)
     writeJob("  - {name: read, module: su_in, file: line.su, endian: big}\n" +
              writer("from_su", "read"));
 
-    run();
+    run({"--set", "from_su.format=ibm"});
 
     EXPECT_TRUE(traces("from_su.sgy") == traces("line.sgy"));
 }
@@ -293,8 +293,8 @@ TEST_F(WholeRunTest, WhatTheJobDidIsOnTheCardsOfTheFile)
 
     EXPECT_THAT(words("out.sgy", 21, 40), ElementsAre(8, 7, 6, 5, 4, 3, 2, 1));
     const std::string headers = tree.run({"header", "out.sgy"}).output;
-    EXPECT_THAT(headers, HasSubstr("  C37 sort keys=-cdp\n"
-                                   "  C38 synthetic shots=2 channels=4 seed=11\n"));
+    EXPECT_THAT(headers, HasSubstr("  C37 synthetic shots=2 channels=4 seed=11\n"
+                                   "  C38 sort keys=-cdp\n"));
 }
 
 // ---- What modules note ----
@@ -314,7 +314,11 @@ TEST_F(WholeRunTest, WhatModulesNoteIsInTheFactsOfTheRun)
         EXPECT_THAT(facts, HasSubstr("\"" + std::string(key) + "\": \"(a whole header of "));
     EXPECT_THAT(facts, HasSubstr("\"history$\": \"sort "));
     EXPECT_THAT(facts, HasSubstr("\"qc.traces\": \"8\"")) << "noted after the last trace";
-    EXPECT_THAT(tree.read("page.html"), HasSubstr("<code>qc.traces</code>"));
+    const std::string page = tree.read("page.html");
+    EXPECT_THAT(page, HasSubstr("<code>qc.traces</code>"));
+    const std::size_t cards = page.find("<summary>Text header of the file</summary>\n<pre>C 1");
+    ASSERT_NE(cards, std::string::npos);
+    EXPECT_NE(page.find("\nC40", cards), std::string::npos);
 }
 
 // ---- Signals ----

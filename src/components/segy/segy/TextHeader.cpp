@@ -160,6 +160,27 @@ std::vector<std::string> brokenLine(const std::string& line)
     return pieces;
 }
 
+// Takes the last `count` free cards before the closing ones away and moves up what stands below
+// them, so that as many are free at the end. Requires: there are that many.
+void closeUp(std::vector<std::string>& composed, std::size_t count)
+{
+    std::size_t to = revisionCard; // cards from there on are in place
+    std::size_t taken = 0;
+    while (taken < count)
+        taken += cardText(composed[--to]).empty() ? 1U : 0U;
+    for (std::size_t from = to; from < revisionCard; ++from) {
+        const std::string card = composed[from];
+        if (cardText(card).empty() && taken > 0) {
+            --taken;
+            continue;
+        }
+        const std::string number = cardNumber(from);
+        const bool isNumbered = card.compare(0, number.size(), number) == 0;
+        composed[to] = isNumbered ? cardNumber(to) + card.substr(number.size()) : card;
+        ++to;
+    }
+}
+
 bool saysRevision(const std::string& text)
 {
     return text.rfind("SEG Y REV", 0) == 0 || text.rfind("SEG-Y REV", 0) == 0 ||
@@ -269,22 +290,22 @@ std::vector<std::string> composeCards(const std::vector<std::string>& input,
         wanted = setClosingCards(composed, *revision);
     wanted.insert(wanted.end(), lines.begin(), lines.end());
 
-    std::vector<std::size_t> freeCards;
-    for (std::size_t i = 0; i < revisionCard; ++i) {
-        if (cardText(composed[i]).empty())
-            freeCards.push_back(i);
-    }
+    const auto free = static_cast<std::size_t>(
+        std::count_if(composed.begin(), composed.begin() + revisionCard,
+                      [](const std::string& card) { return cardText(card).empty(); }));
     // From the last line to the first: the latest processing is the one that must be known.
+    std::vector<std::string> below; // pieces, the last one first
     std::size_t placed = 0;
-    while (placed < wanted.size()) {
+    for (; placed < wanted.size(); ++placed) {
         const std::vector<std::string> pieces = brokenLine(wanted[wanted.size() - 1 - placed]);
-        if (pieces.size() > freeCards.size())
+        if (below.size() + pieces.size() > free)
             break;
-        for (auto piece = pieces.rbegin(); piece != pieces.rend(); ++piece) {
-            composed[freeCards.back()] = cardNumber(freeCards.back()) + *piece;
-            freeCards.pop_back();
-        }
-        ++placed;
+        below.insert(below.end(), pieces.rbegin(), pieces.rend());
+    }
+    closeUp(composed, below.size());
+    for (std::size_t i = 0; i < below.size(); ++i) {
+        const std::size_t card = revisionCard - 1 - i;
+        composed[card] = cardNumber(card) + below[i];
     }
     if (leftOut != nullptr)
         *leftOut = wanted.size() - placed;

@@ -41,9 +41,11 @@ VORN_SEGY_EXPORT std::vector<std::string> textCards(const std::string& text);
 VORN_SEGY_EXPORT std::vector<unsigned char>
 encodeCards(const std::vector<std::string>& cards, const std::vector<unsigned char>& original = {});
 
-/// The cards of a text header to be written, 40 of them: those of `input` (which may be fewer),
-/// with the last free ones (nothing behind their number) taken for `lines`, in their order. Each
-/// line begins with the card's number, "C 7 ", and takes further cards where it is too long.
+/// The cards of a text header to be written, 40 of them: those of `input` (which may be fewer), and
+/// below them `lines`, in their order, so that a header reads in the order of the processing. The
+/// lines take the room of the last free cards (nothing behind their number); text that stands below
+/// those moves up and gets the numbers of its new places. Each line begins with the card's number,
+/// "C 7 ", and takes further cards where it is too long.
 ///
 /// Cards 39 and 40 stay when there is no `revision`. Otherwise they become those of a file of that
 /// revision (0 or 1): revision 1 has "C39 SEG Y REV1" and "C40 END TEXTUAL HEADER"; revision 0

@@ -81,6 +81,8 @@ struct RunModule
     /// What it noted about itself and its data (`setMetaDataValue` in the module's scope), by key.
     /// Of whole file headers only the number of bytes is kept.
     std::map<std::string, std::string> metadata;
+    /// The text headers of the file that it has read, a line for each card; empty without any.
+    std::string textHeader;
     RunStatistics statistics;
 };
 

@@ -427,6 +427,16 @@ Part modulesPart(const RunResult& result)
 
 // ---- what modules noted ----
 
+// The cards of the file that the module has read, to be opened.
+std::string textHeader(const RunModule& module)
+{
+    constexpr std::size_t mostOfIt = 40000; // some extended headers have thousands of cards
+    if (module.textHeader.empty())
+        return "";
+    return "<details class=\"cards\"><summary>Text header of the file</summary>\n<pre>" +
+           htmlLines(module.textHeader, mostOfIt) + "</pre></details>\n";
+}
+
 Part metadataPart(const RunResult& result)
 {
     std::string content;
@@ -436,7 +446,7 @@ Part metadataPart(const RunResult& result)
         HtmlTable table("Metadata of " + name(module.name), {{"key", ""}, {"value", "lines"}});
         for (const auto& [key, value] : module.metadata)
             table.row({"<code>" + name(key) + "</code>", htmlLines(value)});
-        content += "<h3>" + name(module.name) + "</h3>\n" + table.text();
+        content += "<h3>" + name(module.name) + "</h3>\n" + textHeader(module) + table.text();
     }
     if (content.empty())
         content = paragraph("No module noted anything.");

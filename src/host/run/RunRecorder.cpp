@@ -211,7 +211,11 @@ void RunRecorder::collectMetadata(std::size_t module)
     std::map<std::string, std::string>& shown = result.modules[module].metadata;
     if (noted.size() == shown.size())
         return;
+    result.modules[module].textHeader.clear();
     for (const auto& [key, value] : noted) {
+        if (key == "segy.text" || key == "segy.text.ext") // in this order
+            result.modules[module].textHeader +=
+                (result.modules[module].textHeader.empty() ? "" : "\n") + value;
         const bool isHeader =
             std::find(headerKeys.begin(), headerKeys.end(), key) != headerKeys.end();
         shown[key] = isHeader ? fmt::format("(a whole header of {}, not kept here)",

@@ -38,7 +38,7 @@ from dataclasses import dataclass, field
 from pathlib import Path
 
 COMMANDS = "run|check|graph|inspect|header|plot|meta|manual|completion|help"
-JOB_KEYS = {"job", "project", "scratch", "schema"}
+JOB_KEYS = {"job", "project", "scratch", "schema", "words"}
 PLACEHOLDERS = [
     (r"\bMODULE\.PARAMETER=VALUE\b", "read.file=line.sgy"),
     (r"\[MODULE\]", ""),
@@ -281,8 +281,10 @@ class PageCheck:
             return
         elif keys and keys <= JOB_KEYS:
             job = "keys.yaml"
+            # Only modules that read files take a map of header words.
+            source = "segy_in, file: line.sgy" if "words" in keys else "synthetic"
             (self.work / job).write_text(
-                block.text + "\nmodules:\n  - {name: shots, module: synthetic}\n"
+                block.text + f"\nmodules:\n  - {{name: shots, module: {source}}}\n"
                 "  - {name: picture, module: section, input: shots}\n")
         else:
             raise Failure("neither a job nor a manifest, nor keys of a job")

@@ -297,6 +297,28 @@ TEST_F(SegyReaderTest, NoNumberInTheFileHeaderIsToldLikeAnotherOne)
                                       "trace header 4")));
 }
 
+TEST_F(SegyReaderTest, AFormatCodeWhoseSamplesHaveAnotherSizeIsTold)
+{
+    SegyBytes file;
+    file.describe(75, 4000, 1); // says IBM floats
+    for (int trace = 0; trace < 20; ++trace) {
+        file.addHeader(trace, 1, 75, 4000);
+        for (int i = 0; i < 75; ++i)
+            file.addSample(100 * i - 40 * trace, 2);
+    }
+    SegyReader reader(write(file));
+    EXPECT_THAT(reader.warnings(),
+                ::testing::Contains("the format code says 4-byte IBM float, but 20 traces of 75 "
+                                    "samples fill the file, each header in its place, where "
+                                    "samples have 2 bytes; state `format`, as in `format: "
+                                    "int16`"));
+    SegyOverrides overrides;
+    overrides.format = SampleFormat::int16;
+    SegyReader right(write(file), overrides);
+    EXPECT_THAT(right.warnings(), IsEmpty());
+    EXPECT_EQ(right.layout().traces, 20);
+}
+
 TEST_F(SegyReaderTest, AStatedNumberGoesBeforeAllHeaders)
 {
     SegyOverrides overrides;

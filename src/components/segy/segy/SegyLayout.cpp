@@ -75,6 +75,7 @@ private:
     void chooseSamples();
     void takeWalk(const Walk& walk);
     void noteSamples();
+    void noteOtherSize();
     void resolveInterval();
 
     int countExtendedToEnd();
@@ -410,6 +411,8 @@ void LayoutResolver::resolveSamples()
     if (found.traces == 0)
         refuseWithoutTrace();
     noteSamples();
+    if (!overrides.format && !overrides.samples)
+        noteOtherSize();
 }
 
 // The wide field of revision 2 may hold anything in files whose writer knows the narrow one only.
@@ -512,6 +515,32 @@ void LayoutResolver::noteSamples()
             "the last trace is cut: " + number(found.cutBytes) +
             (found.variableLength ? " bytes of it" : " of its " + number(whole) + " bytes") +
             " are there; it is left out, and " + number(found.traces) + " whole traces are read");
+}
+
+// Where the stated length leads from header to header with samples of another size only, the format
+// code is wrong.
+void LayoutResolver::noteOtherSize()
+{
+    const SampleFormat stated = found.format;
+    if (fits(inFile) || leads(inFile, inFile))
+        return;
+    constexpr SampleFormat sizes[] = {SampleFormat::int16, SampleFormat::ibmFloat,
+                                      SampleFormat::int24, SampleFormat::int8,
+                                      SampleFormat::ieeeDouble};
+    for (const SampleFormat other : sizes) {
+        found.format = other;
+        const bool leadsToTheEnd = fits(inFile) && leads(inFile, inFile);
+        const int64_t traces = inFile > 0 ? dataBytes() / found.traceBytes(inFile) : 0;
+        found.format = stated;
+        if (!leadsToTheEnd)
+            continue;
+        notes.push_back("the format code says " + std::string(sampleFormatName(stated)) + ", but " +
+                        number(traces) + " traces of " + number(inFile) +
+                        " samples fill the file, each header in its place, where samples have " +
+                        number(sampleBytes(other)) + " bytes; state `format`, as in `format: " +
+                        (other == SampleFormat::ibmFloat ? "ieee" : sampleFormatKey(other)) + "`");
+        return;
+    }
 }
 
 void LayoutResolver::resolveInterval()

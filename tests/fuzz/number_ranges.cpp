@@ -47,7 +47,7 @@ bool pieceHolds(const std::string& piece, int64_t number)
     const Wide value = number;
     if (parts.size() == 1)
         return value == numberOr(0, 0);
-    const Wide first = numberOr(0, INT32_MIN);
+    const Wide first = numberOr(0, INT64_MIN);
     const Wide step = numberOr(2, 1);
     VORN_ASSERT(step >= 1 && first <= numberOr(1, INT64_MAX));
     return value >= first && value <= numberOr(1, INT64_MAX) && (value - first) % step == 0;

@@ -644,7 +644,7 @@ TEST_F(SegyInTest, BadParametersAndFilesEndTheModuleWithOneLine)
         {{{"select", UniVar("ofset=1:2")}}, "select: ofset: there is no trace header word"},
         {{{"select", UniVar("offset=2:1")}}, "select: offset: \"2:1\" ends before it begins"},
         {{{"words", UniVar("iline=300")}}, "words: \"iline=300\" begins at byte \"300\""},
-        {{{"file", UniVar(none + "*")}}, none + "*: no file has a name like this"},
+        {{{"file", UniVar(none + "*")}}, none + "*: no file matches this pattern"},
         {{{"samples", UniVar(0)}}, "samples is 0 samples; give a whole number of at least 1"},
         {{{"format", UniVar("float")}}, "format is \"float\"; give ibm, ieee, double, int8"},
         {{{"endian", UniVar("native")}}, "endian is \"native\"; give big or little"},

@@ -12,7 +12,7 @@ std::vector<std::string> filesToRead(const std::vector<std::string>& names)
     for (const std::string& name : names) {
         const std::vector<std::string> found = VORN::inputFiles(name);
         if (found.empty())
-            throw std::runtime_error(name + ": no file has a name like this");
+            throw std::runtime_error(name + ": no file matches this pattern");
         files.insert(files.end(), found.begin(), found.end());
     }
     if (files.empty())

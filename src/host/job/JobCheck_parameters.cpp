@@ -221,7 +221,7 @@ std::string problemOfInput(const std::string& path)
     if (!fs::exists(status)) {
         const fs::path file(path);
         if (VORN::isFilePattern(file.filename().string()))
-            return "no file has a name like this";
+            return "no file matches this pattern";
         const std::string nearest =
             nearestName(file.filename().string(), entriesOf(file.parent_path()));
         return "the file does not exist" +

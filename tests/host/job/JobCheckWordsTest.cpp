@@ -131,7 +131,7 @@ TEST_F(JobCheckWordsTest, WhatModulesRefuseIsFoundWithItsLine)
          "expected a number from 1 to 240"},
         {"    file: lime_*.sgy\n", "job.yaml:5:11: parameter \"file\" of module \"read\" is \"" +
                                        tree.path("lime_*.sgy") +
-                                       "\"; no file has a name like this"},
+                                       "\"; no file matches this pattern"},
     };
     for (const Row& row : rows) {
         checkReader(row.lines);

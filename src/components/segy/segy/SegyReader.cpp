@@ -113,7 +113,7 @@ void SegyReader::readSamples(int64_t index, int64_t first, int64_t count, float*
     const int width = sampleBytes(where.format);
     const unsigned char* bytes =
         file.at(start + where.traceHeaderBytes + first * width, count * width);
-    decodeSamples(bytes, where.format, where.littleEndian, static_cast<std::size_t>(count),
+    decodeSamples(bytes, where.format, where.samplesLittleEndian, static_cast<std::size_t>(count),
                   samplesTo);
 }
 

@@ -5,11 +5,16 @@
 // traces), are classified, and go on with the results in their headers. Samples are never changed.
 // Without an output, the gather is dropped after that.
 #include "MOXKernel.h"
+#include "checks.h"
 #include "gather_measures.h"
 #include "level_curve.h"
 #include "trace_measures.h"
+#include "trace_names.h"
 #include "trace_qc_parameters.hpp"
 #include "vorn_stream.hpp"
+
+#include "file/OutputFile.h"
+#include "traces/JobFiles.h"
 
 #include <algorithm>
 #include <array>
@@ -31,18 +36,6 @@ using vorn_kit::Stream;
 
 // ---- Flags ----
 
-enum Flag
-{
-    dead = 1,
-    weak = 2,
-    noisy = 4,
-    clipped = 8,
-    spiky = 16,
-    reversed = 32,
-    ringing = 64,
-    invalid = 128
-};
-
 // Which symbol of which pen marks it in the picture.
 struct FlagStyle
 {
@@ -53,7 +46,7 @@ struct FlagStyle
     float height; // points; they differ, so that marks of one trace do not hide each other
 };
 
-constexpr std::array<FlagStyle, 8> flagStyles = {{
+constexpr std::array<FlagStyle, 14> flagStyles = {{
     {dead, "dead", 8, 4, 9},
     {weak, "weak", 3, 2, 10},
     {noisy, "noisy", 2, 5, 10},
@@ -62,6 +55,12 @@ constexpr std::array<FlagStyle, 8> flagStyles = {{
     {reversed, "reversed", 4, 1, 12},
     {ringing, "ringing", 2, 1, 16},
     {invalid, "invalid", 1, 4, 12},
+    {hum, "hum", 5, 2, 14},
+    {bias, "bias", 6, 0, 14},
+    {duplicate, "duplicate", 4, 3, 16},
+    {shifted, "shifted", 8, 1, 18},
+    {geometry, "geometry", 3, 0, 18},
+    {unlike, "unlike", 2, 2, 18},
 }};
 
 struct Measures
@@ -75,6 +74,10 @@ struct Measures
     int spikes = 0;
     int firstSpike = 0; // sample
     int flags = 0;
+    SingleChecks single;
+    GatherChecks compared;
+    std::optional<double> offset; // of the header
+    TraceIdentity identity;
 };
 
 // ---- Texts ----
@@ -100,6 +103,19 @@ Parameters readSettings()
         fail("dead is " + number(set.dead) + " and weak is " + number(set.weak) +
              "; dead must not be above weak");
     return set;
+}
+
+CheckRule ruleOf(const Parameters& set)
+{
+    CheckRule rule;
+    rule.window = static_cast<int>(set.window);
+    rule.outlier = set.outlier;
+    rule.level = set.level;
+    rule.hum = set.hum / 100;
+    rule.bias = set.bias;
+    rule.twin = set.duplicate / 100;
+    rule.mismatch = set.unlike;
+    return rule;
 }
 
 // ---- From one call to the next ----
@@ -131,7 +147,7 @@ struct State
 {
     State(const Parameters& given, int samples, int microseconds)
         : set(given), length(samples), interval(microseconds * 1e-6), meter(samples),
-          correlator(samples)
+          correlator(samples), checker(samples, microseconds * 1e-6, ruleOf(given))
     {
     }
 
@@ -140,11 +156,13 @@ struct State
     double interval; // seconds; 0 when it is not known
     FrequencyMeter meter;
     Correlator correlator;
+    Checker checker;
 
-    void* collection = nullptr;        // the queue of the gather's traces
-    std::vector<Measures> gather;      // in the order of the queue
-    double key = 0;                    // of the gather
-    std::vector<const char*> writable; // the results that the schema knows
+    std::unique_ptr<VORN::OutputFile> table; // null where none is asked for
+    void* collection = nullptr;              // the queue of the gather's traces
+    std::vector<Measures> gather;            // in the order of the queue
+    double key = 0;                          // of the gather
+    std::vector<const char*> writable;       // the results that the schema knows
     Findings found;
 };
 
@@ -166,6 +184,8 @@ void defineResults(State& state, void* set)
     }
 }
 
+void beginTable(State& state);
+
 std::unique_ptr<State> prepare(Stream& io)
 {
     void* in = vorn_kit::requiredInput();
@@ -173,11 +193,14 @@ std::unique_ptr<State> prepare(Stream& io)
     void* out = vorn_build_output(0, in);
     const int length = getTraceLength(in);
     const Parameters set = readSettings();
-    vorn_kit::allowMemory(set.memory_limit, measuringBytes(length, set.neighbours, set.max_gather),
+    vorn_kit::allowMemory(set.memory_limit,
+                          measuringBytes(length, set.neighbours, set.max_gather) +
+                              checkingBytes(length, set.max_gather),
                           "measuring traces of " + std::to_string(length) + " samples",
                           "shorten the traces");
     auto state = std::make_unique<State>(set, length, std::max(getTraceSampleInterval(in), 0));
     defineResults(*state, out);
+    beginTable(*state);
     state->collection = io.buildQueue(out != nullptr ? out : in);
     if (state->set.gather != "none" && isTraceAttributeExist(in, state->set.gather.c_str()) == 0)
         message(VORN_INFORMATION, "the traces have no header word \"" + state->set.gather +
@@ -196,17 +219,18 @@ std::optional<int> word(void* traces, const char* name)
     return getTraceAttribute(traces, name, 0).getI32Value();
 }
 
-std::string nameOf(void* traces, std::int64_t arrival)
+TraceIdentity identify(void* traces, std::int64_t arrival)
 {
-    const std::optional<int> record = word(traces, "fldr");
-    const int channel = word(traces, "tracf").value_or(0);
-    const int midpoint = word(traces, "cdp").value_or(0);
-    if (channel != 0)
-        return (record ? "fldr " + std::to_string(*record) + " " : "") + "tracf " +
-               std::to_string(channel);
-    if (midpoint != 0)
-        return "cdp " + std::to_string(midpoint);
-    return "trace " + std::to_string(arrival);
+    TraceIdentity identity;
+    identity.arrival = arrival;
+    if (isTraceAttributeExist(traces, "filetrace") != 0) {
+        const std::int64_t number = getTraceAttribute(traces, "filetrace", 0).getI64Value();
+        if (number > 0)
+            identity.fileTrace = number;
+    }
+    for (std::size_t i = 0; i < nameWords.size(); ++i)
+        identity.words[i] = word(traces, nameWords[i]);
+    return identity;
 }
 
 int spikeWindow(const State& state)
@@ -230,8 +254,10 @@ Measures measure(State& state, std::span<const float> samples)
     m.levels = levelsOf(samples);
     m.dominant = state.meter.measure(samples, m.levels.mean);
     m.run = longestRunAtTheLimit(samples);
-    const std::vector<int> spikes =
+    std::vector<int> spikes =
         findSpikes(samples, m.levels.mean, state.set.spike, spikeWindow(state));
+    if (spikes.empty())
+        spikes = findSpikes(interpolationErrors(samples), 0, state.set.spike, spikeWindow(state));
     m.spikes = static_cast<int>(spikes.size());
     m.firstSpike = spikes.empty() ? 0 : spikes.front();
 
@@ -241,6 +267,7 @@ Measures measure(State& state, std::span<const float> samples)
     m.flags |= m.spikes > 0 ? spiky : 0;
     m.flags |= !isDead && isRinging(state, m.dominant) ? ringing : 0;
     m.flags |= m.levels.invalid > 0 ? invalid : 0;
+    m.single = state.checker.measure(samples, m.levels);
     return m;
 }
 
@@ -255,7 +282,9 @@ std::span<const float> samplesOf(const State& state, int trace)
 void collect(State& state, Stream& io)
 {
     const auto arrival = state.found.traces + static_cast<std::int64_t>(state.gather.size()) + 1;
-    std::string name = nameOf(io.trace(), arrival);
+    // The trace leaves the input when it is queued.
+    const TraceIdentity identity = identify(io.trace(), arrival);
+    const std::optional<int> offset = word(io.trace(), "offset");
     const int place = io.queueTrace(state.collection, io.trace());
     const std::span<const float> samples = samplesOf(state, place);
     if (samples.empty() && state.length > 0)
@@ -263,7 +292,9 @@ void collect(State& state, Stream& io)
              " traces; give the job a lower limit of traces in memory, or "
              "lower max_gather");
     state.gather.push_back(measure(state, samples));
-    state.gather.back().name = std::move(name);
+    if (offset)
+        state.gather.back().offset = *offset;
+    state.gather.back().identity = identity;
 }
 
 // 0 for all traces where no header word separates gathers.
@@ -320,6 +351,29 @@ void judgePolarities(State& state)
     }
 }
 
+void judgeChecks(State& state)
+{
+    std::vector<CheckedTrace> traces;
+    for (const Measures& m : state.gather)
+        traces.push_back({m.flags, m.levels, m.single, m.offset, {}});
+    state.checker.judge(traces, [&](int i) { return samplesOf(state, i); });
+    for (std::size_t i = 0; i < traces.size(); ++i) {
+        state.gather[i].flags = traces[i].flags;
+        state.gather[i].compared = traces[i].compared;
+    }
+}
+
+// Only the whole gather shows which words tell its traces apart.
+void nameTraces(State& state)
+{
+    std::vector<TraceIdentity> identities;
+    for (const Measures& m : state.gather)
+        identities.push_back(m.identity);
+    const std::vector<std::string> names = namesOf(identities);
+    for (std::size_t i = 0; i < names.size(); ++i)
+        state.gather[i].name = names[i];
+}
+
 std::string flagNames(int flags)
 {
     std::string names;
@@ -339,7 +393,8 @@ std::string reason(const State& state, const Measures& m, Flag flag)
                                    : "RMS " + number(rms) + ", around it " + number(m.median);
     case weak:
     case noisy:
-        return "RMS " + number(rms) + ", around it " + number(m.median);
+        return "RMS " + number(rms) + ", around it " + number(m.median) +
+               state.checker.reason(flag, m.single, m.compared);
     case clipped:
         return std::to_string(m.run) + " samples in succession at the trace's limit";
     case spiky:
@@ -353,6 +408,13 @@ std::string reason(const State& state, const Measures& m, Flag flag)
                                    : "");
     case invalid:
         return std::to_string(m.levels.invalid) + " samples are infinite or NaN";
+    case hum:
+    case bias:
+    case duplicate:
+    case shifted:
+    case geometry:
+    case unlike:
+        return state.checker.reason(flag, m.single, m.compared);
     }
     return "";
 }
@@ -399,15 +461,82 @@ void note(State& state, const Measures& m)
         found.marks.push_back({found.traces, decibels(m.levels.rms), m.flags});
 }
 
+// ---- The table ----
+
+void writeLine(VORN::OutputFile& file, const std::string& line)
+{
+    unsigned char* room = file.append(line.size() + 1);
+    std::copy(line.begin(), line.end(), room);
+    room[line.size()] = '\n';
+}
+
+void beginTable(State& state)
+{
+    if (!state.set.table)
+        return;
+    traces::refuseInputs(*state.set.table);
+    traces::refuseSecondWriter(*state.set.table);
+    state.table = std::make_unique<VORN::OutputFile>(*state.set.table, state.set.overwrite,
+                                                     "the table", getModuleName());
+    std::string line = "trace,filetrace";
+    for (const char* name : nameWords)
+        line += std::string(",") + name;
+    writeLine(*state.table,
+              line + ",rms,rms_db_from_neighbours,peak,mean,bias,frequency_hz,"
+                     "share_at_frequency,hum_share,hum_hz,run_at_limit,spikes,first_arrival_s,"
+                     "arrival_s_from_neighbours,arrival_s_from_offset,rms_before_arrival,"
+                     "rms_late,signal_to_noise,roughness,twin_difference,agreement,lag_s,flags");
+}
+
+// Empty where it is not known.
+std::string cell(bool isKnown, double value)
+{
+    return isKnown ? "," + text("%.7g", value) : ",";
+}
+
+void writeRow(const State& state, const Measures& m)
+{
+    const SingleChecks& single = m.single;
+    const GatherChecks& c = m.compared;
+    std::string line = std::to_string(m.identity.arrival) + ",";
+    if (m.identity.fileTrace)
+        line += std::to_string(*m.identity.fileTrace);
+    for (const std::optional<int>& value : m.identity.words)
+        line += "," + (value ? std::to_string(*value) : "");
+    const bool isTimed = state.interval > 0;
+    line +=
+        cell(true, m.levels.rms) + cell(c.level.isKnown, c.level.distance) +
+        cell(true, m.levels.peak) + cell(true, m.levels.mean) + cell(true, single.bias) +
+        cell(isTimed, isTimed ? m.dominant.frequency / state.interval : 0) +
+        cell(true, m.dominant.share) + cell(isTimed, single.hum.share) +
+        cell(single.hum.mains > 0, single.hum.mains) + cell(true, m.run) + cell(true, m.spikes) +
+        cell(isTimed && single.arrival, single.arrival.value_or(0) * state.interval) +
+        cell(c.arrival.isKnown, c.arrival.distance) + cell(c.offset.isKnown, c.offset.distance) +
+        cell(single.noise.before > 0, single.noise.before) + cell(true, single.noise.late) +
+        cell(single.noise.ratio > 0, single.noise.ratio) + cell(true, single.roughness) +
+        cell(c.twinTrace >= 0, c.twin) + cell(c.prediction.isKnown, c.prediction.zero) +
+        cell(isTimed && c.prediction.isKnown, c.prediction.lag * state.interval) + ",";
+    for (const FlagStyle& style : flagStyles) {
+        if ((m.flags & style.flag) != 0)
+            line += (line.back() == ',' ? "" : " ") + std::string(style.name);
+    }
+    writeLine(*state.table, line);
+}
+
 void judgeGather(State& state)
 {
     constexpr std::size_t fewest = 3;
     judgeLevels(state);
     judgePolarities(state);
+    judgeChecks(state);
+    nameTraces(state);
     state.found.someGatherIsJudged =
         state.found.someGatherIsJudged || state.gather.size() >= fewest;
-    for (const Measures& m : state.gather)
+    for (const Measures& m : state.gather) {
         note(state, m);
+        if (state.table)
+            writeRow(state, m);
+    }
 }
 
 // ---- Emission ----
@@ -619,6 +748,11 @@ void finish(State& state)
 {
     if (!state.gather.empty())
         judgeGather(state);
+    // A job that has failed leaves the table that was there before it.
+    if (state.table && !vorn_job_has_failed()) {
+        traces::refuseInputs(*state.set.table);
+        state.table->commit();
+    }
     sendSummary(state);
     publish(state.found);
     if (state.set.plot && state.found.traces > 0)

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <fstream>
 #include <limits>
 #include <numbers>
 #include <random>
@@ -627,7 +628,8 @@ TEST_F(TraceQcTest, BadTracesAreFlaggedAndNamed)
         sample *= 0.01f;
     for (float& sample : samplesOf(8))
         sample *= 100;
-    std::fill_n(samplesOf(10).begin() + 50, 4, 7.0f);
+    std::fill_n(samplesOf(10).begin() + 50, 4,
+                *std::max_element(samplesOf(10).begin(), samplesOf(10).end()));
     samplesOf(12)[250] = 3;
     reverse(samplesOf(15));
     samplesOf(17)[3] = noNumber;
@@ -637,7 +639,7 @@ TEST_F(TraceQcTest, BadTracesAreFlaggedAndNamed)
     run();
 
     EXPECT_THAT(all("qc_flags"),
-                ElementsAre(0, 0, 1, 0, 0, 2, 0, 0, 4, 0, 8, 0, 16, 0, 0, 32, 0, 128, 0, 64));
+                ElementsAre(0, 0, 1, 0, 0, 2, 0, 0, 4, 0, 8, 0, 16, 0, 0, 32, 0, 128, 0, 64 + 256));
     const std::vector<std::string> warnings = messages(2);
     ASSERT_THAT(warnings, SizeIs(8));
     EXPECT_EQ(warnings[0], "fldr 16 tracf 3: dead (all samples are 0)");
@@ -651,10 +653,11 @@ TEST_F(TraceQcTest, BadTracesAreFlaggedAndNamed)
     EXPECT_EQ(warnings[6], "fldr 16 tracf 18: invalid (1 samples are infinite or NaN)");
     EXPECT_THAT(warnings[7],
                 testing::MatchesRegex("fldr 16 tracf 20: ringing \\(.* % of the energy "
-                                      "near 50.0 Hz\\)"));
+                                      "near 50.0 Hz\\), hum \\(.* % of the energy at 50 Hz "
+                                      "and harmonics\\)"));
     EXPECT_THAT(messages(1),
                 ElementsAre("20 traces, flagged 8: dead 1, weak 1, noisy 1, clipped 1, "
-                            "spike 1, reversed 1, ringing 1, invalid 1"));
+                            "spike 1, reversed 1, ringing 1, invalid 1, hum 1"));
 }
 
 TEST_F(TraceQcTest, FindingsAreMetadata)
@@ -726,6 +729,7 @@ TEST_F(TraceQcTest, ThresholdsAreParameters)
         const float most = *std::max_element(samplesOf(1).begin(), samplesOf(1).end());
         std::fill_n(samplesOf(1).begin() + 100, 3, most);
         HarnessModule& module = add({{row.name, row.value}});
+        module.parameters["level"] = UniVar(1000.0); // only the factors decide
         if (std::string(row.name) == "dead")
             module.parameters["weak"] = UniVar(0.25);
 
@@ -744,12 +748,11 @@ TEST_F(TraceQcTest, TracesAreNamedByWhatTheirHeadersHave)
     } rows[] = {
         {{{"fldr", UniVar(4)}, {"tracf", UniVar(9)}, {"cdp", UniVar(5)}}, "fldr 4 tracf 9"},
         {{{"tracf", UniVar(9)}}, "tracf 9"},
-        {{{"fldr", UniVar(4)}, {"tracf", UniVar(0)}, {"cdp", UniVar(5)}}, "cdp 5"},
-        {{{"fldr", UniVar(4)}}, "trace 2"},
+        {{{"fldr", UniVar(4)}, {"tracf", UniVar(0)}, {"cdp", UniVar(5)}}, "fldr 4 cdp 5"},
+        {{{"fldr", UniVar(4)}}, "trace 1"},
     };
     for (const auto& row : rows) {
         renew();
-        harness.push({1, 2, 3}, row.words);
         harness.push({0, 0, 0}, row.words);
         add();
 
@@ -773,6 +776,70 @@ TEST_F(TraceQcTest, MessagesAreLimited)
                             "48 more flagged traces are not named here; the attribute qc_flags has "
                             "them all, or raise messages"));
     EXPECT_THAT(all("qc_flags"), Each(1));
+}
+
+// ---- The table ----
+
+std::vector<std::vector<std::string>> rowsOf(const std::string& path)
+{
+    std::vector<std::vector<std::string>> rows;
+    std::ifstream file(path);
+    for (std::string line; std::getline(file, line);) {
+        rows.emplace_back();
+        std::istringstream cells(line + ",");
+        for (std::string cell; std::getline(cells, cell, ',');)
+            rows.back().push_back(cell);
+    }
+    return rows;
+}
+
+TEST_F(TraceQcTest, TheTableHasARowOfMeasuresForEachTrace)
+{
+    const TemporaryDirectory directory;
+    const std::string path = directory.path() + "/measures.csv";
+    pushGather(3, 10);
+    pushGather(4, 10);
+    std::fill(samplesOf(12).begin(), samplesOf(12).end(), 0.0f);
+    for (float& sample : samplesOf(5))
+        sample *= 0.01f;
+    add({{"table", UniVar(path)}});
+
+    run();
+
+    const auto rows = rowsOf(path);
+    ASSERT_THAT(rows, SizeIs(21));
+    const auto column = [&](const std::string& name) {
+        return static_cast<std::size_t>(std::find(rows[0].begin(), rows[0].end(), name) -
+                                        rows[0].begin());
+    };
+    for (std::size_t i = 1; i < rows.size(); ++i) {
+        SCOPED_TRACE(i);
+        ASSERT_THAT(rows[i], SizeIs(rows[0].size()));
+        const Samples& samples = harness.input[i - 1].samples;
+        double squares = 0;
+        for (const float sample : samples)
+            squares += static_cast<double>(sample) * sample;
+        const double rms = std::sqrt(squares / static_cast<double>(samples.size()));
+        EXPECT_EQ(rows[i][column("trace")], std::to_string(i));
+        EXPECT_EQ(rows[i][column("filetrace")], "");
+        EXPECT_EQ(rows[i][column("fldr")], i <= 10 ? "3" : "4");
+        EXPECT_EQ(rows[i][column("tracf")], std::to_string((i - 1) % 10 + 1));
+        EXPECT_NEAR(std::stod(rows[i][column("rms")]), rms, 1e-6 * rms);
+        EXPECT_EQ(rows[i][column("flags")], i == 6 ? "weak" : i == 13 ? "dead" : "");
+    }
+}
+
+TEST_F(TraceQcTest, ATableIsNotReplacedUnlessThatIsAllowed)
+{
+    const TemporaryDirectory directory;
+    const std::string path = directory.path() + "/measures.csv";
+    std::ofstream(path) << "precious";
+    pushGather(3, 3);
+    add({{"table", UniVar(path)}, {"overwrite", UniVar(0)}});
+
+    runInVain(path + ": is there already; remove it, or allow it to be overwritten");
+
+    EXPECT_THAT(rowsOf(path), ElementsAre(ElementsAre("precious")));
 }
 
 // ---- The way of the traces ----

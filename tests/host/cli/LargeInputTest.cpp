@@ -108,7 +108,8 @@ TEST_F(LargeInputTest, EveryModuleRefusesWhatExceedsItsMemoryLimit)
          "a window of 200000 samples would need 2" + ending + "choose a shorter"},
         {"module: spectrum", "the spectrum of 200000 samples would need 8" + ending + "choose a "},
         {"module: stack", "the sums of traces of 200000 samples would need 3" + ending + "shorten"},
-        {"module: trace_qc", "measuring traces of 200000 samples would need 19" + ending + "short"},
+        {"module: trace_qc",
+         "measuring traces of 200000 samples would need 117" + ending + "short"},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.step);
@@ -133,7 +134,7 @@ TEST_F(LargeInputTest, EveryModuleRefusesWhatExceedsItsMemoryLimit)
         const std::vector<std::string> fatal = linesWith(low.errors, " fatal ");
         ASSERT_THAT(fatal, SizeIs(1)) << low.errors;
         EXPECT_THAT(fatal[0], HasSubstr(" step   " + row.says));
-        const ProcessResult high = job("0.03 GB");
+        const ProcessResult high = job("0.2 GB");
         EXPECT_THAT(linesWith(high.errors, "memory_limit"), SizeIs(0)) << high.errors;
     }
 }
@@ -195,7 +196,7 @@ TEST_F(LargeInputTest, WhatIsRefusedIsNotTakenBefore)
                 {"module: bandpass, low: 10", 10800},
                 {"module: gain, time_power: 1", 2400},
                 {"module: stack", 3600},
-                {"module: trace_qc", 27601}};
+                {"module: trace_qc", 172802}};
     for (const auto& row : rows) {
         SCOPED_TRACE(row.step);
         tree.write("job.yaml",

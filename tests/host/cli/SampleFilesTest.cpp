@@ -358,7 +358,9 @@ TEST_F(SampleFilesTest, TheBadChannelIsFoundAndNoOther)
 
     const std::vector<std::string> warnings = linesWith(result.errors, " warning ");
     ASSERT_THAT(warnings, SizeIs(1)) << result.errors;
-    EXPECT_THAT(warnings[0], HasSubstr(" check       fldr 10016 tracf 2: weak (RMS 0.1031, "));
+    EXPECT_THAT(
+        warnings[0],
+        HasSubstr(" check       trace 2 of the file, fldr 10016 tracf 2: weak (RMS 0.1031, "));
 }
 
 TEST_F(SampleFilesTest, GoodRecordsHaveNoBadChannels)

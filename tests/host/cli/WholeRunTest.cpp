@@ -4,6 +4,7 @@
 
 #include "SegyBytes.h"
 
+#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <filesystem>
@@ -319,6 +320,30 @@ TEST_F(WholeRunTest, WhatModulesNoteIsInTheFactsOfTheRun)
     const std::size_t cards = page.find("<summary>Text header of the file</summary>\n<pre>C 1");
     ASSERT_NE(cards, std::string::npos);
     EXPECT_NE(page.find("\nC40", cards), std::string::npos);
+}
+
+TEST_F(WholeRunTest, TheMeasuresOfTracesAreATable)
+{
+    copyData();
+    writeJob("  - {name: read, module: segy_in, file: line.sgy}\n"
+             "  - {name: qc, module: trace_qc, input: read, table: measures.csv}\n");
+    for (int time = 0; time < 2; ++time) { // the second one replaces the first one's table
+        const ProcessResult done = run({});
+        EXPECT_EQ(done.exitCode, 0) << done.errors;
+        const std::string table = tree.read("measures.csv");
+        EXPECT_EQ(std::count(table.begin(), table.end(), '\n'), 1 + 8);
+        EXPECT_THAT(table, testing::StartsWith("trace,filetrace,fldr,tracf,"));
+    }
+}
+
+TEST_F(WholeRunTest, TheTableDoesNotReplaceAnInput)
+{
+    copyData();
+    const std::string before = tree.read("line.sgy");
+    writeJob("  - {name: read, module: segy_in, file: line.sgy}\n"
+             "  - {name: qc, module: trace_qc, input: read, table: line.sgy}\n");
+    EXPECT_NE(tree.run({"run", "job.yaml"}).exitCode, 0);
+    EXPECT_EQ(tree.read("line.sgy"), before);
 }
 
 // ---- Signals ----

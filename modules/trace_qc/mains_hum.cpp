@@ -1,0 +1,116 @@
+#include "mains_hum.h"
+
+#include "neighbourhood.h"
+#include "trace_measures.h"
+#include "transform_memory.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <new>
+#include <numbers>
+
+HumMeter::HumMeter(int samples, double interval)
+{
+    constexpr double shortest = 0.2; // seconds
+    const double duration = samples * interval;
+    if (samples < 8 || duration < shortest)
+        return;
+    length = boundedTransformLength(samples);
+    step = 1 / (length * interval);
+    finest = 1 / duration;
+    nyquist = 0.5 / interval;
+    for (int i = 0; i < samples; ++i)
+        taper.push_back(
+            static_cast<float>(0.5 - 0.5 * std::cos(2 * std::numbers::pi * (i + 0.5) / samples)));
+    energies.resize(static_cast<std::size_t>(length) / 2 + 1);
+    buffer = fftwf_alloc_real(static_cast<std::size_t>(length) + 2);
+    if (buffer == nullptr)
+        throw std::bad_alloc();
+    if (transform_has_room(length, 1) == 0) {
+        fftwf_free(buffer);
+        throw std::bad_alloc();
+    }
+    plan = fftwf_plan_dft_r2c_1d(length, buffer, reinterpret_cast<fftwf_complex*>(buffer),
+                                 FFTW_ESTIMATE);
+    if (plan == nullptr) {
+        fftwf_free(buffer);
+        throw std::bad_alloc();
+    }
+}
+
+HumMeter::~HumMeter()
+{
+    if (plan != nullptr)
+        fftwf_destroy_plan(plan);
+    fftwf_free(buffer);
+}
+
+double HumMeter::lineEnergy(double frequency, double drift) const
+{
+    constexpr double lobe = 2;       // steps of the resolution
+    constexpr double leastSide = 6;  // Hz
+    constexpr double sideSteps = 8;  // steps of the resolution
+    constexpr double leastRatio = 4; // of the line to its background
+    const double half = drift + lobe * finest;
+    const double far = half + std::max(leastSide, sideSteps * finest);
+    if (frequency + half >= nyquist || frequency - half <= finest)
+        return 0;
+    const auto binsOf = [&](double from, double to) {
+        const auto last = static_cast<double>(energies.size());
+        const double a = std::clamp(std::ceil(from / step), 0.0, last);
+        const double b = std::clamp(std::floor(to / step) + 1, a, last);
+        return std::span(energies).subspan(static_cast<std::size_t>(a),
+                                           static_cast<std::size_t>(b - a));
+    };
+    const auto background = [&](double from, double to) {
+        const auto bins = binsOf(from, to);
+        return medianOf({bins.begin(), bins.end()}) / std::numbers::ln2;
+    };
+    const double floor = std::max(background(frequency - far, frequency - half),
+                                  background(frequency + half, frequency + far));
+    double line = 0;
+    const auto bins = binsOf(frequency - half, frequency + half);
+    for (const double energy : bins)
+        line += energy;
+    const double below = floor * static_cast<double>(bins.size());
+    return line > leastRatio * below ? line - below : 0;
+}
+
+Hum HumMeter::measure(std::span<const float> samples, double mean)
+{
+    constexpr double drift = 0.5; // Hz
+    Hum hum;
+    if (plan == nullptr || samples.size() != taper.size())
+        return hum;
+    double greatest = 0;
+    for (const float sample : samples) {
+        if (std::isfinite(sample))
+            greatest = std::max(greatest, std::fabs(sample - mean));
+    }
+    if (greatest <= 0)
+        return hum;
+    std::fill(buffer, buffer + length, 0.0f);
+    for (std::size_t i = 0; i < samples.size(); ++i) {
+        const double value = std::isfinite(samples[i]) ? (samples[i] - mean) / greatest : 0;
+        buffer[i] = static_cast<float>(value) * taper[i];
+    }
+    fftwf_execute(plan);
+    double total = 0;
+    for (std::size_t bin = 0; bin < energies.size(); ++bin) {
+        const double re = buffer[2 * bin];
+        const double im = buffer[2 * bin + 1];
+        energies[bin] = re * re + im * im;
+        total += energies[bin];
+    }
+    if (total <= 0)
+        return hum;
+    for (const double mains : {50.0, 60.0}) {
+        double lines = 0;
+        for (int harmonic = 1; harmonic * mains < nyquist; ++harmonic)
+            lines += lineEnergy(harmonic * mains, harmonic * drift);
+        if (lines / total > hum.share)
+            hum = {lines / total, mains};
+    }
+    return hum;
+}

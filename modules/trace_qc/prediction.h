@@ -1,0 +1,89 @@
+/// @file prediction.h
+///
+/// What the neighbours of a trace let expect of its samples. Independent of the kernel.
+///
+/// Events that are straight within a few traces and a short time make each frequency of such a
+/// window predictable from trace to trace, whatever their dips, also where they move by more than
+/// half a period (spatial aliasing). So each trace is predicted from up to four neighbours by
+/// coefficients that the traces around it have determined without it. Correlated with its
+/// prediction, a good trace has a maximum at lag 0, a reversed one a minimum; one with a time error
+/// has its maximum at that lag; one from another place, or of noise, has none.
+///
+/// After L. L. Canales: Random noise reduction. SEG Technical Program Expanded Abstracts 1984,
+/// 525-527, and S. Spitz: Seismic trace interpolation in the f-x domain. Geophysics 56, 785-794,
+/// 1991.
+#ifndef PREDICTION_H
+#define PREDICTION_H
+
+#include <complex>
+#include <deque>
+#include <fftw3.h>
+#include <functional>
+#include <optional>
+#include <span>
+#include <vector>
+
+/// The samples of a trace, which are not needed any more when it is called again; nothing for one
+/// that takes no part.
+using TraceSamples = std::function<std::optional<std::span<const float>>(int)>;
+
+/// Correlation of a trace with its prediction, -1 to 1.
+struct Prediction
+{
+    bool isKnown = false; ///< false: the trace takes no part, or has too few neighbours that do
+    double zero = 0;      ///< at lag 0
+    double best = 0;      ///< the greatest one
+    int lag = 0;          ///< samples by which the trace is late at the greatest one
+    double least = 0;     ///< the least one at lags of at most one sample
+    double typical = 0;   ///< median at lag 0 of the traces around
+};
+
+/// Predicts traces of one length.
+class Predictor
+{
+public:
+    /// @param samples  samples of each trace, 0 to 2^29
+    /// @param window   samples of a time window, 16 or more; windows overlap by half
+    Predictor(int samples, int window);
+    ~Predictor();
+    Predictor(const Predictor&) = delete;
+    Predictor& operator=(const Predictor&) = delete;
+
+    /// The predictions of all traces of a gather. Those that agree less than half as well as the
+    /// traces around them are predicted once more without the neighbours that agree even less: a
+    /// bad trace does not make its neighbours bad.
+    ///
+    /// @param farthest  samples of the greatest lag
+    std::vector<Prediction> predict(int traces, const TraceSamples& samplesOf, int farthest);
+
+private:
+    using Complex = std::complex<float>;
+    struct Spectra
+    {
+        int trace;
+        bool takesPart;
+        std::vector<Complex> values; // of all windows, one after the other
+    };
+
+    void release();
+    void transform(std::span<const float> samples, std::vector<Complex>& values);
+    void load(int first, int last, const TraceSamples& samplesOf);
+    Prediction predictOne(int trace, int traces, const TraceSamples& samplesOf,
+                          const std::vector<char>& isLeftOut, int farthest);
+    void correlate(int trace, const std::vector<int>& offsets, const std::vector<int>& rows,
+                   double& own, double& predicted);
+
+    int count = 0; // samples of a trace
+    int windowLength = 0;
+    int windows = 0;
+    int length = 0; // of the transform
+    std::size_t bins = 0;
+    float* buffer = nullptr;
+    fftwf_plan forward = nullptr;
+    fftwf_plan backward = nullptr;
+    std::vector<float> taper;
+    std::deque<Spectra> cache; // of successive traces
+    std::vector<std::complex<double>> cross;
+};
+
+#endif

@@ -386,7 +386,7 @@ class PageCheck:
     def with_prelude(self, block):
         """The source with what it needs in front: #include lines first, statements in a function."""
         text = block.marks.get("with", "") + "\n" + block.text
-        if re.search(r"\bint (main|preprocess_|process_)\(|^VORN_MODULE\(", text, re.M) or re.search(r"^TEST", text, re.M):
+        if re.search(r"\bint (main|preprocess_|process_)\(|^VORN_\w*MODULE\(", text, re.M) or re.search(r"^TEST", text, re.M):
             return text
         includes = "\n".join(re.findall(r"^#include.*$|^using .*$", text, re.M))
         statements = re.sub(r"^#include.*$|^using .*$", "", text, flags=re.M)

@@ -130,9 +130,9 @@ TEST_P(ParameterInterfaceJobTest, ReadsAndWritesParametersGroupsAndLibraries)
 }
 
 INSTANTIATE_TEST_SUITE_P(Languages, ParameterInterfaceJobTest,
-                         testing::Values(InterfaceModule{"knl_c_parameters", 172},
+                         testing::Values(InterfaceModule{"knl_c_parameters", 176},
                                          InterfaceModule{"knl_fortran_parameters", 156},
-                                         InterfaceModule{"modern_parameters", 121}),
+                                         InterfaceModule{"modern_parameters", 123}),
                          testing::PrintToStringParamName());
 
 // -- Traces
@@ -179,9 +179,9 @@ TEST_P(TraceInterfaceJobTest, UsesAttributesBuffersAndTraceSets)
 }
 
 INSTANTIATE_TEST_SUITE_P(Languages, TraceInterfaceJobTest,
-                         testing::Values(InterfaceModule{"knl_c_traces", 145},
+                         testing::Values(InterfaceModule{"knl_c_traces", 163},
                                          InterfaceModule{"knl_fortran_traces", 175},
-                                         InterfaceModule{"modern_traces", 132}),
+                                         InterfaceModule{"modern_traces", 142}),
                          testing::PrintToStringParamName());
 
 // -- Services

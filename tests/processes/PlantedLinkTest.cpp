@@ -130,9 +130,10 @@ TEST_F(PlantedLinkTest, FilesOfARunningJobAreForItsOwnerOnly)
             }
             for (const auto& entry :
                  fs::recursive_directory_iterator(directory.path("scratch"), gone)) {
-                const std::string name = entry.path().filename();
-                (name.starts_with("SF") ? scratchFile : scratchDirectory) =
-                    permissionsOf(entry.path());
+                if (entry.is_directory(gone))
+                    scratchDirectory = permissionsOf(entry.path());
+                else if (entry.path().filename().string().starts_with("SF"))
+                    scratchFile = permissionsOf(entry.path());
             }
         }
         kill(job.process, SIGKILL);

@@ -14,6 +14,7 @@
 #include <deque>
 #include <dlfcn.h>
 #include <link.h>
+#include <unordered_map>
 #include <vector>
 
 namespace host {
@@ -95,17 +96,33 @@ RecordTable& table()
     return one;
 }
 
-Record& recordOf(const std::string& name)
+// By quoted name. The modules that the command puts before several readers may have the name of one
+// in the job file.
+std::unordered_multimap<std::string, Record*>& recordsByName()
+{
+    static std::unordered_multimap<std::string, Record*> all;
+    return all;
+}
+
+// The record of `module`; of any module of this name where `module` is null: its library is loaded
+// before the module is known.
+Record& recordOf(const std::string& name, const ModuleEntity* module)
 {
     const std::string quoted = quote(name);
-    for (Record& record : records()) {
-        if (record.name == quoted)
+    const auto [first, last] = recordsByName().equal_range(quoted);
+    for (auto named = first; named != last; ++named) {
+        Record& record = *named->second;
+        if (module != nullptr && record.module == nullptr)
+            record.module = module;
+        if (module == nullptr || record.module == module)
             return record;
     }
     Record& record = records().emplace_back();
     for (std::size_t i = 0; i < record.places.size(); ++i)
         record.places[i] = {static_cast<EntryPoint>(i), &record};
     record.name = quoted;
+    record.module = module;
+    recordsByName().emplace(quoted, &record);
     return record;
 }
 
@@ -234,12 +251,13 @@ std::string placeOf(const RunningCode& code)
 void forgetRunningModules()
 {
     current.store(nullptr, std::memory_order_release);
+    recordsByName().clear();
     records().clear();
 }
 
 LibraryCall::LibraryCall(EntryPoint entry, const std::string& name)
 {
-    note(recordOf(name), entry);
+    note(recordOf(name, nullptr), entry);
 }
 
 LibraryCall::~LibraryCall()
@@ -260,7 +278,7 @@ static void* referTo(void* handle)
 void KeptLibraries::keep(const ModuleEntity& module)
 {
     libraries.reserve(libraries.size() + 1);
-    ModuleRecord& record = recordOf(module.moduleName);
+    ModuleRecord& record = recordOf(module.moduleName, &module);
     if (void* handle = referTo(module.moduleLibraryHandle))
         libraries.push_back({handle, &record});
 }
@@ -278,8 +296,7 @@ void KeptLibraries::close() noexcept
 void watchEntryPoints(const std::vector<ModuleEntity*>& modules)
 {
     for (ModuleEntity* module : modules) {
-        Record& record = recordOf(module->moduleName);
-        record.module = module;
+        Record& record = recordOf(module->moduleName, module);
         record.input = firstOf(module->inputDataChannels);
         if (record.input == nullptr)
             record.output = firstOf(module->outputDataChannels);

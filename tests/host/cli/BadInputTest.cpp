@@ -119,6 +119,7 @@ TEST_F(BadInputTest, WrongCallsSayOneLineAndChangeNothing)
         {"plot over its input", {"plot", "line.sgy", "-o", "line.png"}, "-o: the picture \"line.png\" would replace the input file \"line.sgy\"; write to another file"},
         {"run, missing", {"run", "job.yaml", "--set", "read.file=lin.sgy"}, "--set read.file=lin.sgy: " + file + "\"read\" is \"<work>/lin.sgy\"; the file does not exist; did you mean \"line.sgy\"?"},
         {"run, directory", {"run", "job.yaml", "--set", "read.file=folder"}, "--set read.file=folder: " + file + "\"read\" is \"<work>/folder\"; this is a directory; a file is needed"},
+        {"run, no range", {"run", "job.yaml", "--set", "read.traces=9:x"}, "--set read.traces=9:x: parameter \"traces\" of module \"read\": \"x\" in \"9:x\" is not a number; write numbers and ranges as in 1:100:2,200"},
         {"run to nowhere", {"run", "job.yaml", "--set", "write.file=nowhere/x.sgy"}, "--set write.file=nowhere/x.sgy: " + file + "\"write\" is \"<work>/nowhere/x.sgy\"; there is no directory \"<work>/nowhere\"; make it first"},
         {"run to a directory", {"run", "job.yaml", "--set", "write.file=folder"}, "--set write.file=folder: " + file + "\"write\" is \"<work>/folder\"; this is a directory; a file is needed"},
         {"run over its input", {"run", "job.yaml", "--set", "write.file=./line.sgy"}, "--set write.file=./line.sgy: " + file + "\"write\" is \"<work>/line.sgy\", which " + file + "\"read\" reads; write to another file"},
@@ -157,7 +158,6 @@ TEST_F(BadInputTest, JobsThatCannotReadTheirInputSayWhyOnceAndWriteNothing)
         {"binary", {"read.file=noise.sgy"}, "<work>/noise.sgy: is not a SEG-Y file that can be read: the sample format code in bytes 3225-3226 is -6169 (big endian) or -6169 (little endian), and neither is known; state `format` if you know it", 1},
         {"text", {"read.file=job.yaml"}, "<work>/job.yaml: is not a SEG-Y file: it has 185 bytes, and the file header alone takes 3600", 1},
         {"selection", {"read.traces=9:12"}, "<work>/line.sgy: none of its 8 traces is selected by traces 9:12", 1},
-        {"no range", {"read.traces=9:x"}, "traces: \"x\" in \"9:x\" is not a number; write numbers and ranges as in 1:100:2,200", 1},
         {"output that is there", {"write.overwrite=false"}, "<work>/out.sgy: is there already; remove it, or allow it to be overwritten", 1},
     };
     // clang-format on

@@ -8,6 +8,7 @@
 #include <gmock/gmock.h>
 #include <thread>
 
+using ::testing::ContainsRegex;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
@@ -66,10 +67,10 @@ TEST_F(RunCommandTest, CtrlCRemovesScratchFilesAndNamesWhatIsIncomplete)
     EXPECT_EQ(result.exitCode, 130);
     EXPECT_THAT(scratchFiles(), IsEmpty());
     EXPECT_THAT(result.errors,
-                HasSubstr("vorn: interrupted; module \"read\" was running in process_, "
-                          "trace 1 of its output; these outputs are incomplete:\n"
-                          "vorn: incomplete: " +
-                          tree.path("out.txt.part") + "\n"));
+                ContainsRegex("vorn: interrupted; module \"read\" was running in process_, "
+                              "trace [12] of its output; these outputs are incomplete:\n"
+                              "vorn: incomplete: " +
+                              tree.path("out.txt.part") + "\n"));
     EXPECT_FALSE(tree.exists("out.txt"));
     EXPECT_LT(seconds, 1.5) << "it must not wait for the module, which sleeps";
 }

@@ -53,9 +53,18 @@ std::string fileIdentity(const std::string& path)
 
 std::string canonicalPath(const std::string& path)
 {
-    std::error_code none;
-    const fs::path canonical = fs::weakly_canonical(fs::absolute(path, none), none);
-    return none ? path : canonical.string();
+    std::error_code error;
+    fs::path canonical = fs::weakly_canonical(fs::absolute(path, error), error);
+    // A link to a file that does not exist yet stays in it.
+    constexpr int mostLinks = 40; // as the system follows
+    std::error_code noLink;
+    for (int links = 0; !error && links < mostLinks; ++links) {
+        const fs::path target = fs::read_symlink(canonical, noLink);
+        if (noLink)
+            break;
+        canonical = fs::weakly_canonical(canonical.parent_path() / target, error);
+    }
+    return error ? path : canonical.string();
 }
 
 bool isSameFile(const std::string& a, const std::string& b)

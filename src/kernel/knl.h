@@ -509,11 +509,11 @@ int knl_mcopyTraceToTrace(void* traceFrom, void* traceTo, int copyHeader, int co
  */
 int knl_moveTraceToTrace(void* traceFrom, void* traceTo, int traceNoFrom, int traceNoTo);
 
-/** What knl_mcopyTraceToTrace() of header and samples gives, without copying where that is possible:
- * the trace itself goes into the other set, its header is laid out as there, and the source keeps
- * an empty place under the trace's number. Where the trace must stay, it is copied: while other
- * modules have yet to take it from a shared input, and where the lengths differ. After the call,
- * the source trace is not to be used in either case.
+/** What knl_mcopyTraceToTrace() of header and samples gives, without copying where that is
+ * possible: the trace itself goes into the other set, its header is laid out as there, and the
+ * source keeps an empty place under the trace's number. Where the trace must stay, it is copied:
+ * while other modules have yet to take it from a shared input, and where the lengths differ. After
+ * the call, the source trace is not to be used in either case.
  *
  * @return 1 when done; 0, with both sets as they were, when there is no such source trace (none is
  *         made), when `traceNoTo` is negative, when a handle is null, or when there is no memory
@@ -521,8 +521,8 @@ int knl_moveTraceToTrace(void* traceFrom, void* traceTo, int traceNoFrom, int tr
  */
 int knl_transferTraceToTrace(void* traceFrom, void* traceTo, int traceNoFrom, int traceNoTo);
 
-/** Destroys trace `traceNo` (from 0) of a work buffer, or takes away the empty place of one that has
- * been moved; later traces move down.
+/** Destroys trace `traceNo` (from 0) of a work buffer, or takes away the empty place of one that
+ * has been moved; later traces move down.
  *
  * @return 1 when done; 0, nothing changed, when there is no such place, for a null handle, and for
  *         an input or an output, whose traces are the scheduler's to take

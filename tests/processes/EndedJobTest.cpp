@@ -229,6 +229,11 @@ class SignalTest : public EndedJobTest, public ::testing::WithParamInterface<Sig
 
 TEST_P(SignalTest, IsToldAndLeavesNothing)
 {
+#ifdef __SANITIZE_ADDRESS__
+    const std::string how = GetParam().how;
+    if (how == "corrupt heap" || how == "null pointer" || how == "overflow")
+        GTEST_SKIP() << "the sanitizers end the process themselves";
+#endif
     writeJob(endProcess(GetParam().how, GetParam().signal));
     const auto start = std::chrono::steady_clock::now();
     const JobEnd end = run();
@@ -421,17 +426,16 @@ TEST_F(EndedPlotTest, CtrlCAtAnyMomentLeavesNoHiddenFile)
     EXPECT_GT(interrupted, 3);
 }
 
-// What segy_out has published before the library of another module ends the process is whole, and is
-// not among what is told.
+// What segy_out has published before the library of another module ends the process is whole, and
+// is not among what is told.
 TEST_F(EndedJobTest, AWholeOutputIsNotCalledIncomplete)
 {
-    directory.write("job.yaml",
-                    "scratch: {directory: scratch, traces: 20}\n"
-                    "modules:\n"
-                    "  - {name: make, module: synthetic, shots: 1, channels: 40}\n"
-                    "  - {name: write, module: segy_out, input: make, file: out.sgy}\n"
-                    "  - {name: again, module: synthetic, shots: 1, channels: 9}\n"
-                    "  - {name: bad, input: again, module: exit_when_unloaded}\n");
+    directory.write("job.yaml", "scratch: {directory: scratch, traces: 20}\n"
+                                "modules:\n"
+                                "  - {name: make, module: synthetic, shots: 1, channels: 40}\n"
+                                "  - {name: write, module: segy_out, input: make, file: out.sgy}\n"
+                                "  - {name: again, module: synthetic, shots: 1, channels: 9}\n"
+                                "  - {name: bad, input: again, module: exit_when_unloaded}\n");
     const JobEnd end = run();
 
     EXPECT_EQ(end.exitCode, 1);

@@ -85,8 +85,7 @@ std::string expectation(const ParameterSpec& spec)
     const std::string ending = isListType(spec.type) ? "texts" : "text";
     const bool namesWords =
         spec.meaning == ParameterMeaning::attribute || spec.meaning == ParameterMeaning::sortKey;
-    if (namesWords && text.size() > ending.size() &&
-        text.ends_with(ending))
+    if (namesWords && text.size() > ending.size() && text.ends_with(ending))
         text.replace(text.size() - ending.size(), ending.size(),
                      isListType(spec.type) ? "header words" : "header word");
     return text;

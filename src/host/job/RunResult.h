@@ -159,11 +159,11 @@ struct RunResult
     std::string scratchDirectory;
     int scratchTraces = 0;
     double timeLimitSeconds = 0; ///< 0: none
-    std::string schema; ///< as in the job file: "segy", "", or "list"
+    std::string schema;          ///< as in the job file: "segy", "", or "list"
 
     std::vector<std::string> checkWarnings; ///< of the check before the run, one line each
 
-    std::vector<RunModule> modules;   ///< in the order of the job file
+    std::vector<RunModule> modules; ///< in the order of the job file
     /// The modules that the command has put before several readers of an output; empty unless they
     /// were asked for. Their memory is in that of the module before them, too.
     std::vector<RunModule> tees;

@@ -63,8 +63,9 @@ std::vector<std::string> SegyTraceStatements::warnings() const
     if (interval.contradictions > 0)
         lines.push_back(line(interval, "another sample interval", " microseconds", "interval"));
     if (blank > 0)
-        lines.push_back(std::to_string(blank) + " of " + std::to_string(seen) +
-                        " trace headers " + (blank == 1 ? "is" : "are") + " empty, all bytes 0, the first of them that of trace " +
+        lines.push_back(std::to_string(blank) + " of " + std::to_string(seen) + " trace headers " +
+                        (blank == 1 ? "is" : "are") +
+                        " empty, all bytes 0, the first of them that of trace " +
                         std::to_string(firstBlank + 1) + "; the words of these traces are 0");
     return lines;
 }

@@ -107,8 +107,11 @@ std::vector<Deviation> deviations(const std::vector<double>& places,
             if (w != v && results[valued[w]].isKnown)
                 distances.push_back(results[valued[w]].distance);
         }
-        results[valued[v]].spread = around.countTails ? spreadWithTails(std::move(distances))
-                                                      : robustSpread(std::move(distances), 0);
+        double& spread = results[valued[v]].spread;
+        if (around.countTails)
+            spread = spreadWithTails(std::move(distances));
+        else
+            spread = robustSpread(std::move(distances), 0);
     }
     return results;
 }

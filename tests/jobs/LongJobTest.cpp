@@ -1,5 +1,6 @@
 // A long job: what it holds at any time does not grow with the number of traces that have passed.
 #include "DataChannel.h"
+#include "ExampleLibrary.h"
 #include "KernelFixture.h"
 #include "ModuleEntity.h"
 
@@ -48,12 +49,6 @@ class LongJobTest : public KernelFixture
 {
 protected:
     LongJobTest() { job().installMessageFunc(nullptr, nullptr, nullptr); }
-
-    // They have a module tree of their own; libraries are found from that of the build.
-    static std::string exampleLibrary(const std::string& name)
-    {
-        return "../../examples/host/vorn_home/lib/lib" + name + ".so";
-    }
 
     void build(int traces)
     {

@@ -1,6 +1,7 @@
 // Whole jobs of real module libraries: those of the example host, in C and Fortran, and probes that
 // look at what they get.
 #include "DataChannel.h"
+#include "ExampleLibrary.h"
 #include "KernelFixture.h"
 #include "ModuleEntity.h"
 #include "ProbeModule.h"
@@ -108,7 +109,7 @@ protected:
     // A module of a library of the example host.
     ModuleEntity* module(const std::string& name, const std::string& library)
     {
-        ModuleEntity* made = job().initJobModule(name, "lib" + library + ".so");
+        ModuleEntity* made = job().initJobModule(name, exampleLibrary(library));
         if (made == nullptr)
             throw std::runtime_error("lib" + library + ".so of examples/host is not there");
         return made;

@@ -174,9 +174,7 @@ void onQuickExit()
 void registerOnce()
 {
     static const bool done = [] {
-        on_exit(onExit, nullptr);
-        std::at_quick_exit(onQuickExit);
-        return true;
+        return on_exit(onExit, nullptr) == 0 && std::at_quick_exit(onQuickExit) == 0;
     }();
     static_cast<void>(done);
 }

@@ -80,7 +80,7 @@ int64_t checkingBytes(int samples, int traces)
     const int64_t hum = length * static_cast<int64_t>(2 * sizeof(float) + sizeof(double) / 2);
     return hum + transform_plan_bytes(length, 3) +
            samples * (spectraKept * bytesOfSpectra + bytesOfCopies) +
-           2 * traces * static_cast<int64_t>(sizeof(CheckedTrace));
+           int64_t{2} * traces * static_cast<int64_t>(sizeof(CheckedTrace));
 }
 
 Checker::Checker(int samples, double secondsPerSample, const CheckRule& rule)
@@ -111,6 +111,7 @@ void Checker::compareLevels(std::vector<CheckedTrace>& traces) const
     const auto compare = [&](bool countTails, auto&& valueOf, Deviation GatherChecks::*result) {
         const Neighbourhood around{5, limits.window, countTails};
         std::vector<std::optional<double>> values;
+        values.reserve(traces.size());
         for (const CheckedTrace& trace : traces)
             values.push_back((trace.flags & dead) != 0 ? std::nullopt : valueOf(trace));
         const std::vector<Deviation> found = deviations(places, values, around);
@@ -166,6 +167,7 @@ void Checker::compareHum(std::vector<CheckedTrace>& traces) const
     constexpr double resolved = 1; // seconds
     const double least = limits.hum * std::max(1.0, resolved / std::max(count * interval, 1e-9));
     std::vector<std::optional<double>> shares;
+    shares.reserve(traces.size());
     for (const CheckedTrace& trace : traces)
         shares.push_back((trace.flags & dead) != 0 ? std::nullopt
                                                    : std::optional<double>(trace.single.hum.share));
@@ -306,6 +308,7 @@ void Checker::comparePredictions(std::vector<CheckedTrace>& traces,
     const std::vector<Prediction> predictions = predictor.predict(
         static_cast<int>(traces.size()), samples, samplesIn(predictionLag, interval, 40));
     std::vector<std::optional<double>> lags;
+    lags.reserve(predictions.size());
     for (const Prediction& p : predictions)
         lags.push_back(p.isKnown ? std::optional<double>(p.lag) : std::nullopt);
     const std::vector<Deviation> byLag =
@@ -324,14 +327,15 @@ void Checker::comparePredictions(std::vector<CheckedTrace>& traces,
         const Deviation& arrival = trace.compared.arrival;
         const bool comesAtAnotherTime = isAbove(arrival, limits.outlier, limits.late) ||
                                         isBelow(arrival, limits.outlier, limits.late);
+        const bool agreesElsewhere =
+            std::abs(p.lag) > std::max(limits.outlier * byLag[i].spread, 1.5) &&
+            p.best > 0.5 * p.typical && p.best - p.zero > std::max(gain * p.typical, chance);
+        // Parts of both ends are missing where a trace is late by a part of the window.
+        const bool arrivesElsewhere = comesAtAnotherTime && p.zero < limits.mismatch * p.typical &&
+                                      p.typical - p.zero > chance;
         if (-p.least > std::max(0.5 * p.typical, chance) && -p.least > p.best)
             trace.flags |= reversed;
-        else if (std::abs(p.lag) > std::max(limits.outlier * byLag[i].spread, 1.5) &&
-                 p.best > 0.5 * p.typical && p.best - p.zero > std::max(gain * p.typical, chance))
-            trace.flags |= shifted;
-        // Parts of both ends are missing where a trace is late by a part of the window.
-        else if (comesAtAnotherTime && p.zero < limits.mismatch * p.typical &&
-                 p.typical - p.zero > chance)
+        else if (agreesElsewhere || arrivesElsewhere)
             trace.flags |= shifted;
         else if (p.typical >= surelyTypical && p.best < limits.mismatch * p.typical &&
                  p.typical - p.best > chance)

@@ -204,6 +204,7 @@ void Predictor::correlate(int trace, const std::vector<int>& offsets, const std:
             given.push_back(spectra(row + offset));
     }
     std::vector<const Complex*> sources;
+    sources.reserve(terms);
     for (const int offset : offsets)
         sources.push_back(spectra(trace + offset));
     const Complex* self = spectra(trace);

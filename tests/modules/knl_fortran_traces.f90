@@ -538,9 +538,18 @@ integer function process()
 end function process
 
 integer function postprocess()
+  use, intrinsic :: iso_c_binding, only: c_int
   use checks, only: report_checks
   implicit none
+  integer :: places
+  interface
+    function remove_work_traces() result(places) bind(C, name="knl_removeWorkTraces")
+      import :: c_int
+      integer(c_int) :: places
+    end function remove_work_traces
+  end interface
 
   call report_checks()
+  places = remove_work_traces()
   postprocess = 0
 end function postprocess

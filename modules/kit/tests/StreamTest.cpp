@@ -1,5 +1,6 @@
 // The stream form in each language: three modules do the same, and what comes out must be the same.
 #include "DataChannel.h"
+#include "ExpectedLeaks.h"
 #include "KernelFixture.h"
 #include "MOXKernel.h"
 #include "ProbeModule.h"
@@ -542,6 +543,7 @@ TEST_P(StreamTest, OutputWithoutTracesEndsBesideOthers)
 
 TEST_P(StreamTest, ModuleThatStopsTakesNoMore)
 {
+    const ExpectedLeaks leaks; // traces that nobody takes
     Source& source = addSource();
     Reader& reader = addReader();
     source.bursts = {1, 3, 1, 1};

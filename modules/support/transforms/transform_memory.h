@@ -33,7 +33,7 @@ static inline int transform_has_room(int64_t length, int plans)
 {
     /* Volatile: the compiler would leave out a block that nobody uses. */
     void* volatile block = malloc((size_t)transform_plan_bytes(length, plans));
-    const int is_there = block != 0;
+    const int is_there = block ? 1 : 0;
 
     free(block);
     return is_there;

@@ -144,7 +144,7 @@ std::string temporaryDirectory(Diagnostics& diagnostics)
         const char* value = std::getenv(variable);
         if (value == nullptr)
             continue;
-        const std::string path = value;
+        std::string path = value;
         std::error_code none;
         const std::string problem = path.empty()                      ? "is empty"
                                     : path.front() != '/'             ? "is a relative path"

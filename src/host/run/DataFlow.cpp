@@ -148,7 +148,7 @@ std::string DataFlow::lostEnd(std::size_t module)
             name(module), name(producer));
         if (!hasSeenTraces(producer))
             return lost + "ended without marking the end, as no trace had reached it";
-        const std::string text = lost + "ended without marking its last trace";
+        std::string text = lost + "ended without marking its last trace";
         for (std::size_t before = 0; before < job.modules[producer].inputs.size(); ++before) {
             const std::size_t origin = producerOf(producer, before);
             if (isDrained(producer, before) && hasEnded(origin) &&

@@ -30,7 +30,7 @@ constexpr std::array endSignals = {SIGINT,    SIGTERM, SIGHUP,  SIGQUIT, SIGALRM
 
 // The handlers run here when the stack of the main thread has overflowed. Removing directories in
 // directories takes most.
-constexpr std::size_t signalStackBytes = 128 * 1024;
+constexpr std::size_t signalStackBytes = 131072;
 alignas(16) std::array<char, signalStackBytes> signalStack;
 
 // What handlers read. The owner is written last and cleared first.
@@ -114,9 +114,10 @@ bool claim() noexcept
     pid_t nobody = 0;
     if (ending.compare_exchange_strong(nobody, self))
         return true;
-    while (nobody != self)
+    if (nobody == self)
+        return false;
+    while (true) // the other thread ends the process
         pause();
-    return false;
 }
 
 // " in process_, trace 17 of its input" for what runs.
@@ -206,7 +207,7 @@ bool isStackOverflow(int signal, const siginfo_t* info, void* context)
     static_cast<void>(context);
     return false;
 #endif
-    constexpr std::uintptr_t beyond = 64 * 1024;
+    constexpr std::uintptr_t beyond = 65536;
     const auto address = reinterpret_cast<std::uintptr_t>(info->si_addr);
     const auto top = reinterpret_cast<std::uintptr_t>(mainStackTop);
     return pointer < top && address < top && address + beyond >= pointer;
@@ -371,14 +372,14 @@ void endProcess(int code) noexcept
 // are replaced on purpose, see ProcessEnd.h.
 extern "C" {
 
-[[noreturn]] __attribute__((visibility("default"))) void _exit(int code)
+__attribute__((noreturn, visibility("default"))) void _exit(int code)
 {
     if (host::isOwner())
         host::endByExit("_exit", &code);
     host::endProcess(code);
 }
 
-[[noreturn]] __attribute__((visibility("default"))) void _Exit(int code) noexcept
+__attribute__((noreturn, visibility("default"))) void _Exit(int code) noexcept
 {
     if (host::isOwner())
         host::endByExit("_Exit", &code);

@@ -1,6 +1,7 @@
 // Pads with more samples than a picture shows keep the strongest ones.
 #include "draw/PadStore.h"
 
+#include "SeisTrace.h"
 #include "SeisTraceSet.h"
 
 #include <KernelFixture.h>
@@ -19,10 +20,12 @@ protected:
         SeisTraceSet set;
         set.setTraceLength(samples);
         set.setTraceSampleInterval(4000);
-        float* values = set.getTrace(0, true)->getSamples();
+        SeisTrace* trace = set.getTrace(0, true);
+        float* values = trace->getSamples();
         std::fill(values, values + samples, 1.0F);
         values[at] = spike;
         store.addTraces(1, &set);
+        delete trace; // a trace set leaves its traces to its owner
     }
 };
 

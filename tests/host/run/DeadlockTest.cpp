@@ -107,6 +107,7 @@ TEST_F(DeadlockTest, AModuleThatWorksForLongWithoutATraceIsLeftAlone)
 // The kernel looks at the first trace of the last output, which "first" leaves there.
 TEST_F(DeadlockTest, AReaderThatEndsEarlyDoesNotKeepAModuleWithSeveralOutputsFromEnding)
 {
+    const ExpectedLeaks leaks; // traces that nobody takes
     const RunResult result =
         run(source + "  - {name: split, module: list_split, kind: 3, input: read}\n"
                      "  - {name: first, module: list_step, kind: 5, n: 2, input: split.2}\n"
@@ -122,6 +123,7 @@ TEST_F(DeadlockTest, AReaderThatEndsEarlyDoesNotKeepAModuleWithSeveralOutputsFro
 // "again" is not called any more once "first" has ended.
 TEST_F(DeadlockTest, NorDoesAReaderThatNobodyAsksAnyMore)
 {
+    const ExpectedLeaks leaks; // traces that nobody takes
     const RunResult result =
         run(source + "  - {name: split, module: list_split, kind: 3, input: read}\n"
                      "  - {name: again, module: list_step, kind: 2, n: 3, input: split.2}\n"
@@ -138,6 +140,7 @@ TEST_F(DeadlockTest, NorDoesAReaderThatNobodyAsksAnyMore)
 // As it does where a tee stands between: nobody asks that any more.
 TEST_F(DeadlockTest, NorDoSeveralReadersThatHaveAllEnded)
 {
+    const ExpectedLeaks leaks; // traces that nobody takes
     const RunResult result =
         run(source + "  - {name: split, module: list_split, kind: 3, input: read}\n"
                      "  - {name: first, module: list_step, kind: 5, n: 2, input: split.2}\n"

@@ -179,12 +179,13 @@ static inline bool vorn_job_has_failed(void)
 static inline bool vorn_allow_memory(int limit, int64_t bytes, const char* what, const char* advice)
 {
     const int64_t megabyte = 1000000;
+    const long long needed = (bytes - 1) / megabyte + 1;
 
     if (bytes <= limit * megabyte)
         return true;
     vorn_fail("%.300s would need %lld MB of memory, and memory_limit is %d MB; raise memory_limit, "
               "or %.200s",
-              what, (long long)((bytes - 1) / megabyte + 1), limit, advice);
+              what, needed, limit, advice);
     return false;
 }
 

@@ -3735,7 +3735,7 @@ contains
   !> possible: the trace itself goes to the set `to`, its header is laid out as there, and its place
   !> in the set `from` holds no trace afterwards. It is copied where other modules have yet to take
   !> it from a shared input, and where the lengths differ. Traces are counted from 1. `status`: 1
-  !> done, 0 when there is no such trace or no memory for its header. (Of the C form; the Fortran
+  !> done, 0 when the trace or memory for its header is missing. (Of the C form; the Fortran
   !> form has no such function.)
   subroutine knl_transfer_trace_to_trace(from, to, trace_from, trace_to, status)
     type(c_ptr), intent(in) :: from, to
@@ -3746,7 +3746,7 @@ contains
   end subroutine knl_transfer_trace_to_trace
 
   !> Destroys a trace of a work buffer, counted from 1, or takes away the empty place of one that has
-  !> been moved; later traces move down. `status`: 1 done, 0 when there is no such place or the set
+  !> been moved; later traces move down. `status`: 1 done, 0 when the place does not exist or the set
   !> is an input or an output. (Of the C form; the Fortran form has no such function.)
   subroutine knl_remove_trace(set, trace, status)
     type(c_ptr), intent(in) :: set

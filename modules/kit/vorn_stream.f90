@@ -198,8 +198,8 @@ contains
     end do
   end subroutine vorn_match
 
-  ! ---- Emission. `trace` is the set whose first trace was emitted; c_null_ptr when there is no such
-  !      output, no trace to emit, or no memory. ----
+  ! ---- Emission. `trace` is the set whose first trace was emitted; c_null_ptr without the output, the
+  !      trace to emit, or memory. ----
 
   !> Emits a new trace of zeros, with the output's length.
   subroutine vorn_emit(io, output, trace)
@@ -293,7 +293,7 @@ contains
 
   !> Puts the first trace of `from` at the end of a queue. The trace itself goes there, as in
   !> vorn_emit_trace, and is not to be used in `from` any more. `number`: its number in the queue; 0 when
-  !> there is no such trace, or no memory.
+  !> the trace does not exist, or there is no memory.
   subroutine vorn_queue_trace(io, queue, from, number)
     type(vorn_io), intent(inout) :: io
     type(c_ptr), intent(in) :: queue, from

@@ -189,7 +189,7 @@ static inline void vorn_stream_give_held(vorn_stream* io, vorn_stream_output* on
     one->is_held = false;
 }
 
-/* The output `output` with an empty place for a trace; null when there is no such output. */
+/* The output `output` with an empty place for a trace; null when the output does not exist. */
 static inline vorn_stream_output* vorn_stream_place(vorn_stream* io, int output)
 {
     vorn_stream_output* one;
@@ -210,7 +210,7 @@ static inline void* vorn_stream_emitted(vorn_stream_output* one)
 }
 
 /** Emits a new trace of zeros to the output `output` (from 0), with the output's length. Returns
- * the set whose first trace it is; null when there is no such output, or no memory. */
+ * the set whose first trace it is; null without such an output, or without memory. */
 static inline void* vorn_emit(vorn_stream* io, int output)
 {
     vorn_stream_output* one = vorn_stream_place(io, output);
@@ -227,7 +227,7 @@ static inline void* vorn_emit(vorn_stream* io, int output)
 
 /** Emits a copy of trace `number` (from 0) of a trace set: an input's trace, an emitted one, one of
  * a queue. Samples beyond the output's length are cut, missing ones are 0. Returns the set whose
- * first trace the copy is; null when there is no such output, no such trace, or no memory. */
+ * first trace the copy is; null when output or trace do not exist, or without memory. */
 static inline void* vorn_emit_copy_of(vorn_stream* io, int output, void* from, int number)
 {
     vorn_stream_output* one;
@@ -262,7 +262,7 @@ static inline void* vorn_emit_copy(vorn_stream* io, int output, void* from)
 /** Emits trace `number` (from 0) of a queue, or of an input, itself: nothing is copied where the
  * lengths are equal, and the header is laid out as in the output. The place that it had is empty
  * then (the numbers of others stay), and the trace is not to be used there any more. Returns the
- * set whose first trace it is; null when there is no such output or no such trace. */
+ * set whose first trace it is; null when output or trace do not exist. */
 static inline void* vorn_emit_queued(vorn_stream* io, int output, void* from, int number)
 {
     vorn_stream_output* one;
@@ -306,7 +306,7 @@ static inline void* vorn_build_queue(vorn_stream* io, void* like)
 
 /** Puts the first trace of `from` at the end of a queue. The trace itself goes there, as in
  * vorn_emit_trace(), and is not to be used in `from` any more. Returns its number in the queue; -1
- * when there is no such trace, or no memory. */
+ * when the trace does not exist, or without memory. */
 static inline int vorn_queue_trace(vorn_stream* io, void* queue, void* from)
 {
     const int number = knl_getNumberOfTraces(queue);
@@ -324,7 +324,7 @@ static inline int vorn_queue_trace(vorn_stream* io, void* queue, void* from)
 }
 
 /** Puts a copy of the first trace of `from` at the end of a queue. Returns its number in the queue;
- * -1 when there is no such trace, or no memory. */
+ * -1 when the trace does not exist, or without memory. */
 static inline int vorn_queue_copy(vorn_stream* io, void* queue, void* from)
 {
     const int number = knl_getNumberOfTraces(queue);

@@ -71,7 +71,7 @@ public:
     }
 
     /// @name Emission
-    /// Each returns the set whose first trace was emitted; null where there is no such output.
+    /// Each returns the set whose first trace was emitted; null where the output does not exist.
     /// @{
 
     /// A new trace of zeros.

@@ -121,11 +121,11 @@ VORN_EXPORT int moveTraceToTrace(void* traceFrom, void* traceTo, int traceNoFrom
 /// What copyTraceToTrace() of header and samples gives, without copying where that is possible: the
 /// trace itself goes to `traceTo`, its header is laid out as there, and its place in `traceFrom` is
 /// left empty. It is copied, and stays, where other modules wait for it or the lengths differ. 1
-/// when done; 0 when there is no such trace (none is made) or no memory for its header.
+/// when done; 0 when the trace (none is made) or memory for its header is missing.
 VORN_EXPORT int transferTraceToTrace(void* traceFrom, void* traceTo, int traceNoFrom,
                                      int traceNoTo);
 /// Destroys a trace of a work buffer, or takes an empty place away; later traces move down. 1 when
-/// done; 0, nothing changed, when there is no such place or the set is an input or an output.
+/// done; 0, nothing changed, when the place does not exist or the set is an input or an output.
 VORN_EXPORT int removeTrace(void* traceSet, int traceNo);
 /// Destroys all traces of all work buffers of the running module; the buffers stay. How many places
 /// they had.

@@ -173,7 +173,7 @@ public:
     /// possible: the trace itself comes here, its header is laid out as here, and its entry in
     /// `src` becomes null. Where the trace must stay (other consumers of `src` wait for it, or it
     /// has another length than traces here), it is copied. Returns 1, or 0, nothing changed, when
-    /// there is no such source trace (none is created), `traceNoTo` is negative, or there is no
+    /// the source trace does not exist (none is created), `traceNoTo` is negative, or there is no
     /// memory for the header.
     int transferFromTrace(SeisTraceSet* src, int traceNoFrom, int traceNoTo);
 

@@ -515,17 +515,17 @@ int knl_moveTraceToTrace(void* traceFrom, void* traceTo, int traceNoFrom, int tr
  * while other modules have yet to take it from a shared input, and where the lengths differ. After
  * the call, the source trace is not to be used in either case.
  *
- * @return 1 when done; 0, with both sets as they were, when there is no such source trace (none is
- *         made), when `traceNoTo` is negative, when a handle is null, or when there is no memory
- *         for the header
+ * @return 1 when done; 0, with both sets as they were, when the source trace does not exist (none
+ * is made), when `traceNoTo` is negative, when a handle is null, or when there is no memory for the
+ * header
  */
 int knl_transferTraceToTrace(void* traceFrom, void* traceTo, int traceNoFrom, int traceNoTo);
 
 /** Destroys trace `traceNo` (from 0) of a work buffer, or takes away the empty place of one that
  * has been moved; later traces move down.
  *
- * @return 1 when done; 0, nothing changed, when there is no such place, for a null handle, and for
- *         an input or an output, whose traces are the scheduler's to take
+ * @return 1 when done; 0, nothing changed, when the place does not exist, for a null handle, and
+ * for an input or an output, whose traces are the scheduler's to take
  */
 int knl_removeTrace(void* traceSet, int traceNo);
 

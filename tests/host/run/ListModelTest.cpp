@@ -19,6 +19,11 @@ using ::testing::ElementsAre;
 namespace {
 
 constexpr int jobsPerTest = 500;
+#ifdef __SANITIZE_ADDRESS__
+constexpr int jobsRun = 60; // each takes several times as long
+#else
+constexpr int jobsRun = jobsPerTest;
+#endif
 constexpr unsigned defaultSeed = 1;
 
 int fromEnvironment(const char* name, int otherwise)
@@ -105,7 +110,7 @@ protected:
 TEST_F(ListModelTest, EverySinkGetsTheTracesOfTheModel)
 {
     const ExpectedLeaks leaks; // where a module ends early, traces wait for it in vain
-    const int jobs = fromEnvironment("VORN_GRAPHS", jobsPerTest);
+    const int jobs = fromEnvironment("VORN_GRAPHS", jobsRun);
     const auto seed =
         static_cast<unsigned>(fromEnvironment("VORN_SOAK_SEED", static_cast<int>(defaultSeed)));
     std::printf("%d jobs from seed %u\n", jobs, seed);

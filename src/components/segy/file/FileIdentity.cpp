@@ -56,7 +56,6 @@ std::string canonicalPath(const std::string& path)
     std::error_code error;
     fs::path canonical = fs::weakly_canonical(fs::absolute(path, error), error);
     // A link to a file that does not exist yet stays in it.
-    constexpr int mostLinks = 40; // as the system follows
     std::error_code noLink;
     for (int links = 0; !error && links < mostLinks; ++links) {
         const fs::path target = fs::read_symlink(canonical, noLink);

@@ -7,7 +7,6 @@
 #include <cmath>
 #include <cstddef>
 #include <deque>
-#include <new>
 
 namespace {
 
@@ -116,34 +115,7 @@ Correlator::Correlator(int samples) : count(samples)
         return;
     // Twice the length: no lag wraps around.
     length = boundedTransformLength(samples);
-    buffer = fftwf_alloc_real(static_cast<std::size_t>(length) + 2);
-    if (buffer == nullptr)
-        throw std::bad_alloc();
-    if (transform_has_room(length, 2) == 0) {
-        release();
-        throw std::bad_alloc();
-    }
-    auto* spectrum = reinterpret_cast<fftwf_complex*>(buffer);
-    forward = fftwf_plan_dft_r2c_1d(length, buffer, spectrum, FFTW_ESTIMATE);
-    backward = fftwf_plan_dft_c2r_1d(length, spectrum, buffer, FFTW_ESTIMATE);
-    if (forward == nullptr || backward == nullptr) {
-        release();
-        throw std::bad_alloc();
-    }
-}
-
-Correlator::~Correlator()
-{
-    release();
-}
-
-void Correlator::release()
-{
-    if (forward != nullptr)
-        fftwf_destroy_plan(forward);
-    if (backward != nullptr)
-        fftwf_destroy_plan(backward);
-    fftwf_free(buffer);
+    fourier = RealTransform(length, RealTransform::Directions::both);
 }
 
 Correlator::Spectrum Correlator::transform(std::span<const float> samples)
@@ -154,14 +126,15 @@ Correlator::Spectrum Correlator::transform(std::span<const float> samples)
         if (std::isfinite(sample))
             energy += (sample - mean) * (sample - mean);
     }
-    if (forward == nullptr || energy <= 0)
+    if (!fourier || energy <= 0)
         return {};
     const double scale = 1 / std::sqrt(energy);
+    float* const buffer = fourier.data();
     std::fill(buffer, buffer + length, 0.0f);
     for (std::size_t i = 0; i < samples.size(); ++i)
         buffer[i] =
             std::isfinite(samples[i]) ? static_cast<float>((samples[i] - mean) * scale) : 0.0f;
-    fftwf_execute(forward);
+    fourier.forward();
     return {buffer, buffer + length + 2};
 }
 
@@ -169,11 +142,12 @@ double Correlator::polarity(const Spectrum& a, const Spectrum& b, int lag)
 {
     if (a.empty() || b.empty())
         return 0;
+    float* const buffer = fourier.data();
     for (std::size_t i = 0; i + 1 < a.size(); i += 2) {
         buffer[i] = a[i] * b[i] + a[i + 1] * b[i + 1];
         buffer[i + 1] = a[i + 1] * b[i] - a[i] * b[i + 1];
     }
-    fftwf_execute(backward);
+    fourier.backward();
     const int farthest = std::clamp(lag, 0, count - 1);
     double least = buffer[0];
     double greatest = buffer[0];

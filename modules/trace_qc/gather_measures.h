@@ -4,8 +4,9 @@
 #ifndef GATHER_MEASURES_H
 #define GATHER_MEASURES_H
 
+#include "real_transform.h"
+
 #include <cstdint>
-#include <fftw3.h>
 #include <functional>
 #include <optional>
 #include <span>
@@ -30,9 +31,6 @@ public:
 
     /// @param samples  samples of each trace, 0 to 2^29
     explicit Correlator(int samples);
-    ~Correlator();
-    Correlator(const Correlator&) = delete;
-    Correlator& operator=(const Correlator&) = delete;
 
     /// Of the trace without its mean and with the energy 1. Samples that are infinite or NaN
     /// count as the mean. Empty for a trace that has no energy then.
@@ -46,13 +44,9 @@ public:
     double polarity(const Spectrum& a, const Spectrum& b, int lag);
 
 private:
-    void release();
-
     int count = 0;  // samples of a trace
     int length = 0; // of the transform
-    float* buffer = nullptr;
-    fftwf_plan forward = nullptr;
-    fftwf_plan backward = nullptr;
+    RealTransform fourier;
 };
 
 struct PolarityRule

@@ -2,12 +2,10 @@
 
 #include "neighbourhood.h"
 #include "trace_measures.h"
-#include "transform_memory.h"
 
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
-#include <new>
 #include <numbers>
 
 HumMeter::HumMeter(int samples, double interval)
@@ -24,26 +22,7 @@ HumMeter::HumMeter(int samples, double interval)
         taper.push_back(
             static_cast<float>(0.5 - 0.5 * std::cos(2 * std::numbers::pi * (i + 0.5) / samples)));
     energies.resize(static_cast<std::size_t>(length) / 2 + 1);
-    buffer = fftwf_alloc_real(static_cast<std::size_t>(length) + 2);
-    if (buffer == nullptr)
-        throw std::bad_alloc();
-    if (transform_has_room(length, 1) == 0) {
-        fftwf_free(buffer);
-        throw std::bad_alloc();
-    }
-    plan = fftwf_plan_dft_r2c_1d(length, buffer, reinterpret_cast<fftwf_complex*>(buffer),
-                                 FFTW_ESTIMATE);
-    if (plan == nullptr) {
-        fftwf_free(buffer);
-        throw std::bad_alloc();
-    }
-}
-
-HumMeter::~HumMeter()
-{
-    if (plan != nullptr)
-        fftwf_destroy_plan(plan);
-    fftwf_free(buffer);
+    transform = RealTransform(length, RealTransform::Directions::forward);
 }
 
 double HumMeter::lineEnergy(double frequency, double drift) const
@@ -81,7 +60,7 @@ Hum HumMeter::measure(std::span<const float> samples, double mean)
 {
     constexpr double drift = 0.5; // Hz
     Hum hum;
-    if (plan == nullptr || samples.size() != taper.size())
+    if (!transform || samples.size() != taper.size())
         return hum;
     double greatest = 0;
     for (const float sample : samples) {
@@ -90,12 +69,13 @@ Hum HumMeter::measure(std::span<const float> samples, double mean)
     }
     if (greatest <= 0)
         return hum;
+    float* const buffer = transform.data();
     std::fill(buffer, buffer + length, 0.0f);
     for (std::size_t i = 0; i < samples.size(); ++i) {
         const double value = std::isfinite(samples[i]) ? (samples[i] - mean) / greatest : 0;
         buffer[i] = static_cast<float>(value) * taper[i];
     }
-    fftwf_execute(plan);
+    transform.forward();
     double total = 0;
     for (std::size_t bin = 0; bin < energies.size(); ++bin) {
         const double re = buffer[2 * bin];

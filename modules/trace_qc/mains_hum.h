@@ -4,7 +4,8 @@
 #ifndef MAINS_HUM_H
 #define MAINS_HUM_H
 
-#include <fftw3.h>
+#include "real_transform.h"
+
 #include <span>
 #include <vector>
 
@@ -31,9 +32,6 @@ public:
     /// @param samples   samples of each trace, 0 to 2^29
     /// @param interval  seconds; 0 when it is not known, then nothing is measured
     HumMeter(int samples, double interval);
-    ~HumMeter();
-    HumMeter(const HumMeter&) = delete;
-    HumMeter& operator=(const HumMeter&) = delete;
 
     /// Samples that are infinite or NaN count as `mean`.
     ///
@@ -47,8 +45,7 @@ private:
     double step = 0;    // Hz from bin to bin
     double finest = 0;  // Hz, 1 / duration
     double nyquist = 0; // Hz
-    float* buffer = nullptr;
-    fftwf_plan plan = nullptr;
+    RealTransform transform;
     std::vector<float> taper;
     std::vector<double> energies; // of the bins
 };

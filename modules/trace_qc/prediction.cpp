@@ -2,14 +2,12 @@
 
 #include "neighbourhood.h"
 #include "trace_measures.h"
-#include "transform_memory.h"
 
 #include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
-#include <new>
 #include <numbers>
 
 namespace {
@@ -91,7 +89,7 @@ void setTypical(std::vector<Prediction>& predictions)
 
 } // namespace
 
-Predictor::Predictor(int samples, int window) : count(samples)
+Predictor::Predictor(int samples, int window)
 {
     if (samples < 16)
         return;
@@ -107,34 +105,7 @@ Predictor::Predictor(int samples, int window) : count(samples)
         taper.push_back(static_cast<float>(
             0.5 - 0.5 * std::cos(2 * std::numbers::pi * (i + 0.5) / windowLength)));
     cross.resize(bins);
-    buffer = fftwf_alloc_real(static_cast<std::size_t>(length) + 2);
-    if (buffer == nullptr)
-        throw std::bad_alloc();
-    if (transform_has_room(length, 2) == 0) {
-        release();
-        throw std::bad_alloc();
-    }
-    auto* spectrum = reinterpret_cast<fftwf_complex*>(buffer);
-    forward = fftwf_plan_dft_r2c_1d(length, buffer, spectrum, FFTW_ESTIMATE);
-    backward = fftwf_plan_dft_c2r_1d(length, spectrum, buffer, FFTW_ESTIMATE);
-    if (forward == nullptr || backward == nullptr) {
-        release();
-        throw std::bad_alloc();
-    }
-}
-
-Predictor::~Predictor()
-{
-    release();
-}
-
-void Predictor::release()
-{
-    if (forward != nullptr)
-        fftwf_destroy_plan(forward);
-    if (backward != nullptr)
-        fftwf_destroy_plan(backward);
-    fftwf_free(buffer);
+    fourier = RealTransform(length, RealTransform::Directions::both);
 }
 
 // Each window has the energy 1, so that late and weak ones count; windows that are empty beside the
@@ -146,6 +117,7 @@ void Predictor::transform(std::span<const float> samples, std::vector<Complex>& 
     values.assign(static_cast<std::size_t>(windows) * bins, Complex());
     if (levels.isConstant)
         return;
+    float* const buffer = fourier.data();
     const int hop = std::max(1, windowLength / 2);
     for (int window = 0; window < windows; ++window) {
         const auto from = static_cast<std::size_t>(window) * static_cast<std::size_t>(hop);
@@ -160,7 +132,7 @@ void Predictor::transform(std::span<const float> samples, std::vector<Complex>& 
         const double least = quiet * levels.rms / levels.peak;
         const double floor = least * least * static_cast<double>(windowLength);
         const double scale = 1 / std::sqrt(std::max(energy, floor));
-        fftwf_execute(forward);
+        fourier.forward();
         for (std::size_t bin = 0; bin < bins; ++bin)
             values[static_cast<std::size_t>(window) * bins + bin] =
                 Complex(static_cast<float>(buffer[2 * bin] * scale),
@@ -295,11 +267,12 @@ Prediction Predictor::predictOne(int trace, int traces, const TraceSamples& samp
     if (own <= 0 || predicted <= 0)
         return result;
     const double scale = 1 / std::sqrt(own * predicted);
+    float* const buffer = fourier.data();
     for (std::size_t bin = 0; bin < bins; ++bin) {
         buffer[2 * bin] = static_cast<float>(cross[bin].real() * scale);
         buffer[2 * bin + 1] = static_cast<float>(cross[bin].imag() * scale);
     }
-    fftwf_execute(backward);
+    fourier.backward();
     result.isKnown = true;
     result.zero = result.best = buffer[0];
     result.least = std::min({buffer[0], buffer[1], buffer[length - 1]});
@@ -320,7 +293,7 @@ std::vector<Prediction> Predictor::predict(int traces, const TraceSamples& sampl
 {
     constexpr double suspicious = 0.6; // of what is typical around
     std::vector<Prediction> results(static_cast<std::size_t>(std::max(traces, 0)));
-    if (forward == nullptr)
+    if (!fourier)
         return results;
     cache.clear();
     std::vector<char> isLeftOut(results.size(), 0);

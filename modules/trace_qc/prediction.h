@@ -15,9 +15,10 @@
 #ifndef PREDICTION_H
 #define PREDICTION_H
 
+#include "real_transform.h"
+
 #include <complex>
 #include <deque>
-#include <fftw3.h>
 #include <functional>
 #include <optional>
 #include <span>
@@ -45,9 +46,6 @@ public:
     /// @param samples  samples of each trace, 0 to 2^29
     /// @param window   samples of a time window, 16 or more; windows overlap by half
     Predictor(int samples, int window);
-    ~Predictor();
-    Predictor(const Predictor&) = delete;
-    Predictor& operator=(const Predictor&) = delete;
 
     /// The predictions of all traces of a gather. Those that agree less than half as well as the
     /// traces around them are predicted once more without the neighbours that agree even less: a
@@ -65,7 +63,6 @@ private:
         std::vector<Complex> values; // of all windows, one after the other
     };
 
-    void release();
     void transform(std::span<const float> samples, std::vector<Complex>& values);
     void load(int first, int last, const TraceSamples& samplesOf);
     Prediction predictOne(int trace, int traces, const TraceSamples& samplesOf,
@@ -73,14 +70,11 @@ private:
     void correlate(int trace, const std::vector<int>& offsets, const std::vector<int>& rows,
                    double& own, double& predicted);
 
-    int count = 0; // samples of a trace
     int windowLength = 0;
     int windows = 0;
     int length = 0; // of the transform
     std::size_t bins = 0;
-    float* buffer = nullptr;
-    fftwf_plan forward = nullptr;
-    fftwf_plan backward = nullptr;
+    RealTransform fourier;
     std::vector<float> taper;
     std::deque<Spectra> cache; // of successive traces
     std::vector<std::complex<double>> cross;

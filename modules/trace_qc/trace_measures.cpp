@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
-#include <new>
 #include <stdexcept>
 #include <string>
 
@@ -186,33 +185,13 @@ FrequencyMeter::FrequencyMeter(int samples)
     if (samples < 2)
         return;
     length = boundedTransformLength(samples);
-    buffer = fftwf_alloc_real(static_cast<std::size_t>(length) + 2);
-    if (buffer == nullptr)
-        throw std::bad_alloc();
-    if (transform_has_room(length, 1) == 0) {
-        fftwf_free(buffer);
-        throw std::bad_alloc();
-    }
-    // Estimated plans do not depend on measured times: every run gives the same numbers.
-    plan = fftwf_plan_dft_r2c_1d(length, buffer, reinterpret_cast<fftwf_complex*>(buffer),
-                                 FFTW_ESTIMATE);
-    if (plan == nullptr) {
-        fftwf_free(buffer);
-        throw std::bad_alloc();
-    }
-}
-
-FrequencyMeter::~FrequencyMeter()
-{
-    if (plan != nullptr)
-        fftwf_destroy_plan(plan);
-    fftwf_free(buffer);
+    transform = RealTransform(length, RealTransform::Directions::forward);
 }
 
 DominantFrequency FrequencyMeter::measure(std::span<const float> samples, double mean)
 {
     DominantFrequency dominant;
-    if (plan == nullptr)
+    if (!transform)
         return dominant;
     // Scaled to 1, so that no square overflows or underflows.
     double greatest = 0;
@@ -222,11 +201,12 @@ DominantFrequency FrequencyMeter::measure(std::span<const float> samples, double
     }
     if (greatest <= 0)
         return dominant;
+    float* const buffer = transform.data();
     std::fill(buffer, buffer + length, 0.0f);
     for (std::size_t i = 0; i < samples.size(); ++i)
         buffer[i] =
             std::isfinite(samples[i]) ? static_cast<float>((samples[i] - mean) / greatest) : 0.0f;
-    fftwf_execute(plan);
+    transform.forward();
 
     const int bins = length / 2 + 1;
     const auto energy = [&](int bin) {

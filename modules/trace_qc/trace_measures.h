@@ -4,8 +4,9 @@
 #ifndef TRACE_MEASURES_H
 #define TRACE_MEASURES_H
 
+#include "real_transform.h"
+
 #include <cstdint>
-#include <fftw3.h>
 #include <span>
 #include <vector>
 
@@ -64,9 +65,6 @@ class FrequencyMeter
 public:
     /// @param samples  samples of each trace, 0 to 2^29
     explicit FrequencyMeter(int samples);
-    ~FrequencyMeter();
-    FrequencyMeter(const FrequencyMeter&) = delete;
-    FrequencyMeter& operator=(const FrequencyMeter&) = delete;
 
     /// Samples that are infinite or NaN count as `mean`.
     ///
@@ -75,8 +73,7 @@ public:
 
 private:
     int length = 0; // of the transform
-    float* buffer = nullptr;
-    fftwf_plan plan = nullptr;
+    RealTransform transform;
 };
 
 /// The least number from `least` on, even, that has no prime factor above 5, which transforms like.

@@ -83,7 +83,7 @@ static int ended_with(pid_t child)
     return waitpid(child, &status, 0) == child && WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
-/* Children that end are no end of the job. */
+/* Children that end do not end the job. */
 static void fork_children(void)
 {
     char text[100];

@@ -395,7 +395,7 @@ TEST_F(SegyOutTest, TheNumberOfExtendedHeadersIsTrueInEveryRevision)
     }
 }
 
-// What revision 2 defines is no word of the others.
+// What revision 2 defines is not a word of the others.
 TEST_F(SegyOutTest, FieldsOfRevision2AreNotLeftInOtherRevisions)
 {
     SegyBytes made = ieeeFile(2, 3);

@@ -6,6 +6,7 @@
 
 #include "job/ResolvedJob.h"
 #include "run/JobBuilder.h"
+#include "run/RunningModule.h"
 
 #include <chrono>
 #include <cstdint>
@@ -29,7 +30,7 @@ struct Deadlock : std::runtime_error
 /// A job is deadlocked when no trace moves any more. That cannot be seen at once: a source may
 /// search its file, a module may compute in many short calls. So modules may be called in vain
 /// often and for a while, see `Patience`.
-class DeadlockWatch
+class DeadlockWatch : public CallObserver
 {
 public:
     /// How often modules may be called, and for how long, without a trace that moves; the job is
@@ -53,7 +54,7 @@ public:
 
     /// Call it before each call of a module in the processing phase. Throws Deadlock when the
     /// patience has come to its end.
-    void beforeCall()
+    void beforeCall() override
     {
         if (hidden != nullptr)
             showFlag();
@@ -63,7 +64,7 @@ public:
 
     /// Call it after each call of a module in the processing phase, before the scheduler looks at
     /// the flag of its output.
-    void afterCall(const ModuleEntity& module)
+    void afterCall(const ModuleEntity& module) override
     {
         if (isIdle)
             helpToEnd(module);

@@ -7,7 +7,7 @@
 #include "base/Text.h"
 #include "kernel_messages.h"
 #include "run/DataFlow.h"
-#include "run/ModuleCalls.h"
+#include "run/LastCalls.h"
 #include "run/RunningModule.h"
 
 #include <QtGlobal>
@@ -227,9 +227,7 @@ void JobRunner::runPhases()
         live.processingSince.store(std::chrono::duration<double>(began.time_since_epoch()).count());
         enter("processing");
         wiring.showTees(modules);
-        const ModuleCalls calls(
-            kernel, [this] { deadlocks.beforeCall(); },
-            [this](const ModuleEntity& module) { deadlocks.afterCall(module); });
+        const ObservedCalls calls(deadlocks);
         if (guarded([&] { return kernel.processJob(); }) && !result.failed)
             refuseLostEnds();
         wiring.showProducers(modules);

@@ -53,6 +53,7 @@ std::deque<Record>& records()
 }
 
 std::atomic<const Record::Place*> current{nullptr};
+CallObserver* observer = nullptr; // entry points have no arguments
 
 // The records by module: open addressing in a power of two, at most half full. Looked into for
 // every call of a module.
@@ -162,17 +163,28 @@ __attribute__((no_sanitize("undefined"))) int callEntryPoint()
     };
 
     Record* const record = table().find(JobManager::getInstance()->getActiveModule());
-    if constexpr (entry == EntryPoint::process)
+    if constexpr (entry == EntryPoint::process) {
+        if (observer != nullptr)
+            observer->beforeCall();
         noteTrace(*record);
-    const Call call(*record);
-    constexpr auto index =
-        static_cast<std::size_t>(entry) - static_cast<std::size_t>(EntryPoint::preprocess);
-    try {
-        return record->functions[index]();
-    } catch (abi::__forced_unwind&) {
-        // pthread_exit() or pthread_cancel(): the thread that runs the job is about to vanish.
-        endAbandonedProcess("ended the thread of the job");
     }
+    int status = 0;
+    {
+        const Call call(*record);
+        constexpr auto index =
+            static_cast<std::size_t>(entry) - static_cast<std::size_t>(EntryPoint::preprocess);
+        try {
+            status = record->functions[index]();
+        } catch (abi::__forced_unwind&) {
+            // pthread_exit() or pthread_cancel(): the thread that runs the job is about to vanish.
+            endAbandonedProcess("ended the thread of the job");
+        }
+    }
+    if constexpr (entry == EntryPoint::process) {
+        if (observer != nullptr)
+            observer->afterCall(*record->module);
+    }
+    return status;
 }
 
 template <EntryPoint entry>
@@ -311,6 +323,16 @@ void watchEntryPoints(const std::vector<ModuleEntity*>& modules)
         redirect<EntryPoint::process>(module->processFunction, record);
         redirect<EntryPoint::postprocess>(module->postProcessFunction, record);
     }
+}
+
+ObservedCalls::ObservedCalls(CallObserver& observes)
+{
+    observer = &observes;
+}
+
+ObservedCalls::~ObservedCalls()
+{
+    observer = nullptr;
 }
 
 } // namespace host

@@ -98,6 +98,34 @@ private:
 /// have their libraries loaded.
 void watchEntryPoints(const std::vector<ModuleEntity*>& modules);
 
+/// Sees the calls of `process_`. The kernel itself reports once in 1001 passes of its scheduler,
+/// and one pass may already be endless.
+class CallObserver
+{
+public:
+    /// Called before each call of a module. What it throws goes through the scheduler.
+    virtual void beforeCall() = 0;
+    /// Called after each call that did not throw, before the scheduler looks at the outputs.
+    virtual void afterCall(const ModuleEntity& module) = 0;
+
+protected:
+    CallObserver() = default;
+    CallObserver(const CallObserver&) = default;
+    CallObserver& operator=(const CallObserver&) = default;
+    ~CallObserver() = default;
+};
+
+/// As long as it lives, `observer` sees the calls of all watched modules. Only one object of this
+/// class may exist at a time.
+class ObservedCalls
+{
+public:
+    explicit ObservedCalls(CallObserver& observer);
+    ~ObservedCalls();
+    ObservedCalls(const ObservedCalls&) = delete;
+    ObservedCalls& operator=(const ObservedCalls&) = delete;
+};
+
 /// @}
 
 } // namespace host

@@ -3,6 +3,7 @@
 #include "base/CommandError.h"
 #include "base/DirectoryNames.h"
 #include "base/Escaping.h"
+#include "file/SignalsBlocked.h"
 #include "run/DirectoryRemoval.h"
 
 #include <algorithm>
@@ -24,25 +25,6 @@ namespace host {
 namespace {
 
 std::atomic<const ScratchSpace*> living{nullptr};
-
-// As long as it lives no signal is handled on this thread: a directory is known as soon as it
-// exists.
-class SignalsBlocked
-{
-public:
-    SignalsBlocked()
-    {
-        sigset_t all;
-        sigfillset(&all);
-        pthread_sigmask(SIG_BLOCK, &all, &former);
-    }
-    ~SignalsBlocked() { pthread_sigmask(SIG_SETMASK, &former, nullptr); }
-    SignalsBlocked(const SignalsBlocked&) = delete;
-    SignalsBlocked& operator=(const SignalsBlocked&) = delete;
-
-private:
-    sigset_t former;
-};
 
 constexpr char lockName[] = "lock";
 constexpr char newLockName[] = "lock.new";
@@ -166,7 +148,7 @@ int makeLock(int directory)
 ScratchSpace::ScratchSpace(const std::string& parent) : cleared(removeAbandonedIn(parent))
 {
     std::string pattern = parent + "/vorn-XXXXXX";
-    const SignalsBlocked blocked;
+    const VORN::SignalsBlocked blocked;
     const bool made = mkdtemp(pattern.data()) != nullptr;
     if (made)
         descriptor = open(pattern.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
@@ -185,7 +167,7 @@ ScratchSpace::ScratchSpace(const std::string& parent) : cleared(removeAbandonedI
 
 ScratchSpace::~ScratchSpace()
 {
-    const SignalsBlocked blocked;
+    const VORN::SignalsBlocked blocked;
     living = nullptr;
     discard();
 }

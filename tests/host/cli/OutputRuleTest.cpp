@@ -1,4 +1,4 @@
-// What the command never replaces, whatever asks for it, and outputs that are no files.
+// What the command never replaces, whatever asks for it, and outputs that are not files.
 #include "ProcessingTree.h"
 
 #include <filesystem>

@@ -32,7 +32,7 @@ public:
 };
 
 /// From now on, files that are opened tell `observer`, which must outlive them, what they read;
-/// null: nobody.
+/// null: none.
 VORN_SEGY_EXPORT void observeInputs(InputObserver* observer);
 
 /// A regular file, open for reading. Bytes that the file does not have are neither read nor

@@ -1,5 +1,7 @@
 #include "file/UnfinishedOutputs.h"
 
+#include "file/SignalsBlocked.h"
+
 #include <array>
 #include <atomic>
 #include <cerrno>
@@ -49,25 +51,6 @@ int64_t modificationOf(const struct stat& status)
 {
     return int64_t(1000000000) * status.st_mtim.tv_sec + status.st_mtim.tv_nsec;
 }
-
-// Within its life no signal handler runs on this thread, so that none finds an entry that the
-// thread itself is creating, and waits for it.
-class SignalsBlocked
-{
-public:
-    SignalsBlocked()
-    {
-        sigset_t all;
-        sigfillset(&all);
-        pthread_sigmask(SIG_BLOCK, &all, &former);
-    }
-    ~SignalsBlocked() { pthread_sigmask(SIG_SETMASK, &former, nullptr); }
-    SignalsBlocked(const SignalsBlocked&) = delete;
-    SignalsBlocked& operator=(const SignalsBlocked&) = delete;
-
-private:
-    sigset_t former;
-};
 
 } // namespace
 

@@ -1,5 +1,7 @@
 #include "Autocorrelator.h"
 
+#include "transform_memory.h"
+
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
@@ -21,15 +23,24 @@ int fastLength(int least)
     }
 }
 
+// Zeros behind the samples, as far as lags reach.
+int transformLength(int samples, int lags)
+{
+    return fastLength(samples + std::min(lags, samples));
+}
+
 } // namespace
 
 struct Autocorrelator::Transform
 {
-    explicit Transform(int samples)
-        : length(fastLength(samples)), values(fftw_alloc_real(static_cast<std::size_t>(length))),
+    explicit Transform(int size)
+        : length(size), values(fftw_alloc_real(static_cast<std::size_t>(length))),
           spectrum(fftw_alloc_complex(static_cast<std::size_t>(length) / 2 + 1))
     {
-        if (values != nullptr && spectrum != nullptr) {
+        // The plans of doubles are twice as large as those of floats.
+        if (values != nullptr && spectrum != nullptr &&
+            transform_has_room(std::int64_t{2} * length, 2) != 0)
+        {
             forward = fftw_plan_dft_r2c_1d(length, values, spectrum, FFTW_ESTIMATE);
             backward = fftw_plan_dft_c2r_1d(length, spectrum, values, FFTW_ESTIMATE);
         }
@@ -60,12 +71,20 @@ struct Autocorrelator::Transform
 };
 
 Autocorrelator::Autocorrelator(int samples, int lags)
-    : transform(std::make_unique<Transform>(samples + std::min(lags, samples))),
+    : transform(std::make_unique<Transform>(transformLength(samples, lags))),
       result(static_cast<std::size_t>(lags) + 1)
 {
 }
 
 Autocorrelator::~Autocorrelator() = default;
+
+std::int64_t Autocorrelator::bytesFor(int samples, int lags)
+{
+    const std::int64_t length = transformLength(samples, lags);
+    constexpr std::int64_t buffers = 2 * sizeof(double);
+    return buffers * length + transform_plan_bytes(2 * length, 2) +
+           std::int64_t{8} * (std::int64_t{samples} + lags + 1);
+}
 
 const std::vector<double>& Autocorrelator::of(const double* samples, int count)
 {

@@ -23,6 +23,9 @@ public:
 
     static constexpr std::int64_t mostSamples = std::int64_t{1} << 28;
 
+    /// The memory that an object takes, the caller's copy of the samples included.
+    static std::int64_t bytesFor(int samples, int lags);
+
     /// r(0) to r(lags) of `count` samples, at most those of the constructor; valid until the next
     /// call. Lags of `count` samples and more give 0.
     const std::vector<double>& of(const double* samples, int count);

@@ -95,6 +95,12 @@ std::unique_ptr<State> prepare()
              " samples; with the trace, at most " + std::to_string(Autocorrelator::mostSamples) +
              " are possible; give lag with its unit (200 ms)");
     const int samples = State::lengthOf(set, static_cast<int>(lags));
+    vorn_kit::allowMemory(set.memory_limit,
+                          Autocorrelator::bytesFor(length, static_cast<int>(lags)) +
+                              std::int64_t{4} * samples,
+                          "autocorrelations of " + std::to_string(length) + " samples with " +
+                              std::to_string(lags) + " lags",
+                          "choose a shorter lag or shorter traces");
     void* out = bldOutputTraceBuffer(0, samples, interval, in);
     if (out == nullptr)
         out = vorn_kit::buildRequiredOutput(0, in); // says so

@@ -143,6 +143,9 @@ std::unique_ptr<State> prepare()
     }
     state->interval = getTraceSampleInterval(in) * 1e-6;
     state->length = std::max(getTraceLength(in), 0);
+    vorn_kit::allowMemory(set.memory_limit, std::int64_t{16} * state->length,
+                          "correcting traces of " + std::to_string(state->length) + " samples",
+                          "shorten the traces");
     state->corrected.resize(static_cast<std::size_t>(state->length));
     std::vector<std::string> read = {set.header};
     if (state->velocities->locations() > 1)

@@ -78,6 +78,10 @@ std::unique_ptr<State> prepare()
              std::to_string(length) + " samples of " + std::to_string(samples) +
              ", and traces have at most " + std::to_string(sampling::mostSamples) +
              "; give a longer one");
+    vorn_kit::allowMemory(set.memory_limit, 8 * std::int64_t{samples} + 4 * length,
+                          "resampling " + std::to_string(samples) + " samples to " +
+                              std::to_string(length),
+                          "choose a longer interval");
     void* out = bldOutputTraceBuffer(0, static_cast<int>(length), to, in);
     if (out == nullptr)
         out = vorn_kit::buildRequiredOutput(0, in); // says so

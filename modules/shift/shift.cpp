@@ -99,6 +99,9 @@ std::unique_ptr<State> prepare()
     }
     state->interval = getTraceSampleInterval(in) * 1e-3;
     state->length = std::max(getTraceLength(in), 0);
+    vorn_kit::allowMemory(state->set.memory_limit, std::int64_t{16} * state->length,
+                          "shifting traces of " + std::to_string(state->length) + " samples",
+                          "shorten the traces");
     state->moved.resize(static_cast<std::size_t>(state->length));
     readTable(*state);
     std::vector<std::string> read = state->key;

@@ -86,6 +86,9 @@ std::unique_ptr<State> prepare()
         fail("a window from " + text(start * 1e-6) + " to " + text(end * 1e-6) + " has " +
              std::to_string(samples) + " samples, and traces have at most " +
              std::to_string(sampling::mostSamples) + "; give times with their unit (900 ms)");
+    vorn_kit::allowMemory(set.memory_limit, 4 * samples,
+                          "a window of " + std::to_string(samples) + " samples",
+                          "choose a shorter one");
     void* out = bldOutputTraceBuffer(0, static_cast<int>(samples), interval, in);
     if (out == nullptr)
         out = vorn_kit::buildRequiredOutput(0, in); // says so

@@ -100,16 +100,26 @@ TEST_F(LargeInputTest, EveryModuleRefusesWhatExceedsItsMemoryLimit)
         std::string says;
     } rows[] = {
         {"module: agc", "the sums over traces of 200000 samples would need 4" + ending + "shorten"},
+        {"module: autocorrelation",
+         "autocorrelations of 200000 samples with 125 lags would need 10" + ending + "choose a "},
         {"module: bandpass, low: 10",
          "the transform of traces of 200000 samples would need 8" + ending + "shorten"},
         {"module: gain, time_power: 1",
          "a curve for traces of 200000 samples would need 2" + ending + "shorten"},
+        {"module: nmo, times: [0 s], velocities: [2000]",
+         "correcting traces of 200000 samples would need 4" + ending + "shorten"},
+        {"module: resample, interval: 8 ms",
+         "resampling 200000 samples to 100000 would need 2" + ending + "choose a longer"},
         {"module: section",
          "a window of 200000 samples would need 2" + ending + "choose a shorter"},
+        {"module: shift, time: 1 s",
+         "shifting traces of 200000 samples would need 4" + ending + "shorten"},
         {"module: spectrum", "the spectrum of 200000 samples would need 8" + ending + "choose a "},
         {"module: stack", "the sums of traces of 200000 samples would need 3" + ending + "shorten"},
         {"module: trace_qc",
          "measuring traces of 200000 samples would need 117" + ending + "short"},
+        {"module: window, end: 2000 s",
+         "a window of 500001 samples would need 3" + ending + "choose a shorter"},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.step);
@@ -193,6 +203,10 @@ TEST_F(LargeInputTest, WhatIsRefusedIsNotTakenBefore)
         const char* step;
         int megabytes;
     } rows[] = {{"module: agc", 4800},
+                {"module: nmo, times: [0 s], velocities: [2000]", 4800},
+                {"module: resample, interval: 8 ms", 3000},
+                {"module: shift, time: 1 s", 4800},
+                {"module: window, start: 0 s", 1200},
                 {"module: bandpass, low: 10", 10800},
                 {"module: gain, time_power: 1", 2400},
                 {"module: stack", 3600},
@@ -225,6 +239,7 @@ TEST_F(LargeInputTest, TransformsWithoutMemoryEndTheModuleAndNotTheProcess)
         const char* step;
         std::string says;
     } rows[] = {
+        {"module: autocorrelation", "there is not enough memory"},
         {"module: bandpass, low: 10", "not enough memory to transform traces of 20000000 samples"},
         {"module: spectrum", "not enough memory for the spectrum of 20000000 samples"},
         {"module: trace_qc", "there is not enough memory"},

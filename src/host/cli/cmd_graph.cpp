@@ -41,7 +41,8 @@ int runGraph(const Arguments& arguments)
     useFilesOf(loaded.job);
     if (!path.empty())
         claimOutput(output);
-    const std::string dot = graphDot(loaded.job, kernelOrder(loaded.job));
+    const std::string dot = graphDot(loaded.job, kernelOrder(loaded.job),
+                                     arguments.has("--verbose") ? Tees::shown : Tees::hidden);
     const std::string picture = format == "dot" ? dot : drawDot(dot, format);
     if (path.empty()) {
         std::fwrite(picture.data(), 1, picture.size(), stdout);
@@ -61,7 +62,8 @@ Command graphCommand()
         {"-o,--output", "FILE",
          "write to this file, a picture by its ending .svg, .png or .pdf, or "
          "the graph's text (.dot)",
-         ValueKind::file}};
+         ValueKind::file},
+        {"-v,--verbose", "", "show the tees before several readers of an output as well"}};
     for (const OptionSpec& option : jobOptions())
         options.push_back(option);
     return {

@@ -199,7 +199,7 @@ void addFacts(RunResult& result, const LoadedJob& loaded, const FileFacts& files
     std::vector<int> order;
     for (const RunModule& module : result.modules)
         order.push_back(module.order);
-    result.graphDot = graphDot(job, order);
+    result.graphDot = graphDot(job, order, result.tees.empty() ? Tees::hidden : Tees::shown);
     result.graphSvg = graphPicture(result.graphDot);
 }
 

@@ -63,8 +63,12 @@ std::string boxOf(const ResolvedModule& module, int order)
 
 } // namespace
 
-std::string graphDot(const ResolvedJob& job, const std::vector<int>& order)
+std::string graphDot(const ResolvedJob& job, const std::vector<int>& order, Tees tees)
 {
+    const auto hasTee = [&](int module, int port) {
+        return tees == Tees::shown && job.modules[static_cast<std::size_t>(module)]
+                                              .consumers[static_cast<std::size_t>(port)] > 1;
+    };
     std::string dot = "digraph job {\n";
     dot += fmt::format("    label=\"{}\"; labelloc=t; fontname=\"sans-serif\"; rankdir=TB;\n",
                        inDot(job.name));
@@ -73,15 +77,30 @@ std::string graphDot(const ResolvedJob& job, const std::vector<int>& order)
     dot += "    edge [fontname=\"sans-serif\", fontsize=9, color=\"#50667a\"];\n";
     for (std::size_t i = 0; i < job.modules.size(); ++i)
         dot += fmt::format("    m{} [label=\"{}\"];\n", i, boxOf(job.modules[i], order[i]));
+    // The name of a port stands where the traces leave the module.
+    const auto addArrow = [&](int module, int port, const std::string& to) {
+        dot += fmt::format("    m{} -> {}", module, to);
+        if (job.modules[static_cast<std::size_t>(module)].consumers.size() > 1)
+            dot += fmt::format(" [label=\"{}\"]", inDot(job.portName(module, port)));
+        dot += ";\n";
+    };
+    for (int i = 0; i < static_cast<int>(job.modules.size()); ++i) {
+        const auto ports =
+            static_cast<int>(job.modules[static_cast<std::size_t>(i)].consumers.size());
+        for (int port = 0; port < ports; ++port) {
+            if (!hasTee(i, port))
+                continue;
+            const std::string tee = fmt::format("t{}_{}", i, port);
+            dot += fmt::format("    {} [label=\"tee\", style=rounded, fontsize=9];\n", tee);
+            addArrow(i, port, tee);
+        }
+    }
     for (std::size_t i = 0; i < job.modules.size(); ++i) {
         for (const ResolvedInput& input : job.modules[i].inputs) {
-            const std::size_t ports =
-                job.modules[static_cast<std::size_t>(input.module)].consumers.size();
-            dot += fmt::format("    m{} -> m{}", input.module, i);
-            if (ports > 1)
-                dot +=
-                    fmt::format(" [label=\"{}\"]", inDot(job.portName(input.module, input.port)));
-            dot += ";\n";
+            if (hasTee(input.module, input.port))
+                dot += fmt::format("    t{}_{} -> m{};\n", input.module, input.port, i);
+            else
+                addArrow(input.module, input.port, fmt::format("m{}", i));
         }
     }
     return dot + "}\n";

@@ -2,8 +2,12 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sstream>
+#include <string>
+#include <vector>
 
 using namespace host;
+using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 
 namespace {
@@ -23,7 +27,7 @@ std::string graphOf(const ResolvedParameter& one)
     job.modules[0].name = "read";
     job.modules[0].module = "segy_in";
     job.modules[0].parameters.push_back(one);
-    return graphDot(job, {1});
+    return graphDot(job, {1}, Tees::hidden);
 }
 
 const std::string longest(40, 'x');
@@ -51,4 +55,32 @@ TEST(JobGraphTest, ALongPathKeepsItsEnd)
     ResolvedParameter path = parameter("/folder/" + longest);
     path.isInputFile = true;
     EXPECT_THAT(graphOf(path), HasSubstr("name: …" + longest + "\\l"));
+}
+
+// `split` has two outputs; `a` and `b` read the first one, `b` also the second.
+TEST(JobGraphTest, TeesAreShownOnDemand)
+{
+    ResolvedJob job;
+    job.modules.resize(3);
+    const char* const names[] = {"split", "a", "b"};
+    for (std::size_t i = 0; i < 3; ++i)
+        job.modules[i].name = job.modules[i].module = names[i];
+    job.modules[0].consumers = {2, 1};
+    job.modules[1].inputs = {{0, 0}};
+    job.modules[2].inputs = {{0, 0}, {0, 1}};
+    const auto arrows = [&](Tees tees) {
+        std::vector<std::string> lines;
+        std::istringstream dot(graphDot(job, {1, 2, 3}, tees));
+        for (std::string line; std::getline(dot, line);) {
+            if (line.find("->") != std::string::npos || line.find("tee") != std::string::npos)
+                lines.push_back(line.substr(4));
+        }
+        return lines;
+    };
+    EXPECT_THAT(arrows(Tees::hidden),
+                ElementsAre("m0 -> m1 [label=\"1\"];", "m0 -> m2 [label=\"1\"];",
+                            "m0 -> m2 [label=\"2\"];"));
+    EXPECT_THAT(arrows(Tees::shown), ElementsAre("t0_0 [label=\"tee\", style=rounded, fontsize=9];",
+                                                 "m0 -> t0_0 [label=\"1\"];", "t0_0 -> m1;",
+                                                 "t0_0 -> m2;", "m0 -> m2 [label=\"2\"];"));
 }

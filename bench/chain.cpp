@@ -1,6 +1,6 @@
 // Runs one chain, for profilers and for counting instructions:
 //
-//     bench_chain [--floor] MODULE MODULES TRACES [ATTRIBUTES [RESIDENT [SAMPLES [DELAY]]]]
+//     bench_chain [--floor] MODULE MODULES TRACES [ATTRIBUTES [RESIDENT [SAMPLES [DELAY [READERS]]]]]
 #include "Chain.h"
 #include "FloorChain.h"
 
@@ -16,7 +16,7 @@ int main(int argc, char** argv)
         words.erase(words.begin());
     if (words.size() < 3)
         fail("usage: bench_chain [--floor] MODULE MODULES TRACES [ATTRIBUTES [RESIDENT [SAMPLES "
-             "[DELAY]]]]");
+             "[DELAY [READERS]]]]]");
 
     const auto number = [&](std::size_t i, int otherwise) {
         return i < words.size() ? std::atoi(words[i].c_str()) : otherwise;
@@ -29,11 +29,13 @@ int main(int argc, char** argv)
     chain.resident = number(4, 0);
     chain.samples = number(5, chain.samples);
     chain.delay = number(6, 0);
+    chain.readers = number(7, 0);
     FloorChain floorChain;
     floorChain.hops = chain.modules;
     floorChain.traces = chain.traces;
     floorChain.resident = chain.resident;
     floorChain.delay = chain.delay;
+    floorChain.readers = chain.readers;
     floorChain.samples = chain.samples;
 
     const double seconds = floor ? run(floorChain) : run(chain).process;

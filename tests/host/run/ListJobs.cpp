@@ -219,11 +219,6 @@ void ListJobMaker::addShipped()
     const std::size_t input = anyOutput();
     const List list = job.outputs[input].list;
     std::string module = oneOf(modules);
-    const bool givesOneForEach = module == "gain" || module == "agc" || module == "mute" ||
-                                 module == "bandpass" || module == "section" ||
-                                 module == "header_plot" || module == "spectrum";
-    if (list.empty() && givesOneForEach)
-        module = "sort"; // as above
     const std::string name = newName(module);
     if (module == "gain")
         module += ", " + oneOf({"factor: 2", "factor: -0.25", "time_power: 1.5", "exponent: 3",

@@ -176,34 +176,40 @@ std::vector<Point> withCrossings(const std::vector<Point>& points)
     return result;
 }
 
-// Each part of the trace is drawn once, which halves the files: lobes to the right are filled, all
-// else is a line. A lobe hardly wider than the line is part of it.
+// The path of the parts of a trace, from one zero crossing to the next, that are lobes to the right
+// or are not.
+void addParts(cairo_t* cr, const std::vector<Point>& points, double centre, bool lobes)
+{
+    for (std::size_t begin = 0; begin < points.size();) {
+        std::size_t end = begin + 1; // of the part that begins here and ends in the middle
+        double widest = points[begin].deflection;
+        while (end < points.size() && (end == begin + 1 || points[end - 1].deflection != 0)) {
+            widest = std::max(widest, points[end].deflection);
+            ++end;
+        }
+        if ((widest > narrowLobe) == lobes) {
+            cairo_new_sub_path(cr);
+            if (lobes)
+                lineTo(cr, centre, points[begin].y);
+            for (std::size_t i = begin; i < end; ++i)
+                lineTo(cr, centre + points[i].deflection, points[i].y);
+            if (lobes)
+                lineTo(cr, centre, points[end - 1].y);
+        }
+        begin = end < points.size() ? end - 1 : end;
+    }
+}
+
+// Every part is stroked: the ends of a lobe are thinner than any pixel, and filled only, the trace
+// would have gaps there. The lobes' outline is also their filling, which files hold as one path;
+// a lobe hardly wider than the line is part of the line.
 void drawWiggle(cairo_t* cr, const std::vector<Point>& points, double centre)
 {
-    for (const bool filled : {true, false}) {
-        for (std::size_t begin = 0; begin < points.size();) {
-            std::size_t end = begin + 1; // of the part that begins here and ends in the middle
-            double widest = points[begin].deflection;
-            while (end < points.size() && (end == begin + 1 || points[end - 1].deflection != 0)) {
-                widest = std::max(widest, points[end].deflection);
-                ++end;
-            }
-            if ((widest > narrowLobe) == filled) {
-                if (filled)
-                    lineTo(cr, centre, points[begin].y);
-                for (std::size_t i = begin; i < end; ++i)
-                    lineTo(cr, centre + points[i].deflection, points[i].y);
-                if (filled)
-                    lineTo(cr, centre, points[end - 1].y);
-            }
-            cairo_new_sub_path(cr);
-            begin = end < points.size() ? end - 1 : end;
-        }
-        if (filled)
-            cairo_fill(cr);
-        else
-            cairo_stroke(cr);
-    }
+    addParts(cr, points, centre, true);
+    cairo_fill_preserve(cr);
+    cairo_stroke(cr);
+    addParts(cr, points, centre, false);
+    cairo_stroke(cr);
 }
 
 void drawWiggles(cairo_t* cr, const Area& plot, const SectionRaster& raster,
@@ -216,6 +222,8 @@ void drawWiggles(cairo_t* cr, const Area& plot, const SectionRaster& raster,
     cairo_clip(cr);
     cairo_set_source_rgb(cr, 0, 0, 0);
     cairo_set_line_width(cr, std::clamp(spacing / 8, 0.1, 0.5));
+    cairo_set_line_cap(cr, CAIRO_LINE_CAP_ROUND); // parts meet without a notch
+    cairo_set_line_join(cr, CAIRO_LINE_JOIN_ROUND);
     for (std::size_t i = 0; i < raster.traces(); i += raster.step()) {
         const double centre = plot.x + (static_cast<double>(i) + 0.5) * spacing;
         drawWiggle(cr,

@@ -47,7 +47,7 @@ int onMessageArgument(const char* text, void* recorder)
 
 int onCreatePad(int ident, int type, int align, int visible, const char* title, void* recorder)
 {
-    resultOf(recorder).pads.push_back({ident, type, align, visible, title, {}, {}});
+    resultOf(recorder).pads.push_back({ident, type, align, visible, title, {}, {}, {}});
     return 0;
 }
 
@@ -60,6 +60,20 @@ int onPlot(int ident, plotCommandStruct command, void* recorder)
             pad.texts.push_back(command.cbcd);
         command.cbcd = nullptr;
         pad.commands.push_back(command);
+    }
+    return 0;
+}
+
+int onTraces(int ident, void* traceSet, void* recorder)
+{
+    auto& set = *static_cast<SeisTraceSet*>(traceSet);
+    for (HarnessPad& pad : resultOf(recorder).pads) {
+        if (pad.ident != ident)
+            continue;
+        for (int i = 0; i < set.getNumberOfTraces(); ++i) {
+            const SeisTrace* trace = set.getTrace(i, true);
+            pad.traces.emplace_back(trace->getSamples(), trace->getSamples() + trace->traceLength);
+        }
     }
     return 0;
 }
@@ -105,6 +119,7 @@ void installCallBacks(Recorder* recorder)
     job->installMessageFunc(on ? onMessage : nullptr, on ? onMessageArgument : nullptr, recorder);
     job->installStatisticFunc(on ? onStatistic : nullptr, recorder);
     job->installCreatePadFunc(on ? onCreatePad : nullptr, recorder);
+    job->installAddTraceToPadFuncFunc(on ? onTraces : nullptr, recorder);
     job->installAddPlotToPadFuncFunc(on ? onPlot : nullptr, recorder);
     job->installExecAppliFunc(on ? onCommand : nullptr, recorder);
 }

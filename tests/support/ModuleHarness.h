@@ -49,6 +49,7 @@ struct HarnessPad
     /// order.
     std::vector<plotCommandStruct> commands;
     std::vector<std::string> texts;
+    std::vector<std::vector<float>> traces; ///< samples of the traces that were shown
 };
 
 /// What a job did.

@@ -3,6 +3,7 @@
 #include "base/Escaping.h"
 #include "base/Numbers.h"
 #include "draw/Axes.h"
+#include "draw/ImagePlot.h"
 #include "draw/SectionPlot.h"
 
 #include <algorithm>
@@ -273,17 +274,9 @@ void drawLegend(cairo_t* cr, const Area& plot, const std::string& legend)
     }
 }
 
-void drawGraph(cairo_t* cr, const Area& page, const Pad& pad)
+// What pens have drawn, within the frame.
+void drawCommands(cairo_t* cr, const Frame& frame, const Pad& pad)
 {
-    Frame frame;
-    frame.plot = {page.x + 76, page.y + 40, page.width - 100, page.height - 100};
-    findRanges(pad, frame.x, frame.y);
-    frame.x.label = escaped(pad.directive("x"));
-    frame.y.label = escaped(pad.directive("y"));
-
-    setColour(cr, 0);
-    drawText(cr, page.x + page.width / 2, page.y + 10, escaped(pad.title), 13, 0.5, 0);
-    drawAxes(cr, frame.plot, frame.x, frame.y, false);
     cairo_save(cr);
     cairo_rectangle(cr, frame.plot.x, frame.plot.y, frame.plot.width, frame.plot.height);
     cairo_clip(cr);
@@ -296,6 +289,20 @@ void drawGraph(cairo_t* cr, const Area& page, const Pad& pad)
             pen.follow(command);
     }
     cairo_restore(cr);
+}
+
+void drawGraph(cairo_t* cr, const Area& page, const Pad& pad)
+{
+    Frame frame;
+    frame.plot = {page.x + 76, page.y + 40, page.width - 100, page.height - 100};
+    findRanges(pad, frame.x, frame.y);
+    frame.x.label = escaped(pad.directive("x"));
+    frame.y.label = escaped(pad.directive("y"));
+
+    setColour(cr, 0);
+    drawText(cr, page.x + page.width / 2, page.y + 10, escaped(pad.title), 13, 0.5, 0);
+    drawAxes(cr, frame.plot, frame.x, frame.y, false);
+    drawCommands(cr, frame, pad);
     cairo_set_line_width(cr, 1.2);
     drawLegend(cr, frame.plot, pad.directive("legend"));
     setColour(cr, 0);
@@ -328,12 +335,49 @@ void drawPadSection(cairo_t* cr, const Area& page, const Pad& pad)
     drawSection(cr, page, section, raster, style);
 }
 
+bool isImage(const Pad& pad)
+{
+    return pad.directive("mode") == "image";
+}
+
+// Pens draw over the cells.
+void drawPadImage(cairo_t* cr, const Area& page, const Pad& pad)
+{
+    Image image;
+    image.columns.reserve(pad.traces.size());
+    std::size_t rows = 1;
+    for (std::size_t i = 0; i < pad.traces.size(); ++i) {
+        image.columns.emplace_back(pad.samplesOf(i));
+        rows = std::max(rows, image.columns.back().size());
+    }
+    image.x.to = static_cast<double>(std::max<std::size_t>(pad.traces.size(), 1));
+    image.y.to = static_cast<double>(rows);
+    pad.range("xrange", image.x.from, image.x.to);
+    pad.range("yrange", image.y.to, image.y.from);
+    widen(image.x.from, image.x.to);
+    widen(image.y.from, image.y.to);
+    image.x.label = escaped(pad.directive("x", "column"));
+    image.y.label = escaped(pad.directive("y", "row"));
+    if (!pad.range("values", image.low, image.high) || image.low >= image.high)
+        findValueRange(image.columns, image.low, image.high);
+
+    ImageStyle style;
+    style.title = escaped(pad.title);
+    style.colourMap = pad.directive("colormap", style.colourMap);
+    style.barLabel = escaped(pad.directive("bar"));
+    style.note = escaped(pad.directive("note"));
+    style.hasEqualScales = pad.directive("scales") == "equal";
+    const Area plot = drawImage(cr, page, image, style);
+    if (!pad.commands.empty())
+        drawCommands(cr, {plot, image.x, image.y}, pad);
+}
+
 // What a pad shows, one above the other.
 struct Parts
 {
     explicit Parts(const Pad& pad)
-        : section(!pad.traces.empty() || pad.type == 1),
-          graph(!pad.commands.empty() || pad.type == 2)
+        : section(isImage(pad) || !pad.traces.empty() || pad.type == 1),
+          graph(!isImage(pad) && (!pad.commands.empty() || pad.type == 2))
     {
     }
     double height() const { return section && graph ? 2 * pageHeight : pageHeight; }
@@ -346,7 +390,9 @@ void drawPad(cairo_t* cr, const Pad& pad)
 {
     const Parts parts(pad);
     Area area{0, 0, pageWidth, pageHeight};
-    if (parts.section) {
+    if (isImage(pad)) {
+        drawPadImage(cr, area, pad);
+    } else if (parts.section) {
         drawPadSection(cr, area, pad);
         area.y += pageHeight;
     }

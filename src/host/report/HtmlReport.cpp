@@ -235,7 +235,7 @@ std::string description(const Pad& pad)
 {
     std::string text = pad.title + ": ";
     if (!pad.traces.empty())
-        text += "section, " + extent(pad);
+        text += (pad.directive("mode") == "image" ? "image, " : "section, ") + extent(pad);
     if (!pad.traces.empty() && !pad.commands.empty())
         text += ", and ";
     if (!pad.commands.empty())

@@ -5,6 +5,7 @@
 #include "base/Text.h"
 #include "job/LibraryProbe.h"
 #include "segy/HeaderWords.h"
+#include "segy/TraceSelection.h"
 #include "segy/WordMap.h"
 
 #include <algorithm>
@@ -243,22 +244,62 @@ public:
                 fmt::format("parameter {} of module {}", quote(spec->name), quote(job.name));
             for (const YamlValue& item :
                  given.value->isList() ? given.value->items : std::vector{given.value})
-                checkName(*item, spec->meaning, subject, diagnostics);
+                checkNode(*item, spec->meaning, subject, diagnostics);
+        }
+    }
+
+    // Readers select words of their files; modules behind them, attributes of traces.
+    void checkSelections(const JobModule& job, const ResolvedModule& module,
+                         Diagnostics& diagnostics) const
+    {
+        if (module.manifest->inputs.max == 0)
+            return;
+        for (const ResolvedParameter& parameter : module.parameters) {
+            const auto given =
+                std::find_if(job.parameters.begin(), job.parameters.end(),
+                             [&](const JobParameter& one) { return one.name == parameter.name; });
+            if (given == job.parameters.end() ||
+                module.manifest->find(parameter.name)->type != ParameterType::selection)
+                continue;
+            const std::string subject =
+                fmt::format("parameter {} of module {}", quote(parameter.name), quote(job.name));
+            for (const std::string& name : selectedWords(parameter.value.text))
+                checkName(name, given->value->place, subject, diagnostics);
         }
     }
 
 private:
-    void checkName(const YamlNode& node, ParameterMeaning meaning, const std::string& subject,
+    // None where the text is not a selection, which has been reported.
+    static std::vector<std::string> selectedWords(const std::string& selection)
+    {
+        std::vector<std::string> words;
+        try {
+            for (const auto& condition : VORN::TraceSelection::split(selection))
+                if (condition.first != "traces")
+                    words.push_back(condition.first);
+        } catch (const std::invalid_argument&) {
+            words.clear();
+        }
+        return words;
+    }
+
+    void checkNode(const YamlNode& node, ParameterMeaning meaning, const std::string& subject,
                    Diagnostics& diagnostics) const
     {
         std::string name = trimmed(node.text);
         if (meaning == ParameterMeaning::sortKey && name.starts_with('-'))
             name = trimmed(name.substr(1));
         // Values that are not texts have been reported; an empty one means none.
-        if (!node.isScalar() || name.empty() ||
-            std::binary_search(names.begin(), names.end(), name))
+        if (node.isScalar() && !name.empty())
+            checkName(name, node.place, subject, diagnostics);
+    }
+
+    void checkName(const std::string& name, const Place& place, const std::string& subject,
+                   Diagnostics& diagnostics) const
+    {
+        if (std::binary_search(names.begin(), names.end(), name))
             return;
-        diagnostics.error(node.place,
+        diagnostics.error(place,
                           fmt::format("{} is {}; the traces of this job have no attribute of that "
                                       "name{}",
                                       subject, quote(name), suggestion(name, names, "")));
@@ -275,8 +316,10 @@ void refuseUnknownNames(const JobFile& job, const std::vector<ResolvedModule>& m
     if (!std::all_of(modules.begin(), modules.end(), isKnown))
         return; // what modules without a manifest write is unknown
     const AttributeNames names(defined, modules);
-    for (std::size_t i = 0; i < modules.size(); ++i)
+    for (std::size_t i = 0; i < modules.size(); ++i) {
         names.check(job.modules[i], *modules[i].manifest, diagnostics);
+        names.checkSelections(job.modules[i], modules[i], diagnostics);
+    }
 }
 
 // Each of several readers of an output has a channel to itself, which a module of that name fills.

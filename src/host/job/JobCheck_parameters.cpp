@@ -137,7 +137,8 @@ void reportRefusal(const std::string& parameter, const Place& place, const Resol
     }
 }
 
-// The words that a selection may name: what the module writes, and what the job maps.
+// The words that a selection of a reader may name: what it writes, and what the job maps. That
+// traces from other modules have a word is checked with the other names of attributes.
 class WordsOfModule
 {
 public:
@@ -145,6 +146,7 @@ public:
     {
         for (const AttributeSpec& attribute : manifest.writes)
             words.push_back({attribute.name.c_str(), 1, 4, false, ""});
+        isReader = manifest.inputs.max == 0;
         words = map.applied(words);
         for (const VORN::HeaderWord& word : words)
             names.emplace_back(word.key);
@@ -155,6 +157,10 @@ public:
     {
         VORN::TraceSelection parsed;
         for (const auto& [key, numbers] : VORN::TraceSelection::split(selection)) {
+            if (!isReader) {
+                parsed.add(key, numbers, {{key.c_str(), 1, 4, false, ""}});
+                continue;
+            }
             if (std::find(names.begin(), names.end(), key) == names.end())
                 throw std::invalid_argument("there is no trace header word " + quote(key) +
                                             suggestion(key, names, ""));
@@ -165,6 +171,7 @@ public:
 private:
     std::vector<VORN::HeaderWord> words;
     std::vector<std::string> names;
+    bool isReader;
 };
 
 // What modules refuse in maps, selections and ranges, found before the job runs.

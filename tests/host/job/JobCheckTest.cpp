@@ -9,6 +9,7 @@
 using namespace host;
 using ::testing::Contains;
 using ::testing::ElementsAre;
+using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 
 namespace {
@@ -216,6 +217,29 @@ TEST_F(JobCheckTest, ReadingAnAttributeThatNobodyHasIsAWarning)
     EXPECT_THAT(lines(), ElementsAre("job.yaml:4:5: warning: module \"write\" reads the trace "
                                      "attribute \"cdp\", which neither the schema nor a module "
                                      "before it has"));
+}
+
+TEST_F(JobCheckTest, ASelectionBehindAReaderNamesAttributesThatThereAre)
+{
+    writeFile(tree.home() + "/lib/host_sink.yaml",
+              "module: host_sink\npurpose: p\ninputs: {min: 1}\noutputs: {min: 0}\nparameters:\n"
+              "  - {name: select, type: selection, help: h}\n");
+    const auto checkWith = [&](const std::string& selection) {
+        check("schema: [segy, {name: quality, type: float32}]\n"
+              "modules:\n"
+              "  - {name: read, module: host_source}\n"
+              "  - {name: write, module: host_sink, input: read, select: " +
+              selection + "}\n");
+    };
+    checkWith("{quality: [1, 2], traces: 7, offset: [0, 500]}");
+    EXPECT_THAT(lines(), IsEmpty());
+    checkWith("{ofset: [1, 2], cdp: 7}");
+    EXPECT_THAT(lines(), ElementsAre(HasSubstr("parameter \"select\" of module \"write\" is "
+                                               "\"ofset\"; the traces of this job have no "
+                                               "attribute of that name; did you mean "
+                                               "\"offset\"?")));
+    checkWith("{cdp: 7:1}");
+    EXPECT_THAT(lines(), ElementsAre(HasSubstr("cdp")));
 }
 
 TEST_F(JobCheckTest, AParameterNamesAttributesThatThereAre)

@@ -2,67 +2,33 @@
 #include "MOXKernel.h"
 #include "kill_parameters.hpp"
 #include "vorn_kit.hpp"
-#include "words/CsvFile.h"
 #include "words/TraceChoice.h"
 
 #include <algorithm>
 #include <cstdint>
 #include <memory>
-#include <optional>
 #include <string>
 
 namespace {
 
-using kill_parameters::Parameters;
-using vorn_kit::fail;
 using vorn_kit::message;
 
 struct State
 {
-    explicit State(const Parameters& set, const std::optional<words::TraceChoice::Table>& table)
-        : choice(set.where.value_or(""), set.traces.value_or(""), table)
-    {
-    }
+    State(const words::ChoiceRules& rules, void* in) : choice(rules, in) {}
 
     words::TraceChoice choice;
     std::int64_t traces = 0;
     std::int64_t killed = 0;
 };
 
-// Without a key, the table is joined by its first column.
-std::optional<words::TraceChoice::Table> tableOf(const Parameters& set)
-{
-    if (!set.table) {
-        if (!set.key.empty())
-            fail("key is given without a table; name its file with table");
-        return {};
-    }
-    if (!set.key.empty())
-        return words::TraceChoice::Table{*set.table, set.key};
-    return words::TraceChoice::Table{*set.table, {words::CsvFile(*set.table).columns().front()}};
-}
-
-std::string historyOf(const Parameters& set)
-{
-    std::string line = "kill";
-    if (set.where)
-        line += " where=" + *set.where;
-    if (set.traces)
-        line += " traces=" + *set.traces;
-    if (set.table)
-        line += " table=" + set.table->substr(set.table->find_last_of('/') + 1);
-    return line;
-}
-
 std::unique_ptr<State> prepare()
 {
     void* in = vorn_kit::requiredInput();
     vorn_kit::buildRequiredOutput(0, in);
-    const Parameters set = kill_parameters::readParameters();
-    if (set.where.value_or("").empty() && set.traces.value_or("").empty() && !set.table)
-        fail("no trace is chosen; give a condition with where, numbers with traces, or a table");
-    auto state = std::make_unique<State>(set, tableOf(set));
-    vorn_kit::addHistory(historyOf(set));
+    const words::ChoiceRules rules = words::choiceRules(kill_parameters::readParameters());
+    auto state = std::make_unique<State>(rules, in);
+    vorn_kit::addHistory("kill" + rules.text());
     return state;
 }
 
@@ -93,6 +59,8 @@ void finish(State& state)
     else
         message(VORN_INFORMATION,
                 std::to_string(state.killed) + " of " + all + " traces were set to zero");
+    if (const std::string warning = state.choice.warning(); !warning.empty())
+        message(VORN_WARNING, warning);
 }
 
 } // namespace

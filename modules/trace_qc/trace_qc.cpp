@@ -15,6 +15,7 @@
 
 #include "file/OutputFile.h"
 #include "traces/JobFiles.h"
+#include "words/QualityFlags.h"
 
 #include <algorithm>
 #include <array>
@@ -24,6 +25,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -62,6 +64,17 @@ constexpr std::array<FlagStyle, 14> flagStyles = {{
     {geometry, "geometry", 3, 0, 18},
     {unlike, "unlike", 2, 2, 18},
 }};
+
+// Modules behind this one choose traces by the names.
+constexpr bool haveCommonNames()
+{
+    return std::equal(
+        flagStyles.begin(), flagStyles.end(), words::qualityFlags.begin(),
+        words::qualityFlags.end(), [](const FlagStyle& style, const words::QualityFlag& flag) {
+            return style.flag == flag.number && std::string_view(style.name) == flag.name;
+        });
+}
+static_assert(haveCommonNames());
 
 struct Measures
 {

@@ -86,6 +86,19 @@ TEST_F(KillTest, AnyOfThemIsEnough)
                 ElementsAre(1, 3, 4, 8));
 }
 
+TEST_F(KillTest, FlagsAndRangesChooseTraces)
+{
+    EXPECT_THAT(killed({{"flags", UniVar("weak")}}), ElementsAre(2, 3, 6, 7));
+    EXPECT_THAT(killed({{"select", UniVar("offset=-100:200:300; fldr=1:2")}}), ElementsAre(3, 6));
+    EXPECT_THAT(
+        killed(
+            {{"flags", UniVar("dead")}, {"where", UniVar("fldr == 2")}, {"match", UniVar("all")}}),
+        ElementsAre(5, 7));
+    EXPECT_THAT(killed({{"every", UniVar(3)}}), ElementsAre(1, 4, 7));
+    EXPECT_THAT(killed({{"table", UniVar(files.write("qc.csv", "trace,flags\n2,\n7,dead\n"))}}),
+                ElementsAre(7));
+}
+
 TEST_F(KillTest, NoTraceAtAllIsTold)
 {
     EXPECT_THAT(killed({{"where", UniVar("fldr == 77")}}), IsEmpty());
@@ -111,7 +124,7 @@ TEST_F(KillTest, SettingsAreRefused)
         std::map<std::string, UniVar> parameters;
         std::string message;
     } rows[] = {
-        {{}, "no trace is chosen; give a condition with where, numbers with traces, or a table"},
+        {{}, "no trace is chosen; give where, traces, select, flags, a table, or every"},
         {{{"where", UniVar("offset = 3")}}, "\"offset = 3\": = does not compare; write =="},
         {{{"traces", UniVar("3:1")}}, "traces: \"3:1\" ends before it begins"},
         {{{"traces", UniVar("x")}},

@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstring>
 #include <fstream>
+#include <optional>
 #include <stdexcept>
 #include <sys/stat.h>
 #include <utility>
@@ -51,6 +52,23 @@ char separatorOf(const std::string& line)
     return ',';
 }
 
+// Nothing where a cell is not a finite number.
+std::optional<double> numberIn(const std::string& cell)
+{
+    const char* begin = cell.c_str() + (cell.starts_with('+') ? 1 : 0);
+    const char* end = cell.c_str() + cell.size();
+    double value = 0;
+    const auto [stop, status] = std::from_chars(begin, end, value);
+    if (cell.empty() || stop != end || status != std::errc() || !std::isfinite(value))
+        return std::nullopt;
+    return value;
+}
+
+bool isNumber(const std::string& cell)
+{
+    return numberIn(cell).has_value();
+}
+
 // A folder can be opened and only fails when it is read.
 void refuseUnreadable(const std::string& path)
 {
@@ -64,7 +82,7 @@ void refuseUnreadable(const std::string& path)
 
 } // namespace
 
-CsvFile::CsvFile(const std::string& path) : file(path)
+CsvFile::CsvFile(const std::string& path, std::vector<std::string> unnamed) : file(path)
 {
     refuseUnreadable(path);
     std::ifstream stream(path, std::ios::binary);
@@ -80,6 +98,8 @@ CsvFile::CsvFile(const std::string& path) : file(path)
         if (line.find('\0') != std::string::npos)
             throw std::runtime_error(path + ":" + std::to_string(number) +
                                      ": a byte is 0; this is not a text file");
+        if (names.empty() && isRowOf(unnamed, line))
+            names = std::move(unnamed);
         if (names.empty())
             readNames(line, number);
         else
@@ -91,6 +111,13 @@ CsvFile::CsvFile(const std::string& path) : file(path)
         throw std::runtime_error(path + ": the file is empty; its first line has to name columns");
     if (lines.empty())
         throw std::runtime_error(path + ": no row follows the line of column names");
+}
+
+bool CsvFile::isRowOf(const std::vector<std::string>& columns, const std::string& line)
+{
+    separator = separatorOf(line);
+    const std::vector<std::string> row = cellsOf(line, separator);
+    return row.size() == columns.size() && std::all_of(row.begin(), row.end(), isNumber);
 }
 
 void CsvFile::readNames(const std::string& line, std::int64_t number)
@@ -132,14 +159,11 @@ std::size_t CsvFile::column(const std::string& name) const
 
 double CsvFile::number(std::size_t row, std::size_t column) const
 {
-    const std::string& cell = cells[row * names.size() + column];
-    const char* begin = cell.c_str() + (cell.starts_with('+') ? 1 : 0);
-    const char* end = cell.c_str() + cell.size();
-    double value = 0;
-    const auto [stop, status] = std::from_chars(begin, end, value);
-    if (cell.empty() || stop != end || status != std::errc() || !std::isfinite(value))
+    const std::string& cell = text(row, column);
+    const std::optional<double> value = numberIn(cell);
+    if (!value)
         refuse(row, names[column] + " is \"" + cell + "\"; give a finite number");
-    return value;
+    return *value;
 }
 
 void CsvFile::refuse(std::size_t row, const std::string& text) const

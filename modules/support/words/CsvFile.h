@@ -18,8 +18,9 @@ namespace words {
 class CsvFile
 {
 public:
-    /// Reads the whole file.
-    explicit CsvFile(const std::string& path);
+    /// Reads the whole file. Where its first line has as many cells as `unnamed`, and all of them
+    /// are numbers, it is a row, and the columns have the names of `unnamed`.
+    explicit CsvFile(const std::string& path, std::vector<std::string> unnamed = {});
 
     const std::string& path() const { return file; }
     const std::vector<std::string>& columns() const { return names; }
@@ -28,6 +29,11 @@ public:
 
     /// The place of a column, from 0; throws with all names when the column does not exist.
     std::size_t column(const std::string& name) const;
+    /// What stands in a cell, without blanks around it.
+    const std::string& text(std::size_t row, std::size_t column) const
+    {
+        return cells[row * names.size() + column];
+    }
     /// The number in a cell; throws when it is not a finite number.
     double number(std::size_t row, std::size_t column) const;
     /// Throws: `text` is what is wrong in that row.
@@ -35,6 +41,7 @@ public:
 
 private:
     void readNames(const std::string& line, std::int64_t number);
+    bool isRowOf(const std::vector<std::string>& columns, const std::string& line);
     void readRow(const std::string& line, std::int64_t number);
 
     std::string file;

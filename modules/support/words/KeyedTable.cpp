@@ -42,7 +42,7 @@ std::size_t KeyedTable::Hash::operator()(const std::vector<double>& key) const
 }
 
 KeyedTable::KeyedTable(const std::string& path, const std::vector<std::string>& keys,
-                       const std::vector<std::string>& columns, Repeats repeats)
+                       const std::vector<std::string>& columns)
     : width(columns.size())
 {
     const CsvFile file(path);
@@ -54,7 +54,7 @@ KeyedTable::KeyedTable(const std::string& path, const std::vector<std::string>& 
         std::transform(keyPlaces.begin(), keyPlaces.end(), key.begin(),
                        [&](std::size_t place) { return file.number(row, place); });
         const auto [known, isNew] = rows.emplace(std::move(key), row);
-        if (!isNew && repeats == Repeats::refused)
+        if (!isNew)
             file.refuse(row, keyText(keys, file, row) + " is also in line " +
                                  std::to_string(file.line(known->second)) +
                                  "; give each key one row");

@@ -15,17 +15,10 @@ namespace words {
 class KeyedTable
 {
 public:
-    /// Whether several rows may have one key; the first of them is found.
-    enum class Repeats
-    {
-        refused,
-        allowed
-    };
-
     /// Reads the columns `keys` and `columns` of the file; others may hold anything. Throws
-    /// std::runtime_error with file and line.
+    /// std::runtime_error with file and line, also where several rows have one key.
     KeyedTable(const std::string& path, const std::vector<std::string>& keys,
-               const std::vector<std::string>& columns, Repeats repeats = Repeats::refused);
+               const std::vector<std::string>& columns);
 
     /// The values of `columns` in the row of the key, or null when it has none. A key is found that
     /// is equal in all its numbers.

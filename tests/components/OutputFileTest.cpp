@@ -49,6 +49,19 @@ TEST_F(OutputFileTest, AFileAppearsUnderItsNameWhenItIsCommitted)
     EXPECT_THAT(directory.names(), ElementsAre("out.sgy"));
 }
 
+TEST_F(OutputFileTest, BytesAreReplacedWhereTheyStand)
+{
+    const std::string body(3000000, 'x'); // more than the buffer has room for
+    OutputFile file(path, true);
+    put(file, "rows: ?? " + body);
+
+    file.replace(6, "17", 2);
+    put(file, "end");
+    file.commit();
+
+    EXPECT_EQ(content(path), "rows: 17 " + body + "end");
+}
+
 TEST_F(OutputFileTest, TheTemporaryFileLiesBesideTheFinalOneAndIsPrivate)
 {
     OutputFile file(path, true);
@@ -235,7 +248,8 @@ TEST_F(OutputFileTest, APipeGetsEverythingAtTheCommitAndStaysAPipe)
     }
     EXPECT_EQ(read(reader, bytes, sizeof bytes), 0) << "what is not committed";
     OutputFile file(pipe, false);
-    put(file, "some bytes");
+    put(file, "sums bytes");
+    file.replace(1, "ome", 3);
     EXPECT_EQ(read(reader, bytes, sizeof bytes), 0) << "before the commit";
     file.commit();
     ASSERT_EQ(read(reader, bytes, sizeof bytes), 10);

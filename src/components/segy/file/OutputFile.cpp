@@ -200,6 +200,23 @@ void OutputFile::flush()
 }
 
 // `done` counts the bytes that `to` has taken.
+void OutputFile::replace(int64_t position, const void* bytes, std::size_t count)
+{
+    flush();
+    const auto* from = static_cast<const unsigned char*>(bytes);
+    for (std::size_t sent = 0; sent < count;) {
+        const ssize_t put =
+            ::pwrite(descriptor, from + sent, count - sent, position + static_cast<off_t>(sent));
+        if (put < 0 && errno == EINTR)
+            continue;
+        if (put <= 0)
+            fail("cannot be changed at byte " + number(position + static_cast<int64_t>(sent)) +
+                 ": " + (put < 0 ? reason() : std::string("nothing more is taken")) +
+                 "; make room there, or write to another place");
+        sent += static_cast<std::size_t>(put);
+    }
+}
+
 void OutputFile::writeTo(int to, const unsigned char* bytes, std::size_t count, int64_t& done)
 {
     for (std::size_t sent = 0; sent < count;) {

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <cstring>
 #include <functional>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -163,6 +164,55 @@ TEST_F(SegySampleCodingTest, SamplesInTheOtherByteOrderAreTold)
                 HasSubstr("state `format: ieee` and `sample_endian: little` to read them so"));
 }
 
+TEST_F(SegySampleCodingTest, IntegersAndDoublesOfAnyWidthInTheOtherOrderAreTold)
+{
+    const auto doubleBits = [](double value) {
+        int64_t bits = 0;
+        std::memcpy(&bits, &value, sizeof bits);
+        return bits;
+    };
+    struct Row
+    {
+        int code;
+        int width;
+        Encode encode;
+        double scale;
+    };
+    const Row rows[] = {
+        {3, 2, wholeBits, 100},  {3, 2, wholeBits, 1000},   {3, 2, wholeBits, 8000},
+        {7, 3, wholeBits, 100},  {7, 3, wholeBits, 100000}, {2, 4, wholeBits, 100},
+        {9, 8, wholeBits, 1000}, {6, 8, doubleBits, 1e-6},  {6, 8, doubleBits, 3000}};
+    for (const Row& row : rows) {
+        for (unsigned seed = 1; seed <= 5; ++seed) {
+            for (const bool little : {false, true})
+                EXPECT_THAT(doubt(fileOf(field(row.scale, seed), row.code, row.encode, row.width,
+                                         little, !little)),
+                            HasSubstr(std::string("state `sample_endian: ") +
+                                      (little ? "big" : "little") + "` to read"))
+                    << row.code << " " << row.scale << " " << seed;
+        }
+    }
+}
+
+// Recorders of fewer bits fill the upper ones.
+TEST_F(SegySampleCodingTest, IntegersInTheUpperBitsCauseNoDoubt)
+{
+    for (const int shift : {4, 6, 8}) {
+        for (unsigned seed = 1; seed <= 5; ++seed) {
+            const Encode upper = [&](double value) { return wholeBits(value) * (1 << shift); };
+            const Encode envelope = [&](double value) {
+                return wholeBits(std::abs(value)) * (1 << shift);
+            };
+            for (const double scale : {20.0, 60.0}) {
+                for (const Wave& wave : {field(scale, seed), noise(scale / 4, seed)}) {
+                    EXPECT_THAT(doubt(fileOf(wave, 3, upper, 2)), IsEmpty()) << shift << scale;
+                    EXPECT_THAT(doubt(fileOf(wave, 3, envelope, 2)), IsEmpty()) << shift << scale;
+                }
+            }
+        }
+    }
+}
+
 TEST_F(SegySampleCodingTest, TheTextHeaderIsQuotedWhereItSaysTheSame)
 {
     EXPECT_THAT(
@@ -182,10 +232,9 @@ TEST_F(SegySampleCodingTest, RightCodesCauseNoDoubt)
         double least; // of the scales that it holds
         double most;
     };
-    const Code codes[] = {{1, 4, ibmBits, 0, 1e30},
-                          {5, 4, ieeeBits, 0, 1e30},
-                          {2, 4, wholeBits, 10, 1e8},
-                          {3, 2, wholeBits, 10, 5000}};
+    const Code codes[] = {{1, 4, ibmBits, 0, 1e30},   {5, 4, ieeeBits, 0, 1e30},
+                          {2, 4, wholeBits, 10, 1e8}, {3, 2, wholeBits, 10, 5000},
+                          {7, 3, wholeBits, 10, 1e6}, {9, 8, wholeBits, 10, 1e15}};
     for (const Code& code : codes) {
         for (unsigned seed = 1; seed <= 5; ++seed) {
             for (const double scale : {1e-20, 1e-9, 1e-4, 1.0, 20.0, 3000.0, 1e6, 1e15}) {

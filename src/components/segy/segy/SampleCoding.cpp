@@ -38,6 +38,8 @@ struct Evidence
     double median = 0;    // of |a|
     double large = 0;     // share of |a| of at least 2^28
     double small = 0;     // share of |a| below 2^27
+    double jumps = 0;     // sum of |a-b| over neighbours, to the sum of |a|
+    double negative = 0;  // share below 0
 };
 
 // How first hexadecimal digits of the fraction are distributed, if the samples are IBM floats.
@@ -48,6 +50,12 @@ struct FirstDigits
     int afterGaps =
         0; // exponents under which the digit 1 is frequent: IEEE floats just above those
 };
+
+bool isSignedInteger(SampleFormat format)
+{
+    return format == SampleFormat::int16 || format == SampleFormat::int24 ||
+           format == SampleFormat::int32 || format == SampleFormat::int64;
+}
 
 bool isFloat(SampleFormat format)
 {
@@ -89,6 +97,8 @@ private:
     std::vector<Coding> candidates() const;
     Evidence evidenceOf(const Coding& coding) const;
     FirstDigits firstDigits(bool littleEndian) const;
+    double entropyOfByte(std::size_t place) const;
+    bool isSmallSwapped(const Evidence& then) const;
     bool isBetter(const Coding& other, const Evidence& then) const;
     bool isBetterInOrder(SampleFormat other, const Evidence& then) const;
     bool isBetterSwapped(SampleFormat other, const Evidence& then) const;
@@ -167,6 +177,8 @@ std::vector<Coding> CodingJudge::candidates() const
     };
     if (sampleBytes(stated.format) == 2)
         add(SampleFormat::int16, true);
+    else if (stated.format == SampleFormat::ieeeDouble || isSignedInteger(stated.format))
+        add(stated.format, true);
     if (sampleBytes(stated.format) != 4)
         return codings;
     add(SampleFormat::ieeeFloat, false);
@@ -193,6 +205,9 @@ Evidence CodingJudge::evidenceOf(const Coding& coding) const
     double logs = 0;
     double squares = 0;
     double jumps = 0;
+    double steps = 0;
+    double sizes = 0;
+    std::size_t negative = 0;
     std::size_t absurd = 0;
     std::size_t tiny = 0;
     std::size_t large = 0;
@@ -212,9 +227,11 @@ Evidence CodingJudge::evidenceOf(const Coding& coding) const
         if (coding.format == SampleFormat::ibmFloat) {
             const uint32_t fraction = wordAt(i, coding.littleEndian) & 0xFFFFFF;
             isAbsurd = isAbsurd || (fraction != 0 && fraction < 0x100000);
-        } else if (coding.format == SampleFormat::ieeeFloat) {
-            isTiny = isTiny || size == 0; // minus zero
+        } else if (coding.format == SampleFormat::ieeeFloat ||
+                   coding.format == SampleFormat::ieeeDouble) {
+            isTiny = isTiny || size == 0; // minus zero, and doubles below floats
         }
+        negative += values[i] < 0 ? 1U : 0U;
         absurd += isAbsurd ? 1 : 0;
         tiny += !isAbsurd && isTiny ? 1 : 0;
         large += size >= 0x1p28 ? 1 : 0;
@@ -224,6 +241,7 @@ Evidence CodingJudge::evidenceOf(const Coding& coding) const
             logs += log;
             squares += log * log;
             magnitudes.push_back(size);
+            sizes += size;
         }
         if (isNewPiece)
             continue;
@@ -234,6 +252,7 @@ Evidence CodingJudge::evidenceOf(const Coding& coding) const
             continue;
         ++pairs;
         jumps += std::isfinite(sum) ? std::abs(value - before) / sum : 1;
+        steps += sum < most ? std::abs(value - before) : 0;
     }
     if (found.samples == 0)
         return found;
@@ -242,6 +261,8 @@ Evidence CodingJudge::evidenceOf(const Coding& coding) const
     found.tiny = static_cast<double>(tiny) / samples;
     found.large = static_cast<double>(large) / samples;
     found.small = static_cast<double>(small) / samples;
+    found.negative = static_cast<double>(negative) / samples;
+    found.jumps = sizes > 0 ? steps / sizes : 0;
     found.roughness = pairs > 0 ? jumps / static_cast<double>(pairs) : 0;
     if (!magnitudes.empty()) {
         const auto kept = static_cast<double>(magnitudes.size());
@@ -275,6 +296,41 @@ FirstDigits CodingJudge::firstDigits(bool littleEndian) const
     found.afterGaps = static_cast<int>(
         std::count_if(ones.begin(), ones.end(), [](std::size_t one) { return one >= frequent; }));
     return found;
+}
+
+// In bits, of the bytes at this place of the samples.
+double CodingJudge::entropyOfByte(std::size_t place) const
+{
+    const auto width = static_cast<std::size_t>(sampleBytes(layout.format));
+    std::array<std::size_t, 256> counts{};
+    std::size_t all = 0;
+    for (std::size_t at = 0; at < bytes.size(); at += width) {
+        const unsigned char* from = bytes.data() + at;
+        if (std::all_of(from, from + width, [](unsigned char byte) { return byte == 0; }))
+            continue;
+        ++counts[from[place]];
+        ++all;
+    }
+    double entropy = 0;
+    for (const std::size_t count : counts) {
+        const double share = static_cast<double>(count) / static_cast<double>(all);
+        if (count > 0)
+            entropy -= share * std::log2(share);
+    }
+    return entropy;
+}
+
+// Whether the bytes that are read as the lowest ones are the signs of integers that do not fill
+// their bytes, and those that are read as the highest ones differ from sample to sample. Bytes that
+// were shifted up have no signs when they are read in the other order.
+bool CodingJudge::isSmallSwapped(const Evidence& then) const
+{
+    constexpr double clear = 0.75; // bits
+    const auto last = static_cast<std::size_t>(sampleBytes(layout.format)) - 1;
+    const double high = entropyOfByte(stated.littleEndian ? last : 0);
+    const double low = entropyOfByte(stated.littleEndian ? 0 : last);
+    return high >= low + clear && then.median < now.median && then.jumps <= now.jumps &&
+           then.negative >= 0.05 && then.negative <= 0.95;
 }
 
 // Whether the samples, read as floats of that kind, are what traces are made of.
@@ -324,6 +380,10 @@ bool CodingJudge::isBetterSwapped(SampleFormat other, const Evidence& then) cons
                then.spread <= 6 && then.roughness <= now.roughness - 0.1;
     if (other != stated.format)
         return false;
+    if (other == SampleFormat::ieeeDouble)
+        return now.absurd + now.tiny >= 0.3 && isPlausible(then) && then.tiny <= 0.001;
+    if (isSignedInteger(other) && isSmallSwapped(then))
+        return true;
     // The lowest byte of integers is noise, and their highest ones are alike.
     if (other == SampleFormat::int32 && then.small >= 0.99 && now.small < 0.2)
         return true;

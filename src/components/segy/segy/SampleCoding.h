@@ -21,7 +21,8 @@ class InputFile;
 /// byte order. Of a right coding nearly no sample is absurd (beyond 1e-25 to 1e25, not a number, an
 /// IBM float that is not normalised), the first digits of IBM floats are distributed as digits to
 /// the base 16 are, amplitudes do not all have one magnitude, and neighbours resemble each other at
-/// least as much as under the other. Few or few different samples give no verdict.
+/// least as much as under the other. Of integers the highest bytes are more alike than the lowest
+/// ones. Few or few different samples, and samples of one byte, give no verdict.
 ///
 /// Throws TraceFileError when the file cannot be read.
 std::string doubtOfCoding(InputFile& file, const SegyLayout& layout, const std::string& text);

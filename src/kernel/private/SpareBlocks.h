@@ -7,6 +7,7 @@
 
 #include "private/BlockTable.h"
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdlib>
@@ -16,8 +17,9 @@
 /// them out again, and is several times slower than this with small ones. With the blocks, their
 /// entries in the table of blocks stay, idle.
 ///
-/// A few blocks of each size are kept, none of them above `largestKept` bytes: what a backlog
-/// leaves behind goes back to the heap.
+/// A few blocks of each size are kept, as many as several readers of one trace take and free in
+/// turns, but no more than `shelfBytes`, and none above `largestKept` bytes: what a backlog leaves
+/// behind goes back to the heap.
 class SpareBlocks
 {
 public:
@@ -44,7 +46,7 @@ public:
         Shelf& shelf = shelfOf(size);
         if (shelf.size != size)
             useFor(shelf, size);
-        if (shelf.count == shelf.blocks.size())
+        if (shelf.count == shelf.room)
             return false;
         shelf.blocks[shelf.count++] = block;
         return true;
@@ -73,12 +75,15 @@ private:
     static constexpr std::size_t smallestKept = 64;
 #endif
     static constexpr std::size_t largestKept = 262144;
+    static constexpr std::size_t mostBlocks = 16;
+    static constexpr std::size_t shelfBytes = 4 * largestKept;
 
     struct Shelf
     {
         std::size_t size = 0; // bytes of each block here
         std::size_t count = 0;
-        std::array<AccountedBlock, 4> blocks{};
+        std::size_t room = 0;
+        std::array<AccountedBlock, mostBlocks> blocks{};
     };
 
     Shelf& shelfOf(std::size_t size)
@@ -90,6 +95,7 @@ private:
     {
         empty(shelf);
         shelf.size = size;
+        shelf.room = std::min(mostBlocks, shelfBytes / size);
     }
 
     static void empty(Shelf& shelf)

@@ -56,8 +56,8 @@ public:
     /// committed after that.
     unsigned char* append(std::size_t count);
 
-    /// Replaces `count` bytes from `position` on, from 0, that have been appended: what is known only
-    /// in the end, as a number of records. Throws TraceFileError as `append` does. Requires:
+    /// Replaces `count` bytes from `position` on, from 0, that have been appended: what is known
+    /// only in the end, as a number of records. Throws TraceFileError as `append` does. Requires:
     /// `position + count` is at most `size()`.
     void replace(int64_t position, const void* bytes, std::size_t count);
 

@@ -109,8 +109,19 @@ TEST_F(CsvFileTest, KeysThatRepeatAreRefusedWithBothLines)
 
     EXPECT_THAT(refusal([&] { words::KeyedTable table(path, {"a"}, {"b"}); }),
                 EndsWith(":4: a 1.5 is also in line 2; give each key one row"));
-    const words::KeyedTable allowed(path, {"a"}, {"b"}, words::KeyedTable::Repeats::allowed);
-    EXPECT_EQ(allowed.size(), 2U);
+}
+
+// Numbers of traces are often written without a name above them.
+TEST_F(CsvFileTest, AFirstLineOfNumbersIsARowWhereColumnsAreKnown)
+{
+    const words::CsvFile numbers(csv("4\n11\n"), {"trace"});
+    EXPECT_THAT(numbers.columns(), ElementsAre("trace"));
+    ASSERT_EQ(numbers.rows(), 2U);
+    EXPECT_EQ(numbers.number(0, 0), 4);
+    const words::CsvFile named(csv("trace\n4\n"), {"trace"});
+    EXPECT_EQ(named.rows(), 1U);
+    const words::CsvFile wider(csv("4,5\n6,7\n"), {"trace"});
+    EXPECT_THAT(wider.columns(), ElementsAre("4", "5"));
 }
 
 } // namespace

@@ -1,0 +1,151 @@
+#include "FkTransform.h"
+
+#include "transform_memory.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <fftw3.h>
+#include <new>
+
+namespace {
+
+// The next even product of powers of 2, 3 and 5, whose transforms are fast.
+std::int64_t fastLength(std::int64_t least)
+{
+    for (std::int64_t length = std::max<std::int64_t>(least + least % 2, 2);; length += 2) {
+        std::int64_t rest = length;
+        for (const int factor : {2, 3, 5})
+            while (rest % factor == 0)
+                rest /= factor;
+        if (rest == 1)
+            return length;
+    }
+}
+
+std::int64_t columnsFor(int traces)
+{
+    return fastLength(2 * std::int64_t{traces});
+}
+
+std::int64_t rowsFor(int samples)
+{
+    return fastLength(samples + std::int64_t{samples} / 2);
+}
+
+// In place, a row of real values has room for its spectrum.
+std::int64_t valuesFor(std::int64_t columns, std::int64_t rows)
+{
+    return columns * (rows + 2);
+}
+
+} // namespace
+
+struct FkTransform::Work
+{
+    Work(int columns, int rows)
+        : values(fftw_alloc_real(static_cast<std::size_t>(valuesFor(columns, rows))))
+    {
+        if (values != nullptr && transform_has_room(valuesFor(columns, rows), 2) != 0) {
+            auto* spectrum = reinterpret_cast<fftw_complex*>(values);
+            forward = fftw_plan_dft_r2c_2d(columns, rows, values, spectrum, FFTW_ESTIMATE);
+            backward = fftw_plan_dft_c2r_2d(columns, rows, spectrum, values, FFTW_ESTIMATE);
+        }
+        if (forward == nullptr || backward == nullptr) {
+            release();
+            throw std::bad_alloc();
+        }
+    }
+    ~Work() { release(); }
+    Work(const Work&) = delete;
+    Work& operator=(const Work&) = delete;
+
+    void release()
+    {
+        if (forward != nullptr)
+            fftw_destroy_plan(forward);
+        if (backward != nullptr)
+            fftw_destroy_plan(backward);
+        fftw_free(values);
+    }
+
+    double* values;
+    fftw_plan forward = nullptr;
+    fftw_plan backward = nullptr;
+};
+
+FkTransform::FkTransform(int traces, int samples)
+    : length(samples), across(static_cast<int>(columnsFor(traces))),
+      down(static_cast<int>(rowsFor(samples))), work(std::make_unique<Work>(across, down))
+{
+}
+
+FkTransform::~FkTransform() = default;
+
+std::int64_t FkTransform::bytesFor(int traces, int samples)
+{
+    const std::int64_t columns = columnsFor(traces);
+    const std::int64_t rows = rowsFor(samples);
+    if (columns > TRANSFORM_LONGEST / (rows + 2))
+        return -1;
+    const std::int64_t values = valuesFor(columns, rows);
+    return values * static_cast<std::int64_t>(sizeof(double)) + transform_plan_bytes(values, 2);
+}
+
+void FkTransform::forward(const double* gather, int traces)
+{
+    double* row = work->values;
+    for (int i = 0; i < across; ++i, row += down + 2) {
+        double* end = row;
+        if (i < traces)
+            end = std::copy_n(gather + static_cast<std::ptrdiff_t>(i) * length, length, row);
+        std::fill(end, row + down + 2, 0.0);
+    }
+    fftw_execute(work->forward);
+}
+
+// The library's transform has the same sign in both directions: its wavenumber is the negative.
+std::complex<double> FkTransform::at(int j, int m) const
+{
+    const int place = m > 0 ? across - m : -m;
+    const double* value =
+        work->values + static_cast<std::ptrdiff_t>(place) * (down + 2) + 2 * std::ptrdiff_t{j};
+    return {value[0], value[1]};
+}
+
+void FkTransform::apply(const DipFan& fan, double interval)
+{
+    double* value = work->values;
+    for (int place = 0; place < across; ++place) {
+        const int m = place <= across / 2 ? -place : across - place;
+        const double k = static_cast<double>(m) / across;
+        for (int j = 0; j < frequencies(); ++j, value += 2) {
+            const double weight = fan.weight(j / (down * interval), k);
+            value[0] *= weight;
+            value[1] *= weight;
+        }
+    }
+}
+
+void FkTransform::backward(double* gather, int traces)
+{
+    fftw_execute(work->backward);
+    const double scale = 1 / (static_cast<double>(across) * down);
+    const double* row = work->values;
+    for (int i = 0; i < traces; ++i, row += down + 2)
+        std::transform(row, row + length, gather + static_cast<std::ptrdiff_t>(i) * length,
+                       [scale](double value) { return value * scale; });
+}
+
+// Frequencies between 0 and Nyquist stand for their negative ones, too.
+double FkTransform::energy() const
+{
+    double sum = 0;
+    const double* value = work->values;
+    for (int place = 0; place < across; ++place) {
+        for (int j = 0; j < frequencies(); ++j, value += 2) {
+            const double power = value[0] * value[0] + value[1] * value[1];
+            sum += j == 0 || j == down / 2 ? power : 2 * power;
+        }
+    }
+    return sum / (static_cast<double>(across) * down);
+}

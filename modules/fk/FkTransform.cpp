@@ -1,5 +1,6 @@
 #include "FkTransform.h"
 
+#include "fast_length.h"
 #include "transform_memory.h"
 
 #include <algorithm>
@@ -9,27 +10,14 @@
 
 namespace {
 
-// The next even product of powers of 2, 3 and 5, whose transforms are fast.
-std::int64_t fastLength(std::int64_t least)
-{
-    for (std::int64_t length = std::max<std::int64_t>(least + least % 2, 2);; length += 2) {
-        std::int64_t rest = length;
-        for (const int factor : {2, 3, 5})
-            while (rest % factor == 0)
-                rest /= factor;
-        if (rest == 1)
-            return length;
-    }
-}
-
 std::int64_t columnsFor(int traces)
 {
-    return fastLength(2 * std::int64_t{traces});
+    return evenFastLength(2 * std::int64_t{traces});
 }
 
 std::int64_t rowsFor(int samples)
 {
-    return fastLength(samples + std::int64_t{samples} / 2);
+    return evenFastLength(samples + std::int64_t{samples} / 2);
 }
 
 // In place, a row of real values has room for its spectrum.

@@ -1,5 +1,6 @@
 #include "ShortTimeSpectra.h"
 
+#include "fast_length.h"
 #include "transform_memory.h"
 
 #include <algorithm>
@@ -10,19 +11,6 @@
 #include <numbers>
 
 namespace {
-
-// The next even product of powers of 2, 3 and 5, whose transforms are fast.
-std::int64_t fastLength(std::int64_t least)
-{
-    for (std::int64_t length = std::max<std::int64_t>(least + least % 2, 2);; length += 2) {
-        std::int64_t rest = length;
-        for (const int factor : {2, 3, 5})
-            while (rest % factor == 0)
-                rest /= factor;
-        if (rest == 1)
-            return length;
-    }
-}
 
 // Zeros interpolate between the frequencies that the window separates, for a smooth picture.
 constexpr int padding = 4;
@@ -66,7 +54,7 @@ struct ShortTimeSpectra::Transform
 
 ShortTimeSpectra::ShortTimeSpectra(int samples)
     : weights(static_cast<std::size_t>(odd(samples))),
-      transformed(static_cast<int>(fastLength(padding * odd(samples)))),
+      transformed(static_cast<int>(evenFastLength(padding * odd(samples)))),
       transform(std::make_unique<Transform>(transformed)),
       amplitudes(static_cast<std::size_t>(transformed) / 2 + 1)
 {
@@ -85,7 +73,7 @@ std::int64_t ShortTimeSpectra::bytesFor(int samples)
 {
     if (padding * odd(samples) > TRANSFORM_LONGEST)
         return -1;
-    const std::int64_t length = fastLength(padding * odd(samples));
+    const std::int64_t length = evenFastLength(padding * odd(samples));
     if (length > TRANSFORM_LONGEST)
         return -1;
     // Values, their spectrum, amplitudes, weights.

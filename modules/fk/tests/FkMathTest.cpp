@@ -2,6 +2,7 @@
 #include "../FkSpectrum.h"
 #include "../FkTransform.h"
 #include "../dip_fan.h"
+#include "fast_length.h"
 
 #include <algorithm>
 #include <cmath>
@@ -33,6 +34,14 @@ double energyOf(const std::vector<double>& values)
     for (const double value : values)
         sum += value * value;
     return sum;
+}
+
+TEST(FastLengthTest, LengthsAreEvenAndHaveSmallFactors)
+{
+    const std::int64_t rows[][2] = {{0, 2},   {1, 2},   {2, 2},     {3, 4},       {7, 8},
+                                    {11, 12}, {13, 16}, {101, 108}, {1025, 1080}, {15625, 16000}};
+    for (const auto& row : rows)
+        EXPECT_EQ(evenFastLength(row[0]), row[1]) << row[0];
 }
 
 TEST(FkTransformTest, ValuesAreThoseOfTheDefinition)

@@ -11,10 +11,8 @@
 #include "words/TraceWords.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <cstdint>
-#include <cstdio>
 #include <limits>
 #include <memory>
 #include <string>
@@ -180,13 +178,6 @@ void addSpectra(State& state, const Raster& raster, std::int64_t delay, const do
     }
 }
 
-std::string shortText(double value)
-{
-    std::array<char, 40> text;
-    std::snprintf(text.data(), text.size(), "%.4g", value);
-    return text.data();
-}
-
 pictures::ImageDescription describe(const State& state, const Raster& raster,
                                     const std::string& what, double greatest)
 {
@@ -212,7 +203,7 @@ pictures::ImageDescription describe(const State& state, const Raster& raster,
     if (set.scale == Scale::linear)
         image.note = "window " + numberText(window) + " s, step " + numberText(step) +
                      " s, greatest amplitude ";
-    image.note += shortText(greatest);
+    image.note += pictures::shortText(greatest);
     return image;
 }
 

@@ -1,8 +1,10 @@
 #include "pictures/ValueRange.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstddef>
+#include <cstdio>
 
 namespace pictures {
 
@@ -25,6 +27,13 @@ double decibels(double amplitude, double reference, double floor)
     if (!(amplitude > 0) || !(reference > 0))
         return floor;
     return std::max(20 * std::log10(amplitude / reference), floor);
+}
+
+std::string shortText(double value)
+{
+    std::array<char, 40> text;
+    std::snprintf(text.data(), text.size(), "%.4g", value);
+    return text.data();
 }
 
 } // namespace pictures

@@ -4,6 +4,7 @@
 #ifndef VALUERANGE_H
 #define VALUERANGE_H
 
+#include <string>
 #include <vector>
 
 namespace pictures {
@@ -15,6 +16,9 @@ double percentile(std::vector<float> values, double percent);
 /// `amplitude` in dB relative to `reference`, at least `floor` (below 0); `floor` where one of them
 /// is 0.
 double decibels(double amplitude, double reference, double floor);
+
+/// A value in legends, with four digits.
+std::string shortText(double value);
 
 } // namespace pictures
 

@@ -330,6 +330,12 @@ void draw(const State& state, const BinGrid& grid, double greatest, const std::s
     image.top = highEdge(grid.axes[1], grid.count[1]);
     image.x = set.x + unitOf(state.unit, image);
     image.y = set.y + unitOf(state.unit, image);
+    const auto hasWholeBins = [&](const BinAxis& axis) {
+        return !state.isCoordinate && axis.size == std::round(axis.size);
+    };
+    image.hasWholeX = hasWholeBins(grid.axes[0]);
+    image.hasWholeY = hasWholeBins(grid.axes[1]);
+    image.hasWholeValues = set.measure == Measure::fold;
     image.low = image.high = 0;
     if (set.values.size() == 2) {
         image.low = set.values[0];

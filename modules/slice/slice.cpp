@@ -316,6 +316,7 @@ void drawLine(const State& state, const Family& family, const Family& other, std
     image.title = titleOf(state, std::string(family.name) + " " + std::to_string(number));
     image.x = std::string(family.along) + " (" + other.word + ")";
     image.y = "time (s)";
+    image.hasWholeX = true;
     image.left = lowEdge(numbers);
     image.right = highEdge(numbers);
     image.top = (state.start - 0.5 * state.interval) * 1e-6;
@@ -336,6 +337,7 @@ void drawTime(const State& state, std::size_t slice, const LineNumbers& inlines,
     image.title = titleOf(state, "time " + numberText(state.set.times[slice]) + " s");
     image.x = "crossline (" + state.set.crossline_word + ")";
     image.y = "inline (" + state.set.inline_word + ")";
+    image.hasWholeX = image.hasWholeY = true;
     image.left = lowEdge(crosslines);
     image.right = highEdge(crosslines);
     image.bottom = lowEdge(inlines);

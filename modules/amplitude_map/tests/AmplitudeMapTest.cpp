@@ -48,7 +48,8 @@ TEST_F(AmplitudeMapTest, FoldCountsTheTracesOfEachBin)
     EXPECT_THAT(map().title, HasSubstr("module1: fold by cdpx and cdpy\nmode: image\n"
                                        "xrange: 87.5 137.5\nyrange: 487.5 562.5\n"
                                        "x: cdpx\ny: cdpy\ncolormap: blue-yellow\n"
-                                       "bar: fold (traces per bin)\nvalues: 0 2\nscales: equal\n"));
+                                       "bar: fold (traces per bin)\nvalues: 0 2\nwhole: values\n"
+                                       "scales: equal\n"));
     EXPECT_THAT(result.traces, SizeIs(4));
     EXPECT_THAT(messages(1), ElementsAre("fold: 1 to 2 in 3 bins of 25 by 25 with 4 traces"));
     EXPECT_EQ(result.moduleMetadata["module1"]["qc.map.greatest"], "2");
@@ -70,6 +71,7 @@ TEST_F(AmplitudeMapTest, RmsIsThatOfAllSamplesOfABinInTheWindow)
     EXPECT_THAT(map().traces[0], ElementsAre(FloatNear(std::sqrt(50.0F / 4), 1e-6F)));
     EXPECT_THAT(map().traces[1], ElementsAre(6));
     EXPECT_THAT(map().title, HasSubstr("\nbar: RMS amplitude from 0.002 s to 0.004 s\n"));
+    EXPECT_THAT(map().title, HasSubstr("\nwhole: x y\n"));
     EXPECT_THAT(map().title, Not(HasSubstr("scales")));
     EXPECT_THAT(messages(2), ElementsAre("samples that are infinite or NaN: 1; they are left out"));
 }

@@ -96,6 +96,7 @@ TEST_F(SliceTest, ATimeHasInlinesUpwards)
                                                    ElementsAre(3002.5F, 2002.5F, 1002.5F),
                                                    ElementsAre(3003.5F, IsNan(), 1003.5F),
                                                    ElementsAre(3004.5F, 2004.5F, 1004.5F)));
+    EXPECT_THAT(result.pads[0].title, HasSubstr("\nwhole: x y\n"));
     EXPECT_THAT(result.pads[1].traces[0], ElementsAre(3001, 2001, 1001));
 }
 

@@ -30,6 +30,9 @@ std::string padTitle(const ImageDescription& image)
                         "\nbar: " + oneLine(image.bar);
     if (image.low < image.high)
         title += "\nvalues: " + range(image.low, image.high);
+    if (image.hasWholeX || image.hasWholeY || image.hasWholeValues)
+        title += std::string("\nwhole:") + (image.hasWholeX ? " x" : "") +
+                 (image.hasWholeY ? " y" : "") + (image.hasWholeValues ? " values" : "");
     if (image.hasEqualScales)
         title += "\nscales: equal";
     if (!image.note.empty())

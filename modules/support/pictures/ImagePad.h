@@ -13,14 +13,16 @@ namespace pictures {
 struct ImageDescription
 {
     std::string title;
-    std::string x, y;            ///< labels of the axes, with units
-    std::string bar;             ///< what the values are, with their unit
-    std::string note;            ///< a line below; may be empty
-    std::string colourMap;       ///< as in manifests: "blue-yellow", "gray", ...
-    double left = 0, right = 1;  ///< outer edges of the first and the last column
-    double bottom = 0, top = 1;  ///< likewise of the rows
-    double low = 0, high = 1;    ///< values of the first and the last colour; the host's choice
-                                 ///< where they are equal
+    std::string x, y;           ///< labels of the axes, with units
+    std::string bar;            ///< what the values are, with their unit
+    std::string note;           ///< a line below; may be empty
+    std::string colourMap;      ///< as in manifests: "blue-yellow", "gray", ...
+    double left = 0, right = 1; ///< outer edges of the first and the last column
+    double bottom = 0, top = 1; ///< likewise of the rows
+    double low = 0, high = 1;   ///< values of the first and the last colour; the host's choice
+                                ///< where they are equal
+    /// Whether whole numbers alone are marked on the axes and on the bar.
+    bool hasWholeX = false, hasWholeY = false, hasWholeValues = false;
     bool hasEqualScales = false; ///< a unit of x is drawn as long as one of y
 };
 

@@ -128,6 +128,11 @@ int sharedExponent(double low, double high)
     return power >= 6 || power <= -4 ? power : 0;
 }
 
+bool isWhole(double value)
+{
+    return std::fabs(value - std::round(value)) < 1e-6;
+}
+
 // Colours from the lowest value at the bottom to the highest on top, with ticks to the right.
 void drawBar(cairo_t* cr, const Area& bar, const Image& image, const ImageStyle& style)
 {
@@ -150,9 +155,12 @@ void drawBar(cairo_t* cr, const Area& bar, const Image& image, const ImageStyle&
     for (const double tick : roundTicks(image.low / unit, image.high / unit,
                                         std::max(2, static_cast<int>(bar.height / 40)), decimals))
     {
+        if (style.hasWholeValues && !isWhole(tick * unit))
+            continue;
         const double share = (tick * unit - image.low) / (image.high - image.low);
         const double y = bar.y + (1 - share) * bar.height;
-        const std::string text = formatFixed(tick, decimals);
+        const std::string text =
+            formatFixed(tick, style.hasWholeValues && power == 0 ? 0 : decimals);
         cairo_move_to(cr, bar.x + bar.width, y);
         cairo_line_to(cr, bar.x + bar.width + 4, y);
         cairo_stroke(cr);
@@ -203,6 +211,16 @@ unsigned imageColour(const std::string& map, double share)
 unsigned emptyColour(const std::string& map)
 {
     return isColourMap(map) ? paleGreen : white;
+}
+
+void markWholeNumbers(Axis& axis)
+{
+    constexpr int wanted = 10;
+    int decimals = 0;
+    axis.places.clear();
+    for (const double value : roundTicks(axis.from, axis.to, wanted, decimals))
+        if (isWhole(value))
+            axis.places.emplace_back(value, formatFixed(value, 0));
 }
 
 Area imagePlot(const Area& space, const Axis& x, const Axis& y, bool hasEqualScales)

@@ -33,6 +33,7 @@ struct ImageStyle
     std::string barLabel;                  ///< what the values are, with their unit
     std::string note;                      ///< printed below
     bool hasEqualScales = false;           ///< a unit of x is as long as one of y
+    bool hasWholeValues = false;           ///< ticks of the bar are whole numbers
 };
 
 /// The ends of the colours, `low` below `high`: the least and the greatest finite value; where all
@@ -44,6 +45,9 @@ void findValueRange(const std::vector<std::span<const float>>& columns, double& 
 unsigned imageColour(const std::string& map, double share);
 /// 0xRRGGBB of cells without data: a colour that the map does not have.
 unsigned emptyColour(const std::string& map);
+
+/// Marks whole numbers alone, such as those of lines.
+void markWholeNumbers(Axis& axis);
 
 /// The area of the cells within `space`: all of it, or, with equal scales, the greatest part of it
 /// in the middle that has the proportions of the axes.

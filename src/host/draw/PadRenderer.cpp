@@ -356,6 +356,11 @@ void drawPadImage(cairo_t* cr, const Area& page, const Pad& pad)
     pad.range("yrange", image.y.to, image.y.from);
     widen(image.x.from, image.x.to);
     widen(image.y.from, image.y.to);
+    const std::string whole = pad.directive("whole");
+    if (whole.find('x') != std::string::npos)
+        markWholeNumbers(image.x);
+    if (whole.find('y') != std::string::npos)
+        markWholeNumbers(image.y);
     image.x.label = escaped(pad.directive("x", "column"));
     image.y.label = escaped(pad.directive("y", "row"));
     if (!pad.range("values", image.low, image.high) || image.low >= image.high)
@@ -366,6 +371,7 @@ void drawPadImage(cairo_t* cr, const Area& page, const Pad& pad)
     style.colourMap = pad.directive("colormap", style.colourMap);
     style.barLabel = escaped(pad.directive("bar"));
     style.note = escaped(pad.directive("note"));
+    style.hasWholeValues = whole.find("values") != std::string::npos;
     style.hasEqualScales = pad.directive("scales") == "equal";
     const Area plot = drawImage(cr, page, image, style);
     if (!pad.commands.empty())

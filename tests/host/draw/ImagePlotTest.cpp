@@ -144,6 +144,18 @@ TEST(ImagePlotTest, EqualScalesKeepTheProportionsOfTheAxes)
     EXPECT_DOUBLE_EQ(imagePlot(space, x, y, false).height, 400);
 }
 
+TEST(ImagePlotTest, WholeNumbersAloneAreMarked)
+{
+    Axis axis{0.5, 4.5, "", {}};
+    markWholeNumbers(axis);
+    EXPECT_THAT(axis.places, ElementsAre(testing::Pair(1, "1"), testing::Pair(2, "2"),
+                                         testing::Pair(3, "3"), testing::Pair(4, "4")));
+    axis = {2000.5, -0.5, "", {}};
+    markWholeNumbers(axis);
+    EXPECT_THAT(axis.places, testing::SizeIs(5));
+    EXPECT_EQ(axis.places[1], std::pair(500.0, std::string("500")));
+}
+
 // The page is 900 by 600 points, its cells lie from (90, 40) to (790, 540).
 TEST(ImagePlotTest, APadWithThisModeIsAnImageUnderItsPens)
 {

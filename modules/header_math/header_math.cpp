@@ -3,9 +3,9 @@
 // All numbers of a trace are read at once into places that the formulas share. The results go to
 // their places as the words store them, so that a later formula sees what a later module will see.
 #include "MOXKernel.h"
-#include "assignments.h"
 #include "header_math_parameters.hpp"
 #include "vorn_kit.hpp"
+#include "words/Assignment.h"
 #include "words/CsvFile.h"
 #include "words/Formulas.h"
 #include "words/KeyedTable.h"
@@ -23,8 +23,8 @@ using header_math_parameters::Parameters;
 using header_math_parameters::Unmatched;
 using vorn_kit::fail;
 using vorn_kit::message;
-
-const std::string ofTable = "table."; // in front of a column in formulas
+using words::Assignment;
+using words::parseAssignment;
 
 // A word that the module writes.
 struct Target
@@ -83,8 +83,9 @@ Target targetOf(State& state, void* in, void* out, const std::string& word)
 
 bool usesTable(const words::Expression& formula)
 {
-    return std::any_of(formula.names().begin(), formula.names().end(),
-                       [](const std::string& name) { return name.starts_with(ofTable); });
+    return std::any_of(formula.names().begin(), formula.names().end(), [](const std::string& name) {
+        return name.starts_with(words::columnPrefix);
+    });
 }
 
 // The columns that the table is asked for: those that become words, and those in formulas.
@@ -94,9 +95,9 @@ std::vector<std::string> columnsWanted(const std::vector<Assignment>& assignment
     std::vector<std::string> wanted = written;
     for (const Assignment& assignment : assignments) {
         for (const std::string& name : assignment.formula.names()) {
-            if (!name.starts_with(ofTable))
+            if (!name.starts_with(words::columnPrefix))
                 continue;
-            const std::string column = name.substr(ofTable.size());
+            const std::string column = name.substr(words::columnPrefix.size());
             if (std::find(wanted.begin(), wanted.end(), column) == wanted.end())
                 wanted.push_back(column);
         }
@@ -128,7 +129,7 @@ void readTable(State& state, const std::vector<Assignment>& assignments, void* i
         state.keyPlaces.push_back(state.formulas.use(word));
     state.key.resize(key.size());
     for (std::size_t i = 0; i < wanted.size(); ++i) {
-        Column column{i, state.formulas.define(ofTable + wanted[i]), {}};
+        Column column{i, state.formulas.define(words::columnPrefix + wanted[i]), {}};
         if (i < written.size()) {
             if (!words::isWordName(written[i]))
                 fail(path + ": the column \"" + written[i] +

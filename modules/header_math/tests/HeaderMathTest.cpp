@@ -1,6 +1,6 @@
-#include "../assignments.h"
 #include "ModuleTest.h"
 #include "TextFiles.h"
+#include "words/Assignment.h"
 
 #include <cmath>
 #include <limits>
@@ -13,7 +13,7 @@ using testing::IsEmpty;
 
 TEST(AssignmentTest, TheFirstSingleSignAssigns)
 {
-    const Assignment one = parseAssignment(" flag=offset<=300 && cdp!=7 ");
+    const words::Assignment one = words::parseAssignment(" flag=offset<=300 && cdp!=7 ");
 
     EXPECT_EQ(one.word, "flag");
     EXPECT_EQ(one.formula.text(), "offset<=300 && cdp!=7");
@@ -23,7 +23,7 @@ TEST(AssignmentTest, OthersAreRefused)
 {
     for (const char* text : {"cdp", "cdp == 3", "= 3", "cdp =", "3 = cdp", "a b = 3", "trace = 1",
                              "table.x = 1", "sqrt = 3"})
-        EXPECT_THROW(parseAssignment(text), std::runtime_error) << text;
+        EXPECT_THROW(words::parseAssignment(text), std::runtime_error) << text;
 }
 
 class HeaderMathTest : public ModuleTest

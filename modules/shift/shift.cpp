@@ -55,10 +55,6 @@ void checkUse(const Parameters& set)
         fail("no shift is given; give time, word or table");
     if (!set.table && !set.key.empty())
         fail("key is given without a table; name its file with table");
-    constexpr double longest = 1e6; // seconds
-    if (std::fabs(set.time) > longest)
-        fail("time is " + numberText(set.time) + " s; give a shift within " + numberText(longest) +
-             " s");
 }
 
 void readTable(State& state)

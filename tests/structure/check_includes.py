@@ -5,7 +5,8 @@ Usage: check_includes.py [SOURCE_TREE]
 
 Prints a line for each forbidden include and ends with 1 when there is one. What may include what:
 
-    src/host        cli -> run, report -> draw -> job -> base; every header is named with its room
+    src/host        cli -> run, report -> draw -> job -> base; every header is named with its room;
+                    of modules/support only the parsers of words/, and only in job
     src/kernel      MOXKernel_fortran -> MOXKernel_c -> MOXKernel -> JobManager -> ... -> UniVar
     src/components  nothing of src/kernel, src/host and modules
     modules         of the kernel only the module interface (knl.h, knl_fortran.h, MOXKernel.h) and
@@ -29,6 +30,9 @@ ROOMS = {
     'report': {'base', 'job', 'draw'},
     'cli': {'base', 'job', 'draw', 'run', 'report'},
 }
+
+# What the check of a job parses as the modules do: formulas and tables. Nothing of it needs a kernel.
+PARSERS = {'words/Assignment.h', 'words/CsvFile.h', 'words/Expression.h', 'words/KeyedTable.h'}
 
 # The kernel's units from the lowest layer to the highest; those in one row may include each other.
 # A header that is not listed (a private container) is as high as the highest header it includes.
@@ -119,6 +123,9 @@ class Tree:
         if first in ROOMS:
             if first != room and first not in ROOMS[room]:
                 self.report(path, line, f'{room} must not include {name}')
+        elif (self.root / 'modules/support' / name).is_file():
+            if room != 'job' or name not in PARSERS:
+                self.report(path, line, f'{room} must not include {name} of the modules')
         elif (path.parent / name).is_file() or name in self.host:
             self.report(path, line, f'{name} must be named with its room')
 

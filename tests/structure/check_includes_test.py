@@ -54,6 +54,15 @@ class CheckIncludesTest(unittest.TestCase):
                     f'src/host/{room}/Planted.cpp:2: {room} must not include {header}'])
                 (self.root / f'src/host/{room}/Planted.cpp').unlink()
 
+    def test_the_check_of_jobs_uses_the_parsers_of_modules(self):
+        for name in ('Expression.h', 'TraceWords.h'):
+            self.write('modules/support/words/' + name)
+        self.write('src/host/job/Planted.cpp', 'words/Expression.h', 'words/TraceWords.h')
+        self.write('src/host/run/Planted.cpp', 'words/Expression.h')
+        self.assertEqual(self.problems(), [
+            'src/host/job/Planted.cpp:2: job must not include words/TraceWords.h of the modules',
+            'src/host/run/Planted.cpp:1: run must not include words/Expression.h of the modules'])
+
     def test_headers_of_the_command_are_named_with_their_room(self):
         self.write('src/host/base/Planted.cpp', 'Text.h')
         self.write('src/host/cli/Planted.cpp', 'Text.h')

@@ -186,7 +186,7 @@ TEST_F(ShiftTest, SettingsAreRefused)
         std::string message;
     } rows[] = {
         {{}, "no shift is given; give time, word or table"},
-        {{{"time", UniVar(2e6)}}, "time is 2000000 s; give a shift within 1000000 s"},
+        {{{"time", UniVar(2e6)}}, "time is 2e+06 s; give a number from -1000000 to 1000000"},
         {{{"time", UniVar(1.0)}, {"key", UniVar("fldr")}},
          "key is given without a table; name its file with table"},
         {{{"table", UniVar(path)}},

@@ -1,6 +1,8 @@
-#include "assignments.h"
+#include "words/Assignment.h"
 
 #include <stdexcept>
+
+namespace words {
 
 namespace {
 
@@ -36,11 +38,13 @@ Assignment parseAssignment(const std::string& text)
                                  "\" does not assign; write \"word = formula\", as in cdpx = (sx + "
                                  "gx) / 2");
     const std::string word = trimmed(text.substr(0, sign));
-    if (!words::isWordName(word) || word == "trace" || word.starts_with("table."))
+    if (!isWordName(word) || word == "trace" || word.starts_with(columnPrefix))
         throw std::runtime_error("\"" + text + "\" assigns to \"" + word +
                                  "\", which is not a name for a header word");
     const std::string formula = trimmed(text.substr(sign + 1));
     if (formula.empty())
         throw std::runtime_error("\"" + text + "\" has no formula behind the \"=\"");
-    return {word, words::Expression(formula)};
+    return {word, Expression(formula)};
 }
+
+} // namespace words

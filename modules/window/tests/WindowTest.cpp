@@ -215,7 +215,7 @@ TEST_F(WindowTest, SettingsAreRefused)
          "(900 ms)"},
         {{{"end", UniVar(-1.0)}},
          "end is -1 s, before the first sample; give a later one, or start as well"},
-        {{{"end", UniVar(2e6)}}, "end is 2000000 s; give a time within 1000000 s"},
+        {{{"end", UniVar(2e6)}}, "end is 2e+06 s; give a number from -1000000 to 1000000"},
         {{{"start", UniVar(-1e6)}, {"end", UniVar(1e6)}},
          "a window from -1000000 s to 1000000 s has 1000000001 samples, and traces have at most "
          "536870911; give times with their unit (900 ms)"},

@@ -80,6 +80,15 @@ std::string parameterTable(const Manifest& manifest)
     return table;
 }
 
+// A list of the rules between parameters, in the words of messages.
+std::string rulesText(const Manifest& manifest)
+{
+    std::string text = manifest.rules.empty() ? "" : "\nRules between parameters:\n\n";
+    for (const ParameterRule& rule : manifest.rules)
+        text += "- " + cell(rule.text()) + "\n";
+    return text;
+}
+
 std::string portsText(const PortSpec& ports)
 {
     return ports.countText() + (ports.names.empty() ? "" : " (" + joined(ports.names, ", ") + ")");
@@ -108,7 +117,7 @@ std::string attributes(const Manifest& manifest)
 
 std::string interfaceMarkdown(const Manifest& manifest)
 {
-    return parameterTable(manifest) + "\n" +
+    return parameterTable(manifest) + rulesText(manifest) + "\n" +
            fmt::format("Inputs: {}. Outputs: {}. Draws: {}.\n\n", cell(portsText(manifest.inputs)),
                        cell(portsText(manifest.outputs)), cell(manifest.draws)) +
            attributes(manifest);

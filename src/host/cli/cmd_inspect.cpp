@@ -124,6 +124,14 @@ void printParameters(const Manifest& manifest)
                    defaultText(spec), wrapped(escaped(spec.help), pageWidth, 6));
 }
 
+void printRules(const Manifest& manifest)
+{
+    if (!manifest.rules.empty())
+        fmt::print("\nRules between parameters:\n");
+    for (const ParameterRule& rule : manifest.rules)
+        fmt::print("{}", wrapped(escaped(rule.text()), pageWidth, 2));
+}
+
 void printAttributes(const Manifest& manifest)
 {
     std::vector<std::string> written;
@@ -193,6 +201,18 @@ Json parameterJson(const ParameterSpec& spec)
     add("max_count", spec.maxCount);
     if (!spec.choices.empty())
         json["choices"] = spec.choices;
+    if (!spec.besides.empty())
+        json["besides"] = spec.besides;
+    return json;
+}
+
+Json ruleJson(const ParameterRule& rule)
+{
+    Json json = {{"rule", ruleKindName(rule.kind)}, {"of", rule.of}, {"text", rule.text()}};
+    if (!rule.when.empty())
+        json["when"] = rule.when;
+    if (!rule.values.empty())
+        json["values"] = rule.values;
     return json;
 }
 
@@ -213,6 +233,9 @@ void printJsonPage(const CatalogModule& module, const ManifestPointer& manifest,
         json["parameters"] = Json::array();
         for (const ParameterSpec& spec : manifest->parameters)
             json["parameters"].push_back(parameterJson(spec));
+        json["rules"] = Json::array();
+        for (const ParameterRule& rule : manifest->rules)
+            json["rules"].push_back(ruleJson(rule));
         json["reads"] = manifest->reads;
         json["writes"] = Json::array();
         for (const AttributeSpec& attribute : manifest->writes)
@@ -276,6 +299,7 @@ int printPage(const ModuleCatalog& catalog, const std::string& name, PageForm fo
         printDescription(*manifest);
         printPorts(*manifest);
         printParameters(*manifest);
+        printRules(*manifest);
         printAttributes(*manifest);
         fmt::print("Draws: {}\n", escaped(manifest->draws));
         printFiles(*module, problem);

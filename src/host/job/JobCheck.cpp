@@ -221,15 +221,13 @@ void warnOfUnknownReads(const JobFile& job, const std::vector<ResolvedModule>& m
 class AttributeNames
 {
 public:
-    AttributeNames(const std::map<std::string, ResolvedAttribute>& defined,
+    AttributeNames(const std::map<std::string, ResolvedAttribute>& defined, const JobFile& job,
                    const std::vector<ResolvedModule>& modules)
     {
         for (const auto& one : defined)
             names.push_back(one.first);
-        for (const ResolvedModule& module : modules) {
-            for (const AttributeSpec& written : module.manifest->writes)
-                names.push_back(written.name);
-        }
+        for (std::size_t i = 0; i < modules.size(); ++i)
+            addWritten(job.modules[i], modules[i]);
         std::sort(names.begin(), names.end());
     }
 
@@ -237,14 +235,17 @@ public:
     {
         for (const JobParameter& given : job.parameters) {
             const ParameterSpec* spec = manifest.find(given.name);
-            if (spec == nullptr || spec->meaning == ParameterMeaning::plain ||
-                spec->meaning == ParameterMeaning::ranges)
+            if (spec == nullptr)
                 continue;
             const std::string subject =
                 fmt::format("parameter {} of module {}", quote(spec->name), quote(job.name));
             for (const YamlValue& item :
-                 given.value->isList() ? given.value->items : std::vector{given.value})
-                checkNode(*item, spec->meaning, subject, diagnostics);
+                 given.value->isList() ? given.value->items : std::vector{given.value}) {
+                if (namesAttributes(spec->meaning))
+                    checkNode(*item, *spec, subject, diagnostics);
+                for (const std::string& name : namesInFormulas(*spec, *item))
+                    checkFormulaName(*item, name, subject, diagnostics);
+            }
         }
     }
 
@@ -283,21 +284,55 @@ private:
         return words;
     }
 
-    void checkNode(const YamlNode& node, ParameterMeaning meaning, const std::string& subject,
+    void addWritten(const JobModule& job, const ResolvedModule& module)
+    {
+        for (const AttributeSpec& written : module.manifest->writes)
+            names.push_back(written.name);
+        for (const JobParameter& given : job.parameters) {
+            const ParameterSpec* spec = module.manifest->find(given.name);
+            if (spec == nullptr)
+                continue;
+            const std::vector<std::string> assigned = wordsAssigned(*spec, *given.value);
+            names.insert(names.end(), assigned.begin(), assigned.end());
+        }
+        const std::vector<std::string> columns = wordsOfTable(module);
+        names.insert(names.end(), columns.begin(), columns.end());
+    }
+
+    bool isKnown(const std::string& name) const
+    {
+        return std::binary_search(names.begin(), names.end(), name);
+    }
+
+    // "trace" is the number of the trace; the columns of tables have been looked up in them.
+    void checkFormulaName(const YamlNode& node, const std::string& name, const std::string& subject,
+                          Diagnostics& diagnostics) const
+    {
+        if (name == "trace" || name.starts_with("table.") || isKnown(name))
+            return;
+        diagnostics.error(node.place,
+                          fmt::format("{} uses {}; the traces of this job have no attribute of "
+                                      "that name{}",
+                                      subject, quote(name), suggestion(name, names, "")));
+    }
+
+    void checkNode(const YamlNode& node, const ParameterSpec& spec, const std::string& subject,
                    Diagnostics& diagnostics) const
     {
         std::string name = trimmed(node.text);
-        if (meaning == ParameterMeaning::sortKey && name.starts_with('-'))
+        if (spec.meaning == ParameterMeaning::sortKey && name.starts_with('-'))
             name = trimmed(name.substr(1));
+        const bool isAllowed =
+            std::find(spec.besides.begin(), spec.besides.end(), name) != spec.besides.end();
         // Values that are not texts have been reported; an empty one means none.
-        if (node.isScalar() && !name.empty())
+        if (node.isScalar() && !name.empty() && !isAllowed)
             checkName(name, node.place, subject, diagnostics);
     }
 
     void checkName(const std::string& name, const Place& place, const std::string& subject,
                    Diagnostics& diagnostics) const
     {
-        if (std::binary_search(names.begin(), names.end(), name))
+        if (isKnown(name))
             return;
         diagnostics.error(place,
                           fmt::format("{} is {}; the traces of this job have no attribute of that "
@@ -315,7 +350,7 @@ void refuseUnknownNames(const JobFile& job, const std::vector<ResolvedModule>& m
     const auto isKnown = [](const ResolvedModule& one) { return one.manifest != nullptr; };
     if (!std::all_of(modules.begin(), modules.end(), isKnown))
         return; // what modules without a manifest write is unknown
-    const AttributeNames names(defined, modules);
+    const AttributeNames names(defined, job, modules);
     for (std::size_t i = 0; i < modules.size(); ++i) {
         names.check(job.modules[i], *modules[i].manifest, diagnostics);
         names.checkSelections(job.modules[i], modules[i], diagnostics);

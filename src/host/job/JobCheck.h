@@ -23,6 +23,9 @@ ResolvedJob checkJob(const JobFile& job, const ModuleCatalog& catalog, Diagnosti
 /// Converts the parameters of module `i` and adds the defaults.
 void checkParameters(const JobFile& job, std::size_t i, ResolvedModule& module,
                      Diagnostics& diagnostics);
+/// The formulas of a module, and the rules between its parameters. Requires: a manifest, and
+/// parameters without errors.
+void checkRules(const JobModule& job, const ResolvedModule& module, Diagnostics& diagnostics);
 /// Files that are read exist, files that are written can be, and replace nothing that the job uses.
 void checkFiles(const JobFile& job, const ResolvedJob& resolved, Diagnostics& diagnostics);
 /// Connects the modules: inputs, numbers of ports, cycles, modules that would never run.
@@ -32,6 +35,18 @@ void checkWiring(const JobFile& job, std::vector<ResolvedModule>& modules,
 std::vector<ResolvedAttribute> checkAttributes(const JobFile& job,
                                                const std::vector<ResolvedModule>& modules,
                                                Diagnostics& diagnostics);
+/// @}
+
+/// @name Header words in formulas
+/// Empty for parameters that hold none; what does not parse is left out.
+/// @{
+
+/// The words and columns ("table.x") that the formulas of a parameter use.
+std::vector<std::string> namesInFormulas(const ParameterSpec& spec, const YamlNode& value);
+/// The words that the assignments of a parameter write.
+std::vector<std::string> wordsAssigned(const ParameterSpec& spec, const YamlNode& value);
+/// The words that a module takes from the columns of its table. Requires: a manifest.
+std::vector<std::string> wordsOfTable(const ResolvedModule& module);
 /// @}
 
 } // namespace host

@@ -290,6 +290,7 @@ void checkParameters(const JobFile& job, std::size_t i, ResolvedModule& module,
                      Diagnostics& diagnostics)
 {
     const JobModule& given = job.modules[i];
+    const int before = diagnostics.errors();
     if (module.manifest != nullptr)
         checkAgainstManifest(given, job, module, diagnostics);
     else
@@ -297,6 +298,9 @@ void checkParameters(const JobFile& job, std::size_t i, ResolvedModule& module,
     refuseLongTexts(given, module, diagnostics);
     if (module.manifest != nullptr)
         checkWords(given, job, module, diagnostics);
+    // What is wrong by itself would break rules, too.
+    if (module.manifest != nullptr && diagnostics.errors() == before)
+        checkRules(given, module, diagnostics);
 }
 
 void checkFiles(const JobFile& job, const ResolvedJob& resolved, Diagnostics& diagnostics)

@@ -31,10 +31,12 @@ constexpr std::array<std::pair<ParameterType, const char*>, 13> typeNames = {{
     {ParameterType::wordMap,     "word_map"},
 }};
 
-constexpr std::array<std::pair<ParameterMeaning, const char*>, 3> meaningNames = {{
-    {ParameterMeaning::attribute, "attribute"},
-    {ParameterMeaning::sortKey,   "sort_key"},
-    {ParameterMeaning::ranges,    "ranges"},
+constexpr std::array<std::pair<ParameterMeaning, const char*>, 5> meaningNames = {{
+    {ParameterMeaning::attribute,  "attribute"},
+    {ParameterMeaning::sortKey,    "sort_key"},
+    {ParameterMeaning::ranges,     "ranges"},
+    {ParameterMeaning::formula,    "formula"},
+    {ParameterMeaning::assignment, "assignment"},
 }};
 
 constexpr std::array<std::pair<const char*, int>, 6> attributeTypes = {{
@@ -77,6 +79,7 @@ public:
         manifest.inputs = readPorts(fields, "inputs");
         manifest.outputs = readPorts(fields, "outputs");
         readParameters(fields, manifest);
+        readRules(fields, manifest);
         manifest.reads = fields.texts("reads");
         readWrites(fields, manifest);
         manifest.draws = fields.text("draws").value_or("none");
@@ -135,6 +138,25 @@ private:
             readParameter(item, manifest);
     }
 
+    void readRules(YamlFields& manifestFields, Manifest& manifest)
+    {
+        const YamlEntry* entry = manifestFields.entry("rules");
+        if (entry == nullptr)
+            return;
+        if (!entry->value->isList()) {
+            diagnostics.error(entry->value->place,
+                              "\"rules\" is " + entry->value->description() + "; expected a list");
+            return;
+        }
+        for (const YamlValue& item : entry->value->items) {
+            YamlFields fields(item, "the rule", diagnostics);
+            if (!item->isMap())
+                continue;
+            if (const std::optional<ParameterRule> rule = readRule(fields, manifest, diagnostics))
+                manifest.rules.push_back(*rule);
+        }
+    }
+
     void readParameter(const YamlValue& item, Manifest& manifest)
     {
         YamlFields fields(item, "the parameter", diagnostics);
@@ -152,6 +174,7 @@ private:
         spec.minCount = count(fields, "min_count");
         spec.maxCount = count(fields, "max_count");
         spec.choices = fields.texts("choices");
+        spec.besides = fields.texts("besides");
         spec.help = fields.requiredText("help").value_or("");
         if (const YamlEntry* value = fields.entry("default"))
             spec.defaultValue = value->value;
@@ -218,9 +241,14 @@ private:
         const bool isText =
             spec.type == ParameterType::text || spec.type == ParameterType::textList;
         if (spec.meaning != ParameterMeaning::plain && !isText)
-            complain(spec.meaning == ParameterMeaning::ranges
-                         ? " cannot hold ranges, since it is not a text"
-                         : " cannot name an attribute, since it is not a text");
+            complain(namesAttributes(spec.meaning)
+                         ? " cannot name an attribute, since it is not a text"
+                         : fmt::format(" cannot hold {}s, since it is not a text",
+                                       spec.meaning == ParameterMeaning::ranges
+                                           ? "range"
+                                           : parameterMeaningName(spec.meaning)));
+        if (!spec.besides.empty() && !namesAttributes(spec.meaning))
+            complain(" has \"besides\" but does not name an attribute");
         if (!isListType(spec.type) && (spec.minCount || spec.maxCount))
             complain(" has a number of elements but is not a list");
         if (spec.required && spec.defaultValue != nullptr)
@@ -291,6 +319,11 @@ const char* parameterMeaningName(ParameterMeaning meaning)
             return one.second;
     }
     return "";
+}
+
+bool namesAttributes(ParameterMeaning meaning)
+{
+    return meaning == ParameterMeaning::attribute || meaning == ParameterMeaning::sortKey;
 }
 
 bool isListType(ParameterType type)

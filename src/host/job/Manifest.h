@@ -4,6 +4,7 @@
 #ifndef MANIFEST_H
 #define MANIFEST_H
 
+#include "job/ParameterRules.h"
 #include "job/YamlReader.h"
 
 #include <memory>
@@ -37,15 +38,20 @@ enum class ParameterMeaning
     plain,
     attribute, ///< names of trace attributes
     sortKey,   ///< names of trace attributes, with "-" before a name to sort in descending order
-    ranges     ///< numbers and ranges of numbers, as VORN::NumberRanges reads them
+    ranges,    ///< numbers and ranges of numbers, as VORN::NumberRanges reads them
+    formula,   ///< formulas over header words, as words::Expression reads them
+    assignment ///< assignments to header words, as words::parseAssignment reads them
 };
 
 /// "int", "float_list" and so on.
 const char* parameterTypeName(ParameterType type);
 bool isListType(ParameterType type);
 bool isNumberType(ParameterType type); ///< also of lists
-/// "attribute", "sort_key", "ranges"; empty for plain ones.
+/// "attribute", "sort_key", "ranges", "formula", "assignment"; empty for plain ones.
 const char* parameterMeaningName(ParameterMeaning meaning);
+
+/// Whether the texts are names of trace attributes, alone or with a sign.
+bool namesAttributes(ParameterMeaning meaning);
 
 /// A parameter of a module.
 struct ParameterSpec
@@ -63,8 +69,9 @@ struct ParameterSpec
     std::optional<int> minCount; ///< elements of a list
     std::optional<int> maxCount;
     std::vector<std::string> choices;
-    std::string help; ///< one sentence
-    Place place;      ///< of the entry
+    std::vector<std::string> besides; ///< texts that name no attribute and are allowed all the same
+    std::string help;                 ///< one sentence
+    Place place;                      ///< of the entry
 };
 
 /// The input ports or the output ports of a module.
@@ -101,7 +108,8 @@ struct Manifest
     PortSpec inputs;
     PortSpec outputs;
     std::vector<ParameterSpec> parameters;
-    std::vector<std::string> reads; ///< names of trace attributes
+    std::vector<ParameterRule> rules; ///< between parameters
+    std::vector<std::string> reads;   ///< names of trace attributes
     std::vector<AttributeSpec> writes;
     std::string draws; ///< "none", or what
 

@@ -179,5 +179,69 @@ TEST(ManifestTest, NumbersNameNoAttributes)
         ElementsAre(
             "agc.yaml:6:5: parameter \"key\" cannot name an attribute, since it is not a text",
             "agc.yaml:7:34: the parameter: \"is\" is \"attributes\"; expected one of attribute, "
-            "sort_key, ranges; did you mean \"attribute\"?"));
+            "sort_key, ranges, formula, assignment; did you mean \"attribute\"?"));
+}
+
+TEST(ManifestTest, RulesBetweenParametersAreReadAndHaveWords)
+{
+    const Parsing parsing(std::string(head) +
+                          "parameters:\n"
+                          "  - {name: times, type: float_list, unit: s, help: h}\n"
+                          "  - {name: values, type: float_list, help: h}\n"
+                          "  - {name: table, type: file, help: h}\n"
+                          "  - {name: mode, type: choice, choices: [a, b, c], help: h}\n"
+                          "rules:\n"
+                          "  - {needs: [times, table]}\n"
+                          "  - {when: times, needs: values}\n"
+                          "  - {when: {mode: [a, b]}, excludes: values}\n"
+                          "  - {same_count: [times, values]}\n"
+                          "  - {ascending: times, within: values}\n"
+                          "  - {not_above: [values, times]}\n"
+                          "  - {multiple: times, step: 0.5}\n"
+                          "  - {columns: [], named: time, of: table}\n");
+    EXPECT_THAT(parsing.lines(), ElementsAre());
+    ASSERT_NE(parsing.manifest, nullptr);
+    std::vector<std::string> texts;
+    for (const ParameterRule& rule : parsing.manifest->rules)
+        texts.push_back(rule.text());
+    EXPECT_THAT(texts, ElementsAre("times or table is required", "times needs values",
+                                   "mode a or b excludes values",
+                                   "times and values have the same number of elements",
+                                   "the elements of times ascend where values is the same",
+                                   "values is not above times", "times is a multiple of 0.5",
+                                   "table has the columns time, with a number in each row"));
+}
+
+TEST(ManifestTest, RulesThatDoNotFitTheParametersAreRefused)
+{
+    const Parsing parsing(std::string(head) +
+                          "parameters:\n"
+                          "  - {name: times, type: float_list, help: h}\n"
+                          "  - {name: mode, type: choice, choices: [a, b], help: h}\n"
+                          "rules:\n"
+                          "  - {below: [times, wrong]}\n"
+                          "  - {ascending: mode}\n"
+                          "  - {needs: times, excludes: times}\n"
+                          "  - {when: {mode: c}, needs: times}\n"
+                          "  - {multiple: times}\n"
+                          "  - {columns: [], of: times}\n"
+                          "  - {same_count: times}\n"
+                          "  - {need: times}\n");
+    EXPECT_EQ(parsing.manifest, nullptr);
+    EXPECT_THAT(
+        parsing.lines(),
+        testing::AllOf(
+            testing::Contains("agc.yaml:9:5: the rule names \"wrong\", which is not a parameter of "
+                              "this module"),
+            testing::Contains("agc.yaml:10:5: the rule names \"mode\", which is not a number"),
+            testing::Contains(
+                testing::StartsWith("agc.yaml:11:5: the rule has several of the keys")),
+            testing::Contains(
+                "agc.yaml:12:5: the rule names \"c\", which is not a choice of \"mode\""),
+            testing::Contains(
+                "agc.yaml:13:5: the rule needs the key \"step\" with a number above 0"),
+            testing::Contains("agc.yaml:14:5: the rule for \"columns\" needs the key \"of\" with a "
+                              "parameter that is a file"),
+            testing::Contains("agc.yaml:15:5: the rule has 1 parameter for \"same_count\", which "
+                              "needs 2 at least")));
 }

@@ -9,6 +9,7 @@
 #include <fmt/format.h>
 #include <fstream>
 #include <map>
+#include <optional>
 #include <sstream>
 #include <sys/stat.h>
 #include <unordered_map>
@@ -227,6 +228,22 @@ Place placeOfByte(const std::string& text, std::size_t offset, const std::string
     return place;
 }
 
+// The tab in the indentation of the line (from 1), or of the one before it, where the parser may
+// not have noticed it; nothing where there is none.
+std::optional<Place> tabBefore(const std::string& text, int line, const std::string& source)
+{
+    std::istringstream stream(text);
+    std::optional<Place> found;
+    std::string content;
+    for (int number = 1; number <= line && std::getline(stream, content); ++number) {
+        const std::size_t tab = content.find_first_not_of(' ');
+        if (number + 1 >= line && tab != std::string::npos && content[tab] == '\t' &&
+            content.find_first_not_of(" \t") != std::string::npos)
+            found = Place{source, number, static_cast<int>(tab) + 1};
+    }
+    return found;
+}
+
 std::shared_ptr<YamlNode> withoutLine(const YamlValue& value)
 {
     auto copy = std::make_shared<YamlNode>(*value);
@@ -319,6 +336,12 @@ YamlValue readYaml(const std::string& text, const std::string& source, Diagnosti
             return nullptr;
         }
     } catch (const YAML::Exception& error) {
+        const std::optional<Place> tab =
+            error.mark.is_null() ? std::nullopt : tabBefore(text, error.mark.line + 1, source);
+        if (tab) {
+            diagnostics.error(*tab, "this line is indented with a tab; YAML allows only blanks");
+            return nullptr;
+        }
         const Place place = error.mark.is_null()
                                 ? Place{source, 0, 0}
                                 : Place{source, error.mark.line + 1, error.mark.column + 1};

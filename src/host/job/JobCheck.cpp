@@ -36,6 +36,7 @@ public:
     void find(const JobModule& job, ResolvedModule& module)
     {
         module.name = job.name;
+        module.place = job.place;
         module.module = job.module;
         if (job.module.empty())
             return; // the error has been reported

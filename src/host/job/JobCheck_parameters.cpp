@@ -1,6 +1,8 @@
 // The parameters of each module, checked against its manifest, and the files among them.
 #include "base/Escaping.h"
+#include "base/Numbers.h"
 #include "base/Suggestions.h"
+#include "base/Text.h"
 #include "file/FileIdentity.h"
 #include "file/InputNames.h"
 #include "job/JobCheck.h"
@@ -34,14 +36,37 @@ const JobParameter* findGiven(const JobModule& module, const std::string& name)
     return nullptr;
 }
 
-void addParameter(const ParameterSpec& spec, std::optional<ParameterValue> value, bool given,
-                  ResolvedModule& module)
+// Whether a number is written without a unit. Zero is the same in all.
+bool hasBareNumber(const YamlNode& value)
 {
-    if (value)
-        module.parameters.push_back(
-            {spec.name, std::move(*value), parameterTypeName(spec.type), spec.unit, given,
-             spec.type == ParameterType::file || spec.type == ParameterType::fileList,
-             spec.type == ParameterType::outfile});
+    if (value.isScalar()) {
+        const auto number = parseNumber(trimmed(value.text));
+        return number && *number != 0;
+    }
+    return std::any_of(value.items.begin(), value.items.end(),
+                       [](const YamlValue& item) { return hasBareNumber(*item); });
+}
+
+// `given` is what the job gives; null for a default.
+void addParameter(const ParameterSpec& spec, std::optional<ParameterValue> value,
+                  const JobParameter* given, ResolvedModule& module)
+{
+    if (!value)
+        return;
+    ResolvedParameter parameter;
+    parameter.name = spec.name;
+    parameter.value = std::move(*value);
+    parameter.type = parameterTypeName(spec.type);
+    parameter.unit = spec.unit;
+    parameter.given = given != nullptr;
+    parameter.isInputFile =
+        spec.type == ParameterType::file || spec.type == ParameterType::fileList;
+    parameter.isOutputFile = spec.type == ParameterType::outfile;
+    if (given != nullptr) {
+        parameter.place = given->value->place;
+        parameter.isUnitAssumed = !spec.unit.empty() && hasBareNumber(*given->value);
+    }
+    module.parameters.push_back(std::move(parameter));
 }
 
 void checkGiven(const JobParameter& given, const ParameterSpec& spec, ResolvedModule& module,
@@ -53,7 +78,7 @@ void checkGiven(const JobParameter& given, const ParameterSpec& spec, ResolvedMo
             given.place, fmt::format("{} has no value; expected {}", subject, expectedValue(spec)));
     else
         addParameter(spec, convertParameter(spec, given.value, given.folder, subject, diagnostics),
-                     true, module);
+                     &given, module);
 }
 
 // What the job gives the parameter: in its entry, or for all readers in `words` of the job.
@@ -89,7 +114,7 @@ void checkAgainstManifest(const JobModule& job, const JobFile& file, ResolvedMod
             addParameter(spec,
                          convertParameter(spec, spec.defaultValue, folder,
                                           subjectOf(spec.name, module.name), diagnostics),
-                         false, module);
+                         nullptr, module);
     }
 }
 
@@ -99,7 +124,8 @@ void passUnchecked(const JobModule& job, ResolvedModule& module, Diagnostics& di
         const auto value =
             guessParameter(given.value, subjectOf(given.name, module.name), diagnostics);
         if (value)
-            module.parameters.push_back({given.name, *value, "", "", true, false, false});
+            module.parameters.push_back(
+                {given.name, *value, "", "", true, false, false, given.value->place, false});
     }
 }
 

@@ -22,6 +22,9 @@ struct ResolvedParameter
     bool given = true; ///< in the job file or on the command line; false: the manifest's default
     bool isInputFile = false; ///< or several: `ParameterValue::items`
     bool isOutputFile = false;
+    Place place; ///< of the value in the job file; line 0 for defaults
+    /// A number was given without a unit, so that the manifest's is taken for it.
+    bool isUnitAssumed = false;
 };
 
 /// The files that a parameter of files names, the matches of a pattern one by one; a pattern
@@ -39,6 +42,7 @@ struct ResolvedInput
 struct ResolvedModule
 {
     std::string name;
+    Place place; ///< of the entry in the job file
     std::string module;
     std::string library;      ///< relative to VORN_HOME/lib
     ManifestPointer manifest; ///< null: the module has none

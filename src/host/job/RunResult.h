@@ -92,7 +92,10 @@ struct RunMessage
     double seconds = 0; ///< since the job began
     std::string time;   ///< local time, HH:MM:SS
     std::string module; ///< name in the job, or "Kernel"
-    int severity = 0;   ///< see Severity; other numbers as the module gave them
+    /// "job.yaml:12", the entry of the module or the parameter that the message is about; empty for
+    /// messages of no module.
+    std::string place;
+    int severity = 0; ///< see Severity; other numbers as the module gave them
     std::string text;
     std::vector<std::string> arguments; ///< that the module added after the text
 };

@@ -176,6 +176,7 @@ Json padJson(const Pad& pad)
 Json messageJson(const RunMessage& message)
 {
     return {{"module", message.module},
+            {"place", message.place},
             {"severity", message.severity},
             {"severity_name", severityName(message.severity)},
             {"text", message.text},

@@ -72,6 +72,9 @@ std::string messageLine(const RunMessage& message, int nameWidth)
     std::string line = fmt::format(
         "{} {} {} {}", message.time, padRight(severityName(message.severity), severityWidth),
         padRight(escaped(message.module), nameWidth), escaped(message.text));
+    // What has to be acted upon says where.
+    if (message.severity >= warningSeverity && !message.place.empty())
+        line += " (" + escaped(message.place) + ")";
     line.erase(line.find_last_not_of(' ') + 1);
     return line;
 }

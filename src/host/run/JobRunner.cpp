@@ -54,6 +54,12 @@ std::string localTime(const char* format)
     return std::string(text, std::strftime(text, sizeof text, format, &local));
 }
 
+// "job.yaml:12": editors and terminals jump there. What stands on the command line has no number.
+std::string lineOf(const Place& place)
+{
+    return place.line > 0 ? fmt::format("{}:{}", place.source, place.line) : place.source;
+}
+
 JobRunner* diagnosticTarget = nullptr;
 
 void receiveDiagnostic(QtMsgType, const QMessageLogContext&, const QString& text)
@@ -92,6 +98,8 @@ JobRunner::JobRunner(const ResolvedJob& resolved, const std::string& scratchDire
     : job(resolved), recorder(resolved, result, live), deadlocks(resolved, modules, wiring),
       start(Clock::now())
 {
+    for (const ResolvedModule& module : job.modules)
+        places[module.name] = lineOf(module.place);
     prepareKernel(scratchDirectory);
 }
 
@@ -312,6 +320,13 @@ void JobRunner::stopWithError(const std::string& text)
 
 void JobRunner::takeMessage(int type, const std::string& module, const std::string& text)
 {
+    const auto place = places.find(module);
+    keepMessage(type, module, place != places.end() ? place->second : "", text);
+}
+
+void JobRunner::keepMessage(int type, const std::string& module, const std::string& place,
+                            const std::string& text)
+{
     // The kernel keeps the trace in memory then: more memory is needed, and nothing is wrong with
     // the results.
     if (type == errorSeverity && text.starts_with(kernel_messages::canNotWriteToScratchFile))
@@ -321,6 +336,7 @@ void JobRunner::takeMessage(int type, const std::string& module, const std::stri
     message.seconds = secondsSince(start);
     message.time = localTime("%H:%M:%S");
     message.module = module;
+    message.place = place;
     message.severity = type;
     message.text = text;
     if (type >= errorSeverity)

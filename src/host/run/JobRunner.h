@@ -74,6 +74,8 @@ public:
     /// @}
 
 private:
+    void keepMessage(int type, const std::string& module, const std::string& place,
+                     const std::string& text);
     void prepareKernel(const std::string& scratchDirectory);
     bool createModules();
     void setParameters();
@@ -97,6 +99,7 @@ private:
     std::vector<ModuleEntity*> tees;    ///< before several readers of one output
     BuiltJob wiring;
     DeadlockWatch deadlocks;                         ///< of `modules` and `wiring`
+    std::map<std::string, std::string> places;       ///< of modules in the job file, by name
     std::map<std::pair<std::string, int>, int> kept; ///< messages by module and severity
     std::chrono::steady_clock::time_point start;
     std::size_t records = 0; ///< of statistics, of the phase `phaseOfRecords`

@@ -73,7 +73,7 @@ TEST_F(LargeInputTest, AFewBytesThatStateManySamplesEndEachCommandAtOnce)
         EXPECT_EQ(job.exitCode, 1) << step;
         const std::vector<std::string> fatal = linesWith(job.errors, " fatal ");
         ASSERT_THAT(fatal, SizeIs(1)) << job.errors;
-        EXPECT_THAT(fatal[0], EndsWith(refusal)) << step;
+        EXPECT_THAT(fatal[0], EndsWith(refusal + " (job.yaml:2)")) << step;
     }
 
     tree.write("job.yaml", "modules:\n"
@@ -185,7 +185,7 @@ TEST_F(LargeInputTest, ReadersAndSourcesHaveALimitToo)
         EXPECT_EQ(job.exitCode, 1);
         const std::vector<std::string> fatal = linesWith(job.errors, " fatal ");
         ASSERT_THAT(fatal, SizeIs(1)) << job.errors;
-        EXPECT_THAT(fatal[0], EndsWith(row.says));
+        EXPECT_THAT(fatal[0], EndsWith(row.says + std::string(" (job.yaml:2)")));
     }
 }
 

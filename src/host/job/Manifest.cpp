@@ -31,12 +31,14 @@ constexpr std::array<std::pair<ParameterType, const char*>, 13> typeNames = {{
     {ParameterType::wordMap,     "word_map"},
 }};
 
-constexpr std::array<std::pair<ParameterMeaning, const char*>, 5> meaningNames = {{
+constexpr std::array<std::pair<ParameterMeaning, const char*>, 7> meaningNames = {{
     {ParameterMeaning::attribute,  "attribute"},
     {ParameterMeaning::sortKey,    "sort_key"},
     {ParameterMeaning::ranges,     "ranges"},
     {ParameterMeaning::formula,    "formula"},
     {ParameterMeaning::assignment, "assignment"},
+    {ParameterMeaning::time,       "time"},
+    {ParameterMeaning::span,       "span"},
 }};
 
 constexpr std::array<std::pair<const char*, int>, 6> attributeTypes = {{
@@ -240,7 +242,11 @@ private:
             complain(" has a range or a unit but is not a number");
         const bool isText =
             spec.type == ParameterType::text || spec.type == ParameterType::textList;
-        if (spec.meaning != ParameterMeaning::plain && !isText)
+        const bool isOfTime =
+            spec.meaning == ParameterMeaning::time || spec.meaning == ParameterMeaning::span;
+        if (isOfTime && (!isNumberType(spec.type) || spec.unit != "s"))
+            complain(" cannot be a time of the record, since it is not a number of the unit s");
+        if (spec.meaning != ParameterMeaning::plain && !isOfTime && !isText)
             complain(namesAttributes(spec.meaning)
                          ? " cannot name an attribute, since it is not a text"
                          : fmt::format(" cannot hold {}s, since it is not a text",

@@ -36,18 +36,21 @@ enum class ParameterType
 enum class ParameterMeaning
 {
     plain,
-    attribute, ///< names of trace attributes
-    sortKey,   ///< names of trace attributes, with "-" before a name to sort in descending order
-    ranges,    ///< numbers and ranges of numbers, as VORN::NumberRanges reads them
-    formula,   ///< formulas over header words, as words::Expression reads them
-    assignment ///< assignments to header words, as words::parseAssignment reads them
+    attribute,  ///< names of trace attributes
+    sortKey,    ///< names of trace attributes, with "-" before a name to sort in descending order
+    ranges,     ///< numbers and ranges of numbers, as VORN::NumberRanges reads them
+    formula,    ///< formulas over header words, as words::Expression reads them
+    assignment, ///< assignments to header words, as words::parseAssignment reads them
+    time,       ///< numbers that are times of the record
+    span        ///< numbers that are lengths of time within the record
 };
 
 /// "int", "float_list" and so on.
 const char* parameterTypeName(ParameterType type);
 bool isListType(ParameterType type);
 bool isNumberType(ParameterType type); ///< also of lists
-/// "attribute", "sort_key", "ranges", "formula", "assignment"; empty for plain ones.
+/// "attribute", "sort_key", "ranges", "formula", "assignment", "time", "span"; empty for plain
+/// ones.
 const char* parameterMeaningName(ParameterMeaning meaning);
 
 /// Whether the texts are names of trace attributes, alone or with a sign.

@@ -8,6 +8,7 @@
 #include "kernel_messages.h"
 #include "run/DataFlow.h"
 #include "run/LastCalls.h"
+#include "run/RecordWatch.h"
 #include "run/RunningModule.h"
 
 #include <QtGlobal>
@@ -91,6 +92,24 @@ int receiveCommand(const char* command, void* runner)
     static_cast<JobRunner*>(runner)->takeCommand(command);
     return 0;
 }
+
+// What looks at the calls of modules.
+class CallWatch : public CallObserver
+{
+public:
+    CallWatch(DeadlockWatch& first, RecordWatch& second) : deadlocks(first), records(second) {}
+
+    void beforeCall() override { deadlocks.beforeCall(); }
+    void afterCall(const ModuleEntity& module) override
+    {
+        deadlocks.afterCall(module);
+        records.afterCall(module);
+    }
+
+private:
+    DeadlockWatch& deadlocks;
+    RecordWatch& records;
+};
 
 } // namespace
 
@@ -235,9 +254,19 @@ void JobRunner::runPhases()
         live.processingSince.store(std::chrono::duration<double>(began.time_since_epoch()).count());
         enter("processing");
         wiring.showTees(modules);
-        const ObservedCalls calls(deadlocks);
-        if (guarded([&] { return kernel.processJob(); }) && !result.failed)
+        RecordWatch records(
+            job, modules, wiring,
+            [this](std::size_t module, const Place& place, const std::string& text) {
+                const std::string& name = job.modules[module].name;
+                keepMessage(warningSeverity, name,
+                            place.source.empty() ? places[name] : lineOf(place), text);
+            });
+        CallWatch watch(deadlocks, records);
+        const ObservedCalls calls(watch);
+        if (guarded([&] { return kernel.processJob(); }) && !result.failed) {
             refuseLostEnds();
+            records.finish();
+        }
         wiring.showProducers(modules);
         result.processWallMicros = microsSince(began);
     }

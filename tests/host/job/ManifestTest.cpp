@@ -179,7 +179,7 @@ TEST(ManifestTest, NumbersNameNoAttributes)
         ElementsAre(
             "agc.yaml:6:5: parameter \"key\" cannot name an attribute, since it is not a text",
             "agc.yaml:7:34: the parameter: \"is\" is \"attributes\"; expected one of attribute, "
-            "sort_key, ranges, formula, assignment; did you mean \"attribute\"?"));
+            "sort_key, ranges, formula, assignment, time, span; did you mean \"attribute\"?"));
 }
 
 TEST(ManifestTest, RulesBetweenParametersAreReadAndHaveWords)

@@ -107,7 +107,7 @@ module vorn_kit
   public :: vorn_required_input, vorn_build_required_output, vorn_pass_trace
   public :: vorn_keep_empty_inputs, vorn_end_outputs
 
-  !> A number as text: whole numbers with all digits, others with at most six decimals.
+  !> A number as text: whole numbers with all digits, others with as many as they need, at most nine.
   interface vorn_to_text
     module procedure double_to_text, int_to_text, int64_to_text
   end interface vorn_to_text
@@ -399,20 +399,49 @@ contains
   pure function double_to_text(value) result(text)
     real(c_double), intent(in) :: value
     character(len=:), allocatable :: text
-    character(len=32) :: digits
+    integer, parameter :: significant = 9
+    character(len=40) :: digits, form
     logical :: is_short
+    integer :: decimals
 
     is_short = abs(value) >= 1.0e-4_c_double .and. abs(value) < 1.0e9_c_double
     if (abs(value) > 0 .and. .not. is_short) then
-      write (digits, '(es12.5)') value
-      text = trim(adjustl(digits))
+      text = short_exponent(value)
       return
     end if
-    write (digits, '(f32.6)') value
+    decimals = significant
+    if (abs(value) > 0) decimals = significant - 1 - floor(log10(abs(value)))
+    write (form, '("(f40.", i0, ")")') max(1, decimals)
+    write (digits, form) value
     text = trim(adjustl(digits))
     text = text(:verify(text, '0', back=.true.))
     if (text(len(text):) == '.') text = text(:len(text) - 1)
   end function double_to_text
+
+  !> "1.225E-09".
+  pure function short_exponent(value) result(text)
+    real(c_double), intent(in) :: value
+    character(len=:), allocatable :: text
+    character(len=24) :: digits
+    integer :: exponent
+
+    write (digits, '(es18.8e3)') value
+    digits = adjustl(digits)
+    exponent = index(digits, 'E')
+    if (exponent == 0) then ! not finite
+      text = trim(digits)
+      return
+    end if
+    text = digits(:exponent - 1)
+    text = text(:verify(text, '0', back=.true.))
+    if (text(len(text):) == '.') text = text(:len(text) - 1)
+    ! Two digits of the exponent are enough for most.
+    if (digits(exponent + 2:exponent + 2) == '0') then
+      text = text // digits(exponent:exponent + 1) // trim(digits(exponent + 3:))
+    else
+      text = text // trim(digits(exponent:))
+    end if
+  end function short_exponent
 
   pure function int_to_text(value) result(text)
     integer(c_int), intent(in) :: value

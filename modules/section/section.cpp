@@ -32,7 +32,7 @@ constexpr char arrivalName[] = "section_trace"; // labels traces that nothing el
 std::string number(double value)
 {
     std::array<char, 40> written;
-    std::snprintf(written.data(), written.size(), "%g", value);
+    std::snprintf(written.data(), written.size(), "%.9g", value);
     return written.data();
 }
 

@@ -2,8 +2,10 @@
 
 #include "base/Numbers.h"
 
+#include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstdlib>
 #include <fmt/format.h>
 
 namespace host {
@@ -70,6 +72,26 @@ std::string formatRate(double perSecond)
         return "-";
     const int decimals = perSecond >= 100 ? 0 : perSecond >= 10 ? 1 : perSecond >= 1 ? 2 : 3;
     return fmt::format("{:.{}f}", perSecond, decimals);
+}
+
+std::string formatSignificant(double value)
+{
+    const double size = std::fabs(value);
+    if (size != 0 && (size < 1e-4 || size >= 1e9))
+        return fmt::format("{:.4g}", value);
+    const double magnitude = size > 0 ? std::floor(std::log10(size)) : 0;
+    return formatFixed(value, static_cast<int>(std::max(3 - magnitude, 0.0)));
+}
+
+std::string ordinal(int64_t number)
+{
+    const int64_t last = std::abs(number % 10);
+    const bool isTeen = std::abs(number % 100) / 10 == 1;
+    const char* ending = isTeen || last < 1 || last > 3 ? "th"
+                         : last == 1                    ? "st"
+                         : last == 2                    ? "nd"
+                                                        : "rd";
+    return std::to_string(number) + ending;
 }
 
 } // namespace host

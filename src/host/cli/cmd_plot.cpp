@@ -3,6 +3,7 @@
 #include "base/Escaping.h"
 #include "base/FileOutput.h"
 #include "base/Numbers.h"
+#include "base/Quantities.h"
 #include "base/Suggestions.h"
 #include "base/Text.h"
 #include "cli/SegyOptions.h"
@@ -63,9 +64,9 @@ std::vector<int64_t> tracesToDraw(const SegyReader& reader, const VORN::NumberRa
          number = wanted.skip(*number, step))
         chosen.push_back(*number - 1);
     if (step > 1)
-        std::fprintf(stderr, "vorn: %s: %s are too many for a picture; every %lldth is drawn\n",
+        std::fprintf(stderr, "vorn: %s: %s are too many for a picture; every %s is drawn\n",
                      escaped(reader.path()).c_str(), counted(count, "trace").c_str(),
-                     static_cast<long long>(step));
+                     ordinal(step).c_str());
     return chosen;
 }
 

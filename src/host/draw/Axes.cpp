@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <fmt/format.h>
 
 namespace host {
 
@@ -23,9 +24,11 @@ std::vector<std::pair<double, std::string>> places(const Axis& axis, double leng
         return axis.places;
     int decimals = 0;
     std::vector<std::pair<double, std::string>> labelled;
+    constexpr int mostDecimals = 6; // more make long rows of zeros
     for (const double value :
          roundTicks(axis.from, axis.to, std::max(2, static_cast<int>(length / 60)), decimals))
-        labelled.emplace_back(value, formatFixed(value, decimals));
+        labelled.emplace_back(value, decimals > mostDecimals ? fmt::format("{:.6g}", value)
+                                                             : formatFixed(value, decimals));
     return labelled;
 }
 
@@ -52,7 +55,7 @@ std::vector<double> roundTicks(double from, double to, int wanted, int& decimals
         if ((high - low) / step <= wanted)
             break;
     }
-    decimals = std::clamp(static_cast<int>(std::ceil(-std::log10(step) - 1e-9)), 0, 9);
+    decimals = std::clamp(static_cast<int>(std::ceil(-std::log10(step) - 1e-9)), 0, 300);
     std::vector<double> ticks;
     const double slack = step * 1e-6;
     for (double n = std::ceil((low - slack) / step); n * step <= high + slack; ++n)

@@ -1,12 +1,14 @@
 #include "draw/SectionPlot.h"
 
 #include "base/Numbers.h"
+#include "base/Quantities.h"
 #include "draw/Axes.h"
 
 #include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstdint>
+#include <fmt/format.h>
 #include <utility>
 
 namespace host {
@@ -276,16 +278,11 @@ Axis traceAxis(const Section& section, const SectionStyle& style, double width)
             counts ? std::fmod(label, static_cast<double>(step)) == 0 : i % step == 0;
         if (!marked)
             continue;
-        const bool whole = label == std::floor(label);
-        axis.places.emplace_back(static_cast<double>(i) + 0.5, formatFixed(label, whole ? 0 : 2));
+        axis.places.emplace_back(static_cast<double>(i) + 0.5, label == std::floor(label)
+                                                                   ? formatNumber(label)
+                                                                   : fmt::format("{:.6g}", label));
     }
     return axis;
-}
-
-std::string significant(double value)
-{
-    const double magnitude = value > 0 ? std::floor(std::log10(value)) : 0;
-    return formatFixed(value, static_cast<int>(std::clamp(3 - magnitude, 0.0, 9.0)));
 }
 
 } // namespace
@@ -344,10 +341,7 @@ void drawSection(cairo_t* cr, const Area& page, const Section& section, SectionR
     drawAxes(cr, plot, traceAxis(section, style, plot.width), time, true);
 
     std::string below =
-        "clip " + significant(clip) + " (" +
-        formatFixed(style.clipPercentile,
-                    style.clipPercentile == std::floor(style.clipPercentile) ? 0 : 1) +
-        " %)";
+        "clip " + formatSignificant(clip) + " (" + formatNumber(style.clipPercentile) + " %)";
     const ColourMap* map = findMap(style.colourMap);
     if (isWiggle(style))
         below += ", positive amplitudes to the right, filled";

@@ -108,7 +108,24 @@ TEST(TextToolsTest, QuantitiesHaveAFewDigits)
     EXPECT_EQ(formatRate(0.25), "0.250");
     EXPECT_EQ(formatRate(12345.6), "12346");
     EXPECT_EQ(formatNumber(10000000), "10000000");
+    EXPECT_EQ(formatSignificant(0), "0.000");
+    EXPECT_EQ(formatSignificant(0.8125), "0.8125");
+    EXPECT_EQ(formatSignificant(12.5), "12.50");
+    EXPECT_EQ(formatSignificant(40961.4), "40961");
+    EXPECT_EQ(formatSignificant(1.225e-9), "1.225e-09");
+    EXPECT_EQ(formatSignificant(-3.5e+20), "-3.5e+20");
     EXPECT_EQ(formatNumber(0.1), "0.1");
     EXPECT_EQ(counted(1, "trace"), "1 trace");
     EXPECT_EQ(counted(0, "trace"), "0 traces");
+}
+
+TEST(TextToolsTest, OrdinalsAreThoseOfEnglish)
+{
+    const std::pair<int64_t, const char*> rows[] = {
+        {1, "1st"},       {2, "2nd"},        {3, "3rd"},     {4, "4th"},     {10, "10th"},
+        {11, "11th"},     {12, "12th"},      {13, "13th"},   {21, "21st"},   {22, "22nd"},
+        {23, "23rd"},     {101, "101st"},    {111, "111th"}, {112, "112th"}, {122, "122nd"},
+        {1013, "1013th"}, {50000, "50000th"}};
+    for (const auto& [number, text] : rows)
+        EXPECT_EQ(ordinal(number), text);
 }

@@ -27,9 +27,11 @@ typedef struct curve
     double* amplitudes; /* of all bins, in the end */
     int from, to;       /* bins in the picture */
     spectrum_band band;
-    int64_t taken;   /* traces */
-    int64_t outside; /* traces that end before the window or begin behind it */
-    int64_t dead;    /* that are zero throughout it */
+    double first, last; /* times of the first trace that was chosen; seconds */
+    bool has_record;    /* there was one, with samples */
+    int64_t taken;      /* traces */
+    int64_t outside;    /* traces that end before the window or begin behind it */
+    int64_t dead;       /* that are zero throughout it */
     int64_t odd_traces;
     int64_t odd_samples;
 } curve;
@@ -313,6 +315,11 @@ static bool take_trace(state* kept, void* in, int input)
     knl_getI32TraceAttribute(in, "delrt", &delay);
     start = delay * 1e-3;
     end = start + (samples - 1) * one->interval;
+    if (samples > 0 && !one->has_record) {
+        one->has_record = true;
+        one->first = start;
+        one->last = end;
+    }
     if (samples < 1 || knl_getTraceSamples(in, &values, 0) == 0 ||
         (set->has_tmin && set->tmin > end + slack) || (set->has_tmax && set->tmax < start - slack))
     {
@@ -344,7 +351,7 @@ static double upper_frequency(const state* kept)
 /* Says what is wrong with an input, by its number where there are several. */
 static void warn(const state* kept, int input, const char* text)
 {
-    char line[300];
+    char line[340];
 
     if (kept->inputs == 1)
         snprintf(line, sizeof line, "%s", text);
@@ -366,11 +373,26 @@ static void warn_of_odd_samples(const state* kept, int input)
     warn(kept, input, text);
 }
 
+/* Appends the window, where one is given, and the record that it is to be in. */
+static void append_window(const state* kept, const curve* one, char* text, size_t size)
+{
+    const spectrum_parameters* set = &kept->set;
+
+    if (!one->has_record || (!set->has_tmin && !set->has_tmax))
+        return;
+    vorn_append(text, size, "; the window is");
+    if (set->has_tmin)
+        vorn_append(text, size, " from %g s", set->tmin);
+    if (set->has_tmax)
+        vorn_append(text, size, " to %g s", set->tmax);
+    vorn_append(text, size, ", and the traces are from %g to %g s", one->first, one->last);
+}
+
 /* Returns 1 when the input has a curve, 0 when no trace arrived, and -1 after a message. */
 static int finish_curve(const state* kept, int input, curve* one)
 {
     const double upper = upper_frequency(kept);
-    char text[200];
+    char text[300];
     int bins;
 
     warn_of_odd_samples(kept, input);
@@ -379,6 +401,7 @@ static int finish_curve(const state* kept, int input, curve* one)
                  "no trace has a spectrum: %lld are chosen and zero, %lld have no sample in the "
                  "window, the others are not chosen",
                  (long long)one->dead, (long long)one->outside);
+        append_window(kept, one, text, sizeof text);
         if (!vorn_job_has_failed())
             warn(kept, input, text);
         return 0;

@@ -618,10 +618,12 @@ TEST_F(SpectrumTest, NothingIsDrawnWithoutATrace)
          "others are not chosen"},
         {{{"tmin", UniVar(3)}},
          "no trace has a spectrum: 0 are chosen and zero, 2 have no sample in the window, the "
-         "others are not chosen"},
+         "others are not chosen; the window is from 3 s, and the traces are from 0 to "
+         "0.998 s"},
         {{{"tmax", UniVar(0.1)}},
          "no trace has a spectrum: 2 are chosen and zero, 0 have no sample in the window, the "
-         "others are not chosen"},
+         "others are not chosen; the window is to 0.1 s, and the traces are from 0 to "
+         "0.998 s"},
         {{{"tmin", UniVar(0.5)}, {"tmax", UniVar(0.6)}, {"fmin", UniVar(2)}, {"fmax", UniVar(3)}},
          "no frequency of the spectrum lies between fmin and fmax; it has one every 4.902 Hz up to "
          "250 Hz"},

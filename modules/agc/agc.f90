@@ -40,6 +40,7 @@ contains
       return
     end if
 
+    if (allocated(state%set%share) .and. length > 0) call choose_window(state%set, length, interval)
     state%half = nint(min(state%set%window / (2.0e-6_c_double * interval), 1.0e9_c_double))
     state%measure = merge(agc_rms, agc_mean, state%set%mode == mode_rms)
     call vorn_allow_memory(state%set%memory_limit, 16 * int(length, c_int64_t), &
@@ -54,6 +55,17 @@ contains
     call warn_of_window(state%set, length, interval)
     call vorn_add_history(history_of(state%set))
   end subroutine prepare
+
+  !> The window as a share of the traces.
+  subroutine choose_window(set, length, interval)
+    type(parameters), intent(inout) :: set
+    integer(c_int), intent(in) :: length   ! samples of a trace
+    integer(c_int), intent(in) :: interval ! microseconds
+
+    set%window = set%share / 100 * length * 1.0e-6_c_double * interval
+    call knl_send_message(knl_message_information, 'window is ' // vorn_to_text(set%window) // &
+        ' s, ' // vorn_to_text(set%share) // ' percent of the traces')
+  end subroutine choose_window
 
   !> Such a window is often one of milliseconds without their unit.
   subroutine warn_of_window(set, length, interval)

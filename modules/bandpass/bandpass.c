@@ -22,7 +22,7 @@ typedef struct state
     int64_t odd_samples;
 } state;
 
-static bool choose_design(const bandpass_parameters* set, design* chosen);
+static bool choose_design(const bandpass_parameters* set, int interval, design* chosen);
 static bool fits_interval(const design* chosen, int interval);
 static bool make_filter(state* kept, const design* chosen, int samples, int interval);
 static void write_history(const design* chosen);
@@ -35,10 +35,10 @@ static bool prepare(state* kept)
 
     /* The modules before this one have described their outputs by now. */
     if (in == NULL || vorn_build_required_output(0, in) == NULL ||
-        !bandpass_read_parameters(&kept->set) || !choose_design(&kept->set, &chosen))
+        !bandpass_read_parameters(&kept->set))
         return false;
     interval = knl_getTraceSampleInterval(in);
-    if (!fits_interval(&chosen, interval) ||
+    if (!choose_design(&kept->set, interval, &chosen) || !fits_interval(&chosen, interval) ||
         !make_filter(kept, &chosen, knl_getTraceLength(in), interval))
         return false;
     write_history(&chosen);
@@ -102,17 +102,46 @@ static bool choose_corners(const double* given, design* chosen)
     return true;
 }
 
-static bool choose_design(const bandpass_parameters* set, design* chosen)
+/* Interval in microseconds. */
+static bool choose_relative(const double* percent, int interval, design* chosen)
+{
+    double corners[4];
+    double nyquist;
+    int i;
+
+    if (interval <= 0)
+        return vorn_fail_without_interval();
+    nyquist = 0.5e6 / interval;
+    for (i = 0; i < 4; ++i)
+        corners[i] = percent[i] / 100 * nyquist;
+    if (!choose_corners(corners, chosen))
+        return false;
+    vorn_message(
+        VORN_INFORMATION,
+        "corners are %g, %g, %g and %g Hz, in percent of the Nyquist frequency, %g Hz: %g, "
+        "%g, %g and %g",
+        corners[0], corners[1], corners[2], corners[3], nyquist, percent[0], percent[1], percent[2],
+        percent[3]);
+    return true;
+}
+
+static bool choose_design(const bandpass_parameters* set, int interval, design* chosen)
 {
     const bool has_band = set->has_low || set->has_high;
 
     memset(chosen, 0, sizeof *chosen);
-    chosen->is_trapezoid = set->corners_count > 0;
+    chosen->is_trapezoid = set->corners_count > 0 || set->relative_count > 0;
+    if (set->corners_count > 0 && set->relative_count > 0) {
+        vorn_fail("corners and relative are given; give one or the other");
+        return false;
+    }
     if (chosen->is_trapezoid == has_band) {
         vorn_fail("%s", has_band ? "corners and low or high are given; give one or the other"
                                  : "no frequencies are given; give corners, or low, high or both");
         return false;
     }
+    if (set->relative_count > 0)
+        return choose_relative(set->relative, interval, chosen);
     if (chosen->is_trapezoid)
         return choose_corners(set->corners, chosen);
     if (set->has_low && set->has_high && set->low >= set->high) {

@@ -157,6 +157,19 @@ TEST_F(AgcTest, WindowIsATimeAroundASample)
     EXPECT_EQ(history(), "agc window=0.004 s mode=mean");
 }
 
+// The traces have 6 ms, three samples.
+TEST_F(AgcTest, WindowIsAShareOfTheTraces)
+{
+    add({{"share", UniVar(200.0 / 3)}, {"mode", UniVar("mean")}});
+
+    run();
+
+    EXPECT_THAT(result.traces[0].samples, ElementsAre(FloatEq(2.0f / 3), 1, FloatEq(6.0f / 5)));
+    EXPECT_EQ(history(), "agc window=0.004 s mode=mean");
+    EXPECT_THAT(messages(1),
+                testing::Contains("window is 0.004 s, 66.6666667 percent of the traces"));
+}
+
 TEST_F(AgcTest, RootMeanSquareOfHalfASecondIsTheDefault)
 {
     add();

@@ -265,6 +265,22 @@ TEST_F(BandpassTest, TracesAreFilteredWithTheIntervalOfTheData)
     EXPECT_EQ(history(), "bandpass corners=10,30,60,100 Hz");
 }
 
+// The Nyquist frequency is 250 Hz.
+TEST_F(BandpassTest, RelativeCornersAreSharesOfTheNyquistFrequency)
+{
+    const double corners[] = {10, 30, 60, 100};
+    add({{"relative", floats({4.0, 12.0, 24.0, 40.0})}});
+
+    run();
+
+    EXPECT_THAT(result.traces[0].samples[100], FloatNear(0.24f, 1e-4f)); // ormsby(0)
+    EXPECT_THAT(result.traces[0].samples[110],
+                FloatNear(static_cast<float>(interval * ormsby(corners, 0.02)), 2e-4f));
+    EXPECT_EQ(history(), "bandpass corners=10,30,60,100 Hz");
+    EXPECT_THAT(messages(1), testing::Contains("corners are 10, 30, 60 and 100 Hz, in percent of "
+                                               "the Nyquist frequency, 250 Hz: 4, 12, 24 and 40"));
+}
+
 TEST_F(BandpassTest, LowAndHighHaveSlopesOfTheirOwn)
 {
     add({{"low", UniVar(8)}, {"high", UniVar(60.0)}, {"high_slope", UniVar(24)}});
@@ -311,6 +327,10 @@ TEST_F(BandpassTest, FilterIsRefused)
         {{{"corners", floats({-1.0, 3.0, 4.0, 5.0})}},
          "corners holds -1 Hz; give a list of 4 numbers of at least 0"},
         {{{"corners", floats({7.0, 7.0, 7.0, 7.0})}}, "corners are all 7 Hz; give a band"},
+        {{{"relative", floats({1.0, 2.0, 3.0, 4.0})}, {"high", UniVar(5)}},
+         "corners and low or high are given; give one or the other"},
+        {{{"relative", floats({1.0, 2.0, 3.0, 4.0})}, {"corners", floats({1.0, 2.0, 3.0, 4.0})}},
+         "corners and relative are given; give one or the other"},
         {{{"low", UniVar(0)}}, "low is 0 Hz; give a number above 0"},
         {{{"high", UniVar("high")}}, "high is 0 Hz; give a number above 0"},
         {{{"low", UniVar(10)}, {"low_slope", UniVar(-6)}},

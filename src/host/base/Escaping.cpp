@@ -108,6 +108,31 @@ std::string quote(std::string_view text)
     return '"' + escaped(marked) + '"';
 }
 
+std::string shellWord(std::string_view word)
+{
+    constexpr std::string_view plain = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ"
+                                       "0123456789_@%+=:,./-";
+    if (!word.empty() && word.find_first_not_of(plain) == std::string_view::npos)
+        return std::string(word);
+    if (escaped(word) == word) {
+        std::string quoted = "'";
+        for (const char c : word)
+            quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
+        return quoted + "'";
+    }
+    std::string quoted = "$'";
+    for (const char c : word) {
+        const auto byte = static_cast<unsigned char>(c);
+        if (c == '\'' || c == '\\')
+            quoted += std::string("\\") + c;
+        else if (byte < 0x20 || byte >= 0x7f)
+            quoted += fmt::format("\\{:03o}", byte);
+        else
+            quoted += c;
+    }
+    return quoted + "'";
+}
+
 std::size_t utf8Prefix(std::string_view text)
 {
     std::size_t i = 0;

@@ -21,6 +21,10 @@ std::string escapedLines(std::string_view text);
 /// The text in double quotes, escaped, quotes and backslashes too.
 std::string quote(std::string_view text);
 
+/// `word` as a POSIX shell takes it for one word: itself where nothing in it has a meaning there,
+/// else in quotes. With control characters, in the form $'...' that bash, zsh and ksh know.
+std::string shellWord(std::string_view word);
+
 /// How many leading bytes are UTF-8 without NUL.
 std::size_t utf8Prefix(std::string_view text);
 

@@ -45,6 +45,17 @@ TEST(TextToolsTest, QuotedTextShowsItsOwnQuotes)
     EXPECT_EQ(quote("a \"b\" \\ c\n"), "\"a \\\"b\\\" \\\\ c\\n\"");
 }
 
+TEST(TextToolsTest, AWordOfTheShellIsOneWordThere)
+{
+    EXPECT_EQ(shellWord("data/line_7.sgy"), "data/line_7.sgy");
+    EXPECT_EQ(shellWord(""), "''");
+    EXPECT_EQ(shellWord("two words"), "'two words'");
+    EXPECT_EQ(shellWord("it's"), "'it'\\''s'");
+    EXPECT_EQ(shellWord("$(rm) `x` *"), "'$(rm) `x` *'");
+    EXPECT_EQ(shellWord("Größe"), "'Größe'");
+    EXPECT_EQ(shellWord("a\nb'\\\xff"), "$'a\\012b\\'\\\\\\377'");
+}
+
 TEST(TextToolsTest, TheNearestNameIsNearEnough)
 {
     const std::vector<std::string> names = {"window", "mode", "level"};

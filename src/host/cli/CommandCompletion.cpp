@@ -41,6 +41,7 @@ std::string bashValues(ValueKind kind, const std::vector<std::string>& choices)
 {
     switch (kind) {
     case ValueKind::file:
+    case ValueKind::pattern:
         return "COMPREPLY=($(compgen -f -- \"$word\")); compopt -o filenames 2>/dev/null";
     case ValueKind::directory:
         return "COMPREPLY=($(compgen -d -- \"$word\")); compopt -o filenames 2>/dev/null";
@@ -93,6 +94,7 @@ std::string zshValues(ValueKind kind, const std::vector<std::string>& choices)
 {
     switch (kind) {
     case ValueKind::file:
+    case ValueKind::pattern:
         return "_files";
     case ValueKind::directory:
         return "_files -/";
@@ -159,6 +161,7 @@ std::string fishValues(ValueKind kind, const std::vector<std::string>& choices)
 {
     switch (kind) {
     case ValueKind::file:
+    case ValueKind::pattern:
         return " -F";
     case ValueKind::directory:
         return " -f -a '(__fish_complete_directories)'";

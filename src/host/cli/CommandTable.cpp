@@ -233,7 +233,20 @@ private:
                 values.push_back(words[next++]);
         }
         if (next < words.size())
-            refuse(command, quote(words[next]) + " is one argument too many");
+            refuse(command, quote(words[next]) + " is one argument too many" + patternHint());
+    }
+
+    // Without quotes, the shell puts the names of all files in the place of a pattern.
+    std::string patternHint() const
+    {
+        for (const OptionSpec& option : command.options) {
+            const auto given = arguments.values.find(longName(option));
+            if (option.kind == ValueKind::pattern && given != arguments.values.end() &&
+                !given->second.empty())
+                return fmt::format("; put the pattern of {} in quotes, as in {} 'data/*.sgy'",
+                                   longName(option), longName(option));
+        }
+        return "";
     }
 
     const Command& command;

@@ -21,7 +21,8 @@ enum class ValueKind
     number,
     file,
     directory,
-    module, ///< the name of a module in VORN_HOME
+    module,  ///< the name of a module in VORN_HOME
+    pattern, ///< of file names, which the shell must not replace by what it matches
     choice
 };
 

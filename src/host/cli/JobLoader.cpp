@@ -69,7 +69,7 @@ ArgumentSpec jobArgument()
     return {"JOB.yaml", "the job file", ValueKind::file};
 }
 
-LoadedJob loadJob(const Arguments& arguments)
+LoadedJob loadJob(const Arguments& arguments, const JobChange& change)
 {
     LoadedJob loaded;
     loaded.path = arguments.text("JOB.yaml");
@@ -80,6 +80,8 @@ LoadedJob loadJob(const Arguments& arguments)
     for (const std::string& setting : arguments.texts("--set"))
         applySetting(*file, setting, loaded.diagnostics);
     applyScratchOptions(arguments, *file, loaded.diagnostics);
+    if (change)
+        change(*file, catalog, loaded.diagnostics);
     loaded.job = checkJob(*file, catalog, loaded.diagnostics);
     return loaded;
 }

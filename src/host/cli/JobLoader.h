@@ -7,7 +7,11 @@
 
 #include "base/Diagnostics.h"
 #include "cli/CommandTable.h"
+#include "job/JobFile.h"
+#include "job/ModuleCatalog.h"
 #include "job/ResolvedJob.h"
+
+#include <functional>
 
 namespace host {
 
@@ -24,8 +28,13 @@ std::vector<OptionSpec> jobOptions();
 /// The argument that names the job file, for the table of commands.
 ArgumentSpec jobArgument();
 
-/// Throws CommandError only when there is no module tree.
-LoadedJob loadJob(const Arguments& arguments);
+/// What is to be changed in a job between reading and checking it.
+using JobChange =
+    std::function<void(JobFile& job, const ModuleCatalog& catalog, Diagnostics& diagnostics)>;
+
+/// Throws CommandError only when there is no module tree. `change` is called after the options of
+/// the command line have been applied, unless the job file could not be read.
+LoadedJob loadJob(const Arguments& arguments, const JobChange& change = {});
 
 /// "2 errors, 1 warning", "no errors"
 std::string countText(const Diagnostics& diagnostics);

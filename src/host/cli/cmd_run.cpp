@@ -5,6 +5,7 @@
 #include "base/Text.h"
 #include "base/TextLayout.h"
 #include "cli/JobLoader.h"
+#include "cli/RunEach.h"
 #include "cli/RunReport.h"
 #include "draw/DotProgram.h"
 #include "draw/JobGraph.h"
@@ -399,6 +400,9 @@ bool writesStandardOutput(const ResolvedJob& job)
 int runRun(const Arguments& arguments)
 {
     const TimeLimit limit = timeLimit(arguments);
+    if (arguments.has("--each"))
+        return runEach(arguments);
+    refuseEachOptions(arguments);
     const LoadedJob loaded = loadJob(arguments);
     refuseErrors(loaded);
     useFilesOf(loaded.job);
@@ -472,6 +476,8 @@ Command runCommand()
          "show details as well, and the tees before several readers of an output"},
     };
     options.insert(options.end(), own.begin(), own.end());
+    const std::vector<OptionSpec> each = eachOptions();
+    options.insert(options.end(), each.begin(), each.end());
     return {"run",
             runRun,
             "Run a job",
@@ -483,13 +489,19 @@ Command runCommand()
             "scratch file and incomplete outputs are removed, other files that modules have left "
             "are listed, and the exit code is 130. The same happens with exit code 1 when the time "
             "of --time-limit has passed, counted from the start of the command, and when a module "
-            "ends the process. The message names the module that was running.",
+            "ends the process. The message names the module that was running.\n\n"
+            "With --each, the job is run for each file that the pattern matches, which takes the "
+            "place of the file that the job reads. Each run is a process with a folder of its own "
+            "in the directory of --into: report, JSON, pictures, messages, and outputs with "
+            "relative names. index.html in that directory lists all files. A failed file keeps no "
+            "other from being run; the exit code is then 1.",
             {jobArgument()},
             options,
             {{"vorn run job.yaml", "run a job"},
              {"vorn run job.yaml --report job.html", "run it and write a page with pictures"},
              {"vorn run job.yaml --set read.file=other.sgy", "the same job on another file"},
-             {"vorn run job.yaml --pictures out --log out/run.log", "pictures, and all messages"}}};
+             {"vorn run job.yaml --pictures out --log out/run.log", "pictures, and all messages"},
+             {"vorn run job.yaml --each 'data/*.sgy' --jobs 4", "the same job on many files"}}};
 }
 
 } // namespace host

@@ -1,10 +1,11 @@
 # cmake -DSOURCES=<folder> -DOUTPUT=<file> -P embed_assets.cmake
 #
-# Writes the C++ source that defines what ReportAssets.h declares: the style sheets and the script of
-# the folder as raw string literals.
+# Writes the C++ source that defines what ReportAssets.h declares: the style sheets and scripts of the
+# folder as raw string literals.
 set(source "// Made by embed_assets.cmake.\n")
 string(APPEND source "#include \"report/ReportAssets.h\"\n\nnamespace host {\n")
-foreach(asset IN ITEMS reportStyle=report.css graphStyle=graph.css reportScript=report.js)
+foreach(asset IN ITEMS reportStyle=report.css graphStyle=graph.css reportScript=report.js
+        indexStyle=index.css indexScript=index.js)
     string(REGEX MATCH "(.*)=(.*)" matched ${asset})
     set(name ${CMAKE_MATCH_1})
     file(READ ${SOURCES}/${CMAKE_MATCH_2} text)

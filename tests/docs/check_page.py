@@ -95,7 +95,8 @@ def blocks_of(text):
             body = "\n".join(l[indent:] for l in lines[start:i])
             blocks.append(Block(start, fence[2] or "none", body, marks))
             marks = {}
-        elif re.match(r"^ {4,}\S", line) and (i == 0 or not lines[i - 1].strip()):
+        elif re.match(r"^ {4,}\S", line) and (i == 0 or not lines[i - 1].strip()
+                                              or lines[i - 1].endswith("-->")):
             start = i
             while i < len(lines) and (lines[i].startswith("    ") or not lines[i].strip()):
                 i += 1

@@ -62,6 +62,8 @@ PAGES = [
     ("a job that is right but fails", JOB.replace("file: line.sgy", "file: line.sgy, traces: \"99999:\""),
      1, "vorn run job.yaml\nended with"),
     ("an unknown option in a block", "    vorn check job.yaml --jsn\n", 1, "page.md:1: vorn check job.yaml"),
+    ("an unknown option in a block right below a comment",
+     "<!-- after:\ntrue\n-->\n    vorn check job.yaml --jsn\n", 1, "page.md:4: vorn check job.yaml"),
     ("an unknown module in running text", "Text,\nthen `vorn inspect agcc`.\n", 1,
      "page.md:2: vorn inspect agcc"),
     ("a failure that is announced", "<!-- exit 2 -->\n\n    vorn inspect agcc\n", 0, "1 checked"),

@@ -20,6 +20,7 @@ import tempfile
 import threading
 import time
 import unittest
+import urllib.parse
 
 SKIPPED = 77
 arguments = None
@@ -594,6 +595,102 @@ def why_it_does_not_start(program):
     finally:
         signal.alarm(0)
         signal.signal(signal.SIGALRM, former)
+
+
+class IndexTest(unittest.TestCase):
+    """The index page of "vorn run --each"."""
+
+    HOSTILE_NAME = "it's <img src=x onerror=\"window.taken=1\"> #7?%41"
+
+    @classmethod
+    def setUpClass(cls):
+        cls.directory = tempfile.TemporaryDirectory()
+        work = pathlib.Path(cls.directory.name)
+        (work / "data").mkdir()
+        for name, channels, dead in (("line_2", 6, "[1]"), ("line_10", 5, "[]"),
+                                     (cls.HOSTILE_NAME, 7, "[1, 2]")):
+            run("modules:\n"
+                f"  - {{name: make, module: synthetic, shots: 1, channels: {channels}, dead: {dead}}}\n"
+                "  - {name: write, module: segy_out, input: make, file: made.sgy}\n", work, "make")
+            (work / "made.sgy").rename(work / "data" / (name + ".sgy"))
+        (work / "data/broken.sgy").write_text("no traces")
+        (work / "job.yaml").write_text(
+            "job: all lines\nmodules:\n  - {name: read, module: segy_in}\n"
+            "  - {name: check, module: trace_qc, input: read}\n"
+            "  - {name: look, module: section, input: check}\n")
+        done = subprocess.run([arguments.vorn, "run", "job.yaml", "--each", "data/*.sgy"], cwd=work,
+                              capture_output=True, text=True,
+                              env={**os.environ, "VORN_HOME": arguments.home})
+        if done.returncode != 1:
+            raise RuntimeError(done.stderr)
+        cls.page = work / "job-files/index.html"
+        cls.browser = Browser(arguments.browser)
+
+    @classmethod
+    def tearDownClass(cls):
+        cls.browser.close()
+        cls.directory.cleanup()
+
+    def setUp(self):
+        self.browser.show(self.page, width=1500)
+
+    def names(self):
+        """Of the files in the table, those that are shown, from top to bottom."""
+        return self.browser.value("[...document.querySelectorAll('#files tbody tr')]"
+                                  ".filter(row => !row.hidden)"
+                                  ".map(row => row.cells[0].firstChild.textContent)")
+
+    def click(self, selector):
+        self.browser.value(f"document.querySelector({json.dumps(selector)}).click()")
+
+    def test_failed_files_come_first_then_those_with_most_flags(self):
+        self.assertEqual(self.names(), ["broken.sgy", self.HOSTILE_NAME + ".sgy", "line_2.sgy",
+                                        "line_10.sgy"])
+        self.assertEqual(self.browser.value("document.querySelector('header .badge').innerText"),
+                         "1 failed")
+        self.browser.screenshot("index-1500.png")
+
+    def test_pictures_and_links_lead_to_the_folders(self):
+        self.browser.value("document.querySelectorAll('img').forEach(one => one.loading = 'eager')")
+        widths = self.browser.value("Promise.all([...document.querySelectorAll('img')].map(one => "
+                                    "one.decode().then(() => one.naturalWidth, () => 0)))")
+        self.assertGreaterEqual(len(widths), 6)
+        self.assertTrue(all(width >= 900 for width in widths), widths)
+        links = self.browser.value("[...document.querySelectorAll('#files a')].map(one => one.href)")
+        self.assertGreaterEqual(len(links), 12)
+        for link in links:
+            path = pathlib.Path(urllib.parse.unquote(urllib.parse.urlparse(link).path))
+            self.assertTrue(path.is_file(), link)
+
+    def test_nothing_else_is_loaded_and_nothing_foreign_runs(self):
+        folder = self.page.resolve().parent.as_uri() + "/"
+        for request in self.browser.requests():
+            self.assertTrue(request.startswith(("data:", folder)), request)
+        self.assertEqual(self.browser.complaints(), [])
+        self.assertIsNone(self.browser.value("window.taken"))
+
+    def test_a_click_on_a_heading_sorts(self):
+        self.click("#files th:nth-child(3) button")
+        self.assertEqual(self.names()[0], self.HOSTILE_NAME + ".sgy")
+        self.assertEqual(self.names()[-1], "broken.sgy")
+        self.click("#files th:nth-child(3) button")
+        self.assertEqual(self.names()[0], "broken.sgy")
+        self.click("#files th:nth-child(1) button")
+        self.assertEqual(self.names()[2:], ["line_2.sgy", "line_10.sgy"])
+        self.assertEqual(self.browser.value(
+            "document.querySelector('#files th:nth-child(1)').getAttribute('aria-sort')"), "ascending")
+
+    def test_files_are_chosen_by_name_and_verdict(self):
+        self.click("#choices button[data-show=failed]")
+        self.assertEqual(self.names(), ["broken.sgy"])
+        self.click("#choices button[data-show=flagged]")
+        self.assertEqual(self.names(), [self.HOSTILE_NAME + ".sgy", "line_2.sgy"])
+        self.click("#choices button[data-show=all]")
+        self.browser.value("(() => { const field = document.querySelector('#choices input');"
+                           "field.value = 'LINE_1'; field.dispatchEvent(new Event('input')); })()")
+        self.assertEqual(self.names(), ["line_10.sgy"])
+        self.assertEqual(self.browser.value("document.querySelector('#choices output').innerText"),
+                         "1 of 4 files")
 
 
 def main():

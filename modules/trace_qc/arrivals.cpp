@@ -3,13 +3,14 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <limits>
 #include <vector>
 
 namespace {
 
 double finiteOr0(float sample)
 {
-    return std::isfinite(sample) ? static_cast<double>(sample) : 0;
+    return std::fabs(sample) <= std::numeric_limits<float>::max() ? static_cast<double>(sample) : 0;
 }
 
 double rmsOf(std::span<const float> samples, double mean)
@@ -36,43 +37,41 @@ std::optional<int> firstArrival(std::span<const float> samples, int window, doub
     if (window < 1 || count < 2 * window)
         return std::nullopt;
     std::vector<double> sums(static_cast<std::size_t>(count) + 1, 0.0);
-    for (std::size_t i = 0; i < samples.size(); ++i)
-        sums[i + 1] = sums[i] + finiteOr0(samples[i]) * finiteOr0(samples[i]);
-    const auto energyOf = [&](int from, int to) {
-        const int first = std::clamp(from, 0, count);
-        const int end = std::clamp(to, 0, count);
-        return end > first
-                   ? (sums[static_cast<std::size_t>(end)] - sums[static_cast<std::size_t>(first)]) /
-                         (end - first)
-                   : 0.0;
+    for (std::size_t i = 0; i < samples.size(); ++i) {
+        const double sample = finiteOr0(samples[i]);
+        sums[i + 1] = sums[i] + sample * sample;
+    }
+    const auto place = [](int i) { return static_cast<std::size_t>(i); };
+    const auto energy = [&](int from, int end) {
+        return (sums[place(end)] - sums[place(from)]) / (end - from);
     };
-    const auto energy = [&](int from) { return energyOf(from, from + window); };
-    double greatest = 0;
-    for (int i = 0; i + window <= count; ++i)
-        greatest = std::max(greatest, energy(i));
+    double greatest = 0; // sum of a window
+    for (std::size_t i = 0; i + place(window) < sums.size(); ++i)
+        greatest = std::max(greatest, sums[i + place(window)] - sums[i]);
     if (greatest <= 0)
         return std::nullopt;
+    const double least = leastEnergy * greatest / window;
 
     // Half a window of quiet is enough to tell that something begins.
     const int first = std::max(1, window / 2);
     std::vector<double> weights(static_cast<std::size_t>(count), 0.0);
     for (int i = first; i + window <= count; ++i) {
-        const double before = energyOf(i - windowsBefore * window, i);
-        const double quotient = energy(i) / std::max(before, leastEnergy * greatest);
-        const double own = finiteOr0(samples[static_cast<std::size_t>(i)]);
-        if (quotient >= ratio)
-            weights[static_cast<std::size_t>(i)] =
-                quotient * std::min(1.0, own * own / std::max(energy(i), 1e-300));
+        const double after = energy(i, i + window);
+        const double before = std::max(energy(std::max(0, i - windowsBefore * window), i), least);
+        if (after < ratio * before)
+            continue;
+        const double own = finiteOr0(samples[place(i)]);
+        weights[place(i)] = after / before * std::min(1.0, own * own / std::max(after, 1e-300));
     }
     const double best = *std::max_element(weights.begin(), weights.end());
     if (best <= 0)
         return std::nullopt;
     // Later onsets may be as clear: the first one counts that is not far below the clearest.
-    int place = first;
-    while (weights[static_cast<std::size_t>(place)] < clear * best)
-        ++place;
-    const int end = std::min(place + window, count);
-    return static_cast<int>(std::max_element(weights.begin() + place, weights.begin() + end) -
+    int onset = first;
+    while (weights[place(onset)] < clear * best)
+        ++onset;
+    const int end = std::min(onset + window, count);
+    return static_cast<int>(std::max_element(weights.begin() + onset, weights.begin() + end) -
                             weights.begin());
 }
 

@@ -11,6 +11,7 @@
 
 namespace {
 
+constexpr double leastTypical = 0.15;    // agreement, below which neighbours say nothing
 constexpr double arrivalWindow = 0.05;   // seconds
 constexpr double predictionWindow = 0.4; // seconds
 constexpr double predictionLag = 0.16;   // seconds
@@ -66,19 +67,28 @@ std::string text(const char* format, Values... values)
 
 } // namespace
 
+bool agreesAsItIs(const GatherChecks& compared)
+{
+    const Prediction& p = compared.prediction;
+    return p.isKnown && p.typical >= leastTypical && p.zero >= 0.5 * p.typical;
+}
+
 int64_t checkingBytes(int samples, int traces)
 {
     if (samples < 1)
         return 0;
     // Windows overlap by half and are padded by a quarter, and more up to the length that
-    // transforms well: 2.5 samples and some for each.
+    // transforms well and to whole quads: 2.5 numbers and some for each sample.
     constexpr int64_t spectraKept = 33;
-    constexpr int64_t bytesOfSpectra = 3 * sizeof(float);
+    constexpr int64_t numbersOfSpectra = 4;
+    constexpr int64_t numbersOfQuad = 2 * Quad::width;
+    constexpr int64_t bytesOfSpectra = numbersOfSpectra * sizeof(float);
     constexpr int64_t bytesOfCopies =
         3 * sizeof(float) + 2 * sizeof(double); // twins, sums of energy
     const int64_t length = boundedTransformLength(samples);
     const int64_t hum = length * static_cast<int64_t>(2 * sizeof(float) + sizeof(double) / 2);
     return hum + transform_plan_bytes(length, 3) +
+           runBytes(samples * numbersOfSpectra / numbersOfQuad) +
            samples * (spectraKept * bytesOfSpectra + bytesOfCopies) +
            int64_t{2} * traces * static_cast<int64_t>(sizeof(CheckedTrace));
 }
@@ -247,16 +257,14 @@ void Checker::compareTwins(std::vector<CheckedTrace>& traces,
             continue;
         const std::span<const float> samples = samplesOf(static_cast<int>(i));
         Scaled own{i, {}};
-        double energy = 0;
-        for (const float sample : samples)
-            energy += std::pow(sample - traces[i].levels.mean, 2);
+        own.samples.resize(samples.size());
+        copyScaled(samples, traces[i].levels.mean, own.samples.data());
+        const double energy = productOf(own.samples, own.samples);
         const double scale = energy > 0 ? 1 / std::sqrt(energy) : 0;
-        for (const float sample : samples)
-            own.samples.push_back(static_cast<float>((sample - traces[i].levels.mean) * scale));
+        for (float& sample : own.samples)
+            sample = static_cast<float>(sample * scale);
         for (const Scaled& other : before) {
-            double correlation = 0;
-            for (std::size_t k = 0; k < own.samples.size(); ++k)
-                correlation += static_cast<double>(own.samples[k]) * other.samples[k];
+            const double correlation = productOf(own.samples, other.samples);
             const double difference =
                 correlation > 0 ? 1 - std::min(1.0, correlation * correlation) : 1;
             const auto note = [&](std::size_t trace, std::size_t twin) {
@@ -292,7 +300,6 @@ void Checker::compareTwins(std::vector<CheckedTrace>& traces,
 void Checker::comparePredictions(std::vector<CheckedTrace>& traces,
                                  const std::function<std::span<const float>(int)>& samplesOf)
 {
-    constexpr double leastTypical = 0.15;
     constexpr double surelyTypical = 0.3;
     // Traces that have nothing in common still correlate by about one over the root of their
     // degrees of freedom, of which a bandwidth of 30 Hz has 60 per second.

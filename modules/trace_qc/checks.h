@@ -78,6 +78,9 @@ struct GatherChecks
     Prediction prediction;
 };
 
+/// Whether a trace agrees with what its neighbours let expect as it is: then it cannot be reversed.
+bool agreesAsItIs(const GatherChecks& compared);
+
 struct CheckedTrace
 {
     int flags = 0; ///< sum of Flag; judge() adds to it

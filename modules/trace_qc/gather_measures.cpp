@@ -103,7 +103,8 @@ int64_t measuringBytes(int samples, int neighbours, int traces)
         return 0;
     const int64_t length = boundedTransformLength(samples);
     const int64_t reach = int64_t{2} * neighbours;
-    const int64_t buffers = 2 * sizeof(float) * length; // of the meter and of the correlator
+    // Of the meter, with its energies, and of the correlator.
+    const int64_t buffers = (2 * sizeof(float) + sizeof(double) / 2) * length;
     const int64_t spectra = (reach + 1) * static_cast<int64_t>(sizeof(float)) * length;
     const int64_t pairs = traces * reach * static_cast<int64_t>(sizeof(std::optional<double>));
     return buffers + transform_plan_bytes(length, 3) + spectra + pairs;
@@ -159,21 +160,34 @@ double Correlator::polarity(const Spectrum& a, const Spectrum& b, int lag)
     return (least + greatest) / 2 / length;
 }
 
-std::vector<PolarityVerdict>
-judgePolarity(int traces,
-              const std::function<std::optional<std::span<const float>>(int)>& samplesOf,
-              const PolarityRule& rule, Correlator& correlator)
+std::vector<PolarityVerdict> judgePolarity(
+    int traces, const std::function<std::optional<std::span<const float>>(int)>& samplesOf,
+    const PolarityRule& rule, Correlator& correlator, const std::function<bool(int)>& isInQuestion)
 {
     const int reach = 2 * rule.neighbours; // how far neighbours of one trace are apart
+    // How many of the traces before each one are in question.
+    std::vector<int> questions(static_cast<std::size_t>(traces) + 1, 0);
+    for (int trace = 0; trace < traces; ++trace)
+        questions[static_cast<std::size_t>(trace) + 1] =
+            questions[static_cast<std::size_t>(trace)] +
+            (!isInQuestion || isInQuestion(trace) ? 1 : 0);
+    const auto isNeeded = [&](int first, int second) {
+        const int from = std::max(0, second - rule.neighbours);
+        const int end = std::min(traces, first + rule.neighbours + 1);
+        return from < end &&
+               questions[static_cast<std::size_t>(end)] > questions[static_cast<std::size_t>(from)];
+    };
     PairTable pairs(traces, reach);
     std::deque<Correlator::Spectrum> before; // of the traces before this one, the nearest first
     for (int trace = 0; trace < traces; ++trace) {
-        const auto samples = samplesOf(trace);
-        Correlator::Spectrum spectrum =
-            samples ? correlator.transform(*samples) : Correlator::Spectrum();
+        Correlator::Spectrum spectrum;
+        if (isNeeded(trace, trace)) {
+            if (const auto samples = samplesOf(trace))
+                spectrum = correlator.transform(*samples);
+        }
         for (int apart = 1; apart <= static_cast<int>(before.size()); ++apart) {
             const Correlator::Spectrum& other = before[static_cast<std::size_t>(apart) - 1];
-            if (!spectrum.empty() && !other.empty())
+            if (!spectrum.empty() && !other.empty() && isNeeded(trace - apart, trace))
                 pairs.at(trace - apart, trace) =
                     correlator.polarity(other, spectrum, rule.lag * apart);
         }
@@ -181,9 +195,10 @@ judgePolarity(int traces,
         if (static_cast<int>(before.size()) > reach)
             before.pop_back();
     }
-    std::vector<PolarityVerdict> verdicts;
-    verdicts.reserve(static_cast<std::size_t>(traces));
-    for (int trace = 0; trace < traces; ++trace)
-        verdicts.push_back(judgeTrace(trace, traces, pairs, rule));
+    std::vector<PolarityVerdict> verdicts(static_cast<std::size_t>(traces));
+    for (int trace = 0; trace < traces; ++trace) {
+        if (!isInQuestion || isInQuestion(trace))
+            verdicts[static_cast<std::size_t>(trace)] = judgeTrace(trace, traces, pairs, rule);
+    }
     return verdicts;
 }

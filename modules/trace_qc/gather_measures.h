@@ -70,9 +70,12 @@ struct PolarityVerdict
 ///
 /// @param samplesOf  the samples of a trace, which are not needed any more when it is called again;
 ///                   nothing for one that takes no part, and is nobody's neighbour
+/// @param isInQuestion  whether a trace may be reversed: the others get no verdict, which saves the
+///                      correlations that no verdict needs; all may be without it
 std::vector<PolarityVerdict>
 judgePolarity(int traces,
               const std::function<std::optional<std::span<const float>>(int)>& samplesOf,
-              const PolarityRule& rule, Correlator& correlator);
+              const PolarityRule& rule, Correlator& correlator,
+              const std::function<bool(int)>& isInQuestion = {});
 
 #endif

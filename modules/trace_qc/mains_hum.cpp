@@ -42,16 +42,23 @@ double HumMeter::lineEnergy(double frequency, double drift) const
         return std::span(energies).subspan(static_cast<std::size_t>(a),
                                            static_cast<std::size_t>(b - a));
     };
-    const auto background = [&](double from, double to) {
-        const auto bins = binsOf(from, to);
-        return medianOf({bins.begin(), bins.end()}) / std::numbers::ln2;
-    };
-    const double floor = std::max(background(frequency - far, frequency - half),
-                                  background(frequency + half, frequency + far));
     double line = 0;
     const auto bins = binsOf(frequency - half, frequency + half);
     for (const double energy : bins)
         line += energy;
+    const auto sides = {binsOf(frequency - far, frequency - half),
+                        binsOf(frequency + half, frequency + far)};
+    double floor = 0;
+    for (const auto& side : sides) {
+        // Most lines are no stronger than their background: counting shows it, without the median.
+        const double drowned =
+            line * std::numbers::ln2 / (leastRatio * static_cast<double>(bins.size()));
+        const auto above = std::count_if(side.begin(), side.end(),
+                                         [&](double energy) { return energy > drowned; });
+        if (2 * above > static_cast<std::ptrdiff_t>(side.size()))
+            return 0;
+        floor = std::max(floor, medianOf({side.begin(), side.end()}) / std::numbers::ln2);
+    }
     const double below = floor * static_cast<double>(bins.size());
     return line > leastRatio * below ? line - below : 0;
 }
@@ -62,27 +69,19 @@ Hum HumMeter::measure(std::span<const float> samples, double mean)
     Hum hum;
     if (!transform || samples.size() != taper.size())
         return hum;
-    double greatest = 0;
-    for (const float sample : samples) {
-        if (std::isfinite(sample))
-            greatest = std::max(greatest, std::fabs(sample - mean));
-    }
-    if (greatest <= 0)
-        return hum;
     float* const buffer = transform.data();
-    std::fill(buffer, buffer + length, 0.0f);
-    for (std::size_t i = 0; i < samples.size(); ++i) {
-        const double value = std::isfinite(samples[i]) ? (samples[i] - mean) / greatest : 0;
-        buffer[i] = static_cast<float>(value) * taper[i];
-    }
+    if (!copyScaled(samples, mean, buffer))
+        return hum;
+    for (std::size_t i = 0; i < samples.size(); ++i)
+        buffer[i] *= taper[i];
+    std::fill(buffer + samples.size(), buffer + length, 0.0f);
     transform.forward();
-    double total = 0;
     for (std::size_t bin = 0; bin < energies.size(); ++bin) {
         const double re = buffer[2 * bin];
         const double im = buffer[2 * bin + 1];
         energies[bin] = re * re + im * im;
-        total += energies[bin];
     }
+    const double total = sumOf(energies);
     if (total <= 0)
         return hum;
     for (const double mains : {50.0, 60.0}) {

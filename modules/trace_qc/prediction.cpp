@@ -14,42 +14,7 @@ namespace {
 
 constexpr int reach = 8;       // traces to each side that determine the coefficients
 constexpr int farthestOff = 5; // traces from one to those that it is predicted from
-constexpr int mostTerms = 4;
-
-using Double = std::complex<double>;
-using Terms = std::array<Double, mostTerms>;
-
-// Solves the normal equations of `terms` unknowns by Cholesky's decomposition, in place; false for
-// a matrix that is not positive.
-bool solve(std::array<Terms, mostTerms>& matrix, Terms& right, std::size_t terms)
-{
-    for (std::size_t j = 0; j < terms; ++j) {
-        double diagonal = matrix[j][j].real();
-        for (std::size_t k = 0; k < j; ++k)
-            diagonal -= std::norm(matrix[j][k]);
-        if (!(diagonal > 0))
-            return false;
-        const double root = std::sqrt(diagonal);
-        matrix[j][j] = root;
-        for (std::size_t i = j + 1; i < terms; ++i) {
-            Double sum = matrix[i][j];
-            for (std::size_t k = 0; k < j; ++k)
-                sum -= matrix[i][k] * std::conj(matrix[j][k]);
-            matrix[i][j] = sum / root;
-        }
-    }
-    for (std::size_t i = 0; i < terms; ++i) {
-        for (std::size_t k = 0; k < i; ++k)
-            right[i] -= matrix[i][k] * right[k];
-        right[i] /= matrix[i][i].real();
-    }
-    for (std::size_t i = terms; i-- > 0;) {
-        for (std::size_t k = i + 1; k < terms; ++k)
-            right[i] -= std::conj(matrix[k][i]) * right[k];
-        right[i] /= matrix[i][i].real();
-    }
-    return true;
-}
+constexpr std::size_t mostTerms = NormalEquations::mostTerms;
 
 // The nearest usable traces, two on each side where there are two.
 std::vector<int> chooseOffsets(const std::function<bool(int)>& isUsable, int trace)
@@ -101,42 +66,50 @@ Predictor::Predictor(int samples, int window)
         std::min<int>(boundedTransformLength(windowLength),
                       static_cast<int>(transformLength(int64_t{windowLength} + windowLength / 4)));
     bins = static_cast<std::size_t>(length) / 2 + 1;
+    quads = (bins + Quad::width - 1) / Quad::width;
     for (int i = 0; i < windowLength; ++i)
         taper.push_back(static_cast<float>(
             0.5 - 0.5 * std::cos(2 * std::numbers::pi * (i + 0.5) / windowLength)));
-    cross.resize(bins);
+    equations = NormalEquations(quads, static_cast<std::size_t>(windows));
     fourier = RealTransform(length, RealTransform::Directions::both);
 }
 
 // Each window has the energy 1, so that late and weak ones count; windows that are empty beside the
 // trace stay so.
-void Predictor::transform(std::span<const float> samples, std::vector<Complex>& values)
+void Predictor::transform(std::span<const float> samples, std::vector<Quad>& values)
 {
     constexpr double quiet = 1e-3;
     const TraceLevels levels = levelsOf(samples);
-    values.assign(static_cast<std::size_t>(windows) * bins, Complex());
+    values.assign(static_cast<std::size_t>(windows) * quads, Quad());
     if (levels.isConstant)
         return;
+    // Both windows that a sample is in take it from here.
+    std::vector<float> scaled(samples.size());
+    const double toOne = 1 / levels.peak;
+    for (std::size_t i = 0; i < samples.size(); ++i) {
+        const double value = (samples[i] - levels.mean) * toOne;
+        scaled[i] =
+            std::fabs(value) <= 2 ? static_cast<float>(value) : 0.0f; // not of infinite ones
+    }
     float* const buffer = fourier.data();
     const int hop = std::max(1, windowLength / 2);
     for (int window = 0; window < windows; ++window) {
         const auto from = static_cast<std::size_t>(window) * static_cast<std::size_t>(hop);
-        double energy = 0;
-        std::fill(buffer, buffer + length, 0.0f);
-        for (std::size_t i = 0; i < taper.size(); ++i) {
-            const float sample = samples[from + i];
-            const double value = std::isfinite(sample) ? (sample - levels.mean) * taper[i] : 0;
-            buffer[i] = static_cast<float>(value / levels.peak);
-            energy += static_cast<double>(buffer[i]) * buffer[i];
-        }
+        for (std::size_t i = 0; i < taper.size(); ++i)
+            buffer[i] = scaled[from + i] * taper[i];
+        std::fill(buffer + taper.size(), buffer + length, 0.0f);
+        const std::span<const float> tapered(buffer, taper.size());
+        const double energy = productOf(tapered, tapered);
         const double least = quiet * levels.rms / levels.peak;
         const double floor = least * least * static_cast<double>(windowLength);
         const double scale = 1 / std::sqrt(std::max(energy, floor));
         fourier.forward();
-        for (std::size_t bin = 0; bin < bins; ++bin)
-            values[static_cast<std::size_t>(window) * bins + bin] =
-                Complex(static_cast<float>(buffer[2 * bin] * scale),
-                        static_cast<float>(buffer[2 * bin + 1] * scale));
+        const auto factor = static_cast<float>(scale);
+        Quad* to = values.data() + static_cast<std::size_t>(window) * quads;
+        for (std::size_t bin = 0; bin < bins; ++bin) {
+            to[bin / Quad::width].re[bin % Quad::width] = buffer[2 * bin] * factor;
+            to[bin / Quad::width].im[bin % Quad::width] = buffer[2 * bin + 1] * factor;
+        }
     }
 }
 
@@ -148,82 +121,13 @@ void Predictor::load(int first, int last, const TraceSamples& samplesOf)
     if (!cache.empty() && cache.front().trace > first)
         cache.clear();
     for (int trace = cache.empty() ? first : cache.back().trace + 1; trace <= last; ++trace) {
-        Spectra spectra{trace, false, {}};
+        Spectra spectra;
+        spectra.trace = trace;
         if (const auto samples = samplesOf(trace)) {
             spectra.takesPart = true;
             transform(*samples, spectra.values);
         }
         cache.push_back(std::move(spectra));
-    }
-}
-
-// Adds the spectra of the trace, times the conjugate of its prediction, of all windows.
-void Predictor::correlate(int trace, const std::vector<int>& offsets, const std::vector<int>& rows,
-                          double& own, double& predicted)
-{
-    constexpr double leastEnergy =
-        0.002;                       // of the strongest frequency: the others are not looked at
-    constexpr double damping = 0.05; // of the mean diagonal element
-    const std::size_t terms = offsets.size();
-    const auto spectra = [&](int i) {
-        return cache[static_cast<std::size_t>(i - cache.front().trace)].values.data();
-    };
-    std::vector<const Complex*> wanted; // each row, then the traces that it is predicted from
-    std::vector<const Complex*> given;
-    for (const int row : rows) {
-        wanted.push_back(spectra(row));
-        for (const int offset : offsets)
-            given.push_back(spectra(row + offset));
-    }
-    std::vector<const Complex*> sources;
-    sources.reserve(terms);
-    for (const int offset : offsets)
-        sources.push_back(spectra(trace + offset));
-    const Complex* self = spectra(trace);
-
-    std::vector<double> energies(bins);
-    for (int window = 0; window < windows; ++window) {
-        const std::size_t from = static_cast<std::size_t>(window) * bins;
-        for (std::size_t bin = 0; bin < bins; ++bin) {
-            energies[bin] = 0;
-            for (const Complex* row : wanted)
-                energies[bin] += std::norm(row[from + bin]);
-        }
-        const double limit = leastEnergy * *std::max_element(energies.begin(), energies.end());
-        for (std::size_t bin = 0; bin < bins; ++bin) {
-            if (energies[bin] <= limit)
-                continue;
-            const std::size_t at = from + bin;
-            std::array<Terms, mostTerms> matrix{};
-            Terms right{};
-            for (std::size_t row = 0; row < wanted.size(); ++row) {
-                const Complex target = wanted[row][at];
-                Complex from4[mostTerms];
-                for (std::size_t j = 0; j < terms; ++j)
-                    from4[j] = given[row * terms + j][at];
-                for (std::size_t j = 0; j < terms; ++j) {
-                    const Complex mine = std::conj(from4[j]);
-                    right[j] += Double(mine * target);
-                    for (std::size_t k = 0; k <= j; ++k)
-                        matrix[j][k] += Double(mine * from4[k]);
-                }
-            }
-            double trace4 = 0;
-            for (std::size_t j = 0; j < terms; ++j)
-                trace4 += matrix[j][j].real();
-            for (std::size_t j = 0; j < terms; ++j)
-                matrix[j][j] += damping * trace4 / static_cast<double>(terms);
-            if (!solve(matrix, right, terms))
-                continue;
-            Double prediction = 0;
-            for (std::size_t j = 0; j < terms; ++j)
-                prediction += right[j] * Double(sources[j][at]);
-            const Double value(self[at]);
-            const double weight = bin == 0 ? 1 : 2;
-            own += weight * std::norm(value);
-            predicted += weight * std::norm(prediction);
-            cross[bin] += value * std::conj(prediction);
-        }
     }
 }
 
@@ -234,6 +138,7 @@ Prediction Predictor::predictOne(int trace, int traces, const TraceSamples& samp
     const int first = std::max(0, std::min(trace - reach, traces - 1 - 2 * reach));
     const int last = std::min(traces - 1, first + 2 * reach);
     load(std::max(0, trace - 2 * reach), std::min(traces - 1, trace + 2 * reach), samplesOf);
+    equations.drop(cache, first);
     const auto isUsable = [&](int i) {
         return i >= first && i <= last && isLeftOut[static_cast<std::size_t>(i)] == 0 &&
                cache[static_cast<std::size_t>(i - cache.front().trace)].takesPart;
@@ -260,17 +165,15 @@ Prediction Predictor::predictOne(int trace, int traces, const TraceSamples& samp
     if (offsets.size() < 2)
         return result;
 
-    std::fill(cross.begin(), cross.end(), Double());
-    double own = 0;
-    double predicted = 0;
-    correlate(trace, offsets, rows, own, predicted);
-    if (own <= 0 || predicted <= 0)
+    equations.agree(cache, trace, offsets, rows, agreement);
+    if (agreement.own <= 0 || agreement.predicted <= 0)
         return result;
-    const double scale = 1 / std::sqrt(own * predicted);
+    const double scale = 1 / std::sqrt(agreement.own * agreement.predicted);
     float* const buffer = fourier.data();
     for (std::size_t bin = 0; bin < bins; ++bin) {
-        buffer[2 * bin] = static_cast<float>(cross[bin].real() * scale);
-        buffer[2 * bin + 1] = static_cast<float>(cross[bin].imag() * scale);
+        const Quad& cross = agreement.cross[bin / Quad::width];
+        buffer[2 * bin] = static_cast<float>(cross.re[bin % Quad::width] * scale);
+        buffer[2 * bin + 1] = static_cast<float>(cross.im[bin % Quad::width] * scale);
     }
     fourier.backward();
     result.isKnown = true;

@@ -15,10 +15,9 @@
 #ifndef PREDICTION_H
 #define PREDICTION_H
 
+#include "normal_equations.h"
 #include "real_transform.h"
 
-#include <complex>
-#include <deque>
 #include <functional>
 #include <optional>
 #include <span>
@@ -55,29 +54,21 @@ public:
     std::vector<Prediction> predict(int traces, const TraceSamples& samplesOf, int farthest);
 
 private:
-    using Complex = std::complex<float>;
-    struct Spectra
-    {
-        int trace;
-        bool takesPart;
-        std::vector<Complex> values; // of all windows, one after the other
-    };
-
-    void transform(std::span<const float> samples, std::vector<Complex>& values);
+    void transform(std::span<const float> samples, std::vector<Quad>& values);
     void load(int first, int last, const TraceSamples& samplesOf);
     Prediction predictOne(int trace, int traces, const TraceSamples& samplesOf,
                           const std::vector<char>& isLeftOut, int farthest);
-    void correlate(int trace, const std::vector<int>& offsets, const std::vector<int>& rows,
-                   double& own, double& predicted);
 
     int windowLength = 0;
     int windows = 0;
     int length = 0; // of the transform
     std::size_t bins = 0;
+    std::size_t quads = 0; // that the bins fill
     RealTransform fourier;
     std::vector<float> taper;
-    std::deque<Spectra> cache; // of successive traces
-    std::vector<std::complex<double>> cross;
+    SpectraCache cache; // of successive traces
+    NormalEquations equations{0, 0};
+    Agreement agreement;
 };
 
 #endif

@@ -3,12 +3,30 @@
 #include "transform_memory.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstddef>
+#include <limits>
 #include <stdexcept>
 #include <string>
 
 namespace {
+
+constexpr std::size_t ways = 4;
+
+template <typename Value>
+double inFourWays(std::size_t count, const Value& value)
+{
+    std::array<double, ways> sums{};
+    std::size_t i = 0;
+    for (; i + ways <= count; i += ways) {
+        for (std::size_t way = 0; way < ways; ++way)
+            sums[way] += value(i + way);
+    }
+    for (; i < count; ++i)
+        sums[0] += value(i);
+    return (sums[0] + sums[1]) + (sums[2] + sums[3]);
+}
 
 double medianOf(std::vector<double>& values)
 {
@@ -53,29 +71,30 @@ Verdict judge(double value, std::vector<double> side, double threshold)
     return std::fabs(value - middle) > limit ? Verdict::outlier : Verdict::ordinary;
 }
 
-// Far above all that is two to four samples away, and the highest of its neighbours.
-bool standsAlone(std::span<const float> samples, int at, double mean)
+constexpr std::size_t margin = 4; // samples that a spike is compared with, to each side
+
+// Distances of the samples from `mean`, 0 for those that are infinite or NaN and for the margins
+// before and after them.
+std::vector<double> distancesFrom(std::span<const float> samples, double mean)
+{
+    std::vector<double> distances(samples.size() + 2 * margin, 0.0);
+    double* to = distances.data() + margin;
+    for (std::size_t i = 0; i < samples.size(); ++i) {
+        const double distance = std::fabs(samples[i] - mean);
+        to[i] = distance <= std::numeric_limits<double>::max() ? distance : 0;
+    }
+    return distances;
+}
+
+// Far above all that is two to four samples away, and the highest of its neighbours; of two equal
+// samples side by side the first one.
+bool standsAlone(const double* distance)
 {
     constexpr double ratio = 4;
-    constexpr int farthest = 4;
-    const int count = static_cast<int>(samples.size());
-    const auto distance = [&](int i) {
-        const double value = samples[static_cast<std::size_t>(i)];
-        return std::isfinite(value) ? std::fabs(value - mean) : 0;
-    };
-    const double height = distance(at);
-    if (height <= 0)
-        return false;
-    // Of two equal samples side by side the first one counts.
-    if ((at > 0 && distance(at - 1) >= height) || (at + 1 < count && distance(at + 1) > height))
-        return false;
-    for (int step = 2; step <= farthest; ++step) {
-        if (at >= step && distance(at - step) * ratio >= height)
-            return false;
-        if (at + step < count && distance(at + step) * ratio >= height)
-            return false;
-    }
-    return true;
+    const double height = distance[0];
+    return height > distance[-1] && height >= distance[1] &&
+           height > ratio * std::max({distance[-2], distance[2], distance[-3], distance[3],
+                                      distance[-4], distance[4]});
 }
 
 bool isSpike(std::span<const float> samples, int at, double threshold, int window)
@@ -95,27 +114,42 @@ bool isSpike(std::span<const float> samples, int at, double threshold, int windo
 
 TraceLevels levelsOf(std::span<const float> samples)
 {
+    // Side by side, so that no addition waits for the one before it.
+    std::array<double, ways> squares{};
+    std::array<double, ways> sums{};
+    std::array<float, ways> least;
+    std::array<float, ways> greatest;
+    std::array<int, ways> used{};
+    least.fill(INFINITY);
+    greatest.fill(-INFINITY);
+    const auto take = [&](std::size_t way, float sample) {
+        const bool isFinite = std::fabs(sample) <= std::numeric_limits<float>::max();
+        const double value = isFinite ? sample : 0.0f;
+        squares[way] += value * value;
+        sums[way] += value;
+        used[way] += isFinite ? 1 : 0;
+        least[way] = isFinite && sample < least[way] ? sample : least[way];
+        greatest[way] = isFinite && sample > greatest[way] ? sample : greatest[way];
+    };
+    std::size_t i = 0;
+    for (; i + ways <= samples.size(); i += ways) {
+        for (std::size_t way = 0; way < ways; ++way)
+            take(way, samples[i + way]);
+    }
+    for (; i < samples.size(); ++i)
+        take(0, samples[i]);
+
     TraceLevels levels;
-    double squares = 0;
-    double sum = 0;
-    int used = 0;
-    float first = 0;
-    for (const float sample : samples) {
-        if (!std::isfinite(sample)) {
-            ++levels.invalid;
-            continue;
-        }
-        if (used++ == 0)
-            first = sample;
-        levels.isConstant = levels.isConstant && sample == first;
-        levels.peak = std::max(levels.peak, std::fabs(static_cast<double>(sample)));
-        squares += static_cast<double>(sample) * sample;
-        sum += sample;
-    }
-    if (used > 0) {
-        levels.rms = std::sqrt(squares / used);
-        levels.mean = sum / used;
-    }
+    const int finite = used[0] + used[1] + used[2] + used[3];
+    levels.invalid = static_cast<int>(samples.size()) - finite;
+    if (finite == 0)
+        return levels;
+    const float low = *std::min_element(least.begin(), least.end());
+    const float high = *std::max_element(greatest.begin(), greatest.end());
+    levels.isConstant = low == high;
+    levels.peak = std::max(std::fabs(low), std::fabs(high));
+    levels.rms = std::sqrt(((squares[0] + squares[1]) + (squares[2] + squares[3])) / finite);
+    levels.mean = ((sums[0] + sums[1]) + (sums[2] + sums[3])) / finite;
     return levels;
 }
 
@@ -124,36 +158,69 @@ int longestRunAtTheLimit(std::span<const float> samples)
     float least = 0;
     float greatest = 0;
     for (const float sample : samples) {
-        if (std::isfinite(sample)) {
-            least = std::min(least, sample);
-            greatest = std::max(greatest, sample);
-        }
+        const float value = std::fabs(sample) <= std::numeric_limits<float>::max() ? sample : 0.0f;
+        least = value < least ? value : least;
+        greatest = value > greatest ? value : greatest;
     }
     int longest = 0;
-    int run = 0;
-    bool isConstant = true;
-    for (std::size_t i = 0; i < samples.size(); ++i) {
+    for (std::size_t i = 0; i < samples.size();) {
         const float sample = samples[i];
-        isConstant = isConstant && sample == samples[0];
-        const bool atLimit = sample != 0 && (sample == least || sample == greatest);
-        const bool goesOn = run > 0 && sample == samples[i - 1];
-        run = atLimit ? (goesOn ? run + 1 : 1) : 0;
-        longest = std::max(longest, run);
+        std::size_t end = i + 1;
+        if ((sample == least || sample == greatest) && sample != 0) {
+            while (end < samples.size() && samples[end] == sample)
+                ++end;
+            if (end - i == samples.size())
+                return 0;
+            longest = std::max(longest, static_cast<int>(end - i));
+        }
+        i = end;
     }
-    return isConstant ? 0 : longest;
+    return longest;
 }
 
 std::vector<int> findSpikes(std::span<const float> samples, double mean, double threshold,
                             int window)
 {
     std::vector<int> spikes;
-    for (int i = 0; i < static_cast<int>(samples.size()); ++i) {
+    const std::vector<double> distances = distancesFrom(samples, mean);
+    for (std::size_t i = 0; i < samples.size(); ++i) {
         // The cheap rule first: few samples pass it.
-        if (std::isfinite(samples[static_cast<std::size_t>(i)]) && standsAlone(samples, i, mean) &&
-            isSpike(samples, i, threshold, window))
-            spikes.push_back(i);
+        const int at = static_cast<int>(i);
+        if (standsAlone(distances.data() + margin + i) && isSpike(samples, at, threshold, window))
+            spikes.push_back(at);
     }
     return spikes;
+}
+
+bool copyScaled(std::span<const float> samples, double mean, float* to)
+{
+    // Scaled to 1, so that no square overflows or underflows.
+    double greatest = 0;
+    for (const float sample : samples) {
+        const double distance = std::fabs(sample - mean);
+        greatest = distance > greatest && distance <= std::numeric_limits<double>::max() ? distance
+                                                                                         : greatest;
+    }
+    if (greatest <= 0)
+        return false;
+    const double scale = 1 / greatest;
+    for (std::size_t i = 0; i < samples.size(); ++i) {
+        const double distance = samples[i] - mean;
+        const double finite =
+            std::fabs(distance) <= std::numeric_limits<double>::max() ? distance : 0;
+        to[i] = static_cast<float>(finite * scale);
+    }
+    return true;
+}
+
+double sumOf(std::span<const double> values)
+{
+    return inFourWays(values.size(), [&](std::size_t i) { return values[i]; });
+}
+
+double productOf(std::span<const float> a, std::span<const float> b)
+{
+    return inFourWays(a.size(), [&](std::size_t i) { return static_cast<double>(a[i]) * b[i]; });
 }
 
 int64_t transformLength(int64_t least)
@@ -186,6 +253,7 @@ FrequencyMeter::FrequencyMeter(int samples)
         return;
     length = boundedTransformLength(samples);
     transform = RealTransform(length, RealTransform::Directions::forward);
+    energies.resize(static_cast<std::size_t>(length) / 2 + 1);
 }
 
 DominantFrequency FrequencyMeter::measure(std::span<const float> samples, double mean)
@@ -193,35 +261,23 @@ DominantFrequency FrequencyMeter::measure(std::span<const float> samples, double
     DominantFrequency dominant;
     if (!transform)
         return dominant;
-    // Scaled to 1, so that no square overflows or underflows.
-    double greatest = 0;
-    for (const float sample : samples) {
-        if (std::isfinite(sample))
-            greatest = std::max(greatest, std::fabs(sample - mean));
-    }
-    if (greatest <= 0)
-        return dominant;
     float* const buffer = transform.data();
-    std::fill(buffer, buffer + length, 0.0f);
-    for (std::size_t i = 0; i < samples.size(); ++i)
-        buffer[i] =
-            std::isfinite(samples[i]) ? static_cast<float>((samples[i] - mean) / greatest) : 0.0f;
+    if (!copyScaled(samples, mean, buffer))
+        return dominant;
+    std::fill(buffer + samples.size(), buffer + length, 0.0f);
     transform.forward();
 
     const int bins = length / 2 + 1;
-    const auto energy = [&](int bin) {
-        const float* value = buffer + 2 * static_cast<std::ptrdiff_t>(bin);
-        const double re = value[0];
-        const double im = value[1];
-        return re * re + im * im;
-    };
+    for (std::size_t bin = 0; bin < energies.size(); ++bin) {
+        const double re = buffer[2 * bin];
+        const double im = buffer[2 * bin + 1];
+        energies[bin] = re * re + im * im;
+    }
+    const auto energy = [&](int bin) { return energies[static_cast<std::size_t>(bin)]; };
     const auto count = static_cast<double>(samples.size());
     const int lowest = std::max(1, static_cast<int>(std::floor(length / count)));
-    int top = lowest;
-    for (int bin = lowest; bin < bins; ++bin) {
-        if (energy(bin) > energy(top))
-            top = bin;
-    }
+    const int top = static_cast<int>(std::max_element(energies.begin() + lowest, energies.end()) -
+                                     energies.begin());
     const double peak = energy(top);
     if (peak <= 0)
         return dominant;
@@ -240,15 +296,17 @@ DominantFrequency FrequencyMeter::measure(std::span<const float> samples, double
     dominant.frequency = std::clamp(place / length, 0.0, 0.5);
 
     const double reach = 2 * length / count;
-    double near = 0;
-    double total = 0;
-    for (int bin = 0; bin < bins; ++bin) {
-        // All but the first and the last one stand for two frequencies, one below 0.
-        const double here = energy(bin) * (bin == 0 || bin == bins - 1 ? 1 : 2);
-        total += here;
-        if (std::fabs(bin - place) <= reach)
-            near += here;
-    }
+    // All but the first and the last one stand for two frequencies, one below 0.
+    const auto share = [&](int from, int to) {
+        double sum = 0;
+        for (int bin = from; bin <= to; ++bin)
+            sum += energy(bin) * (bin == 0 || bin == bins - 1 ? 1 : 2);
+        return sum;
+    };
+    const int first = std::max(0, static_cast<int>(std::ceil(place - reach)));
+    const int last = std::min(bins - 1, static_cast<int>(std::floor(place + reach)));
+    const double near = share(first, last);
+    const double total = 2 * sumOf(energies) - energies.front() - energies.back();
     dominant.share = near / total;
     return dominant;
 }

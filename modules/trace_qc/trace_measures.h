@@ -74,7 +74,21 @@ public:
 private:
     int length = 0; // of the transform
     RealTransform transform;
+    std::vector<double> energies; // of the frequencies
 };
+
+/// Writes the samples less `mean`, the greatest distance scaled to 1, and 0 for those that are
+/// infinite or NaN. False, and nothing is written, where all of them are `mean`.
+///
+/// @param to  room for as many
+bool copyScaled(std::span<const float> samples, double mean, float* to);
+
+/// The sum of all values, and that of the products of two rows of as many samples. Several sums run
+/// side by side, so that no addition waits for the one before it.
+/** @{ */
+double sumOf(std::span<const double> values);
+double productOf(std::span<const float> a, std::span<const float> b);
+/** @} */
 
 /// The least number from `least` on, even, that has no prime factor above 5, which transforms like.
 int64_t transformLength(int64_t least);

@@ -341,8 +341,10 @@ void judgeLevels(State& state)
     }
 }
 
-// A trace that is bad anyway has no polarity, and must not be a measure for others.
-void judgePolarities(State& state)
+// A trace whose level is bad anyway has no polarity, and must not be a measure for others.
+// Most traces agree with their neighbours as they are, which is known by now; the others are
+// correlated with them.
+void judgePolarities(State& state, const std::vector<int>& flagsOfLevels)
 {
     PolarityRule rule;
     rule.neighbours = state.set.neighbours;
@@ -351,12 +353,15 @@ void judgePolarities(State& state)
                                         state.set.lag / state.interval, state.length)))
                                   : 0;
     const auto samples = [&](int i) -> std::optional<std::span<const float>> {
-        if ((state.gather[static_cast<std::size_t>(i)].flags & (dead | weak | noisy)) != 0)
+        if ((flagsOfLevels[static_cast<std::size_t>(i)] & (dead | weak | noisy)) != 0)
             return std::nullopt;
         return samplesOf(state, i);
     };
-    const std::vector<PolarityVerdict> verdicts =
-        judgePolarity(static_cast<int>(state.gather.size()), samples, rule, state.correlator);
+    const auto isInQuestion = [&](int i) {
+        return !agreesAsItIs(state.gather[static_cast<std::size_t>(i)].compared);
+    };
+    const std::vector<PolarityVerdict> verdicts = judgePolarity(
+        static_cast<int>(state.gather.size()), samples, rule, state.correlator, isInQuestion);
     for (std::size_t i = 0; i < verdicts.size(); ++i) {
         state.gather[i].polarity = verdicts[i].toNeighbours;
         if (verdicts[i].isReversed)
@@ -540,8 +545,12 @@ void judgeGather(State& state)
 {
     constexpr std::size_t fewest = 3;
     judgeLevels(state);
-    judgePolarities(state);
+    std::vector<int> flagsOfLevels;
+    flagsOfLevels.reserve(state.gather.size());
+    for (const Measures& m : state.gather)
+        flagsOfLevels.push_back(m.flags);
     judgeChecks(state);
+    judgePolarities(state, flagsOfLevels);
     nameTraces(state);
     state.found.someGatherIsJudged =
         state.found.someGatherIsJudged || state.gather.size() >= fewest;

@@ -457,6 +457,33 @@ TEST(PolarityTest, ReversedTracesAreFoundWhereverTheyAre)
     }
 }
 
+// Only traces in question get a verdict, and theirs is the same.
+TEST(PolarityTest, TracesThatAreNotInQuestionDoNotChangeTheOthers)
+{
+    std::vector<Samples> gather = gatherOf(20, 0.5);
+    reverse(gather[4]);
+    reverse(gather[13]);
+    Correlator correlator(static_cast<int>(gather[0].size()));
+    std::vector<int> read(gather.size(), 0);
+    const auto samples = [&](int i) -> std::optional<std::span<const float>> {
+        ++read[static_cast<std::size_t>(i)];
+        return gather[static_cast<std::size_t>(i)];
+    };
+    const PolarityRule rule{2, 1, 0.07};
+    const auto all = judgePolarity(20, samples, rule, correlator);
+    std::fill(read.begin(), read.end(), 0);
+    const auto some =
+        judgePolarity(20, samples, rule, correlator, [](int i) { return i == 13 || i == 16; });
+    for (const std::size_t i : {13u, 16u}) {
+        EXPECT_EQ(some[i].toNeighbours, all[i].toNeighbours) << i;
+        EXPECT_EQ(some[i].among, all[i].among) << i;
+    }
+    EXPECT_TRUE(some[13].isReversed);
+    EXPECT_FALSE(some[4].isReversed);
+    EXPECT_EQ(some[4].toNeighbours, 0);
+    EXPECT_THAT(read, ElementsAre(0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1, 1, 1, 1, 1, 1, 1, 1, 0));
+}
+
 TEST(PolarityTest, GoodGathersHaveNone)
 {
     for (const double moveOut : {0.0, 0.5, 2.0, 4.0, 6.0, 8.0}) {

@@ -11,7 +11,10 @@
 
 namespace {
 
+// Of a trace that is bad by itself the agreement with its neighbours says nothing more.
+constexpr int explained = dead | weak | noisy | spiky | ringing | invalid | hum | bias;
 constexpr double leastTypical = 0.15;    // agreement, below which neighbours say nothing
+constexpr double resolvedHum = 1;        // seconds
 constexpr double arrivalWindow = 0.05;   // seconds
 constexpr double predictionWindow = 0.4; // seconds
 constexpr double predictionLag = 0.16;   // seconds
@@ -66,6 +69,11 @@ std::string text(const char* format, Values... values)
 }
 
 } // namespace
+
+double leastHum(const CheckRule& rule, double duration)
+{
+    return rule.hum * std::max(1.0, resolvedHum / std::max(duration, 1e-9));
+}
 
 bool agreesAsItIs(const GatherChecks& compared)
 {
@@ -174,8 +182,7 @@ void Checker::compareLevels(std::vector<CheckedTrace>& traces) const
 // Where a record is too short to tell a line from a wavelet, the traces around decide.
 void Checker::compareHum(std::vector<CheckedTrace>& traces) const
 {
-    constexpr double resolved = 1; // seconds
-    const double least = limits.hum * std::max(1.0, resolved / std::max(count * interval, 1e-9));
+    const double least = leastHum(limits, count * interval);
     std::vector<std::optional<double>> shares;
     shares.reserve(traces.size());
     for (const CheckedTrace& trace : traces)
@@ -186,8 +193,8 @@ void Checker::compareHum(std::vector<CheckedTrace>& traces) const
     for (std::size_t i = 0; i < traces.size(); ++i) {
         CheckedTrace& trace = traces[i];
         trace.compared.hum = found[i];
-        const bool isHum = count * interval < resolved ? isAbove(found[i], limits.outlier, least)
-                                                       : trace.single.hum.share > limits.hum;
+        const bool isHum = count * interval < resolvedHum ? isAbove(found[i], limits.outlier, least)
+                                                          : trace.single.hum.share > limits.hum;
         if ((trace.flags & dead) == 0 && isHum)
             trace.flags |= hum;
     }
@@ -225,16 +232,44 @@ void Checker::compareArrivals(std::vector<CheckedTrace>& traces) const
         places.push_back(*traces[i].offset);
         sorted.push_back(times[i]);
     }
-    const std::vector<Deviation> byOffset = deviations(places, sorted, around);
-    for (std::size_t k = 0; k < order.size(); ++k)
-        traces[order[k]].compared.offset = byOffset[k];
+    // A few wrong offsets stand side by side in this order, and must not widen the spread.
+    const Neighbourhood alongOffsets{5, limits.window, false};
+    const std::vector<Deviation> byOffset = deviations(places, sorted, alongOffsets);
     // Where the arrival fits those recorded beside it and not those of its offset, the offset is
     // wrong. Where it fits neither, the pick or the trace is.
-    for (CheckedTrace& trace : traces) {
-        const Deviation& d = trace.compared.offset;
-        const Deviation& beside = trace.compared.arrival;
-        if ((isAbove(d, limits.outlier, limits.late) || isBelow(d, limits.outlier, limits.late)) &&
-            beside.isKnown && std::fabs(beside.distance) < 0.5 * std::fabs(d.distance))
+    const auto isWrong = [&](const Deviation& d, const Deviation& beside) {
+        return (isAbove(d, limits.outlier, limits.late) ||
+                isBelow(d, limits.outlier, limits.late)) &&
+               beside.isKnown && std::fabs(beside.distance) < 0.5 * std::fabs(d.distance);
+    };
+    std::vector<std::optional<double>> trusted = sorted;
+    std::vector<std::size_t> candidates;
+    for (std::size_t k = 0; k < order.size(); ++k) {
+        GatherChecks& compared = traces[order[k]].compared;
+        compared.offset = byOffset[k];
+        if (isWrong(byOffset[k], compared.arrival)) {
+            candidates.push_back(k);
+            trusted[k].reset();
+        }
+    }
+    // Several of them side by side bend the line of good ones: each is looked at without the
+    // others.
+    const auto reach = static_cast<std::size_t>(limits.window);
+    for (const std::size_t k : candidates) {
+        const std::size_t first = k - std::min(k, reach);
+        const std::size_t end = std::min(order.size(), k + reach + 1);
+        const auto part = [&](const auto& values) {
+            return std::vector(values.begin() + static_cast<std::ptrdiff_t>(first),
+                               values.begin() + static_cast<std::ptrdiff_t>(end));
+        };
+        std::vector<std::optional<double>> near = part(trusted);
+        near[k - first] = sorted[k];
+        CheckedTrace& trace = traces[order[k]];
+        const Deviation alone = deviations(part(places), near, alongOffsets)[k - first];
+        if (!alone.isKnown)
+            continue;
+        trace.compared.offset = alone;
+        if (isWrong(alone, trace.compared.arrival))
             trace.flags |= geometry;
     }
 }
@@ -307,6 +342,9 @@ void Checker::comparePredictions(std::vector<CheckedTrace>& traces,
     constexpr double enough = 1; // seconds; below that, chance has long tails
     const double anywhere = (duration < enough ? 3 : 2) / std::sqrt(std::max(60 * duration, 1.0));
     constexpr double gain = 0.35; // of the agreement, by the lag
+    // Where the record is too short for that, the agreement must fall out of the ordinary.
+    constexpr double fewer = 4; // spreads
+    constexpr double leastFall = 0.12;
     const auto samples = [&](int i) -> std::optional<std::span<const float>> {
         if ((traces[static_cast<std::size_t>(i)].flags & (dead | invalid)) != 0)
             return std::nullopt;
@@ -320,13 +358,18 @@ void Checker::comparePredictions(std::vector<CheckedTrace>& traces,
         lags.push_back(p.isKnown ? std::optional<double>(p.lag) : std::nullopt);
     const std::vector<Deviation> byLag =
         deviations(inOrder(traces.size()), lags, {5, limits.window, true});
+    std::vector<std::optional<double>> agreements;
+    agreements.reserve(predictions.size());
+    for (const Prediction& p : predictions)
+        agreements.push_back(p.isKnown ? std::optional<double>(p.zero) : std::nullopt);
+    const std::vector<Deviation> byAgreement =
+        deviations(inOrder(traces.size()), agreements, {5, limits.window, false});
     for (std::size_t i = 0; i < traces.size(); ++i) {
         const Prediction& p = predictions[i];
         CheckedTrace& trace = traces[i];
         trace.compared.prediction = p;
         trace.compared.lag = byLag[i];
-        // Of a trace that is bad by itself it says nothing more.
-        constexpr int explained = dead | weak | noisy | spiky | ringing | invalid | hum | bias;
+        trace.compared.agreement = byAgreement[i];
         if ((trace.flags & explained) != 0 || !p.isKnown || p.typical < leastTypical)
             continue;
         // A trace at an end is predicted from one side alone.
@@ -336,7 +379,9 @@ void Checker::comparePredictions(std::vector<CheckedTrace>& traces,
                                         isBelow(arrival, limits.outlier, limits.late);
         const bool agreesElsewhere =
             std::abs(p.lag) > std::max(limits.outlier * byLag[i].spread, 1.5) &&
-            p.best > 0.5 * p.typical && p.best - p.zero > std::max(gain * p.typical, chance);
+            p.best > 0.5 * p.typical && p.best - p.zero > gain * p.typical &&
+            (p.best - p.zero > chance || (std::abs(p.lag) * interval > limits.late &&
+                                          isBelow(byAgreement[i], fewer, leastFall)));
         // Parts of both ends are missing where a trace is late by a part of the window.
         const bool arrivesElsewhere = comesAtAnotherTime && p.zero < limits.mismatch * p.typical &&
                                       p.typical - p.zero > chance;
@@ -350,6 +395,40 @@ void Checker::comparePredictions(std::vector<CheckedTrace>& traces,
     }
 }
 
+// Two traces that arrive when the other one should, and do not fit where they are.
+void Checker::compareSwapped(std::vector<CheckedTrace>& traces) const
+{
+    constexpr std::size_t farthest = 8;  // traces
+    constexpr double tolerance = 0.35;   // of the error of its arrival
+    constexpr double disagreeing = 0.65; // of the typical agreement
+    const auto isMisplaced = [&](const CheckedTrace& trace) {
+        const GatherChecks& c = trace.compared;
+        return (trace.flags & explained) == 0 && c.arrival.isKnown && !c.arrival.isAtEnd &&
+               std::fabs(c.arrival.distance) > limits.late &&
+               (!c.prediction.isKnown || c.prediction.zero < disagreeing * c.prediction.typical) &&
+               c.prediction.typical >= leastTypical;
+    };
+    const auto fitsAt = [&](const Deviation& own, const Deviation& other) {
+        const double arrival = own.expected + own.distance;
+        return std::fabs(arrival - other.expected) < tolerance * std::fabs(own.distance);
+    };
+    for (std::size_t i = 0; i < traces.size(); ++i) {
+        if (!isMisplaced(traces[i]))
+            continue;
+        for (std::size_t j = i + 1; j < std::min(traces.size(), i + farthest + 1); ++j) {
+            const Deviation& first = traces[i].compared.arrival;
+            const Deviation& second = traces[j].compared.arrival;
+            if (!isMisplaced(traces[j]) || !fitsAt(first, second) || !fitsAt(second, first))
+                continue;
+            const auto apart = static_cast<int>(j - i);
+            traces[i].compared.swappedBy = apart;
+            traces[j].compared.swappedBy = -apart;
+            for (const std::size_t one : {i, j})
+                traces[one].flags = (traces[one].flags & ~unlike) | shifted;
+        }
+    }
+}
+
 void Checker::judge(std::vector<CheckedTrace>& traces,
                     const std::function<std::span<const float>(int)>& samplesOf)
 {
@@ -358,6 +437,7 @@ void Checker::judge(std::vector<CheckedTrace>& traces,
     compareLevels(traces);
     compareTwins(traces, samplesOf);
     comparePredictions(traces, samplesOf);
+    compareSwapped(traces);
 }
 
 std::string Checker::reason(Flag flag, const SingleChecks& single,
@@ -372,6 +452,10 @@ std::string Checker::reason(Flag flag, const SingleChecks& single,
     case duplicate:
         return text("differs from a neighbour by %.2g %% of its energy", compared.twin * 100);
     case shifted:
+        if (compared.swappedBy != 0)
+            return text("first arrival %+.0f ms against its neighbours, as if exchanged with the "
+                        "trace %+d from it",
+                        compared.arrival.distance * 1000, compared.swappedBy);
         if (compared.prediction.lag == 0)
             return text("first arrival %+.0f ms against its neighbours",
                         compared.arrival.distance * 1000);

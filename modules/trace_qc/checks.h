@@ -50,6 +50,12 @@ struct CheckRule
     double late = 0.02;     ///< seconds that a first arrival must differ by at least
 };
 
+/// The share of the energy from which on a trace has hum. Below 1 s of record, where a line cannot
+/// be told from a wavelet, it rises.
+///
+/// @param duration  seconds
+double leastHum(const CheckRule& rule, double duration);
+
 /// Measures of a trace by itself.
 struct SingleChecks
 {
@@ -75,6 +81,8 @@ struct GatherChecks
     double twin = 1;       ///< least energy by which it differs from one of its neighbours, 0 to 1
     double twinAround = 1; ///< median of that
     int twinTrace = -1;    ///< place of that neighbour in the gather
+    Deviation agreement;   ///< of the trace with its prediction at lag 0
+    int swappedBy = 0;     ///< traces to the one with which it seems to be exchanged; 0: with none
     Prediction prediction;
 };
 
@@ -119,6 +127,7 @@ private:
                       const std::function<std::span<const float>(int)>& samplesOf) const;
     void comparePredictions(std::vector<CheckedTrace>& traces,
                             const std::function<std::span<const float>(int)>& samplesOf);
+    void compareSwapped(std::vector<CheckedTrace>& traces) const;
 
     int count;
     double interval;

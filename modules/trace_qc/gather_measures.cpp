@@ -104,7 +104,8 @@ int64_t measuringBytes(int samples, int neighbours, int traces)
     const int64_t length = boundedTransformLength(samples);
     const int64_t reach = int64_t{2} * neighbours;
     // Of the meter, with its energies, and of the correlator.
-    const int64_t buffers = (2 * sizeof(float) + sizeof(double) / 2) * length;
+    constexpr int64_t bytesEach = 2 * sizeof(float) + sizeof(double) / 2;
+    const int64_t buffers = bytesEach * length;
     const int64_t spectra = (reach + 1) * static_cast<int64_t>(sizeof(float)) * length;
     const int64_t pairs = traces * reach * static_cast<int64_t>(sizeof(std::optional<double>));
     return buffers + transform_plan_bytes(length, 3) + spectra + pairs;

@@ -8,6 +8,7 @@
 #include "checks.h"
 #include "gather_measures.h"
 #include "level_curve.h"
+#include "shared_hum.h"
 #include "trace_measures.h"
 #include "trace_names.h"
 #include "trace_qc_parameters.hpp"
@@ -148,6 +149,7 @@ struct Findings
 
     std::int64_t traces = 0;
     std::int64_t flagged = 0;
+    std::int64_t named = 0; // by warnings, or would be without a limit of these
     std::array<std::int64_t, flagStyles.size()> counts{};
     std::vector<std::string> names; // of flagged traces, with their flags
     LevelCurve level{mostPoints};   // dB
@@ -160,7 +162,8 @@ struct State
 {
     State(const Parameters& given, int samples, int microseconds)
         : set(given), length(samples), interval(microseconds * 1e-6), meter(samples),
-          correlator(samples), checker(samples, microseconds * 1e-6, ruleOf(given))
+          correlator(samples), checker(samples, microseconds * 1e-6, ruleOf(given)),
+          sharedHum(leastHum(ruleOf(given), samples * microseconds * 1e-6))
     {
     }
 
@@ -177,6 +180,7 @@ struct State
     double key = 0;                          // of the gather
     std::vector<const char*> writable;       // the results that the schema knows
     Findings found;
+    SharedHum sharedHum;
 };
 
 // ---- Before the first trace ----
@@ -455,7 +459,8 @@ double decibels(double level)
     return 20 * std::log10(level);
 }
 
-void note(State& state, const Measures& m)
+// Traces that have nothing but the hum of their whole gather are not named one by one.
+void note(State& state, const Measures& m, bool isHumShared)
 {
     Findings& found = state.found;
     ++found.traces;
@@ -471,8 +476,10 @@ void note(State& state, const Measures& m)
         return;
     for (std::size_t i = 0; i < flagStyles.size(); ++i)
         found.counts[i] += (m.flags & flagStyles[i].flag) != 0 ? 1 : 0;
-    if (found.flagged++ < state.set.messages)
+    const bool isNamed = !(isHumShared && m.flags == hum);
+    if (isNamed && found.named++ < state.set.messages)
         sendWarning(state, m);
+    ++found.flagged;
     if (found.names.size() < Findings::mostNames)
         found.names.push_back(m.name + ": " + flagNames(m.flags));
     if (found.marks.size() < Findings::mostPoints)
@@ -541,6 +548,17 @@ void writeRow(const State& state, const Measures& m)
     writeLine(*state.table, line);
 }
 
+bool noteSharedHum(State& state)
+{
+    std::vector<Hum> live;
+    live.reserve(state.gather.size());
+    for (const Measures& m : state.gather) {
+        if ((m.flags & dead) == 0)
+            live.push_back(m.single.hum);
+    }
+    return state.sharedHum.add(live);
+}
+
 void judgeGather(State& state)
 {
     constexpr std::size_t fewest = 3;
@@ -554,8 +572,9 @@ void judgeGather(State& state)
     nameTraces(state);
     state.found.someGatherIsJudged =
         state.found.someGatherIsJudged || state.gather.size() >= fewest;
+    const bool isHumShared = noteSharedHum(state);
     for (const Measures& m : state.gather) {
-        note(state, m);
+        note(state, m, isHumShared);
         if (state.table)
             writeRow(state, m);
     }
@@ -629,7 +648,7 @@ void sendSummary(const State& state)
         message(VORN_INFORMATION, "no trace arrived; nothing was measured");
         return;
     }
-    const std::int64_t unnamed = found.flagged - state.set.messages;
+    const std::int64_t unnamed = found.named - state.set.messages;
     if (unnamed > 0)
         message(VORN_WARNING, std::to_string(unnamed) +
                                   " more flagged traces are not named here; the attribute qc_flags "
@@ -638,6 +657,10 @@ void sendSummary(const State& state)
         std::to_string(found.traces) + " traces, flagged " + std::to_string(found.flagged);
     if (found.flagged > 0)
         line += ": " + countsText(found);
+    const std::string shared = state.sharedHum.summary();
+    if (!shared.empty())
+        message(VORN_WARNING, "hum is shared by most channels, at " + shared +
+                                  "; traces with no other flag are not named one by one");
     message(VORN_INFORMATION, line);
     if (!found.someGatherIsJudged)
         message(VORN_INFORMATION,
@@ -777,6 +800,8 @@ void finish(State& state)
     }
     sendSummary(state);
     publish(state.found);
+    if (const std::string shared = state.sharedHum.summary(); !shared.empty())
+        setMetaDataValue(VORN_SCOPE_MODULE, "qc.shared_hum", shared);
     if (state.set.plot && state.found.traces > 0)
         draw(state.found);
 }

@@ -3,6 +3,7 @@
 #include "../mains_hum.h"
 #include "../neighbourhood.h"
 #include "../prediction.h"
+#include "../shared_hum.h"
 #include "../trace_names.h"
 
 #include <algorithm>
@@ -529,6 +530,89 @@ TEST(CheckerTest, EachFaultHasItsFlagAndItsNeighboursHaveNone)
         for (std::size_t i = 0; i < flags.size(); ++i)
             EXPECT_EQ(flags[i], i == 20 ? row.flag : 0) << "trace " << i;
     }
+}
+
+// Their first arrivals scatter: the swapped ones are not outliers, but fit where the other one is.
+TEST(CheckerTest, SwappedTracesAreFlaggedAndTellEachOther)
+{
+    Gather gather = shot(48);
+    for (const std::size_t first : {14u, 22u, 30u, 38u})
+        std::swap(gather[first], gather[first + 3]);
+    const std::vector<CheckedTrace> traces = judged(gather, offsetsOf(48));
+    for (std::size_t i = 0; i < traces.size(); ++i) {
+        const std::size_t place = i % 8;
+        const bool isSwapped = i >= 14 && i < 42 && (place == 6 || place == 1);
+        EXPECT_EQ((traces[i].flags & shifted) != 0, isSwapped) << i;
+        if (isSwapped) {
+            EXPECT_EQ(traces[i].compared.swappedBy, place == 6 ? 3 : -3) << i;
+        }
+    }
+    Checker checker(500, 0.004);
+    EXPECT_EQ(checker.reason(shifted, traces[22].single, traces[22].compared),
+              "first arrival +36 ms against its neighbours, as if exchanged with the trace +3 from "
+              "it");
+}
+
+// They stand side by side in the order of offsets.
+TEST(CheckerTest, SeveralWrongOffsetsDoNotHideEachOther)
+{
+    std::vector<double> offsets = offsetsOf(48);
+    for (const std::size_t wrong : {4u, 16u, 28u, 40u})
+        offsets[wrong] += 1000;
+    const std::vector<int> flags = flagsOf(judged(shot(48), offsets));
+    for (std::size_t i = 0; i < flags.size(); ++i)
+        EXPECT_EQ(flags[i], i % 12 == 4 ? geometry : 0) << i;
+}
+
+// In 0.3 s chance gives as much agreement at some lag, but not to all traces around.
+TEST(CheckerTest, AShiftIsFoundInAShortRecord)
+{
+    constexpr int samples = 75;
+    Gather gather;
+    const Samples common = noise(samples, 1, 5);
+    for (unsigned i = 0; i < 18; ++i) {
+        Samples trace(samples, 0.0f);
+        const Samples own = noise(samples, 0.15, 60 + i);
+        for (std::size_t k = 2; k + 2 < trace.size(); ++k)
+            trace[k] = common[k - 2] + 2 * common[k - 1] + 3 * common[k] + 2 * common[k + 1] +
+                       common[k + 2] + own[k];
+        gather.push_back(trace);
+    }
+    std::rotate(gather[9].rbegin(), gather[9].rbegin() + 10, gather[9].rend());
+    Checker checker(samples, 0.004);
+    std::vector<CheckedTrace> traces;
+    for (const Samples& trace : gather) {
+        CheckedTrace checked;
+        checked.levels = levelsOf(trace);
+        checked.single = checker.measure(trace, checked.levels);
+        traces.push_back(checked);
+    }
+    checker.judge(
+        traces, [&](int i) { return std::span<const float>(gather[static_cast<std::size_t>(i)]); });
+    for (std::size_t i = 0; i < traces.size(); ++i)
+        EXPECT_EQ(traces[i].flags, i == 9 ? shifted : 0) << i;
+    EXPECT_EQ(traces[9].compared.prediction.lag, 10);
+}
+
+TEST(SharedHumTest, HumOfMostTracesIsSummedUp)
+{
+    SharedHum shared(0.15);
+    EXPECT_EQ(shared.summary(), "");
+    EXPECT_FALSE(shared.add(std::vector<Hum>{{0.3, 50}, {0.3, 50}, {0.3, 50}, {0.3, 50}}))
+        << "too few traces";
+    EXPECT_FALSE(shared.add(std::vector<Hum>(10, Hum{0.14, 50})));
+    EXPECT_FALSE(shared.add(
+        std::vector<Hum>{{0.3, 50}, {0.3, 50}, {0.3, 50}, {0.3, 60}, {0.3, 60}, {0.3, 60}}))
+        << "of different mains";
+    EXPECT_EQ(shared.summary(), "");
+    EXPECT_TRUE(shared.add(std::vector<Hum>{
+        {0.2, 50}, {0.3, 50}, {0.4, 50}, {0.5, 50}, {0.6, 50}, {0.1, 50}, {0.5, 60}, {0, 0}}));
+    EXPECT_EQ(shared.summary(),
+              "50 Hz and harmonics: 5 of 28 traces in 1 of 4 gathers, 40 % of the "
+              "energy on average, 20 to 60 %");
+    EXPECT_TRUE(shared.add(std::vector<Hum>(5, Hum{0.4, 60})));
+    EXPECT_EQ(shared.summary(), "50 and 60 Hz and harmonics: 10 of 33 traces in 2 of 5 gathers, 40 "
+                                "% of the energy on average, 20 to 60 %");
 }
 
 TEST(CheckerTest, ADuplicateAndItsOriginalAreFlagged)

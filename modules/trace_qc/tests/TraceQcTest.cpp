@@ -805,6 +805,34 @@ TEST_F(TraceQcTest, MessagesAreLimited)
     EXPECT_THAT(all("qc_flags"), Each(1));
 }
 
+// A list of all traces would hide the one that is dead.
+TEST_F(TraceQcTest, HumOfAllChannelsIsOneMessage)
+{
+    pushGather(1, 12);
+    for (std::size_t i = 0; i < 12; ++i) {
+        const Samples more = tone(300, 0.2, 0.2);
+        for (std::size_t k = 0; k < more.size(); ++k)
+            samplesOf(i)[k] += 0.5f * more[k];
+    }
+    samplesOf(4) = Samples(300, 0.0f);
+    add({{"messages", UniVar(1)}});
+
+    run();
+
+    EXPECT_THAT(all("qc_flags"),
+                ElementsAre(256, 256, 256, 256, 1, 256, 256, 256, 256, 256, 256, 256));
+    const std::vector<std::string> warnings = messages(2);
+    ASSERT_THAT(warnings, SizeIs(2));
+    EXPECT_EQ(warnings[0], "fldr 1 tracf 5: dead (all samples are 0)");
+    EXPECT_THAT(warnings[1], testing::MatchesRegex(
+                                 "hum is shared by most channels, at 50 Hz and harmonics: 11 of 11 "
+                                 "traces in 1 of 1 gather, .* % of the energy on average, .*; "
+                                 "traces with no other flag are not named one by one"));
+    EXPECT_THAT(metadata("shared_hum"),
+                testing::StartsWith("50 Hz and harmonics: 11 of 11 traces"));
+    EXPECT_EQ(metadata("hum"), "11");
+}
+
 // ---- The table ----
 
 std::vector<std::vector<std::string>> rowsOf(const std::string& path)

@@ -4,6 +4,7 @@
 #include <array>
 #include <bit>
 #include <charconv>
+#include <cmath>
 #include <stdexcept>
 
 namespace {
@@ -20,8 +21,8 @@ void put(VORN::OutputFile& file, const std::string& bytes)
 template <typename Number>
 std::string shortest(Number value)
 {
-    if (value != value) // a sign of NaN is no information
-        return "nan";
+    if (std::isnan(static_cast<double>(value)))
+        return "nan"; // its sign means nothing
     std::array<char, 40> text{};
     const auto result = std::to_chars(text.data(), text.data() + text.size(), value);
     return {text.data(), result.ptr};

@@ -231,6 +231,21 @@ TEST_F(HistogramTest, NothingToCountIsTold)
                                          "and 0 infinite or NaN"));
 }
 
+TEST_F(HistogramTest, ValuesBeyondTheLimitOfMemoryAreRefused)
+{
+    constexpr int room = 65536; // values, the last power of two that fits
+    for (int i = 0; i <= room; ++i)
+        harness.push({1}, {{"cdp", UniVar(i)}});
+    add({{"word", UniVar("cdp")}, {"memory_limit", UniVar(1)}});
+
+    result = harness.run();
+
+    EXPECT_THAT(messages(4), ElementsAre("counting the values of more than 65536 traces would "
+                                         "need 2 MB of memory, and memory_limit is 1 MB; raise "
+                                         "memory_limit, or count those of some of them"));
+    EXPECT_EQ(noted("count"), "");
+}
+
 TEST_F(HistogramTest, SettingsAreRefused)
 {
     const struct

@@ -3,11 +3,13 @@
 #include "MOXKernel.h"
 #include "ProbeModule.h"
 
+#include <algorithm>
 #include <cmath>
 #include <gmock/gmock.h>
 #include <limits>
 #include <map>
 #include <memory>
+#include <utility>
 #include <vector>
 
 namespace {

@@ -2,7 +2,11 @@
 #include "TextFiles.h"
 #include "words/QualityFlags.h"
 
+#include <algorithm>
 #include <cmath>
+#include <fstream>
+#include <iterator>
+#include <stdexcept>
 
 namespace {
 
@@ -170,6 +174,23 @@ TEST_F(SelectTest, EachFlagOfTheQualityControlHasItsNumber)
     }
     EXPECT_EQ(words::flagMask({"any"}), 16383);
     EXPECT_EQ(words::flagMask({"unlike", "dead"}), 8193);
+    EXPECT_THROW(words::flagMask({"dead", "ded"}), std::runtime_error);
+}
+
+// So that jobs are checked before they run.
+TEST_F(SelectTest, ManifestsListTheFlags)
+{
+    std::string all = "[any";
+    for (const words::QualityFlag& flag : words::qualityFlags)
+        all += std::string(",") + flag.name;
+    for (const char* module : {"select", "kill"}) {
+        std::ifstream file(VORN_TEST_HOME "/lib/" + std::string(module) + ".yaml");
+        std::string text(std::istreambuf_iterator<char>(file), {});
+        text.erase(
+            std::remove_if(text.begin(), text.end(), [](char c) { return c == ' ' || c == '\n'; }),
+            text.end());
+        EXPECT_THAT(text, HasSubstr(all + "]")) << module;
+    }
 }
 
 TEST_F(SelectTest, SettingsAreRefused)
@@ -188,8 +209,8 @@ TEST_F(SelectTest, SettingsAreRefused)
         {{{"select", UniVar("tracf")}},
          "select: \"tracf\" is not WORD=NUMBERS, as in offset=100:2000"},
         {{{"flags", UniVar("ded")}},
-         "flags: \"ded\" is not a flag; give any, dead, weak, noisy, clipped, spike, reversed, "
-         "ringing, invalid, hum, bias, duplicate, shifted, geometry, unlike"},
+         "flags holds \"ded\"; give a list of words out of any, dead, weak, noisy, clipped, spike, "
+         "reversed, ringing, invalid, hum, bias, duplicate, shifted, geometry, unlike"},
         {{{"table", UniVar(path)}}, path + ":3: tracf is \"x\"; give a finite number"},
         {{{"table", UniVar(path)}, {"key", UniVar("cdp")}},
          path + ": the column \"cdp\" does not exist; the columns are tracf"},

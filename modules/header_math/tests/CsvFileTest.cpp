@@ -111,17 +111,17 @@ TEST_F(CsvFileTest, KeysThatRepeatAreRefusedWithBothLines)
                 EndsWith(":4: a 1.5 is also in line 2; give each key one row"));
 }
 
-// Numbers of traces are often written without a name above them.
-TEST_F(CsvFileTest, AFirstLineOfNumbersIsARowWhereColumnsAreKnown)
+TEST_F(CsvFileTest, AFirstLineOfNumbersIsARowWhereNamesAreGiven)
 {
-    const words::CsvFile numbers(csv("4\n11\n"), {"trace"});
-    EXPECT_THAT(numbers.columns(), ElementsAre("trace"));
-    ASSERT_EQ(numbers.rows(), 2U);
-    EXPECT_EQ(numbers.number(0, 0), 4);
-    const words::CsvFile named(csv("trace\n4\n"), {"trace"});
-    EXPECT_EQ(named.rows(), 1U);
-    const words::CsvFile wider(csv("4,5\n6,7\n"), {"trace"});
-    EXPECT_THAT(wider.columns(), ElementsAre("4", "5"));
+    const std::string path = csv("7,0.5\n8,1\n");
+
+    const words::CsvFile table(path, {"cdp", "weight"});
+    EXPECT_EQ(table.rows(), 2U);
+    EXPECT_EQ(table.number(0, table.column("weight")), 0.5);
+    EXPECT_EQ(table.text(1, 0), "8");
+    EXPECT_EQ(words::CsvFile(path, {"cdp"}).columns().front(), "7") << "of other widths, names";
+    EXPECT_EQ(words::CsvFile(path).rows(), 1U);
+    EXPECT_EQ(words::CsvFile(csv("a,b\n1,2\n"), {"cdp", "weight"}).columns().front(), "a");
 }
 
 } // namespace

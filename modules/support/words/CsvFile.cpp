@@ -82,7 +82,7 @@ void refuseUnreadable(const std::string& path)
 
 } // namespace
 
-CsvFile::CsvFile(const std::string& path, std::vector<std::string> unnamed) : file(path)
+CsvFile::CsvFile(const std::string& path, const std::vector<std::string>& unnamed) : file(path)
 {
     refuseUnreadable(path);
     std::ifstream stream(path, std::ios::binary);
@@ -99,7 +99,7 @@ CsvFile::CsvFile(const std::string& path, std::vector<std::string> unnamed) : fi
             throw std::runtime_error(path + ":" + std::to_string(number) +
                                      ": a byte is 0; this is not a text file");
         if (names.empty() && isRowOf(unnamed, line))
-            names = std::move(unnamed);
+            names = unnamed;
         if (names.empty())
             readNames(line, number);
         else

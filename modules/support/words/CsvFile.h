@@ -20,7 +20,7 @@ class CsvFile
 public:
     /// Reads the whole file. Where its first line has as many cells as `unnamed`, and all of them
     /// are numbers, it is a row, and the columns have the names of `unnamed`.
-    explicit CsvFile(const std::string& path, std::vector<std::string> unnamed = {});
+    explicit CsvFile(const std::string& path, const std::vector<std::string>& unnamed = {});
 
     const std::string& path() const { return file; }
     const std::vector<std::string>& columns() const { return names; }

@@ -143,6 +143,7 @@ Selection select(SegyReader& reader, const Arguments& arguments)
                            counted(reader.layout().traces, "trace"));
 
     Section& section = found.section;
+    section.labels.traces.name = arguments.text("--label", "trace");
     const bool timed = reader.layout().interval > 0;
     section.interval = timed ? reader.layout().interval * 1e-6 : 1;
     const Placement place = placeTraces(reader, found.chosen, section.interval, timed);
@@ -157,7 +158,7 @@ Selection select(SegyReader& reader, const Arguments& arguments)
             std::max(begin, std::min(window.first + window.count, lead + reader.samplesOf(index)));
         found.begins.push_back(begin - lead);
         section.places.push_back({begin - window.first, end - begin});
-        section.labels.push_back(
+        section.labels.traces.values.push_back(
             label != nullptr
                 ? VORN::readWordValue(reader.header(index), *label, reader.layout().littleEndian)
                       .number()
@@ -192,7 +193,6 @@ SectionStyle styleOf(const Arguments& arguments, const SegyReader& reader)
     style.mode = arguments.text("--mode", style.mode);
     style.colourMap = arguments.text("--colors", style.colourMap);
     style.clipPercentile = arguments.number("--clip", style.clipPercentile);
-    style.xLabel = arguments.text("--label", style.xLabel);
     style.yLabel = reader.layout().interval > 0 ? style.yLabel : "sample";
     if (!(style.clipPercentile > 0 && style.clipPercentile <= 100))
         throw CommandError("--clip " + formatNumber(style.clipPercentile) +
@@ -213,7 +213,8 @@ int runPlot(const Arguments& arguments)
         const SectionStyle style = styleOf(arguments, reader);
         const Selection selection = select(reader, arguments);
         Page page(path, widthInPoints, heightInPoints, "-o");
-        SectionRaster raster(sectionPlot(page.area()), isWiggle(style), selection.section.places);
+        SectionRaster raster(sectionPlot(page.area(), selection.section), isWiggle(style),
+                             selection.section.places);
         readSamples(reader, selection, raster);
         drawSection(page.context(), page.area(), selection.section, raster, style);
         page.finish();

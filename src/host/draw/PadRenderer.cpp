@@ -309,13 +309,43 @@ void drawGraph(cairo_t* cr, const Area& page, const Pad& pad)
     drawText(cr, frame.plot.x, page.y + page.height - 18, escaped(pad.directive("note")), 9);
 }
 
+// Seconds; a pick of 0 is none.
+double pickOf(const PadTrace& trace, bool inSeconds)
+{
+    if (trace.pick == 0)
+        return NAN;
+    return inSeconds ? trace.pick : trace.pick * 1e-3;
+}
+
+// What is drawn of the traces beside their samples.
+void annotate(Section& section, const Pad& pad)
+{
+    section.labels.traces.name = escaped(pad.directive("x", "trace"));
+    section.labels.second.name = escaped(pad.directive("xattr2"));
+    const bool hasSecond = !pad.directive("xattr2").empty();
+    const bool hasPicks = !pad.directive("picks").empty();
+    const bool inSeconds = pad.directive("pickunit") == "s";
+    std::vector<double> gathers;
+    gathers.reserve(pad.traces.size());
+    for (const PadTrace& trace : pad.traces) {
+        section.labels.traces.values.push_back(trace.label);
+        if (hasSecond)
+            section.labels.second.values.push_back(trace.secondLabel);
+        if (hasPicks)
+            section.picks.push_back(pickOf(trace, inSeconds));
+        gathers.push_back(trace.gather);
+    }
+    if (!pad.directive("gather").empty())
+        findGathers(section, escaped(pad.directive("gather")), gathers);
+}
+
 void drawPadSection(cairo_t* cr, const Area& page, const Pad& pad)
 {
     Section section;
-    for (std::size_t i = 0; i < pad.traces.size(); ++i) {
+    section.places.reserve(pad.traces.size());
+    for (std::size_t i = 0; i < pad.traces.size(); ++i)
         section.places.push_back({0, static_cast<int64_t>(pad.samplesOf(i).size())});
-        section.labels.push_back(pad.traces[i].label);
-    }
+    annotate(section, pad);
     section.interval = (pad.sampleInterval > 0 ? pad.sampleInterval * 1e-6 : 1) *
                        static_cast<double>(pad.samplesPerValue);
     section.start = pad.sampleInterval > 0 ? pad.delay * 1e-3 : 0;
@@ -326,10 +356,12 @@ void drawPadSection(cairo_t* cr, const Area& page, const Pad& pad)
     style.colourMap = pad.directive("colormap", style.colourMap);
     style.clipPercentile = pad.number("clip", style.clipPercentile);
     style.wiggleGain = pad.number("gain", style.wiggleGain);
-    style.xLabel = escaped(pad.directive("x", style.xLabel));
     style.yLabel = escaped(pad.directive("y", pad.sampleInterval > 0 ? style.yLabel : "sample"));
     style.note = escaped(pad.directive("note"));
-    SectionRaster raster(sectionPlot(page), isWiggle(style), section.places);
+    style.pickMark = pad.directive("pickmark", style.pickMark);
+    style.pickLabel = escaped(pad.directive("picks"));
+    SectionRaster raster(sectionPlot(page, section), isWiggle(style), section.places,
+                         section.gatherStarts);
     for (std::size_t i = 0; i < pad.traces.size(); ++i)
         raster.add(i, pad.samplesOf(i));
     drawSection(cr, page, section, raster, style);

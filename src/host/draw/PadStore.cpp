@@ -105,6 +105,15 @@ std::string trimmed(const std::string& text)
     return first == std::string::npos ? "" : text.substr(first, last - first + 1);
 }
 
+// The value of the attribute that the directive names, of trace `trace` (from 0).
+double namedValue(const Pad& pad, const char* key, SeisTraceSet& set, int trace, double otherwise)
+{
+    const std::string name = pad.directive(key);
+    return !name.empty() && set.isAttributePresent(name, 0)
+               ? set.getAttribute(name, trace).getF64Value()
+               : otherwise;
+}
+
 bool readNumber(std::istringstream& stream, double& value)
 {
     stream.imbue(std::locale::classic());
@@ -199,8 +208,6 @@ void PadStore::addTraces(int ident, void* traceSet)
         return;
     SeisTraceSet& set = *static_cast<SeisTraceSet*>(traceSet);
     pad->sampleInterval = set.getTraceSampleInterval();
-    const std::string label = pad->directive("xattr");
-    const bool labelled = !label.empty() && set.isAttributePresent(label, 0);
     for (int i = 0; i < set.getNumberOfTraces(); ++i) {
         const SeisTrace* trace = set.getTrace(i, true);
         if (trace == nullptr || trace->getSamples() == nullptr)
@@ -214,8 +221,10 @@ void PadStore::addTraces(int ident, void* traceSet)
             copy.samples = strongest(samples, size, pad->samplesPerValue);
         pad->longestTrace = std::max(pad->longestTrace, size);
         pad->fingerprint = fingerprint(pad->fingerprint, samples, size);
-        copy.label = labelled ? set.getAttribute(label, i).getF64Value()
-                              : static_cast<double>(pad->traces.size() + 1);
+        copy.label = namedValue(*pad, "xattr", set, i, static_cast<double>(pad->traces.size() + 1));
+        copy.secondLabel = namedValue(*pad, "xattr2", set, i, 0);
+        copy.gather = namedValue(*pad, "gather", set, i, 0);
+        copy.pick = namedValue(*pad, "picks", set, i, 0);
         pad->traces.push_back(std::move(copy));
         pad->values += pad->traces.back().samples.size();
         while (pad->values > mostValues) {

@@ -23,6 +23,9 @@ struct PadTrace
     std::vector<float> samples;
     double label =
         0; ///< value of the attribute that labels the trace axis; else its number, from 1
+    double secondLabel = 0; ///< value of the attribute of the second row of labels; else 0
+    double gather = 0;      ///< value of the attribute that tells gathers apart; else 0
+    double pick = 0;        ///< value of the attribute with a time to mark; 0 for none
 };
 
 /// A pen command with its text copied.

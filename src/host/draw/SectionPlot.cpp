@@ -2,13 +2,13 @@
 
 #include "base/Numbers.h"
 #include "base/Quantities.h"
-#include "draw/Axes.h"
+#include "draw/SectionAxis.h"
 
 #include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstdint>
-#include <fmt/format.h>
+#include <optional>
 #include <utility>
 
 namespace host {
@@ -64,10 +64,13 @@ void drawDensity(cairo_t* cr, const Area& plot, const SectionRaster& raster,
     std::vector<unsigned> column(raster.rows());
     std::size_t drawn = raster.traces();
     for (int x = 0; x < width; ++x) {
-        const std::size_t index = raster.traceOf(x);
-        if (index != drawn) {
-            drawn = index;
-            const std::vector<double>& rows = raster.of(index);
+        const std::optional<std::size_t> index = raster.traceOf(x);
+        if (!index) {
+            drawn = raster.traces();
+            std::fill(column.begin(), column.end(), 0xFFFFFFU); // between two gathers
+        } else if (*index != drawn) {
+            drawn = *index;
+            const std::vector<double>& rows = raster.of(drawn);
             for (std::size_t y = 0; y < column.size(); ++y) {
                 const double value = (y < rows.size() ? rows[y] : 0) / clip;
                 const double place = std::clamp(value, -1.0, 1.0) * 255 + 255;
@@ -217,7 +220,7 @@ void drawWiggle(cairo_t* cr, const std::vector<Point>& points, double centre)
 void drawWiggles(cairo_t* cr, const Area& plot, const SectionRaster& raster,
                  const SectionStyle& style, double clip)
 {
-    const double spacing = plot.width / static_cast<double>(raster.traces());
+    const double spacing = raster.across().spacing();
     const double most = spacing * style.wiggleGain;
     cairo_save(cr);
     cairo_rectangle(cr, plot.x, plot.y, plot.width, plot.height);
@@ -227,7 +230,7 @@ void drawWiggles(cairo_t* cr, const Area& plot, const SectionRaster& raster,
     cairo_set_line_cap(cr, CAIRO_LINE_CAP_ROUND); // parts meet without a notch
     cairo_set_line_join(cr, CAIRO_LINE_JOIN_ROUND);
     for (std::size_t i = 0; i < raster.traces(); i += raster.step()) {
-        const double centre = plot.x + (static_cast<double>(i) + 0.5) * spacing;
+        const double centre = plot.x + raster.across().centre(i);
         drawWiggle(cr,
                    withCrossings(simplified(wigglePoints(raster, i, plot, most / clip, most),
                                             wiggleTolerance)),
@@ -236,53 +239,103 @@ void drawWiggles(cairo_t* cr, const Area& plot, const SectionRaster& raster,
     cairo_restore(cr);
 }
 
-// Every n-th trace is labelled: attribute values need be neither evenly spaced nor ascending.
-double labelOf(const Section& section, std::size_t trace)
+// ---- Picks ----
+
+// Which colour stands out from the traces.
+unsigned pickColour(const SectionStyle& style)
 {
-    return trace < section.labels.size() ? section.labels[trace] : static_cast<double>(trace + 1);
+    constexpr unsigned red = 0xE00000;
+    constexpr unsigned green = 0x009000;
+    return isWiggle(style) || style.colourMap == "gray" ? red : green;
 }
 
-// Whether the labels are whole numbers, each greater than the one before by 1; round ones are
-// marked then.
-bool countUp(const Section& section)
+// From one trace with a pick to the next one of the same gather; a pick alone is a dash.
+void addPickLines(cairo_t* cr, const std::vector<std::optional<double>>& heights, const Area& plot,
+                  const TraceColumns& across)
 {
-    const double first = labelOf(section, 0);
-    for (std::size_t i = 0; i < section.places.size(); ++i) {
-        if (labelOf(section, i) != first + static_cast<double>(i))
-            return false;
+    const double dash = std::max(across.spacing(), 3.0) / 2;
+    for (std::size_t gather = 0; gather < across.gathers(); ++gather) {
+        const std::size_t end = across.end(gather);
+        for (std::size_t i = across.begin(gather); i < end; ++i) {
+            if (!heights[i])
+                continue;
+            const bool goesOn = i > across.begin(gather) && heights[i - 1];
+            const bool isAlone = !goesOn && (i + 1 == end || !heights[i + 1]);
+            const double x = plot.x + across.centre(i);
+            if (goesOn)
+                cairo_line_to(cr, x, *heights[i]);
+            else
+                cairo_move_to(cr, isAlone ? x - dash : x, *heights[i]);
+            if (isAlone)
+                cairo_line_to(cr, x + dash, *heights[i]);
+        }
     }
-    return first == std::floor(first);
 }
 
-// The next of 1, 2, 5, 10, 20, 50, ...
-std::size_t roundStep(double least)
+void addCross(cairo_t* cr, double x, double y, double half)
 {
-    std::size_t step = 1;
-    for (std::size_t next = 0; static_cast<double>(step) < least; ++next)
-        step = next % 3 == 1 ? step / 2 * 5 : step * 2;
-    return step;
+    cairo_move_to(cr, x - half, y - half);
+    cairo_line_to(cr, x + half, y + half);
+    cairo_move_to(cr, x - half, y + half);
+    cairo_line_to(cr, x + half, y - half);
 }
 
-Axis traceAxis(const Section& section, const SectionStyle& style, double width)
+constexpr double crossHalf = 2.5; // points
+
+// On a light margin, to be seen on dark traces.
+void strokePicks(cairo_t* cr, unsigned colour)
 {
-    Axis axis;
-    const std::size_t count = section.places.size();
-    axis.from = 0;
-    axis.to = static_cast<double>(count);
-    axis.label = style.xLabel;
-    const std::size_t step = roundStep(static_cast<double>(count) / std::max(2.0, width / 55));
-    const bool counts = countUp(section);
-    for (std::size_t i = 0; i < count; ++i) {
-        const double label = labelOf(section, i);
-        const bool marked =
-            counts ? std::fmod(label, static_cast<double>(step)) == 0 : i % step == 0;
-        if (!marked)
-            continue;
-        axis.places.emplace_back(static_cast<double>(i) + 0.5, label == std::floor(label)
-                                                                   ? formatNumber(label)
-                                                                   : fmt::format("{:.6g}", label));
+    cairo_set_source_rgba(cr, 1, 1, 1, 0.6);
+    cairo_set_line_width(cr, 2.6);
+    cairo_stroke_preserve(cr);
+    setColour(cr, colour);
+    cairo_set_line_width(cr, 1.2);
+    cairo_stroke(cr);
+}
+
+void drawPicks(cairo_t* cr, const Area& plot, const Section& section, const TraceColumns& across,
+               const SectionStyle& style, double lastTime)
+{
+    if (section.picks.empty())
+        return;
+    std::vector<std::optional<double>> heights(section.picks.size());
+    for (std::size_t i = 0; i < heights.size(); ++i) {
+        const double time = section.picks[i];
+        if (time >= section.start && time <= lastTime)
+            heights[i] = plot.y + (time - section.start) / (lastTime - section.start) * plot.height;
     }
-    return axis;
+    cairo_save(cr);
+    cairo_rectangle(cr, plot.x, plot.y, plot.width, plot.height);
+    cairo_clip(cr);
+    cairo_new_path(cr);
+    if (style.pickMark == "cross") {
+        for (std::size_t i = 0; i < heights.size(); ++i) {
+            if (heights[i])
+                addCross(cr, plot.x + across.centre(i), *heights[i], crossHalf);
+        }
+    } else {
+        addPickLines(cr, heights, plot, across);
+    }
+    strokePicks(cr, pickColour(style));
+    cairo_restore(cr);
+}
+
+// Below the line of the clip.
+void drawPickLegend(cairo_t* cr, const Area& plot, const SectionStyle& style)
+{
+    constexpr double length = 22;
+    const double y = plot.y + plot.height + 27;
+    cairo_save(cr);
+    cairo_new_path(cr);
+    if (style.pickMark == "cross") {
+        addCross(cr, plot.x + length / 2, y, crossHalf);
+    } else {
+        cairo_move_to(cr, plot.x, y);
+        cairo_line_to(cr, plot.x + length, y);
+    }
+    strokePicks(cr, pickColour(style));
+    cairo_restore(cr);
+    drawText(cr, plot.x + length + 6, y, style.pickLabel, 9, 0, 0.5);
 }
 
 } // namespace
@@ -302,9 +355,26 @@ unsigned mapColour(const std::string& map, double amplitude)
                      : mixed(colours->colours[1], colours->colours[2], place);
 }
 
-Area sectionPlot(const Area& page)
+void findGathers(Section& section, const std::string& word, const std::vector<double>& values)
 {
-    return {page.x + 58, page.y + 66, page.width - 76, page.height - 100};
+    section.labels.gathers.name = word;
+    for (std::size_t i = 0; i < values.size(); ++i) {
+        // A value that is not a number differs from itself.
+        const bool isSame = i > 0 && (values[i] == values[i - 1] ||
+                                      (std::isnan(values[i]) && std::isnan(values[i - 1])));
+        if (isSame)
+            continue;
+        section.labels.gathers.values.push_back(values[i]);
+        if (i > 0)
+            section.gatherStarts.push_back(i);
+    }
+}
+
+Area sectionPlot(const Area& page, const Section& section)
+{
+    const double above = 66 + section.labels.moreHeight();
+    const double below = section.picks.empty() ? 34 : 48;
+    return {page.x + 58, page.y + above, page.width - 76, page.height - above - below};
 }
 
 bool isWiggle(const SectionStyle& style)
@@ -315,7 +385,7 @@ bool isWiggle(const SectionStyle& style)
 void drawSection(cairo_t* cr, const Area& page, const Section& section, SectionRaster& raster,
                  const SectionStyle& style)
 {
-    const Area plot = sectionPlot(page);
+    const Area plot = sectionPlot(page, section);
     cairo_set_source_rgb(cr, 0, 0, 0);
     drawText(cr, page.x + page.width / 2, page.y + 10, style.title, 13, 0.5, 0);
     const int64_t samples = raster.samples();
@@ -338,7 +408,10 @@ void drawSection(cairo_t* cr, const Area& page, const Section& section, SectionR
     time.to =
         section.start + section.interval * static_cast<double>(std::max<int64_t>(samples, 2) - 1);
     time.label = style.yLabel;
-    drawAxes(cr, plot, traceAxis(section, style, plot.width), time, true);
+    const TraceColumns& across = raster.across();
+    drawPicks(cr, plot, section, across, style, time.to);
+    drawAxes(cr, plot, traceAxis(across, section.labels, raster.traces(), plot.width), time, true);
+    drawLabelRows(cr, plot, across, section.labels, raster.traces());
 
     std::string below =
         "clip " + formatSignificant(clip) + " (" + formatNumber(style.clipPercentile) + " %)";
@@ -349,9 +422,13 @@ void drawSection(cairo_t* cr, const Area& page, const Section& section, SectionR
         below += ", positive amplitudes black";
     else
         below += ", positive amplitudes red";
+    if (across.gathers() > 1 && across.gap() <= 0)
+        below += "; " + std::to_string(across.gathers()) + " gathers, too many for gaps";
     if (!style.note.empty())
         below += "; " + style.note;
     drawText(cr, plot.x, plot.y + plot.height + 8, below, 9);
+    if (!section.picks.empty())
+        drawPickLegend(cr, plot, style);
 }
 
 } // namespace host

@@ -19,8 +19,10 @@ double finite(float sample)
 
 } // namespace
 
-SectionRaster::SectionRaster(const Area& plot, bool wiggle, std::vector<TracePlace> traces)
-    : isWiggle(wiggle), places(std::move(traces)), seen(places.size(), 0),
+SectionRaster::SectionRaster(const Area& plot, bool wiggle, std::vector<TracePlace> traces,
+                             std::vector<std::size_t> gatherStarts)
+    : isWiggle(wiggle), places(std::move(traces)), width(plot.width),
+      standing(plot.width, places.size(), std::move(gatherStarts)), seen(places.size(), 0),
       isDrawn(places.size(), 0), values(places.size())
 {
     int64_t total = 0;
@@ -36,8 +38,7 @@ SectionRaster::SectionRaster(const Area& plot, bool wiggle, std::vector<TracePla
         rowCount =
             static_cast<std::size_t>(std::min(span + 1, std::max(2.0, plot.height * rowsPerPoint)));
         samplesPerRow = (span + 1) / static_cast<double>(rowCount);
-        const double spacing = plot.width / static_cast<double>(places.size());
-        drawnStep = static_cast<std::size_t>(std::max(1.0, std::ceil(0.75 / spacing)));
+        drawnStep = static_cast<std::size_t>(std::max(1.0, std::ceil(0.75 / standing.spacing())));
     } else {
         columnCount = std::max(1, static_cast<int>(plot.width * pixelsPerPoint));
         rowCount =
@@ -47,9 +48,9 @@ SectionRaster::SectionRaster(const Area& plot, bool wiggle, std::vector<TracePla
     chooseTraces();
 }
 
-std::size_t SectionRaster::traceOf(int x) const
+std::optional<std::size_t> SectionRaster::traceOf(int x) const
 {
-    return static_cast<std::size_t>((x + 0.5) / columnCount * static_cast<double>(places.size()));
+    return standing.traceAt((x + 0.5) / columnCount * width);
 }
 
 void SectionRaster::chooseTraces()
@@ -61,8 +62,10 @@ void SectionRaster::chooseTraces()
             isDrawn[i] = 1;
         return;
     }
-    for (int x = 0; x < columnCount; ++x)
-        isDrawn[traceOf(x)] = 1;
+    for (int x = 0; x < columnCount; ++x) {
+        if (const std::optional<std::size_t> trace = traceOf(x))
+            isDrawn[*trace] = 1;
+    }
 }
 
 // A row covers the samples from its start to its end.

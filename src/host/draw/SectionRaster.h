@@ -7,9 +7,11 @@
 #define SECTIONRASTER_H
 
 #include "draw/Page.h"
+#include "draw/TraceColumns.h"
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <vector>
 
@@ -27,8 +29,9 @@ struct TracePlace
 class SectionRaster
 {
 public:
-    /// `plot` is the area of the traces on the page.
-    SectionRaster(const Area& plot, bool wiggle, std::vector<TracePlace> traces);
+    /// `plot` is the area of the traces on the page, `gatherStarts` as in TraceColumns.
+    SectionRaster(const Area& plot, bool wiggle, std::vector<TracePlace> traces,
+                  std::vector<std::size_t> gatherStarts = {});
 
     /// The next samples of trace `trace` (from 0); the pieces of a trace come in their order.
     void add(std::size_t trace, std::span<const float> samples);
@@ -44,8 +47,10 @@ public:
     std::size_t step() const { return drawnStep; }
     /// Density pictures: pixels across.
     int columns() const { return columnCount; }
-    /// Density pictures: the trace that column `x` shows.
-    std::size_t traceOf(int x) const;
+    /// Density pictures: the trace that column `x` shows; none in a gap between gathers.
+    std::optional<std::size_t> traceOf(int x) const;
+    /// Where the traces stand.
+    const TraceColumns& across() const { return standing; }
     /// The value of each row of a trace that is drawn: interpolated where a row is less than a
     /// sample, else the strongest sample of the row, so that no peak is lost between rows. Empty
     /// for a trace without samples: all are 0.
@@ -66,6 +71,8 @@ private:
 
     bool isWiggle;
     std::vector<TracePlace> places;
+    double width; // of the plot, in points
+    TraceColumns standing;
     std::vector<int64_t> seen; // samples of each trace so far
     std::vector<char> isDrawn;
     int64_t longest = 0;

@@ -140,6 +140,13 @@ std::string drawnSha256(const Pad& pad)
     addNumber(hash, pad.delay);
     for (const PadTrace& trace : pad.traces) {
         addNumber(hash, trace.label);
+        for (const auto& [directive, value] :
+             {std::pair("xattr2", trace.secondLabel), std::pair("gather", trace.gather),
+              std::pair("picks", trace.pick)})
+        {
+            if (!pad.directive(directive).empty())
+                addNumber(hash, value);
+        }
         hash.addData(QByteArray(reinterpret_cast<const char*>(trace.samples.data()),
                                 static_cast<int>(trace.samples.size() * sizeof(float))));
     }

@@ -90,3 +90,31 @@ TEST_F(PadStoreTest, SamplesThatAreLeftOutChangeTheFingerprint)
     }
     EXPECT_NE(prints[0], prints[1]);
 }
+
+// Of each trace the values that the directives name are kept, as they were when it was shown.
+TEST_F(PadStoreTest, LabelsGathersAndPicksAreThoseOfTheAttributesNamed)
+{
+    PadStore store;
+    store.create(1, 1, 0, 1, "section\nxattr: tracf\nxattr2: offset\ngather: fldr\npicks: fbpick");
+    store.create(2, 1, 0, 1, "section\ngather: nothing");
+    SeisTraceSet set;
+    set.setTraceLength(4);
+    SeisTrace* trace = set.getTrace(0, true);
+    int value = 11;
+    for (const char* name : {"tracf", "offset", "fldr", "fbpick"})
+        set.setAttribute(name, UniVar(value++), 0);
+    store.addTraces(1, &set);
+    store.addTraces(2, &set);
+    delete trace;
+
+    const PadTrace& all = store.pads()[0].traces.at(0);
+    EXPECT_EQ(all.label, 11);
+    EXPECT_EQ(all.secondLabel, 12);
+    EXPECT_EQ(all.gather, 13);
+    EXPECT_EQ(all.pick, 14);
+    const PadTrace& none = store.pads()[1].traces.at(0);
+    EXPECT_EQ(none.label, 1);
+    EXPECT_EQ(none.secondLabel, 0);
+    EXPECT_EQ(none.gather, 0);
+    EXPECT_EQ(none.pick, 0);
+}

@@ -47,9 +47,12 @@ std::string oneLine(std::string text)
 struct Settings
 {
     Parameters given;
-    std::string label; // trace attribute; empty for the number of arrival
-    double from;       // seconds; minus infinity where the picture begins with the first trace
-    double to;         // likewise
+    std::string label;  // trace attribute; empty for the number of arrival
+    std::string second; // likewise, of the second row; empty for none
+    std::string gather; // that tells gathers apart; empty for none
+    std::string picks;  // empty for none
+    double from;        // seconds; minus infinity where the picture begins with the first trace
+    double to;          // likewise
 };
 
 Settings readSettings()
@@ -58,6 +61,9 @@ Settings readSettings()
     Settings set;
     set.given = section_parameters::readParameters();
     set.label = oneLine(set.given.xattr.value_or(""));
+    set.second = oneLine(set.given.xattr2.value_or(""));
+    set.gather = oneLine(set.given.gather.value_or(""));
+    set.picks = oneLine(set.given.picks.value_or(""));
     set.from = set.given.tmin.value_or(-unlimited);
     set.to = set.given.tmax.value_or(unlimited);
     if (set.from >= set.to)
@@ -78,6 +84,10 @@ struct State
     int64_t drawn = 0;
     int64_t beyond = 0; // traces that max_traces leaves out
     int64_t odd = 0;    // samples that are infinite or NaN
+    int64_t picks = 0;  // of the traces that are drawn
+    int64_t picksOutside = 0;
+    int64_t outsideTrace = 0; // the first trace with such a pick, from 1
+    double outsidePick = 0;   // and its pick, in seconds
 };
 
 // ---- Before the first trace ----
@@ -104,6 +114,13 @@ std::string padTitle(const Settings& set)
              "\ngain: " + number(given.gain) +
              "\nxattr: " + (set.label.empty() ? arrivalName : set.label) +
              "\nx: " + (set.label.empty() ? "trace" : set.label);
+    if (!set.second.empty())
+        title += "\nxattr2: " + set.second;
+    if (!set.gather.empty())
+        title += "\ngather: " + set.gather;
+    if (!set.picks.empty())
+        title += "\npicks: " + set.picks + "\npickunit: " + wordOf(given.picks_unit) +
+                 "\npickmark: " + wordOf(given.picks_as);
     std::string note =
         given.every > 1 ? "one trace of " + std::to_string(given.every) + " is drawn" : "";
     const std::string remark = oneLine(given.note.value_or(""));
@@ -112,6 +129,17 @@ std::string padTitle(const Settings& set)
     if (!note.empty())
         title += "\nnote: " + note;
     return title;
+}
+
+// Leaves out what the traces do not have.
+void requireWord(void* in, std::string& name, const char* parameter, const char* instead)
+{
+    if (name.empty() || isTraceAttributeExist(in, name.c_str()) != 0)
+        return;
+    if (!vorn_job_has_failed())
+        message(VORN_WARNING, "the traces have no header word \"" + name + "\"; " + instead +
+                                  "; name another with " + parameter);
+    name.clear();
 }
 
 std::unique_ptr<State> prepare()
@@ -127,12 +155,13 @@ std::unique_ptr<State> prepare()
         !vorn_job_has_failed())
         fail("the input has no sample interval, which tmin and tmax need; the module before this "
              "one has to set it");
-    if (!set.label.empty() && isTraceAttributeExist(in, set.label.c_str()) == 0) {
-        if (!vorn_job_has_failed())
-            message(VORN_WARNING, "the traces have no header word \"" + set.label +
-                                      "\"; they are numbered instead; name another with xattr");
-        set.label.clear();
-    }
+    if (!set.picks.empty() && getTraceSampleInterval(in) <= 0 && !vorn_job_has_failed())
+        fail("the input has no sample interval, which picks need; the module before this one has "
+             "to set it");
+    requireWord(in, set.label, "xattr", "they are numbered instead");
+    requireWord(in, set.second, "xattr2", "there is no second row of labels");
+    requireWord(in, set.gather, "gather", "they are drawn without gaps");
+    requireWord(in, set.picks, "picks", "no picks are drawn");
     state->pad = createPad(VORN_PAD_SECTION, 0, 1, padTitle(set).c_str());
     return state;
 }
@@ -167,6 +196,32 @@ void openWindow(State& state, void* in)
     state.hasWindow = true;
 }
 
+void copyWord(void* in, void* work, const std::string& name)
+{
+    if (!name.empty())
+        setTraceAttribute(work, name.c_str(), getTraceAttribute(in, name.c_str(), 0), 0);
+}
+
+// Times in the wrong unit lie far outside of the trace.
+void notePick(State& state, void* in)
+{
+    if (state.set.picks.empty())
+        return;
+    const double value = getTraceAttribute(in, state.set.picks.c_str(), 0).getF64Value();
+    if (value == 0 || std::isnan(value))
+        return;
+    ++state.picks;
+    const double time =
+        state.set.given.picks_unit == section_parameters::PicksUnit::s ? value : value * 1e-3;
+    const double start = delayOf(in) * 1e-3;
+    if (time >= start && time <= start + (getTraceLength(in) - 1) * state.window.interval)
+        return;
+    if (state.picksOutside++ == 0) {
+        state.outsideTrace = state.arrived;
+        state.outsidePick = time;
+    }
+}
+
 void show(State& state, void* in)
 {
     if (!state.hasWindow)
@@ -184,9 +239,10 @@ void show(State& state, void* in)
     }
     if (state.set.label.empty())
         setTraceAttribute(work, arrivalName, UniVar(state.arrived), 0);
-    else
-        setTraceAttribute(work, state.set.label.c_str(),
-                          getTraceAttribute(in, state.set.label.c_str(), 0), 0);
+    for (const std::string* name :
+         {&state.set.label, &state.set.second, &state.set.gather, &state.set.picks})
+        copyWord(in, work, *name);
+    notePick(state, in);
     addTraceToPad(state.pad, work);
     ++state.drawn;
 }
@@ -209,6 +265,27 @@ void process(State& state)
 
 // ---- After the last trace ----
 
+void reportPicks(const State& state)
+{
+    if (state.set.picks.empty())
+        return;
+    const std::string& name = state.set.picks;
+    if (state.picks == 0) {
+        message(VORN_WARNING,
+                "no trace that is drawn has a pick: " + name + " is 0 in all of them");
+        return;
+    }
+    message(VORN_INFORMATION, "picks: " + std::to_string(state.picks) + " in " +
+                                  std::to_string(state.drawn) + " traces");
+    if (state.picksOutside > 0)
+        message(VORN_WARNING,
+                "picks outside of their traces: " + std::to_string(state.picksOutside) + " of " +
+                    std::to_string(state.picks) + "; the first is at " + number(state.outsidePick) +
+                    " s, of trace " + std::to_string(state.outsideTrace) + ", where " + name +
+                    " is taken as " + wordOf(state.set.given.picks_unit) +
+                    "; picks_unit says in which unit it is");
+}
+
 void finish(State& state)
 {
     if (state.arrived == 0) {
@@ -218,6 +295,7 @@ void finish(State& state)
     }
     message(VORN_INFORMATION, "traces drawn: " + std::to_string(state.drawn) + " of " +
                                   std::to_string(state.arrived));
+    reportPicks(state);
     if (state.beyond > 0)
         message(VORN_WARNING,
                 "the picture ends after " + std::to_string(state.drawn) + " traces; " +

@@ -104,6 +104,7 @@ TEST(SectionWindowTest, StepThatLeavesFewEnough)
 
 struct ShownTrace
 {
+    std::map<std::string, double> values; // of its attributes
     int pad;
     Samples samples;
     double label;
@@ -128,20 +129,31 @@ protected:
     {
         auto* self = static_cast<SectionTest*>(test);
         auto& set = *static_cast<SeisTraceSet*>(traces);
-        std::string label;
-        for (const std::string& name : set.getAttributesList()) {
-            if (name != "delrt")
-                label = name;
-        }
+        const std::string label = labelOf(set);
         self->labelName = label;
         for (int i = 0; i < set.getNumberOfTraces(); ++i) {
             const SeisTrace* trace = set.getTrace(i, true);
+            std::map<std::string, double> values;
+            for (const std::string& name : set.getAttributesList())
+                values[name] = set.getAttribute(name, i).getF64Value();
             self->shown.push_back(
-                {ident, Samples(trace->traceSamples, trace->traceSamples + trace->traceLength),
+                {values, ident,
+                 Samples(trace->traceSamples, trace->traceSamples + trace->traceLength),
                  set.getAttribute(label, i).getF64Value(),
                  set.getAttribute("delrt", i).getI32Value(), set.getTraceSampleInterval()});
         }
         return 0;
+    }
+
+    // The attribute that no other directive than xattr names.
+    static std::string labelOf(SeisTraceSet& set)
+    {
+        std::string label;
+        for (const std::string& name : set.getAttributesList()) {
+            if (name != "delrt" && name != "fldr" && name != "offset" && name != "pick")
+                label = name;
+        }
+        return label;
     }
 
     // Traces of four samples that tell their number.
@@ -287,6 +299,139 @@ TEST_F(SectionTest, TracesWithoutTheHeaderWordAreNumbered)
     EXPECT_THAT(labels(), ElementsAre(1, 2));
     EXPECT_THAT(messages(2), ElementsAre("the traces have no header word \"azimuth\"; they are "
                                          "numbered instead; name another with xattr"));
+}
+
+// Three shots of two channels; the second trace has no pick.
+class AnnotatedSectionTest : public SectionTest
+{
+protected:
+    void pushShots(double unit = 1)
+    {
+        harness.define("pick", 5);
+        for (int i = 0; i < 6; ++i)
+            harness.push(Samples(4, 1.0F), {{"fldr", UniVar(10 + i / 2)},
+                                            {"tracf", UniVar(i % 2 + 1)},
+                                            {"offset", UniVar(100 * i)},
+                                            {"delrt", UniVar(0)},
+                                            {"pick", UniVar(i == 1 ? 0.0 : unit * i / 2)}});
+    }
+
+    std::vector<double> allShown(const std::string& name) const
+    {
+        std::vector<double> values;
+        for (const ShownTrace& trace : shown)
+            values.push_back(trace.values.at(name));
+        return values;
+    }
+};
+
+TEST_F(AnnotatedSectionTest, GathersSecondLabelsAndPicksGoToThePad)
+{
+    pushShots();
+    add({{"gather", UniVar("fldr")},
+         {"xattr", UniVar("tracf")},
+         {"xattr2", UniVar("offset")},
+         {"picks", UniVar("pick")}});
+
+    run();
+
+    EXPECT_EQ(directive("gather"), "fldr");
+    EXPECT_EQ(directive("xattr"), "tracf");
+    EXPECT_EQ(directive("xattr2"), "offset");
+    EXPECT_EQ(directive("picks"), "pick");
+    EXPECT_EQ(directive("pickunit"), "ms");
+    EXPECT_EQ(directive("pickmark"), "line");
+    EXPECT_THAT(allShown("fldr"), ElementsAre(10, 10, 11, 11, 12, 12));
+    EXPECT_THAT(allShown("tracf"), ElementsAre(1, 2, 1, 2, 1, 2));
+    EXPECT_THAT(allShown("offset"), ElementsAre(0, 100, 200, 300, 400, 500));
+    EXPECT_THAT(allShown("pick"), ElementsAre(0, 0, 1, 1.5, 2, 2.5));
+    EXPECT_THAT(messages(1), ElementsAre("traces drawn: 6 of 6", "picks: 4 in 6 traces"));
+    EXPECT_THAT(messages(2), IsEmpty());
+}
+
+TEST_F(AnnotatedSectionTest, WithoutThemThePadIsToldNothing)
+{
+    pushShots();
+    add();
+
+    run();
+
+    for (const char* key : {"gather", "xattr2", "picks", "pickunit", "pickmark"})
+        EXPECT_EQ(directive(key), "") << key;
+}
+
+TEST_F(AnnotatedSectionTest, PicksCanBeSecondsAndCrosses)
+{
+    pushShots(1e-3);
+    add({{"picks", UniVar("pick")}, {"picks_unit", UniVar("s")}, {"picks_as", UniVar("cross")}});
+
+    run();
+
+    EXPECT_EQ(directive("pickunit"), "s");
+    EXPECT_EQ(directive("pickmark"), "cross");
+    EXPECT_THAT(messages(2), IsEmpty());
+}
+
+TEST_F(AnnotatedSectionTest, PicksInTheWrongUnitGiveAWarning)
+{
+    pushShots(); // milliseconds; the traces end at 6 ms
+    add({{"picks", UniVar("pick")}, {"picks_unit", UniVar("s")}});
+
+    run();
+
+    EXPECT_THAT(messages(2),
+                ElementsAre("picks outside of their traces: 4 of 4; the first is at 1 s, of trace "
+                            "3, where pick is taken as s; picks_unit says in which unit it is"));
+}
+
+TEST_F(AnnotatedSectionTest, PicksBelowAWindowAreNotOutsideOfTheirTraces)
+{
+    pushShots();
+    add({{"picks", UniVar("pick")}, {"tmax", UniVar(0.002)}});
+
+    run();
+
+    EXPECT_THAT(messages(2), IsEmpty());
+}
+
+TEST_F(AnnotatedSectionTest, PicksThatAreAllZeroGiveAWarning)
+{
+    pushShots(0);
+    add({{"picks", UniVar("pick")}});
+
+    run();
+
+    EXPECT_THAT(messages(2),
+                ElementsAre("no trace that is drawn has a pick: pick is 0 in all of them"));
+}
+
+TEST_F(AnnotatedSectionTest, WordsThatTheTracesLackAreLeftOutWithAWarning)
+{
+    pushShots();
+    add({{"gather", UniVar("shot")}, {"xattr2", UniVar("x")}, {"picks", UniVar("first\nbreak")}});
+
+    run();
+
+    EXPECT_THAT(messages(2),
+                ElementsAre("the traces have no header word \"x\"; there is no second row of "
+                            "labels; name another with xattr2",
+                            "the traces have no header word \"shot\"; they are drawn without "
+                            "gaps; name another with gather",
+                            "the traces have no header word \"first break\"; no picks are drawn; "
+                            "name another with picks"));
+    EXPECT_EQ(directive("gather"), "");
+    EXPECT_EQ(directive("picks"), "");
+    EXPECT_THAT(shown, SizeIs(6));
+}
+
+TEST_F(AnnotatedSectionTest, PicksNeedASampleInterval)
+{
+    pushShots();
+    harness.sampleInterval = 0;
+    add({{"picks", UniVar("pick")}});
+
+    runInVain("the input has no sample interval, which picks need; the module before this one has "
+              "to set it");
 }
 
 TEST_F(SectionTest, EveryThirdTraceIsDrawn)

@@ -403,6 +403,7 @@ contains
       title = title // scaling_of(state%series(i)%y)
     end do
     if (size(state%series) > 1) title = title // legend()
+    if (is_map(state)) title = title // achar(10) // 'scales: equal'
     call knl_create_pad(pad, vorn_pad_graph, 0_c_int, title)
     if (pad < 0) return ! the host has none
     do i = 1, size(state%series)
@@ -454,6 +455,22 @@ contains
       end do
     end function legend
   end subroutine draw_points
+
+  !> Whether both axes have one scale: distances and directions are seen as they are then.
+  pure logical function is_map(state)
+    class(plot_state), intent(in) :: state
+    integer :: i
+
+    is_map = state%set%scale == scale_equal
+    if (state%set%scale /= scale_auto) return
+    is_map = .true.
+    do i = 1, size(state%series)
+      associate (x => state%series(i)%x%name, y => state%series(i)%y%name)
+        is_map = is_map .and. scalar_of(x) == 'scalco' .and. scalar_of(y) == 'scalco' .and. &
+            (index(x, 'x') > 0 .neqv. index(y, 'x') > 0)
+      end associate
+    end do
+  end function is_map
 
   !> Both ends of an axis, a little outside of all values.
   function range_of(least, greatest) result(text)

@@ -376,6 +376,40 @@ TEST_F(HeaderPlotTest, CoordinatesAndElevationsAreScaled)
     }
 }
 
+TEST_F(HeaderPlotTest, MapsHaveEqualScales)
+{
+    const struct
+    {
+        const char* x;
+        const char* y;
+        const char* choice;
+        const char* scale;
+    } rows[] = {{"sx", "sy", "auto", "equal"},     {"cdpx", "cdpy", "auto", "equal"},
+                {"gy", "gx", "auto", "equal"},     {"sx\ngx", "sy\ngy", "auto", "equal"},
+                {"sx\ncdp", "sy\ngy", "auto", ""}, {"sx", "gx", "auto", ""}, // along one direction
+                {"sx", "offset", "auto", ""},      {"sx", "sy", "fit", ""},
+                {"sx", "gelev", "equal", "equal"}};
+    for (const auto& row : rows) {
+        SCOPED_TRACE(std::string(row.x) + " " + row.y + " " + row.choice);
+        restart();
+        harness.withSink = false;
+        harness.push({}, {{"sx", UniVar(1)},
+                          {"sy", UniVar(2)},
+                          {"gx", UniVar(1)},
+                          {"gy", UniVar(2)},
+                          {"cdpx", UniVar(1)},
+                          {"cdpy", UniVar(2)},
+                          {"cdp", UniVar(5)},
+                          {"offset", UniVar(3)},
+                          {"gelev", UniVar(4)}});
+        add({{"x", UniVar(row.x)}, {"y", UniVar(row.y)}, {"scale", UniVar(row.choice)}});
+
+        run();
+
+        EXPECT_EQ(directives()["scales"], row.scale);
+    }
+}
+
 TEST_F(HeaderPlotTest, OtherWordsAreNotScaled)
 {
     push({{"offset", UniVar(500)}, {"scalco", UniVar(-10)}, {"scalel", UniVar(-10)}});

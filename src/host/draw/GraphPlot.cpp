@@ -73,6 +73,24 @@ void findRanges(const Pad& pad, Axis& x, Axis& y)
     widen(y.from, y.to);
 }
 
+void stretch(Axis& axis, double factor)
+{
+    const double middle = (axis.from + axis.to) / 2;
+    axis.from = middle + (axis.from - middle) * factor;
+    axis.to = middle + (axis.to - middle) * factor;
+}
+
+// A unit of x as long as one of y, as on a map: the axis with more room shows more.
+void makeScalesEqual(Frame& frame)
+{
+    const double perX = std::fabs(frame.x.to - frame.x.from) / frame.plot.width;
+    const double perY = std::fabs(frame.y.to - frame.y.from) / frame.plot.height;
+    if (perX < perY)
+        stretch(frame.x, perY / perX);
+    else
+        stretch(frame.y, perX / perY);
+}
+
 class GraphPen
 {
 public:
@@ -192,6 +210,8 @@ void drawGraph(cairo_t* cr, const Area& page, const Pad& pad)
     Frame frame;
     frame.plot = graphPlot(cr, page, pad);
     findRanges(pad, frame.x, frame.y);
+    if (pad.directive("scales") == "equal")
+        makeScalesEqual(frame);
     frame.x.label = escaped(pad.directive("x"));
     frame.y.label = escaped(pad.directive("y"));
 

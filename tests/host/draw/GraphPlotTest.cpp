@@ -153,3 +153,37 @@ TEST_F(GraphPlotTest, LegendEntriesArePensOrSymbols)
     EXPECT_EQ(entries[2].symbol, 0);
     EXPECT_EQ(entries[2].text, "a:b ");
 }
+
+// ---- Scales ----
+
+TEST_F(GraphPlotTest, OnAMapAUnitIsAsLongInBothDirections)
+{
+    for (const double width : {100.0, 5000.0}) {
+        pad.commands.clear();
+        pad.directives = {
+            {"scales", "equal"}, {"xrange", "0 " + std::to_string(width)}, {"yrange", "1000 1100"}};
+        cairo_set_source_rgb(cr, 1, 1, 1);
+        cairo_paint(cr);
+        pen(2);
+        line(20, 1010, 90, 1010);
+        line(20, 1010, 20, 1080);
+
+        drawPad();
+
+        EXPECT_NEAR(extent(red, true).length(), extent(red, false).length(), 2) << width;
+        EXPECT_GT(extent(red, true).length(), 8) << width;
+    }
+}
+
+TEST_F(GraphPlotTest, OtherGraphsFillThePicture)
+{
+    pad.directives = {{"xrange", "0 100"}, {"yrange", "1000 1100"}};
+    pen(2);
+    line(1, 1050, 99, 1050);
+    line(50, 1001, 50, 1099);
+
+    drawPad();
+
+    EXPECT_NEAR(extent(red, true).length(), plot.width * 0.98, 2);
+    EXPECT_NEAR(extent(red, false).length(), plot.height * 0.98, 2);
+}

@@ -139,6 +139,7 @@ struct Mark
     std::int64_t trace;
     double level; // dB
     int flags;
+    std::int64_t number; // in the file where it is known, else that of its arrival
 };
 
 // What is told in the end.
@@ -155,6 +156,7 @@ struct Findings
     LevelCurve level{mostPoints};   // dB
     LevelCurve median{mostPoints};  // dB
     std::vector<Mark> marks;
+    bool numbersAreFromTheFile = false;
     bool someGatherIsJudged = false; // not each of them was too small
 };
 
@@ -480,10 +482,12 @@ void note(State& state, const Measures& m, bool isHumShared)
     if (isNamed && found.named++ < state.set.messages)
         sendWarning(state, m);
     ++found.flagged;
+    found.numbersAreFromTheFile = found.numbersAreFromTheFile || m.identity.fileTrace;
     if (found.names.size() < Findings::mostNames)
         found.names.push_back(m.name + ": " + flagNames(m.flags));
     if (found.marks.size() < Findings::mostPoints)
-        found.marks.push_back({found.traces, decibels(m.levels.rms), m.flags});
+        found.marks.push_back({found.traces, decibels(m.levels.rms), m.flags,
+                               m.identity.fileTrace.value_or(found.traces)});
 }
 
 // ---- The table ----
@@ -693,11 +697,9 @@ struct Range
     double high;
 };
 
-// With room for the legend above the curves.
-Range levelRange(const Findings& found, int legendLines)
+// With room for the numbers at the marks.
+Range levelRange(const Findings& found)
 {
-    constexpr double plotPoints = 500;
-    constexpr double linePoints = 14;
     Range range{INFINITY, -INFINITY};
     for (const LevelCurve* curve : {&found.level, &found.median}) {
         for (const LevelCurve::Bin& bin : curve->bins()) {
@@ -715,8 +717,11 @@ Range levelRange(const Findings& found, int legendLines)
     range.low -= missing / 2;
     range.high += missing / 2;
     const double span = range.high - range.low;
-    const double room = (legendLines * linePoints + 20) / plotPoints;
-    return {range.low - 0.06 * span, range.high + span * room / (1 - room)};
+    // Below the curves for traces without a level, too.
+    const bool someHaveNone =
+        std::any_of(found.marks.begin(), found.marks.end(),
+                    [](const Mark& mark) { return !std::isfinite(mark.level); });
+    return {range.low - (someHaveNone ? 0.2 : 0.06) * span, range.high + 0.08 * span};
 }
 
 void drawCurve(int pad, const LevelCurve& curve, int pen)
@@ -748,6 +753,37 @@ void drawMarks(int pad, const Findings& found, const FlagStyle& style, double bo
     }
 }
 
+// Whether a mark stands beside the one before it for the same reason, at nearly the same level.
+bool continues(const Mark& before, const Mark& mark, const Range& range)
+{
+    constexpr double nearly = 0.03; // of the axis
+    const bool isNear = std::isfinite(mark.level) ? std::fabs(mark.level - before.level) <
+                                                        nearly * (range.high - range.low)
+                                                  : !std::isfinite(before.level);
+    return isNear && mark.flags == before.flags && mark.trace == before.trace + 1 &&
+           mark.number == before.number + 1;
+}
+
+// So that one can go to the traces: "17", or "17-23" for neighbours. The picture leaves out what it
+// has no room for.
+void drawNumbers(int pad, const Findings& found, const Range& range, double bottom)
+{
+    constexpr float points = 8;
+    addNewPenToPad(pad, 1);
+    for (std::size_t first = 0, next = 0; first < found.marks.size(); first = next) {
+        for (next = first + 1; next < found.marks.size() &&
+                               continues(found.marks[next - 1], found.marks[next], range);)
+            ++next;
+        const Mark& middle = found.marks[(first + next - 1) / 2];
+        std::string number = std::to_string(found.marks[first].number);
+        if (next - first > 1)
+            number += "-" + std::to_string(found.marks[next - 1].number);
+        addSymbolToPad(pad, static_cast<float>(middle.trace),
+                       static_cast<float>(std::isfinite(middle.level) ? middle.level : bottom),
+                       points, number, 0, 0, static_cast<int>(number.size()));
+    }
+}
+
 std::string padTitle(const Findings& found, const Range& range)
 {
     std::string legend = "1=RMS of the trace, 7=median of the traces around it";
@@ -760,10 +796,14 @@ std::string padTitle(const Findings& found, const Range& range)
                         "\nx: trace, in the order of arrival" + "\ny: RMS amplitude (dB)" +
                         "\nxrange: 0.5 " + text("%.1f", static_cast<double>(found.traces) + 0.5) +
                         "\nyrange: " + number(range.low) + " " + number(range.high) +
-                        "\nlegend: " + legend + "\nnote: " + std::to_string(found.traces) +
-                        " traces, flagged " + std::to_string(found.flagged);
+                        "\ntexts: apart" + "\nlegend: " + legend +
+                        "\nnote: " + std::to_string(found.traces) + " traces, flagged " +
+                        std::to_string(found.flagged);
     if (found.flagged > 0)
         title += ": " + countsText(found);
+    if (found.flagged > 0)
+        title += found.numbersAreFromTheFile ? "; marked with the number of the trace in the file"
+                                             : "; marked with the number of the trace";
     if (found.flagged > static_cast<std::int64_t>(found.marks.size()))
         title += "; only the first " + std::to_string(found.marks.size()) + " are marked";
     if (found.level.tracesPerBin() > 1)
@@ -774,9 +814,7 @@ std::string padTitle(const Findings& found, const Range& range)
 
 void draw(const Findings& found)
 {
-    const auto lines =
-        2 + std::count_if(found.counts.begin(), found.counts.end(), [](auto n) { return n > 0; });
-    const Range range = levelRange(found, static_cast<int>(lines));
+    const Range range = levelRange(found);
     const int pad = createPad(VORN_PAD_GRAPH, 0, 1, padTitle(found, range).c_str());
     if (pad < 0)
         return;
@@ -786,6 +824,7 @@ void draw(const Findings& found)
     const double bottom = range.low + 0.015 * (range.high - range.low);
     for (const FlagStyle& style : flagStyles)
         drawMarks(pad, found, style, bottom);
+    drawNumbers(pad, found, range, bottom);
 }
 
 // A gather is left when the job was stopped.

@@ -1167,15 +1167,67 @@ TEST_F(TraceQcTest, ThePictureMarksFlaggedTraces)
     EXPECT_EQ(pad.type, 2);
     EXPECT_EQ(pad.title.substr(0, pad.title.find('\n')), "Trace levels: module1");
     EXPECT_EQ(directive(pad, "xrange"), "0.5 10.5");
-    EXPECT_EQ(directive(pad, "note"), "10 traces, flagged 2: dead 1, weak 1");
+    EXPECT_EQ(directive(pad, "note"),
+              "10 traces, flagged 2: dead 1, weak 1; marked with the number of the trace");
     EXPECT_EQ(directive(pad, "legend"),
               "1=RMS of the trace, 7=median of the traces around it, 8:4=dead, 3:2=weak");
     std::vector<std::pair<float, int>> marks;
     for (const plotCommandStruct& command : pad.commands) {
-        if (command.cmdType == symbolCommand)
+        if (command.cmdType == symbolCommand && command.inchar <= 0)
             marks.emplace_back(command.xpage, command.inteq);
     }
     EXPECT_THAT(marks, ElementsAre(std::make_pair(4.0f, 4), std::make_pair(7.0f, 2)));
+}
+
+// Where the number stands, and what it is.
+using Number = std::pair<float, std::string>;
+
+std::vector<Number> numbersOf(const HarnessPad& pad)
+{
+    std::vector<Number> numbers;
+    std::size_t symbols = 0;
+    for (const plotCommandStruct& command : pad.commands) {
+        if (command.cmdType != symbolCommand)
+            continue;
+        const std::string& text = pad.texts.at(symbols++);
+        if (command.inchar > 0)
+            numbers.emplace_back(command.xpage, text);
+    }
+    return numbers;
+}
+
+TEST_F(TraceQcTest, MarksHaveTheNumbersOfTheirTraces)
+{
+    pushGather(1, 20);
+    for (const std::size_t trace : {3U, 4U, 5U, 12U})
+        std::fill(samplesOf(trace).begin(), samplesOf(trace).end(), 0.0f);
+    for (float& sample : samplesOf(6))
+        sample *= 0.01f;
+    add();
+
+    run();
+
+    ASSERT_THAT(result.pads, SizeIs(1));
+    EXPECT_EQ(directive(result.pads[0], "texts"), "apart");
+    EXPECT_THAT(numbersOf(result.pads[0]),
+                ElementsAre(Number(5, "4-6"), Number(7, "7"), Number(13, "13")));
+}
+
+TEST_F(TraceQcTest, TheNumbersAreThoseOfTheFileWhereItIsKnown)
+{
+    pushGather(1, 10);
+    for (std::size_t i = 0; i < 10; ++i)
+        harness.input[i].attributes["filetrace"] = UniVar(static_cast<int>(100 + 2 * i));
+    for (const std::size_t trace : {3U, 4U})
+        std::fill(samplesOf(trace).begin(), samplesOf(trace).end(), 0.0f);
+    add();
+
+    run();
+
+    ASSERT_THAT(result.pads, SizeIs(1));
+    EXPECT_THAT(numbersOf(result.pads[0]), ElementsAre(Number(4, "106"), Number(5, "108")));
+    EXPECT_THAT(directive(result.pads[0], "note"),
+                HasSubstr("; marked with the number of the trace in the file"));
 }
 
 // In dB, and not across the dead trace.
@@ -1212,7 +1264,8 @@ TEST_F(TraceQcTest, ThePictureOfManyTracesIsBounded)
     ASSERT_THAT(result.pads, SizeIs(1));
     EXPECT_LT(result.pads[0].commands.size(), 11000u);
     EXPECT_THAT(directive(result.pads[0], "note"),
-                HasSubstr("9000 traces, flagged 3000: dead 3000; only the first 2000 are marked; "
+                HasSubstr("9000 traces, flagged 3000: dead 3000; marked with the number of the "
+                          "trace; only the first 2000 are marked; "
                           "lines span the lowest to the highest of 8 traces"));
 }
 

@@ -3,6 +3,7 @@
 #include "base/Escaping.h"
 #include "base/Numbers.h"
 #include "draw/GraphLegend.h"
+#include "draw/SeparateTexts.h"
 
 #include <algorithm>
 #include <cmath>
@@ -94,7 +95,11 @@ void makeScalesEqual(Frame& frame)
 class GraphPen
 {
 public:
-    GraphPen(cairo_t* context, const Frame& where) : cr(context), frame(where) {}
+    // `isApart`: texts that would overlap others are moved or left out.
+    GraphPen(cairo_t* context, const Frame& where, bool isApart)
+        : cr(context), frame(where), texts(where.plot), apart(isApart)
+    {
+    }
     ~GraphPen() { lift(); }
 
     void follow(const PadCommand& one)
@@ -123,6 +128,8 @@ public:
             else {
                 lift();
                 drawSymbol(cr, x, y, height(command), command.inteq);
+                texts.avoid({x - height(command) / 2, y - height(command) / 2, height(command),
+                             height(command)});
             }
             break;
         case factorCommand:
@@ -153,11 +160,24 @@ private:
     void write(double x, double y, const plotCommandStruct& command, const std::string& text)
     {
         lift();
-        drawText(cr, x, y, text, height(command), 0, 1, -command.angle * M_PI / 180);
+        if (apart)
+            writeApart(x, y, text, height(command));
+        else
+            drawText(cr, x, y, text, height(command), 0, 1, -command.angle * M_PI / 180);
+    }
+
+    void writeApart(double x, double y, const std::string& text, double size)
+    {
+        constexpr double margin = 2;
+        const auto room = texts.place(x, y, textWidth(cr, text, size) + 2 * margin, size + margin);
+        if (room)
+            SeparateTexts::draw(cr, x, *room, text, size);
     }
 
     cairo_t* cr;
     const Frame& frame;
+    SeparateTexts texts;
+    bool apart;
     double factor = 1;
 };
 
@@ -191,7 +211,7 @@ void drawCommands(cairo_t* cr, const Area& plot, const Axis& x, const Axis& y, c
     cairo_set_line_width(cr, 1);
     cairo_set_line_join(cr, CAIRO_LINE_JOIN_ROUND);
     {
-        GraphPen pen(cr, frame);
+        GraphPen pen(cr, frame, pad.directive("texts") == "apart");
         cairo_new_path(cr);
         for (const PadCommand& command : pad.commands)
             pen.follow(command);

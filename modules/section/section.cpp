@@ -76,8 +76,18 @@ Settings readSettings()
 
 struct State
 {
+    // Whether each gather has a picture of its own.
+    bool isSplit() const
+    {
+        return set.given.pictures == section_parameters::Pictures::gather && !set.gather.empty();
+    }
+
     Settings set;
     int pad = -1;
+    double gather = 0;         // of the traces in the picture
+    int64_t pictures = 0;      // of gathers
+    int64_t gathersBeyond = 0; // those that max_pictures leaves out
+    int64_t inPicture = 0;     // traces in the picture
     bool hasWindow = false;
     SectionWindow window;
     int64_t arrived = 0;
@@ -103,17 +113,25 @@ std::string defaultTitle()
     return oneLine(title);
 }
 
-std::string padTitle(const Settings& set)
+// Of a picture of one gather, `gather` is its value; empty otherwise.
+std::string padTitle(const Settings& set, const std::string& gather)
 {
     const Parameters& given = set.given;
     std::string title = oneLine(given.title.value_or(""));
     if (title.empty())
         title = defaultTitle();
+    if (!gather.empty()) {
+        title += ", " + set.gather + " " + gather;
+        title += "\nname: " + oneLine(getModuleName()) + "-" + set.gather + "-" + gather;
+    }
     title += std::string("\nmode: ") + wordOf(given.mode) +
              "\ncolormap: " + wordOf(given.colormap) + "\nclip: " + number(given.clip) +
              "\ngain: " + number(given.gain) +
              "\nxattr: " + (set.label.empty() ? arrivalName : set.label) +
              "\nx: " + (set.label.empty() ? "trace" : set.label);
+    const std::string vertical = oneLine(given.ylabel.value_or(""));
+    if (!vertical.empty())
+        title += "\ny: " + vertical;
     if (!set.second.empty())
         title += "\nxattr2: " + set.second;
     if (!set.gather.empty())
@@ -162,7 +180,10 @@ std::unique_ptr<State> prepare()
     requireWord(in, set.second, "xattr2", "there is no second row of labels");
     requireWord(in, set.gather, "gather", "they are drawn without gaps");
     requireWord(in, set.picks, "picks", "no picks are drawn");
-    state->pad = createPad(VORN_PAD_SECTION, 0, 1, padTitle(set).c_str());
+    if (set.given.pictures == section_parameters::Pictures::gather && !set.given.gather)
+        fail("pictures is gather, and no header word tells gathers apart; name one with gather");
+    if (!state->isSplit())
+        state->pad = createPad(VORN_PAD_SECTION, 0, 1, padTitle(set, "").c_str());
     return state;
 }
 
@@ -245,6 +266,33 @@ void show(State& state, void* in)
     notePick(state, in);
     addTraceToPad(state.pad, work);
     ++state.drawn;
+    ++state.inPicture;
+}
+
+// All digits of whole numbers.
+std::string keyText(double value)
+{
+    std::array<char, 40> written;
+    std::snprintf(written.data(), written.size(), "%.12g", value);
+    return written.data();
+}
+
+// The first trace of a gather begins its picture.
+void beginGather(State& state, void* in)
+{
+    const double gather = getTraceAttribute(in, state.set.gather.c_str(), 0).getF64Value();
+    const bool isSame = gather == state.gather || (std::isnan(gather) && std::isnan(state.gather));
+    if (state.arrived > 1 && isSame)
+        return;
+    state.gather = gather;
+    state.inPicture = 0;
+    state.pad = -1;
+    if (state.pictures == state.set.given.max_pictures) {
+        ++state.gathersBeyond;
+        return;
+    }
+    ++state.pictures;
+    state.pad = createPad(VORN_PAD_SECTION, 0, 1, padTitle(state.set, keyText(gather)).c_str());
 }
 
 void process(State& state)
@@ -252,8 +300,10 @@ void process(State& state)
     void* in = vorn_input(0);
     void* out = vorn_output(0);
     ++state.arrived;
-    if ((state.arrived - 1) % state.set.given.every == 0) {
-        if (state.drawn < state.set.given.max_traces)
+    if (state.isSplit())
+        beginGather(state, in);
+    if ((state.arrived - 1) % state.set.given.every == 0 && state.gathersBeyond == 0) {
+        if (state.inPicture < state.set.given.max_traces)
             show(state, in);
         else
             ++state.beyond;
@@ -296,7 +346,17 @@ void finish(State& state)
     message(VORN_INFORMATION, "traces drawn: " + std::to_string(state.drawn) + " of " +
                                   std::to_string(state.arrived));
     reportPicks(state);
-    if (state.beyond > 0)
+    if (state.gathersBeyond > 0)
+        message(VORN_WARNING,
+                "the first " + std::to_string(state.pictures) + " gathers have a picture; " +
+                    std::to_string(state.gathersBeyond) +
+                    (state.gathersBeyond == 1 ? " is" : " are") + " left out; raise max_pictures");
+    if (state.beyond > 0 && state.isSplit())
+        message(VORN_WARNING, "pictures end after " + std::to_string(state.set.given.max_traces) +
+                                  (state.set.given.max_traces == 1 ? " trace; " : " traces; ") +
+                                  std::to_string(state.beyond) +
+                                  " more are left out; raise max_traces");
+    else if (state.beyond > 0)
         message(VORN_WARNING,
                 "the picture ends after " + std::to_string(state.drawn) + " traces; " +
                     std::to_string(state.beyond) +

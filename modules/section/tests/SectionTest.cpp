@@ -247,6 +247,7 @@ TEST_F(SectionTest, ThePadIsToldHowToDraw)
          {"clip", UniVar(99.5)},
          {"gain", UniVar(2)},
          {"title", UniVar("one\nmode: two")},
+         {"ylabel", UniVar("lag (s)")},
          {"note", UniVar("raw")}});
 
     run();
@@ -258,6 +259,7 @@ TEST_F(SectionTest, ThePadIsToldHowToDraw)
     EXPECT_EQ(directive("gain"), "2");
     EXPECT_EQ(directive("x"), "trace");
     EXPECT_EQ(directive("note"), "raw");
+    EXPECT_EQ(directive("y"), "lag (s)");
 }
 
 TEST_F(SectionTest, DefaultsAreADensityOfGraysClippedAtNinetyEightPercent)
@@ -273,6 +275,7 @@ TEST_F(SectionTest, DefaultsAreADensityOfGraysClippedAtNinetyEightPercent)
     EXPECT_EQ(directive("clip"), "98");
     EXPECT_EQ(directive("gain"), "1.2");
     EXPECT_EQ(directive("note"), "");
+    EXPECT_EQ(directive("y"), "");
 }
 
 TEST_F(SectionTest, AHeaderWordLabelsTheTraces)
@@ -347,6 +350,59 @@ TEST_F(AnnotatedSectionTest, GathersSecondLabelsAndPicksGoToThePad)
     EXPECT_THAT(allShown("pick"), ElementsAre(0, 0, 1, 1.5, 2, 2.5));
     EXPECT_THAT(messages(1), ElementsAre("traces drawn: 6 of 6", "picks: 4 in 6 traces"));
     EXPECT_THAT(messages(2), IsEmpty());
+}
+
+TEST_F(AnnotatedSectionTest, EachGatherCanHaveAPicture)
+{
+    pushShots();
+    add({{"gather", UniVar("fldr")}, {"pictures", UniVar("gather")}, {"title", UniVar("shots")}});
+
+    run();
+
+    ASSERT_THAT(result.pads, SizeIs(3));
+    EXPECT_THAT(result.pads[0].title,
+                testing::StartsWith("shots, fldr 10\nname: module1-fldr-10\n"));
+    EXPECT_THAT(result.pads[2].title,
+                testing::StartsWith("shots, fldr 12\nname: module1-fldr-12\n"));
+    ASSERT_THAT(shown, SizeIs(6));
+    for (std::size_t i = 0; i < 6; ++i)
+        EXPECT_EQ(shown[i].pad, result.pads[i / 2].ident) << i;
+    EXPECT_THAT(messages(1), ElementsAre("traces drawn: 6 of 6"));
+    EXPECT_THAT(messages(2), IsEmpty());
+}
+
+TEST_F(AnnotatedSectionTest, MostTracesAreThoseOfEachPicture)
+{
+    pushShots();
+    add({{"gather", UniVar("fldr")}, {"pictures", UniVar("gather")}, {"max_traces", UniVar(1)}});
+
+    run();
+
+    EXPECT_THAT(allShown("fldr"), ElementsAre(10, 11, 12));
+    EXPECT_THAT(messages(2), ElementsAre("pictures end after 1 trace; 3 more are left out; raise "
+                                         "max_traces"));
+}
+
+TEST_F(AnnotatedSectionTest, ThereAreNoMorePicturesThanAsked)
+{
+    pushShots();
+    add({{"gather", UniVar("fldr")}, {"pictures", UniVar("gather")}, {"max_pictures", UniVar(2)}});
+
+    run();
+
+    EXPECT_THAT(result.pads, SizeIs(2));
+    EXPECT_THAT(allShown("fldr"), ElementsAre(10, 10, 11, 11));
+    EXPECT_THAT(result.traces, SizeIs(6));
+    EXPECT_THAT(messages(2), ElementsAre("the first 2 gathers have a picture; 1 is left out; "
+                                         "raise max_pictures"));
+}
+
+TEST_F(AnnotatedSectionTest, PicturesOfGathersNeedTheirWord)
+{
+    pushShots();
+    add({{"pictures", UniVar("gather")}});
+
+    runInVain("pictures is gather, and no header word tells gathers apart; name one with gather");
 }
 
 TEST_F(AnnotatedSectionTest, WithoutThemThePadIsToldNothing)

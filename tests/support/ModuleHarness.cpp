@@ -119,7 +119,9 @@ void installCallBacks(Recorder* recorder)
     job->installMessageFunc(on ? onMessage : nullptr, on ? onMessageArgument : nullptr, recorder);
     job->installStatisticFunc(on ? onStatistic : nullptr, recorder);
     job->installCreatePadFunc(on ? onCreatePad : nullptr, recorder);
-    job->installAddTraceToPadFuncFunc(on ? onTraces : nullptr, recorder);
+    // A test may listen to the traces itself.
+    if (job->addTraceToPadFunc == (on ? nullptr : onTraces))
+        job->installAddTraceToPadFuncFunc(on ? onTraces : nullptr, recorder);
     job->installAddPlotToPadFuncFunc(on ? onPlot : nullptr, recorder);
     job->installExecAppliFunc(on ? onCommand : nullptr, recorder);
 }

@@ -167,6 +167,7 @@ TEST_F(SpectrogramTest, DelaysMoveTracesInTheMean)
 
     EXPECT_NEAR(cellAt(result.pads.at(0), 0.4, 100), 0, 0.1);
     EXPECT_EQ(cellAt(result.pads.at(0), 0.2, 100), -60);
+    EXPECT_EQ(cellAt(result.pads.at(0), 0.01, 100), -60);
 }
 
 TEST_F(SpectrogramTest, PicturesHaveALimit)

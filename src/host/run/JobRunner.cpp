@@ -254,18 +254,18 @@ void JobRunner::runPhases()
         live.processingSince.store(std::chrono::duration<double>(began.time_since_epoch()).count());
         enter("processing");
         wiring.showTees(modules);
-        RecordWatch records(
-            job, modules, wiring,
-            [this](std::size_t module, const Place& place, const std::string& text) {
-                const std::string& name = job.modules[module].name;
-                keepMessage(warningSeverity, name,
-                            place.source.empty() ? places[name] : lineOf(place), text);
-            });
-        CallWatch watch(deadlocks, records);
+        RecordWatch stages(job, modules, wiring,
+                           [this](std::size_t module, const Place& place, const std::string& text) {
+                               const std::string& name = job.modules[module].name;
+                               keepMessage(warningSeverity, name,
+                                           place.source.empty() ? places[name] : lineOf(place),
+                                           text);
+                           });
+        CallWatch watch(deadlocks, stages);
         const ObservedCalls calls(watch);
         if (guarded([&] { return kernel.processJob(); }) && !result.failed) {
             refuseLostEnds();
-            records.finish();
+            stages.finish();
         }
         wiring.showProducers(modules);
         result.processWallMicros = microsSince(began);
@@ -322,8 +322,10 @@ void JobRunner::noteException(const std::exception& error)
     result.failed = fatal = true; // also when there is no memory to say so
     try {
         const std::string module = manager().getCurrentModuleName();
-        stopWithError(fmt::format("module {} ended with an exception that it does not handle: {}",
-                                  quote(module), error.what()));
+        const auto place = places.find(module);
+        keepMessage(fatalSeverity, "vorn", place != places.end() ? place->second : "",
+                    fmt::format("module {} ended with an exception that it does not handle: {}",
+                                quote(module), error.what()));
     } catch (const std::bad_alloc&) {
         // Ending the job matters more than the words.
         if (!spareMark.empty())

@@ -209,6 +209,9 @@ private:
         case RuleKind::differ:
             checkDiffer(rule);
             break;
+        case RuleKind::distinct:
+            checkDistinct(rule);
+            break;
         case RuleKind::multiple:
             checkMultiple(rule);
             break;
@@ -352,6 +355,25 @@ private:
             diagnostics.error(placeOf(name),
                               fmt::format("the elements of {} are all {}; give different ones",
                                           subjectOf(name), withUnit(numbers.front(), name)));
+    }
+
+    void checkDistinct(const ParameterRule& rule)
+    {
+        std::vector<std::string> seen;
+        for (const std::string& name : rule.of) {
+            const std::vector<std::string> texts = textsOf(name);
+            for (std::size_t i = 0; i < texts.size(); ++i) {
+                if (std::find(seen.begin(), seen.end(), texts[i]) != seen.end()) {
+                    diagnostics.error(
+                        rule.of.size() > 1 ? placeOf(rule.of) : placeOfElement(name, i),
+                        fmt::format("module {}: {} {} {} twice; give each once", quote(module.name),
+                                    enumerated(quoted(rule.of), "and"),
+                                    rule.of.size() > 1 ? "have" : "has", quote(texts[i])));
+                    return;
+                }
+                seen.push_back(texts[i]);
+            }
+        }
     }
 
     void checkMultiple(const ParameterRule& rule)

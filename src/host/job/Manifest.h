@@ -49,8 +49,8 @@ enum class ParameterMeaning
 const char* parameterTypeName(ParameterType type);
 bool isListType(ParameterType type);
 bool isNumberType(ParameterType type); ///< also of lists
-/// "attribute", "sort_key", "ranges", "formula", "assignment", "time", "span"; empty for plain
-/// ones.
+/// "attribute", "sort_key", "ranges", "formula", "assignment", "time", "span"; empty for
+/// plain ones.
 const char* parameterMeaningName(ParameterMeaning meaning);
 
 /// Whether the texts are names of trace attributes, alone or with a sign.

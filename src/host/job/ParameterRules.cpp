@@ -16,7 +16,7 @@ namespace host {
 namespace {
 
 // clang-format off
-constexpr std::array<std::pair<RuleKind, const char*>, 13> kindNames = {{
+constexpr std::array<std::pair<RuleKind, const char*>, 14> kindNames = {{
     {RuleKind::needs,          "needs"},
     {RuleKind::excludes,       "excludes"},
     {RuleKind::sameCount,      "same_count"},
@@ -27,6 +27,7 @@ constexpr std::array<std::pair<RuleKind, const char*>, 13> kindNames = {{
     {RuleKind::ascending,      "ascending"},
     {RuleKind::notDescending,  "not_descending"},
     {RuleKind::differ,         "differ"},
+    {RuleKind::distinct,       "distinct"},
     {RuleKind::multiple,       "multiple"},
     {RuleKind::product,        "product"},
     {RuleKind::columns,        "columns"},
@@ -233,6 +234,8 @@ std::string demandText(const ParameterRule& rule)
         return "the elements of " + all + " do not descend";
     case RuleKind::differ:
         return "the elements of " + all + " are not all equal";
+    case RuleKind::distinct:
+        return "no two values of " + all + " are the same";
     case RuleKind::multiple:
         return all + " is a multiple of " + formatNumber(rule.number);
     case RuleKind::product:

@@ -31,6 +31,7 @@ enum class RuleKind
     ascending,      ///< each element of the list is above the one before it
     notDescending,  ///< no element is below the one before it
     differ,         ///< the elements of the list are not all equal
+    distinct,       ///< no text is there twice, in all the parameters together
     multiple,       ///< the value is a multiple of `number`
     product,        ///< the product of the values is at most `number`
     columns         ///< a CSV file has the columns that the parameters name, with numbers in them

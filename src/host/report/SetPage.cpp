@@ -268,9 +268,9 @@ std::string filesSection(const SetResult& result)
         table += row(*file);
     return section("files", "Files",
                    choices(result) + table + "</tbody></table></div>\n" +
-                       "<p class=\"soft small\">Failed files come first, then those with the most "
-                       "flagged traces. Memory is the most that the process of the file "
-                       "had.</p>\n");
+                       "<p class=\"soft small\">Failed files come first" +
+                       (result.isChecked() ? ", then those with the most flagged traces" : "") +
+                       ". Memory is the most that the process of the file had.</p>\n");
 }
 
 std::string flagsSection(const SetResult& result)

@@ -30,7 +30,7 @@ TEST(FileSetTest, FoldersHaveHarmlessNames)
         {"two\nlines.sgy", "two_lines"},
         {"Größe.sgy", "Größe"},
         {"\xe2\x80\xaegnp.sgy", "_gnp"}, // right to left from here
-        {"bad\xff\xfe.sgy", "bad_"},     // bytes that are not UTF-8
+        {"bad\xff\xfe.sgy", "bad__"},    // bytes that are not UTF-8
         {"bad\xc3.sgy", "bad_"},         // half a character
     };
     for (const auto& row : rows)

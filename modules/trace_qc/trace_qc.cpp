@@ -152,9 +152,10 @@ struct Findings
     std::int64_t flagged = 0;
     std::int64_t named = 0; // by warnings, or would be without a limit of these
     std::array<std::int64_t, flagStyles.size()> counts{};
-    std::vector<std::string> names; // of flagged traces, with their flags
-    LevelCurve level{mostPoints};   // dB
-    LevelCurve median{mostPoints};  // dB
+    std::vector<std::string> names;             // of flagged traces, with their flags
+    std::vector<std::vector<std::string>> rows; // of the same traces, for the report
+    LevelCurve level{mostPoints};               // dB
+    LevelCurve median{mostPoints};              // dB
     std::vector<Mark> marks;
     bool numbersAreFromTheFile = false;
     bool someGatherIsJudged = false; // not each of them was too small
@@ -204,6 +205,7 @@ void defineResults(State& state, void* set)
 }
 
 void beginTable(State& state);
+std::vector<std::string> rowOf(const State& state, const Measures& m, const char* format);
 
 std::unique_ptr<State> prepare(Stream& io)
 {
@@ -483,8 +485,10 @@ void note(State& state, const Measures& m, bool isHumShared)
         sendWarning(state, m);
     ++found.flagged;
     found.numbersAreFromTheFile = found.numbersAreFromTheFile || m.identity.fileTrace;
-    if (found.names.size() < Findings::mostNames)
+    if (found.names.size() < Findings::mostNames) {
         found.names.push_back(m.name + ": " + flagNames(m.flags));
+        found.rows.push_back(rowOf(state, m, "%.4g"));
+    }
     if (found.marks.size() < Findings::mostPoints)
         found.marks.push_back({found.traces, decibels(m.levels.rms), m.flags,
                                m.identity.fileTrace.value_or(found.traces)});
@@ -499,6 +503,47 @@ void writeLine(VORN::OutputFile& file, const std::string& line)
     room[line.size()] = '\n';
 }
 
+const std::vector<std::string>& columnsOfTable()
+{
+    static const std::vector<std::string> columns = [] {
+        std::vector<std::string> names = {"trace", "filetrace"};
+        names.insert(names.end(), nameWords.begin(), nameWords.end());
+        for (const char* measure : {"rms",
+                                    "rms_db_from_neighbours",
+                                    "peak",
+                                    "mean",
+                                    "bias",
+                                    "frequency_hz",
+                                    "share_at_frequency",
+                                    "hum_share",
+                                    "hum_hz",
+                                    "run_at_limit",
+                                    "spikes",
+                                    "first_arrival_s",
+                                    "arrival_s_from_neighbours",
+                                    "arrival_s_from_offset",
+                                    "rms_before_arrival",
+                                    "rms_late",
+                                    "signal_to_noise",
+                                    "roughness",
+                                    "twin_difference",
+                                    "agreement",
+                                    "lag_s",
+                                    "flags"})
+            names.emplace_back(measure);
+        return names;
+    }();
+    return columns;
+}
+
+std::string joinedBy(const char* separator, const std::vector<std::string>& parts)
+{
+    std::string line;
+    for (const std::string& part : parts)
+        line += (line.empty() && &part == &parts.front() ? "" : separator) + part;
+    return line;
+}
+
 void beginTable(State& state)
 {
     if (!state.set.table)
@@ -507,49 +552,100 @@ void beginTable(State& state)
     traces::refuseSecondWriter(*state.set.table);
     state.table = std::make_unique<VORN::OutputFile>(*state.set.table, state.set.overwrite,
                                                      "the table", getModuleName());
-    std::string line = "trace,filetrace";
-    for (const char* name : nameWords)
-        line += std::string(",") + name;
-    writeLine(*state.table,
-              line + ",rms,rms_db_from_neighbours,peak,mean,bias,frequency_hz,"
-                     "share_at_frequency,hum_share,hum_hz,run_at_limit,spikes,first_arrival_s,"
-                     "arrival_s_from_neighbours,arrival_s_from_offset,rms_before_arrival,"
-                     "rms_late,signal_to_noise,roughness,twin_difference,agreement,lag_s,flags");
+    writeLine(*state.table, joinedBy(",", columnsOfTable()));
 }
 
-// Empty where it is not known.
-std::string cell(bool isKnown, double value)
-{
-    return isKnown ? "," + text("%.7g", value) : ",";
-}
-
-void writeRow(const State& state, const Measures& m)
+// The cells of a trace, in the order of the columns. Empty where something is not known.
+std::vector<std::string> rowOf(const State& state, const Measures& m, const char* format)
 {
     const SingleChecks& single = m.single;
     const GatherChecks& c = m.compared;
-    std::string line = std::to_string(m.identity.arrival) + ",";
-    if (m.identity.fileTrace)
-        line += std::to_string(*m.identity.fileTrace);
+    std::vector<std::string> row = {std::to_string(m.identity.arrival),
+                                    m.identity.fileTrace ? std::to_string(*m.identity.fileTrace)
+                                                         : ""};
     for (const std::optional<int>& value : m.identity.words)
-        line += "," + (value ? std::to_string(*value) : "");
+        row.push_back(value ? std::to_string(*value) : "");
+    const auto add = [&](bool isKnown, double value) {
+        row.push_back(isKnown ? text(format, value) : "");
+    };
     const bool isTimed = state.interval > 0;
-    line +=
-        cell(true, m.levels.rms) + cell(c.level.isKnown, c.level.distance) +
-        cell(true, m.levels.peak) + cell(true, m.levels.mean) + cell(true, single.bias) +
-        cell(isTimed, isTimed ? m.dominant.frequency / state.interval : 0) +
-        cell(true, m.dominant.share) + cell(isTimed, single.hum.share) +
-        cell(single.hum.mains > 0, single.hum.mains) + cell(true, m.run) + cell(true, m.spikes) +
-        cell(isTimed && single.arrival, single.arrival.value_or(0) * state.interval) +
-        cell(c.arrival.isKnown, c.arrival.distance) + cell(c.offset.isKnown, c.offset.distance) +
-        cell(single.noise.before > 0, single.noise.before) + cell(true, single.noise.late) +
-        cell(single.noise.ratio > 0, single.noise.ratio) + cell(true, single.roughness) +
-        cell(c.twinTrace >= 0, c.twin) + cell(c.prediction.isKnown, c.prediction.zero) +
-        cell(isTimed && c.prediction.isKnown, c.prediction.lag * state.interval) + ",";
+    add(true, m.levels.rms);
+    add(c.level.isKnown, c.level.distance);
+    add(true, m.levels.peak);
+    add(true, m.levels.mean);
+    add(true, single.bias);
+    add(isTimed, isTimed ? m.dominant.frequency / state.interval : 0);
+    add(true, m.dominant.share);
+    add(isTimed, single.hum.share);
+    add(single.hum.mains > 0, single.hum.mains);
+    row.push_back(std::to_string(m.run));
+    row.push_back(std::to_string(m.spikes));
+    add(isTimed && single.arrival, single.arrival.value_or(0) * state.interval);
+    add(c.arrival.isKnown, c.arrival.distance);
+    add(c.offset.isKnown, c.offset.distance);
+    add(single.noise.before > 0, single.noise.before);
+    add(true, single.noise.late);
+    add(single.noise.ratio > 0, single.noise.ratio);
+    add(true, single.roughness);
+    add(c.twinTrace >= 0, c.twin);
+    add(c.prediction.isKnown, c.prediction.zero);
+    add(isTimed && c.prediction.isKnown, c.prediction.lag * state.interval);
+    std::vector<std::string> flags;
     for (const FlagStyle& style : flagStyles) {
         if ((m.flags & style.flag) != 0)
-            line += (line.back() == ',' ? "" : " ") + std::string(style.name);
+            flags.emplace_back(style.name);
     }
-    writeLine(*state.table, line);
+    row.push_back(joinedBy(" ", flags));
+    return row;
+}
+
+// The names and flags of the flagged traces, and the measures that most flags come from; without
+// columns that are empty, or 0 for a header word.
+std::string tableOfReport(const Findings& found)
+{
+    const std::vector<std::string> wanted = {"trace",
+                                             "filetrace",
+                                             "flags",
+                                             "rms",
+                                             "rms_db_from_neighbours",
+                                             "bias",
+                                             "frequency_hz",
+                                             "hum_share",
+                                             "run_at_limit",
+                                             "spikes",
+                                             "first_arrival_s",
+                                             "arrival_s_from_neighbours",
+                                             "signal_to_noise",
+                                             "twin_difference",
+                                             "agreement",
+                                             "lag_s"};
+    std::vector<std::string> names = {wanted[0], wanted[1]};
+    names.insert(names.end(), nameWords.begin(), nameWords.end());
+    names.insert(names.end(), wanted.begin() + 2, wanted.end());
+    const std::vector<std::string>& all = columnsOfTable();
+    std::vector<std::size_t> places;
+    std::vector<std::string> heading;
+    for (const std::string& one : names) {
+        const auto place =
+            static_cast<std::size_t>(std::find(all.begin(), all.end(), one) - all.begin());
+        const bool isWord = std::find(nameWords.begin(), nameWords.end(), one) != nameWords.end();
+        const bool isUsed = std::any_of(found.rows.begin(), found.rows.end(), [&](const auto& row) {
+            return !row[place].empty() && (!isWord || row[place] != "0");
+        });
+        if (!isUsed)
+            continue;
+        places.push_back(place);
+        heading.push_back(one);
+    }
+    std::string csv = joinedBy(",", heading) + "\n";
+    for (const std::vector<std::string>& row : found.rows) {
+        std::vector<std::string> cells;
+        cells.reserve(places.size());
+        for (const std::size_t place : places)
+            cells.push_back(row[place]);
+        csv += joinedBy(",", cells) + "\n";
+    }
+    return csv;
 }
 
 bool noteSharedHum(State& state)
@@ -580,7 +676,7 @@ void judgeGather(State& state)
     for (const Measures& m : state.gather) {
         note(state, m, isHumShared);
         if (state.table)
-            writeRow(state, m);
+            writeLine(*state.table, joinedBy(",", rowOf(state, m, "%.7g")));
     }
 }
 
@@ -685,8 +781,17 @@ void publish(const Findings& found)
     std::string list;
     for (const std::string& name : found.names)
         list += (list.empty() ? "" : "\n") + name;
-    if (!list.empty())
-        set("list", list);
+    if (list.empty())
+        return;
+    set("list", list);
+    set("table", tableOfReport(found));
+    const std::string shown = std::to_string(found.rows.size());
+    const bool isWhole = found.flagged == static_cast<std::int64_t>(found.rows.size());
+    set("table.note",
+        "Flagged traces\n" +
+            (isWhole ? "all " + shown
+                     : "the first " + shown + " of " + std::to_string(found.flagged)) +
+            "; with the parameter table a file gets all traces and measures");
 }
 
 // ---- The picture ----

@@ -50,6 +50,13 @@ modules:
   - {name: write, module: segy_out, input: filtered, file: filtered.sgy}
 """
 
+FLAGGED = r"""
+job: bad traces
+modules:
+  - {name: make, module: synthetic, shots: 2, dead: [5], reversed: [20], spiky: [40]}
+  - {name: qc, module: trace_qc, input: make}
+"""
+
 # Every text tries to run something, to load something, or to look like something else.
 HOSTILE = r"""
 job: "</title></script><script>document.title='taken'; window.taken=1</script>"
@@ -249,6 +256,7 @@ class ReportTest(unittest.TestCase):
         program.chmod(0o755)
         cls.forged, _ = run(JOB.replace("Line 7, first look", "forged"), cls.directory.name, "forged",
                             PATH=f"{program.parent}:{os.environ['PATH']}")
+        cls.flagged, _ = run(FLAGGED, cls.directory.name, "flagged")
         cls.browser = Browser(arguments.browser)
 
     @classmethod
@@ -312,6 +320,50 @@ class ReportTest(unittest.TestCase):
         self.assert_pictures(4)
         self.assertNotIn("", self.browser.value(
             "[...document.querySelectorAll('figure img')].map(one => one.alt)"))
+
+    # ---- the table of flagged traces ----
+
+    def column(self, number):
+        return self.browser.value(
+            "[...document.querySelectorAll('.noted tbody tr')].map(row => "
+            f"row.cells[{number}].textContent)")
+
+    def test_flagged_traces_are_sorted_by_a_click(self):
+        self.browser.show(self.flagged)
+        headings = self.texts(".noted thead th")
+        self.assertEqual([heading.strip() for heading in headings[:3]], ["trace", "fldr", "tracf"])
+        self.assertEqual(self.column(0), ["5", "20", "40", "53", "68", "88"])
+        press = "document.querySelector('.noted thead button').click()"
+        self.browser.value(press)
+        self.assertEqual(self.column(0), ["5", "20", "40", "53", "68", "88"], "as numbers")
+        self.browser.value(press)
+        self.assertEqual(self.column(0), ["88", "68", "53", "40", "20", "5"])
+        self.assertEqual(self.browser.value(
+            "document.querySelector('.noted th').getAttribute('aria-sort')"), "descending")
+        self.assertFalse(self.browser.complaints())
+        self.browser.screenshot("flagged.png")
+
+    def test_cells_without_a_value_stay_at_the_end(self):
+        self.browser.show(self.flagged)
+        place = [heading.strip() for heading in self.texts(".noted thead th")].index("agreement")
+        known = sorted((float(cell) for cell in self.column(place) if cell))
+        for direction in (1, -1):
+            self.browser.value(f"document.querySelectorAll('.noted thead button')[{place}].click()")
+            cells = self.column(place)
+            self.assertEqual([float(cell) for cell in cells if cell], known[::direction])
+            self.assertEqual(cells[len(known):], [""] * (len(cells) - len(known)))
+        self.assertLess(len(known), 6)
+
+    def test_the_table_is_copied_as_csv(self):
+        self.browser.show(self.flagged)
+        self.browser.value("navigator.clipboard.writeText = async text => { window.copied = text; }")
+        self.browser.value("document.querySelector('.noted .caption button').click()")
+        lines = self.browser.value("window.copied").splitlines()
+        self.assertEqual(len(lines), 7)
+        self.assertTrue(lines[0].startswith("trace,"), lines[0])
+        self.assertEqual([line.split(",")[0] for line in lines[1:]], ["5", "20", "40", "53", "68", "88"])
+        self.assertEqual({line.count(",") for line in lines}, {lines[0].count(",")})
+        self.assertEqual(self.text(".noted .caption button"), "Copied")
 
     def test_many_messages_are_cut_and_counted(self):
         self.browser.show(self.page)

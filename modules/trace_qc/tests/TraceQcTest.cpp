@@ -805,6 +805,54 @@ TEST_F(TraceQcTest, MessagesAreLimited)
     EXPECT_THAT(all("qc_flags"), Each(1));
 }
 
+TEST_F(TraceQcTest, TheReportGetsATableOfTheFlaggedTraces)
+{
+    pushGather(16, 8);
+    samplesOf(2) = Samples(300, 0.0f);
+    samplesOf(5)[250] = 3;
+    add();
+
+    run();
+
+    std::istringstream table(metadata("table"));
+    std::string line;
+    std::getline(table, line);
+    EXPECT_EQ(line, "trace,fldr,tracf,flags,rms,rms_db_from_neighbours,bias,frequency_hz,hum_share,"
+                    "run_at_limit,spikes,first_arrival_s,signal_to_noise,twin_difference")
+        << "without columns that are empty";
+    std::getline(table, line);
+    EXPECT_THAT(line, testing::StartsWith("3,16,3,dead,0,"));
+    std::getline(table, line);
+    EXPECT_THAT(line, testing::StartsWith("6,16,6,spike,0.2"));
+    EXPECT_FALSE(std::getline(table, line));
+    EXPECT_EQ(metadata("table.note"), "Flagged traces\nall 2; with the parameter table a file gets "
+                                      "all traces and measures");
+}
+
+TEST_F(TraceQcTest, TheTableOfTheReportIsLimited)
+{
+    for (int i = 1; i <= 1005; ++i)
+        push(Samples(20, 0.0f), 1, i);
+    add();
+
+    run();
+
+    const std::string table = metadata("table");
+    EXPECT_EQ(std::count(table.begin(), table.end(), '\n'), 1001);
+    EXPECT_THAT(metadata("table.note"), HasSubstr("the first 1000 of 1005; "));
+}
+
+TEST_F(TraceQcTest, WithoutAFlaggedTraceThereIsNoTableForTheReport)
+{
+    pushGather(16, 8);
+    add();
+
+    run();
+
+    EXPECT_EQ(metadata("flagged"), "0");
+    EXPECT_EQ(result.moduleMetadata["module1"].count("qc.table"), 0u);
+}
+
 // A list of all traces would hide the one that is dead.
 TEST_F(TraceQcTest, HumOfAllChannelsIsOneMessage)
 {

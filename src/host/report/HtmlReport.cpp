@@ -6,12 +6,14 @@
 #include "draw/PadRenderer.h"
 #include "draw/Page.h"
 #include "report/HtmlText.h"
+#include "report/NotedTable.h"
 #include "report/ReportAssets.h"
 #include "report/RunTable.h"
 
 #include <algorithm>
 #include <fmt/format.h>
 #include <map>
+#include <optional>
 
 namespace host {
 
@@ -220,6 +222,71 @@ Part messagesPart(const RunResult& result)
     return {"messages", "Messages", content};
 }
 
+// ---- tables that modules noted ----
+
+// The report's script lets people sort and copy it; without the script it is a plain table.
+std::string notedTableHtml(const RunModule& module, const std::string& key, const NotedTable& noted)
+{
+    constexpr std::size_t longestCell = 200;
+    const auto note = module.metadata.find(key + ".note");
+    const std::string text = note == module.metadata.end() ? "" : note->second;
+    const std::size_t line = std::min(text.find('\n'), text.size());
+    std::string about = "noted by " + name(module.name);
+    if (line + 1 < text.size())
+        about += "; " + html(text.substr(line + 1));
+    if (noted.rowsLeftOut > 0)
+        about += fmt::format("; {} more, which are not shown here",
+                             counted(int64_t(noted.rowsLeftOut), "row"));
+    std::vector<Column> columns;
+    columns.reserve(noted.columns.size());
+    for (std::size_t i = 0; i < noted.columns.size(); ++i)
+        columns.push_back(
+            {html(noted.columns[i], longestCell), noted.isNumeric[i] != 0 ? "n" : ""});
+    const std::string title = line == 0 ? name(key) : name(text.substr(0, line));
+    HtmlTable table(title, columns);
+    for (const std::vector<std::string>& row : noted.rows) {
+        std::vector<std::string> cells;
+        cells.reserve(row.size());
+        for (const std::string& cell : row)
+            cells.push_back(html(cell, longestCell));
+        table.row(cells);
+    }
+    return fmt::format("<div class=\"noted\" id=\"table-{}-{}\"><div class=\"caption\"><div><h3>{}"
+                       "</h3><p class=\"soft small\">{}</p></div><button type=\"button\" "
+                       "hidden>Copy as CSV</button></div>\n{}</div>\n",
+                       module.order, name(key), title, about, table.text());
+}
+
+// All tables of the module of this name.
+std::string notedTables(const RunResult& result, const std::string& moduleName)
+{
+    std::string content;
+    for (const RunModule& module : result.modules) {
+        if (module.name != moduleName)
+            continue;
+        for (const auto& [key, value] : module.metadata) {
+            if (!isTableKey(key))
+                continue;
+            if (const std::optional<NotedTable> noted = notedTable(value))
+                content += notedTableHtml(module, key, *noted);
+        }
+    }
+    return content;
+}
+
+// Those of modules that have drawn nothing: the others stand below the pictures.
+Part tablesPart(const RunResult& result, const std::vector<Pad>& pads)
+{
+    std::string content;
+    for (const RunModule& module : result.modules) {
+        const bool hasPicture = std::any_of(
+            pads.begin(), pads.end(), [&](const Pad& pad) { return pad.module == module.name; });
+        if (!hasPicture)
+            content += notedTables(result, module.name);
+    }
+    return {"tables", "Tables", content};
+}
+
 // ---- pictures ----
 
 std::string extent(const Pad& pad)
@@ -265,14 +332,21 @@ std::string figure(const Pad& pad, std::size_t number, const std::string& image)
                        "drawn by " + name(pad.module), what.empty() ? "" : ", " + what, image);
 }
 
-Part picturesPart(const std::vector<Pad>& pads)
+Part picturesPart(const RunResult& result, const std::vector<Pad>& pads)
 {
     std::string content;
     std::size_t room = mostPictureBytes;
     std::size_t leftOut = 0;
+    const auto tablesAfter = [&](std::size_t i) {
+        const bool isLast =
+            std::none_of(pads.begin() + static_cast<std::ptrdiff_t>(i) + 1, pads.end(),
+                         [&](const Pad& pad) { return pad.module == pads[i].module; });
+        return isLast ? notedTables(result, pads[i].module) : "";
+    };
     for (std::size_t i = 0; i < pads.size(); ++i) {
         if (room == 0) {
             ++leftOut;
+            content += tablesAfter(i);
             continue;
         }
         std::string image;
@@ -283,7 +357,7 @@ Part picturesPart(const std::vector<Pad>& pads)
         } catch (const DrawingError& error) {
             image = paragraph(html(error.what()));
         }
-        content += figure(pads[i], i + 1, image);
+        content += figure(pads[i], i + 1, image) + tablesAfter(i);
     }
     if (leftOut > 0)
         content += paragraph(fmt::format("{} would make this page too large; <code>--pictures "
@@ -444,8 +518,14 @@ Part metadataPart(const RunResult& result)
         if (module.metadata.empty())
             continue;
         HtmlTable table("Metadata of " + name(module.name), {{"key", ""}, {"value", "lines"}});
-        for (const auto& [key, value] : module.metadata)
-            table.row({"<code>" + name(key) + "</code>", htmlLines(value)});
+        for (const auto& [key, value] : module.metadata) {
+            const auto noted = isTableKey(key) ? notedTable(value) : std::nullopt;
+            table.row({"<code>" + name(key) + "</code>",
+                       noted ? fmt::format("<a href=\"#table-{}-{}\">{}, shown as a table</a>",
+                                           module.order, name(key),
+                                           counted(int64_t(noted->rows.size()), "row"))
+                             : htmlLines(value)});
+        }
         content += "<h3>" + name(module.name) + "</h3>\n" + textHeader(module) + table.text();
     }
     if (content.empty())
@@ -699,7 +779,9 @@ std::string htmlReport(const RunResult& result, const std::vector<Pad>& pads)
 {
     std::vector<Part> parts = {warningsPart(result)};
     if (!pads.empty())
-        parts.push_back(picturesPart(pads));
+        parts.push_back(picturesPart(result, pads));
+    if (Part tables = tablesPart(result, pads); !tables.content.empty())
+        parts.push_back(std::move(tables));
     for (auto* make : {graphPart, modulesPart, dataPart, metadataPart, messagesPart, filesPart,
                        jobPart, machinePart})
         parts.push_back(make(result));

@@ -11,6 +11,64 @@
     for (const one of opened.splice(0)) one.open = false;
   });
 
+  // Tables of modules: a click on a heading sorts by its column, another one the other way round.
+  // Numbers sort as numbers; empty cells stay at the end.
+  const textOf = cell => cell.textContent.trim();
+
+  function sortBy(table, column, direction) {
+    const isNumeric = table.tHead.rows[0].cells[column].classList.contains('n');
+    const compare = (a, b) => isNumeric ? Number(a) - Number(b) : a.localeCompare(b);
+    const rows = [...table.tBodies[0].rows].map(row => [textOf(row.cells[column]), row]);
+    rows.sort(([a], [b]) => a === '' || b === '' ? (a === '') - (b === '')
+                                                 : direction * compare(a, b));
+    table.tBodies[0].append(...rows.map(([, row]) => row));
+  }
+
+  function csvOf(table) {
+    const quoted = text => /[",\r\n]/.test(text) ? '"' + text.replaceAll('"', '""') + '"' : text;
+    return [...table.rows].map(row => [...row.cells].map(textOf).map(quoted).join(',') + '\n')
+      .join('');
+  }
+
+  // The clipboard of pages that browsers do not trust is reached by a selection alone.
+  async function copy(text) {
+    try {
+      await navigator.clipboard.writeText(text);
+      return true;
+    } catch {
+      const area = document.createElement('textarea');
+      area.value = text;
+      document.body.append(area);
+      area.select();
+      const done = document.execCommand('copy');
+      area.remove();
+      return done;
+    }
+  }
+
+  for (const noted of document.querySelectorAll('.noted')) {
+    const table = noted.querySelector('table');
+    [...table.tHead.rows[0].cells].forEach((heading, column) => {
+      const button = document.createElement('button');
+      button.type = 'button';
+      button.append(...heading.childNodes);
+      heading.append(button);
+      button.addEventListener('click', () => {
+        const direction = heading.getAttribute('aria-sort') === 'ascending' ? -1 : 1;
+        for (const other of table.tHead.rows[0].cells) other.removeAttribute('aria-sort');
+        heading.setAttribute('aria-sort', direction > 0 ? 'ascending' : 'descending');
+        sortBy(table, column, direction);
+      });
+    });
+    const button = noted.querySelector('.caption button');
+    const label = button.textContent;
+    button.hidden = false;
+    button.addEventListener('click', async () => {
+      button.textContent = await copy(csvOf(table)) ? 'Copied' : 'The browser does not allow it';
+      setTimeout(() => { button.textContent = label; }, 2000);
+    });
+  }
+
   const viewer = document.getElementById('viewer');
   if (!viewer || !viewer.showModal) return;
   const stage = viewer.querySelector('.stage');

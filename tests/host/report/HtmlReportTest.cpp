@@ -2,6 +2,7 @@
 
 #include "draw/PadRenderer.h"
 #include "report/HtmlText.h"
+#include "report/NotedTable.h"
 
 #include <algorithm>
 #include <fstream>
@@ -9,6 +10,7 @@
 #include <sstream>
 
 using namespace host;
+using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::Not;
 
@@ -325,6 +327,73 @@ TEST(HtmlReportTest, PadsHaveTitleModuleSizeAndDescription)
     EXPECT_THAT(page, HasSubstr("alt=\"Shots &lt;1&gt;: section, 3 traces of 4 samples; "
                                 "&quot;raw&quot;\""));
     EXPECT_THAT(page, HasSubstr("<img src=\"data:image/png;base64,iVBOR"));
+}
+
+TEST(NotedTableTest, CellsAreThoseOfTheCsv)
+{
+    const auto table = notedTable("trace,\"a \"\"b\"\", c\",flags\r\n1,-2.5e3,weak\n2,,\"x\ny\"\n");
+    ASSERT_TRUE(table);
+    EXPECT_THAT(table->columns, ElementsAre("trace", "a \"b\", c", "flags"));
+    EXPECT_THAT(table->rows,
+                ElementsAre(ElementsAre("1", "-2.5e3", "weak"), ElementsAre("2", "", "x\ny")));
+    EXPECT_THAT(table->isNumeric, ElementsAre(1, 1, 0));
+    EXPECT_EQ(table->rowsLeftOut, 0u);
+}
+
+TEST(NotedTableTest, OnlyTablesAreTables)
+{
+    EXPECT_FALSE(notedTable(""));
+    EXPECT_FALSE(notedTable("a,b\n1\n")) << "a row with a cell less";
+    EXPECT_FALSE(notedTable("a,b\n1,2,3\n"));
+    EXPECT_FALSE(notedTable(std::string(mostColumnsNoted, ',')));
+    EXPECT_TRUE(notedTable(std::string(mostColumnsNoted - 1, ',')));
+    const auto empty = notedTable("a,b");
+    ASSERT_TRUE(empty);
+    EXPECT_THAT(empty->isNumeric, ElementsAre(0, 0)) << "no cell is a number";
+    EXPECT_TRUE(isTableKey("qc.table"));
+    EXPECT_FALSE(isTableKey("qc.table.note"));
+}
+
+TEST(NotedTableTest, RowsAreLimitedAndCounted)
+{
+    std::string csv = "trace\n";
+    for (std::size_t row = 0; row < mostRowsNoted + 7; ++row)
+        csv += std::to_string(row) + "\n";
+    const auto table = notedTable(csv);
+    ASSERT_TRUE(table);
+    EXPECT_EQ(table->rows.size(), mostRowsNoted);
+    EXPECT_EQ(table->rowsLeftOut, 7u);
+}
+
+TEST(HtmlReportTest, TablesOfModulesStandBelowTheirPicturesOrByThemselves)
+{
+    RunResult result = smallResult();
+    result.modules[1].order = 2;
+    result.modules[1].metadata = {{"qc.table", "trace,flags\n7,<b>weak\n"},
+                                  {"qc.table.note", "Flagged traces\nall 1 & more"}};
+    const std::string table =
+        "<div class=\"noted\" id=\"table-2-qc.table\"><div class=\"caption\"><div><h3>Flagged "
+        "traces</h3><p class=\"soft small\">noted by show; all 1 &amp; more</p></div><button "
+        "type=\"button\" hidden>Copy as CSV</button></div>";
+    const std::string row = "<tr><th scope=\"row\" class=\"n\">7</th><td>&lt;b&gt;weak</td></tr>";
+
+    std::string page = reportOf(result);
+    EXPECT_THAT(page, HasSubstr("<li><a href=\"#tables\">Tables</a></li>"));
+    EXPECT_THAT(page, HasSubstr(table));
+    EXPECT_THAT(page, HasSubstr(row));
+    EXPECT_THAT(page, HasSubstr("<a href=\"#table-2-qc.table\">1 row, shown as a table</a>"));
+
+    Pad pad = sectionPad();
+    pad.module = "show";
+    page = htmlReport(result, {pad});
+    EXPECT_THAT(page, HasSubstr("</figure>\n" + table));
+    EXPECT_THAT(page, Not(HasSubstr("#tables")));
+
+    result.modules[1].metadata = {{"qc.table", "trace,flags\n7\n"}};
+    page = reportOf(result);
+    EXPECT_THAT(page, Not(HasSubstr("table-2-qc.table")));
+    EXPECT_THAT(page, HasSubstr("<td class=\"lines\">trace,flags\n7\n</td>"))
+        << "what is not a table is shown as text";
 }
 
 TEST(HtmlReportTest, WhatModulesNotedIsShownAsText)

@@ -117,7 +117,7 @@ TEST_F(LargeInputTest, EveryModuleRefusesWhatExceedsItsMemoryLimit)
         {"module: spectrum", "the spectrum of 200000 samples would need 8" + ending + "choose a "},
         {"module: stack", "the sums of traces of 200000 samples would need 3" + ending + "shorten"},
         {"module: trace_qc",
-         "measuring traces of 200000 samples would need 117" + ending + "short"},
+         "measuring traces of 200000 samples would need 234" + ending + "short"},
         {"module: window, end: 2000 s",
          "a window of 500001 samples would need 3" + ending + "choose a shorter"},
     };
@@ -144,7 +144,7 @@ TEST_F(LargeInputTest, EveryModuleRefusesWhatExceedsItsMemoryLimit)
         const std::vector<std::string> fatal = linesWith(low.errors, " fatal ");
         ASSERT_THAT(fatal, SizeIs(1)) << low.errors;
         EXPECT_THAT(fatal[0], HasSubstr(" step   " + row.says));
-        const ProcessResult high = job("0.2 GB");
+        const ProcessResult high = job("0.3 GB");
         EXPECT_THAT(linesWith(high.errors, "memory_limit"), SizeIs(0)) << high.errors;
     }
 }
@@ -210,7 +210,7 @@ TEST_F(LargeInputTest, WhatIsRefusedIsNotTakenBefore)
                 {"module: bandpass, low: 10", 10800},
                 {"module: gain, time_power: 1", 2400},
                 {"module: stack", 3600},
-                {"module: trace_qc", 172802}};
+                {"module: trace_qc", 214891}};
     for (const auto& row : rows) {
         SCOPED_TRACE(row.step);
         tree.write("job.yaml",

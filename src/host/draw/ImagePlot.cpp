@@ -16,7 +16,6 @@ namespace {
 constexpr double pixelsPerPoint = 2;
 constexpr double barWidth = 14;
 constexpr double leastBarHeight = 160;
-constexpr const char* sequentialMap = "blue-yellow";
 
 // At equal distances; the lightness grows evenly.
 constexpr std::array<unsigned, 6> sequentialColours = {0x1B1464, 0x20508C, 0x1F858C,

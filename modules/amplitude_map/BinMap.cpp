@@ -162,9 +162,9 @@ void BinMap::chooseSizes(std::int64_t most)
         least[i] = *low;
         extent[i] = *high - *low;
         step[i] = choice == Choice::numbers ? commonStep(values) : 0;
+        // The last position counts to the bin whose middle is nearest.
         if (step[i] > 0)
-            step[i] *=
-                std::max(1.0, std::ceil((extent[i] / step[i] + 1) / static_cast<double>(most)));
+            step[i] *= 1 + std::floor(extent[i] / step[i] / (static_cast<double>(most) - 0.5));
     }
     const double common = coordinateSize(least, std::max(extent[0], extent[1]));
     for (std::size_t i = 0; i < 2; ++i)

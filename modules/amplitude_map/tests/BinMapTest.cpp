@@ -113,6 +113,18 @@ TEST(BinMapTest, NumbersBeyondThePictureShareBins)
     EXPECT_EQ(grid.at(1, 0)->traces, 4);
 }
 
+TEST(BinMapTest, ChosenBinsOfNumbersNeverExceedThePicture)
+{
+    for (int last = 0; last < 60; ++last) {
+        BinMap map(numbers, {}, {});
+        for (int i = 0; i <= last; ++i)
+            map.add(i, 1, 1, 1);
+        const BinGrid grid = map.grid(10, allowAll);
+        EXPECT_LE(grid.count[0], 10) << last;
+        EXPECT_EQ(grid.axes[0].size, last < 10 ? 1 : std::ceil((last + 0.5) / 9.5)) << last;
+    }
+}
+
 TEST(BinMapTest, CoordinatesGetSquareBinsOfARoundSize)
 {
     BinMap map(coordinates, {}, {});

@@ -1,6 +1,7 @@
 // Runs one chain, for profilers and for counting instructions:
 //
-//     bench_chain [--floor] MODULE MODULES TRACES [ATTRIBUTES [RESIDENT [SAMPLES [DELAY [READERS]]]]]
+//     bench_chain [--floor] MODULE MODULES TRACES
+//                 [ATTRIBUTES [RESIDENT [SAMPLES [DELAY [READERS]]]]]
 #include "Chain.h"
 #include "FloorChain.h"
 

@@ -441,13 +441,13 @@ contains
 
     function legend() result(text)
       character(len=:), allocatable :: text
-      character(len=8) :: pen
+      character(len=24) :: entry
       integer :: k
 
       text = achar(10) // 'legend: '
       do k = 1, size(state%series)
-        write (pen, '(i0)') pens(k)
-        text = text // trim(pen) // '=' // label_of(state%series(k)%y)
+        write (entry, '(i0, ":", i0)') pens(k), symbols(state%set%symbol)
+        text = text // trim(entry) // '=' // label_of(state%series(k)%y)
         if (state%series(k)%x%name /= state%series(1)%x%name .or. &
             state%series(size(state%series))%x%name /= state%series(1)%x%name) &
             text = text // ' against ' // label_of(state%series(k)%x)

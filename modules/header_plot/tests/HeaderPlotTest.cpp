@@ -329,7 +329,7 @@ TEST_F(HeaderPlotTest, SeveralWordsHavePensOfTheirOwn)
 
     EXPECT_THAT(symbols(), ElementsAre(std::pair(2, Points{{1, 50}, {2, 60}}),
                                        std::pair(3, Points{{1, 10}, {2, 20}})));
-    EXPECT_EQ(directives()["legend"], "3=sx,2=gx,");
+    EXPECT_EQ(directives()["legend"], "3:6=sx,2:6=gx,");
     EXPECT_EQ(directives()["y"], "sx, gx");
     EXPECT_EQ(directives()["note"], "2 traces, 4 points");
     EXPECT_THAT(reports(), ElementsAre("sx from 10 to 20 in 2 traces", "ep from 1 to 2 in 2 traces",
@@ -344,7 +344,7 @@ TEST_F(HeaderPlotTest, EachWordUpwardsCanHaveOneAlong)
     run();
 
     EXPECT_THAT(symbols(), ElementsAre(std::pair(2, Points{{2, 4}}), std::pair(3, Points{{1, 3}})));
-    EXPECT_EQ(directives()["legend"], "3=cdpx against cdp,2=gy against gx,");
+    EXPECT_EQ(directives()["legend"], "3:6=cdpx against cdp,2:6=gy against gx,");
     EXPECT_EQ(directives()["title"], "cdpx, gy against cdp, gx");
 }
 

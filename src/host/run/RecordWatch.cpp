@@ -21,6 +21,7 @@ constexpr int64_t manyTraces = 1000;
 std::string listed(const std::vector<double>& numbers)
 {
     std::vector<std::string> texts;
+    texts.reserve(numbers.size());
     for (const double number : numbers)
         texts.push_back(formatNumber(number));
     if (texts.size() > 4)

@@ -44,6 +44,38 @@ protected:
 
 } // namespace
 
+// File systems give the number of a file that is gone to the next one.
+TEST_F(FileRolesTest, ANewFileIsNotTakenForOneThatIsGone)
+{
+    const auto numberOf = [](const std::string& name) {
+        struct stat status = {};
+        stat(name.c_str(), &status);
+        return status.st_ino;
+    };
+    const std::string report = directory / "report.html";
+    for (const bool isOutput : {true, false}) {
+        writeBytes(report, {'o', 'l', 'd'});
+        usedFiles().clear();
+        usedFiles().add(report, "the report", isOutput ? "--report" : "");
+        const ino_t gone = numberOf(report);
+        if (isOutput)
+            EXPECT_EQ(failureOf(report, "--report"), "it did not fail");
+        else
+            std::filesystem::remove(report);
+        bool isReused = false;
+        for (int i = 0; i < 200 && !isReused; ++i) {
+            const std::string next = directory / ("next" + std::to_string(i));
+            writeBytes(next, {'n', 'e', 'w'});
+            isReused = numberOf(next) == gone;
+            if (isReused) {
+                EXPECT_EQ(failureOf(next, "--json"), "it did not fail") << isOutput;
+            }
+        }
+        if (!isReused)
+            GTEST_SKIP() << "this file system has not used the number again";
+    }
+}
+
 TEST_F(FileRolesTest, AFileIsKnownUnderAllItsNames)
 {
     const std::string soft = directory / "soft";

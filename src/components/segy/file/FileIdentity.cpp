@@ -4,6 +4,7 @@
 #include <cctype>
 #include <cstdlib>
 #include <deque>
+#include <fcntl.h>
 #include <filesystem>
 #include <sys/stat.h>
 #include <system_error>
@@ -45,10 +46,16 @@ bool isDescriptorDirectory(const std::string& directory)
 
 std::string fileIdentity(const std::string& path)
 {
-    struct stat status;
-    if (stat(path.c_str(), &status) != 0)
+    struct statx status = {};
+    if (statx(AT_FDCWD, path.c_str(), AT_STATX_SYNC_AS_STAT, STATX_INO | STATX_BTIME, &status) != 0)
         return {};
-    return std::to_string(status.st_dev) + "." + std::to_string(status.st_ino);
+    std::string identity = std::to_string(status.stx_dev_major) + "." +
+                           std::to_string(status.stx_dev_minor) + "." +
+                           std::to_string(status.stx_ino);
+    if ((status.stx_mask & STATX_BTIME) != 0)
+        identity += "." + std::to_string(status.stx_btime.tv_sec) + "." +
+                    std::to_string(status.stx_btime.tv_nsec);
+    return identity;
 }
 
 std::string canonicalPath(const std::string& path)

@@ -19,7 +19,9 @@ bool hasNoContent(const std::string& path)
 void FileRoles::add(const std::string& path, const std::string& role, const std::string& owner)
 {
     const std::lock_guard<std::mutex> lock(mutex);
-    entries.push_back({canonicalPath(path), fileIdentity(path), role, owner});
+    // An output is replaced, and the file system gives the number of the old file to a new one.
+    const std::string identity = owner.empty() ? fileIdentity(path) : std::string();
+    entries.push_back({canonicalPath(path), identity, role, owner});
 }
 
 std::string FileRoles::roleOf(const std::string& path, const std::string& owner) const

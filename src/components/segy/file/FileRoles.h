@@ -38,7 +38,7 @@ private:
     struct Entry
     {
         std::string path;     // canonical
-        std::string identity; // when it was added
+        std::string identity; // when it was added; empty for outputs
         std::string role;
         std::string owner;
     };

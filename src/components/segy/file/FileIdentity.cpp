@@ -46,15 +46,15 @@ bool isDescriptorDirectory(const std::string& directory)
 
 std::string fileIdentity(const std::string& path)
 {
-    struct statx status = {};
-    if (statx(AT_FDCWD, path.c_str(), AT_STATX_SYNC_AS_STAT, STATX_INO | STATX_BTIME, &status) != 0)
+    struct stat status;
+    if (stat(path.c_str(), &status) != 0)
         return {};
-    std::string identity = std::to_string(status.stx_dev_major) + "." +
-                           std::to_string(status.stx_dev_minor) + "." +
-                           std::to_string(status.stx_ino);
-    if ((status.stx_mask & STATX_BTIME) != 0)
-        identity += "." + std::to_string(status.stx_btime.tv_sec) + "." +
-                    std::to_string(status.stx_btime.tv_nsec);
+    std::string identity = std::to_string(status.st_dev) + "." + std::to_string(status.st_ino);
+    struct statx more = {};
+    if (statx(AT_FDCWD, path.c_str(), 0, STATX_BTIME, &more) == 0 &&
+        (more.stx_mask & STATX_BTIME) != 0)
+        identity += "." + std::to_string(more.stx_btime.tv_sec) + "." +
+                    std::to_string(more.stx_btime.tv_nsec);
     return identity;
 }
 

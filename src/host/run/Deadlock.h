@@ -30,7 +30,7 @@ struct Deadlock : std::runtime_error
 /// A job is deadlocked when no trace moves any more. That cannot be seen at once: a source may
 /// search its file, a module may compute in many short calls. So modules may be called in vain
 /// often and for a while, see `Patience`.
-class DeadlockWatch final : public CallObserver
+class DeadlockWatch : public CallObserver
 {
 public:
     /// How often modules may be called, and for how long, without a trace that moves; the job is

@@ -94,7 +94,7 @@ int receiveCommand(const char* command, void* runner)
 }
 
 // What looks at the calls of modules.
-class CallWatch final : public CallObserver
+class CallWatch : public CallObserver
 {
 public:
     CallWatch(DeadlockWatch& first, RecordWatch& second) : deadlocks(first), records(second) {}

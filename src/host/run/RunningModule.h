@@ -103,6 +103,8 @@ void watchEntryPoints(const std::vector<ModuleEntity*>& modules);
 class CallObserver
 {
 public:
+    virtual ~CallObserver() = default;
+
     /// Called before each call of a module. What it throws goes through the scheduler.
     virtual void beforeCall() = 0;
     /// Called after each call that did not throw, before the scheduler looks at the outputs.
@@ -112,7 +114,6 @@ protected:
     CallObserver() = default;
     CallObserver(const CallObserver&) = default;
     CallObserver& operator=(const CallObserver&) = default;
-    ~CallObserver() = default;
 };
 
 /// As long as it lives, `observer` sees the calls of all watched modules. Only one object of this

@@ -12,7 +12,8 @@ namespace VORN {
 
 /// Identifies the file behind a path, links followed: two paths of one file have the same text, two
 /// files never do while both exist. Where the file system notes when files were made, a file that
-/// has got the number of one that is gone has another text, too. Empty when the file does not exist.
+/// has got the number of one that is gone has another text, too. Empty when the file does not
+/// exist.
 VORN_SEGY_EXPORT std::string fileIdentity(const std::string& path);
 
 /// The path as one text for one place, whether or not there is a file yet: absolute, links

@@ -33,7 +33,8 @@ struct FkTransform::Work
     Work(int columns, int rows)
         : values(fftw_alloc_real(static_cast<std::size_t>(valuesFor(columns, rows))))
     {
-        if (values != nullptr && transform_has_room(valuesFor(columns, rows), 2) != 0) {
+        // The plans of doubles are twice as large as those of floats.
+        if (values != nullptr && transform_has_room(2 * valuesFor(columns, rows), 2) != 0) {
             auto* spectrum = reinterpret_cast<fftw_complex*>(values);
             forward = fftw_plan_dft_r2c_2d(columns, rows, values, spectrum, FFTW_ESTIMATE);
             backward = fftw_plan_dft_c2r_2d(columns, rows, spectrum, values, FFTW_ESTIMATE);

@@ -28,7 +28,9 @@ struct ShortTimeSpectra::Transform
         : values(fftw_alloc_real(static_cast<std::size_t>(length))),
           spectrum(fftw_alloc_complex(static_cast<std::size_t>(length) / 2 + 1))
     {
-        if (values != nullptr && spectrum != nullptr && transform_has_room(length, 1) != 0)
+        // The plan of doubles is twice as large as that of floats.
+        if (values != nullptr && spectrum != nullptr &&
+            transform_has_room(std::int64_t{2} * length, 1) != 0)
             plan = fftw_plan_dft_r2c_1d(length, values, spectrum, FFTW_ESTIMATE);
         if (plan == nullptr) {
             release();

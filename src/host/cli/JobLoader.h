@@ -32,8 +32,8 @@ ArgumentSpec jobArgument();
 using JobChange =
     std::function<void(JobFile& job, const ModuleCatalog& catalog, Diagnostics& diagnostics)>;
 
-/// Throws CommandError only when there is no module tree. `change` is called after the options of
-/// the command line have been applied, unless the job file could not be read.
+/// Throws CommandError only when the module tree is missing. `change` is called after the options
+/// of the command line have been applied, unless the job file could not be read.
 LoadedJob loadJob(const Arguments& arguments, const JobChange& change = {});
 
 /// "2 errors, 1 warning", "no errors"

@@ -109,13 +109,7 @@ void paint(cairo_t* cr, const Area& plot, const std::vector<uint32_t>& pixels, i
                 reinterpret_cast<uint32_t*>(data + static_cast<std::ptrdiff_t>(y) * stride));
         cairo_surface_mark_dirty(surface);
     }
-    cairo_save(cr);
-    cairo_translate(cr, plot.x, plot.y);
-    cairo_scale(cr, plot.width / width, plot.height / height);
-    cairo_set_source_surface(cr, surface, 0, 0);
-    cairo_pattern_set_filter(cairo_get_source(cr), CAIRO_FILTER_NEAREST);
-    cairo_paint(cr);
-    cairo_restore(cr);
+    paintPixels(cr, plot, surface);
     cairo_surface_destroy(surface);
 }
 

@@ -83,6 +83,22 @@ double textWidth(cairo_t* cr, const std::string& text, double size)
     return extents.x_advance;
 }
 
+void paintPixels(cairo_t* cr, const Area& plot, cairo_surface_t* image)
+{
+    if (cairo_surface_status(image) != CAIRO_STATUS_SUCCESS) {
+        cairo_set_source_surface(cr, image, 0, 0); // its error becomes that of the context
+        return;
+    }
+    cairo_save(cr);
+    cairo_translate(cr, plot.x, plot.y);
+    cairo_scale(cr, plot.width / cairo_image_surface_get_width(image),
+                plot.height / cairo_image_surface_get_height(image));
+    cairo_set_source_surface(cr, image, 0, 0);
+    cairo_pattern_set_filter(cairo_get_source(cr), CAIRO_FILTER_NEAREST);
+    cairo_paint(cr);
+    cairo_restore(cr);
+}
+
 void drawText(cairo_t* cr, double x, double y, const std::string& text, double size, double anchorX,
               double anchorY, double angle)
 {

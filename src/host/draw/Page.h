@@ -73,6 +73,9 @@ double textWidth(cairo_t* cr, const std::string& text, double size);
 /// Sets the colour of what is drawn next: 0xRRGGBB.
 void setColour(cairo_t* cr, unsigned rgb);
 
+/// Fills `plot` with an image, each pixel as a rectangle with sharp edges.
+void paintPixels(cairo_t* cr, const Area& plot, cairo_surface_t* image);
+
 } // namespace host
 
 #endif

@@ -16,7 +16,7 @@ namespace host {
 struct TraceLabels
 {
     std::string name;
-    std::vector<double> values; ///< one per trace; empty: there is no such row
+    std::vector<double> values; ///< one per trace; empty: the row is left out
 };
 
 /// What is written above a section.

@@ -82,13 +82,7 @@ void drawDensity(cairo_t* cr, const Area& plot, const SectionRaster& raster,
                 column[static_cast<std::size_t>(y)];
     }
     cairo_surface_mark_dirty(image);
-    cairo_save(cr);
-    cairo_translate(cr, plot.x, plot.y);
-    cairo_scale(cr, plot.width / width, plot.height / height);
-    cairo_set_source_surface(cr, image, 0, 0);
-    cairo_pattern_set_filter(cairo_get_source(cr), CAIRO_FILTER_NEAREST);
-    cairo_paint(cr);
-    cairo_restore(cr);
+    paintPixels(cr, plot, image);
     cairo_surface_destroy(image);
 }
 

@@ -113,6 +113,12 @@ std::string attributes(const Manifest& manifest)
     return text;
 }
 
+// Modules that say nothing need all traces.
+std::string partsText(const ParallelSpec& spec)
+{
+    return spec.given ? fmt::format("\nIn parts: {}.\n", cell(spec.text())) : "";
+}
+
 } // namespace
 
 std::string interfaceMarkdown(const Manifest& manifest)
@@ -120,7 +126,7 @@ std::string interfaceMarkdown(const Manifest& manifest)
     return parameterTable(manifest) + rulesText(manifest) + "\n" +
            fmt::format("Inputs: {}. Outputs: {}. Draws: {}.\n\n", cell(portsText(manifest.inputs)),
                        cell(portsText(manifest.outputs)), cell(manifest.draws)) +
-           attributes(manifest);
+           attributes(manifest) + partsText(manifest.parallel);
 }
 
 std::string chapterMarkdown(const Manifest& manifest)

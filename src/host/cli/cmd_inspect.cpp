@@ -216,6 +216,35 @@ Json ruleJson(const ParameterRule& rule)
     return json;
 }
 
+Json conditionsJson(const std::vector<ParallelCondition>& conditions)
+{
+    Json list = Json::array();
+    for (const ParallelCondition& condition : conditions)
+        list.push_back({{"parameter", condition.parameter}, {"values", condition.values}});
+    return list;
+}
+
+Json parallelJson(const ParallelSpec& spec)
+{
+    Json json = {{"work", parallelWorkName(spec.work)},
+                 {"count", parallelCountName(spec.count)},
+                 {"merge", spec.merge}};
+    if (!spec.keyParameter.empty())
+        json["key_parameter"] = spec.keyParameter;
+    else if (!spec.key.empty())
+        json["key"] = spec.key;
+    if (!spec.blockParameter.empty())
+        json["block_parameter"] = spec.blockParameter;
+    if (!spec.rangeParameter.empty())
+        json["range"] = spec.rangeParameter;
+    if (!spec.wholeWhen.empty())
+        json["whole_when"] = conditionsJson(spec.wholeWhen);
+    if (!spec.numberedWhen.empty())
+        json["numbered_when"] = conditionsJson(spec.numberedWhen);
+    json["text"] = spec.text();
+    return json;
+}
+
 void printJsonPage(const CatalogModule& module, const ManifestPointer& manifest,
                    const std::string& problem)
 {
@@ -244,6 +273,7 @@ void printJsonPage(const CatalogModule& module, const ManifestPointer& manifest,
                                       {"dimension", attribute.dimension},
                                       {"help", attribute.help}});
         json["draws"] = manifest->draws;
+        json["parallel"] = parallelJson(manifest->parallel);
     }
     printJson(json);
 }
@@ -302,6 +332,7 @@ int printPage(const ModuleCatalog& catalog, const std::string& name, PageForm fo
         printRules(*manifest);
         printAttributes(*manifest);
         fmt::print("Draws: {}\n", escaped(manifest->draws));
+        fmt::print("{}", wrapped("In parts: " + escaped(manifest->parallel.text()), pageWidth, 0));
         printFiles(*module, problem);
     } else {
         fmt::print("{}: {}\n", name, purposeOf(*module, manifest));

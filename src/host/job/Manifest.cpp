@@ -85,6 +85,7 @@ public:
         manifest.reads = fields.texts("reads");
         readWrites(fields, manifest);
         manifest.draws = fields.text("draws").value_or("none");
+        readParallelWork(fields, manifest);
         fields.refuseOthers();
     }
 
@@ -277,6 +278,16 @@ private:
             else
                 readAttribute(item, manifest);
         }
+    }
+
+    void readParallelWork(YamlFields& manifestFields, Manifest& manifest)
+    {
+        const YamlEntry* entry = manifestFields.entry("parallel");
+        if (entry == nullptr)
+            return;
+        YamlFields fields(entry->value, "\"parallel\"", diagnostics);
+        if (entry->value->isMap())
+            manifest.parallel = readParallel(fields, manifest, diagnostics);
     }
 
     void readAttribute(const YamlValue& item, Manifest& manifest)

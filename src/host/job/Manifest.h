@@ -4,6 +4,7 @@
 #ifndef MANIFEST_H
 #define MANIFEST_H
 
+#include "job/ManifestParallel.h"
 #include "job/ParameterRules.h"
 #include "job/YamlReader.h"
 
@@ -114,7 +115,8 @@ struct Manifest
     std::vector<ParameterRule> rules; ///< between parameters
     std::vector<std::string> reads;   ///< names of trace attributes
     std::vector<AttributeSpec> writes;
-    std::string draws; ///< "none", or what
+    std::string draws;     ///< "none", or what
+    ParallelSpec parallel; ///< how it runs in parts
 
     const ParameterSpec* find(const std::string& parameter) const;
     /// The names of all parameters, in the order of the manifest.

@@ -74,7 +74,7 @@ std::string temporaryPattern(const std::string& path)
 OutputFile::OutputFile(const std::string& path, bool overwrite, std::string itsRole,
                        std::string itsOwner)
     : name(path), role(std::move(itsRole)), owner(std::move(itsOwner)), process(getpid()),
-      mayReplace(overwrite)
+      part(findPartOutput(path)), mayReplace(overwrite)
 {
     if (path.empty())
         fail("the output has no name; give the path of a file");
@@ -87,21 +87,71 @@ OutputFile::OutputFile(const std::string& path, bool overwrite, std::string itsR
              std::string(" a link that somebody else has put into a directory for all; write to "
                          "another place"));
     through = isWrittenThrough(path);
+    if (through && part)
+        fail("cannot be written by several processes: it is a device, a pipe or an open file; give "
+             "the path of a file");
     target = through ? path : resolved(path);
     refuseReplacing();
     buffer.reserve(bufferBytes); // no memory for it must not leave a file behind
+    if (part) {
+        part->isWhole ? adopt() : openRange();
+        return;
+    }
     if (through) {
         createSpool();
         return;
     }
     descriptor = temporary.create(temporaryPattern(target));
+    failWhereNoneBegins();
+    if (descriptor < 0)
+        fail("cannot be written: no file can be created in its directory: " + reason());
+}
+
+// Requires: errno is that of the file that was to be opened, if none is.
+void OutputFile::failWhereNoneBegins()
+{
     if (descriptor < 0 && errno == ECANCELED)
         fail("cannot be written: the process is ending");
     if (descriptor < 0 && errno == EUSERS)
         fail("cannot be written: this process is writing " + number(mostUnfinishedOutputs) +
              " files already, which is the limit; complete some of them first");
+}
+
+// The file stays what it is, whatever happens: other processes are writing to it.
+void OutputFile::openRange()
+{
+    errno = ECANCELED;
+    if (!outputsAreStopped())
+        descriptor = open(part->target.c_str(), O_WRONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK);
+    failWhereNoneBegins();
+    checkTarget();
+}
+
+void OutputFile::adopt()
+{
+    descriptor = temporary.adopt(std::filesystem::absolute(part->target).string());
+    failWhereNoneBegins();
+    written = checkTarget();
+}
+
+// The size of the open file of several processes.
+int64_t OutputFile::checkTarget()
+{
+    const std::string advice = "; make a new plan and run all its parts again";
     if (descriptor < 0)
-        fail("cannot be written: no file can be created in its directory: " + reason());
+        fail("cannot be written: the file of its parts, " + part->target + ", " +
+             (errno == ENOENT ? "does not exist" : "cannot be opened: " + reason()) + advice);
+    struct stat status;
+    if (fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode))
+        fail("cannot be written: the file of its parts, " + part->target +
+             ", is not a regular file" + advice);
+    return status.st_size;
+}
+
+void OutputFile::startAt(int64_t position)
+{
+    if (lseek(descriptor, position, SEEK_SET) != position)
+        fail("cannot be written from byte " + number(position) + " on: " + reason());
 }
 
 // All that speaks against an output at this place, as it is now.
@@ -195,6 +245,8 @@ void OutputFile::flush()
         fail("is not open for writing any longer");
     if (process != getpid())
         fail("belongs to the process that started this one, and is left to it");
+    if (filled > 0 && part && part->isWhole)
+        fail("is whole already; nothing can be written to it");
     writeTo(descriptor, buffer.data(), filled, written);
     filled = 0;
 }
@@ -267,19 +319,39 @@ void OutputFile::copySpool()
 void OutputFile::commit()
 {
     flush();
+    if (part && !part->isWhole) {
+        closeWhole();
+        return;
+    }
     if (through) {
         copySpool();
         close();
         return;
     }
+    if (part)
+        checkAdopted();
     if (fchmod(descriptor, 0666 & ~creationMask()) != 0)
         fail("cannot be given its permissions: " + reason());
-    // Network file systems report what went wrong with the writing only now.
-    if (::close(std::exchange(descriptor, -1)) != 0)
-        fail("cannot be completed after " + number(written) + " bytes: " + reason());
+    closeWhole();
     temporary.noteWhole();
     publish();
     temporary.complete();
+}
+
+// Network file systems report what went wrong with the writing only now.
+void OutputFile::closeWhole()
+{
+    if (::close(std::exchange(descriptor, -1)) != 0)
+        fail("cannot be completed after " + number(written) + " bytes: " + reason());
+}
+
+void OutputFile::checkAdopted()
+{
+    written = checkTarget();
+    if (expected && written != *expected)
+        fail("is not whole: the file of its parts, " + part->target + ", has " + number(written) +
+             " bytes instead of " + number(*expected) +
+             "; make a new plan and run all its parts again");
 }
 
 // Between the check of the target and now somebody may have made one that must not be replaced, or

@@ -4,12 +4,14 @@
 #ifndef OUTPUTFILE_H
 #define OUTPUTFILE_H
 
+#include "file/PartOutputs.h"
 #include "file/TraceFileError.h"
 #include "file/UnfinishedOutputs.h"
 #include "segy_export.h"
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <sys/types.h>
 #include <vector>
@@ -29,6 +31,12 @@ namespace VORN {
 /// A character device, a named pipe and an open descriptor of this process (/dev/stdout, /dev/fd/N)
 /// are written through, never replaced. They, too, get everything or nothing: until `commit`, the
 /// bytes are in an unnamed file in the directory for temporary files.
+///
+/// Of an output that several processes write (see PartOutputs.h), an object writes a range of the
+/// file that has been announced: it is neither renamed nor removed, whatever happens, and what
+/// speaks against the final name speaks against it here too. An object for the whole of such an
+/// output adopts that file, writes nothing, and `commit` gives it its final name as ever; without
+/// that it is removed.
 class VORN_SEGY_EXPORT OutputFile
 {
 public:
@@ -51,6 +59,18 @@ public:
     std::string temporaryPath() const;               ///< "" when there is none (any longer)
     int64_t size() const { return written + static_cast<int64_t>(filled); } ///< bytes so far
 
+    /// @name Outputs that several processes write
+    /// @{
+    /// The number, from 0, of the first trace that this process writes; 0 for an ordinary output.
+    int64_t firstTrace() const { return part ? part->firstTrace : 0; }
+    /// The next byte belongs to `position`, from 0, of the whole file. Requires: nothing has been
+    /// appended, and the output is a range.
+    void startAt(int64_t position);
+    /// How many bytes the whole file must have: `commit` fails where an adopted file has another
+    /// size, since a process has not written its range then.
+    void expectSize(int64_t bytes) { expected = bytes; }
+    /// @}
+
     /// Room for the next `count` bytes of the file; the caller fills it before the next call.
     /// Throws TraceFileError when earlier bytes cannot be written. Nothing can be written or
     /// committed after that.
@@ -62,14 +82,21 @@ public:
     void replace(int64_t position, const void* bytes, std::size_t count);
 
     /// Writes what is left, closes the file, gives it the permissions of a new file and its final
-    /// name. Throws TraceFileError, and the temporary file is removed, when any of that fails.
+    /// name. Throws TraceFileError, and the temporary file is removed, when any of that fails. A
+    /// range keeps the name that it has, and is there when this returns.
     void commit();
 
-    /// Removes the temporary file. Nothing happens after `commit`.
+    /// Removes the temporary file, unless it is a range. Nothing happens after `commit`.
     void discard() noexcept;
 
 private:
     void refuseReplacing();
+    void openRange();
+    void adopt();
+    int64_t checkTarget();
+    void checkAdopted();
+    void failWhereNoneBegins();
+    void closeWhole();
     void createSpool();
     void copySpool();
     void flush();
@@ -83,7 +110,9 @@ private:
     std::string owner;
     std::string target; // absolute, with links resolved
     bool through = false;
-    pid_t process = -1; // that made the object
+    pid_t process = -1;             // that made the object
+    std::optional<PartOutput> part; // none for an ordinary output
+    std::optional<int64_t> expected;
     UnfinishedOutput temporary;
     bool mayReplace;
     int descriptor = -1;

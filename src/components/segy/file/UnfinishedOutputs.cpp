@@ -95,16 +95,21 @@ struct UnfinishedOutput::Entry
     }
 
     // The descriptor, or -1 and `errno`. Requires: the step is `creating`.
-    int createFile() noexcept
+    int openFile(Origin origin) noexcept
     {
         errno = ECANCELED;
-        const int descriptor = outputsAreStopped() ? -1 : mkostemp(path, O_CLOEXEC); // mode 0600
+        if (outputsAreStopped())
+            return -1;
+        const int descriptor = origin == Origin::made
+                                   ? mkostemp(path, O_CLOEXEC) // mode 0600
+                                   : open(path, O_RDWR | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK);
         struct stat status;
         if (descriptor < 0)
             return -1;
         if (fstat(descriptor, &status) != 0) {
             const int reason = errno;
-            unlink(path);
+            if (origin == Origin::made)
+                unlink(path);
             close(descriptor);
             errno = reason;
             return -1;
@@ -217,6 +222,16 @@ bool isCompletedOutput(const struct stat& status) noexcept
 
 int UnfinishedOutput::create(const std::string& pattern)
 {
+    return begin(pattern, Origin::made);
+}
+
+int UnfinishedOutput::adopt(const std::string& path)
+{
+    return begin(path, Origin::found);
+}
+
+int UnfinishedOutput::begin(const std::string& pattern, Origin origin)
+{
     if (pattern.size() >= sizeof Entry::path) {
         errno = ENAMETOOLONG;
         return -1;
@@ -228,7 +243,7 @@ int UnfinishedOutput::create(const std::string& pattern)
         return -1;
     }
     std::memcpy(taken->path, pattern.c_str(), pattern.size() + 1);
-    const int descriptor = taken->createFile();
+    const int descriptor = taken->openFile(origin);
     const int reason = errno;
     if (descriptor >= 0)
         entry = taken;

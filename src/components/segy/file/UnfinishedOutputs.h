@@ -62,6 +62,9 @@ public:
     /// which belongs to the caller; -1 with `errno` on failure: ECANCELED after `stopOutputs`,
     /// EUSERS when `mostUnfinishedOutputs` are unfinished. Requires: none has been created yet.
     int create(const std::string& pattern);
+    /// Takes over the file at `path`, which must not be a link: from now on it is as one that
+    /// `create` has made. Returns and requires as that does.
+    int adopt(const std::string& path);
 
     /// The path of the temporary file; "" when there is none.
     const char* path() const;
@@ -76,6 +79,13 @@ public:
     void remove() noexcept;
 
 private:
+    enum class Origin
+    {
+        made,
+        found
+    };
+
+    int begin(const std::string& pattern, Origin origin);
     void release() noexcept; ///< ends the use of the entry
 
     struct Entry;

@@ -69,11 +69,11 @@ void check(const OutputFile& file, const SegyDescription& description)
                " microseconds cannot be written; SEG-Y up to revision 1 states 0 to 65535");
 }
 
-void appendCards(OutputFile& file, const std::vector<std::string>& cards,
+void appendCards(std::vector<unsigned char>& bytes, const std::vector<std::string>& cards,
                  const std::vector<unsigned char>& original)
 {
     const std::vector<unsigned char> text = encodeCards(cards, original);
-    std::memcpy(file.append(text.size()), text.data(), text.size());
+    bytes.insert(bytes.end(), text.begin(), text.end());
 }
 
 // The bytes of text header `index` among some; none where there are not so many.
@@ -86,16 +86,13 @@ std::vector<unsigned char> textHeader(const std::vector<unsigned char>& bytes, s
     return {start, start + segyTextBytes};
 }
 
-} // namespace
-
-SegyWriter::SegyWriter(OutputFile& output, const SegyDescription& description)
-    : file(output), samplesPerTrace(static_cast<std::size_t>(description.samples)),
-      interval(description.interval), format(description.format)
+// All that stands before the first trace.
+std::vector<unsigned char> fileHeader(const SegyDescription& description)
 {
-    check(file, description);
-    appendCards(file, description.cards, description.textBytes);
+    std::vector<unsigned char> bytes;
+    appendCards(bytes, description.cards, description.textBytes);
     const auto binary = binaryHeader(description);
-    std::memcpy(file.append(binary.size()), binary.data(), binary.size());
+    bytes.insert(bytes.end(), binary.begin(), binary.end());
 
     const std::vector<std::string>& cards = description.extendedCards;
     const std::size_t headers = static_cast<std::size_t>(extendedHeaders(description));
@@ -103,8 +100,30 @@ SegyWriter::SegyWriter(OutputFile& output, const SegyDescription& description)
         const auto first = cards.begin() + static_cast<std::ptrdiff_t>(i * cardsPerHeader);
         const auto left = cards.end() - first;
         const auto some = std::min(left, static_cast<std::ptrdiff_t>(cardsPerHeader));
-        appendCards(file, {first, first + some}, textHeader(description.extendedBytes, i));
+        appendCards(bytes, {first, first + some}, textHeader(description.extendedBytes, i));
     }
+    return bytes;
+}
+
+} // namespace
+
+SegyWriter::SegyWriter(OutputFile& output, const SegyDescription& description)
+    : file(output), samplesPerTrace(static_cast<std::size_t>(description.samples)),
+      interval(description.interval), format(description.format)
+{
+    check(file, description);
+    const std::vector<unsigned char> header = fileHeader(description);
+    headerBytes = static_cast<int64_t>(header.size());
+    if (file.firstTrace() > 0)
+        file.startAt(bytesOf(file.firstTrace()));
+    else
+        std::memcpy(file.append(header.size()), header.data(), header.size());
+}
+
+int64_t SegyWriter::bytesOf(int64_t traces) const
+{
+    const auto perTrace = static_cast<int64_t>(segyTraceHeaderBytes + 4 * samplesPerTrace);
+    return headerBytes + traces * perTrace;
 }
 
 void SegyWriter::write(const unsigned char* header, const float* samples)

@@ -41,12 +41,14 @@ struct SegyDescription
     /// @}
 };
 
-/// Writes a file from its first header to its last trace. The owner of the output commits it.
+/// Writes a file from its first header to its last trace, or the traces of it that the output is a
+/// range of (see PartOutputs.h). The owner of the output commits it.
 class VORN_SEGY_EXPORT SegyWriter
 {
 public:
-    /// Writes the file header to `output`, which must be empty and lives longer than the writer.
-    /// Throws TraceFileError for a description that SEG-Y cannot hold, and when writing fails.
+    /// Writes the file header to `output`, which must be empty and lives longer than the writer; to
+    /// a range of a file only where that begins with the first trace. Throws TraceFileError for a
+    /// description that SEG-Y cannot hold, and when writing fails.
     SegyWriter(OutputFile& output, const SegyDescription& description);
 
     /// Appends a trace: `header` is its 240-byte header, big endian, of which the words for the
@@ -54,7 +56,9 @@ public:
     /// many as described. Throws TraceFileError when writing fails.
     void write(const unsigned char* header, const float* samples);
 
-    int64_t traces() const { return count; } ///< written so far
+    int64_t traces() const { return count; } ///< written so far, by this object
+    /// The size of a file of that description with `traces` traces.
+    int64_t bytesOf(int64_t traces) const;
     /// Samples so far that IBM floats cannot hold: infinities (written as the largest number) and
     /// NaNs (written as 0).
     std::size_t lostSamples() const { return lost; }
@@ -64,6 +68,7 @@ private:
     std::size_t samplesPerTrace;
     int interval;
     SampleFormat format;
+    int64_t headerBytes = 0; // of the file
     int64_t count = 0;
     std::size_t lost = 0;
 };

@@ -15,6 +15,13 @@ SuWriter::SuWriter(OutputFile& output, int samples, bool littleEndian)
     if (samples < 1 || samples > most)
         throw TraceFileError(file.path() + ": traces of " + std::to_string(samples) +
                              " samples cannot be written; Seismic Unix states 1 to 65535");
+    if (file.firstTrace() > 0)
+        file.startAt(bytesOf(file.firstTrace()));
+}
+
+int64_t SuWriter::bytesOf(int64_t traces) const
+{
+    return traces * (segyTraceHeaderBytes + 4 * static_cast<int64_t>(samplesPerTrace));
 }
 
 void SuWriter::write(const unsigned char* header, const float* samples)

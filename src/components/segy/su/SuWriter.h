@@ -11,7 +11,8 @@
 
 namespace VORN {
 
-/// Writes traces of one length. The owner of the output commits it.
+/// Writes traces of one length: all of a file, or those of which the output is a range (see
+/// PartOutputs.h). The owner of the output commits it.
 class VORN_SEGY_EXPORT SuWriter
 {
 public:
@@ -21,6 +22,9 @@ public:
     /// Appends a trace: `header` is its 240-byte header in the file's byte order, of which the
     /// number of samples is overwritten with the file's. Throws TraceFileError when writing fails.
     void write(const unsigned char* header, const float* samples);
+
+    /// The size of a file with `traces` traces.
+    int64_t bytesOf(int64_t traces) const;
 
 private:
     OutputFile& file;

@@ -15,6 +15,8 @@ enum ExitCode : int
     exitDone = 0,      ///< the command succeeded
     exitJobErrors = 1, ///< the job ran and some module reported an error
     exitWrongCall = 2, ///< the job, a file or the call is wrong
+    exitTryAgain =
+        75, ///< the machine was at fault, as a full disk: the same call may succeed later
     exitInterrupted = 130
 };
 

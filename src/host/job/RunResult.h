@@ -98,6 +98,9 @@ struct RunMessage
     int severity = 0; ///< see Severity; other numbers as the module gave them
     std::string text;
     std::vector<std::string> arguments; ///< that the module added after the text
+    /// Not empty: the module sends it once in a job. Of a job in parts, the first with the same
+    /// module and key counts.
+    std::string onceKey;
 };
 
 /// A file that the job read or was to write.
@@ -178,6 +181,7 @@ struct RunResult
 
     RunEnd end = RunEnd::done;
     bool failed = false; ///< some message had severity 3 or above, or the job did not end by itself
+    int exitCode = 0;    ///< that the failure asks for; 0: that of a job with errors
     std::string started; ///< local time, YYYY-MM-DD HH:MM:SS
     int64_t wallMicros = 0;        ///< all three phases
     int64_t processWallMicros = 0; ///< the processing phase

@@ -18,21 +18,14 @@ int drop()
     return 0;
 }
 
-void addDropper(CountingChannel* channel, JobManager& manager)
-{
-    ModuleEntity* dropper = new ModuleEntity("dropped traces"); // owned by the manager
-    dropper->processFunction = drop;
-    dropper->setInputDataChannel(channel, 0);
-    manager.jobModules.push_back(dropper);
-}
-
 // Connects one job.
 class Builder
 {
 public:
     Builder(const ResolvedJob& resolved, const std::vector<ModuleEntity*>& entities,
-            const std::vector<ModuleEntity*>& ready, JobManager& kernel)
-        : job(resolved), modules(entities), tees(ready), manager(kernel), ofModule(modules.size())
+            const std::vector<ModuleEntity*>& ready, JobManager& kernel, int (*function)())
+        : job(resolved), modules(entities), tees(ready), manager(kernel), readerFunction(function),
+          ofModule(modules.size())
     {
     }
 
@@ -45,9 +38,10 @@ public:
             for (const ResolvedInput& input : job.modules[i].inputs)
                 modules[i]->setInputDataChannel(nextReaderOf(input), number++);
         }
+        addReaders();
         for (const BuiltChannel& opened : built.channels) {
             if (opened.channel->getNumberOfOutputModules() == 0)
-                addDropper(opened.channel, manager);
+                addReader(opened.channel, manager);
         }
         return built;
     }
@@ -59,6 +53,22 @@ private:
         std::vector<CountingChannel*> readers;
         std::size_t given = 0;
     };
+
+    // What modules of the job have not taken of the channels that the job counts.
+    void addReaders()
+    {
+        for (std::size_t i = 0; i < modules.size(); ++i) {
+            for (std::size_t number = 0; number < ofModule[i].size(); ++number) {
+                Port& port = ofModule[i][number];
+                const auto counted = static_cast<std::size_t>(job.modules[i].consumers[number]);
+                for (; port.given < counted; ++port.given) {
+                    CountingChannel* channel = port.readers.at(port.given);
+                    built.readers.push_back({static_cast<int>(i), static_cast<int>(number),
+                                             addReader(channel, manager, readerFunction), channel});
+                }
+            }
+        }
+    }
 
     void openOutputs(std::size_t i)
     {
@@ -110,6 +120,7 @@ private:
     const std::vector<ModuleEntity*>& modules;
     const std::vector<ModuleEntity*>& tees;
     JobManager& manager;
+    int (*readerFunction)();
     std::vector<std::vector<Port>> ofModule;
     BuiltJob built;
 };
@@ -162,9 +173,19 @@ std::vector<std::string> teeNames(const ResolvedJob& job)
 }
 
 BuiltJob connectModules(const ResolvedJob& job, const std::vector<ModuleEntity*>& modules,
-                        const std::vector<ModuleEntity*>& tees, JobManager& manager)
+                        const std::vector<ModuleEntity*>& tees, JobManager& manager,
+                        int (*readerFunction)())
 {
-    return Builder(job, modules, tees, manager).build();
+    return Builder(job, modules, tees, manager, readerFunction).build();
+}
+
+ModuleEntity* addReader(CountingChannel* channel, JobManager& manager, int (*function)())
+{
+    auto* reader = new ModuleEntity(function == nullptr ? "dropped traces" : "spooled traces");
+    reader->processFunction = function == nullptr ? drop : function;
+    reader->setInputDataChannel(channel, 0);
+    manager.jobModules.push_back(reader); // owned by the manager
+    return reader;
 }
 
 bool isDropper(const ModuleEntity* module)

@@ -33,11 +33,22 @@ struct BuiltTee
     std::vector<CountingChannel*> readers; ///< one for each reader; deleted by post-processing
 };
 
+/// A reader of an output that is not a module of the job: the job says that the output has one
+/// reader more than its modules are (ResolvedModule::consumers).
+struct BuiltReader
+{
+    int module = 0; ///< index in the job of the module that is read
+    int port = 0;   ///< of that module, from 0
+    ModuleEntity* reader = nullptr;
+    CountingChannel* channel = nullptr; ///< that it reads; deleted by post-processing
+};
+
 /// A job as the kernel sees it. The pointers are valid until post-processing has ended.
 struct BuiltJob
 {
     std::vector<BuiltChannel> channels; ///< of all output ports
     std::vector<BuiltTee> tees;
+    std::vector<BuiltReader> readers; ///< that are not modules of the job
 
     /// Every channel that traces pass.
     std::vector<CountingChannel*> allChannels() const;
@@ -68,11 +79,17 @@ std::vector<std::string> teeNames(const ResolvedJob& job);
 ///
 /// An output that no module reads gets a consumer of the command's own, appended to `manager`'s
 /// modules, that drops what arrives: without one the traces would pile up, and a module whose
-/// output ends unread is asked again for ever.
+/// output ends unread is asked again for ever. A reader that is not a module of the job is made,
+/// and appended, likewise: `readerFunction` is its entry point for each trace.
 BuiltJob connectModules(const ResolvedJob& job, const std::vector<ModuleEntity*>& modules,
-                        const std::vector<ModuleEntity*>& tees, JobManager& manager);
+                        const std::vector<ModuleEntity*>& tees, JobManager& manager,
+                        int (*readerFunction)() = nullptr);
 
-/// Whether `module` is such a consumer.
+/// Makes a consumer of the command's own for `channel` and appends it to the modules of `manager`,
+/// which deletes it: `function` is called for each trace, which is then taken; null drops traces.
+ModuleEntity* addReader(CountingChannel* channel, JobManager& manager, int (*function)() = nullptr);
+
+/// Whether `module` is a consumer that drops traces.
 bool isDropper(const ModuleEntity* module);
 
 /// The places in which the kernel runs the modules of `job`, from 1, by index in the job. Loads

@@ -3,6 +3,7 @@
 #include "JobManager.h"
 #include "ModuleEntity.h"
 #include "ScratchManager.h"
+#include "base/CommandError.h"
 #include "base/Escaping.h"
 #include "base/Text.h"
 #include "kernel_messages.h"
@@ -18,6 +19,8 @@
 #include <fmt/format.h>
 #include <new>
 #include <set>
+#include <string_view>
+#include <utility>
 
 namespace host {
 
@@ -183,13 +186,16 @@ RunResult JobRunner::run()
 
     recorder.describeModules();
     if (createModules()) {
-        wiring = connectModules(job, modules, tees, manager());
+        wiring = connectModules(job, modules, tees, manager(),
+                                extension != nullptr ? extension->readerFunction() : nullptr);
         watchEntryPoints(modules);
         watchEntryPoints(tees);
         recorder.watch(modules, wiring, watchHeaders);
         if (watchTees)
             recorder.showTees();
         setParameters();
+        if (extension != nullptr)
+            extension->connected(view());
         runPhases();
     } else {
         result.end = RunEnd::notStarted;
@@ -259,11 +265,21 @@ void JobRunner::runPhases()
                                const std::string& name = job.modules[module].name;
                                keepMessage(warningSeverity, name,
                                            place.source.empty() ? places[name] : lineOf(place),
-                                           text);
+                                           text, text);
                            });
         CallWatch watch(deadlocks, stages);
         const ObservedCalls calls(watch);
-        if (guarded([&] { return kernel.processJob(); }) && !result.failed) {
+        const bool ran = guarded([&] {
+            if (extension != nullptr)
+                extension->prepared(view());
+            return kernel.processJob();
+        });
+        if (extension != nullptr)
+            guarded([&] {
+                extension->processed(view(), ran && !result.failed);
+                return 0;
+            });
+        if (ran && !result.failed) {
             refuseLostEnds();
             stages.finish();
         }
@@ -282,6 +298,8 @@ void JobRunner::runPhases()
         kernel, [this](const ModuleEntity* module) { return writesFile(module); },
         [this](const std::exception& error) { noteException(error); });
     guarded([&] { return kernel.postProcessJob(); });
+    if (extension != nullptr)
+        extension->ended(result);
     if (!result.failed && result.end == RunEnd::done)
         warnOfUnreadData();
     enter("done");
@@ -310,6 +328,11 @@ bool JobRunner::guarded(const std::function<int()>& phase)
     } catch (const Deadlock& reason) {
         result.end = RunEnd::stalled;
         stopWithError(reason.what());
+    } catch (const CommandError& error) {
+        result.exitCode = error.code;
+        result.failed = true;
+        if (*error.what() != 0) // else it has been told
+            stopWithError(error.what());
     } catch (const std::exception& error) {
         noteException(error);
     }
@@ -353,10 +376,12 @@ void JobRunner::takeMessage(int type, const std::string& module, const std::stri
 {
     const auto place = places.find(module);
     keepMessage(type, module, place != places.end() ? place->second : "", text);
+    if (extension != nullptr && module == "Kernel" && text == kernel_messages::processingBanner)
+        extension->processing(view());
 }
 
 void JobRunner::keepMessage(int type, const std::string& module, const std::string& place,
-                            const std::string& text)
+                            const std::string& text, const std::string& onceKey)
 {
     // The kernel keeps the trace in memory then: more memory is needed, and nothing is wrong with
     // the results.
@@ -370,23 +395,46 @@ void JobRunner::keepMessage(int type, const std::string& module, const std::stri
     message.place = place;
     message.severity = type;
     message.text = text;
-    if (type >= errorSeverity)
+    message.onceKey = onceKey;
+    store(std::move(message));
+}
+
+void JobRunner::repeat(const RunMessage& message)
+{
+    store(message);
+}
+
+void JobRunner::store(RunMessage message)
+{
+    if (message.severity >= errorSeverity)
         result.failed = true;
-    if (type >= fatalSeverity) {
+    if (message.severity >= fatalSeverity) {
         fatal = true;
-        manager().setMetaDataValue(0, failureKey, module + ": " + text);
+        manager().setMetaDataValue(0, failureKey, message.module + ": " + message.text);
     }
-    lastMessageKept = ++kept[{module, type}] <= mostMessagesKept;
-    if (lastMessageKept)
-        result.messages.push_back(message);
-    else
+    lastMessageKept = ++kept[{message.module, message.severity}] <= mostMessagesKept;
+    if (!lastMessageKept)
         ++result.messagesLeftOut;
     if (onMessage)
         onMessage(message);
+    if (lastMessageKept)
+        result.messages.push_back(std::move(message));
+}
+
+RunView JobRunner::view()
+{
+    return {*this, manager(), job, modules, wiring, result};
 }
 
 void JobRunner::takeArgument(const std::string& text)
 {
+    // The kit's way of saying that the module sends this message once.
+    constexpr std::string_view once = "vorn.once ";
+    if (text.starts_with(once)) {
+        if (lastMessageKept && !result.messages.empty())
+            result.messages.back().onceKey = text.substr(once.size());
+        return;
+    }
     if (lastMessageKept && !result.messages.empty())
         result.messages.back().arguments.push_back(text);
 }

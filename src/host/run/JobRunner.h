@@ -9,6 +9,7 @@
 #include "job/RunResult.h"
 #include "run/Deadlock.h"
 #include "run/JobBuilder.h"
+#include "run/RunExtension.h"
 #include "run/RunRecorder.h"
 #include "run/RunningModule.h"
 
@@ -56,6 +57,9 @@ public:
     /// readers of an output.
     bool watchTees = false;
 
+    /// Takes part in the run; null: nothing does. It lives longer than the runner.
+    RunExtension* extension = nullptr;
+
     /// The kernel's job manager, which this object has prepared.
     JobManager& manager();
     /// Counters that other threads may read while the job runs.
@@ -63,6 +67,9 @@ public:
 
     /// Runs the three phases and returns the facts, except files, graph and versions.
     RunResult run();
+
+    /// Keeps a message that another process has received for this job.
+    void repeat(const RunMessage& message);
 
     /// @name Called by the kernel
     /// @{
@@ -75,7 +82,8 @@ public:
 
 private:
     void keepMessage(int type, const std::string& module, const std::string& place,
-                     const std::string& text);
+                     const std::string& text, const std::string& onceKey = "");
+    void store(RunMessage message);
     void prepareKernel(const std::string& scratchDirectory);
     bool createModules();
     void setParameters();
@@ -85,6 +93,7 @@ private:
     void noteException(const std::exception& error);
     bool writesFile(const ModuleEntity* module) const;
     void stopWithError(const std::string& text);
+    RunView view();
     bool isDue(int phase);
     void refuseLostEnds();
     void warnOfUnreadData();

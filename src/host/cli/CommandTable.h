@@ -105,6 +105,9 @@ Command graphCommand();
 Command headerCommand();
 Command plotCommand();
 Command metaCommand();
+Command planCommand();
+Command partCommand();
+Command mergeCommand();
 Command manualCommand();
 Command completionCommand();
 /// @}

@@ -7,6 +7,7 @@
 #include "base/TextLayout.h"
 #include "cli/JobLoader.h"
 #include "cli/RunEach.h"
+#include "cli/RunInParts.h"
 #include "cli/RunReport.h"
 #include "each/FileSet.h"
 #include "each/JobOfFile.h"
@@ -44,7 +45,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr int mostAtATime = 1000;
 constexpr char pageName[] = "index.html";
 constexpr char indexName[] = "index.json";
 
@@ -62,15 +62,6 @@ template <std::size_t N>
 bool isOneOf(const std::string& name, const std::array<const char*, N>& names)
 {
     return std::find(names.begin(), names.end(), name) != names.end();
-}
-
-int filesAtATime(const Arguments& arguments)
-{
-    const long long jobs = arguments.integer("--jobs", 1);
-    if (jobs < 1 || jobs > mostAtATime)
-        throw CommandError(
-            fmt::format("--jobs is {}; expected a number from 1 to {}", jobs, mostAtATime));
-    return static_cast<int>(jobs);
 }
 
 void refuseOptionsOfOneRun(const Arguments& arguments)
@@ -317,7 +308,7 @@ SetPlan makePlan(const Arguments& arguments, const EachJob& each, const std::str
         if (file.module != each.parameter.module || file.parameter != each.parameter.parameter)
             plan.otherInputs.push_back(file.path);
     }
-    plan.atATime = filesAtATime(arguments);
+    plan.atATime = jobsAtATime(arguments);
     plan.resume = arguments.has("--resume");
     return plan;
 }
@@ -565,14 +556,15 @@ std::vector<OptionSpec> eachOptions()
         {"--into", "DIR",
          "with --each: directory of the folders of all files, by default JOB-files",
          ValueKind::directory},
-        {"--jobs", "N", "with --each: run so many files at a time", ValueKind::integer},
+        {"--jobs", "N", "run so many processes at a time: parts of the job, or files with --each; auto is "
+                        "one for each core"},
         {"--resume", "", "with --each: run only files without a result that is still right"},
     };
 }
 
 void refuseEachOptions(const Arguments& arguments)
 {
-    for (const char* option : {"--into", "--jobs", "--resume"}) {
+    for (const char* option : {"--into", "--resume"}) {
         if (arguments.has(option))
             throw CommandError(std::string(option) + ": this is for runs of many files; give their "
                                                      "pattern with --each");
@@ -582,7 +574,7 @@ void refuseEachOptions(const Arguments& arguments)
 int runEach(const Arguments& arguments)
 {
     refuseOptionsOfOneRun(arguments);
-    const int atATime = filesAtATime(arguments);
+    const int atATime = jobsAtATime(arguments);
     const std::string directory = resultDirectory(arguments);
     const EachJob each = loadEachJob(arguments, directory);
     useFilesOf(each.loaded.job);

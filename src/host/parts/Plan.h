@@ -72,6 +72,7 @@ struct Plan
     std::string workingDirectory;               ///< relative paths of --set begin here
     std::string cpuClass;  ///< the vector instructions of the machine that made it, as "avx2"
     bool portable = false; ///< no vector instructions beyond those that every machine has
+    bool facts = true;     ///< parts note what reports show: ranges of header words, bytes read
     int64_t traces = 0;    ///< that the sources give, in all
     std::vector<PlannedPart> parts; ///< in order, without gaps
     std::vector<PlannedModule> modules;

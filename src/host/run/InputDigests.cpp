@@ -98,6 +98,7 @@ std::optional<ReadRecord> InputDigests::find(const std::string& module,
     const Reading& reading = *found->second;
     ReadRecord record;
     record.bytesRead = reading.covered();
+    record.ranges.assign(reading.pieces.begin(), reading.pieces.end());
     if (reading.hashed == reading.bytes)
         record.sha256 = reading.hash.result().toHex().toStdString();
     return record;

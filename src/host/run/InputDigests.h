@@ -12,6 +12,7 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace host {
@@ -23,6 +24,7 @@ struct ReadRecord
     /// SHA-256 of the file, in hexadecimal digits, made of the bytes as they were read; empty when
     /// not all were read, or not in their order.
     std::string sha256;
+    std::vector<std::pair<int64_t, int64_t>> ranges; ///< [first byte, byte behind the last)
 };
 
 /// Hashes the bytes of trace files while the modules read them. Within the life of an object, every

@@ -1,0 +1,53 @@
+#include "cli/RunInParts.h"
+
+#include "base/CommandError.h"
+#include "base/Escaping.h"
+#include "cli/PlannedJob.h"
+#include "parts/LocalParts.h"
+#include "parts/Planner.h"
+
+#include <charconv>
+#include <cstdio>
+#include <fmt/format.h>
+
+namespace host {
+
+namespace {
+
+constexpr int mostAtATime = 1000;
+
+} // namespace
+
+int jobsAtATime(const Arguments& arguments)
+{
+    const std::string text = arguments.text("--jobs", "1");
+    if (text == "auto")
+        return usableCores();
+    int jobs = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), jobs);
+    if (error != std::errc() || end != text.data() + text.size() || jobs < 1 || jobs > mostAtATime)
+        throw CommandError(fmt::format("--jobs is {}; expected a number from 1 to {}, or auto",
+                                       quote(text), mostAtATime));
+    return jobs;
+}
+
+std::unique_ptr<PartsOfJob> partsOnThisMachine(const Arguments& arguments, const LoadedJob& loaded)
+{
+    const int jobs = jobsAtATime(arguments);
+    if (jobs == 1)
+        return nullptr;
+    Plan plan = planJob(loaded.job, jobs);
+    if (plan.parts.size() < 2) {
+        if (!arguments.has("--quiet"))
+            std::fprintf(stderr, "vorn: the job runs in one process: %s\n",
+                         plan.parts.empty() ? "none of its modules can run in parts (see \"vorn "
+                                              "plan --dry-run\")"
+                                            : "it cannot be cut");
+        return nullptr;
+    }
+    noteCall(arguments, loaded, plan);
+    plan.facts = arguments.has("--report") || arguments.has("--json");
+    return std::make_unique<LocalParts>(std::move(plan), jobs);
+}
+
+} // namespace host

@@ -1,0 +1,145 @@
+// vorn part DIR K: runs one part of a planned job.
+#include "base/CommandError.h"
+#include "base/Escaping.h"
+#include "base/Text.h"
+#include "cli/PlannedJob.h"
+#include "file/PartOutputs.h"
+#include "parts/LiveFile.h"
+#include "parts/PartRun.h"
+#include "run/Console.h"
+#include "run/InputDigests.h"
+#include "run/Interrupt.h"
+#include "run/JobRunner.h"
+#include "run/Progress.h"
+#include "run/RunFiles.h"
+#include "run/RunningModule.h"
+#include "run/ScratchSpace.h"
+
+#include <cstdio>
+#include <filesystem>
+#include <fmt/format.h>
+#include <optional>
+#include <unistd.h>
+
+namespace host {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+int partNumber(const std::string& text, const PlannedJob& planned)
+{
+    const int parts = static_cast<int>(planned.plan.parts.size());
+    std::size_t end = 0;
+    int number = 0;
+    try {
+        number = std::stoi(text, &end);
+    } catch (const std::exception&) {
+        end = 0;
+    }
+    if (end == 0 || end != text.size() || number < 1 || number > parts)
+        throw CommandError(fmt::format("the part is {}; the plan in {} has parts 1 to {}",
+                                       quote(text), quote(planned.directory), parts));
+    return number;
+}
+
+std::string machineName()
+{
+    char name[256] = "";
+    return gethostname(name, sizeof name - 1) == 0 ? name : "";
+}
+
+// Messages of a part go where its output goes: they are repeated by the merge.
+void tell(const RunMessage& message)
+{
+    if (message.severity >= warningSeverity)
+        std::fprintf(stderr, "%s: %s: %s\n", severityName(message.severity),
+                     escaped(message.module).c_str(), escaped(message.text).c_str());
+}
+
+void cleanUp(int signal, const ScratchSpace& scratch)
+{
+    scratch.remove();
+    const std::string text =
+        fmt::format("vorn: the part was ended by signal {}; run it again\n", signal);
+    [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, text.data(), text.size());
+}
+
+void addReadings(const InputDigests& digests, const ResolvedJob& job, Receipt& receipt)
+{
+    for (const RunFile& file : describeFiles(job, false)) {
+        if (const std::optional<ReadRecord> record = digests.find(file.module, file.path))
+            receipt.readings.push_back({file.module, file.path, record->ranges});
+    }
+}
+
+int runOnePart(const PlannedJob& planned, int part)
+{
+    const Plan& plan = planned.plan;
+    const ResolvedJob job = jobOfPart(planned.loaded.job, plan, part);
+    const PlannedPart& range = plan.parts.at(static_cast<std::size_t>(part - 1));
+    for (const PlannedOutput& output : plan.outputs)
+        VORN::setPartOutput(output.path, output.target, range.first);
+
+    const ScratchSpace scratch(job.scratchDirectory);
+    const InterruptWatch interrupts([&](int signal) { cleanUp(signal, scratch); });
+    std::optional<InputDigests> digests;
+    if (plan.facts)
+        digests.emplace();
+    const InputWatch inputs(job);
+    PartRun run(plan, planned.directory, part);
+    JobRunner runner(job, scratch.path());
+    runner.extension = &run;
+    runner.onMessage = tell;
+    runner.watchHeaders = plan.facts;
+    runner.objections = [&] { return inputs.changes(); };
+    RunResult result;
+    {
+        const LiveFile live(livePath(planned.directory, part), runner.counters());
+        result = runner.run();
+    }
+    Receipt receipt = run.receipt();
+    receipt.planSha256 = planned.planSha256;
+    receipt.host = machineName();
+    receipt.started = result.started;
+    receipt.wallMicros = result.wallMicros;
+    if (digests)
+        addReadings(*digests, job, receipt);
+    std::error_code error;
+    if (result.failed) {
+        const int code = result.exitCode != 0 ? result.exitCode : exitJobErrors;
+        if (code != exitTryAgain)
+            writeReceipt(failurePath(planned.directory, part), receipt);
+        return code;
+    }
+    fs::remove(failurePath(planned.directory, part), error);
+    writeReceipt(receiptPath(planned.directory, part), receipt);
+    return exitDone;
+}
+
+int runPart(const Arguments& arguments)
+{
+    const PlannedJob planned = loadPlannedJob(arguments);
+    return runOnePart(planned, partNumber(arguments.text("K"), planned));
+}
+
+} // namespace
+
+Command partCommand()
+{
+    return {"part",
+            runPart,
+            "Run one part of a planned job",
+            "Runs part K of the plan that \"vorn plan\" has made in the directory DIR: the modules "
+            "that work in parts, on its range of the traces. It writes its traces to their places "
+            "in the outputs, which have no final names yet, and leaves a receipt in DIR. Parts may "
+            "run in any order, on any machine that sees the same files, and again: the same part "
+            "gives the same bytes.\n\n"
+            "The exit code is 75 when the machine was at fault, as a full disk, and the same call "
+            "may succeed later; 1 when the job has an error.",
+            {planArgument(), {"K", "the part, from 1", ValueKind::text}},
+            {},
+            {{"vorn part run1 3", "run part 3"}}};
+}
+
+} // namespace host

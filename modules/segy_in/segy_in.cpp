@@ -12,8 +12,10 @@
 #include "traces/Milliseconds.h"
 #include "traces/ReaderFiles.h"
 #include "traces/ReaderParameters.h"
+#include "traces/TracesToGive.h"
 #include "vorn_kit.hpp"
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstddef>
@@ -44,7 +46,8 @@ struct Settings
     SegyOverrides overrides;
     VORN::WordMap map;
     TraceSelection selection;
-    int memoryLimit = 0; // MB
+    std::optional<std::string> part; // positions in what is selected
+    int memoryLimit = 0;             // MB
 };
 
 Settings readSettings()
@@ -63,6 +66,7 @@ Settings readSettings()
         settings.selection.add("cdp", *given.cdp, words);
     if (given.select)
         traces::addConditions(*given.select, words, settings.selection);
+    settings.part = given.part;
     settings.overrides.samples = given.samples;
     if (given.format)
         settings.overrides.format = VORN::sampleFormatOfKey(wordOf(*given.format));
@@ -79,74 +83,72 @@ Settings readSettings()
 
 // ---- From one call to the next ----
 
-// One of the files, and what is read of it.
-struct Part
+// One of the files, and what its traces say.
+struct InputPart
 {
     std::string path;
-    int samples = 0;    // per trace
-    int interval = 0;   // microseconds
-    int64_t traces = 0; // to be read
+    int samples = 0;  // per trace
+    int interval = 0; // microseconds
+    SegyTraceStatements statements;
+    traces::VendorBytes vendorBytes;
 };
 
 struct State
 {
     explicit State(Settings given)
         : settings(std::move(given)), table(settings.map.applied(VORN::traceHeaderWords())),
-          words(table)
+          words(table), order(settings.selection, traces::partOf(settings.part)),
+          headersOnly(traces::isForHeadersOnly())
     {
     }
 
     Settings settings;
     std::vector<HeaderWord> table;
     traces::HeaderToAttributes words;
-    std::vector<Part> parts;
-    int64_t total = 0; // traces of all parts that are still to be read
+    traces::TracesToGive order;
+    bool headersOnly; // samples are not looked at by anybody
+    std::vector<InputPart> parts;
     std::size_t part = 0;
     std::unique_ptr<SegyReader> reader; // of that part
-    std::unique_ptr<SegyTraceStatements> statements;
-    std::unique_ptr<traces::VendorBytes> vendorBytes;
-    int64_t next = 0; // traces of the part that have been read
-    int64_t from = 0; // behind the last one of them
     std::array<unsigned char, VORN::segyTraceHeaderBytes> header;
 };
 
 void open(State& state, std::size_t part)
 {
     state.part = part;
-    state.next = 0;
-    state.from = 0;
-    state.statements.reset(); // it refers to the reader
     state.reader =
         std::make_unique<SegyReader>(state.settings.files[part], state.settings.overrides);
-    state.statements = std::make_unique<SegyTraceStatements>(*state.reader);
-    state.vendorBytes =
-        std::make_unique<traces::VendorBytes>(state.reader->layout().revision, state.settings.map);
 }
 
 // ---- Before the first trace ----
 
-std::string summary(const SegyReader& reader, const Part& part, const Settings& settings)
+std::string selectionText(const State& state)
+{
+    return state.order.text(state.settings.part.value_or(""));
+}
+
+// `given` of its traces are read.
+std::string summary(const State& state, const SegyReader& reader, int64_t given)
 {
     const SegyLayout& layout = reader.layout();
-    std::string text = part.path + ": " + std::to_string(layout.traces) + " traces of " +
+    std::string text = reader.path() + ": " + std::to_string(layout.traces) + " traces of " +
                        (layout.variableLength ? "up to " : "") + std::to_string(layout.samples) +
                        " samples, interval " + traces::milliseconds(layout.interval) + ", " +
                        VORN::sampleFormatName(layout.format) + ", " +
                        (layout.littleEndian ? "little" : "big") + " endian, revision " +
                        std::to_string(layout.revision);
-    if (!settings.selection.isEmpty())
-        text += "; " + std::to_string(part.traces) + " of them selected by " +
-                settings.selection.text();
+    if (!state.order.isAll())
+        text += "; " + std::to_string(given) + " of them selected by " + selectionText(state);
     return text;
 }
 
-void sendNews(const SegyReader& reader, const Part& part, const Settings& settings)
+void sendNews(const State& state, const SegyReader& reader, int64_t given)
 {
-    message(VORN_INFORMATION, summary(reader, part, settings));
+    message(VORN_INFORMATION, summary(state, reader, given));
     for (const std::string& note : reader.warnings())
-        message(VORN_WARNING, part.path + ": " + note);
+        message(VORN_WARNING, reader.path() + ": " + note);
     if (reader.layout().variableLength)
-        message(VORN_WARNING, part.path + ": shorter traces are filled with zeros up to " +
+        message(VORN_WARNING, reader.path() + ": shorter traces are filled with zeros up to " +
                                   std::to_string(reader.layout().samples) + " samples");
 }
 
@@ -205,16 +207,11 @@ TraceSelection::WordOf wordOf(SegyReader& reader)
     };
 }
 
-// The part of the file that is open.
-Part describe(SegyReader& reader, const Settings& settings)
+InputPart describe(SegyReader& reader, const Settings& settings)
 {
     const SegyLayout& layout = reader.layout();
-    Part part;
-    part.path = reader.path();
-    part.samples = layout.samples;
-    part.interval = layout.interval;
-    part.traces = settings.selection.count(layout.traces, wordOf(reader));
-    return part;
+    return {reader.path(), layout.samples, layout.interval, SegyTraceStatements(reader),
+            traces::VendorBytes(layout.revision, settings.map)};
 }
 
 // As in the file, and as it is passed on. A file that is mostly a hole may have any length.
@@ -229,9 +226,8 @@ void refuseHugeTraces(const SegyReader& reader, const Settings& settings)
 
 void failWhereNothingIsSelected(const State& state, int64_t inFiles)
 {
-    if (state.total == 0 && inFiles > 0)
-        fail(traces::nothingSelected(state.settings.files, inFiles,
-                                     state.settings.selection.text()));
+    if (state.order.left() == 0 && inFiles > 0)
+        fail(traces::nothingSelected(state.settings.files, inFiles, selectionText(state)));
 }
 
 std::unique_ptr<State> prepare()
@@ -248,86 +244,74 @@ std::unique_ptr<State> prepare()
         open(*state, i);
         SegyReader& reader = *state->reader;
         refuseHugeTraces(reader, state->settings);
+        const int64_t given = state->order.add(reader.layout().traces, wordOf(reader));
         state->parts.push_back(describe(reader, state->settings));
-        const Part& part = state->parts.back();
-        sendNews(reader, part, state->settings);
+        const InputPart& part = state->parts.back();
+        sendNews(*state, reader, given);
         if (i == 0)
             publishMetadata(reader);
         traces::announceInput(part.path);
         common.add(part.path, part.samples, part.interval);
-        state->total += part.traces;
         inFiles += reader.layout().traces;
     }
     failWhereNothingIsSelected(*state, inFiles);
     for (const std::string& warning : common.warnings())
         message(VORN_WARNING, warning);
-    if (state->parts.size() > 1)
-        open(*state, 0);
     bldOutputTraceBuffer(0, common.samples(), common.interval(), nullptr);
     warnOfUnknownWords(*state);
     state->words.begin(out, common.interval());
-    informTotalTracesNumber(out, state->total);
+    informTotalTracesNumber(out, state->order.left());
     return state;
 }
 
 // ---- Trace by trace ----
 
-// What a file's traces had to say; their number is known only behind the last of them.
-void reportPart(const State& state)
-{
-    const std::string& path = state.reader->path();
-    for (const std::string& note : state.statements->warnings())
-        message(VORN_WARNING, path + ": " + note);
-    const std::string vendor = state.vendorBytes->text();
-    if (!vendor.empty())
-        message(VORN_INFORMATION, path + ": " + vendor);
-}
-
-// Goes on to the next file that has traces to be read.
-void advance(State& state)
-{
-    while (state.next == state.parts[state.part].traces && state.part + 1 < state.parts.size()) {
-        reportPart(state);
-        open(state, state.part + 1);
-    }
-}
-
 // Everything that can fail precedes the output trace: one that could not be read must not be passed
 // on.
 void emitTrace(State& state, void* out)
 {
+    const std::size_t part = state.order.file();
+    if (part != state.part)
+        open(state, part);
     SegyReader& reader = *state.reader;
-    const int64_t index =
-        state.settings.selection.next(state.from, reader.layout().traces, wordOf(reader));
-    reader.read(index, state.header.data(), nullptr);
+    const int64_t index = state.order.next(wordOf(reader));
+    if (state.headersOnly)
+        std::copy_n(reader.header(index), state.header.size(), state.header.begin());
+    else
+        reader.read(index, state.header.data(), nullptr);
 
     float* samples = state.words.addTrace(out, index + 1, state.header.data(),
                                           reader.layout().littleEndian, reader.samplesOf(index));
     if (samples == nullptr)
         fail("not enough memory for trace " + std::to_string(index + 1) + " of " + reader.path());
-    reader.read(index, nullptr, samples);
-    state.statements->see(index, state.header.data());
-    state.vendorBytes->see(state.header.data());
-    ++state.next;
-    state.from = index + 1;
-    --state.total;
+    if (!state.headersOnly)
+        reader.read(index, nullptr, samples);
+    state.parts[part].statements.see(index, state.header.data());
+    state.parts[part].vendorBytes.see(state.header.data());
 }
 
 void process(State& state)
 {
     void* out = vorn_output(0);
-    advance(state);
-    if (state.total > 0)
+    if (state.order.left() > 0)
         emitTrace(state, out);
-    if (state.total == 0)
+    if (state.order.left() == 0)
         setDataChannelFlag(out, VORN_END_OF_DATA); // on the last trace; without one, on the channel
 }
 
 // ---- After the last trace ----
 
+// What the traces of the files had to say. Behind the last trace of all: those of one file may be
+// read by several processes.
 void finish(State& state)
 {
-    reportPart(state);
+    for (const InputPart& part : state.parts) {
+        for (const std::string& note : part.statements.warnings())
+            message(VORN_WARNING, part.path + ": " + note);
+        const std::string vendor = part.vendorBytes.text();
+        if (!vendor.empty())
+            message(VORN_INFORMATION, part.path + ": " + vendor);
+    }
 }
 
 } // namespace

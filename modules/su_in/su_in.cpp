@@ -9,9 +9,11 @@
 #include "traces/Milliseconds.h"
 #include "traces/ReaderFiles.h"
 #include "traces/ReaderParameters.h"
+#include "traces/TracesToGive.h"
 #include "traces/WordCounts.h"
 #include "vorn_kit.hpp"
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstddef>
@@ -41,6 +43,7 @@ struct Settings
     std::vector<std::string> files; // read one after the other
     VORN::WordMap map;
     TraceSelection selection;
+    std::optional<std::string> part; // positions in what is selected
     SuOverrides overrides;
     std::optional<int> interval; // microseconds
     int memoryLimit = 0;         // MB
@@ -58,6 +61,7 @@ Settings readSettings()
     if (given.select)
         traces::addConditions(*given.select, settings.map.applied(VORN::suHeaderWords()),
                               settings.selection);
+    settings.part = given.part;
     settings.overrides.samples = given.samples;
     if (given.endian)
         settings.overrides.littleEndian = *given.endian == su_in_parameters::Endian::little;
@@ -92,18 +96,13 @@ std::vector<const char*> keysOf(const std::vector<const HeaderWord*>& words)
     return keys;
 }
 
-// One of the files, and what is read of it.
-struct Part
-{
-    std::string path;
-    int64_t traces = 0; // to be read
-};
-
 struct State
 {
     explicit State(Settings given)
         : settings(std::move(given)), table(settings.map.applied(VORN::suHeaderWords())),
-          words(table), unread(unreadWords(words)), missed(keysOf(unread))
+          words(table), unread(unreadWords(words)), missed(keysOf(unread)),
+          order(settings.selection, traces::partOf(settings.part)),
+          headersOnly(traces::isForHeadersOnly())
     {
     }
 
@@ -112,38 +111,40 @@ struct State
     traces::HeaderToAttributes words;
     std::vector<const HeaderWord*> unread; // words that the schema lacks
     traces::WordCounts missed;             // those of them that have values
-    std::vector<Part> parts;
-    int64_t total = 0; // traces of all parts that are still to be read
-    std::size_t part = 0;
-    std::unique_ptr<SuReader> reader; // of that part
-    int64_t next = 0;                 // traces of the part that have been read
-    int64_t from = 0;                 // behind the last one of them
+    traces::TracesToGive order;
+    bool headersOnly; // samples are not looked at by anybody
+    std::size_t file = 0;
+    std::unique_ptr<SuReader> reader; // of that file
     std::array<unsigned char, VORN::segyTraceHeaderBytes> header;
 };
 
-void open(State& state, std::size_t part)
+void open(State& state, std::size_t file)
 {
-    state.part = part;
-    state.next = 0;
-    state.from = 0;
-    state.reader = std::make_unique<SuReader>(state.settings.files[part], state.settings.overrides);
+    state.file = file;
+    state.reader = std::make_unique<SuReader>(state.settings.files[file], state.settings.overrides);
 }
 
 // ---- Before the first trace ----
 
-void sendNews(const SuReader& reader, const Part& part, int interval, const Settings& settings)
+std::string selectionText(const State& state)
 {
-    std::string text = part.path + ": " + std::to_string(reader.traces()) + " traces of " +
+    return state.order.text(state.settings.part.value_or(""));
+}
+
+void sendNews(const State& state, const SuReader& reader, int interval)
+{
+    std::string text = reader.path() + ": " + std::to_string(reader.traces()) + " traces of " +
                        std::to_string(reader.samples()) + " samples, interval " +
                        traces::milliseconds(interval) + ", Seismic Unix, " +
                        (reader.littleEndian() ? "little" : "big") + " endian";
-    if (!settings.selection.isEmpty())
-        text += "; read are " + settings.selection.text();
+    if (!state.order.isAll())
+        text += "; read are " + selectionText(state);
     message(VORN_INFORMATION, text);
     for (const std::string& note : reader.warnings())
-        message(VORN_WARNING, part.path + ": " + note);
+        message(VORN_WARNING, reader.path() + ": " + note);
     if (interval == 0)
-        message(VORN_WARNING, part.path + ": no header states a sample interval; state `interval`");
+        message(VORN_WARNING,
+                reader.path() + ": no header states a sample interval; state `interval`");
 }
 
 void publishMetadata(const SuReader& reader, int interval)
@@ -157,29 +158,17 @@ void publishMetadata(const SuReader& reader, int interval)
     publish("segy.samples", std::to_string(reader.samples()));
 }
 
-TraceSelection::WordOf wordOf(State& state)
+TraceSelection::WordOf wordOf(SuReader& reader)
 {
-    return [&state](int64_t index, const HeaderWord& word) {
-        state.reader->read(index, state.header.data(), nullptr);
-        return VORN::readWordValue(state.header.data(), word, state.reader->littleEndian());
+    return [&reader](int64_t index, const HeaderWord& word) {
+        return VORN::readWordValue(reader.header(index), word, reader.littleEndian());
     };
-}
-
-// The part of the file that is open.
-Part describe(State& state)
-{
-    SuReader& reader = *state.reader;
-    Part part;
-    part.path = reader.path();
-    part.traces = state.settings.selection.count(reader.traces(), wordOf(state));
-    return part;
 }
 
 void failWhereNothingIsSelected(const State& state, int64_t inFiles)
 {
-    if (state.total == 0)
-        fail(traces::nothingSelected(state.settings.files, inFiles,
-                                     state.settings.selection.text()));
+    if (state.order.left() == 0)
+        fail(traces::nothingSelected(state.settings.files, inFiles, selectionText(state)));
 }
 
 std::unique_ptr<State> prepare()
@@ -197,30 +186,27 @@ std::unique_ptr<State> prepare()
     int64_t inFiles = 0;
     for (std::size_t i = 0; i < state->settings.files.size(); ++i) {
         open(*state, i);
-        const SuReader& reader = *state->reader;
+        SuReader& reader = *state->reader;
         const int interval = state->settings.interval.value_or(reader.interval());
         // As in the file, and as it is passed on. A file that is mostly a hole may have any length.
         vorn_kit::allowMemory(state->settings.memoryLimit, 240 + int64_t{8} * reader.samples(),
                               reader.path() + ": a trace of " + std::to_string(reader.samples()) +
                                   " samples",
                               "state `samples` if its traces are shorter");
-        state->parts.push_back(describe(*state));
-        sendNews(reader, state->parts.back(), interval, state->settings);
+        state->order.add(reader.traces(), wordOf(reader));
+        sendNews(*state, reader, interval);
         if (i == 0)
             publishMetadata(reader, interval);
         traces::announceInput(reader.path());
         common.add(reader.path(), reader.samples(), interval);
-        state->total += state->parts.back().traces;
         inFiles += reader.traces();
     }
     failWhereNothingIsSelected(*state, inFiles);
     for (const std::string& warning : common.warnings())
         message(VORN_WARNING, warning);
-    if (state->parts.size() > 1)
-        open(*state, 0);
     bldOutputTraceBuffer(0, common.samples(), common.interval(), nullptr);
     state->words.begin(out, common.interval());
-    informTotalTracesNumber(out, state->total);
+    informTotalTracesNumber(out, state->order.left());
     return state;
 }
 
@@ -235,38 +221,33 @@ void countUnreadWords(State& state)
     }
 }
 
-// Goes on to the next file that has traces to be read.
-void advance(State& state)
-{
-    while (state.next == state.parts[state.part].traces && state.part + 1 < state.parts.size())
-        open(state, state.part + 1);
-}
-
 // Everything that can fail precedes the output trace: one that could not be read must not be passed
 // on.
 void emitTrace(State& state, void* out)
 {
+    if (const std::size_t file = state.order.file(); file != state.file)
+        open(state, file);
     SuReader& reader = *state.reader;
-    const int64_t index = state.settings.selection.next(state.from, reader.traces(), wordOf(state));
-    reader.read(index, state.header.data(), nullptr);
+    const int64_t index = state.order.next(wordOf(reader));
+    if (state.headersOnly)
+        std::copy_n(reader.header(index), state.header.size(), state.header.begin());
+    else
+        reader.read(index, state.header.data(), nullptr);
     float* samples = state.words.addTrace(out, index + 1, state.header.data(),
                                           reader.littleEndian(), reader.samples());
     if (samples == nullptr)
         fail("not enough memory for trace " + std::to_string(index + 1) + " of " + reader.path());
-    reader.read(index, nullptr, samples);
+    if (!state.headersOnly)
+        reader.read(index, nullptr, samples);
     countUnreadWords(state);
-    ++state.next;
-    state.from = index + 1;
-    --state.total;
 }
 
 void process(State& state)
 {
     void* out = vorn_output(0);
-    advance(state);
-    if (state.total > 0)
+    if (state.order.left() > 0)
         emitTrace(state, out);
-    if (state.total == 0)
+    if (state.order.left() == 0)
         setDataChannelFlag(out, VORN_END_OF_DATA); // on the last trace; without one, on the channel
 }
 

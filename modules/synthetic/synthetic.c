@@ -1,6 +1,7 @@
 /* synthetic: generates shot gathers, one trace per call. */
 #include "synthetic_math.h"
 #include "synthetic_parameters.h"
+#include "synthetic_part.h"
 #include "vorn_kit.h"
 
 #include <limits.h>
@@ -20,9 +21,13 @@ typedef struct state
 {
     synthetic_parameters set;
     int interval; /* microseconds */
-    int shot;     /* of the next trace, from 0 */
+    int64_t next; /* number of the next trace, from 1; behind the last one when there is none */
+    int shot;     /* of that trace, from 0 */
     int channel;  /* likewise */
-    double level; /* that damage is measured by */
+    int drawn;    /* shot, from 1, whose defects `chosen` holds; 0 for none */
+    synthetic_part part;
+    bool headers_only; /* nobody looks at the samples */
+    double level;      /* that damage is measured by */
     double first_midpoint;
     int event_count;
     synthetic_event* events;
@@ -33,6 +38,7 @@ typedef struct state
 static bool check_parameters(const synthetic_parameters* set);
 static bool positions_fit(const synthetic_parameters* set);
 static bool make_tables(state* kept);
+static void seek(state* kept, int64_t number);
 static void describe_output(const state* kept, void* out);
 static bool emit(state* kept, void* out);
 
@@ -47,8 +53,12 @@ static bool prepare(state* kept)
         return false;
     }
     if (!synthetic_read_parameters(set) || !check_parameters(set) || !positions_fit(set) ||
+        !synthetic_read_part(&kept->part, set->has_part ? set->part : NULL,
+                             (int64_t)set->shots * set->channels) ||
         !make_tables(kept))
         return false;
+    kept->headers_only = knl_getMetaDataValue(VORN_SCOPE_JOB, "vorn.headers", NULL, 0) > 0;
+    seek(kept, 1);
     kept->interval = (int)lround(set->interval * 1e6);
     describe_output(kept, out);
     snprintf(text, sizeof text, "synthetic shots=%d channels=%d seed=%lld", set->shots,
@@ -61,9 +71,9 @@ static bool process(state* kept)
 {
     void* out = vorn_output(0);
 
-    if (kept->shot < kept->set.shots && !emit(kept, out))
+    if (kept->next <= kept->part.last && !emit(kept, out))
         return false;
-    if (kept->shot == kept->set.shots)
+    if (kept->next > kept->part.last)
         knl_setDataChannelFlag(out, VORN_END_OF_DATA); /* on the last trace, or on the channel */
     return true;
 }
@@ -73,6 +83,7 @@ static void release(state* kept)
     knl_freeResource(kept->events);
     free(kept->chosen);
     free(kept->listed);
+    synthetic_free_part(&kept->part);
     synthetic_free_parameters(&kept->set);
 }
 
@@ -274,7 +285,7 @@ static void describe_output(const state* kept, void* out)
     knl_setI32TraceAttribute(work, "dt", kept->interval);
 
     knl_bldOutputTraceBuffer(0, set->samples, kept->interval, work);
-    knl_informTotalTracesNumber(out, (int64_t)set->shots * set->channels);
+    knl_informTotalTracesNumber(out, kept->part.count);
 }
 
 static void write_header(const state* kept, void* work)
@@ -329,6 +340,14 @@ static void fill(const state* kept, float* samples)
     report_defect(kept, defect);
 }
 
+/* Goes to the first trace of the part from `number` on. */
+static void seek(state* kept, int64_t number)
+{
+    kept->next = synthetic_next_of_part(&kept->part, number);
+    kept->shot = (int)((kept->next - 1) / kept->set.channels);
+    kept->channel = (int)((kept->next - 1) % kept->set.channels);
+}
+
 /* False after a message. */
 static bool emit(state* kept, void* out)
 {
@@ -336,19 +355,20 @@ static bool emit(state* kept, void* out)
     void* work;
     float* samples;
 
-    if (kept->channel == 0)
+    if (kept->drawn != kept->shot + 1)
         synthetic_choose_defects(synthetic_trace_seed((uint64_t)kept->set.seed, kept->shot + 1, 0),
                                  kept->set.bad, kept->chosen, kept->set.channels);
+    kept->drawn = kept->shot + 1;
     knl_getWorkTraceBuffer(&work, 0);
     write_header(kept, work);
     knl_mcopyTraceToTrace(work, out, 1, 0, 0, number);
     samples = vorn_required_samples(out, number);
     if (samples == NULL)
         return false;
-    fill(kept, samples);
-    if (++kept->channel == kept->set.channels) {
-        kept->channel = 0;
-        ++kept->shot;
-    }
+    if (kept->headers_only)
+        report_defect(kept, defect_of(kept));
+    else
+        fill(kept, samples);
+    seek(kept, kept->next + 1);
     return true;
 }

@@ -94,6 +94,40 @@ TEST(SegyNumberRangesTest, WalkingMeetsEachNumberOnce)
     EXPECT_EQ(NumberRanges("1:9223372036854775807").count(1, INT64_MAX), INT64_MAX);
 }
 
+TEST(SegyNumberRangesTest, CommonNumbersAreThoseOfBoth)
+{
+    const char* lists[] = {
+        "1:40",   "5:",        ":17",           "1:40:3",  "2:60:5",
+        "3,9,27", "4:20:2,31", "1:60:6,2:60:9", "10:50:7", "0:9223372036854775807:4",
+        "90:100"};
+    for (const char* one : lists) {
+        for (const char* other : lists) {
+            const NumberRanges a{std::string(one)};
+            const NumberRanges b{std::string(other)};
+            const NumberRanges both = a.common(b);
+            int64_t expected = 0;
+            for (int64_t number = -5; number < 70; ++number) {
+                const bool isBoth = a.contains(number) && b.contains(number);
+                EXPECT_EQ(both.contains(number), isBoth)
+                    << one << " and " << other << ": " << number;
+                expected += isBoth ? 1 : 0;
+            }
+            EXPECT_EQ(both.count(-5, 69), expected) << one << " and " << other;
+        }
+    }
+}
+
+TEST(SegyNumberRangesTest, CommonNumbersOfLongStepsAreFoundAtOnce)
+{
+    const NumberRanges a{std::string("1:9223372036854775807:1000000007")};
+    const NumberRanges b{std::string("1:9223372036854775807:998244353")};
+    const NumberRanges both = a.common(b);
+    EXPECT_EQ(both.next(0), 1);
+    EXPECT_EQ(both.next(2), 1 + int64_t{1000000007} * 998244353);
+    const NumberRanges wide{std::string("1:9223372036854775807:4611686018427387905")};
+    EXPECT_EQ(wide.common(NumberRanges(std::string("1::3"))).count(0, 4611686018427387904), 1);
+}
+
 TEST(SegyNumberRangesTest, WhatCannotBeReadIsNamed)
 {
     struct Row

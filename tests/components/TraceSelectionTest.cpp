@@ -108,6 +108,40 @@ TEST(TraceSelectionTest, AnyNumberOfTracesIsCountedAtOnce)
     EXPECT_EQ(selection.next(many - 1, many, wordOf), many - 1);
 }
 
+TEST(TraceSelectionTest, SkippingIsWalkingManyTimes)
+{
+    for (const char* kind : {"", "traces", "both", "word"}) {
+        TraceSelection selection;
+        const std::string which = kind;
+        if (which == "traces" || which == "both")
+            selection.add("traces", "2:10");
+        if (which == "both")
+            selection.add("traces", "1:9:3,8");
+        if (which == "word")
+            selection.add("cdp", "8");
+        const std::vector<int64_t> walked = selected(selection, traces, wordOf);
+        ASSERT_GE(walked.size(), 3U) << kind;
+        for (std::size_t from = 0; from < walked.size(); ++from) {
+            for (std::size_t steps = 0; steps < 12; ++steps)
+                EXPECT_EQ(selection.skip(walked[from], static_cast<int64_t>(steps), traces, wordOf),
+                          from + steps < walked.size() ? walked[from + steps] : traces)
+                    << kind << " " << from << " " << steps;
+        }
+    }
+}
+
+// Walking one by one would take hours.
+TEST(TraceSelectionTest, TwoConditionsOnNumbersAreWalkedAsOne)
+{
+    constexpr int64_t many = 1000000000000;
+    TraceSelection selection;
+    selection.add("traces", "1:1000000000000:2");
+    selection.add("traces", "1:1000000000000:3");
+    EXPECT_EQ(selection.count(many, wordOf), 166666666667);
+    EXPECT_EQ(selection.skip(0, 100000000000, many, wordOf), 600000000000);
+    EXPECT_EQ(selection.text(), "traces 1:1000000000000:2, traces 1:1000000000000:3");
+}
+
 TEST(TraceSelectionTest, AnErrorNamesTheKeyAndAddsNothing)
 {
     TraceSelection selection;

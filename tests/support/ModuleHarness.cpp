@@ -297,6 +297,7 @@ HarnessResult ModuleHarness::run()
         job->setProjectDir(QString::fromStdString(projectDirectory));
     if (!scratchDirectory.empty())
         job->setScratchDir(QString::fromStdString(scratchDirectory));
+    job->metaDataMap = jobMetadata;
     for (const Definition& d : definitions)
         job->addTraceAttributeDefinition(d.name, d.type, d.dimension, d.description, 0, 0, 0, 0, 0);
 

@@ -98,6 +98,7 @@ public:
     bool withSink = true;            ///< false: the last added module is a sink itself
     std::string projectDirectory;    ///< the job's, where not empty
     std::string scratchDirectory;    ///< likewise
+    std::map<std::string, std::string> jobMetadata; ///< the job's, before it runs
 
     /// Adds a trace to the input. All traces get the length of the longest, with zeros behind.
     void push(std::vector<float> samples, std::map<std::string, UniVar> attributes = {});

@@ -371,6 +371,87 @@ TEST_F(SegyInTest, BytesOfTheMakerOfARevision0FileAreToldOnce)
     EXPECT_THAT(read(made.bytes()).messagesOf(1, "in"), SizeIs(1)) << "revision 1";
 }
 
+// ---- Parts of the traces ----
+
+// Whatever is selected, parts of it give the same traces in the same order as the whole.
+TEST_F(SegyInTest, PartsGiveTheTracesOfTheWhole)
+{
+    const std::string a = directory / "a.sgy";
+    const std::string b = directory / "b.sgy";
+    const std::string c = directory / "c.sgy";
+    writeBytes(a, ieeeFile(9, 2).bytes());
+    writeBytes(b, ieeeFile(4, 2).bytes());
+    writeBytes(c, ieeeFile(11, 2).bytes());
+    const Parameters selections[] = {{},
+                                     {{"traces", UniVar("2:9")}},
+                                     {{"traces", UniVar("1:20:3,2")}},
+                                     {{"select", UniVar("fldr=3:8")}},
+                                     {{"select", UniVar("fldr=5:20")}, {"traces", UniVar("2:")}}};
+    for (const Parameters& selection : selections) {
+        const auto numbers = [&](const std::string& part, int64_t total) {
+            renew();
+            harness.define("filetrace", 3);
+            Parameters parameters = selection;
+            if (!part.empty())
+                parameters["part"] = UniVar(part);
+            const HarnessResult result = read(a + "\n" + b + "\n" + c, parameters);
+            EXPECT_EQ(result.traces.size(), total) << part << ": " << result.allMessages();
+            for (std::size_t i = 0; i < result.traces.size(); ++i)
+                EXPECT_EQ(result.traces[i].flag, i + 1 < result.traces.size() ? 0 : 3);
+            std::vector<int> values;
+            for (const HarnessTrace& trace : result.traces)
+                values.push_back(trace.attributes.at("filetrace").getI32Value() * 1000 +
+                                 static_cast<int>(trace.samples[0]) / 100);
+            return values;
+        };
+        renew();
+        const auto total =
+            static_cast<int64_t>(read(a + "\n" + b + "\n" + c, selection).traces.size());
+        const std::vector<int> whole = numbers("", total);
+        ASSERT_GE(total, 7);
+        for (const int64_t parts : {1, 2, 3, 7}) {
+            std::vector<int> joined;
+            for (int64_t part = 0; part < parts; ++part) {
+                const int64_t first = total * part / parts;
+                const int64_t last = total * (part + 1) / parts;
+                const std::vector<int> some =
+                    numbers(std::to_string(first + 1) + ":" + std::to_string(last), last - first);
+                joined.insert(joined.end(), some.begin(), some.end());
+            }
+            EXPECT_EQ(joined, whole) << parts;
+        }
+        std::vector<int> chosen = {whole[0], whole[1], whole[4]};
+        chosen.insert(chosen.end(), whole.begin() + 6, whole.end());
+        EXPECT_EQ(numbers("1:2,5,7:", total - 3), chosen);
+    }
+}
+
+TEST_F(SegyInTest, APartIsToldAndOneWithoutATraceIsRefused)
+{
+    const HarnessResult some =
+        read(ieeeFile(9, 2).bytes(), {{"traces", UniVar("2:9")}, {"part", UniVar("3:5")}});
+    EXPECT_THAT(values(some, "fldr"), ElementsAre(4, 5, 6));
+    EXPECT_THAT(some.messagesOf(1, "in"),
+                ElementsAre(HasSubstr("; 3 of them selected by traces 2:9, part 3:5")));
+
+    renew();
+    const HarnessResult none = read(ieeeFile(9, 2).bytes(), {{"part", UniVar("10:12")}});
+    EXPECT_THAT(none.messagesOf(4, "in"),
+                ElementsAre(file + ": none of its 9 traces is selected by part 10:12"));
+    renew();
+    const HarnessResult wrong = read(ieeeFile(9, 2).bytes(), {{"part", UniVar("5:x")}});
+    EXPECT_THAT(wrong.messagesOf(4, "in"), ElementsAre(HasSubstr("part: \"x\" in \"5:x\"")));
+}
+
+TEST_F(SegyInTest, AJobForHeadersOnlyGetsTheHeadersAndZeros)
+{
+    harness.jobMetadata["vorn.headers"] = "1";
+    const HarnessResult result = read(ieeeFile(3, 4).bytes());
+    EXPECT_THAT(values(result, "fldr"), ElementsAre(1, 2, 3));
+    for (const HarnessTrace& trace : result.traces)
+        EXPECT_THAT(trace.samples, ElementsAre(0, 0, 0, 0));
+}
+
 // ---- Several files as one input ----
 
 TEST_F(SegyInTest, SeveralFilesAreReadOneAfterTheOther)

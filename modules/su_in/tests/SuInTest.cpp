@@ -102,6 +102,50 @@ TEST_F(SuInTest, EveryHeaderWordBecomesAnAttribute)
     }
 }
 
+TEST_F(SuInTest, PartsGiveTheTracesOfTheWhole)
+{
+    const std::string a = directory / "a.su";
+    const std::string b = directory / "b.su";
+    writeBytes(a, ieeeFile(9, 2, true).traces);
+    writeBytes(b, ieeeFile(5, 2, true).traces);
+    const Parameters selections[] = {
+        {}, {{"traces", UniVar("2:9")}}, {{"select", UniVar("fldr=3:8")}}};
+    for (const Parameters& selection : selections) {
+        const auto numbers = [&](const std::string& part) {
+            renew();
+            Parameters parameters = selection;
+            parameters["file"] = UniVar(a + "\n" + b);
+            if (!part.empty())
+                parameters["part"] = UniVar(part);
+            harness.add("in", "libsu_in.so").parameters = parameters;
+            const HarnessResult result = harness.run();
+            EXPECT_FALSE(result.traces.empty()) << result.allMessages();
+            return values(result, "fldr");
+        };
+        const std::vector<int> whole = numbers("");
+        ASSERT_GE(whole.size(), 7U);
+        for (const std::size_t parts : {2, 3, 7}) {
+            std::vector<int> joined;
+            for (std::size_t part = 0; part < parts; ++part) {
+                const std::vector<int> some =
+                    numbers(std::to_string(whole.size() * part / parts + 1) + ":" +
+                            std::to_string(whole.size() * (part + 1) / parts));
+                joined.insert(joined.end(), some.begin(), some.end());
+            }
+            EXPECT_EQ(joined, whole) << parts;
+        }
+    }
+}
+
+TEST_F(SuInTest, AJobForHeadersOnlyGetsTheHeadersAndZeros)
+{
+    harness.jobMetadata["vorn.headers"] = "1";
+    const HarnessResult result = read(ieeeFile(3, 4, true).traces);
+    EXPECT_THAT(values(result, "fldr"), ElementsAre(1, 2, 3));
+    for (const HarnessTrace& trace : result.traces)
+        EXPECT_THAT(trace.samples, ElementsAre(0, 0, 0, 0));
+}
+
 TEST_F(SuInTest, WordsThatTheSchemaDoesNotKnowAreLeftOut)
 {
     harness = ModuleHarness();

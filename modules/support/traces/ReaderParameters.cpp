@@ -1,5 +1,6 @@
 #include "traces/ReaderParameters.h"
 
+#include "MOXKernel.h"
 #include "file/InputNames.h"
 
 #include <stdexcept>
@@ -38,6 +39,23 @@ void addConditions(const std::string& select, const std::vector<VORN::HeaderWord
     } catch (const std::invalid_argument& error) {
         throw std::invalid_argument(std::string("select: ") + error.what());
     }
+}
+
+std::optional<VORN::NumberRanges> partOf(const std::optional<std::string>& part)
+{
+    if (!part)
+        return std::nullopt;
+    try {
+        return VORN::NumberRanges(*part);
+    } catch (const std::invalid_argument& error) {
+        throw std::invalid_argument(std::string("part: ") + error.what());
+    }
+}
+
+bool isForHeadersOnly()
+{
+    constexpr int jobScope = 0;
+    return !getMetaDataValue(jobScope, "vorn.headers").getStrValue().empty();
 }
 
 } // namespace traces

@@ -4,9 +4,11 @@
 #ifndef READERPARAMETERS_H
 #define READERPARAMETERS_H
 
+#include "segy/NumberRanges.h"
 #include "segy/TraceSelection.h"
 #include "segy/WordMap.h"
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -23,6 +25,14 @@ VORN::WordMap wordMap(const std::string& text);
 /// for a text that is not a selection, and for a word that is not there.
 void addConditions(const std::string& select, const std::vector<VORN::HeaderWord>& words,
                    VORN::TraceSelection& selection);
+
+/// The positions of the parameter `part`; none without it. Throws std::invalid_argument for a text
+/// that is not a list of numbers and ranges.
+std::optional<VORN::NumberRanges> partOf(const std::optional<std::string>& part);
+
+/// Whether the host has announced that nobody looks at the samples of the job: a reader may leave
+/// them zero.
+bool isForHeadersOnly();
 
 } // namespace traces
 

@@ -7,6 +7,7 @@
 #include <numbers>
 #include <numeric>
 #include <set>
+#include <utility>
 
 namespace {
 
@@ -279,6 +280,78 @@ TEST_F(SyntheticTest, DefaultsMakeFourShots)
     EXPECT_EQ(result.traceLength, 750);
     EXPECT_EQ(result.sampleInterval, 4000);
     EXPECT_EQ(history(), "synthetic shots=4 channels=48 seed=1");
+}
+
+// Everything about a trace, bad ones chosen from the seed too, as in the whole line.
+TEST_F(SyntheticTest, PartsGiveTheTracesOfTheWhole)
+{
+    using Row = std::pair<std::vector<int>, std::vector<float>>;
+    std::vector<std::string> details;
+    const auto traces = [&](const std::string& part) {
+        restart();
+        harness.withSource = false;
+        for (const char* word : {"tracl", "fldr", "tracf", "cdp", "gx"})
+            harness.define(word, 2);
+        HarnessModule& module = add({{"shots", UniVar(3)},
+                                     {"channels", UniVar(7)},
+                                     {"samples", UniVar(60)},
+                                     {"bad", UniVar(3)}});
+        if (!part.empty())
+            module.parameters["part"] = UniVar(part);
+        run();
+        std::vector<Row> rows;
+        for (const HarnessTrace& trace : result.traces) {
+            std::vector<int> words;
+            for (const char* word : {"tracl", "fldr", "tracf", "cdp", "gx"})
+                words.push_back(trace.attributes.at(word).getI32Value());
+            rows.emplace_back(words, trace.samples);
+        }
+        for (const std::string& detail : messages(0))
+            details.push_back(detail);
+        return rows;
+    };
+    const std::vector<Row> whole = traces("");
+    ASSERT_THAT(whole, SizeIs(21));
+    const std::vector<std::string> said = std::exchange(details, {});
+    ASSERT_THAT(said, SizeIs(9));
+    for (const std::size_t parts : {1, 2, 3, 7, 21}) {
+        std::vector<Row> joined;
+        details.clear();
+        for (std::size_t part = 0; part < parts; ++part) {
+            for (const Row& row : traces(std::to_string(21 * part / parts + 1) + ":" +
+                                         std::to_string(21 * (part + 1) / parts)))
+                joined.push_back(row);
+        }
+        EXPECT_TRUE(joined == whole) << parts;
+        EXPECT_EQ(details, said) << parts;
+    }
+    EXPECT_TRUE(traces("2, 5:6,20:99") ==
+                std::vector<Row>({whole[1], whole[4], whole[5], whole[19], whole[20]}));
+}
+
+TEST_F(SyntheticTest, APartThatIsNotAListOfAscendingRangesIsRefused)
+{
+    for (const char* part : {"", "x", "1:5:2", "3:2", "5:9,2:3", "1:4,4", "0:3", ","}) {
+        restart();
+        harness.withSource = false;
+        addClean({{"part", UniVar(part)}});
+        runInVain("part \"" + std::string(part) +
+                  "\" is not a list of ranges in ascending order, as in 1:100,201:300");
+    }
+    restart();
+    harness.withSource = false;
+    addClean({{"part", UniVar("7:9")}});
+    runInVain("part \"7:9\" has none of the 6 traces of the line");
+}
+
+TEST_F(SyntheticTest, AJobForHeadersOnlyGetsTheHeadersAndZeros)
+{
+    harness.jobMetadata["vorn.headers"] = "1";
+    harness.define("tracf", 2);
+    add({{"shots", UniVar(1)}, {"channels", UniVar(2)}, {"samples", UniVar(3)}});
+    run();
+    EXPECT_THAT(all("tracf"), ElementsAre(1, 2));
+    EXPECT_THAT(samplesOf(1), ElementsAre(0, 0, 0));
 }
 
 TEST_F(SyntheticTest, HeadersDescribeTheLine)

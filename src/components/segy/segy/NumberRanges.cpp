@@ -4,6 +4,7 @@
 #include <charconv>
 #include <cmath>
 #include <limits>
+#include <numeric>
 #include <stdexcept>
 
 namespace VORN {
@@ -92,25 +93,64 @@ int64_t NumberRanges::greatest() const
     return greatest;
 }
 
+// The least number of `range` from `value` on.
+std::optional<int64_t> NumberRanges::nextOf(const Range& range, int64_t value)
+{
+    if (value > range.last)
+        return std::nullopt;
+    if (value <= range.first)
+        return range.first;
+    const auto step = static_cast<uint64_t>(range.step);
+    const uint64_t beyond =
+        (static_cast<uint64_t>(value) - static_cast<uint64_t>(range.first)) % step;
+    const uint64_t missing = beyond == 0 ? 0 : step - beyond;
+    if (missing > static_cast<uint64_t>(range.last) - static_cast<uint64_t>(value))
+        return std::nullopt;
+    return value + static_cast<int64_t>(missing);
+}
+
 std::optional<int64_t> NumberRanges::next(int64_t value) const
 {
     std::optional<int64_t> least;
     for (const Range& range : ranges) {
-        if (value > range.last)
-            continue;
-        int64_t number = range.first;
-        if (value > range.first) {
-            const auto step = static_cast<uint64_t>(range.step);
-            const uint64_t beyond =
-                (static_cast<uint64_t>(value) - static_cast<uint64_t>(range.first)) % step;
-            const uint64_t missing = beyond == 0 ? 0 : step - beyond;
-            if (missing > static_cast<uint64_t>(range.last) - static_cast<uint64_t>(value))
-                continue;
-            number = value + static_cast<int64_t>(missing);
-        }
-        least = std::min(least.value_or(number), number);
+        if (const std::optional<int64_t> number = nextOf(range, value))
+            least = std::min(least.value_or(*number), *number);
     }
     return least;
+}
+
+// The candidates are those of the range with the longer steps: of the numbers that both hold, one
+// comes within as many candidates as the shorter step counts.
+std::optional<NumberRanges::Range> NumberRanges::commonRange(const Range& a, const Range& b)
+{
+    const Range& sparse = a.step >= b.step ? a : b;
+    const Range& dense = a.step >= b.step ? b : a;
+    const int64_t last = std::min(a.last, b.last);
+    std::optional<int64_t> first = nextOf(sparse, std::max(a.first, b.first));
+    for (int64_t i = 0; first && i < dense.step; ++i) {
+        if (*first > last)
+            return std::nullopt;
+        if (nextOf(dense, *first) == first) {
+            int64_t step = 0; // the least that both have; where it is beyond all numbers: none
+            const bool isBeyond = __builtin_mul_overflow(
+                sparse.step, dense.step / std::gcd(sparse.step, dense.step), &step);
+            return isBeyond ? Range{*first, *first, 1} : Range{*first, last, step};
+        }
+        first = *first == highest ? std::nullopt : nextOf(sparse, *first + 1);
+    }
+    return std::nullopt;
+}
+
+NumberRanges NumberRanges::common(const NumberRanges& other) const
+{
+    NumberRanges both;
+    for (const Range& mine : ranges) {
+        for (const Range& theirs : other.ranges) {
+            if (const std::optional<Range> range = commonRange(mine, theirs))
+                both.ranges.push_back(*range);
+        }
+    }
+    return both;
 }
 
 // How far the numbers go on evenly from `value`, one of them: up to the next beginning of a range.

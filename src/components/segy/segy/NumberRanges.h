@@ -45,6 +45,9 @@ public:
     int64_t count(int64_t first, int64_t last) const;
     /// @}
 
+    /// The numbers that `other` has, too.
+    NumberRanges common(const NumberRanges& other) const;
+
 private:
     struct Range
     {
@@ -61,6 +64,8 @@ private:
     };
 
     static Range parse(const std::string& piece);
+    static std::optional<int64_t> nextOf(const Range& range, int64_t value);
+    static std::optional<Range> commonRange(const Range& a, const Range& b);
     Run runFrom(int64_t value) const;
 
     std::vector<Range> ranges;

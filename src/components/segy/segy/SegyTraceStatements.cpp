@@ -6,7 +6,7 @@
 
 namespace VORN {
 
-SegyTraceStatements::SegyTraceStatements(SegyReader& reader) : file(reader)
+SegyTraceStatements::SegyTraceStatements(SegyReader& reader) : little(reader.layout().littleEndian)
 {
     const SegyLayout& layout = reader.layout();
     samples.word = findTraceHeaderWord("ns");
@@ -42,8 +42,8 @@ void SegyTraceStatements::see(int64_t index, const unsigned char* header)
             firstBlank = index;
         return;
     }
-    count(samples, index, file.word(header, *samples.word));
-    count(interval, index, file.word(header, *interval.word));
+    count(samples, index, readWord(header, *samples.word, little));
+    count(interval, index, readWord(header, *interval.word, little));
 }
 
 std::vector<std::string> SegyTraceStatements::warnings() const

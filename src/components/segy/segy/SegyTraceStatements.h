@@ -18,7 +18,7 @@ namespace VORN {
 class VORN_SEGY_EXPORT SegyTraceStatements
 {
 public:
-    /// Requires: `reader` lives longer.
+    /// For the file of `reader`, which need not live longer.
     explicit SegyTraceStatements(SegyReader& reader);
 
     /// Takes note of `header`, the 240 bytes of trace `index` (from 0) as in the file.
@@ -42,7 +42,7 @@ private:
     };
     static void count(Statement& statement, int64_t index, int value);
 
-    const SegyReader& file;
+    bool little; // byte order of the headers
     Statement samples;
     Statement interval;
     int64_t seen = 0;

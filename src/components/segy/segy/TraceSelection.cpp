@@ -49,7 +49,11 @@ void TraceSelection::add(const std::string& key, const std::string& numbers,
     if (!isNumber && word == words.end())
         throw std::invalid_argument(key + ": there is no trace header word of that name");
     try {
-        conditions.push_back({isNumber, isNumber ? HeaderWord{} : *word, NumberRanges(numbers)});
+        const NumberRanges wanted(numbers);
+        if (!isNumber)
+            conditions.push_back({*word, wanted});
+        else
+            traceNumbers = traceNumbers ? traceNumbers->common(wanted) : wanted;
     } catch (const std::invalid_argument& error) {
         throw std::invalid_argument(key + ": " + error.what());
     }
@@ -59,47 +63,42 @@ void TraceSelection::add(const std::string& key, const std::string& numbers,
 int64_t TraceSelection::next(int64_t index, int64_t traces, const WordOf& wordOf) const
 {
     while (index < traces) {
-        const int64_t candidate = nextByNumber(index);
-        if (candidate < 0 || candidate >= traces)
-            return traces;
+        if (traceNumbers) {
+            const std::optional<int64_t> number = traceNumbers->next(index + 1);
+            if (!number || *number > traces)
+                return traces;
+            index = *number - 1;
+        }
         const auto isMet = [&](const Wanted& wanted) {
-            if (wanted.isNumber)
-                return true;
-            const WordValue value = wordOf(candidate, wanted.word);
+            const WordValue value = wordOf(index, wanted.word);
             return value.isFloat ? wanted.numbers.containsNumber(value.real)
                                  : wanted.numbers.contains(value.whole);
         };
         if (std::all_of(conditions.begin(), conditions.end(), isMet))
-            return candidate;
-        index = candidate + 1;
+            return index;
+        ++index;
     }
     return traces;
 }
 
-// The first trace from `index` on whose number meets the conditions on numbers; -1 when none does.
-int64_t TraceSelection::nextByNumber(int64_t index) const
+int64_t TraceSelection::skip(int64_t index, int64_t steps, int64_t traces,
+                             const WordOf& wordOf) const
 {
-    for (bool hasMoved = true; hasMoved;) {
-        hasMoved = false;
-        for (const Wanted& condition : conditions) {
-            if (!condition.isNumber)
-                continue;
-            const std::optional<int64_t> number = condition.numbers.next(index + 1);
-            if (!number)
-                return -1;
-            hasMoved = hasMoved || *number != index + 1;
-            index = *number - 1;
-        }
+    if (conditions.empty() && !traceNumbers)
+        return steps < traces - index ? index + steps : traces;
+    if (conditions.empty()) {
+        const std::optional<int64_t> number = traceNumbers->skip(index + 1, steps);
+        return number && *number <= traces ? *number - 1 : traces;
     }
+    for (; steps > 0 && index < traces; --steps)
+        index = next(index + 1, traces, wordOf);
     return index;
 }
 
 int64_t TraceSelection::count(int64_t traces, const WordOf& wordOf) const
 {
     if (conditions.empty())
-        return traces;
-    if (conditions.size() == 1 && conditions[0].isNumber)
-        return conditions[0].numbers.count(1, traces);
+        return traceNumbers ? traceNumbers->count(1, traces) : traces;
     int64_t selected = 0;
     for (int64_t i = next(0, traces, wordOf); i < traces; i = next(i + 1, traces, wordOf))
         ++selected;

@@ -10,6 +10,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -35,7 +36,7 @@ public:
     void add(const std::string& key, const std::string& numbers,
              const std::vector<HeaderWord>& words = traceHeaderWords());
 
-    bool isEmpty() const { return conditions.empty(); } ///< whether there is no condition
+    bool isEmpty() const { return all.empty(); } ///< whether there is no condition
     /// The conditions as they were added, for messages: "traces 1:100, cdp 7".
     const std::string& text() const { return all; }
 
@@ -46,20 +47,24 @@ public:
     /// a selection takes no memory, whatever the size of the file. `wordOf` is not called for
     /// traces that conditions on numbers, or conditions added earlier, exclude.
     int64_t next(int64_t index, int64_t traces, const WordOf& wordOf) const;
+    /// The trace that is `steps` of them behind trace `index`; `traces` when there are not so many.
+    /// Headers are read where there is a condition on a word. Requires: trace `index` is one of
+    /// them.
+    int64_t skip(int64_t index, int64_t steps, int64_t traces, const WordOf& wordOf) const;
     /// How many traces meet all conditions. Headers are read where there is a condition on a word.
     int64_t count(int64_t traces, const WordOf& wordOf) const;
+    /// Whether there is a condition on a header word.
+    bool readsHeaders() const { return !conditions.empty(); }
 
 private:
     struct Wanted
     {
-        bool isNumber; // of the trace; there is no word then
         HeaderWord word;
         NumberRanges numbers;
     };
 
-    int64_t nextByNumber(int64_t index) const;
-
-    std::vector<Wanted> conditions;
+    std::optional<NumberRanges> traceNumbers; // from 1, that meet all conditions on numbers
+    std::vector<Wanted> conditions;           // on words
     std::string all;
 };
 

@@ -13,6 +13,8 @@ namespace {
 
 constexpr bool nativeIsLittle = std::endian::native == std::endian::little;
 constexpr int64_t probes = 16; // trace headers that are compared
+// Of short traces the neighbours come along with the header for nothing; of long ones they do not.
+constexpr int64_t worthReadingAhead = 1 << 13;
 
 int64_t traceBytes(int samples)
 {
@@ -120,15 +122,26 @@ void SuReader::resolveLayout(const SuOverrides& overrides)
                         " whole traces are read");
 }
 
-void SuReader::read(int64_t index, unsigned char* header, float* samplesTo)
+int64_t SuReader::startOf(int64_t index) const
 {
     if (index < 0 || index >= count)
         file.fail("has no trace of index " + number(index) + " (from 0); it holds " +
                   number(count));
-    const int64_t bytes = traceBytes(samplesPerTrace);
-    const unsigned char* trace = file.at(index * bytes, bytes);
-    if (header != nullptr)
-        std::memcpy(header, trace, segyTraceHeaderBytes);
+    return index * traceBytes(samplesPerTrace);
+}
+
+const unsigned char* SuReader::header(int64_t index)
+{
+    const int64_t start = startOf(index);
+    return traceBytes(samplesPerTrace) < worthReadingAhead ? file.at(start, segyTraceHeaderBytes)
+                                                           : file.peek(start, segyTraceHeaderBytes);
+}
+
+void SuReader::read(int64_t index, unsigned char* headerTo, float* samplesTo)
+{
+    const unsigned char* trace = file.at(startOf(index), traceBytes(samplesPerTrace));
+    if (headerTo != nullptr)
+        std::memcpy(headerTo, trace, segyTraceHeaderBytes);
     if (samplesTo != nullptr)
         decodeSamples(trace + segyTraceHeaderBytes, SampleFormat::ieeeFloat, little,
                       static_cast<std::size_t>(samplesPerTrace), samplesTo);

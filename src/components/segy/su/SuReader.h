@@ -39,15 +39,19 @@ public:
     /// What was contradictory or damaged, and how it was read: one line each.
     const std::vector<std::string>& warnings() const { return notes; }
 
-    /// Reads 240 header bytes to `header` (may be null), in the file's byte order, and `samples()`
-    /// floats to `samplesTo` (may be null). Throws TraceFileError when the trace does not exist,
-    /// when the file has become shorter and when it cannot be read.
-    void read(int64_t index, unsigned char* header, float* samplesTo);
+    /// The 240 header bytes of trace `index` (from 0); valid until the next read. Throws as `read`
+    /// does.
+    const unsigned char* header(int64_t index);
+    /// Reads 240 header bytes to `headerTo` (may be null), in the file's byte order, and
+    /// `samples()` floats to `samplesTo` (may be null). Throws TraceFileError when the trace does
+    /// not exist, when the file has become shorter and when it cannot be read.
+    void read(int64_t index, unsigned char* headerTo, float* samplesTo);
 
 private:
     void resolveLayout(const SuOverrides& overrides);
     bool resolveOrder(const SuOverrides& overrides);
     int statedSamples(bool littleEndian);
+    int64_t startOf(int64_t index) const;
     bool headersAgree(int samples, bool littleEndian);
 
     InputFile file;

@@ -1,0 +1,92 @@
+#include "traces/TracesToGive.h"
+
+#include <utility>
+
+namespace traces {
+
+TracesToGive::TracesToGive(const VORN::TraceSelection& wanted,
+                           std::optional<VORN::NumberRanges> positionsGiven)
+    : selection(wanted), part(std::move(positionsGiven))
+{
+}
+
+std::string TracesToGive::text(const std::string& partText) const
+{
+    if (!part)
+        return selection.text();
+    return selection.text() + (selection.isEmpty() ? "part " : ", part ") + partText;
+}
+
+int64_t TracesToGive::add(int64_t traces, const VORN::TraceSelection::WordOf& wordOf)
+{
+    File file{traces, 0, 0, 0};
+    if (part)
+        file.given = addPart(file, wordOf);
+    else
+        file.given = selection.count(traces, wordOf);
+    files.push_back(file);
+    remaining += file.given;
+    return file.given;
+}
+
+// Finds the first trace of the file that is in the part. Behind the last position of the part,
+// nothing is looked at.
+int64_t TracesToGive::addPart(File& file, const VORN::TraceSelection::WordOf& wordOf)
+{
+    const int64_t before = positions;
+    const std::optional<int64_t> first = part->next(before + 1);
+    if (!first)
+        return 0;
+    if (!selection.readsHeaders()) {
+        positions += selection.count(file.traces, wordOf);
+        if (*first > positions)
+            return 0;
+        file.position = *first;
+        file.index = selection.skip(selection.next(0, file.traces, wordOf), *first - before - 1,
+                                    file.traces, wordOf);
+        return part->count(*first, positions);
+    }
+    const int64_t last = part->greatest();
+    int64_t given = 0;
+    for (int64_t i = selection.next(0, file.traces, wordOf); i < file.traces;
+         i = selection.next(i + 1, file.traces, wordOf))
+    {
+        ++positions;
+        if (positions == *first) {
+            file.position = positions;
+            file.index = i;
+        }
+        if (part->contains(positions))
+            ++given;
+        if (positions == last)
+            break;
+    }
+    return given;
+}
+
+std::size_t TracesToGive::file()
+{
+    while (files[current].given == 0 && current + 1 < files.size()) {
+        ++current;
+        isFirst = true;
+    }
+    return current;
+}
+
+int64_t TracesToGive::next(const VORN::TraceSelection::WordOf& wordOf)
+{
+    File& now = files[file()];
+    if (!part) {
+        now.index = selection.next(isFirst ? 0 : now.index + 1, now.traces, wordOf);
+    } else if (!isFirst) {
+        const int64_t position = part->next(now.position + 1).value_or(now.position);
+        now.index = selection.skip(now.index, position - now.position, now.traces, wordOf);
+        now.position = position;
+    }
+    isFirst = false;
+    --now.given;
+    --remaining;
+    return now.index;
+}
+
+} // namespace traces

@@ -2,10 +2,10 @@
 #                 [NO_INSTALL])
 #
 # Builds the processing module <name> as the library lib<name>.so from C, C++ and Fortran sources
-# (the project enables the languages it uses). Only the entry points preprocess_, process_ and
-# postprocess_ are visible outside the library. A name that neither the sources nor the libraries
-# define fails the link; one that the kernel does not have fails the loading of the module, with a
-# message, and not the host at the first call.
+# (the project enables the languages it uses). Only the entry points preprocess_, process_,
+# postprocess_, save_ and merge_ are visible outside the library. A name that neither the sources nor
+# the libraries define fails the link; one that the kernel does not have fails the loading of the
+# module, with a message, and not the host at the first call.
 #
 # The library and its manifest, as <name>.yaml, appear in VORN_MODULE_OUTPUT_DIR (by default
 # vorn_home/lib in the build directory: point VORN_HOME at vorn_home to try the module), and are
@@ -17,10 +17,11 @@
 # compilation; a changed manifest makes them anew. A VORN that was built without its host cannot read
 # manifests: it makes nothing, and only modules that ask for these sources fail to compile.
 #
-# C and C++ sources find the kit, vorn_kit.h and vorn_kit.hpp, vorn_stream.h and vorn_stream.hpp, which
-# know the module by the macro VORN_MODULE_NAME. Fortran sources can `use vorn_knl`, `use vorn_kit` and
-# `use vorn_stream`, which are compiled once per project with the project's compiler; a Fortran module
-# without a `preprocess` of its own gets the entry points of the kit, which call its `vorn_new_module`.
+# C and C++ sources find the kit, vorn_kit.h and vorn_kit.hpp, vorn_stream.h and vorn_stream.hpp,
+# vorn_parts.h and vorn_parts.hpp, which know the module by the macro VORN_MODULE_NAME. Fortran
+# sources can `use vorn_knl`, `use vorn_kit` and `use vorn_stream`, which are compiled once per
+# project with the project's compiler; a Fortran module without a `preprocess` of its own gets the
+# entry points of the kit, which call its `vorn_new_module`.
 
 set(VORN_MODULE_CMAKE_DIR ${CMAKE_CURRENT_LIST_DIR})
 set(VORN_MODULE_OUTPUT_DIR ${CMAKE_BINARY_DIR}/vorn_home/lib

@@ -76,11 +76,11 @@ int preprocess_(void)
 
     knl_bldOutputTraceBuffer(0, source->traceLength, source->sampleInterval, NULL);
     knl_getOutputTraceBuffer(&out, 0);
-    for (t = 0; t < source->traceCount; ++t)
+    for (t = 0; t < source->traceCount + source->laterTraces; ++t)
         for (i = 0; i < source->traces[t].attributeCount; ++i)
             knl_defineTraceAttribute(out, source->traces[t].attributes[i].name);
     knl_bldWorkTraceBuffer(0, source->traceLength, source->sampleInterval, 1, out);
-    knl_informTotalTracesNumber(out, source->traceCount);
+    knl_informTotalTracesNumber(out, source->traceCount - source->next);
     return 0;
 }
 

@@ -8,7 +8,17 @@
 #include "harness_data.h"
 
 #include <algorithm>
+#include <array>
+#include <cstdio>
 #include <cstdlib>
+#include <dlfcn.h>
+#include <filesystem>
+#include <iterator>
+#include <set>
+#include <stdexcept>
+#include <stdlib.h>
+#include <string_view>
+#include <utility>
 
 // Under the address sanitizer, too, memory that cannot be had is a null pointer and no abort:
 // modules are tested with that.
@@ -26,6 +36,8 @@ struct Recorder
 {
     HarnessResult& result;
     size_t lastStatistics = 0; // so many have come in the last phase
+    /// In a part: the messages that a job shows once and has shown, by module and key.
+    std::set<std::string>* sentOnce = nullptr;
 };
 
 HarnessResult& resultOf(void* recorder)
@@ -41,7 +53,13 @@ int onMessage(int type, char*, const char* module, const char* text, void* recor
 
 int onMessageArgument(const char* text, void* recorder)
 {
-    resultOf(recorder).arguments.push_back(text);
+    constexpr std::string_view once = "vorn.once ";
+    HarnessResult& result = resultOf(recorder);
+    std::set<std::string>* sent = static_cast<Recorder*>(recorder)->sentOnce;
+    if (sent == nullptr || std::string_view(text).substr(0, once.size()) != once)
+        result.arguments.push_back(text);
+    else if (!sent->insert(result.messages.back().module + " " + text).second)
+        result.messages.pop_back();
     return 0;
 }
 
@@ -146,19 +164,26 @@ void takeTrace(void* context, void* traceSet)
 
 // ---- What the source emits ----
 
-// The prepared traces in the form that a C module reads; points into `traces`.
+// The prepared traces in the form that a C module reads; points into `traces`. Those from `first`
+// on and before `end` are emitted.
 class SourceData
 {
 public:
-    SourceData(const std::vector<HarnessTrace>& traces, int sampleInterval, int tracesPerCall)
+    SourceData(const std::vector<HarnessTrace>& traces, int sampleInterval, int tracesPerCall,
+               std::size_t first, std::size_t end)
     {
         size_t length = 0;
         for (const HarnessTrace& trace : traces)
             length = std::max(length, trace.samples.size());
         for (const HarnessTrace& trace : traces)
             append(trace, length);
-        record = {cTraces.data(), static_cast<int>(cTraces.size()), static_cast<int>(length),
-                  sampleInterval, std::max(tracesPerCall, 1),       0};
+        record = {cTraces.data(),
+                  static_cast<int>(end),
+                  static_cast<int>(length),
+                  sampleInterval,
+                  std::max(tracesPerCall, 1),
+                  static_cast<int>(first),
+                  static_cast<int>(cTraces.size() - end)};
     }
 
     harness_source record;
@@ -284,49 +309,311 @@ void ModuleHarness::define(const std::string& attribute, int type, int dimension
     definitions.push_back({attribute, type, dimension, description});
 }
 
-HarnessResult ModuleHarness::run()
+// A job from its modules on to its end.
+class ModuleHarness::Run
 {
-    JobManager* job = JobManager::getInstance();
-    HarnessResult result;
+public:
+    using StateHook = std::function<void(const std::string&)>;
 
-    setenv("VORN_HOME", VORN_TEST_HOME, 1);
-    clearJob();
-    Recorder recorder{result};
-    installCallBacks(&recorder);
-    if (!projectDirectory.empty())
-        job->setProjectDir(QString::fromStdString(projectDirectory));
-    if (!scratchDirectory.empty())
-        job->setScratchDir(QString::fromStdString(scratchDirectory));
-    job->metaDataMap = jobMetadata;
-    for (const Definition& d : definitions)
-        job->addTraceAttributeDefinition(d.name, d.type, d.dimension, d.description, 0, 0, 0, 0, 0);
+    // Of the input, the traces from `first` on and before `end` are emitted.
+    Run(const ModuleHarness& harness, std::size_t first, std::size_t end)
+        : source(harness.input, harness.sampleInterval, harness.tracesPerCall, first, end)
+    {
+        setenv("VORN_HOME", VORN_TEST_HOME, 1);
+        clearJob();
+        installCallBacks(&recorder);
+        if (!harness.projectDirectory.empty())
+            job->setProjectDir(QString::fromStdString(harness.projectDirectory));
+        if (!harness.scratchDirectory.empty())
+            job->setScratchDir(QString::fromStdString(harness.scratchDirectory));
+        job->metaDataMap = harness.jobMetadata;
+        for (const Definition& d : harness.definitions)
+            job->addTraceAttributeDefinition(d.name, d.type, d.dimension, d.description, 0, 0, 0, 0,
+                                             0);
+        loadChain(harness);
+    }
+    Run(const Run&) = delete;
+    Run& operator=(const Run&) = delete;
+    ~Run() { clearJob(); }
 
-    SourceData source(input, sampleInterval, tracesPerCall);
-    harness_sink sink = {takeTrace, &result};
-    std::vector<HarnessModule> chain(modules.begin(), modules.end());
-    if (withSource)
-        chain.insert(chain.begin(), {"source",
-                                     "libharness_source.so",
-                                     {},
-                                     {},
-                                     {{"HARNESS", UniVar(static_cast<void*>(&source.record))}}});
-    if (withSink)
-        chain.push_back({"sink",
-                         "libharness_sink.so",
-                         {},
-                         {},
-                         {{"HARNESS", UniVar(static_cast<void*>(&sink))}}});
+    void preProcess()
+    {
+        if (result.loaded)
+            job->preProcessJob();
+        afterPreProcessing = result.messages.size();
+    }
 
-    const std::vector<ModuleEntity*> entities = loadAll(chain);
-    if (!entities.empty()) {
-        result.loaded = true;
-        for (size_t i = 1; i < entities.size(); ++i)
-            join(entities[i - 1], entities[i]);
-        job->preProcessJob();
-        job->processJob();
-        job->postProcessJob();
+    void process()
+    {
+        if (result.loaded)
+            job->processJob();
+    }
+
+    // Ends the job, which deletes the modules.
+    void postProcess()
+    {
+        if (result.loaded)
+            job->postProcessJob();
         result.jobMetadata = job->metaDataMap;
     }
-    clearJob();
-    return result;
+
+    // In place of that: saves the state of each module that can, in files of `directory`.
+    void save(const std::string& directory, const StateHook& before)
+    {
+        for (ModuleEntity* module : entities) {
+            if (!callWithFile(*module, "save_", directory, before))
+                continue;
+            module->postProcessFunction = [] { return 0; };
+        }
+        const std::size_t sent = result.messages.size();
+        postProcess();
+        result.messages.resize(sent); // the others end as in every run
+    }
+
+    void merge(const std::string& directory, const StateHook& before)
+    {
+        for (ModuleEntity* module : entities)
+            callWithFile(*module, "merge_", directory, before);
+    }
+
+    HarnessResult result;
+    Recorder recorder{result};
+    std::size_t afterPreProcessing = 0; // messages
+
+private:
+    void loadChain(const ModuleHarness& harness)
+    {
+        std::vector<HarnessModule> chain(harness.modules.begin(), harness.modules.end());
+        if (harness.withSource)
+            chain.insert(chain.begin(),
+                         {"source",
+                          "libharness_source.so",
+                          {},
+                          {},
+                          {{"HARNESS", UniVar(static_cast<void*>(&source.record))}}});
+        if (harness.withSink)
+            chain.push_back({"sink",
+                             "libharness_sink.so",
+                             {},
+                             {},
+                             {{"HARNESS", UniVar(static_cast<void*>(&sink))}}});
+        entities = loadAll(chain);
+        result.loaded = !entities.empty();
+        for (size_t i = 1; i < entities.size(); ++i)
+            join(entities[i - 1], entities[i]);
+    }
+
+    // Whether the module has the entry point, which is then called with a path without a NUL.
+    bool callWithFile(ModuleEntity& module, const char* entryPoint, const std::string& directory,
+                      const StateHook& before)
+    {
+        using Function = int (*)(const char*, int);
+        const auto call = reinterpret_cast<Function>(dlsym(module.moduleLibraryHandle, entryPoint));
+        if (call == nullptr)
+            return false;
+        const std::string path = directory + "/" + module.moduleName;
+        if (before)
+            before(path);
+        job->setActiveModule(&module);
+        const int code = call((path + "x").c_str(), static_cast<int>(path.size()));
+        job->setActiveModule(nullptr);
+        const bool hasFailed = !result.messages.empty() && result.messages.back().type == 4;
+        if (code != 0 && !hasFailed)
+            result.messages.push_back({4, module.moduleName,
+                                       std::string(entryPoint) + " returned " +
+                                           std::to_string(code) + " without a message"});
+        return true;
+    }
+
+    JobManager* job = JobManager::getInstance();
+    SourceData source;
+    harness_sink sink = {takeTrace, &result};
+    std::vector<ModuleEntity*> entities;
+};
+
+HarnessResult ModuleHarness::run()
+{
+    Run run(*this, 0, input.size());
+    run.preProcess();
+    run.process();
+    run.postProcess();
+    return std::move(run.result);
+}
+
+namespace {
+
+// A directory that goes with what is in it.
+class ScratchDirectory
+{
+public:
+    ScratchDirectory()
+    {
+        std::string pattern = (std::filesystem::temp_directory_path() / "partsXXXXXX").string();
+        if (mkdtemp(pattern.data()) == nullptr)
+            throw std::runtime_error("no directory for the parts can be made");
+        path = pattern;
+    }
+    ScratchDirectory(const ScratchDirectory&) = delete;
+    ScratchDirectory& operator=(const ScratchDirectory&) = delete;
+    ~ScratchDirectory() { std::filesystem::remove_all(path); }
+
+    std::string part(std::size_t number) const
+    {
+        const std::filesystem::path folder = path / std::to_string(number);
+        std::filesystem::create_directories(folder);
+        return folder.string();
+    }
+
+private:
+    std::filesystem::path path;
+};
+
+// What a part adds to the result of all: its traces, and what was said while processing and after.
+void addPart(HarnessResult& all, HarnessResult& part, std::size_t firstMessage)
+{
+    if (!all.traces.empty() && !part.traces.empty())
+        all.traces.back().flag = 0;
+    std::move(part.traces.begin(), part.traces.end(), std::back_inserter(all.traces));
+    if (part.traceLength > 0) {
+        all.traceLength = part.traceLength;
+        all.sampleInterval = part.sampleInterval;
+    }
+    std::move(part.messages.begin() + static_cast<std::ptrdiff_t>(firstMessage),
+              part.messages.end(), std::back_inserter(all.messages));
+    for (const auto& [module, bytes] : part.bytesLeft)
+        all.bytesLeft[module] += bytes;
+}
+
+} // namespace
+
+HarnessResult ModuleHarness::runInParts(const std::vector<std::size_t>& cuts)
+{
+    const ScratchDirectory states;
+    HarnessResult parts;
+    std::set<std::string> sentOnce; // MODULE and key
+    for (std::size_t i = 0; i <= cuts.size(); ++i) {
+        const std::size_t first = i == 0 ? 0 : cuts[i - 1];
+        const std::size_t end = i == cuts.size() ? input.size() : cuts[i];
+        Run part(*this, first, end);
+        part.recorder.sentOnce = &sentOnce;
+        JobManager::getInstance()->metaDataMap["vorn.part"] =
+            std::to_string(i + 1) + " " + std::to_string(cuts.size() + 1) + " " +
+            std::to_string(first) + " " + std::to_string(input.size());
+        part.preProcess();
+        part.process();
+        part.save(states.part(i), beforeSave);
+        addPart(parts, part.result, part.afterPreProcessing);
+    }
+
+    Run merge(*this, 0, input.size());
+    merge.preProcess();
+    std::move(parts.messages.begin(), parts.messages.end(),
+              std::back_inserter(merge.result.messages));
+    for (std::size_t i = 0; i <= cuts.size(); ++i)
+        merge.merge(states.part(i), beforeMerge);
+    merge.postProcess();
+    merge.result.traces = std::move(parts.traces);
+    merge.result.traceLength = parts.traceLength;
+    merge.result.sampleInterval = parts.sampleInterval;
+    for (const auto& [module, bytes] : parts.bytesLeft)
+        merge.result.bytesLeft[module] += bytes;
+    return std::move(merge.result);
+}
+
+namespace {
+
+// What of a result is compared, one fact a line.
+class Facts
+{
+public:
+    explicit Facts(const HarnessResult& result)
+    {
+        for (const HarnessMessage& message : result.messages)
+            addMessage(message);
+        for (const std::string& argument : result.arguments)
+            lines.push_back("argument " + argument);
+        for (const std::string& command : result.commands)
+            lines.push_back("command " + command);
+        for (const HarnessPad& pad : result.pads)
+            addPad(pad);
+        addMap("job metadata", result.jobMetadata);
+        for (const auto& [module, values] : result.moduleMetadata)
+            addMap("metadata of " + module, values);
+        for (const auto& [module, bytes] : result.bytesLeft)
+            lines.push_back("bytes left by " + module + " " + std::to_string(bytes));
+        for (const HarnessTrace& trace : result.traces)
+            addTrace(trace);
+    }
+
+    std::vector<std::string> lines;
+
+private:
+    // The kernel's announcements of phases are those of each job.
+    void addMessage(const HarnessMessage& message)
+    {
+        if (message.module != "Kernel" && message.text.rfind("**********", 0) != 0)
+            lines.push_back("message " + std::to_string(message.type) + " of " + message.module +
+                            ": " + message.text);
+    }
+
+    // Floats with all their bits.
+    void addFloats(std::string line, const std::vector<float>& values)
+    {
+        for (const float value : values) {
+            std::array<char, 40> text{};
+            std::snprintf(text.data(), text.size(), " %a", static_cast<double>(value));
+            line += text.data();
+        }
+        lines.push_back(std::move(line));
+    }
+
+    void addPad(const HarnessPad& pad)
+    {
+        lines.push_back("pad " + std::to_string(pad.ident) + " " + std::to_string(pad.type) + " " +
+                        std::to_string(pad.align) + " " + std::to_string(pad.visible) + " " +
+                        pad.title);
+        for (const plotCommandStruct& c : pad.commands)
+            addFloats("pad command " + std::to_string(c.cmdType) + " " + std::to_string(c.ipen) +
+                          " " + std::to_string(c.ndec) + " " + std::to_string(c.inteq) + " " +
+                          std::to_string(c.inchar),
+                      {c.xpage, c.ypage, c.height, c.fpn, c.angle, c.factor});
+        for (const std::string& text : pad.texts)
+            lines.push_back("pad text " + text);
+        for (const std::vector<float>& trace : pad.traces)
+            addFloats("pad trace", trace);
+    }
+
+    void addMap(const std::string& name, const std::map<std::string, std::string>& values)
+    {
+        for (const auto& [key, value] : values) {
+            if (key != "vorn.part")
+                lines.push_back(name + ": " + key + " = " + value);
+        }
+    }
+
+    void addTrace(const HarnessTrace& trace)
+    {
+        std::string line = "trace, flag " + std::to_string(trace.flag);
+        for (const auto& [name, value] : trace.attributes)
+            line += " " + name + "=" + value.getStrValue();
+        addFloats(line, trace.samples);
+    }
+};
+
+} // namespace
+
+std::string differenceOf(const HarnessResult& expected, const HarnessResult& actual)
+{
+    const Facts one(expected);
+    const Facts other(actual);
+    const std::size_t both = std::min(one.lines.size(), other.lines.size());
+    std::size_t i = 0;
+    while (i < both && one.lines[i] == other.lines[i])
+        ++i;
+    if (i == one.lines.size() && i == other.lines.size())
+        return "";
+    const auto line = [i](const Facts& facts) {
+        return i < facts.lines.size() ? facts.lines[i] : std::string("the end");
+    };
+    return "expected: " + line(one) + "\nis:       " + line(other);
 }

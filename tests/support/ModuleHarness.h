@@ -8,7 +8,9 @@
 #include "UniVar.h"
 #include "hostcallbacks.h"
 
+#include <cstddef>
 #include <deque>
+#include <functional>
 #include <map>
 #include <string>
 #include <vector>
@@ -100,6 +102,10 @@ public:
     std::string scratchDirectory;    ///< likewise
     std::map<std::string, std::string> jobMetadata; ///< the job's, before it runs
 
+    /// In `runInParts`, where set: called with the file of each module before it is written, and
+    /// before it is read.
+    std::function<void(const std::string&state)> beforeSave, beforeMerge;
+
     /// Adds a trace to the input. All traces get the length of the longest, with zeros behind.
     void push(std::vector<float> samples, std::map<std::string, UniVar> attributes = {});
 
@@ -115,7 +121,15 @@ public:
     /// Runs the three phases once.
     HarnessResult run();
 
+    /// Runs the job in parts, a job each, and merges them in a last job. What comes back is to be
+    /// what `run` gives: traces, and messages sent while processing, of all parts in order; all
+    /// else of the last job. A fatal message of a part is there too.
+    ///
+    /// @param cuts  traces of the input before each part but the first, ascending
+    HarnessResult runInParts(const std::vector<std::size_t>& cuts);
+
 private:
+    class Run;
     struct Definition
     {
         std::string name;
@@ -127,5 +141,9 @@ private:
     std::deque<HarnessModule> modules;
     std::vector<Definition> definitions;
 };
+
+/// The first difference between two results, as text; empty where messages, pads, metadata, traces
+/// and all else that a user sees are equal, with all bits of floats.
+std::string differenceOf(const HarnessResult& expected, const HarnessResult& actual);
 
 #endif

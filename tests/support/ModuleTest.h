@@ -9,7 +9,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstddef>
+#include <iterator>
+#include <random>
 #include <string>
+#include <utility>
 #include <vector>
 
 /// Lists as modules receive them from a job file.
@@ -64,6 +69,24 @@ protected:
         EXPECT_THAT(result.traces, testing::IsEmpty());
         EXPECT_THAT(result.jobMetadata["vorn.failed"], testing::EndsWith(": " + message));
         expectNoMemoryLeft();
+    }
+
+    /// Runs the job once, and in 1, 2, 3 and 7 parts, cut at random: all are the same. `units` are
+    /// the numbers of traces after which the input may be cut; anywhere where it is empty.
+    void expectSameInParts(std::vector<std::size_t> units = {})
+    {
+        const bool isAnywhere = units.empty();
+        result = harness.run();
+        ASSERT_TRUE(result.loaded);
+        for (std::size_t cut = 1; isAnywhere && cut < harness.input.size(); ++cut)
+            units.push_back(cut);
+        std::mt19937 random(20);
+        for (const std::size_t parts : {1, 2, 3, 7}) {
+            std::vector<std::size_t> cuts;
+            std::sample(units.begin(), units.end(), std::back_inserter(cuts), parts - 1, random);
+            EXPECT_EQ(differenceOf(result, harness.runInParts(cuts)), "")
+                << "in parts that begin after " << testing::PrintToString(cuts) << " traces";
+        }
     }
 
     std::vector<std::string> messages(int type) { return result.messagesOf(type, names.back()); }

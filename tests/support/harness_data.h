@@ -30,6 +30,7 @@ typedef struct harness_source
     int sampleInterval; /**< microseconds */
     int tracesPerCall;  /**< at most so many traces from one call of the source, at least 1 */
     int next;           /**< the trace to emit next, counted from 0; moved on by the source */
+    int laterTraces;    /**< behind `traceCount`: not emitted, but their attributes are defined */
 } harness_source;
 
 typedef struct harness_sink

@@ -2,6 +2,7 @@
 
 #include "base/Escaping.h"
 #include "base/Text.h"
+#include "base/TextLayout.h"
 #include "parts/Cuts.h"
 #include "parts/Stages.h"
 #include "run/Console.h"

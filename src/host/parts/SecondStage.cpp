@@ -55,8 +55,6 @@ SecondStage::~SecondStage()
         one.module->processFunction = one.function;
         one.module->respectEOD = one.respectEnd;
     }
-    for (Producers& one : producers)
-        one.channel->inputModules = std::move(one.modules);
     // The droppers keep their queues until the manager deletes them with all modules.
     for (Consumers& one : consumers)
         one.channel->outputModules.insert(one.channel->outputModules.end(), one.modules.begin(),
@@ -68,29 +66,25 @@ SecondStage::~SecondStage()
 
 void SecondStage::addStandIns(const RunView& view, const Plan& plan, const std::string& directory)
 {
-    for (std::size_t i = 0; i < plan.spools.size(); ++i) {
-        const PlannedSpool& spool = plan.spools[i];
-        ModuleEntity* module = view.modules[static_cast<std::size_t>(spool.module)];
-        auto known = std::find_if(standIns.begin(), standIns.end(),
-                                  [=](const StandIn& one) { return one.module == module; });
-        if (known == standIns.end()) {
-            standIns.push_back({module, {}, module->processFunction, module->respectEOD});
-            known = standIns.end() - 1;
+    for (std::size_t i = 0; i < view.modules.size(); ++i) {
+        ModuleEntity* module = view.modules[i];
+        if (plan.modules[i].stage != Stage::parts || module->outputDataChannels.empty())
+            continue;
+        // Called without traces in its inputs, when those before it have ended.
+        StandIn one = {module, {}, module->processFunction, module->respectEOD};
+        for (std::size_t number = 0; number < plan.spools.size(); ++number) {
+            const PlannedSpool& spool = plan.spools[number];
+            if (spool.module != static_cast<int>(i))
+                continue;
+            Feed feed;
+            feed.out = module->getOutputDataChannel(spool.port);
+            for (std::size_t part = 1; part <= plan.parts.size(); ++part)
+                feed.files.push_back(spoolPath(directory, static_cast<int>(part), number));
+            one.feeds.push_back(std::move(feed));
         }
-        Feed feed;
-        feed.out = module->getOutputDataChannel(spool.port);
-        for (std::size_t part = 1; part <= plan.parts.size(); ++part)
-            feed.files.push_back(spoolPath(directory, static_cast<int>(part), i));
-        known->feeds.push_back(std::move(feed));
-    }
-    for (const StandIn& one : standIns) {
-        // Called without traces in its inputs, for which nobody is asked.
-        one.module->processFunction = giveTraces;
-        one.module->respectEOD = true;
-        for (DataChannel* input : one.module->inputDataChannels) {
-            producers.push_back({input, input->inputModules});
-            input->inputModules.clear();
-        }
+        standIns.push_back(std::move(one));
+        module->processFunction = giveTraces;
+        module->respectEOD = true;
     }
 }
 
@@ -135,7 +129,6 @@ void SecondStage::hideFirstStage(const RunView& view, const Plan& plan)
                       view.modules[i]->outputDataChannels.end());
     }
     for (const StandIn& one : standIns) {
-        hidden.erase(one.module);
         for (const Feed& feed : one.feeds)
             unread.erase(feed.out);
     }

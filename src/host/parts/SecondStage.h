@@ -17,9 +17,9 @@ class DataChannel;
 namespace host {
 
 /// As long as it lives, the kernel processes only the modules of the second stage. Those of the
-/// first whose outputs they read give the traces of the spools in place of their own work; all
-/// others are not there. Everything else of the job stays as it is connected, so that modules find
-/// the metadata of those before them.
+/// first whose outputs they read give the traces of the spools in place of their own work, and
+/// those before them end at once; sinks of the first stage are not there. Everything else of the
+/// job stays as it is connected, so that modules find the metadata of those before them.
 ///
 /// At most one object exists at a time.
 class SecondStage
@@ -44,18 +44,13 @@ private:
         bool advance(); ///< to a file that has a trace; false at the end
         void give();    ///< the next trace
     };
-    /// A module of the first stage that gives the traces of spools.
+    /// A module of the first stage, which gives the traces of spools, if any, and ends.
     struct StandIn
     {
         ModuleEntity* module = nullptr;
         std::vector<Feed> feeds;
         int (*function)() = nullptr; ///< its own
         bool respectEnd = false;     ///< likewise
-    };
-    struct Producers
-    {
-        DataChannel* channel = nullptr;
-        std::vector<ModuleEntity*> modules;
     };
     struct Consumers
     {
@@ -71,7 +66,6 @@ private:
     JobManager& manager;
     std::vector<StandIn> standIns;
     std::vector<ModuleEntity*> allModules; ///< of the manager
-    std::vector<Producers> producers;      ///< that were taken from inputs of stand-ins
     std::vector<Consumers> consumers;      ///< of the first stage, taken from tees
     std::vector<ModuleEntity*> droppers;   ///< in their place
 };

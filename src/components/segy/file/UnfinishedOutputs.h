@@ -48,8 +48,8 @@ VORN_SEGY_EXPORT bool isCompletedOutput(const struct stat& status) noexcept;
 /// Whether `stopOutputs` has been called.
 VORN_SEGY_EXPORT bool outputsAreStopped() noexcept;
 
-/// The temporary file of one output, and its entry in the registry. OutputFile is the only user.
-class UnfinishedOutput
+/// The temporary file of one output, and its entry in the registry. OutputFile and the command use it.
+class VORN_SEGY_EXPORT UnfinishedOutput
 {
 public:
     UnfinishedOutput() = default; ///< without a file

@@ -218,6 +218,11 @@ private:
 
     std::string obstacleOfSource(int module) const
     {
+        const ResolvedModule& one = job.modules[at(module)];
+        const std::string& range = specOf(one).rangeParameter;
+        if (findParameter(one, range) != nullptr)
+            return fmt::format("{} has a range of its own ({}), by which the job would be cut",
+                               one.name, range);
         const auto known = traces.find(module);
         if (known == traces.end() || largest < 0 || known->second == traces.at(largest))
             return "";

@@ -28,6 +28,12 @@ bool differs(const CutRule& rule, const double* before, const double* behind)
     });
 }
 
+// Whether the traces of a run are counted.
+bool hasBlocks(const CutRule& rule)
+{
+    return rule.block > 1 && !rule.columns.empty();
+}
+
 /// The end of a share, on its way to the next place that suits all rules.
 ///
 /// Traces behind it are looked at one by one. Where a rule has blocks, they count from the first
@@ -48,7 +54,6 @@ public:
     /// Goes on as far as the traces are known.
     void advance()
     {
-        inherit();
         wantsBehind = false;
         while (!isFound && next < limit) {
             const std::optional<bool> boundary = isBoundary();
@@ -60,6 +65,30 @@ public:
         }
     }
 
+    bool isSearching() const { return !isFound && next < limit; }
+
+    /// Has the end of the share before look back, where its runs reach up to here.
+    void ask() const
+    {
+        if (before != nullptr && needsRuns() && low <= floor())
+            before->wantsBefore = true;
+    }
+
+    /// Takes over what the end of the share before knows of runs that reach up to here.
+    void inherit()
+    {
+        if (!needsRuns() || low > floor())
+            return;
+        for (std::size_t i = 0; i < rules->size(); ++i) {
+            if (firstRuns[i])
+                continue;
+            if (before == nullptr)
+                learn(i, 0);
+            else if (before->firstRuns[i])
+                learn(i, *before->firstRuns[i]);
+        }
+    }
+
     /// The place that was found; nothing as long as none is, and where the next share searches on.
     std::optional<int64_t> found() const { return isFound ? std::optional(next) : std::nullopt; }
 
@@ -67,7 +96,7 @@ public:
     std::vector<PlannedPart> wanted()
     {
         std::vector<PlannedPart> ranges;
-        if (wantsBefore && low > floor()) {
+        if (needsRuns() && low > floor()) {
             const int64_t first = std::max(floor(), low - window);
             ranges.push_back({first, low - first});
         }
@@ -101,6 +130,10 @@ private:
     // Whether `next` may begin a part; nothing when more has to be read, which is noted.
     std::optional<bool> isBoundary()
     {
+        if (width > 0 && next >= high) {
+            wantsBehind = true;
+            return std::nullopt;
+        }
         std::optional<bool> all = true;
         for (std::size_t i = 0; i < rules->size(); ++i) {
             const std::optional<bool> one = isBoundary((*rules)[i], runs[i]);
@@ -116,10 +149,6 @@ private:
     {
         if (rule.columns.empty())
             return next % rule.block == 0;
-        if (next >= high) {
-            wantsBehind = true;
-            return std::nullopt;
-        }
         if (rule.block == 1 || differs(rule, valuesOf(next - 1), valuesOf(next)))
             return true;
         if (rule.block == 0)
@@ -131,12 +160,12 @@ private:
         return (next - *run) % rule.block == 0;
     }
 
-    // Notes which runs begin at `next`, and goes past it. Where no rule has asked for its values,
-    // none is needed.
+    // Notes which runs begin at `next`, and goes past it.
     void step()
     {
-        for (std::size_t i = 0; next < high && i < rules->size(); ++i) {
-            if (differs((*rules)[i], valuesOf(next - 1), valuesOf(next)))
+        for (std::size_t i = 0; i < rules->size(); ++i) {
+            if (!(*rules)[i].columns.empty() &&
+                differs((*rules)[i], valuesOf(next - 1), valuesOf(next)))
                 runs[i] = next;
         }
         ++next;
@@ -147,8 +176,8 @@ private:
         if (ahead.empty()) {
             firstAhead = range.first;
             lowValues.assign(given, given + width);
-        } else { // of those behind us, only the last is needed
-            const int64_t keep = std::min(next, high) - 1;
+        } else {                           // of those behind us, only the last is needed
+            const int64_t keep = next - 1; // next is high
             ahead.erase(ahead.begin(), ahead.begin() + (valuesOf(keep) - ahead.data()));
             firstAhead = keep;
         }
@@ -171,21 +200,16 @@ private:
         low = range.first;
     }
 
-    // From the end of the share before, where its run reaches up to here.
-    void inherit()
+    // Whether the run of a rule is asked for, and not known.
+    bool needsRuns() const
     {
-        if (!wantsBefore || low > floor())
-            return;
+        if (!wantsBefore)
+            return false;
         for (std::size_t i = 0; i < rules->size(); ++i) {
-            if (firstRuns[i])
-                continue;
-            if (before == nullptr)
-                learn(i, 0);
-            else if (before->firstRuns[i])
-                learn(i, *before->firstRuns[i]);
-            else
-                before->wantsBefore = true;
+            if (!firstRuns[i] && hasBlocks((*rules)[i]))
+                return true;
         }
+        return false;
     }
 
     // The run of rule `i` that holds the trace before `place` begins at `trace`.
@@ -249,21 +273,23 @@ void readFor(std::vector<Request>& requests, std::size_t width, const ValueReade
                                     values.data() + static_cast<std::size_t>(offsets[i]) * width);
 }
 
-// Until none of them has to read on. The first ones come first: later ones learn from them.
+// Until none of them searches any more.
 void findAll(std::deque<Candidate>& candidates, std::size_t width, const ValueReader& read)
 {
-    while (true) {
+    const auto isSearching = [](const Candidate& candidate) { return candidate.isSearching(); };
+    while (std::any_of(candidates.begin(), candidates.end(), isSearching)) {
         for (Candidate& candidate : candidates)
             candidate.advance();
+        for (auto candidate = candidates.rbegin(); candidate != candidates.rend(); ++candidate)
+            candidate->ask();
         std::vector<Request> requests;
-        // From the last one on, which may have asked those before it to look back.
-        for (auto candidate = candidates.rbegin(); candidate != candidates.rend(); ++candidate) {
-            for (const PlannedPart& range : candidate->wanted())
-                requests.push_back({&*candidate, range});
+        for (Candidate& candidate : candidates) {
+            candidate.inherit();
+            for (const PlannedPart& range : candidate.wanted())
+                requests.push_back({&candidate, range});
         }
-        if (requests.empty())
-            return;
-        readFor(requests, width, read);
+        if (!requests.empty())
+            readFor(requests, width, read);
     }
 }
 
@@ -280,9 +306,11 @@ std::vector<PlannedPart> cutsFor(int64_t traces, int64_t parts, const std::vecto
     const auto endOf = [whole = traces / shares, rest = traces % shares](int64_t share) {
         return share * whole + std::min(share, rest);
     };
+    const bool needsValues = std::any_of(rules.begin(), rules.end(),
+                                         [](const CutRule& rule) { return !rule.columns.empty(); });
     std::deque<Candidate> candidates; // which know each other
     for (int64_t share = 1; share < shares; ++share)
-        candidates.emplace_back(rules, width, endOf(share), endOf(share + 1),
+        candidates.emplace_back(rules, needsValues ? width : 0, endOf(share), endOf(share + 1),
                                 candidates.empty() ? nullptr : &candidates.back());
     findAll(candidates, width, read);
 

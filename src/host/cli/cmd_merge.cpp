@@ -12,6 +12,7 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <fmt/format.h>
+#include <fstream>
 #include <sys/file.h>
 #include <unistd.h>
 
@@ -69,11 +70,14 @@ private:
     {
         std::vector<Receipt> receipts;
         std::vector<std::string> missing;
+        std::string failures;
         const int parts = static_cast<int>(planned.plan.parts.size());
         for (int part = 1; part <= parts; ++part) {
             const std::string path = receiptPath(planned.directory, part);
             if (!fs::exists(path)) {
                 missing.push_back(std::to_string(part));
+                if (failures.size() < 1000)
+                    failures += failureOf(planned.directory, part);
                 continue;
             }
             receipts.push_back(readReceipt(path));
@@ -86,22 +90,64 @@ private:
         }
         if (!missing.empty())
             throw CommandError(fmt::format(
-                "{} of {} parts have not ended: {}; \"vorn status\" tells which, and nothing has "
-                "got its name",
-                missing.size(), parts, joined(missing, ",")));
+                "{} of {} parts have no receipt: {}; \"vorn status\" tells more, \"vorn part\" "
+                "runs them again, and nothing has got its name{}",
+                missing.size(), parts, joined(missing, ","), failures));
         return receipts;
+    }
+
+    // The last word of a part that has failed; "" when it has not said any.
+    static std::string failureOf(const std::string& directory, int part)
+    {
+        const std::string path = failurePath(directory, part);
+        if (!fs::exists(path))
+            return "";
+        std::string text;
+        for (const PartMessage& one : readReceipt(path).messages) {
+            if (one.message.severity >= errorSeverity)
+                text = fmt::format("\npart {}: {}: {}", part, one.message.module, one.message.text);
+        }
+        return text;
     }
 
     MergeRun merging;
 };
+
+// Exists when the job has ended, and says when.
+std::string endPath(const PlannedJob& planned)
+{
+    return (fs::path(planned.directory) / "merged").string();
+}
+
+void refuseSecondMerge(const PlannedJob& planned)
+{
+    if (fs::exists(endPath(planned)))
+        throw CommandError("the plan in " + quote(planned.directory) +
+                           " has been merged; its outputs have their names");
+}
+
+// Spools may be as large as the data.
+void noteEnd(const PlannedJob& planned)
+{
+    std::ofstream(endPath(planned)) << "merged\n";
+    std::error_code error;
+    for (int part = 1; part <= static_cast<int>(planned.plan.parts.size()); ++part) {
+        for (std::size_t spool = 0; spool < planned.plan.spools.size(); ++spool)
+            fs::remove(spoolPath(planned.directory, part, spool), error);
+    }
+}
 
 int runMerge(const Arguments& arguments)
 {
     checkTimeLimit(arguments);
     const PlannedJob planned = loadPlannedJob(arguments);
     const MergeLock lock(planned.directory);
+    refuseSecondMerge(planned);
     StoredParts parts(planned);
-    return runJob(arguments, planned.loaded, &parts);
+    const int code = runJob(arguments, planned.loaded, &parts);
+    if (code == exitDone)
+        noteEnd(planned);
+    return code;
 }
 
 } // namespace

@@ -3,8 +3,11 @@
 #include "base/Escaping.h"
 #include "base/Text.h"
 #include "cli/PlannedJob.h"
+#include "cli/RunInParts.h"
 #include "file/PartOutputs.h"
 #include "parts/LiveFile.h"
+#include "parts/PartNumber.h"
+#include "parts/PartProcesses.h"
 #include "parts/PartRun.h"
 #include "run/Console.h"
 #include "run/InputDigests.h"
@@ -27,22 +30,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-int partNumber(const std::string& text, const PlannedJob& planned)
-{
-    const int parts = static_cast<int>(planned.plan.parts.size());
-    std::size_t end = 0;
-    int number = 0;
-    try {
-        number = std::stoi(text, &end);
-    } catch (const std::exception&) {
-        end = 0;
-    }
-    if (end == 0 || end != text.size() || number < 1 || number > parts)
-        throw CommandError(fmt::format("the part is {}; the plan in {} has parts 1 to {}",
-                                       quote(text), quote(planned.directory), parts));
-    return number;
-}
-
 std::string machineName()
 {
     char name[256] = "";
@@ -57,12 +44,15 @@ void tell(const RunMessage& message)
                      escaped(message.module).c_str(), escaped(message.text).c_str());
 }
 
+void writeError(const std::string& text)
+{
+    [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, text.data(), text.size());
+}
+
 void cleanUp(int signal, const ScratchSpace& scratch)
 {
     scratch.remove();
-    const std::string text =
-        fmt::format("vorn: the part was ended by signal {}; run it again\n", signal);
-    [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, text.data(), text.size());
+    writeError(fmt::format("vorn: the part was ended by signal {}; run it again\n", signal));
 }
 
 void addReadings(const InputDigests& digests, const ResolvedJob& job, Receipt& receipt)
@@ -117,29 +107,80 @@ int runOnePart(const PlannedJob& planned, int part)
     return exitDone;
 }
 
+// Parts without a receipt.
+std::vector<int> missingParts(const PlannedJob& planned)
+{
+    std::vector<int> parts;
+    for (int part = 1; part <= static_cast<int>(planned.plan.parts.size()); ++part) {
+        if (!fs::exists(receiptPath(planned.directory, part)))
+            parts.push_back(part);
+    }
+    return parts;
+}
+
+int runMissingParts(const Arguments& arguments, const PlannedJob& planned)
+{
+    const std::vector<int> parts = missingParts(planned);
+    PartProcesses processes(jobsAtATime(arguments));
+    const InterruptWatch interrupts([&](int signal) {
+        processes.stop(signal);
+        writeError(fmt::format("vorn: the parts were ended by signal {}\n", signal));
+    });
+    Console console;
+    {
+        const Progress progress(console,
+                                Console::isTerminal() ? ProgressMode::bar : ProgressMode::lines, 10,
+                                [&] { return processes.progress(); });
+        processes.run(planned.directory, parts);
+    }
+    if (processes.failures().empty())
+        return exitDone;
+    const auto [part, code] = *processes.failures().begin();
+    for (const PartMessage& one : processes.failureOf(part).messages)
+        tell(one.message);
+    throw CommandError(fmt::format("part {} has failed; all its messages are in {}", part,
+                                   quote(logPath(planned.directory, part))),
+                       code == exitTryAgain ? exitTryAgain : exitJobErrors);
+}
+
 int runPart(const Arguments& arguments)
 {
     const PlannedJob planned = loadPlannedJob(arguments);
-    return runOnePart(planned, partNumber(arguments.text("K"), planned));
+    if (arguments.text("K") == "missing")
+        return runMissingParts(arguments, planned);
+    if (arguments.has("--jobs"))
+        throw CommandError("--jobs: this is for several parts; give \"missing\" in place of K");
+    const PartChoice choice =
+        partNumber(arguments.text("K"), static_cast<int>(planned.plan.parts.size()));
+    if (choice.part == 0) {
+        writeError("vorn: " + choice.idle + "\n");
+        return exitDone;
+    }
+    return runOnePart(planned, choice.part);
 }
 
 } // namespace
 
 Command partCommand()
 {
-    return {"part",
-            runPart,
-            "Run one part of a planned job",
-            "Runs part K of the plan that \"vorn plan\" has made in the directory DIR: the modules "
-            "that work in parts, on its range of the traces. It writes its traces to their places "
-            "in the outputs, which have no final names yet, and leaves a receipt in DIR. Parts may "
-            "run in any order, on any machine that sees the same files, and again: the same part "
-            "gives the same bytes.\n\n"
-            "The exit code is 75 when the machine was at fault, as a full disk, and the same call "
-            "may succeed later; 1 when the job has an error.",
-            {planArgument(), {"K", "the part, from 1", ValueKind::text}},
-            {},
-            {{"vorn part run1 3", "run part 3"}}};
+    return {
+        "part",
+        runPart,
+        "Run one part of a planned job",
+        "Runs part K of the plan that \"vorn plan\" has made in the directory DIR: the modules "
+        "that work in parts, on its range of the traces. It writes its traces to their places "
+        "in the outputs, which have no final names yet, and leaves a receipt in DIR. Parts may "
+        "run in any order, on any machine that sees the same files, and again: the same part "
+        "gives the same bytes.\n\n"
+        "The exit code is 75 when the machine was at fault, as a full disk, and the same call "
+        "may succeed later; 1 when the job has an error.",
+        {planArgument(),
+         {"K", "the part, from 1; \"auto\": the one that the batch system or launcher tells; "
+               "\"missing\": all that have no receipt"}},
+        {{"--jobs", "N", "with \"missing\": so many parts at a time; auto is one for each core"}},
+        {{"vorn part run1 3", "run part 3"},
+         {"vorn part run1 auto", "the part of this task of a batch system's array"},
+         {"vorn part run1 missing --jobs auto", "all that have not ended, on all cores"}}};
 }
 
 } // namespace host

@@ -78,7 +78,8 @@ int runPlan(const Arguments& arguments)
     const bool isDry = arguments.has("--dry-run");
     const std::string directory = arguments.text("--output");
     if (!isDry && directory.empty())
-        throw CommandError("plan: --output DIR, or --dry-run, is missing (see \"vorn plan --help\")");
+        throw CommandError(
+            "plan: --output DIR, or --dry-run, is missing (see \"vorn plan --help\")");
     Plan plan = planJob(loaded.job, partsFor(arguments, loaded.job));
     const std::string text = describePlan(plan);
     std::fwrite(text.data(), 1, text.size(), stdout);

@@ -33,35 +33,36 @@ Command runCommand()
     options.insert(options.end(), own.begin(), own.end());
     const std::vector<OptionSpec> each = eachOptions();
     options.insert(options.end(), each.begin(), each.end());
-    return {"run",
-            runRun,
-            "Run a job",
-            "Checks the job as \"vorn check\" does, and runs it when there are no errors. Messages "
-            "of the modules go to standard error with time, severity and module. At the end, a "
-            "table on standard output lists for each module the traces that it took and gave, its "
-            "time, its share of the run time and its memory.\n\n"
-            "The exit code is 1 when a module reported an error. Ctrl-C ends the job at once: the "
-            "scratch file and incomplete outputs are removed, other files that modules have left "
-            "are listed, and the exit code is 130. The same happens with exit code 1 when the time "
-            "of --time-limit has passed, counted from the start of the command, and when a module "
-            "ends the process. The message names the module that was running.\n\n"
-            "With --each, the job is run for each file that the pattern matches, which takes the "
-            "place of the file that the job reads. Each run is a process with a folder of its own "
-            "in the directory of --into: report, JSON, pictures, messages, and outputs with "
-            "relative names. index.html in that directory lists all files. A failed file keeps no "
-            "other from being run; the exit code is then 1.\n\n"
-            "With --jobs alone, the job runs in parts, each a process on a range of the traces, and "
-            "its outputs, pictures and facts are the same as with one process. What cannot run in "
-            "parts runs in one process when they have ended; \"vorn plan JOB.yaml --dry-run\" "
-            "says what that is, and why.",
-            {jobArgument()},
-            options,
-            {{"vorn run job.yaml", "run a job"},
-             {"vorn run job.yaml --report job.html", "run it and write a page with pictures"},
-             {"vorn run job.yaml --set read.file=other.sgy", "the same job on another file"},
-             {"vorn run job.yaml --pictures out --log out/run.log", "pictures, and all messages"},
-             {"vorn run job.yaml --jobs auto", "the same job on all cores"},
-             {"vorn run job.yaml --each 'data/*.sgy' --jobs 4", "the same job on many files"}}};
+    return {
+        "run",
+        runRun,
+        "Run a job",
+        "Checks the job as \"vorn check\" does, and runs it when there are no errors. Messages "
+        "of the modules go to standard error with time, severity and module. At the end, a "
+        "table on standard output lists for each module the traces that it took and gave, its "
+        "time, its share of the run time and its memory.\n\n"
+        "The exit code is 1 when a module reported an error. Ctrl-C ends the job at once: the "
+        "scratch file and incomplete outputs are removed, other files that modules have left "
+        "are listed, and the exit code is 130. The same happens with exit code 1 when the time "
+        "of --time-limit has passed, counted from the start of the command, and when a module "
+        "ends the process. The message names the module that was running.\n\n"
+        "With --each, the job is run for each file that the pattern matches, which takes the "
+        "place of the file that the job reads. Each run is a process with a folder of its own "
+        "in the directory of --into: report, JSON, pictures, messages, and outputs with "
+        "relative names. index.html in that directory lists all files. A failed file keeps no "
+        "other from being run; the exit code is then 1.\n\n"
+        "With --jobs alone, the job runs in parts, each a process on a range of the traces, and "
+        "its outputs, pictures and facts are the same as with one process. What cannot run in "
+        "parts runs in one process when they have ended; \"vorn plan JOB.yaml --dry-run\" "
+        "says what that is, and why.",
+        {jobArgument()},
+        options,
+        {{"vorn run job.yaml", "run a job"},
+         {"vorn run job.yaml --report job.html", "run it and write a page with pictures"},
+         {"vorn run job.yaml --set read.file=other.sgy", "the same job on another file"},
+         {"vorn run job.yaml --pictures out --log out/run.log", "pictures, and all messages"},
+         {"vorn run job.yaml --jobs auto", "the same job on all cores"},
+         {"vorn run job.yaml --each 'data/*.sgy' --jobs 4", "the same job on many files"}}};
 }
 
 } // namespace host

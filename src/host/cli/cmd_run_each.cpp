@@ -556,8 +556,9 @@ std::vector<OptionSpec> eachOptions()
         {"--into", "DIR",
          "with --each: directory of the folders of all files, by default JOB-files",
          ValueKind::directory},
-        {"--jobs", "N", "run so many processes at a time: parts of the job, or files with --each; auto is "
-                        "one for each core"},
+        {"--jobs", "N",
+         "run so many processes at a time: parts of the job, or files with --each; auto is "
+         "one for each core"},
         {"--resume", "", "with --each: run only files without a result that is still right"},
     };
 }

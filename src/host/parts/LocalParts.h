@@ -4,16 +4,13 @@
 #ifndef LOCALPARTS_H
 #define LOCALPARTS_H
 
-#include "each/ChildProcesses.h"
 #include "file/UnfinishedOutputs.h"
 #include "parts/MergeRun.h"
+#include "parts/PartProcesses.h"
 #include "parts/PartsOfJob.h"
 #include "parts/Plan.h"
 
-#include <atomic>
-#include <map>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
@@ -32,27 +29,13 @@ public:
     void work(const std::string& scratchDirectory) override;
     ProgressState progress() override;
     void stop(int signal) override;
-    int64_t workMicros() const override { return micros; }
+    int64_t workMicros() const override { return processes.micros(); }
     RunExtension& merge() override;
 
 private:
-    void start(int part);
-    void noteEnd(const ProcessOutcome& outcome);
-    void endPartsAfter(int part);
-    Receipt failureOf(int part) const;
-
     Plan plan;
-    int atATime;
     std::vector<std::unique_ptr<VORN::UnfinishedOutput>> targets;
-    std::string program; ///< this one
-    std::string directory;
-    ChildProcesses processes;
-    std::map<pid_t, int> running; ///< parts by process
-    std::map<int, int> exitCodes; ///< of parts that have failed
-    std::mutex mutex;             ///< of what progress() reads
-    std::vector<std::string> live;
-    double beganAt = 0; ///< seconds of the steady clock
-    int64_t micros = 0;
+    PartProcesses processes;
     std::optional<MergeRun> merging;
 };
 

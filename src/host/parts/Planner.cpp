@@ -107,8 +107,8 @@ int64_t usefulParts(int64_t cores, int64_t bytes)
 {
     constexpr int64_t forEachCore = 4;
     constexpr int64_t bytesOfPart = 1'000'000'000;
-    return std::max<int64_t>(
-        1, std::min(cores * forEachCore, std::max(cores, bytes / bytesOfPart)));
+    return std::max<int64_t>(1,
+                             std::min(cores * forEachCore, std::max(cores, bytes / bytesOfPart)));
 }
 
 std::string describePlan(const Plan& plan)
@@ -118,10 +118,10 @@ std::string describePlan(const Plan& plan)
         width = std::max(width, displayWidth(module.name));
     std::string text;
     for (const PlannedModule& module : plan.modules)
-        text += fmt::format("{}{}  {}  {}\n", module.name,
-                            std::string(static_cast<std::size_t>(width - displayWidth(module.name)),
-                                        ' '),
-                            module.stage == Stage::parts ? "parts" : "merge", module.reason);
+        text += fmt::format(
+            "{}{}  {}  {}\n", module.name,
+            std::string(static_cast<std::size_t>(width - displayWidth(module.name)), ' '),
+            module.stage == Stage::parts ? "parts" : "merge", module.reason);
     if (plan.parts.empty())
         return text + "no module of the job can run in parts\n";
     int64_t least = plan.parts.front().count;

@@ -14,6 +14,7 @@
 #include "traces/ReaderParameters.h"
 #include "traces/TracesToGive.h"
 #include "vorn_kit.hpp"
+#include "vorn_parts.hpp"
 
 #include <algorithm>
 #include <array>
@@ -91,6 +92,7 @@ struct InputPart
     int interval = 0; // microseconds
     SegyTraceStatements statements;
     traces::VendorBytes vendorBytes;
+    int64_t seen = 0; // traces of it that this process has given
 };
 
 struct State
@@ -210,8 +212,12 @@ TraceSelection::WordOf wordOf(SegyReader& reader)
 InputPart describe(SegyReader& reader, const Settings& settings)
 {
     const SegyLayout& layout = reader.layout();
-    return {reader.path(), layout.samples, layout.interval, SegyTraceStatements(reader),
-            traces::VendorBytes(layout.revision, settings.map)};
+    return {reader.path(),
+            layout.samples,
+            layout.interval,
+            SegyTraceStatements(reader),
+            traces::VendorBytes(layout.revision, settings.map),
+            0};
 }
 
 // As in the file, and as it is passed on. A file that is mostly a hole may have any length.
@@ -288,6 +294,7 @@ void emitTrace(State& state, void* out)
         reader.read(index, nullptr, samples);
     state.parts[part].statements.see(index, state.header.data());
     state.parts[part].vendorBytes.see(state.header.data());
+    ++state.parts[part].seen;
 }
 
 void process(State& state)
@@ -314,6 +321,35 @@ void finish(State& state)
     }
 }
 
+// ---- In parts ----
+
+// A part reads some of the files.
+void save(State& state, vorn_kit::StateWriter& file)
+{
+    int64_t files = std::count_if(state.parts.begin(), state.parts.end(),
+                                  [](const InputPart& part) { return part.seen > 0; });
+    file(files);
+    for (std::size_t i = 0; i < state.parts.size(); ++i) {
+        if (state.parts[i].seen > 0)
+            file(i, state.parts[i].statements, state.parts[i].vendorBytes);
+    }
+}
+
+void merge(State& state, vorn_kit::StateReader& file)
+{
+    for (auto files = file.get<int64_t>(); files > 0; --files) {
+        const auto index = file.get<std::size_t>();
+        if (index >= state.parts.size())
+            file.refuse("it is of a job with more input files");
+        InputPart& part = state.parts[index];
+        InputPart later = part;
+        file(later.statements, later.vendorBytes);
+        part.statements.add(later.statements);
+        part.vendorBytes.add(later.vendorBytes);
+    }
+}
+
 } // namespace
 
 VORN_MODULE(prepare, process, finish);
+VORN_MODULE_IN_PARTS(save, merge);

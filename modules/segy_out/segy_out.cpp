@@ -14,6 +14,7 @@
 #include "traces/JobFiles.h"
 #include "traces/ReaderParameters.h"
 #include "vorn_kit.hpp"
+#include "vorn_parts.hpp"
 
 #include <algorithm>
 #include <array>
@@ -35,6 +36,7 @@ using VORN::SegyDescription;
 using VORN::SegyWriter;
 
 using vorn_kit::message;
+using vorn_kit::messageOnce;
 
 namespace {
 
@@ -67,6 +69,25 @@ Settings readSettings()
 
 // ---- From one call to the next ----
 
+// What the end message tells of the file, or of the range of it that this process has written.
+struct Written
+{
+    int64_t firstTrace = 0; // number, from 0, in the file
+    int64_t traces = 0;
+    int64_t lost = 0;      // samples that IBM floats cannot hold
+    int64_t firstLost = 0; // number, from 1, of the first trace with such samples
+    int64_t bytes = 0;     // of the file up to the last trace
+    int32_t samples = 0;   // per trace
+    SampleFormat format = SampleFormat::ibmFloat;
+    int32_t revision = 0;
+
+    template <typename File>
+    void transfer(File& file)
+    {
+        file(firstTrace, traces, lost, firstLost, bytes, samples, format, revision);
+    }
+};
+
 struct State
 {
     explicit State(Settings given)
@@ -81,7 +102,7 @@ struct State
     std::unique_ptr<SegyWriter> writer; // from the first trace on
     SegyDescription description;        // likewise
     traces::AttributesToHeader words;
-    int64_t firstLost = 0; // number, from 1, of the first trace with samples that IBM cannot hold
+    Written written;
 };
 
 // ---- The file header ----
@@ -179,9 +200,9 @@ int chooseRevision(const Settings& settings, const std::string& ofInput)
         return 1;
     if (upstream("segy.text.ext").empty())
         return 0;
-    message(VORN_INFORMATION, settings.file +
-                                  ": is revision 1, though the input says 0, since revision 0 "
-                                  "has no extended text headers");
+    messageOnce(VORN_INFORMATION, "revision",
+                settings.file + ": is revision 1, though the input says 0, since revision 0 "
+                                "has no extended text headers");
     return 1;
 }
 
@@ -195,8 +216,9 @@ SampleFormat chooseFormat(const Settings& settings)
     if (ofInput.empty() || ofInput == "ibm")
         return SampleFormat::ibmFloat;
     if (ofInput != "ieee" && ofInput != "su")
-        message(VORN_INFORMATION, settings.file + ": the samples of the input are " + ofInput +
-                                      "; they are written as 4-byte IEEE floats");
+        messageOnce(VORN_INFORMATION, "format",
+                    settings.file + ": the samples of the input are " + ofInput +
+                        "; they are written as 4-byte IEEE floats");
     return SampleFormat::ieeeFloat;
 }
 
@@ -222,13 +244,14 @@ SegyDescription describe(const Settings& settings, void* in)
     description.unassignedBytes = upstreamBytes("segy.binary.rest");
     description.binaryWords = binaryWords(isRearranged(history));
     if (leftOut > 0)
-        message(VORN_WARNING, settings.file + ": the text header has no free card for the first " +
-                                  std::to_string(leftOut) + " of its " +
-                                  std::to_string(history.size()) + " lines on the processing");
+        messageOnce(VORN_WARNING, "cards",
+                    settings.file + ": the text header has no free card for the first " +
+                        std::to_string(leftOut) + " of its " + std::to_string(history.size()) +
+                        " lines on the processing");
     if (revision == 0 && !description.extendedCards.empty())
-        message(VORN_WARNING, settings.file +
-                                  ": the extended text headers of the input are left out; " +
-                                  "revision 0 has none");
+        messageOnce(VORN_WARNING, "extended",
+                    settings.file + ": the extended text headers of the input are left out; " +
+                        "revision 0 has none");
     return description;
 }
 
@@ -238,6 +261,10 @@ void begin(State& state, void* in)
 {
     state.description = describe(state.settings, in);
     state.writer = std::make_unique<SegyWriter>(state.file, state.description);
+    state.written.firstTrace = state.file.firstTrace();
+    state.written.samples = state.description.samples;
+    state.written.format = state.description.format;
+    state.written.revision = state.description.revision;
 }
 
 void process(State& state)
@@ -245,39 +272,76 @@ void process(State& state)
     void* in = vorn_input(0);
     if (state.writer == nullptr)
         begin(state, in);
-    const int64_t number = state.writer->traces() + 1;
-    const float* samples =
-        traces::samplesToWrite(in, state.settings.file, number, state.description.samples);
+    Written& written = state.written;
+    const int64_t number = written.firstTrace + written.traces + 1;
+    const float* samples = traces::samplesToWrite(in, state.settings.file, number, written.samples);
     std::array<unsigned char, VORN::segyTraceHeaderBytes> header{};
     state.words.fill(in, number, header.data());
     state.writer->write(header.data(), samples);
-    if (state.firstLost == 0 && state.writer->lostSamples() > 0)
-        state.firstLost = state.writer->traces();
+    ++written.traces;
+    written.bytes = state.writer->bytesOf(number);
+    written.lost = static_cast<int64_t>(state.writer->lostSamples());
+    if (written.firstLost == 0 && written.lost > 0)
+        written.firstLost = number;
 }
 
 // ---- After the last trace ----
 
 void publish(State& state)
 {
+    const Written& written = state.written;
     traces::refuseInputs(state.settings.file);
+    state.file.expectSize(written.bytes);
     state.file.commit();
-    if (state.writer->lostSamples() > 0)
-        message(VORN_WARNING,
-                state.settings.file + ": " + std::to_string(state.writer->lostSamples()) +
-                    " samples, the first in trace " + std::to_string(state.firstLost) +
-                    ", are infinite (written as the largest IBM float) or NaN "
-                    "(written as 0)");
-    message(VORN_INFORMATION, state.settings.file + ": " + std::to_string(state.writer->traces()) +
-                                  " traces of " + std::to_string(state.description.samples) +
+    if (written.lost > 0)
+        message(VORN_WARNING, state.settings.file + ": " + std::to_string(written.lost) +
+                                  " samples, the first in trace " +
+                                  std::to_string(written.firstLost) +
+                                  ", are infinite (written as the largest IBM float) or NaN "
+                                  "(written as 0)");
+    message(VORN_INFORMATION, state.settings.file + ": " + std::to_string(written.traces) +
+                                  " traces of " + std::to_string(written.samples) +
                                   " samples written, " + std::to_string(state.file.size()) +
-                                  " bytes, " + VORN::sampleFormatName(state.description.format) +
-                                  ", revision " + std::to_string(state.description.revision));
+                                  " bytes, " + VORN::sampleFormatName(written.format) +
+                                  ", revision " + std::to_string(written.revision));
 }
 
 void finish(State& state)
 {
-    if (traces::isToBePublished(state.settings.file, state.writer != nullptr))
+    if (traces::isToBePublished(state.settings.file, state.written.traces > 0))
         publish(state);
+}
+
+// ---- In parts ----
+
+// The traces are in the file that all parts write.
+void save(State& state, vorn_kit::StateWriter& file)
+{
+    traces::requireRange(state.file);
+    state.file.commit();
+    file(state.written);
+}
+
+void merge(State& state, vorn_kit::StateReader& file)
+{
+    Written& all = state.written;
+    const auto part = file.get<Written>();
+    if (part.traces == 0)
+        return;
+    if (part.firstTrace != all.traces)
+        file.refuse(traces::gapBetweenParts(part.firstTrace, all.traces));
+    if (all.traces == 0) {
+        all = part;
+        return;
+    }
+    traces::requireLength(state.settings.file, part.firstTrace + 1, part.samples, all.samples);
+    if (part.format != all.format || part.revision != all.revision)
+        file.refuse("its file has another format or revision");
+    if (all.firstLost == 0)
+        all.firstLost = part.firstLost;
+    all.lost += part.lost;
+    all.traces += part.traces;
+    all.bytes = part.bytes;
 }
 
 std::unique_ptr<State> prepare()
@@ -292,3 +356,4 @@ std::unique_ptr<State> prepare()
 } // namespace
 
 VORN_MODULE(prepare, process, finish);
+VORN_MODULE_IN_PARTS(save, merge);

@@ -12,6 +12,7 @@
 #include "traces/TracesToGive.h"
 #include "traces/WordCounts.h"
 #include "vorn_kit.hpp"
+#include "vorn_parts.hpp"
 
 #include <algorithm>
 #include <array>
@@ -259,12 +260,27 @@ void finish(State& state)
     const std::string words = state.missed.text(mostNamed);
     if (!words.empty())
         message(VORN_WARNING,
-                state.reader->path() +
+                state.settings.files[state.order.lastFile()] +
                     ": header words that have values are not read, since the job's schema "
                     "lacks them: " +
                     words + "; add those that matter to `schema`");
 }
 
+// ---- In parts ----
+
+void save(State& state, vorn_kit::StateWriter& file)
+{
+    file(state.missed);
+}
+
+void merge(State& state, vorn_kit::StateReader& file)
+{
+    traces::WordCounts later = state.missed;
+    file(later);
+    state.missed.add(later);
+}
+
 } // namespace
 
 VORN_MODULE(prepare, process, finish);
+VORN_MODULE_IN_PARTS(save, merge);

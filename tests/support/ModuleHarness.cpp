@@ -491,20 +491,30 @@ HarnessResult ModuleHarness::runInParts(const std::vector<std::size_t>& cuts)
     const ScratchDirectory states;
     HarnessResult parts;
     std::set<std::string> sentOnce; // MODULE and key
+    const std::size_t total = rangeParameter.empty() ? input.size() : sourceTraces;
     for (std::size_t i = 0; i <= cuts.size(); ++i) {
         const std::size_t first = i == 0 ? 0 : cuts[i - 1];
-        const std::size_t end = i == cuts.size() ? input.size() : cuts[i];
+        const std::size_t end = i == cuts.size() ? total : cuts[i];
+        if (beforePart)
+            beforePart(i + 1, first);
+        if (!rangeParameter.empty())
+            modules.front().parameters[rangeParameter] =
+                UniVar(std::to_string(first + 1) + ":" + std::to_string(end));
         Run part(*this, first, end);
         part.recorder.sentOnce = &sentOnce;
         JobManager::getInstance()->metaDataMap["vorn.part"] =
             std::to_string(i + 1) + " " + std::to_string(cuts.size() + 1) + " " +
-            std::to_string(first) + " " + std::to_string(input.size());
+            std::to_string(first) + " " + std::to_string(total);
         part.preProcess();
         part.process();
         part.save(states.part(i), beforeSave);
         addPart(parts, part.result, part.afterPreProcessing);
     }
 
+    if (beforePart)
+        beforePart(0, 0);
+    if (!rangeParameter.empty())
+        modules.front().parameters.erase(rangeParameter);
     Run merge(*this, 0, input.size());
     merge.preProcess();
     std::move(parts.messages.begin(), parts.messages.end(),

@@ -102,6 +102,13 @@ public:
     std::string scratchDirectory;    ///< likewise
     std::map<std::string, std::string> jobMetadata; ///< the job's, before it runs
 
+    /// In `runInParts`, where the first added module is the source: its parameter that takes the
+    /// range of its traces, and how many it gives in all.
+    std::string rangeParameter;
+    std::size_t sourceTraces = 0;
+    /// In `runInParts`, where set: called before a part, from 1, begins, with the number of traces
+    /// before it, and with 0 before the merge begins.
+    std::function<void(std::size_t part, std::size_t first)> beforePart;
     /// In `runInParts`, where set: called with the file of each module before it is written, and
     /// before it is read.
     std::function<void(const std::string&state)> beforeSave, beforeMerge;

@@ -8,6 +8,7 @@
 #include "DataChannel.h"
 #include "MOXKernel.h"
 #include "ModuleEntity.h"
+#include "file/PartOutputs.h"
 #include "segy/HeaderWords.h"
 #include "segy/SegyReader.h"
 #include "segy/TextHeader.h"
@@ -16,10 +17,13 @@
 #include <segyio/segy.h>
 #endif
 
+#include <algorithm>
 #include <cmath>
+#include <filesystem>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <limits>
+#include <numeric>
 #include <random>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -69,6 +73,7 @@ class SegyOutTest : public KernelFixture
 {
 protected:
     SegyOutTest() { renew(); }
+    ~SegyOutTest() override { VORN::clearPartOutputs(); }
 
     // A harness without modules, with all header words in its schema.
     void renew()
@@ -101,6 +106,16 @@ protected:
         writeBytes(in, bytes);
         return copy(in, std::move(parameters));
     }
+    // Parts of the harness write their ranges to `target`, which becomes `out`.
+    void writeInParts()
+    {
+        harness.beforePart = [this](std::size_t part, std::size_t before) {
+            if (part == 1)
+                writeBytes(target, {});
+            part == 0 ? VORN::setWholeOutput(out, target)
+                      : VORN::setPartOutput(out, target, static_cast<int64_t>(before));
+        };
+    }
     // The cards of `out` that have text behind their number.
     std::vector<std::string> cards()
     {
@@ -130,6 +145,7 @@ protected:
     TemporaryDirectory directory;
     const std::string in = directory / "in.sgy";
     const std::string out = directory / "out.sgy";
+    const std::string target = directory / ".out.sgy.parts";
 };
 
 // IBM traces of random normal samples; each byte of their headers is random but those of length and
@@ -158,6 +174,97 @@ Bytes tracesOf(const Bytes& file, std::size_t fileHeader = 3600)
 }
 
 } // namespace
+
+// ---- In parts ----
+
+// Traces of two files, and all that reader and writer have to say of them at their ends: headers
+// against their file, empty ones, bytes of the maker, values and samples that do not fit.
+TEST_F(SegyOutTest, PartsOfAJobWriteTheFileAndTheMessagesOfOneProcess)
+{
+    constexpr std::size_t traces = 30;
+    SegyBytes first = ieeeFile(traces, 3);
+    const auto start = [](std::size_t trace) { return trace * 252; };
+    for (const std::size_t trace : {4, 9, 17, 26})
+        first.setTrace(start(trace), 115, 2, static_cast<int>(trace));
+    for (const std::size_t trace : {11, 12, 29})
+        first.setTrace(start(trace), 117, 2, static_cast<int>(1000 + trace));
+    for (const std::size_t trace : {8, 21})
+        std::fill_n(first.traces.begin() + static_cast<std::ptrdiff_t>(start(trace)), 240, 0);
+    for (const std::size_t trace : {6, 13, 28})
+        first.setTrace(start(trace), 189, 4, 70000 + static_cast<int>(trace));
+    for (const std::size_t trace : {5, 20, 22})
+        first.setTrace(start(trace), 241, 4, 0x7F800000); // an infinity
+    first.setBinary(3501, 2, 0);
+    const std::string one = directory / "one.sgy";
+    const std::string two = directory / "two.sgy";
+    writeBytes(one, first.bytes());
+    first.setTrace(start(3), 189, 4, 5);
+    writeBytes(two, first.bytes());
+
+    renew();
+    addReader(one + "\n" + two);
+    const HarnessResult whole =
+        runWriter({{"format", UniVar("ibm")}, {"words", UniVar("iline=9:uint16")}});
+    const Bytes expected = readBytes(out);
+    ASSERT_EQ(expected.size(), 3600 + 2 * traces * 252) << whole.allMessages();
+    ASSERT_GE(whole.messagesOf(2, "in").size(), 6U) << whole.allMessages();
+    ASSERT_THAT(whole.messagesOf(1, "in"), SizeIs(4)) << whole.allMessages();
+    ASSERT_THAT(whole.messagesOf(2, "out"), SizeIs(2)) << whole.allMessages();
+
+    harness.rangeParameter = "part";
+    harness.sourceTraces = 2 * traces;
+    writeInParts();
+    std::mt19937 dice(11);
+    std::vector<std::size_t> places(2 * traces - 1);
+    std::iota(places.begin(), places.end(), 1);
+    for (const std::size_t parts : {1, 2, 3, 7, 60}) {
+        unlink(out.c_str());
+        std::vector<std::size_t> cuts;
+        std::sample(places.begin(), places.end(), std::back_inserter(cuts), parts - 1, dice);
+        EXPECT_EQ(differenceOf(whole, harness.runInParts(cuts)), "") << parts;
+        EXPECT_TRUE(readBytes(out) == expected) << parts;
+        EXPECT_NE(access(target.c_str(), F_OK), 0) << parts;
+    }
+}
+
+TEST_F(SegyOutTest, PartsThatDoNotFollowEachOtherMakeNoFile)
+{
+    for (int i = 0; i < 9; ++i)
+        harness.push({1, 2});
+    harness.add("out", "libsegy_out.so").parameters["file"] = UniVar(out);
+    writeInParts();
+    // The state of the first part comes again in place of the second's.
+    harness.beforeMerge = [](const std::string& state) {
+        const std::filesystem::path path(state);
+        if (path.parent_path().filename() == "1")
+            std::filesystem::copy_file(path.parent_path().parent_path() / "0" / path.filename(),
+                                       path, std::filesystem::copy_options::overwrite_existing);
+    };
+    const HarnessResult twice = harness.runInParts({4});
+    EXPECT_THAT(twice.messagesOf(4, "out"),
+                ElementsAre(HasSubstr("its first trace is number 1 of the file, and the parts "
+                                      "before it end with trace 4")));
+    // A part has not written its last trace.
+    harness.beforeMerge = [this](const std::string&) {
+        std::filesystem::resize_file(target, 3600 + 8 * 248);
+    };
+    const HarnessResult cut = harness.runInParts({4});
+    EXPECT_THAT(cut.messagesOf(4, "out"),
+                ElementsAre(HasSubstr("has 5584 bytes instead of 5832; make a new plan")));
+    EXPECT_THAT(directory.names(), IsEmpty());
+}
+
+TEST_F(SegyOutTest, APartWritesNoOutputOfItsOwn)
+{
+    for (int i = 0; i < 4; ++i)
+        harness.push({1, 2});
+    harness.add("out", "libsegy_out.so").parameters["file"] = UniVar(out);
+    const HarnessResult result = harness.runInParts({});
+    EXPECT_THAT(result.messagesOf(4, "out"),
+                Contains(out + ": is not an output that parts of a job write together; make a new "
+                               "plan"));
+    EXPECT_THAT(directory.names(), IsEmpty());
+}
 
 // ---- Words at other bytes ----
 

@@ -4,6 +4,7 @@
 #include <SegyBytes.h>
 #include <TraceVerbs.h>
 
+#include "file/PartOutputs.h"
 #include "segy/HeaderWords.h"
 
 #include <climits>
@@ -16,6 +17,7 @@ using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
+using ::testing::SizeIs;
 
 namespace {
 
@@ -60,6 +62,7 @@ protected:
     TemporaryDirectory directory;
     const std::string in = directory / "in.su";
     const std::string out = directory / "out.su";
+    const std::string target = directory / ".out.su.parts";
 };
 
 // Traces with random samples, and random headers as far as Seismic Unix has words for the bytes.
@@ -81,6 +84,42 @@ Bytes randomTraces(int traces, int samples, bool little)
 }
 
 } // namespace
+
+// Traces with words that have no place in the file, and a reader that counts those it cannot read.
+TEST_F(SuOutTest, PartsOfAJobWriteTheFileAndTheMessagesOfOneProcess)
+{
+    constexpr std::size_t traces = 25;
+    writeBytes(in, randomTraces(traces, 6, true));
+    harness = ModuleHarness();
+    harness.withSink = false;
+    harness.withSource = false;
+    for (const char* word : {"fldr", "cdp", "offset", "iline", "xline"})
+        harness.define(word, 2);
+    HarnessModule& reader = harness.add("in", "libsu_in.so");
+    reader.parameters = {{"file", UniVar(in)}, {"words", UniVar("iline=9, xline=199:int16")}};
+    const HarnessResult whole = runWriter({{"words", UniVar("offset=205:int8")}});
+    const Bytes expected = readBytes(out);
+    ASSERT_EQ(expected.size(), traces * 264) << whole.allMessages();
+    ASSERT_THAT(whole.messagesOf(2, "in"), SizeIs(1)) << whole.allMessages();
+    ASSERT_THAT(whole.messagesOf(2, "out"), SizeIs(2)) << whole.allMessages();
+
+    harness.rangeParameter = "part";
+    harness.sourceTraces = traces;
+    harness.beforePart = [this](std::size_t part, std::size_t before) {
+        if (part == 1)
+            writeBytes(target, {});
+        part == 0 ? VORN::setWholeOutput(out, target)
+                  : VORN::setPartOutput(out, target, static_cast<int64_t>(before));
+    };
+    const std::vector<std::vector<std::size_t>> cuts = {
+        {}, {1}, {24}, {8, 16}, {2, 3, 5, 12, 20, 22}};
+    for (const std::vector<std::size_t>& some : cuts) {
+        unlink(out.c_str());
+        EXPECT_EQ(differenceOf(whole, harness.runInParts(some)), "") << some.size();
+        EXPECT_TRUE(readBytes(out) == expected) << some.size();
+    }
+    VORN::clearPartOutputs();
+}
 
 TEST_F(SuOutTest, AFileInNativeOrderComesOutBitForBit)
 {

@@ -151,6 +151,10 @@ void AttributesToHeader::report(const VORN::HeaderWord& word, const std::string&
                              textOf(VORN::readWordValue(header, word, little)) +
                              ", and others likewise";
     sendMessage(warningMessage, text.c_str());
+    // Parts of a job send it once each; the job shows the first of them.
+    constexpr int jobScope = 0;
+    if (!getMetaDataValue(jobScope, "vorn.part").getStrValue().empty())
+        addMessageArgument(std::string("vorn.once word.") + word.key);
 }
 
 } // namespace traces

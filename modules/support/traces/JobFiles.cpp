@@ -65,17 +65,36 @@ bool isToBePublished(const std::string& path, bool hasTraces)
     return false;
 }
 
+void requireLength(const std::string& path, int64_t number, int samples, int length)
+{
+    if (samples != length)
+        throw std::runtime_error(path + ": trace " + std::to_string(number) + " has " +
+                                 std::to_string(samples) + " samples, those before " +
+                                 std::to_string(length) +
+                                 "; all traces of the file must have one length");
+}
+
 const float* samplesToWrite(void* input, const std::string& path, int64_t number, int length)
 {
-    const std::string trace = path + ": trace " + std::to_string(number);
-    if (getTraceLength(input) != length)
-        throw std::runtime_error(trace + " has " + std::to_string(getTraceLength(input)) +
-                                 " samples, those before " + std::to_string(length) +
-                                 "; all traces of the file must have one length");
+    requireLength(path, number, getTraceLength(input), length);
     const float* samples = getTraceSamples(input, 0);
     if (samples == nullptr)
-        throw std::runtime_error(trace + " has no samples; there was no memory for it");
+        throw std::runtime_error(path + ": trace " + std::to_string(number) +
+                                 " has no samples; there was no memory for it");
     return samples;
+}
+
+void requireRange(const VORN::OutputFile& file)
+{
+    if (!file.isRange())
+        throw std::runtime_error(file.path() + ": is not an output that parts of a job write "
+                                               "together; make a new plan");
+}
+
+std::string gapBetweenParts(int64_t first, int64_t before)
+{
+    return "its first trace is number " + std::to_string(first + 1) +
+           " of the file, and the parts before it end with trace " + std::to_string(before);
 }
 
 } // namespace traces

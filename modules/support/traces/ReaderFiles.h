@@ -60,6 +60,15 @@ public:
     /// One line that names the words and their traces; "" when there are none.
     std::string text() const;
 
+    /// Adds what was seen of other traces of the same file.
+    void add(const VendorBytes& others) { counts.add(others.counts); }
+    /// Names the counts to a file that saves or reads them.
+    template <typename File>
+    void transfer(File& file)
+    {
+        file(counts);
+    }
+
 private:
     std::vector<const VORN::HeaderWord*> words;
     WordCounts counts;

@@ -24,6 +24,8 @@ int64_t TracesToGive::add(int64_t traces, const VORN::TraceSelection::WordOf& wo
         file.given = addPart(file, wordOf);
     else
         file.given = selection.count(traces, wordOf);
+    if (file.given > 0)
+        lastGiven = files.size();
     files.push_back(file);
     remaining += file.given;
     return file.given;

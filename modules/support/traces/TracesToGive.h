@@ -36,6 +36,8 @@ public:
     /// What is given, for messages: "traces 1:100, part 5:9".
     std::string text(const std::string& partText) const;
 
+    /// The last file, from 0, of which traces are given. Requires: there are such traces.
+    std::size_t lastFile() const { return lastGiven; }
     int64_t left() const { return remaining; } ///< traces of all files that are still to be given
     /// The file, from 0, of the trace that comes next. Requires: one is left.
     std::size_t file();
@@ -60,6 +62,7 @@ private:
     int64_t positions = 0; // of the selected traces of all files so far
     int64_t remaining = 0;
     std::size_t current = 0;
+    std::size_t lastGiven = 0;
     bool isFirst = true; // of the current file
 };
 

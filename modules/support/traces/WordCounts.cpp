@@ -8,6 +8,12 @@ WordCounts::WordCounts(const std::vector<const char*>& keys)
         words.push_back({key, 0});
 }
 
+void WordCounts::add(const WordCounts& others)
+{
+    for (std::size_t i = 0; i < words.size(); ++i)
+        words[i].traces += others.words.at(i).traces;
+}
+
 std::string WordCounts::text(std::size_t most) const
 {
     std::string named;

@@ -27,6 +27,16 @@ public:
     /// first `most` of them " and 7 more". "" when none was counted.
     std::string text(std::size_t most) const;
 
+    /// Adds the counts of the same words.
+    void add(const WordCounts& others);
+    /// Names the counts to a file that saves or reads them: `file(count)`.
+    template <typename File>
+    void transfer(File& file)
+    {
+        for (Word& word : words)
+            file(word.traces);
+    }
+
 private:
     struct Word
     {

@@ -63,6 +63,8 @@ public:
     /// @{
     /// The number, from 0, of the first trace that this process writes; 0 for an ordinary output.
     int64_t firstTrace() const { return part ? part->firstTrace : 0; }
+    /// Whether the object writes a range of a file that others write, too.
+    bool isRange() const { return part && !part->isWhole; }
     /// The next byte belongs to `position`, from 0, of the whole file. Requires: nothing has been
     /// appended, and the output is a range.
     void startAt(int64_t position);

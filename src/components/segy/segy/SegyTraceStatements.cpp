@@ -46,6 +46,25 @@ void SegyTraceStatements::see(int64_t index, const unsigned char* header)
     count(interval, index, readWord(header, *interval.word, little));
 }
 
+void SegyTraceStatements::add(Statement& statement, const Statement& later)
+{
+    if (statement.contradictions == 0) {
+        statement.firstIndex = later.firstIndex;
+        statement.firstValue = later.firstValue;
+    }
+    statement.contradictions += later.contradictions;
+}
+
+void SegyTraceStatements::add(const SegyTraceStatements& later)
+{
+    add(samples, later.samples);
+    add(interval, later.interval);
+    if (blank == 0)
+        firstBlank = later.firstBlank;
+    blank += later.blank;
+    seen += later.seen;
+}
+
 std::vector<std::string> SegyTraceStatements::warnings() const
 {
     const auto line = [this](const Statement& statement, const std::string& what,

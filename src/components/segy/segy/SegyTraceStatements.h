@@ -29,6 +29,17 @@ public:
     /// known: traces that state the same are not counted.
     std::vector<std::string> warnings() const;
 
+    /// Adds what `later` has seen, of traces of the same file behind those seen here.
+    void add(const SegyTraceStatements& later);
+    /// Names the counts to a file that saves or reads them: `file(count, ...)`.
+    template <typename File>
+    void transfer(File& file)
+    {
+        for (Statement* statement : {&samples, &interval})
+            file(statement->contradictions, statement->firstIndex, statement->firstValue);
+        file(seen, blank, firstBlank);
+    }
+
 private:
     struct Statement
     {
@@ -41,6 +52,7 @@ private:
         int firstValue = 0;
     };
     static void count(Statement& statement, int64_t index, int value);
+    static void add(Statement& statement, const Statement& later);
 
     bool little; // byte order of the headers
     Statement samples;

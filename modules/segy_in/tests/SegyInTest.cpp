@@ -10,11 +10,17 @@
 #include "segy/HeaderWords.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cmath>
+#include <cstring>
+#include <fstream>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <random>
+#include <sys/resource.h>
+#include <unistd.h>
 
+using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
@@ -441,6 +447,36 @@ TEST_F(SegyInTest, APartIsToldAndOneWithoutATraceIsRefused)
     renew();
     const HarnessResult wrong = read(ieeeFile(9, 2).bytes(), {{"part", UniVar("5:x")}});
     EXPECT_THAT(wrong.messagesOf(4, "in"), ElementsAre(HasSubstr("part: \"x\" in \"5:x\"")));
+}
+
+// What lies between is neither read nor listed: 8 bytes for each trace would be 20 GB.
+TEST_F(SegyInTest, TracesOfAFileOf10TerabytesAreFoundAtOnce)
+{
+    constexpr int64_t traces = 2500000000;
+    constexpr int64_t traceBytes = 240 + 4 * 940;
+    SegyBytes made = ieeeFile(2, 940);
+    writeBytes(file, made.bytes());
+    if (truncate(file.c_str(), 3600 + traces * traceBytes) != 0)
+        GTEST_SKIP() << "no file of 10 TB can be made in the test's directory: "
+                     << std::strerror(errno);
+    const int64_t there = 2400000007; // from 0
+    std::fstream(file, std::ios::in | std::ios::out | std::ios::binary)
+        .seekp(3600 + there * traceBytes)
+        .write(reinterpret_cast<const char*>(made.traces.data()), traceBytes);
+    rusage before;
+    getrusage(RUSAGE_SELF, &before);
+    harness.define("filetrace", 3);
+    const HarnessResult result = read(
+        file, {{"traces", UniVar("2:2500000000:2")}, {"part", UniVar("1200000003:1200000005")}});
+    ASSERT_THAT(result.traces, SizeIs(3)) << result.allMessages();
+    EXPECT_EQ(result.traces[1].attributes.at("filetrace").getI64Value(), there + 1);
+    EXPECT_THAT(values(result, "fldr"), ElementsAre(0, 1, 0));
+    EXPECT_EQ(result.traces[1].samples[939], 1039);
+    EXPECT_THAT(result.messagesOf(1, "in"),
+                Contains(HasSubstr("2500000000 traces of 940 samples")));
+    rusage after;
+    getrusage(RUSAGE_SELF, &after);
+    EXPECT_LT(after.ru_maxrss - before.ru_maxrss, 64 << 10) << "kilobytes";
 }
 
 TEST_F(SegyInTest, AJobForHeadersOnlyGetsTheHeadersAndZeros)

@@ -78,6 +78,8 @@ constexpr int itemKind()
 class StateWriter
 {
 public:
+    static constexpr bool isReader = false;
+
     StateWriter(const char* path, int length) { vorn_open_state_writer(&to, path, length); }
     StateWriter(const StateWriter&) = delete;
     StateWriter& operator=(const StateWriter&) = delete;
@@ -168,6 +170,8 @@ private:
 class StateReader
 {
 public:
+    static constexpr bool isReader = true;
+
     StateReader(const char* path, int length)
     {
         if (vorn_open_state_reader(&from, path, length))

@@ -2,7 +2,9 @@
  * several, overlaid. */
 #include "spectrum_math.h"
 #include "spectrum_parameters.h"
+#include "sums/exact_sums_parts.h"
 #include "vorn_kit.h"
+#include "vorn_parts.h"
 
 #include <math.h>
 #include <stdint.h>
@@ -54,6 +56,8 @@ static bool take_trace(state* kept, void* in, int input);
 static bool finish_curves(state* kept);
 static void report(const state* kept);
 static void draw(const state* kept);
+static bool save_curve(curve* one, vorn_state_writer* file);
+static bool merge_curve(const spectrum_parameters* set, curve* one, vorn_state_reader* file);
 
 static bool prepare(state* kept)
 {
@@ -117,7 +121,33 @@ static void release(state* kept)
     spectrum_free_parameters(&kept->set);
 }
 
+/* In a part that ends, as in finish, inputs may be uneven. */
+static bool save(state* kept, vorn_state_writer* file)
+{
+    int i;
+
+    if (any_input(kept, true) && any_input(kept, false) && !refuse_uneven_inputs(kept))
+        return false;
+    for (i = 0; i < kept->inputs; ++i) {
+        if (!save_curve(&kept->curves[i], file))
+            return false;
+    }
+    return true;
+}
+
+static bool merge(state* kept, vorn_state_reader* file)
+{
+    int i;
+
+    for (i = 0; i < kept->inputs; ++i) {
+        if (!merge_curve(&kept->set, &kept->curves[i], file))
+            return false;
+    }
+    return true;
+}
+
 VORN_MODULE(state, prepare, process, finish, release);
+VORN_MODULE_IN_PARTS(state, save, merge);
 
 /* ---- Parameters. Each function returns false after a message. ---- */
 
@@ -218,17 +248,11 @@ static spectrum_taper taper_of(enum spectrum_taper_choice taper)
     }
 }
 
-/* Begins the sum with a window that reaches no further than this trace; `start` is the time of its
- * first sample. Returns 0 after a message. */
-static int begin_curve(const spectrum_parameters* set, curve* one, double start, int samples)
+/* Makes the sum for the window. Returns 0 after a message. */
+static int create_sum(const spectrum_parameters* set, curve* one)
 {
-    const double end = start + (samples - 1) * one->interval;
     char what[80];
-    int count;
-
-    one->begin = set->has_tmin && set->tmin > start ? set->tmin : start;
-    one->end = set->has_tmax && set->tmax < end ? set->tmax : end;
-    count = (int)floor((one->end - one->begin) / one->interval + 1e-6) + 1;
+    int count = (int)floor((one->end - one->begin) / one->interval + 1e-6) + 1;
     if (count < 1) /* tmin lies on the last sample, or next to nothing behind it */
         count = 1;
     snprintf(what, sizeof what, "the spectrum of %d samples", count);
@@ -240,6 +264,17 @@ static int begin_curve(const spectrum_parameters* set, curve* one, double start,
         return 1;
     vorn_fail("not enough memory for the spectrum of %d samples", count);
     return 0;
+}
+
+/* Begins the sum with a window that reaches no further than this trace; `start` is the time of its
+ * first sample. Returns 0 after a message. */
+static int begin_curve(const spectrum_parameters* set, curve* one, double start, int samples)
+{
+    const double end = start + (samples - 1) * one->interval;
+
+    one->begin = set->has_tmin && set->tmin > start ? set->tmin : start;
+    one->end = set->has_tmax && set->tmax < end ? set->tmax : end;
+    return create_sum(set, one);
 }
 
 /* Whether an input is empty, or whether one is not. */
@@ -291,8 +326,8 @@ static bool refuse_uneven_inputs(const state* kept)
     }
     vorn_fail("input %d has ended after %lld traces, and input %d has more than %lld; give inputs "
               "with as many traces each, or each input a module of its own",
-              ended + 1, (long long)kept->curves[ended].taken, longer + 1,
-              (long long)kept->curves[longer].taken);
+              ended + 1, (long long)(vorn_part_first() + kept->curves[ended].taken), longer + 1,
+              (long long)(vorn_part_first() + kept->curves[longer].taken));
     return false;
 }
 
@@ -307,7 +342,7 @@ static bool take_trace(state* kept, void* in, int input)
     float* values;
     double start, end;
     int delay = 0; /* milliseconds */
-    int odd;
+    int added, odd;
 
     ++one->taken;
     if (chosen != 1)
@@ -328,12 +363,86 @@ static bool take_trace(state* kept, void* in, int input)
     }
     if (one->sum == NULL && !begin_curve(set, one, start, samples))
         return 0;
-    if (spectrum_add(one->sum, values, samples, llround((one->begin - start) / one->interval),
-                     &odd) == 0)
-        ++one->dead;
+    added = spectrum_add(one->sum, values, samples, llround((one->begin - start) / one->interval),
+                         &odd);
+    if (added < 0) {
+        vorn_fail("not enough memory for the spectrum of %d samples", spectrum_samples(one->sum));
+        return 0;
+    }
+    one->dead += added == 0;
     one->odd_samples += odd;
     one->odd_traces += odd > 0;
     return 1;
+}
+
+/* ---- Parts. Each function returns false after a message. ---- */
+
+static bool save_curve(curve* one, vorn_state_writer* file)
+{
+    const int64_t counts[] = {one->taken,       one->outside,    one->dead,       one->odd_traces,
+                              one->odd_samples, one->has_record, one->sum != NULL};
+    const double times[] = {one->first, one->last, one->begin, one->end};
+    exact_sums* sums;
+    int64_t traces;
+
+    vorn_put_int64s(file, counts, sizeof counts / sizeof counts[0]);
+    vorn_put_doubles(file, times, sizeof times / sizeof times[0]);
+    if (one->sum == NULL)
+        return true;
+    sums = spectrum_bin_sums(one->sum);
+    if (sums == NULL) {
+        vorn_fail("not enough memory for the spectrum of %d samples", spectrum_samples(one->sum));
+        return false;
+    }
+    traces = spectrum_traces(one->sum);
+    vorn_put_int64s(file, &traces, 1);
+    exact_sums_put(file, sums);
+    return true;
+}
+
+/* Whether the traces of a part had the window of those before. A window reaches no further than the
+ * first trace, and that of a part may begin at another time than that of the job. */
+static bool check_window(const curve* one, double begin, double end)
+{
+    if (one->begin == begin && one->end == end)
+        return true;
+    vorn_fail("the first traces of two parts have the window from %g to %g s and from %g to %g s; "
+              "give tmin and tmax within all traces, or run the job in one process",
+              one->begin, one->end, begin, end);
+    return false;
+}
+
+static bool merge_curve(const spectrum_parameters* set, curve* one, vorn_state_reader* file)
+{
+    int64_t counts[7];
+    double times[4];
+    int64_t traces;
+
+    if (!vorn_get_int64s(file, counts, 7) || !vorn_get_doubles(file, times, 4))
+        return false;
+    one->taken += counts[0];
+    one->outside += counts[1];
+    one->dead += counts[2];
+    one->odd_traces += counts[3];
+    one->odd_samples += counts[4];
+    if (counts[5] != 0 && !one->has_record) {
+        one->has_record = true;
+        one->first = times[0];
+        one->last = times[1];
+    }
+    if (counts[6] == 0)
+        return true;
+    if (one->sum == NULL) {
+        one->begin = times[2];
+        one->end = times[3];
+        if (!create_sum(set, one))
+            return false;
+    }
+    if (!check_window(one, times[2], times[3]) || !vorn_get_int64s(file, &traces, 1) ||
+        !exact_sums_get(file, spectrum_bin_sums(one->sum)))
+        return false;
+    spectrum_count(one->sum, traces);
+    return true;
 }
 
 /* ---- Results ---- */
@@ -418,11 +527,10 @@ static int finish_curve(const state* kept, int input, curve* one)
         return 0;
     }
     one->amplitudes = malloc((size_t)bins * sizeof *one->amplitudes);
-    if (one->amplitudes == NULL) {
+    if (one->amplitudes == NULL || !spectrum_mean(one->sum, one->amplitudes)) {
         vorn_fail("not enough memory for a spectrum of %d frequencies", bins);
         return -1;
     }
-    spectrum_mean(one->sum, one->amplitudes);
     one->band = spectrum_find_band(one->amplitudes, one->from, one->to, spectrum_step(one->sum),
                                    band_share);
     return 1;

@@ -14,8 +14,8 @@ struct spectrum_sum
     double weight;  /* sum of the weights */
     int64_t traces; /* added */
     float* weights;
-    float* buffer; /* the padded window, and its spectrum, which takes two floats more */
-    double* sums;  /* of the spectra's absolute values */
+    float* buffer;    /* the padded window, and its spectrum, which takes two floats more */
+    exact_sums* sums; /* of the spectra's absolute values */
     fftwf_plan plan;
 };
 
@@ -51,8 +51,8 @@ int64_t spectrum_bytes(int samples)
 {
     const int64_t length = 2 * (int64_t)samples;
 
-    /* Weights, sums and buffer, and in the end the mean. */
-    return (2 + 4 + 4 + 4) * length + transform_plan_bytes(length, 1);
+    /* Weights, buffer, and in the end the mean; sums of amplitudes that are not too different. */
+    return (2 + 4 + 4) * length + exact_sums_bytes(samples, 5) + transform_plan_bytes(length, 1);
 }
 
 spectrum_sum* spectrum_create(int samples, double interval, spectrum_taper taper)
@@ -67,7 +67,7 @@ spectrum_sum* spectrum_create(int samples, double interval, spectrum_taper taper
     sum->samples = samples;
     sum->step = 1 / (2.0 * samples * interval);
     sum->weights = malloc((size_t)samples * sizeof *sum->weights);
-    sum->sums = calloc((size_t)samples + 1, sizeof *sum->sums);
+    sum->sums = exact_sums_create((size_t)samples + 1);
     sum->buffer = fftwf_alloc_real(2 * ((size_t)samples + 1));
     if (sum->weights != NULL && sum->sums != NULL && sum->buffer != NULL &&
         transform_has_room(2 * (int64_t)samples, 1))
@@ -109,6 +109,7 @@ static float load(spectrum_sum* sum, const float* samples, int count, int64_t fi
 int spectrum_add(spectrum_sum* sum, const float* samples, int count, int64_t first, int* odd)
 {
     const float greatest = load(sum, samples, count, first, odd);
+    exact_batch batch;
     int i;
 
     if (greatest == 0)
@@ -119,11 +120,13 @@ int spectrum_add(spectrum_sum* sum, const float* samples, int count, int64_t fir
     for (i = 0; i < sum->samples; ++i)
         sum->buffer[i] = sum->buffer[i] / greatest * sum->weights[i];
     fftwf_execute(sum->plan);
+    if (!exact_sums_begin(sum->sums, greatest * (sum->weight + 1), &batch))
+        return -1;
     for (i = 0; i <= sum->samples; ++i) {
         const float* bin = sum->buffer + 2 * (size_t)i;
         const double re = bin[0];
         const double im = bin[1];
-        sum->sums[i] += greatest * sqrt(re * re + im * im);
+        exact_batch_add(&batch, (size_t)i, greatest * sqrt(re * re + im * im));
     }
     ++sum->traces;
     return 1;
@@ -146,15 +149,33 @@ int64_t spectrum_traces(const spectrum_sum* sum)
 
 /* A sinusoid has half of its amplitude at the negative frequency, except at both ends, where the
  * two coincide. */
-void spectrum_mean(const spectrum_sum* sum, double* amplitudes)
+int spectrum_mean(spectrum_sum* sum, double* amplitudes)
 {
     const double divisor = sum->weight * (double)(sum->traces > 0 ? sum->traces : 1);
     int i;
 
+    if (!exact_sums_flush(sum->sums))
+        return 0;
     for (i = 0; i <= sum->samples; ++i) {
         const int is_end = i == 0 || i == sum->samples;
-        amplitudes[i] = (is_end ? 1 : 2) * sum->sums[i] / divisor;
+        amplitudes[i] = (is_end ? 1 : 2) * exact_sums_value(sum->sums, (size_t)i) / divisor;
     }
+    return 1;
+}
+
+int spectrum_samples(const spectrum_sum* sum)
+{
+    return sum->samples;
+}
+
+exact_sums* spectrum_bin_sums(spectrum_sum* sum)
+{
+    return exact_sums_flush(sum->sums) ? sum->sums : NULL;
+}
+
+void spectrum_count(spectrum_sum* sum, int64_t traces)
+{
+    sum->traces += traces;
 }
 
 void spectrum_free(spectrum_sum* sum)
@@ -164,7 +185,7 @@ void spectrum_free(spectrum_sum* sum)
     if (sum->plan != NULL)
         fftwf_destroy_plan(sum->plan);
     fftwf_free(sum->buffer);
-    free(sum->sums);
+    exact_sums_free(sum->sums);
     free(sum->weights);
     free(sum);
 }

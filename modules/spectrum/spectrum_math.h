@@ -14,6 +14,8 @@
 #ifndef SPECTRUM_MATH_H
 #define SPECTRUM_MATH_H
 
+#include "sums/exact_sums.h"
+
 #include <stdint.h>
 
 #ifdef __cplusplus
@@ -50,7 +52,7 @@ spectrum_sum* spectrum_create(int samples, double interval, spectrum_taper taper
  *
  * @param[out] odd  the number of samples in the window that are infinite or NaN; always
  *                  written
- * @return 1 when added, else 0
+ * @return 1 when added, 0 when not; -1 when there is not enough memory, and the sum is lost
  */
 int spectrum_add(spectrum_sum* sum, const float* samples, int count, int64_t first, int* odd);
 
@@ -63,8 +65,17 @@ double spectrum_step(const spectrum_sum* sum);
 /** Traces that were added. */
 int64_t spectrum_traces(const spectrum_sum* sum);
 
-/** Writes the mean of the amplitudes of all traces that were added, zeros when there are none. */
-void spectrum_mean(const spectrum_sum* sum, double* amplitudes);
+/** Samples of the window. */
+int spectrum_samples(const spectrum_sum* sum);
+
+/** The sums of all bins, for saving them and for adding those of another sum; null when there is
+ * not enough memory. And the traces that come with those. */
+exact_sums* spectrum_bin_sums(spectrum_sum* sum);
+void spectrum_count(spectrum_sum* sum, int64_t traces);
+
+/** Writes the mean of the amplitudes of all traces that were added, zeros when there are none.
+ * Returns 0 when there is not enough memory for that. */
+int spectrum_mean(spectrum_sum* sum, double* amplitudes);
 
 /** Null is accepted. */
 void spectrum_free(spectrum_sum* sum);

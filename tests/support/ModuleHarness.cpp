@@ -579,9 +579,9 @@ private:
 
     void addPad(const HarnessPad& pad)
     {
-        lines.push_back("pad " + std::to_string(pad.ident) + " " + std::to_string(pad.type) + " " +
-                        std::to_string(pad.align) + " " + std::to_string(pad.visible) + " " +
-                        pad.title);
+        // The numbers of pads are drawn by lot.
+        lines.push_back("pad " + std::to_string(pad.type) + " " + std::to_string(pad.align) + " " +
+                        std::to_string(pad.visible) + " " + pad.title);
         for (const plotCommandStruct& c : pad.commands)
             addFloats("pad command " + std::to_string(c.cmdType) + " " + std::to_string(c.ipen) +
                           " " + std::to_string(c.ndec) + " " + std::to_string(c.inteq) + " " +

@@ -11,7 +11,10 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <functional>
 #include <iterator>
+#include <limits>
+#include <map>
 #include <random>
 #include <string>
 #include <utility>
@@ -69,6 +72,26 @@ protected:
         EXPECT_THAT(result.traces, testing::IsEmpty());
         EXPECT_THAT(result.jobMetadata["vorn.failed"], testing::EndsWith(": " + message));
         expectNoMemoryLeft();
+    }
+
+    /// Adds traces of noise on levels that differ, and the words that `words` gives to each,
+    /// counted from 0. Every ninth trace is dead, and every eleventh has a sample that is not a
+    /// number.
+    void pushNoise(int traces, int samples,
+                   const std::function<std::map<std::string, UniVar>(int)>& words)
+    {
+        std::mt19937 random(5);
+        for (int i = 0; i < traces; ++i) {
+            std::vector<float> noise(static_cast<std::size_t>(samples));
+            const float level = static_cast<float>(1 + random() % 1000) * 0.37F;
+            for (float& sample : noise)
+                sample = i % 9 == 8
+                             ? 0
+                             : level * (static_cast<float>(random() % 20001) / 10000.0F - 1.0F);
+            if (i % 11 == 10 && samples > 1)
+                noise[1] = std::numeric_limits<float>::quiet_NaN();
+            harness.push(std::move(noise), words(i));
+        }
     }
 
     /// Runs the job once, and in 1, 2, 3 and 7 parts, cut at random: all are the same. `units` are

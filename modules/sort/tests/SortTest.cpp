@@ -343,7 +343,7 @@ protected:
         const harness_attribute attribute = {"cdp", 2, 1, &cdp};
         const float samples[] = {1, 2};
         const std::vector<harness_trace> traces(5, {samples, &attribute, 1});
-        harness_source data = {traces.data(), 5, 2, 2000, 1, 0};
+        harness_source data = {traces.data(), 5, 2, 2000, 1, 0, 0};
         harness_sink besideRecord = {count, &beside};
         harness_sink behindRecord = {count, &behind};
 

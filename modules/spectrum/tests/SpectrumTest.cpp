@@ -440,6 +440,45 @@ TEST_F(SpectrumTest, MeanSpectrumIsDrawnAtTheEndOfAJob)
     EXPECT_EQ(note("traces"), "2");
 }
 
+TEST_F(SpectrumTest, PartsGiveThePictureOfOneRun)
+{
+    for (const std::map<std::string, UniVar>& parameters :
+         {std::map<std::string, UniVar>{},
+          {{"word", UniVar("offset")}, {"first", UniVar(300)}, {"scale", UniVar("db")}},
+          {{"tmin", UniVar(0.05)}, {"tmax", UniVar(0.1)}},
+          {{"tmin", UniVar(5.0)}},
+          {{"taper", UniVar("hann")}, {"fmin", UniVar(20)}}})
+    {
+        restart();
+        pushNoise(60, 100, [](int i) {
+            return std::map<std::string, UniVar>{{"offset", UniVar(10 * i)}};
+        });
+        add(parameters);
+        expectSameInParts();
+    }
+}
+
+TEST_F(SpectrumTest, PartsWithOtherWindowsAreRefused)
+{
+    pushNoise(20, 100, [](int i) {
+        return std::map<std::string, UniVar>{{"delrt", UniVar(i < 12 ? 0 : 40)}};
+    });
+    add();
+
+    result = harness.runInParts({15});
+
+    EXPECT_THAT(messages(4),
+                ElementsAre("the first traces of two parts have the window from 0 to 0.198 s and "
+                            "from 0.04 to 0.238 s; give tmin and tmax within all traces, or run "
+                            "the job in one process"));
+    restart();
+    pushNoise(20, 100, [](int i) {
+        return std::map<std::string, UniVar>{{"delrt", UniVar(i < 12 ? 0 : 40)}};
+    });
+    add({{"tmin", UniVar(0.05)}, {"tmax", UniVar(0.15)}});
+    expectSameInParts();
+}
+
 TEST_F(SpectrumTest, TracesPassOn)
 {
     push(40, 3, {{"offset", UniVar(100)}});
@@ -838,7 +877,7 @@ private:
         Source& source = sources.emplace_back();
         source.samples = sinusoid(500, periods, amplitude);
         source.traces.assign(static_cast<size_t>(count), {source.samples.data(), nullptr, 0});
-        source.record = {source.traces.data(), count, 500, interval, tracesPerCall, 0};
+        source.record = {source.traces.data(), count, 500, interval, tracesPerCall, 0, 0};
         ModuleEntity* module = job().initJobModule("source", "libharness_source.so");
         module->setResource("HARNESS", UniVar(static_cast<void*>(&source.record)));
         DataChannel* channel = new DataChannel; // the job deletes it

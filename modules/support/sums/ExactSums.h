@@ -14,8 +14,8 @@
 
 namespace sums {
 
-/// Sums that depend neither on the order of their terms nor on partial sums. Terms are finite; all
-/// but `addWhole` round them to 28 bits. Throws std::bad_alloc.
+/// Sums that depend neither on the order of their terms nor on partial sums. Terms are finite;
+/// `add` rounds them to 28 bits. Throws std::bad_alloc.
 class ExactSums
 {
 public:
@@ -32,8 +32,22 @@ public:
     {
         check(exact_sums_add_whole(sums.get(), sum, value));
     }
+    /// Terms that are not above `bound` in size, at most one for each sum: see exact_sums_begin().
+    /// They are added by exact_batch_add().
+    exact_batch begin(double bound)
+    {
+        exact_batch batch{};
+        check(exact_sums_begin(sums.get(), bound, &batch));
+        return batch;
+    }
     /// Adds the sums of another, which has as many.
-    void add(const ExactSums& other) { check(exact_sums_merge(sums.get(), other.sums.get())); }
+    void add(ExactSums& other)
+    {
+        other.flush();
+        check(exact_sums_merge(sums.get(), other.sums.get()));
+    }
+    /// After batches, before values are read.
+    void flush() { check(exact_sums_flush(sums.get())); }
     void clear() { exact_sums_clear(sums.get()); }
 
     /// Rounded to the nearest double.
@@ -64,6 +78,7 @@ private:
     template <typename File>
     void write(File& file)
     {
+        flush();
         std::uint64_t count = sums->count;
         file(count);
         for (int row = 0; row < EXACT_SUMS_ROWS; ++row) {

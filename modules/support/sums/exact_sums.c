@@ -21,19 +21,33 @@ exact_sums* exact_sums_create(size_t count)
 
 void exact_sums_free(exact_sums* sums)
 {
+    int batch;
     int row;
 
     if (sums == NULL)
         return;
+    for (batch = 0; batch < EXACT_SUMS_BATCHES; ++batch)
+        free(sums->batches[batch]);
     for (row = 0; row < EXACT_SUMS_ROWS; ++row)
         free(sums->rows[row]);
     free(sums);
 }
 
+static void clear_batch(exact_sums* sums, int batch)
+{
+    memset(sums->batches[batch], 0, sums->count * sizeof *sums->batches[batch]);
+    sums->batch_terms[batch] = 0;
+}
+
 void exact_sums_clear(exact_sums* sums)
 {
+    int batch;
     int row;
 
+    for (batch = 0; batch < EXACT_SUMS_BATCHES; ++batch) {
+        if (sums->batches[batch] != NULL)
+            clear_batch(sums, batch);
+    }
     for (row = 0; row < EXACT_SUMS_ROWS; ++row) {
         if (sums->rows[row] != NULL)
             memset(sums->rows[row], 0, sums->count * sizeof *sums->rows[row]);
@@ -64,6 +78,53 @@ bool exact_sums_carry(exact_sums* sums, size_t sum, int row)
         *limb &= limb_mask;
     }
     return true; /* more terms than can be counted would be needed to come here */
+}
+
+static bool flush_batch(exact_sums* sums, int batch)
+{
+    size_t i;
+
+    for (i = 0; i < sums->count; ++i) {
+        if (sums->batches[batch][i] != 0 && !exact_sums_add_whole(sums, i, sums->batches[batch][i]))
+            return false;
+    }
+    clear_batch(sums, batch);
+    return true;
+}
+
+bool exact_sums_begin(exact_sums* sums, double bound, exact_batch* to)
+{
+    const int step = 8; /* of exponents, from batch to batch */
+    const int least = -920;
+    int exponent;
+    int batch;
+
+    frexp(bound, &exponent); /* the bound is below 2^exponent */
+    batch = (exponent - least + step - 1) / step;
+    exponent = least + batch * step;
+    if (sums->batches[batch] == NULL) {
+        const size_t count = sums->count > 0 ? sums->count : 1;
+        sums->batches[batch] = calloc(count, sizeof *sums->batches[batch]);
+    }
+    if (sums->batches[batch] == NULL)
+        return false;
+    if (sums->batch_terms[batch] == EXACT_SUMS_BATCH_TERMS && !flush_batch(sums, batch))
+        return false;
+    ++sums->batch_terms[batch];
+    to->sums = sums->batches[batch];
+    to->rounding = ldexp(1.5, 52 + exponent - EXACT_SUMS_BATCH_BITS);
+    return true;
+}
+
+bool exact_sums_flush(exact_sums* sums)
+{
+    int batch;
+
+    for (batch = 0; batch < EXACT_SUMS_BATCHES; ++batch) {
+        if (sums->batch_terms[batch] > 0 && !flush_batch(sums, batch))
+            return false;
+    }
+    return true;
 }
 
 /* Writes the limbs of the absolute value, each from 0 to 2^32 - 1; whether the sum is negative. */

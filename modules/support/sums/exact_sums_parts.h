@@ -8,7 +8,7 @@
 #include "exact_sums.h"
 #include "vorn_parts.h"
 
-/** Writes the sums. */
+/** Writes the sums, which are flushed. */
 static inline void exact_sums_put(vorn_state_writer* file, const exact_sums* sums)
 {
     const int end = EXACT_SUMS_ROWS;

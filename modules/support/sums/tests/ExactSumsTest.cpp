@@ -138,11 +138,54 @@ TEST(ExactSums, ManyEqualTermsAreCarried)
     }
 }
 
+TEST(ExactSums, BatchesAreExactSumsOfRoundedTerms)
+{
+    // More terms than a batch holds, of several bounds.
+    const std::vector<double> values = randomValues(40000, -20, 3);
+    ExactSums one(2);
+    ExactSums reversed(2);
+    ExactSums rounded;
+    const auto boundOf = [](std::size_t i) { return i % 3 == 0 ? 8.0 : 300.0; };
+    const auto addTo = [&](ExactSums& to, std::size_t i) {
+        const exact_batch batch = to.begin(boundOf(i));
+        exact_batch_add(&batch, 1, values[i]);
+    };
+    for (std::size_t i = 0; i < values.size(); ++i) {
+        addTo(one, i);
+        addTo(reversed, values.size() - 1 - i);
+        const int unit = i % 3 == 0 ? 8 - 40 : 16 - 40;
+        rounded.addWhole(0, std::ldexp(std::nearbyint(std::ldexp(values[i], -unit)), unit));
+    }
+    one.flush();
+    reversed.flush();
+    EXPECT_EQ(one.value(0), 0);
+    EXPECT_EQ(one.value(1), rounded.value());
+    EXPECT_EQ(reversed.value(1), rounded.value());
+    EXPECT_NE(one.value(1), wholeSum(values)); // rounded they are
+    EXPECT_NEAR(one.value(1), wholeSum(values), 40000 * 0x1p-25);
+}
+
+TEST(ExactSums, BatchesHaveBoundsOfAnySize)
+{
+    for (const double bound : {0x1p-900, 1e-40, 255.0, 256.0, 257.0, 1e300 / 1e30, 0x1p900}) {
+        ExactSums sum;
+        for (const double share : {1.0, -0.5, 0.75}) {
+            const exact_batch batch = sum.begin(bound);
+            exact_batch_add(&batch, 0, share * bound);
+        }
+        sum.flush();
+        EXPECT_NEAR(sum.value() / bound, 1.25, 0x1p-31) << bound;
+    }
+}
+
 TEST(ExactSums, ClearedSumsBeginAnew)
 {
     ExactSums sum(2);
     sum.add(1, 5);
+    const exact_batch batch = sum.begin(10);
+    exact_batch_add(&batch, 0, 3);
     sum.clear();
+    sum.flush();
     sum.add(1, 2);
     EXPECT_EQ(sum.value(0), 0);
     EXPECT_EQ(sum.value(1), 2);

@@ -24,7 +24,7 @@ namespace fs = std::filesystem;
 Arguments callOf(const Plan& plan)
 {
     Arguments arguments;
-    arguments.values["JOB.yaml"] = {plan.jobFile};
+    arguments.values["JOB.yaml"] = {plan.jobPath};
     if (!plan.settings.empty())
         arguments.values["--set"] = plan.settings;
     if (!plan.moduleDirectories.empty())
@@ -48,6 +48,7 @@ void noteCall(const Arguments& arguments, const LoadedJob& loaded, Plan& plan)
     plan.vornVersion = VORN_VERSION;
     plan.vornHome = loaded.job.vornHome;
     plan.jobFile = loaded.job.file;
+    plan.jobPath = loaded.path;
     plan.jobSha256 = sha256OfFile(loaded.job.file);
     plan.settings = arguments.texts("--set");
     for (const std::string& directory : arguments.texts("--allow-modules-from"))

@@ -36,10 +36,10 @@ std::string machineName()
     return gethostname(name, sizeof name - 1) == 0 ? name : "";
 }
 
-// Messages of a part go where its output goes: they are repeated by the merge.
+// The merge repeats all other messages.
 void tell(const RunMessage& message)
 {
-    if (message.severity >= warningSeverity)
+    if (message.severity >= errorSeverity)
         std::fprintf(stderr, "%s: %s: %s\n", severityName(message.severity),
                      escaped(message.module).c_str(), escaped(message.text).c_str());
 }

@@ -64,6 +64,7 @@ struct Plan
     std::string vornVersion;
     std::string vornHome;
     std::string jobFile;                        ///< absolute path
+    std::string jobPath;                        ///< as it was given, for messages
     std::string jobSha256;                      ///< of the job file, hexadecimal
     std::vector<std::string> settings;          ///< the values of --set
     std::vector<std::string> moduleDirectories; ///< the values of --allow-modules-from

@@ -69,6 +69,7 @@ Json jsonOf(const Plan& plan)
     json["vorn_version"] = plan.vornVersion;
     json["vorn_home"] = plan.vornHome;
     json["job"] = plan.jobFile;
+    json["job_as_given"] = plan.jobPath;
     json["job_sha256"] = plan.jobSha256;
     json["settings"] = plan.settings;
     json["module_directories"] = plan.moduleDirectories;
@@ -127,6 +128,7 @@ Plan planOf(const Json& json)
     plan.vornVersion = json.at("vorn_version").get<std::string>();
     plan.vornHome = json.at("vorn_home").get<std::string>();
     plan.jobFile = json.at("job").get<std::string>();
+    plan.jobPath = json.at("job_as_given").get<std::string>();
     plan.jobSha256 = json.at("job_sha256").get<std::string>();
     plan.settings = json.at("settings").get<std::vector<std::string>>();
     plan.moduleDirectories = json.at("module_directories").get<std::vector<std::string>>();

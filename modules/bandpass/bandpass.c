@@ -2,6 +2,7 @@
 #include "bandpass_math.h"
 #include "bandpass_parameters.h"
 #include "vorn_kit.h"
+#include "vorn_parts.h"
 
 #include <stdint.h>
 #include <stdio.h>
@@ -79,7 +80,27 @@ static void release(state* kept)
     bandpass_free_parameters(&kept->set);
 }
 
+static bool save(state* kept, vorn_state_writer* file)
+{
+    const int64_t counts[2] = {kept->odd_traces, kept->odd_samples};
+
+    vorn_put_int64s(file, counts, 2);
+    return true;
+}
+
+static bool merge(state* kept, vorn_state_reader* file)
+{
+    int64_t counts[2];
+
+    if (!vorn_get_int64s(file, counts, 2))
+        return false;
+    kept->odd_traces += counts[0];
+    kept->odd_samples += counts[1];
+    return true;
+}
+
 VORN_MODULE(state, prepare, process, finish, release);
+VORN_MODULE_IN_PARTS(state, save, merge);
 
 /* ---- The filter. Functions that return bool return false after a message. ---- */
 

@@ -185,6 +185,8 @@ struct RunResult
     std::string started; ///< local time, YYYY-MM-DD HH:MM:SS
     int64_t wallMicros = 0;        ///< all three phases
     int64_t processWallMicros = 0; ///< the processing phase
+    int parts = 0;          ///< ranges of traces that processes of their own worked on; 0: none
+    int64_t busyMicros = 0; ///< all phases of all processes, one after the other
     int64_t peakJobBytes = 0;
     int64_t sourceTraces = 0; ///< traces that entered the job
     int64_t sourceBytes = 0;  ///< their samples and SEG-Y trace headers, 240 bytes each

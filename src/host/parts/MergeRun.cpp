@@ -152,8 +152,11 @@ void MergeRun::ended(RunResult& result)
         result.sourceTraces += source.traces;
         result.sourceBytes += source.traces * (segyTraceHeaderBytes + 4 * int64_t{source.samples});
     }
-    for (const Receipt& receipt : receipts)
+    for (const Receipt& receipt : receipts) {
         result.peakJobBytes = std::max(result.peakJobBytes, receipt.peakJobBytes);
+        result.busyMicros += receipt.wallMicros;
+    }
+    result.parts = static_cast<int>(receipts.size());
 }
 
 } // namespace host

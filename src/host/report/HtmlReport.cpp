@@ -486,8 +486,8 @@ Part modulesPart(const RunResult& result)
             table.row(moduleRow(result, module));
         }
     }
-    const int64_t rest = std::max<int64_t>(0, result.wallMicros - ofModules);
-    const double whole = static_cast<double>(std::max<int64_t>(1, result.wallMicros));
+    const int64_t rest = std::max<int64_t>(0, result.busyMicros - ofModules);
+    const double whole = static_cast<double>(std::max<int64_t>(1, result.busyMicros));
     table.beginFoot();
     table.row({"kernel and host", "", "", "", micros(rest), "",
                shareBar(static_cast<double>(rest) / whole), ""});

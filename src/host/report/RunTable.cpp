@@ -46,8 +46,8 @@ std::string statisticsTable(const RunResult& result)
         addRow(module);
     for (const RunModule& tee : result.tees)
         addRow(tee);
-    const int64_t rest = std::max<int64_t>(0, result.wallMicros - ofModules);
-    const double whole = static_cast<double>(std::max<int64_t>(1, result.wallMicros));
+    const int64_t rest = std::max<int64_t>(0, result.busyMicros - ofModules);
+    const double whole = static_cast<double>(std::max<int64_t>(1, result.busyMicros));
     table.row({"(kernel and host)", "", "", micros(rest),
                percent(static_cast<double>(rest) / whole), "", ""});
     table.row({"job", std::to_string(result.sourceTraces), "", micros(result.wallMicros),
@@ -60,8 +60,9 @@ std::string rateLine(const RunResult& result)
     if (result.sourceTraces == 0 || result.processWallMicros == 0)
         return "";
     const double seconds = static_cast<double>(result.processWallMicros) / 1e6;
-    return fmt::format("{} in {}: {} traces/s, {} MB/s", counted(result.sourceTraces, "trace"),
+    return fmt::format("{} in {}{}: {} traces/s, {} MB/s", counted(result.sourceTraces, "trace"),
                        micros(result.processWallMicros),
+                       result.parts > 0 ? fmt::format(" and {} parts", result.parts) : "",
                        formatRate(static_cast<double>(result.sourceTraces) / seconds),
                        formatRate(static_cast<double>(result.sourceBytes) / 1e6 / seconds));
 }

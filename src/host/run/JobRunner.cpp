@@ -206,10 +206,11 @@ RunResult JobRunner::run()
     }
     libraries.close();
     result.wallMicros = std::max<int64_t>(1, microsSince(start));
+    result.busyMicros += result.wallMicros;
     for (std::vector<RunModule>* rows : {&result.modules, &result.tees}) {
         for (RunModule& module : *rows)
             module.statistics.share = static_cast<double>(module.statistics.totalMicros()) /
-                                      static_cast<double>(result.wallMicros);
+                                      static_cast<double>(result.busyMicros);
     }
     return result;
 }

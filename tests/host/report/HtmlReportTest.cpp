@@ -42,6 +42,7 @@ RunResult smallResult()
     result.jobName = "small";
     result.modules = {moduleNamed("read", 1), moduleNamed("show", 2, {{"read", 1, "data"}})};
     result.wallMicros = 2000000;
+    result.busyMicros = 2000000;
     return result;
 }
 

@@ -262,8 +262,12 @@ INSTANTIATE_TEST_SUITE_P(
                       SignalCase{"SIGILL", "raise", SIGILL, CRASHED "(SIGILL)"},
                       SignalCase{"SIGSYS", "raise", SIGSYS, CRASHED "(SIGSYS)"},
                       SignalCase{"SIGTRAP", "raise", SIGTRAP, CRASHED "(SIGTRAP)"},
-                      SignalCase{"file_limit", "write", SIGXFSZ, ENDED "(SIGXFSZ)"},
-                      SignalCase{"SIGXCPU", "raise", SIGXCPU, ENDED "(SIGXCPU)"},
+                      SignalCase{"file_limit", "write", SIGXFSZ,
+                                 ENDED "(SIGXFSZ: the limit of the size of files is reached, see "
+                                       "ulimit -f)"},
+                      SignalCase{"SIGXCPU", "raise", SIGXCPU,
+                                 ENDED "(SIGXCPU: the limit of processor time is reached, see "
+                                       "ulimit -t)"},
                       SignalCase{"SIGQUIT", "kill", SIGQUIT, ENDED "(SIGQUIT)"},
                       SignalCase{"SIGALRM", "kill", SIGALRM, ENDED "(SIGALRM)"},
                       SignalCase{"SIGUSR1", "kill", SIGUSR1, ENDED "(SIGUSR1)"},
@@ -386,6 +390,24 @@ protected:
     }
 };
 
+// Processes that are started get as much time, in seconds, and this one no more either.
+class ProcessorTimeLimit
+{
+public:
+    explicit ProcessorTimeLimit(rlim_t seconds)
+    {
+        getrlimit(RLIMIT_CPU, &former);
+        const rlimit limit = {seconds, former.rlim_max};
+        setrlimit(RLIMIT_CPU, &limit);
+    }
+    ~ProcessorTimeLimit() { setrlimit(RLIMIT_CPU, &former); }
+    ProcessorTimeLimit(const ProcessorTimeLimit&) = delete;
+    ProcessorTimeLimit& operator=(const ProcessorTimeLimit&) = delete;
+
+private:
+    rlimit former;
+};
+
 TEST_F(EndedPlotTest, ASignalInTheMiddleOfThePictureLeavesNoHiddenFile)
 {
     JobEnd end;
@@ -397,9 +419,32 @@ TEST_F(EndedPlotTest, ASignalInTheMiddleOfThePictureLeavesNoHiddenFile)
     EXPECT_EQ(end.exitCode, 128 + SIGXFSZ);
     EXPECT_TRUE(end.killed);
     EXPECT_THAT(end.errors,
-                StartsWith("vorn: ended by a signal (SIGXFSZ)\nvorn: incomplete, removed: " +
+                StartsWith("vorn: ended by a signal (SIGXFSZ: the limit of the size of files is "
+                           "reached, see ulimit -f)\nvorn: incomplete, removed: " +
                            directory.path(".out.png.vorn-")));
     expectOldPictureAndNothingElse(end);
+}
+
+TEST_F(EndedPlotTest, AJobThatReachesItsProcessorTimeLeavesNoHiddenFile)
+{
+    directory.write("long.yaml",
+                    "job: long\n"
+                    "modules:\n"
+                    "  - {name: make, module: synthetic, shots: 100000, channels: 100}\n"
+                    "  - {name: write, module: segy_out, input: make, file: long.sgy}\n");
+    JobEnd end;
+    {
+        const ProcessorTimeLimit limit(1);
+        end = directory.run({"run", "long.yaml", "-q"});
+    }
+
+    EXPECT_EQ(end.exitCode, 128 + SIGXCPU) << end.errors;
+    EXPECT_TRUE(end.killed);
+    EXPECT_THAT(end.errors, HasSubstr("(SIGXCPU: the limit of processor time is reached, see "
+                                      "ulimit -t)\nvorn: incomplete, removed: " +
+                                      directory.path(".long.sgy.vorn-")));
+    EXPECT_THAT(directory.names(),
+                ElementsAre("in.sgy", "long.yaml", "make.yaml", "out.png", "scratch"));
 }
 
 TEST_F(EndedPlotTest, CtrlCAtAnyMomentLeavesNoHiddenFile)

@@ -219,6 +219,16 @@ void addSignal(Line& line, int signal)
     line.add("SIG").add(name != nullptr ? name : "?");
 }
 
+// The end of the line, with what the user or a batch system has limited.
+const char* limitOf(int signal)
+{
+    if (signal == SIGXFSZ)
+        return ": the limit of the size of files is reached, see ulimit -f)";
+    if (signal == SIGXCPU)
+        return ": the limit of processor time is reached, see ulimit -t)";
+    return ")";
+}
+
 void tellSignal(int signal, const siginfo_t* info, void* context)
 {
     const RunningCode running = runningCode();
@@ -237,7 +247,7 @@ void tellSignal(int signal, const siginfo_t* info, void* context)
     if (signal != SIGINT) {
         line.add(" (");
         addSignal(line, signal);
-        line.add(isStackOverflow(signal, info, context) ? ", stack overflow)" : ")");
+        line.add(isStackOverflow(signal, info, context) ? ", stack overflow)" : limitOf(signal));
     }
     addLastModule(line, running);
     line.write();

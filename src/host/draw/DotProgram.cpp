@@ -6,6 +6,7 @@
 
 #include "base/CommandError.h"
 #include "base/Numbers.h"
+#include "base/Programs.h"
 
 #include <algorithm>
 #include <array>
@@ -181,15 +182,7 @@ private:
 
 bool isDotInstalled()
 {
-    const char* path = std::getenv("PATH");
-    std::string rest = path != nullptr ? path : "";
-    while (!rest.empty()) {
-        const auto colon = rest.find(':');
-        if (access((rest.substr(0, colon) + "/dot").c_str(), X_OK) == 0)
-            return true;
-        rest = colon == std::string::npos ? "" : rest.substr(colon + 1);
-    }
-    return false;
+    return isInstalled("dot");
 }
 
 std::string drawDot(const std::string& dot, const std::string& format,

@@ -108,6 +108,7 @@ Command metaCommand();
 Command planCommand();
 Command partCommand();
 Command mergeCommand();
+Command statusCommand();
 Command manualCommand();
 Command completionCommand();
 /// @}

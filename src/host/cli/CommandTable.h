@@ -109,6 +109,7 @@ Command planCommand();
 Command partCommand();
 Command mergeCommand();
 Command statusCommand();
+Command submitCommand();
 Command manualCommand();
 Command completionCommand();
 /// @}

@@ -1,5 +1,6 @@
 #include "Autocorrelator.h"
 
+#include "plan_flags.h"
 #include "transform_memory.h"
 
 #include <algorithm>
@@ -41,8 +42,8 @@ struct Autocorrelator::Transform
         if (values != nullptr && spectrum != nullptr &&
             transform_has_room(std::int64_t{2} * length, 2) != 0)
         {
-            forward = fftw_plan_dft_r2c_1d(length, values, spectrum, FFTW_ESTIMATE);
-            backward = fftw_plan_dft_c2r_1d(length, spectrum, values, FFTW_ESTIMATE);
+            forward = fftw_plan_dft_r2c_1d(length, values, spectrum, transforms_plan_flags());
+            backward = fftw_plan_dft_c2r_1d(length, spectrum, values, transforms_plan_flags());
         }
         if (forward == nullptr || backward == nullptr) {
             release();

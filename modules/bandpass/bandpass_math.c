@@ -1,5 +1,6 @@
 #include "bandpass_math.h"
 
+#include "plan_flags.h"
 #include "transform_memory.h"
 
 #include <fftw3.h>
@@ -107,9 +108,9 @@ bandpass_filter* bandpass_create(int samples, double interval, bandpass_response
         /* Estimated plans do not depend on measured times: every run gives the same samples. */
         fftwf_complex* spectrum = (fftwf_complex*)filter->buffer;
         filter->forward =
-            fftwf_plan_dft_r2c_1d(filter->length, filter->buffer, spectrum, FFTW_ESTIMATE);
+            fftwf_plan_dft_r2c_1d(filter->length, filter->buffer, spectrum, transforms_plan_flags());
         filter->backward =
-            fftwf_plan_dft_c2r_1d(filter->length, spectrum, filter->buffer, FFTW_ESTIMATE);
+            fftwf_plan_dft_c2r_1d(filter->length, spectrum, filter->buffer, transforms_plan_flags());
     }
     if (filter->forward == NULL || filter->backward == NULL) {
         bandpass_free(filter);

@@ -1,6 +1,7 @@
 #include "ShortTimeSpectra.h"
 
 #include "fast_length.h"
+#include "plan_flags.h"
 #include "transform_memory.h"
 
 #include <algorithm>
@@ -31,7 +32,7 @@ struct ShortTimeSpectra::Transform
         // The plan of doubles is twice as large as that of floats.
         if (values != nullptr && spectrum != nullptr &&
             transform_has_room(std::int64_t{2} * length, 1) != 0)
-            plan = fftw_plan_dft_r2c_1d(length, values, spectrum, FFTW_ESTIMATE);
+            plan = fftw_plan_dft_r2c_1d(length, values, spectrum, transforms_plan_flags());
         if (plan == nullptr) {
             release();
             throw std::bad_alloc();

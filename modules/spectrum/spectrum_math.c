@@ -1,5 +1,6 @@
 #include "spectrum_math.h"
 
+#include "plan_flags.h"
 #include "transform_memory.h"
 
 #include <fftw3.h>
@@ -73,7 +74,7 @@ spectrum_sum* spectrum_create(int samples, double interval, spectrum_taper taper
         transform_has_room(2 * (int64_t)samples, 1))
         /* Estimated plans do not depend on measured times: every run gives the same numbers. */
         sum->plan = fftwf_plan_dft_r2c_1d(2 * samples, sum->buffer, (fftwf_complex*)sum->buffer,
-                                          FFTW_ESTIMATE);
+                                          transforms_plan_flags());
     if (sum->plan == NULL) {
         spectrum_free(sum);
         return NULL;

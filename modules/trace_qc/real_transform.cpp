@@ -1,5 +1,6 @@
 #include "real_transform.h"
 
+#include "plan_flags.h"
 #include "transform_memory.h"
 
 #include <cstddef>
@@ -12,9 +13,9 @@ RealTransform::RealTransform(int length, Directions directions)
     if (buffer == nullptr || transform_has_room(length, both ? 2 : 1) == 0)
         throw std::bad_alloc();
     auto* spectrum = reinterpret_cast<fftwf_complex*>(buffer.get());
-    toFrequencies.reset(fftwf_plan_dft_r2c_1d(length, buffer.get(), spectrum, FFTW_ESTIMATE));
+    toFrequencies.reset(fftwf_plan_dft_r2c_1d(length, buffer.get(), spectrum, transforms_plan_flags()));
     if (both)
-        toSamples.reset(fftwf_plan_dft_c2r_1d(length, spectrum, buffer.get(), FFTW_ESTIMATE));
+        toSamples.reset(fftwf_plan_dft_c2r_1d(length, spectrum, buffer.get(), transforms_plan_flags()));
     if (toFrequencies == nullptr || (both && toSamples == nullptr))
         throw std::bad_alloc();
 }

@@ -2,6 +2,7 @@
 
 #include "base/CommandError.h"
 #include "base/Escaping.h"
+#include "base/Portable.h"
 #include "base/Text.h"
 #include "job/JobFileRoles.h"
 #include "parts/PlanFile.h"
@@ -43,6 +44,13 @@ ArgumentSpec planArgument()
     return {"DIR", "the directory of a plan, as \"vorn plan\" has made it", ValueKind::directory};
 }
 
+OptionSpec portableOption()
+{
+    return {"--portable", "",
+            "use no instructions that some machines do not have, so that results are the same on "
+            "all of them"};
+}
+
 void noteCall(const Arguments& arguments, const LoadedJob& loaded, Plan& plan)
 {
     plan.vornVersion = VORN_VERSION;
@@ -57,7 +65,8 @@ void noteCall(const Arguments& arguments, const LoadedJob& loaded, Plan& plan)
         plan.scratchDirectory = loaded.job.scratchDirectory;
     plan.scratchTraces = arguments.text("--scratch-traces");
     plan.workingDirectory = fs::current_path().string();
-    plan.cpuClass = cpuClass();
+    plan.portable = isPortable();
+    plan.cpuClass = plan.portable ? "portable" : cpuClass();
 }
 
 PlannedJob loadPlannedJob(const Arguments& arguments)
@@ -68,6 +77,8 @@ PlannedJob loadPlannedJob(const Arguments& arguments)
     planned.plan = std::move(stored.plan);
     planned.planSha256 = stored.sha256;
     const Plan& plan = planned.plan;
+    if (plan.portable)
+        becomePortable();
 
     std::error_code error;
     fs::current_path(plan.workingDirectory, error);

@@ -25,6 +25,9 @@ struct PlannedJob
 /// The argument that names the directory of a plan, for the table of commands.
 ArgumentSpec planArgument();
 
+/// --portable, for the table of commands.
+OptionSpec portableOption();
+
 /// Notes in `plan` how the command was called for `loaded`: job file, options, working directory,
 /// version and machine.
 void noteCall(const Arguments& arguments, const LoadedJob& loaded, Plan& plan);

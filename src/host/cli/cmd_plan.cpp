@@ -1,6 +1,7 @@
 // vorn plan JOB.yaml: says how a job runs in parts, and makes the directory for them.
 #include "base/CommandError.h"
 #include "base/Escaping.h"
+#include "base/Portable.h"
 #include "base/Text.h"
 #include "cli/JobLoader.h"
 #include "cli/PlannedJob.h"
@@ -72,6 +73,8 @@ void refusePlan(const std::string& directory)
 
 int runPlan(const Arguments& arguments)
 {
+    if (arguments.has("--portable"))
+        becomePortable();
     const LoadedJob loaded = loadJob(arguments);
     refuseErrors(loaded);
     useFilesOf(loaded.job);
@@ -108,6 +111,7 @@ Command planCommand()
         {"-o,--output", "DIR", "the directory for the plan and what the parts leave",
          ValueKind::directory},
         {"--dry-run", "", "only say what would run where, and why"},
+        portableOption(),
     };
     options.insert(options.end(), own.begin(), own.end());
     return {"plan",

@@ -1,5 +1,7 @@
 // vorn run JOB.yaml: checks a job, runs it, and reports what it did.
+#include "base/Portable.h"
 #include "cli/JobLoader.h"
+#include "cli/PlannedJob.h"
 #include "cli/RunEach.h"
 #include "cli/RunInParts.h"
 #include "cli/RunJob.h"
@@ -13,6 +15,8 @@ namespace {
 
 int runRun(const Arguments& arguments)
 {
+    if (arguments.has("--portable"))
+        becomePortable();
     checkTimeLimit(arguments);
     if (arguments.has("--each"))
         return runEach(arguments);
@@ -31,6 +35,7 @@ Command runCommand()
     std::vector<OptionSpec> options = jobOptions();
     const std::vector<OptionSpec> own = runOptions();
     options.insert(options.end(), own.begin(), own.end());
+    options.push_back(portableOption());
     const std::vector<OptionSpec> each = eachOptions();
     options.insert(options.end(), each.begin(), each.end());
     return {

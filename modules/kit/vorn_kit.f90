@@ -13,6 +13,7 @@
 !         procedure :: prepare  ! once, before the first trace
 !         procedure :: process  ! whenever each input has a trace
 !         procedure :: finish   ! after the last trace; may be left out
+!         procedure :: save_part, merge_part ! for jobs in parts, see vorn_parts; may be left out
 !       end type agc_state
 !     ...
 !     end module agc_job
@@ -38,6 +39,7 @@ module vorn_kit
   use, intrinsic :: iso_c_binding, only: c_associated, c_char, c_double, c_f_pointer, c_float, &
       c_int, c_int64_t, c_loc, c_null_char, c_intptr_t, c_null_ptr, c_ptr
   use vorn_knl
+  use vorn_parts
   implicit none
   private
 
@@ -79,6 +81,9 @@ module vorn_kit
     procedure(vorn_step), deferred :: prepare
     procedure(vorn_step), deferred :: process
     procedure :: finish => finish_nothing
+    !> For jobs that run in parts; needed where the manifest says `merge: true`.
+    procedure :: save_part => has_no_save
+    procedure :: merge_part => has_no_merge
     !> For other forms of a module: what follows `prepare`, and what precedes the release of a state
     !> whose procedure has failed.
     procedure :: begin => ask_for_end
@@ -100,7 +105,8 @@ module vorn_kit
     logical :: passes_end = .false. ! the kit has asked for calls at the end of the inputs
   end type kept_module
 
-  public :: vorn_preprocess, vorn_process, vorn_postprocess
+  public :: vorn_preprocess, vorn_process, vorn_postprocess, vorn_save, vorn_merge
+  public :: vorn_state_file, vorn_put, vorn_get, vorn_part_first, vorn_message_once
   public :: vorn_fail, vorn_fail_without_interval, vorn_fail_without_samples, vorn_job_has_failed
   public :: vorn_allow_memory
   public :: vorn_add_history, vorn_to_text
@@ -243,6 +249,120 @@ contains
     if (associated(kept)) call kept%state%finish()
     call release()
   end function vorn_postprocess
+
+  !> Saves the state of a part to the file `path`, and releases it; 0 where that has succeeded.
+  integer function vorn_save(path)
+    character(len=*), intent(in) :: path
+    type(kept_module), pointer :: kept
+    type(vorn_state_file) :: file
+    character(len=:), allocatable :: name
+    logical :: good
+
+    vorn_save = 1
+    kept => find_kept()
+    if (.not. associated(kept)) return ! the module has failed, and has said why
+    call vorn_begin_state(file)
+    good = .true.
+    call kept%state%save_part(file, good)
+    if (good) then
+      call vorn_module_name(name)
+      call vorn_write_state(file, path, name, good)
+      if (.not. good) call vorn_fail('the state of this part cannot be written to ' // path // ': ' // &
+          vorn_state_problem(file) // '; look at the space and the rights there, and run the part ' &
+          // 'again')
+    end if
+    call release()
+    if (good) vorn_save = 0
+  end function vorn_save
+
+  !> Adds the state of a part, which the file `path` has, to that of the module; 0 where that has
+  !> succeeded.
+  integer function vorn_merge(path)
+    character(len=*), intent(in) :: path
+    type(kept_module), pointer :: kept
+    type(vorn_state_file) :: file
+    character(len=:), allocatable :: name
+    logical :: good
+
+    vorn_merge = 1
+    kept => find_kept()
+    if (.not. associated(kept)) return
+    call vorn_module_name(name)
+    call vorn_read_state(file, path, name, good)
+    if (good) call kept%state%merge_part(file, good)
+    if (good) call vorn_end_state(file, good)
+    if (good) then
+      vorn_merge = 0
+      return
+    end if
+    ! Otherwise, the module has said why.
+    if (vorn_state_problem(file) /= '') call vorn_fail(path // &
+        ' is not a state that can be merged: ' // vorn_state_problem(file) // &
+        '; run the part again that has written it')
+    call release()
+  end function vorn_merge
+
+  subroutine has_no_save(state, file, good)
+    class(vorn_module), intent(inout) :: state
+    type(vorn_state_file), intent(inout) :: file
+    logical, intent(inout) :: good
+
+    associate (unused => state, unused_too => file)
+    end associate
+    call vorn_fail('the module has nothing that saves its state; leave merge out of its manifest')
+    good = .false.
+  end subroutine has_no_save
+
+  subroutine has_no_merge(state, file, good)
+    class(vorn_module), intent(inout) :: state
+    type(vorn_state_file), intent(inout) :: file
+    logical, intent(inout) :: good
+
+    associate (unused => state, unused_too => file)
+    end associate
+    call vorn_fail('the module has nothing that merges states; leave merge out of its manifest')
+    good = .false.
+  end subroutine has_no_merge
+
+  ! ---- The running part ----
+
+  !> How many traces the sources of the job emit before those of this part; 0 in a run of one process. A
+  !> module that tells the number of a trace adds it to its own count.
+  integer(c_int64_t) function vorn_part_first()
+    character(len=:), allocatable :: text
+    integer(c_int64_t) :: number, count
+    integer :: status
+
+    vorn_part_first = 0
+    call read_part(text)
+    if (text == '') return
+    read (text, *, iostat=status) number, count, vorn_part_first
+    if (status /= 0) vorn_part_first = 0
+  end function vorn_part_first
+
+  !> Sends a message of which the job shows the first that any of its parts sends under this `key`, a word
+  !> of the module's own. The module still sends it once in its own run.
+  subroutine vorn_message_once(type, key, text)
+    integer(c_int), intent(in) :: type
+    character(len=*), intent(in) :: key, text
+    character(len=:), allocatable :: part
+
+    call knl_send_message(type, text)
+    call read_part(part)
+    if (part /= '') call knl_add_message_argument('vorn.once ' // key)
+  end subroutine vorn_message_once
+
+  !> "K N FIRST TOTAL", or an empty text.
+  subroutine read_part(text)
+    character(len=:), allocatable, intent(out) :: text
+    character(len=100) :: value
+    integer(c_int) :: length
+
+    value = ''
+    call knl_get_metadata_value(knl_scope_job, 'vorn.part', value, length)
+    text = ''
+    if (length > 0) text = trim(value)
+  end subroutine read_part
 
   subroutine finish_nothing(state)
     class(vorn_module), intent(inout) :: state

@@ -31,3 +31,28 @@ integer function postprocess()
 
   postprocess = vorn_postprocess()
 end function postprocess
+
+! Of jobs in parts. The path has its length by value, as C passes it.
+integer(c_int) function vorn_save_entry(path, length) bind(C, name='save_')
+  use, intrinsic :: iso_c_binding, only: c_char, c_int
+  use vorn_kit, only: vorn_save
+  implicit none
+  integer(c_int), intent(in), value :: length
+  character(kind=c_char), intent(in) :: path(length)
+  character(len=length) :: text
+
+  text = transfer(path, text)
+  vorn_save_entry = vorn_save(text)
+end function vorn_save_entry
+
+integer(c_int) function vorn_merge_entry(path, length) bind(C, name='merge_')
+  use, intrinsic :: iso_c_binding, only: c_char, c_int
+  use vorn_kit, only: vorn_merge
+  implicit none
+  integer(c_int), intent(in), value :: length
+  character(kind=c_char), intent(in) :: path(length)
+  character(len=length) :: text
+
+  text = transfer(path, text)
+  vorn_merge_entry = vorn_merge(text)
+end function vorn_merge_entry

@@ -70,7 +70,8 @@ step_install() {
         include/vorn/JobManager.h include/vorn/metadataprovider.h include/vorn/vorn_kit.h \
         include/vorn/vorn_kit.hpp share/vorn/fortran/vorn_knl.f90 share/vorn/fortran/vorn_kit.f90 \
         share/vorn/fortran/vorn_kit_entries.f90 include/vorn/vorn_stream.h \
-        include/vorn/vorn_stream.hpp share/vorn/fortran/vorn_stream.f90; do
+        include/vorn/vorn_stream.hpp share/vorn/fortran/vorn_parts.f90 \
+        share/vorn/fortran/vorn_stream.f90; do
         [ -f "$prefix/$file" ] || fail "$file is not installed"
     done
     for header in BlockBytes BlockTable MOXKernel_families RecentNames SpareBlocks \

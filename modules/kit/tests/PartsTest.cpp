@@ -30,7 +30,7 @@ protected:
 };
 
 INSTANTIATE_TEST_SUITE_P(Forms, PartsTest,
-                         testing::Values("parts_c", "parts_cxx", "parts_stream_c",
+                         testing::Values("parts_c", "parts_cxx", "parts_fortran", "parts_stream_c",
                                          "parts_stream_cxx"));
 
 TEST_P(PartsTest, PartsGiveWhatOneRunGives)
@@ -122,7 +122,8 @@ protected:
     }
 };
 
-INSTANTIATE_TEST_SUITE_P(Forms, StateFileTest, testing::Values("parts_c", "parts_stream_cxx"));
+INSTANTIATE_TEST_SUITE_P(Forms, StateFileTest,
+                         testing::Values("parts_c", "parts_fortran", "parts_stream_cxx"));
 
 TEST_P(StateFileTest, EveryTruncationIsRefused)
 {

@@ -19,6 +19,8 @@ module mute_job
     procedure :: prepare
     procedure :: process
     procedure :: finish
+    procedure :: save_part
+    procedure :: merge_part
   end type mute_state
 
   ! Before all samples and after them, in the range of integers.
@@ -85,6 +87,31 @@ contains
         vorn_to_text(state%traces) // ' traces, which all got the mute of ' // state%set%header // &
         ' 0; name a header word that has values with header')
   end subroutine finish
+
+  subroutine save_part(state, file, good)
+    class(mute_state), intent(inout) :: state
+    type(vorn_state_file), intent(inout) :: file
+    logical, intent(inout) :: good
+
+    call vorn_put(file, state%traces)
+    call vorn_put(file, state%has_positions)
+    associate (unused => good)
+    end associate
+  end subroutine save_part
+
+  subroutine merge_part(state, file, good)
+    class(mute_state), intent(inout) :: state
+    type(vorn_state_file), intent(inout) :: file
+    logical, intent(inout) :: good
+    integer(c_int64_t) :: traces
+    logical :: has_positions
+
+    call vorn_get(file, traces, good)
+    call vorn_get(file, has_positions, good)
+    if (.not. good) return
+    state%traces = state%traces + traces
+    state%has_positions = state%has_positions .or. has_positions
+  end subroutine merge_part
 
   ! ---- Parameters. `good` is false after a message. ----
 

@@ -31,6 +31,8 @@ module stack_job
     procedure :: on_trace
     procedure :: on_end
     procedure :: finish
+    procedure :: save_part
+    procedure :: merge_part
   end type stack_state
 
   ! Groups whose values are kept, to find those that come again: so many need 8 MB.
@@ -131,6 +133,35 @@ contains
     if (.not. vorn_job_has_failed()) call warn_of_groups(state)
   end subroutine finish
 
+  !> Parts begin with groups: nothing of a group is left here.
+  subroutine save_part(state, file, good)
+    class(stack_state), intent(inout) :: state
+    type(vorn_state_file), intent(inout) :: file
+    logical, intent(inout) :: good
+
+    call vorn_put(file, state%taken)
+    call vorn_put(file, state%values(:state%groups))
+    associate (unused => good)
+    end associate
+  end subroutine save_part
+
+  subroutine merge_part(state, file, good)
+    class(stack_state), intent(inout) :: state
+    type(vorn_state_file), intent(inout) :: file
+    logical, intent(inout) :: good
+    integer(c_int64_t) :: taken
+    real(c_double), allocatable :: values(:)
+    integer :: i
+
+    call vorn_get(file, taken, good)
+    call vorn_get(file, values, good)
+    if (.not. good) return
+    state%taken = state%taken + taken
+    do i = 1, size(values)
+      call keep_value(state, values(i))
+    end do
+  end subroutine merge_part
+
   subroutine begin_group(state, input, group)
     class(stack_state), intent(inout) :: state
     type(c_ptr), intent(in) :: input
@@ -156,7 +187,7 @@ contains
     has_group_delay = status /= 0 .or. .not. state%has_delay .or. delay == state%delay
     if (has_group_delay) return
     call vorn_fail('in the group ' // state%set%key // ' = ' // vorn_to_text(state%group) // &
-        ', trace ' // vorn_to_text(state%taken) // ' of the input begins at ' // &
+        ', trace ' // vorn_to_text(vorn_part_first() + state%taken) // ' of the input begins at ' // &
         vorn_to_text(delay) // ' ms (delrt) and the first one at ' // &
         vorn_to_text(state%delay) // ' ms; give the traces of a group one delay, or a ' &
         // 'key that keeps them apart')

@@ -364,4 +364,27 @@ TEST_F(MuteTest, EmptyInputIsNoError)
     EXPECT_THAT(result.traces, IsEmpty());
 }
 
+TEST_F(MuteTest, PartsGiveWhatOneRunGives)
+{
+    addMute("top");
+    expectSameInParts();
+    EXPECT_THAT(messages(2), testing::IsEmpty());
+}
+
+TEST_F(MuteTest, OffsetsThatAreZeroInAllPartsBringAWarning)
+{
+    harness.input.clear();
+    for (int i = 0; i < 9; ++i)
+        harness.push({1, 1, 1, 1}, {{"offset", UniVar(0)}});
+    addMute("top");
+    expectSameInParts();
+    EXPECT_THAT(messages(2), ElementsAre(testing::HasSubstr("offset is 0 in all 9 traces")));
+
+    harness.input.clear();
+    for (int i = 0; i < 9; ++i)
+        harness.push({1, 1, 1, 1}, {{"offset", UniVar(i == 4 ? 100 : 0)}});
+    expectSameInParts();
+    EXPECT_THAT(messages(2), testing::IsEmpty());
+}
+
 } // namespace

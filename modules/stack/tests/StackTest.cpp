@@ -348,4 +348,31 @@ TEST_F(StackTest, EmptyInputIsNoError)
     EXPECT_THAT(result.traces, IsEmpty());
 }
 
+TEST_F(StackTest, PartsThatBeginWithGroupsGiveWhatOneRunGives)
+{
+    std::vector<std::size_t> begins; // of groups
+    for (int i = 0; i < 40; ++i) {
+        if (i > 0 && (i / 3) % 11 != ((i - 1) / 3) % 11)
+            begins.push_back(static_cast<std::size_t>(i));
+        push(static_cast<float>(i) * 0.1F, (i / 3) % 11, i);
+    }
+    add();
+
+    expectSameInParts(begins);
+
+    EXPECT_THAT(messages(2), ElementsAre(testing::HasSubstr("14 groups have 11 different values")));
+}
+
+TEST_F(StackTest, GroupsInPiecesInDifferentPartsAreTold)
+{
+    push(1, 5, 0);
+    push(1, 6, 0);
+    push(1, 5, 0);
+    add();
+
+    result = harness.runInParts({1, 2});
+
+    EXPECT_THAT(messages(2), ElementsAre(testing::HasSubstr("3 groups have 2 different values")));
+}
+
 } // namespace

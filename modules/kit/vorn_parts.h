@@ -95,8 +95,23 @@ static inline int64_t vorn_part_first(void)
 }
 
 /** The mark behind a message that all parts may send, and the job shows once: a message argument of
- * these bytes and a key. */
+ * these bytes and a key. With a blank and a number N behind the key, the job shows the first N. */
 #define VORN_ONCE_MARK "vorn.once "
+
+/* Marks the message that was sent last, in a part. */
+static inline void vorn_mark_message(const char* key, int64_t most)
+{
+    char mark[200];
+    vorn_part part;
+
+    if (!vorn_find_part(&part))
+        return;
+    if (most == 1)
+        snprintf(mark, sizeof mark, "%s%s", VORN_ONCE_MARK, key);
+    else
+        snprintf(mark, sizeof mark, "%s%s %lld", VORN_ONCE_MARK, key, (long long)most);
+    knl_addStrMessageArgument(mark);
+}
 
 /** Sends a message of which the job shows the first that any of its parts sends under this `key`, a
  * word of the module's own. The module still sends it once in its own run. */
@@ -105,17 +120,30 @@ static inline void vorn_message_once(int type, const char* key, const char* form
 static inline void vorn_message_once(int type, const char* key, const char* format, ...)
 {
     char text[1000];
-    vorn_part part;
     va_list values;
 
     va_start(values, format);
     vsnprintf(text, sizeof text, format, values);
     va_end(values);
     knl_sendMessage(type, text);
-    if (!vorn_find_part(&part))
-        return;
-    snprintf(text, sizeof text, "%s%s", VORN_ONCE_MARK, key);
-    knl_addStrMessageArgument(text);
+    vorn_mark_message(key, 1);
+}
+
+/** Sends one of at most `most` messages under this `key`: the job shows so many, the first ones of
+ * all parts. The module still sends no more in its own run. */
+static inline void vorn_message_first(int type, const char* key, int64_t most, const char* format,
+                                      ...) VORN_PRINTF(4, 5);
+static inline void vorn_message_first(int type, const char* key, int64_t most, const char* format,
+                                      ...)
+{
+    char text[1000];
+    va_list values;
+
+    va_start(values, format);
+    vsnprintf(text, sizeof text, format, values);
+    va_end(values);
+    knl_sendMessage(type, text);
+    vorn_mark_message(key, most);
 }
 
 /* ------------------------------------------------------------------------------ files of states */

@@ -47,9 +47,14 @@ namespace vorn_kit {
 inline void messageOnce(int type, const char* key, const std::string& text)
 {
     message(type, text);
-    vorn_part part;
-    if (vorn_find_part(&part))
-        knl_addStrMessageArgument((VORN_ONCE_MARK + std::string(key)).c_str());
+    vorn_mark_message(key, 1);
+}
+
+/// vorn_message_first() for a text of any length.
+inline void messageFirst(int type, const char* key, std::int64_t most, const std::string& text)
+{
+    message(type, text);
+    vorn_mark_message(key, most);
 }
 
 // Whether a class names its values itself.

@@ -9,6 +9,7 @@
 #define SHARED_HUM_H
 
 #include "mains_hum.h"
+#include "sums/ExactSums.h"
 
 #include <cstdint>
 #include <span>
@@ -28,13 +29,23 @@ public:
     /// % of the energy on average, 20 to 63 %". Empty without a gather that shares hum.
     std::string summary() const;
 
+    /// Adds what another has found in other gathers.
+    void add(SharedHum& other);
+
+    /// Its values, for saving and reading.
+    template <typename File>
+    void transfer(File& file)
+    {
+        file(gathers, gathersWith, traces, tracesWith, sum, lowest, highest, has50, has60);
+    }
+
 private:
     double least;
     std::int64_t gathers = 0;
     std::int64_t gathersWith = 0;
     std::int64_t traces = 0; // of all gathers
     std::int64_t tracesWith = 0;
-    double sum = 0; // of shares
+    sums::ExactSums sum; // of shares
     double lowest = 1;
     double highest = 0;
     bool has50 = false;

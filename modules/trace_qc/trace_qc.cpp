@@ -12,6 +12,7 @@
 #include "trace_measures.h"
 #include "trace_names.h"
 #include "trace_qc_parameters.hpp"
+#include "vorn_parts.hpp"
 #include "vorn_stream.hpp"
 
 #include "file/OutputFile.h"
@@ -22,6 +23,7 @@
 #include <array>
 #include <cmath>
 #include <cstdio>
+#include <iterator>
 #include <memory>
 #include <optional>
 #include <span>
@@ -140,6 +142,12 @@ struct Mark
     double level; // dB
     int flags;
     std::int64_t number; // in the file where it is known, else that of its arrival
+
+    template <typename File>
+    void transfer(File& file)
+    {
+        file(trace, level, flags, number);
+    }
 };
 
 // What is told in the end.
@@ -154,11 +162,24 @@ struct Findings
     std::array<std::int64_t, flagStyles.size()> counts{};
     std::vector<std::string> names;             // of flagged traces, with their flags
     std::vector<std::vector<std::string>> rows; // of the same traces, for the report
-    LevelCurve level{mostPoints};               // dB
-    LevelCurve median{mostPoints};              // dB
+    LevelCurve level;                           // dB
+    LevelCurve median;                          // dB
     std::vector<Mark> marks;
     bool numbersAreFromTheFile = false;
     bool someGatherIsJudged = false; // not each of them was too small
+
+    // `before` traces precede those that are looked at.
+    explicit Findings(std::int64_t before = 0)
+        : level(mostPoints, before), median(mostPoints, before)
+    {
+    }
+
+    template <typename File>
+    void transfer(File& file)
+    {
+        file(traces, flagged, named, counts, names, rows, level, median, marks,
+             numbersAreFromTheFile, someGatherIsJudged);
+    }
 };
 
 struct State
@@ -182,7 +203,8 @@ struct State
     std::vector<Measures> gather;            // in the order of the queue
     double key = 0;                          // of the gather
     std::vector<const char*> writable;       // the results that the schema knows
-    Findings found;
+    std::int64_t before = vorn_part_first(); // traces of the job before those of this process
+    Findings found{before};
     SharedHum sharedHum;
 };
 
@@ -302,7 +324,8 @@ std::span<const float> samplesOf(const State& state, int trace)
 
 void collect(State& state, Stream& io)
 {
-    const auto arrival = state.found.traces + static_cast<std::int64_t>(state.gather.size()) + 1;
+    const auto arrival =
+        state.before + state.found.traces + static_cast<std::int64_t>(state.gather.size()) + 1;
     // The trace leaves the input when it is queued.
     const TraceIdentity identity = identify(io.trace(), arrival);
     const std::optional<int> offset = word(io.trace(), "offset");
@@ -445,6 +468,7 @@ std::string reason(const State& state, const Measures& m, Flag flag)
     return "";
 }
 
+// One of the first warnings of the job, as many as the user wants.
 void sendWarning(const State& state, const Measures& m)
 {
     std::string line = m.name + ":";
@@ -455,7 +479,7 @@ void sendWarning(const State& state, const Measures& m)
         line += separator + std::string(style.name) + " (" + reason(state, m, style.flag) + ")";
         separator = ", ";
     }
-    message(VORN_WARNING, line);
+    vorn_kit::messageFirst(VORN_WARNING, "flagged", state.set.messages, line);
 }
 
 double decibels(double level)
@@ -489,9 +513,10 @@ void note(State& state, const Measures& m, bool isHumShared)
         found.names.push_back(m.name + ": " + flagNames(m.flags));
         found.rows.push_back(rowOf(state, m, "%.4g"));
     }
+    const std::int64_t arrival = m.identity.arrival;
     if (found.marks.size() < Findings::mostPoints)
-        found.marks.push_back({found.traces, decibels(m.levels.rms), m.flags,
-                               m.identity.fileTrace.value_or(found.traces)});
+        found.marks.push_back(
+            {arrival, decibels(m.levels.rms), m.flags, m.identity.fileTrace.value_or(arrival)});
 }
 
 // ---- The table ----
@@ -950,6 +975,47 @@ void finish(State& state)
         draw(state.found);
 }
 
+// ---- Parts ----
+
+void save(State& state, vorn_kit::StateWriter& file)
+{
+    if (state.table)
+        fail("the table has one row after the other and cannot be written in parts; run the job in "
+             "one process, or leave out table");
+    file(state.found, state.sharedHum);
+}
+
+// The first of `most`, of both together.
+template <typename Value>
+void appendFirst(std::vector<Value>& to, std::vector<Value>& from, std::size_t most)
+{
+    const std::size_t taken = std::min(from.size(), most - std::min(to.size(), most));
+    std::move(from.begin(), from.begin() + static_cast<std::ptrdiff_t>(taken),
+              std::back_inserter(to));
+}
+
+void merge(State& state, vorn_kit::StateReader& file)
+{
+    Findings part;
+    SharedHum hum(0);
+    file(part, hum);
+    Findings& all = state.found;
+    if (!all.level.append(part.level) || !all.median.append(part.median))
+        file.refuse("its traces do not follow those of the part before");
+    all.traces += part.traces;
+    all.flagged += part.flagged;
+    all.named += part.named;
+    for (std::size_t i = 0; i < all.counts.size(); ++i)
+        all.counts[i] += part.counts[i];
+    appendFirst(all.names, part.names, Findings::mostNames);
+    appendFirst(all.rows, part.rows, Findings::mostNames);
+    appendFirst(all.marks, part.marks, Findings::mostPoints);
+    all.numbersAreFromTheFile = all.numbersAreFromTheFile || part.numbersAreFromTheFile;
+    all.someGatherIsJudged = all.someGatherIsJudged || part.someGatherIsJudged;
+    state.sharedHum.add(hum);
+}
+
 } // namespace
 
 VORN_STREAM_MODULE(prepare, onTrace, onEnd, finish);
+VORN_STREAM_MODULE_IN_PARTS(save, merge);

@@ -14,7 +14,6 @@
 #include <dlfcn.h>
 #include <filesystem>
 #include <iterator>
-#include <set>
 #include <stdexcept>
 #include <stdlib.h>
 #include <string_view>
@@ -37,7 +36,7 @@ struct Recorder
     HarnessResult& result;
     size_t lastStatistics = 0; // so many have come in the last phase
     /// In a part: the messages that a job shows once and has shown, by module and key.
-    std::set<std::string>* sentOnce = nullptr;
+    std::map<std::string, int>* sentOnce = nullptr;
 };
 
 HarnessResult& resultOf(void* recorder)
@@ -51,14 +50,21 @@ int onMessage(int type, char*, const char* module, const char* text, void* recor
     return 0;
 }
 
+// How many messages with the mark a job shows: the number behind the key, or one.
+int mostOf(const std::string& mark)
+{
+    const std::size_t blank = mark.find(' ', mark.find(' ') + 1);
+    return blank == std::string::npos ? 1 : std::stoi(mark.substr(blank + 1));
+}
+
 int onMessageArgument(const char* text, void* recorder)
 {
     constexpr std::string_view once = "vorn.once ";
     HarnessResult& result = resultOf(recorder);
-    std::set<std::string>* sent = static_cast<Recorder*>(recorder)->sentOnce;
+    std::map<std::string, int>* sent = static_cast<Recorder*>(recorder)->sentOnce;
     if (sent == nullptr || std::string_view(text).substr(0, once.size()) != once)
         result.arguments.push_back(text);
-    else if (!sent->insert(result.messages.back().module + " " + text).second)
+    else if (++(*sent)[result.messages.back().module + " " + text] > mostOf(text))
         result.messages.pop_back();
     return 0;
 }
@@ -490,7 +496,7 @@ HarnessResult ModuleHarness::runInParts(const std::vector<std::size_t>& cuts)
 {
     const ScratchDirectory states;
     HarnessResult parts;
-    std::set<std::string> sentOnce; // MODULE and key
+    std::map<std::string, int> sentOnce; // by module and key
     const std::size_t total = rangeParameter.empty() ? input.size() : sourceTraces;
     for (std::size_t i = 0; i <= cuts.size(); ++i) {
         const std::size_t first = i == 0 ? 0 : cuts[i - 1];

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <filesystem>
 #include <fstream>
 #include <limits>
 #include <numbers>
@@ -572,6 +573,42 @@ TEST(LevelCurveTest, ManyTracesKeepTheLeastAndTheGreatestOfEachBin)
     }
 }
 
+TEST(LevelCurveTest, CurvesOfPartsMakeTheCurveOfAll)
+{
+    for (const std::size_t limit : {2u, 3u, 5u, 8u}) {
+        for (const int traces : {1, 5, 6, 17, 64, 101}) {
+            for (const int step : {1, 3, 8, 40}) {
+                const auto addTo = [](LevelCurve& curve, int i) {
+                    if (i % 7 == 3)
+                        curve.skip();
+                    else
+                        curve.add((i * 37) % 101);
+                };
+                LevelCurve whole(limit);
+                LevelCurve joined(limit);
+                for (int first = 0; first < traces; first += step) {
+                    LevelCurve part(limit, first);
+                    for (int i = first; i < std::min(first + step, traces); ++i) {
+                        addTo(whole, i);
+                        addTo(part, i);
+                    }
+                    ASSERT_TRUE(joined.append(part));
+                    EXPECT_FALSE(joined.append(part));
+                }
+                EXPECT_EQ(joined.tracesPerBin(), whole.tracesPerBin());
+                EXPECT_EQ(joined.traces(), traces);
+                ASSERT_EQ(joined.bins().size(), whole.bins().size());
+                for (std::size_t bin = 0; bin < whole.bins().size(); ++bin) {
+                    EXPECT_EQ(joined.bins()[bin].least, whole.bins()[bin].least);
+                    EXPECT_EQ(joined.bins()[bin].greatest, whole.bins()[bin].greatest);
+                    EXPECT_EQ(joined.bins()[bin].traces, whole.bins()[bin].traces);
+                    EXPECT_EQ(joined.place(bin), whole.place(bin));
+                }
+            }
+        }
+    }
+}
+
 // ---- In a job ----
 
 class TraceQcTest : public ModuleTest
@@ -685,6 +722,69 @@ TEST_F(TraceQcTest, BadTracesAreFlaggedAndNamed)
     EXPECT_THAT(messages(1),
                 ElementsAre("20 traces, flagged 8: dead 1, weak 1, noisy 1, clipped 1, "
                             "spike 1, reversed 1, ringing 1, invalid 1, hum 1"));
+}
+
+// Bad traces in most gathers, in some of which all traces have hum.
+TEST_F(TraceQcTest, PartsFindWhatOneRunFinds)
+{
+    for (const std::map<std::string, UniVar>& parameters :
+         {std::map<std::string, UniVar>{}, {{"messages", UniVar(4)}, {"max_gather", UniVar(5)}}})
+    {
+        renew();
+        for (int fldr = 1; fldr <= 14; ++fldr)
+            pushGather(fldr, 10);
+        for (std::size_t i = 0; i < harness.input.size(); ++i) {
+            for (float& sample : samplesOf(i))
+                sample *= i % 13 == 4 ? 0 : (i % 17 == 5 ? 0.01f : 1);
+            for (std::size_t k = 0; i / 10 % 4 == 1 && k < samplesOf(i).size(); ++k)
+                samplesOf(i)[k] += static_cast<float>(
+                    (2 + 0.1 * static_cast<double>(i % 7)) *
+                    std::sin(2 * 3.14159265358979 * 50 * 0.004 * static_cast<double>(k)));
+            if (i % 29 == 28)
+                samplesOf(i)[3] = noNumber;
+        }
+        add(parameters);
+        std::vector<std::size_t> units;
+        for (std::size_t i = 1; i < 28; ++i) {
+            if (i % 2 == 0 || !parameters.empty())
+                units.push_back(5 * i);
+        }
+        expectSameInParts(units);
+        EXPECT_THAT(messages(2), SizeIs(parameters.empty() ? 22 : 6));
+        EXPECT_THAT(metadata("shared_hum"), testing::StartsWith("50 Hz and harmonics: "));
+    }
+}
+
+// Without words that tell traces apart, names have the number of arrival.
+TEST_F(TraceQcTest, PartsCountTracesFromTheFirstOfTheJob)
+{
+    for (int i = 0; i < 12; ++i)
+        harness.push(i % 4 == 2 ? Samples(100) : noise(100, 1, static_cast<unsigned>(i)),
+                     {{"cdp", UniVar(i / 4)}});
+    add({{"gather", UniVar("cdp")}});
+    expectSameInParts({4, 8});
+    EXPECT_THAT(messages(2), testing::Contains(testing::HasSubstr("trace 11")));
+}
+
+TEST_F(TraceQcTest, PartsThatDoNotFollowEachOtherAreRefused)
+{
+    for (int fldr = 1; fldr <= 3; ++fldr)
+        pushGather(fldr, 4);
+    add();
+    int merged = 0;
+    std::string before;
+    harness.beforeMerge = [&](const std::string& state) {
+        if (++merged == 1)
+            before = state;
+        if (merged == 2)
+            std::filesystem::copy_file(before, state,
+                                       std::filesystem::copy_options::overwrite_existing);
+    };
+
+    result = harness.runInParts({4, 8});
+
+    EXPECT_THAT(messages(4), testing::Contains(testing::HasSubstr(
+                                 "its traces do not follow those of the part before")));
 }
 
 TEST_F(TraceQcTest, FindingsAreMetadata)

@@ -8,8 +8,9 @@
 #include "run/JobRunner.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <fmt/format.h>
-#include <set>
+#include <map>
 
 namespace host {
 
@@ -42,6 +43,13 @@ void joinWords(std::vector<HeaderRange>& words, const std::vector<HeaderRange>& 
     }
 }
 
+// How many messages with the key a job shows: the number behind a blank, or one.
+int mostOf(const std::string& onceKey)
+{
+    const std::size_t blank = onceKey.rfind(' ');
+    return blank == std::string::npos ? 1 : std::atoi(onceKey.c_str() + blank + 1);
+}
+
 } // namespace
 
 MergeRun::MergeRun(const Plan& made, const std::string& planDirectory, std::vector<Receipt> ofParts)
@@ -64,10 +72,11 @@ void MergeRun::processing(const RunView& view)
 
 void MergeRun::repeatMessages(const RunView& view) const
 {
-    std::set<std::pair<std::string, std::string>> told; // module and key
+    std::map<std::pair<std::string, std::string>, int> told; // by module and key
     for (const Receipt& receipt : receipts) {
         for (const PartMessage& one : receipt.messages) {
-            if (one.onceKey.empty() || told.emplace(one.message.module, one.onceKey).second)
+            if (one.onceKey.empty() ||
+                ++told[{one.message.module, one.onceKey}] <= mostOf(one.onceKey))
                 view.runner.repeat(one.message);
         }
         view.result.messagesLeftOut += receipt.messagesLeftOut;

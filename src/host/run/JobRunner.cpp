@@ -264,9 +264,11 @@ void JobRunner::runPhases()
         RecordWatch stages(job, modules, wiring,
                            [this](std::size_t module, const Place& place, const std::string& text) {
                                const std::string& name = job.modules[module].name;
+                               std::string key = text; // one word
+                               std::replace(key.begin(), key.end(), ' ', '_');
                                keepMessage(warningSeverity, name,
                                            place.source.empty() ? places[name] : lineOf(place),
-                                           text, text);
+                                           text, key);
                            });
         CallWatch watch(deadlocks, stages);
         const ObservedCalls calls(watch);

@@ -59,6 +59,8 @@ MergeRun::MergeRun(const Plan& made, const std::string& planDirectory, std::vect
 
 void MergeRun::prepared(const RunView& view)
 {
+    for (const ResolvedAttribute& attribute : view.job.attributes)
+        attributes.push_back(attribute.name);
     stage.emplace(view, plan, directory);
 }
 
@@ -142,6 +144,12 @@ void MergeRun::addTo(SourceData& source) const
             isFirst = false;
         }
     }
+    // In the order of the schema, as they are noted.
+    std::stable_sort(source.words.begin(), source.words.end(),
+                     [&](const HeaderRange& a, const HeaderRange& b) {
+                         return std::find(attributes.begin(), attributes.end(), a.word) <
+                                std::find(attributes.begin(), attributes.end(), b.word);
+                     });
 }
 
 void MergeRun::ended(RunResult& result)

@@ -40,6 +40,7 @@ private:
     const Plan& plan;
     std::string directory;
     std::vector<Receipt> receipts;
+    std::vector<std::string> attributes; ///< of the job's schema, in its order
     std::optional<SecondStage> stage;
 };
 

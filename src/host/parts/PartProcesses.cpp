@@ -70,19 +70,25 @@ void PartProcesses::run(const std::string& directory, const std::vector<int>& pa
             liveFiles.push_back(livePath(directory, part));
     }
     auto next = parts.begin();
-    while (!processes.isStopped()) {
-        while (exitCodes.empty() && next != parts.end() && running.size() < most)
+    do {
+        while (!processes.isStopped() && exitCodes.empty() && next != parts.end() &&
+               running.size() < most)
             start(*next++);
-        const std::optional<ProcessOutcome> outcome = processes.waitForOne();
-        if (!outcome)
-            break;
-        noteEnd(*outcome);
-    }
+    } while (waitForOne());
     while (processes.isStopped())
         pause(); // the watch of interrupts ends this process
     elapsed = std::chrono::duration_cast<std::chrono::microseconds>(
                   std::chrono::steady_clock::now() - began)
                   .count();
+}
+
+// False when none runs.
+bool PartProcesses::waitForOne()
+{
+    const std::optional<ProcessOutcome> outcome = processes.waitForOne();
+    if (outcome)
+        noteEnd(*outcome);
+    return outcome.has_value();
 }
 
 void PartProcesses::noteEnd(const ProcessOutcome& outcome)

@@ -42,6 +42,7 @@ public:
 
 private:
     void start(int part);
+    bool waitForOne();
     void noteEnd(const ProcessOutcome& outcome);
     void endPartsAfter(int part);
 

@@ -108,7 +108,8 @@ void SpoolWriter::close()
 SpoolReader::SpoolReader(const std::string& path) : name(path), file(std::fopen(path.c_str(), "re"))
 {
     if (file == nullptr)
-        throw CommandError("the spool " + quote(name) + " cannot be read: " + std::strerror(errno));
+        throw CommandError("the spool " + quote(name) + " cannot be read: " + std::strerror(errno),
+                           exitJobErrors);
     struct stat status = {};
     if (fstat(fileno(file.get()), &status) == 0)
         bytes = status.st_size;
@@ -195,7 +196,8 @@ int SpoolReader::read(SeisTraceSet& set)
     auto trace = std::make_unique<SeisTrace>(samples, headerBytes, SeisTrace::SamplesFollow());
     if ((samples > 0 && trace->traceSamples == nullptr) ||
         (headerBytes > 0 && trace->traceHeader == nullptr))
-        throw CommandError("there is no memory for a trace of the spool " + quote(name));
+        throw CommandError("there is no memory for a trace of the spool " + quote(name),
+                           exitTryAgain);
     get(trace->traceHeader, static_cast<std::size_t>(headerBytes));
     get(trace->traceSamples, static_cast<std::size_t>(samples) * sizeof(float));
     trace->traceFlag = 0;

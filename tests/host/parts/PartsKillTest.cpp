@@ -1,0 +1,85 @@
+// Parts that end before their time.
+#include "parts/PartsFixture.h"
+
+#include <csignal>
+#include <filesystem>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+namespace {
+
+namespace fs = std::filesystem;
+
+class PartsKillTest : public testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        ASSERT_EQ(tree.made.exitCode, 0) << tree.made.errors;
+        ASSERT_EQ(tree.run({"run", "job.yaml", "-q", "--json", "facts.json"}).exitCode, 0);
+        expected = tree.take();
+    }
+
+    PartsTree tree;
+    std::map<std::string, std::string> expected;
+};
+
+} // namespace
+
+// Whenever a part is killed, running it again makes it whole.
+TEST_F(PartsKillTest, APartThatIsKilledIsRunAgain)
+{
+    ASSERT_EQ(tree.run({"plan", "job.yaml", "--parts", "2", "-o", "plan"}).exitCode, 0);
+    int killed = 0;
+    for (int wait = 0; wait < 60; wait += 3) {
+        fs::remove(tree.path("plan/part-1.json"));
+        const pid_t part = tree.start({"part", "plan", "1"});
+        usleep(static_cast<useconds_t>(wait) * 1000);
+        kill(part, SIGKILL);
+        killed += tree.finish(part).exitCode == 128 + SIGKILL ? 1 : 0;
+        EXPECT_FALSE(tree.exists("out.sgy"));
+    }
+    EXPECT_GT(killed, 0);
+    EXPECT_EQ(tree.run({"part", "plan", "missing", "--jobs", "2"}).exitCode, 0);
+    EXPECT_EQ(tree.run({"merge", "plan", "-q", "--json", "facts.json"}).exitCode, 0);
+    EXPECT_TRUE(tree.take() == expected);
+}
+
+// The command that waits for parts ends them, and leaves nothing.
+TEST_F(PartsKillTest, AnInterruptEndsThePartsAndRemovesTheOutputs)
+{
+    int ended = 0;
+    for (int wait = 20; wait < 140; wait += 15) {
+        const pid_t run = tree.start({"run", "job.yaml", "-q", "--jobs", "4"});
+        usleep(static_cast<useconds_t>(wait) * 1000);
+        kill(run, SIGINT);
+        const ProcessResult result = tree.finish(run);
+        if (result.exitCode == 130) {
+            ++ended;
+            EXPECT_THAT(result.errors, HasSubstr("interrupted"));
+            EXPECT_FALSE(tree.exists("out.sgy")) << wait << result.errors;
+        }
+        EXPECT_THAT(tree.hidden(), IsEmpty()) << wait;
+        tree.take();
+    }
+    EXPECT_GT(ended, 0);
+}
+
+// What one process would say is said, and no output appears.
+TEST_F(PartsKillTest, AJobThatFailsInTheMiddleFailsAsInOneProcess)
+{
+    // The input has been cut behind its headers when part 2 reads it.
+    const std::string whole = tree.read("line.sgy");
+    tree.write("line.sgy", whole.substr(0, whole.size() - 5000));
+    const ProcessResult one = tree.run({"run", "job.yaml", "-q", "--json", "facts.json"});
+    const auto facts = tree.take();
+    const ProcessResult parts =
+        tree.run({"run", "job.yaml", "-q", "--jobs", "3", "--json", "facts.json"});
+    EXPECT_EQ(parts.exitCode, one.exitCode);
+    EXPECT_TRUE(tree.take() == facts);
+    EXPECT_THAT(tree.hidden(), IsEmpty());
+}

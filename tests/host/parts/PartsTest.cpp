@@ -1,0 +1,138 @@
+// A job in parts has the results of one process.
+#include "parts/PartsFixture.h"
+
+#include <csignal>
+#include <filesystem>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+namespace {
+
+class PartsTest : public testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        ASSERT_EQ(tree.made.exitCode, 0) << tree.made.errors;
+        const ProcessResult run = tree.run({"run", "job.yaml", "-q", "--json", "facts.json"});
+        ASSERT_EQ(run.exitCode, 0) << run.errors;
+        expected = tree.take();
+        ASSERT_GT(expected["out.sgy"].size(), 3600U);
+        ASSERT_GT(expected["out.su"].size(), 240U);
+    }
+
+    // The results of a run, and what it has left.
+    void expectSame(const ProcessResult& run)
+    {
+        EXPECT_EQ(run.exitCode, 0) << run.errors;
+        for (const auto& [name, content] : tree.take()) {
+            if (name != "facts")
+                EXPECT_TRUE(content == expected[name]) << name;
+            else
+                EXPECT_EQ(nlohmann::json::diff(nlohmann::json::parse(expected[name]),
+                                               nlohmann::json::parse(content)),
+                          nlohmann::json::array());
+        }
+        EXPECT_THAT(tree.hidden(), IsEmpty());
+    }
+
+    PartsTree tree;
+    std::map<std::string, std::string> expected;
+};
+
+} // namespace
+
+TEST_F(PartsTest, ProcessesOfThisMachineGiveTheResultsOfOne)
+{
+    for (const char* jobs : {"2", "3", "7", "64"}) {
+        SCOPED_TRACE(jobs);
+        expectSame(tree.run({"run", "job.yaml", "-q", "--jobs", jobs, "--json", "facts.json"}));
+    }
+}
+
+TEST_F(PartsTest, PartsByHandInAnyOrderGiveTheResultsOfOne)
+{
+    ASSERT_EQ(tree.run({"plan", "job.yaml", "--parts", "4", "-o", "plan"}).exitCode, 0);
+    for (const char* part : {"3", "1", "4", "2", "3"}) {
+        const ProcessResult run = tree.run({"part", "plan", part});
+        EXPECT_EQ(run.exitCode, 0) << run.errors;
+        EXPECT_FALSE(tree.exists("out.sgy"));
+        EXPECT_FALSE(tree.exists("out.su"));
+    }
+    expectSame(tree.run({"merge", "plan", "-q", "--json", "facts.json"}));
+}
+
+TEST_F(PartsTest, TwoProcessesOfOnePartAtOnceAreHarmless)
+{
+    ASSERT_EQ(tree.run({"plan", "job.yaml", "--parts", "2", "-o", "plan"}).exitCode, 0);
+    const pid_t first = tree.start({"part", "plan", "1"});
+    const ProcessResult second = tree.run({"part", "plan", "1"});
+    EXPECT_EQ(second.exitCode, 0) << second.errors;
+    EXPECT_EQ(tree.finish(first).exitCode, 0);
+    EXPECT_EQ(tree.run({"part", "plan", "missing", "--jobs", "2"}).exitCode, 0);
+    expectSame(tree.run({"merge", "plan", "-q", "--json", "facts.json"}));
+}
+
+TEST_F(PartsTest, SelectionsAreCutLikeTheyAreRead)
+{
+    for (const char* selection : {"read.traces=5:50:3", "read.fldr=2,4", "read.traces=7"}) {
+        SCOPED_TRACE(selection);
+        const ProcessResult one =
+            tree.run({"run", "job.yaml", "-q", "--set", selection, "--json", "facts.json"});
+        ASSERT_EQ(one.exitCode, 0) << one.errors;
+        expected = tree.take();
+        expectSame(tree.run(
+            {"run", "job.yaml", "-q", "--set", selection, "--jobs", "3", "--json", "facts.json"}));
+    }
+}
+
+TEST_F(PartsTest, PathsOfTheCommandLineBeginWhereThePlanWasMade)
+{
+    const ProcessResult planned = tree.run(
+        {"plan", "job.yaml", "--parts", "2", "-o", "plan", "--set", "line.file=other.sgy"});
+    ASSERT_EQ(planned.exitCode, 0) << planned.errors;
+    EXPECT_EQ(tree.shell("cd / && \"$VORN\" part " + tree.path("plan") + " missing").exitCode, 0);
+    EXPECT_EQ(tree.shell("cd / && \"$VORN\" merge -q " + tree.path("plan")).exitCode, 0);
+    EXPECT_TRUE(tree.read("other.sgy") == expected["out.sgy"]);
+    EXPECT_FALSE(tree.exists("out.sgy"));
+}
+
+TEST_F(PartsTest, AMessageOfAModuleComesOnce)
+{
+    const ProcessResult one = tree.run({"run", "job.yaml"});
+    const ProcessResult parts = tree.run({"run", "job.yaml", "--jobs", "3"});
+    const auto messages = [](const std::string& text) {
+        std::vector<std::string> lines = linesWith(text, "information");
+        for (std::string& line : lines)
+            line.erase(0, line.find(' ')); // the time
+        return lines;
+    };
+    EXPECT_EQ(messages(parts.errors), messages(one.errors));
+    EXPECT_THAT(parts.output, HasSubstr("and 3 parts"));
+}
+
+TEST_F(PartsTest, AJobOfWholeModulesRunsInOneProcessAndSaysSo)
+{
+    tree.write("whole.yaml", "job: whole\nmodules:\n"
+                             "  - {name: read, module: segy_in, file: line.sgy}\n"
+                             "  - {name: sorted, module: sort, input: read, keys: [-tracl]}\n"
+                             "  - {name: line, module: segy_out, input: sorted, file: out.sgy}\n");
+    const ProcessResult run = tree.run({"run", "whole.yaml", "--jobs", "2"});
+    EXPECT_EQ(run.exitCode, 0);
+    EXPECT_THAT(run.errors, HasSubstr("the job runs in one process: none of its modules can run in "
+                                      "parts"));
+    EXPECT_TRUE(tree.exists("out.sgy"));
+}
+
+TEST_F(PartsTest, APlanSaysWhereModulesRunAndWhy)
+{
+    const ProcessResult run = tree.run({"plan", "job.yaml", "--dry-run", "--parts", "4"});
+    EXPECT_EQ(run.exitCode, 0);
+    EXPECT_THAT(run.output, HasSubstr("balanced   parts  balanced works trace by trace\n"));
+    EXPECT_THAT(run.output, HasSubstr("sorted     merge  sorted needs all traces\n"));
+    EXPECT_THAT(run.output, HasSubstr("60 traces in 4 parts, 15 to 15 each\n"));
+    EXPECT_THAT(tree.hidden(), IsEmpty());
+}

@@ -124,7 +124,8 @@ SpoolReader::SpoolReader(const std::string& path) : name(path), file(std::fopen(
 void SpoolReader::refuse(const std::string& why) const
 {
     throw CommandError(
-        fmt::format("the spool {} {} (trace {}); run its part again", quote(name), why, count + 1));
+        fmt::format("the spool {} {} (trace {}); run its part again", quote(name), why, count + 1),
+        exitJobErrors);
 }
 
 void SpoolReader::get(void* to, std::size_t size)

@@ -21,6 +21,7 @@
 #include "run/InputDigests.h"
 #include "run/Interrupt.h"
 #include "run/JobRunner.h"
+#include "run/OutputDigests.h"
 #include "run/ProcessEnd.h"
 #include "run/Progress.h"
 #include "run/RunFiles.h"
@@ -166,13 +167,16 @@ struct FileFacts
 {
     explicit FileFacts(const ResolvedJob& job, bool forReport) : inputs(job), outputs(job)
     {
-        if (forReport)
+        if (forReport) {
             digests.emplace();
+            outputDigests.emplace();
+        }
     }
 
     InputWatch inputs;
     OutputWatch outputs;
-    std::optional<InputDigests> digests; // where somebody will read them
+    std::optional<InputDigests> digests; // where somebody will read them, as the next
+    std::optional<OutputDigests> outputDigests;
 };
 
 void addFacts(RunResult& result, const LoadedJob& loaded, const FileFacts& files, bool forReport)
@@ -195,7 +199,7 @@ void addFacts(RunResult& result, const LoadedJob& loaded, const FileFacts& files
         return;
     addChecksums(result.inputs, &*files.digests,
                  [&](const std::string& path) { return files.inputs.isChanged(path); });
-    addChecksums(result.outputs, nullptr, [](const std::string&) { return false; });
+    addChecksums(result.outputs, *files.outputDigests);
     std::vector<int> order;
     for (const RunModule& module : result.modules)
         order.push_back(module.order);

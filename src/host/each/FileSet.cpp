@@ -3,12 +3,11 @@
 #include "base/CommandError.h"
 #include "base/DirectoryNames.h"
 #include "base/Escaping.h"
+#include "base/Sha256.h"
 #include "base/Text.h"
 #include "file/FileIdentity.h"
 #include "file/InputNames.h"
 
-#include <QByteArray>
-#include <QCryptographicHash>
 #include <filesystem>
 #include <fmt/format.h>
 #include <fstream>
@@ -161,11 +160,7 @@ std::string folderName(const std::string& file)
 
 std::string pathKey(const std::string& path)
 {
-    return QCryptographicHash::hash(
-               QByteArray::fromRawData(path.data(), static_cast<int>(path.size())),
-               QCryptographicHash::Sha256)
-        .toHex()
-        .toStdString();
+    return sha256Of(path);
 }
 
 FolderNames::FolderNames(std::string directory) : place(std::move(directory))

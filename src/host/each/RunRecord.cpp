@@ -3,13 +3,12 @@
 #include "JobManager.h"
 #include "base/Escaping.h"
 #include "base/FileOutput.h"
+#include "base/Sha256.h"
 #include "each/FileSet.h"
 #include "file/FileIdentity.h"
 #include "report/SetJson.h"
 #include "run/RunFiles.h"
 
-#include <QByteArray>
-#include <QCryptographicHash>
 #include <dlfcn.h>
 #include <filesystem>
 #include <fstream>
@@ -31,15 +30,6 @@ using Json = nlohmann::ordered_json;
 
 constexpr char recordFormat[] = "vorn-file";
 constexpr int recordVersion = 1;
-
-std::string sha256Of(const std::string& text)
-{
-    return QCryptographicHash::hash(
-               QByteArray::fromRawData(text.data(), static_cast<int>(text.size())),
-               QCryptographicHash::Sha256)
-        .toHex()
-        .toStdString();
-}
 
 // The library, or the program, that has the code at `address`.
 std::string fileOfCode(const void* address)

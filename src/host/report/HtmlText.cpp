@@ -1,9 +1,9 @@
 #include "report/HtmlText.h"
 
 #include "base/Escaping.h"
+#include "base/Sha256.h"
 
 #include <QByteArray>
-#include <QCryptographicHash>
 
 namespace host {
 
@@ -87,8 +87,10 @@ std::string dataUri(const std::string& mediaType, std::string_view bytes)
 
 std::string policyHash(std::string_view text)
 {
-    const QByteArray hash = QCryptographicHash::hash(bytesOf(text), QCryptographicHash::Sha256);
-    return "'sha256-" + hash.toBase64().toStdString() + "'";
+    Sha256 hash;
+    hash.add(text);
+    const Sha256::Digest digest = hash.digest();
+    return "'sha256-" + base64({reinterpret_cast<const char*>(digest.data()), digest.size()}) + "'";
 }
 
 } // namespace host

@@ -1,7 +1,7 @@
 #include "report/JsonResult.h"
 
-#include <QByteArray>
-#include <QCryptographicHash>
+#include "base/Sha256.h"
+
 #include <nlohmann/json.hpp>
 
 namespace host {
@@ -127,15 +127,15 @@ Json sourceJson(const SourceData& source)
             {"words", list(source.words, wordJson)}};
 }
 
-void addNumber(QCryptographicHash& hash, double value)
+void addNumber(Sha256& hash, double value)
 {
-    hash.addData(QByteArray(reinterpret_cast<const char*>(&value), sizeof value));
+    hash.add(&value, sizeof value);
 }
 
 // Of everything that was drawn, so that two pictures can be compared without looking at them.
 std::string drawnSha256(const Pad& pad)
 {
-    QCryptographicHash hash(QCryptographicHash::Sha256);
+    Sha256 hash;
     addNumber(hash, pad.sampleInterval);
     addNumber(hash, pad.delay);
     for (const PadTrace& trace : pad.traces) {
@@ -147,12 +147,10 @@ std::string drawnSha256(const Pad& pad)
             if (!pad.directive(directive).empty())
                 addNumber(hash, value);
         }
-        hash.addData(QByteArray(reinterpret_cast<const char*>(trace.samples.data()),
-                                static_cast<int>(trace.samples.size() * sizeof(float))));
+        hash.add(trace.samples.data(), trace.samples.size() * sizeof(float));
     }
     if (pad.isReduced())
-        hash.addData(
-            QByteArray(reinterpret_cast<const char*>(&pad.fingerprint), sizeof pad.fingerprint));
+        hash.add(&pad.fingerprint, sizeof pad.fingerprint);
     for (const PadCommand& one : pad.commands) {
         const plotCommandStruct& command = one.command;
         for (const double value :
@@ -161,9 +159,9 @@ std::string drawnSha256(const Pad& pad)
               double(command.angle), double(command.ndec), double(command.inteq),
               double(command.inchar), double(command.factor)})
             addNumber(hash, value);
-        hash.addData(QByteArray(one.text.data(), static_cast<int>(one.text.size())));
+        hash.add(one.text);
     }
-    return hash.result().toHex().toStdString();
+    return hash.hex();
 }
 
 Json padJson(const Pad& pad)

@@ -1,8 +1,8 @@
 #include "run/InputDigests.h"
 
 #include "JobManager.h"
+#include "base/Sha256.h"
 
-#include <QCryptographicHash>
 #include <algorithm>
 #include <iterator>
 
@@ -36,7 +36,7 @@ struct InputDigests::Reading
 
     int64_t bytes;      // of the file, when it was opened
     int64_t hashed = 0; // bytes from its beginning on
-    QCryptographicHash hash{QCryptographicHash::Sha256};
+    Sha256 hash;
     std::map<int64_t, int64_t> pieces; // first byte, and the one behind the last
 };
 
@@ -72,14 +72,9 @@ void InputDigests::read(const VORN::InputFile& file, int64_t offset, const unsig
     reading->cover(offset, end);
     if (offset > reading->hashed || end <= reading->hashed)
         return;
-    // The hash takes at most 2 GiB at a time.
-    constexpr int64_t most = 1 << 30;
-    while (reading->hashed < end) {
-        const int64_t some = std::min(most, end - reading->hashed);
-        const auto* from = reinterpret_cast<const char*>(bytes) + (reading->hashed - offset);
-        reading->hash.addData(QByteArray::fromRawData(from, static_cast<int>(some)));
-        reading->hashed += some;
-    }
+    reading->hash.add(bytes + (reading->hashed - offset),
+                      static_cast<std::size_t>(end - reading->hashed));
+    reading->hashed = end;
 }
 
 void InputDigests::closed(const VORN::InputFile& file) noexcept
@@ -100,7 +95,7 @@ std::optional<ReadRecord> InputDigests::find(const std::string& module,
     record.bytesRead = reading.covered();
     record.ranges.assign(reading.pieces.begin(), reading.pieces.end());
     if (reading.hashed == reading.bytes)
-        record.sha256 = reading.hash.result().toHex().toStdString();
+        record.sha256 = reading.hash.hex();
     return record;
 }
 

@@ -2,12 +2,13 @@
 
 #include "base/DirectoryNames.h"
 #include "base/Escaping.h"
+#include "base/Sha256.h"
 #include "base/Text.h"
 #include "file/FileIdentity.h"
 #include "file/UnfinishedOutputs.h"
 #include "run/InputDigests.h"
+#include "run/OutputDigests.h"
 
-#include <QCryptographicHash>
 #include <algorithm>
 #include <cerrno>
 #include <ctime>
@@ -74,7 +75,7 @@ std::string sha256OfFile(const std::string& path)
     struct stat after;
     if (fstat(descriptor, &before) != 0 || !S_ISREG(before.st_mode))
         return "";
-    QCryptographicHash hash(QCryptographicHash::Sha256);
+    Sha256 hash;
     std::vector<char> bytes(1 << 20);
     int64_t done = 0;
     while (done < before.st_size) { // a file that grows for ever has an end nevertheless
@@ -83,12 +84,12 @@ std::string sha256OfFile(const std::string& path)
             continue;
         if (got <= 0)
             return "";
-        hash.addData(QByteArray::fromRawData(bytes.data(), static_cast<int>(got)));
+        hash.add(bytes.data(), static_cast<std::size_t>(got));
         done += got;
     }
     const bool isSame = fstat(descriptor, &after) == 0 && done == after.st_size &&
                         isSameTime(before.st_mtim, after.st_mtim);
-    return isSame ? hash.result().toHex().toStdString() : "";
+    return isSame ? hash.hex() : "";
 }
 
 std::vector<RunFile> describeFiles(const ResolvedJob& job, bool outputs)
@@ -118,6 +119,17 @@ void addChecksums(std::vector<RunFile>& files, const InputDigests* digests,
         // All of it was read, in another order: the bytes in the file are still the same.
         const bool isWhole = !record || record->bytesRead == file.bytes;
         if (file.sha256.empty() && file.exists && isWhole && !changed(file.path))
+            file.sha256 = sha256OfFile(file.path);
+    }
+}
+
+void addChecksums(std::vector<RunFile>& outputs, const OutputDigests& digests)
+{
+    for (RunFile& file : outputs) {
+        if (!file.exists)
+            continue;
+        file.sha256 = digests.find(file.path);
+        if (file.sha256.empty())
             file.sha256 = sha256OfFile(file.path);
     }
 }

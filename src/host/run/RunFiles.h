@@ -18,6 +18,7 @@
 namespace host {
 
 class InputDigests;
+class OutputDigests;
 
 /// Hexadecimal SHA-256 of the file's content; "" when it cannot be read, changes meanwhile, or is
 /// not a regular file: devices and pipes have no end, and what is read from them is lost.
@@ -32,6 +33,9 @@ std::vector<RunFile> describeFiles(const ResolvedJob& job, bool outputs);
 /// is one whose bytes are others now than those that the job has read.
 void addChecksums(std::vector<RunFile>& files, const InputDigests* digests,
                   const std::function<bool(const std::string&)>& changed);
+
+/// The same for outputs: from what was hashed while they were written, else by reading them.
+void addChecksums(std::vector<RunFile>& outputs, const OutputDigests& digests);
 
 /// Remembers how the inputs of a job were before it ran.
 class InputWatch

@@ -4,6 +4,7 @@
 #include "file/FileRoles.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <climits>
 #include <cstdio>
@@ -23,6 +24,8 @@ namespace {
 
 constexpr std::size_t bufferBytes = 1 << 20;
 constexpr std::size_t mostPerWrite = 1 << 30; // the operating system writes less than 2 GiB at once
+
+std::atomic<OutputObserver*> currentObserver{nullptr};
 
 std::string number(int64_t value)
 {
@@ -71,6 +74,13 @@ std::string temporaryPattern(const std::string& path)
 
 } // namespace
 
+OutputObserver::~OutputObserver() = default;
+
+void observeOutputs(OutputObserver* observer)
+{
+    currentObserver = observer;
+}
+
 OutputFile::OutputFile(const std::string& path, bool overwrite, std::string itsRole,
                        std::string itsOwner)
     : name(path), role(std::move(itsRole)), owner(std::move(itsOwner)), process(getpid()),
@@ -105,6 +115,10 @@ OutputFile::OutputFile(const std::string& path, bool overwrite, std::string itsR
     failWhereNoneBegins();
     if (descriptor < 0)
         fail("cannot be written: no file can be created in its directory: " + reason());
+    OutputObserver* const present = currentObserver;
+    if (present != nullptr)
+        present->opened(*this);
+    observer = present;
 }
 
 // Requires: errno is that of the file that was to be opened, if none is.
@@ -201,6 +215,8 @@ void OutputFile::createSpool()
 OutputFile::~OutputFile()
 {
     discard();
+    if (observer != nullptr)
+        observer->closed(*this);
 }
 
 std::string OutputFile::temporaryPath() const
@@ -247,7 +263,10 @@ void OutputFile::flush()
         fail("belongs to the process that started this one, and is left to it");
     if (filled > 0 && part && part->isWhole)
         fail("is whole already; nothing can be written to it");
+    const int64_t position = written;
     writeTo(descriptor, buffer.data(), filled, written);
+    if (observer != nullptr && filled > 0)
+        observer->written(*this, position, buffer.data(), filled);
     filled = 0;
 }
 
@@ -267,6 +286,8 @@ void OutputFile::replace(int64_t position, const void* bytes, std::size_t count)
                  "; make room there, or write to another place");
         sent += static_cast<std::size_t>(put);
     }
+    if (observer != nullptr)
+        observer->written(*this, position, from, count);
 }
 
 void OutputFile::writeTo(int to, const unsigned char* bytes, std::size_t count, int64_t& done)
@@ -336,6 +357,8 @@ void OutputFile::commit()
     temporary.noteWhole();
     publish();
     temporary.complete();
+    if (observer != nullptr)
+        observer->completed(*this);
 }
 
 // Network file systems report what went wrong with the writing only now.

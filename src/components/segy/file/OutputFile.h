@@ -18,6 +18,29 @@
 
 namespace VORN {
 
+class OutputFile;
+
+/// Learns of every byte that outputs get: for a checksum of what is written, without reading it
+/// again. One object may serve outputs of several threads.
+class VORN_SEGY_EXPORT OutputObserver
+{
+public:
+    virtual ~OutputObserver();
+    /// `file` begins; what the others say of it follows until it is closed.
+    virtual void opened(const OutputFile& file) = 0;
+    /// `count` bytes have been written from byte `offset` (from 0) on, perhaps in place of others.
+    virtual void written(const OutputFile& file, int64_t offset, const unsigned char* bytes,
+                         std::size_t count) = 0;
+    /// `file` has all its bytes and its final name.
+    virtual void completed(const OutputFile& file) = 0;
+    /// The object `file` ends.
+    virtual void closed(const OutputFile& file) noexcept = 0;
+};
+
+/// From now on, outputs that begin under a hidden name of their own tell `observer`, which must
+/// outlive them, what they write; null: none.
+VORN_SEGY_EXPORT void observeOutputs(OutputObserver* observer);
+
 /// A file that is being written, under a name of its own beside the final one (.NAME.vorn-XXXXXX).
 /// It gets the final name when `commit` finds all bytes with the operating system; an object that
 /// ends without that removes it. So does the process when it ends before its objects (see
@@ -115,6 +138,7 @@ private:
     pid_t process = -1;             // that made the object
     std::optional<PartOutput> part; // none for an ordinary output
     std::optional<int64_t> expected;
+    OutputObserver* observer = nullptr;
     UnfinishedOutput temporary;
     bool mayReplace;
     int descriptor = -1;

@@ -9,10 +9,10 @@
 
 #include "base/CommandError.h"
 #include "base/Escaping.h"
+#include "base/Sha256.h"
 #include "base/Text.h"
 #include "run/RunFiles.h"
 
-#include <QCryptographicHash>
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
@@ -157,9 +157,7 @@ Plan planOf(const Json& json)
 
 std::string checksumOf(const Json& plan)
 {
-    const std::string text = plan.dump();
-    const QByteArray bytes = QByteArray::fromRawData(text.data(), static_cast<int>(text.size()));
-    return QCryptographicHash::hash(bytes, QCryptographicHash::Sha256).toHex().toStdString();
+    return sha256Of(plan.dump());
 }
 
 // ---- Bytes ----
@@ -317,10 +315,7 @@ StoredPlan readPlan(const std::string& directory)
         stored.plan = planOf(content);
         if (json.at("checksum") != checksumOf(content) || !isSound(stored.plan))
             refuse(path, "is damaged");
-        const QByteArray bytes =
-            QByteArray::fromRawData(text.data(), static_cast<int>(text.size()));
-        stored.sha256 =
-            QCryptographicHash::hash(bytes, QCryptographicHash::Sha256).toHex().toStdString();
+        stored.sha256 = sha256Of(text);
         return stored;
     } catch (const Json::exception&) {
         refuse(path, "is damaged or cut");

@@ -48,7 +48,8 @@ VORN_SEGY_EXPORT bool isCompletedOutput(const struct stat& status) noexcept;
 /// Whether `stopOutputs` has been called.
 VORN_SEGY_EXPORT bool outputsAreStopped() noexcept;
 
-/// The temporary file of one output, and its entry in the registry. OutputFile and the command use it.
+/// The temporary file of one output, and its entry in the registry. OutputFile and the command use
+/// it.
 class VORN_SEGY_EXPORT UnfinishedOutput
 {
 public:

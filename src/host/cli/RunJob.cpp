@@ -410,6 +410,15 @@ RunResult runWatched(const Arguments& arguments, const ResolvedJob& job, Console
     return result;
 }
 
+// What the parts have read counts as read.
+void addReadings(PartsOfJob& parts, InputDigests& digests)
+{
+    for (const Receipt& receipt : parts.merge().parts()) {
+        for (const PartReading& reading : receipt.readings)
+            digests.add(reading.module, reading.path, reading.ranges);
+    }
+}
+
 bool writesStandardOutput(const ResolvedJob& job)
 {
     const std::vector<RunFile> outputs = describeFiles(job, true);
@@ -461,9 +470,11 @@ int runJob(const Arguments& arguments, const LoadedJob& loaded, PartsOfJob* part
                 SIG_IGN); // the job must survive the end of the process that reads its messages
 
     PadStore pads;
-    const FileFacts files(loaded.job, report.isWanted());
+    FileFacts files(loaded.job, report.isWanted());
     RunResult result =
         runWatched(arguments, loaded.job, console, pads, files, limit, report.isWanted(), parts);
+    if (parts != nullptr && files.digests)
+        addReadings(*parts, *files.digests);
     const InterruptWatch interrupts([&](int signal) { cleanUpLate(signal, limit); },
                                     limit.deadline);
     addFacts(result, loaded, files, report.isWanted());

@@ -63,7 +63,7 @@ public:
     ProgressState progress() override { return {}; }
     void stop(int /*signal*/) override {}
     int64_t workMicros() const override { return 0; }
-    RunExtension& merge() override { return merging; }
+    MergeRun& merge() override { return merging; }
 
 private:
     static std::vector<Receipt> receiptsOf(const PlannedJob& planned)

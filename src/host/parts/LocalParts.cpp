@@ -62,7 +62,7 @@ void LocalParts::stop(int signal)
     processes.stop(signal);
 }
 
-RunExtension& LocalParts::merge()
+MergeRun& LocalParts::merge()
 {
     return *merging;
 }

@@ -30,7 +30,7 @@ public:
     ProgressState progress() override;
     void stop(int signal) override;
     int64_t workMicros() const override { return processes.micros(); }
-    RunExtension& merge() override;
+    MergeRun& merge() override;
 
 private:
     Plan plan;

@@ -26,6 +26,9 @@ public:
     /// one: then its messages are repeated, and nothing is merged.
     MergeRun(const Plan& plan, const std::string& directory, std::vector<Receipt> receipts);
 
+    /// What the parts have told, in their order.
+    const std::vector<Receipt>& parts() const { return receipts; }
+
     void prepared(const RunView& view) override;
     void processing(const RunView& view) override;
     void processed(const RunView& view, bool good) override;

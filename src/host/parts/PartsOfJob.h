@@ -4,8 +4,8 @@
 #ifndef PARTSOFJOB_H
 #define PARTSOFJOB_H
 
+#include "parts/MergeRun.h"
 #include "run/Progress.h"
-#include "run/RunExtension.h"
 
 #include <cstdint>
 #include <string>
@@ -28,7 +28,7 @@ public:
     /// Microseconds that they took.
     virtual int64_t workMicros() const = 0;
     /// What merges them, once they have ended.
-    virtual RunExtension& merge() = 0;
+    virtual MergeRun& merge() = 0;
 
 protected:
     PartsOfJob() = default;

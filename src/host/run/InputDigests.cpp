@@ -83,6 +83,17 @@ void InputDigests::closed(const VORN::InputFile& file) noexcept
     open.erase(&file);
 }
 
+void InputDigests::add(const std::string& module, const std::string& path,
+                       const std::vector<std::pair<int64_t, int64_t>>& ranges)
+{
+    const std::lock_guard<std::mutex> lock(mutex);
+    const auto found = known.find({module, path});
+    if (found == known.end())
+        return;
+    for (const auto& [from, to] : ranges)
+        found->second->cover(from, to);
+}
+
 std::optional<ReadRecord> InputDigests::find(const std::string& module,
                                              const std::string& path) const
 {

@@ -45,6 +45,11 @@ public:
     /// when it has not opened the file through VORN::InputFile. The last time it was opened counts.
     std::optional<ReadRecord> find(const std::string& module, const std::string& path) const;
 
+    /// What of the file at `path` another process has read for `module`, as [first byte, byte
+    /// behind the last). Nothing happens where this process has not opened the file for it.
+    void add(const std::string& module, const std::string& path,
+             const std::vector<std::pair<int64_t, int64_t>>& ranges);
+
     void opened(const VORN::InputFile& file) override;
     void read(const VORN::InputFile& file, int64_t offset, const unsigned char* bytes,
               std::size_t count) override;

@@ -4,7 +4,7 @@
 #include "autocorrelation_parameters.hpp"
 #include "sampling/SampleCounts.h"
 #include "sampling/TraceTimes.h"
-#include "vorn_kit.hpp"
+#include "vorn_parts.hpp"
 #include "words/TraceWords.h"
 
 #include <algorithm>
@@ -20,6 +20,7 @@ using autocorrelation_parameters::Parameters;
 using sampling::secondsText;
 using vorn_kit::fail;
 using vorn_kit::message;
+using vorn_kit::messageOnce;
 using words::numberText;
 
 struct State
@@ -43,8 +44,9 @@ struct State
     sampling::FiniteSamples finite;
 
     std::int64_t traces = 0;
-    std::int64_t outside = 0; // without a sample in the window
-    std::int64_t dead = 0;    // others without energy
+    std::int64_t outside = 0;                // without a sample in the window
+    std::int64_t dead = 0;                   // others without energy
+    std::int64_t before = vorn_part_first(); // traces of the job before those of this process
 };
 
 // ---- Before the first trace ----
@@ -137,12 +139,13 @@ void tellOutside(State& state, void* in, std::int64_t delay, int length)
     if (state.outside++ > 0)
         return;
     const std::int64_t end = delay + std::int64_t{state.interval} * (length - 1);
-    message(VORN_WARNING,
-            words::nameOfTrace(in, state.traces) + " has samples from " + secondsText(delay) +
-                " to " + secondsText(end) + " s, none of them in the window" +
-                (state.set.start ? " from " + numberText(*state.set.start) + " s" : "") +
-                (state.set.end ? " to " + numberText(*state.set.end) + " s" : "") +
-                ": it becomes zeros; give times with their unit (900 ms)");
+    messageOnce(VORN_WARNING, "outside",
+                words::nameOfTrace(in, state.before + state.traces) + " has samples from " +
+                    secondsText(delay) + " to " + secondsText(end) +
+                    " s, none of them in the window" +
+                    (state.set.start ? " from " + numberText(*state.set.start) + " s" : "") +
+                    (state.set.end ? " to " + numberText(*state.set.end) + " s" : "") +
+                    ": it becomes zeros; give times with their unit (900 ms)");
 }
 
 void write(const State& state, const std::vector<double>& correlation, float* out)
@@ -199,6 +202,23 @@ void finish(State& state)
             message(VORN_WARNING, warning);
 }
 
+void save(State& state, vorn_kit::StateWriter& file)
+{
+    file(state.traces, state.outside, state.dead);
+    state.finite.save(file);
+    state.times.save(file);
+}
+
+void merge(State& state, vorn_kit::StateReader& file)
+{
+    state.traces += file.get<std::int64_t>();
+    state.outside += file.get<std::int64_t>();
+    state.dead += file.get<std::int64_t>();
+    state.finite.merge(file);
+    state.times.merge(file);
+}
+
 } // namespace
 
 VORN_MODULE(prepare, process, finish);
+VORN_MODULE_IN_PARTS(save, merge);

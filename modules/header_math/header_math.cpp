@@ -4,7 +4,7 @@
 // their places as the words store them, so that a later formula sees what a later module will see.
 #include "MOXKernel.h"
 #include "header_math_parameters.hpp"
-#include "vorn_kit.hpp"
+#include "vorn_parts.hpp"
 #include "words/Assignment.h"
 #include "words/CsvFile.h"
 #include "words/Formulas.h"
@@ -63,6 +63,7 @@ struct State
     std::int64_t traces = 0;
     std::int64_t unmatched = 0;
     std::string firstUnmatched;
+    std::int64_t before = vorn_part_first(); // traces of the job before those of this process
 };
 
 // ---- Before the first trace ----
@@ -217,7 +218,7 @@ bool join(State& state, void* in, void* out, int number)
         for (std::size_t i = 0; i < state.key.size(); ++i)
             missing += (i > 0 ? ", " : "") + (names.empty() ? "" : names[i] + " ") +
                        words::numberText(state.key[i]);
-        const std::string text = words::nameOfTrace(in, state.traces) +
+        const std::string text = words::nameOfTrace(in, state.before + state.traces) +
                                  ": the table has no row for " + (names.empty() ? "the key " : "") +
                                  missing;
         if (state.set.unmatched == Unmatched::fail)
@@ -234,8 +235,8 @@ bool join(State& state, void* in, void* out, int number)
             try {
                 write(state, out, number, *column.target, value);
             } catch (const std::runtime_error& error) {
-                fail(words::nameOfTrace(in, state.traces) + ": " + column.target->word + ": " +
-                     error.what());
+                fail(words::nameOfTrace(in, state.before + state.traces) + ": " +
+                     column.target->word + ": " + error.what());
             }
     }
     return true;
@@ -246,7 +247,8 @@ void assign(State& state, void* in, void* out, int number, const Step& step)
     try {
         write(state, out, number, step.target, state.formulas.value(step.formula));
     } catch (const std::runtime_error& error) {
-        fail(words::nameOfTrace(in, state.traces) + ": " + step.target.word + ": " + error.what());
+        fail(words::nameOfTrace(in, state.before + state.traces) + ": " + step.target.word + ": " +
+             error.what());
     }
 }
 
@@ -255,7 +257,7 @@ void process(State& state)
     void* in = vorn_input(0);
     void* out = vorn_output(0);
     ++state.traces;
-    state.formulas.read(in, state.traces);
+    state.formulas.read(in, state.before + state.traces);
     const int number = vorn_pass_trace(in, out);
     const bool isJoined = !state.table || join(state, in, out, number);
     for (const Step& step : state.steps)
@@ -275,6 +277,22 @@ void finish(State& state)
                                   state.firstUnmatched);
 }
 
+void save(State& state, vorn_kit::StateWriter& file)
+{
+    file(state.traces, state.unmatched, state.firstUnmatched);
+}
+
+void merge(State& state, vorn_kit::StateReader& file)
+{
+    state.traces += file.get<std::int64_t>();
+    const bool isFirst = state.unmatched == 0;
+    state.unmatched += file.get<std::int64_t>();
+    const auto firstUnmatched = file.get<std::string>();
+    if (isFirst)
+        state.firstUnmatched = firstUnmatched;
+}
+
 } // namespace
 
 VORN_MODULE(prepare, process, finish);
+VORN_MODULE_IN_PARTS(save, merge);

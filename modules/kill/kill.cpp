@@ -1,7 +1,7 @@
 // kill: sets chosen traces to zero.
 #include "MOXKernel.h"
 #include "kill_parameters.hpp"
-#include "vorn_kit.hpp"
+#include "vorn_parts.hpp"
 #include "words/TraceChoice.h"
 
 #include <algorithm>
@@ -20,6 +20,7 @@ struct State
     words::TraceChoice choice;
     std::int64_t traces = 0;
     std::int64_t killed = 0;
+    std::int64_t before = vorn_part_first(); // traces of the job before those of this process
 };
 
 std::unique_ptr<State> prepare()
@@ -36,7 +37,7 @@ void process(State& state)
 {
     void* in = vorn_input(0);
     void* out = vorn_output(0);
-    const bool isChosen = state.choice.isChosen(in, ++state.traces);
+    const bool isChosen = state.choice.isChosen(in, state.before + ++state.traces);
     const int number = vorn_pass_trace(in, out);
     if (!isChosen)
         return;
@@ -63,6 +64,20 @@ void finish(State& state)
         message(VORN_WARNING, warning);
 }
 
+void save(State& state, vorn_kit::StateWriter& file)
+{
+    file(state.traces, state.killed);
+    state.choice.save(file);
+}
+
+void merge(State& state, vorn_kit::StateReader& file)
+{
+    state.traces += file.get<std::int64_t>();
+    state.killed += file.get<std::int64_t>();
+    state.choice.merge(file);
+}
+
 } // namespace
 
 VORN_MODULE(prepare, process, finish);
+VORN_MODULE_IN_PARTS(save, merge);

@@ -5,7 +5,7 @@
 #include "nmo_parameters.hpp"
 #include "sampling/SampleCounts.h"
 #include "sampling/TraceTimes.h"
-#include "vorn_kit.hpp"
+#include "vorn_parts.hpp"
 #include "words/CsvFile.h"
 #include "words/TraceWords.h"
 
@@ -22,6 +22,7 @@ namespace {
 using nmo_parameters::Parameters;
 using vorn_kit::fail;
 using vorn_kit::message;
+using vorn_kit::messageOnce;
 using words::nameOfTrace;
 using words::numberText;
 
@@ -43,7 +44,8 @@ struct State
 
     std::int64_t traces = 0;
     std::int64_t emptied = 0;
-    bool hasOffset = false; // it was not 0 in some trace
+    bool hasOffset = false;                  // it was not 0 in some trace
+    std::int64_t before = vorn_part_first(); // traces of the job before those of this process
 };
 
 // ---- Velocities ----
@@ -160,11 +162,11 @@ std::unique_ptr<State> prepare()
 
 void readWords(State& state, void* in)
 {
-    state.reader->read(in, state.traces, state.values);
+    state.reader->read(in, state.before + state.traces, state.values);
     for (std::size_t i = 0; i < state.values.size(); ++i)
         if (!std::isfinite(state.values[i]))
-            fail(nameOfTrace(in, state.traces) + ": " + state.reader->names()[i] + " is " +
-                 numberText(state.values[i]) + "; give a word of finite numbers");
+            fail(nameOfTrace(in, state.before + state.traces) + ": " + state.reader->names()[i] +
+                 " is " + numberText(state.values[i]) + "; give a word of finite numbers");
     const double location = state.values.size() > 1 ? state.values[1] : 0;
     if (!state.function || location != state.location) {
         state.function = state.velocities->at(location);
@@ -177,11 +179,12 @@ void tellEmptied(State& state, void* in, double offset)
 {
     if (state.emptied++ > 0)
         return;
-    message(VORN_WARNING, nameOfTrace(in, state.traces) + ": at the offset " + numberText(offset) +
-                              " m every sample is stretched by more than " +
-                              numberText(state.set.stretch) +
-                              " percent and set to zero; check the units of the offset and of the "
-                              "velocities, or give a larger stretch");
+    messageOnce(VORN_WARNING, "stretched",
+                nameOfTrace(in, state.before + state.traces) + ": at the offset " +
+                    numberText(offset) + " m every sample is stretched by more than " +
+                    numberText(state.set.stretch) +
+                    " percent and set to zero; check the units of the offset and of the "
+                    "velocities, or give a larger stretch");
 }
 
 void process(State& state)
@@ -228,6 +231,21 @@ void finish(State& state)
         message(VORN_WARNING, warning);
 }
 
+void save(State& state, vorn_kit::StateWriter& file)
+{
+    file(state.traces, state.emptied, state.hasOffset);
+    state.finite.save(file);
+}
+
+void merge(State& state, vorn_kit::StateReader& file)
+{
+    state.traces += file.get<std::int64_t>();
+    state.emptied += file.get<std::int64_t>();
+    state.hasOffset = file.get<bool>() || state.hasOffset;
+    state.finite.merge(file);
+}
+
 } // namespace
 
 VORN_MODULE(prepare, process, finish);
+VORN_MODULE_IN_PARTS(save, merge);

@@ -4,7 +4,7 @@
 #include "resample_parameters.hpp"
 #include "sampling/SampleCounts.h"
 #include "sampling/TraceTimes.h"
-#include "vorn_kit.hpp"
+#include "vorn_parts.hpp"
 #include "words/TraceWords.h"
 
 #include <algorithm>
@@ -118,6 +118,17 @@ void finish(State& state)
         message(VORN_WARNING, warning);
 }
 
+void save(State& state, vorn_kit::StateWriter& file)
+{
+    state.finite.save(file);
+}
+
+void merge(State& state, vorn_kit::StateReader& file)
+{
+    state.finite.merge(file);
+}
+
 } // namespace
 
 VORN_MODULE(prepare, process, finish);
+VORN_MODULE_IN_PARTS(save, merge);

@@ -1,6 +1,7 @@
 // select: keeps or drops chosen traces.
 #include "MOXKernel.h"
 #include "select_parameters.hpp"
+#include "vorn_parts.hpp"
 #include "vorn_stream.hpp"
 #include "words/TraceChoice.h"
 
@@ -25,6 +26,7 @@ struct State
     Action action;
     std::int64_t traces = 0;
     std::int64_t kept = 0;
+    std::int64_t before = vorn_part_first(); // traces of the job before those of this process
 };
 
 std::unique_ptr<State> prepare(Stream& io)
@@ -44,7 +46,7 @@ std::unique_ptr<State> prepare(Stream& io)
 
 void onTrace(State& state, Stream& io)
 {
-    const bool isChosen = state.choice.isChosen(io.trace(), ++state.traces);
+    const bool isChosen = state.choice.isChosen(io.trace(), state.before + ++state.traces);
     const bool isKept = isChosen == (state.action == Action::keep);
     state.kept += isKept ? 1 : 0;
     if (isKept)
@@ -70,6 +72,20 @@ void finish(State& state)
         message(VORN_WARNING, warning);
 }
 
+void save(State& state, vorn_kit::StateWriter& file)
+{
+    file(state.traces, state.kept);
+    state.choice.save(file);
+}
+
+void merge(State& state, vorn_kit::StateReader& file)
+{
+    state.traces += file.get<std::int64_t>();
+    state.kept += file.get<std::int64_t>();
+    state.choice.merge(file);
+}
+
 } // namespace
 
 VORN_STREAM_MODULE(prepare, onTrace, onEnd, finish);
+VORN_STREAM_MODULE_IN_PARTS(save, merge);

@@ -3,7 +3,7 @@
 #include "sampling/SampleCounts.h"
 #include "sampling/SincInterpolator.h"
 #include "shift_parameters.hpp"
-#include "vorn_kit.hpp"
+#include "vorn_parts.hpp"
 #include "words/CsvFile.h"
 #include "words/KeyedTable.h"
 #include "words/TraceWords.h"
@@ -22,6 +22,7 @@ using shift_parameters::Parameters;
 using shift_parameters::Unmatched;
 using vorn_kit::fail;
 using vorn_kit::message;
+using vorn_kit::messageOnce;
 using words::nameOfTrace;
 using words::numberText;
 
@@ -44,7 +45,8 @@ struct State
     std::int64_t unmatched = 0;
     std::int64_t emptied = 0; // by a shift longer than the record
     std::string firstUnmatched;
-    bool hasWord = false; // it was not 0 in some trace
+    bool hasWord = false;                    // it was not 0 in some trace
+    std::int64_t before = vorn_part_first(); // traces of the job before those of this process
 };
 
 // ---- Before the first trace ----
@@ -121,7 +123,7 @@ double shiftOfTable(State& state, void* in)
     for (std::size_t i = 0; i < state.key.size(); ++i)
         missing += (i > 0 ? ", " : "") + state.key[i] + " " + numberText(state.keyValues[i]);
     const std::string text =
-        nameOfTrace(in, state.traces) + ": the table has no row for " + missing;
+        nameOfTrace(in, state.before + state.traces) + ": the table has no row for " + missing;
     if (state.set.unmatched == Unmatched::fail)
         fail(text + "; complete " + *state.set.table +
              ", or leave such traces without its shift with unmatched: keep");
@@ -135,13 +137,13 @@ double shiftOf(State& state, void* in)
 {
     double sum = state.set.time * 1e3;
     if (state.reader)
-        state.reader->read(in, state.traces, state.values);
+        state.reader->read(in, state.before + state.traces, state.values);
     if (state.table)
         sum += shiftOfTable(state, in);
     if (state.set.word) {
         const double value = state.values.back();
         if (!std::isfinite(value))
-            fail(nameOfTrace(in, state.traces) + ": " + *state.set.word + " is " +
+            fail(nameOfTrace(in, state.before + state.traces) + ": " + *state.set.word + " is " +
                  numberText(value) + "; a shift is a finite number of milliseconds");
         state.hasWord = state.hasWord || value != 0;
         sum += value;
@@ -153,11 +155,12 @@ void tellEmptied(State& state, void* in, double shift)
 {
     if (state.emptied++ > 0)
         return;
-    message(VORN_WARNING,
-            nameOfTrace(in, state.traces) + " is shifted by " + numberText(shift) +
-                " ms and has only " + numberText(state.length * state.interval) +
-                " ms: it becomes zeros; words and tables are in milliseconds, time has a unit "
-                "(20 ms)");
+    messageOnce(VORN_WARNING, "emptied",
+                nameOfTrace(in, state.before + state.traces) + " is shifted by " +
+                    numberText(shift) + " ms and has only " +
+                    numberText(state.length * state.interval) +
+                    " ms: it becomes zeros; words and tables are in milliseconds, time has a unit "
+                    "(20 ms)");
 }
 
 void process(State& state)
@@ -199,6 +202,26 @@ void finish(State& state)
         message(VORN_WARNING, warning);
 }
 
+void save(State& state, vorn_kit::StateWriter& file)
+{
+    file(state.traces, state.unmatched, state.emptied, state.firstUnmatched, state.hasWord);
+    state.finite.save(file);
+}
+
+void merge(State& state, vorn_kit::StateReader& file)
+{
+    state.traces += file.get<std::int64_t>();
+    const bool isFirst = state.unmatched == 0;
+    state.unmatched += file.get<std::int64_t>();
+    state.emptied += file.get<std::int64_t>();
+    const auto firstUnmatched = file.get<std::string>();
+    if (isFirst)
+        state.firstUnmatched = firstUnmatched;
+    state.hasWord = file.get<bool>() || state.hasWord;
+    state.finite.merge(file);
+}
+
 } // namespace
 
 VORN_MODULE(prepare, process, finish);
+VORN_MODULE_IN_PARTS(save, merge);

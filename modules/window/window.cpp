@@ -3,7 +3,7 @@
 #include "MOXKernel.h"
 #include "sampling/SampleCounts.h"
 #include "sampling/TraceTimes.h"
-#include "vorn_kit.hpp"
+#include "vorn_parts.hpp"
 #include "window_math.h"
 #include "window_parameters.hpp"
 #include "words/TraceWords.h"
@@ -36,6 +36,8 @@ struct State
     std::int64_t outside = 0;  // traces without a sample in the window
     std::int64_t extended = 0; // traces with zeros at an end
     int mostZeros = 0;
+    bool hasWarned = false;                  // of a trace whose greater part is zeros
+    std::int64_t before = vorn_part_first(); // traces of the job before those of this process
 };
 
 std::string text(double seconds)
@@ -103,16 +105,17 @@ void tell(State& state, void* in, std::int64_t delay, int found)
     state.mostZeros = std::max(state.mostZeros, zeros);
     state.extended += zeros > 0 ? 1 : 0;
     const bool isFirst =
-        found > 0 ? state.extended == 1 && zeros > state.length / 2 : state.outside++ == 0;
+        found > 0 ? !state.hasWarned && zeros > state.length / 2 : state.outside++ == 0;
     if (!isFirst)
         return;
+    state.hasWarned = state.hasWarned || found > 0;
     const std::int64_t end = delay + (getTraceLength(in) - std::int64_t{1}) * state.interval;
     const double last = state.start + (state.length - 1.0) * state.interval;
-    message(
-        VORN_WARNING,
-        words::nameOfTrace(in, state.traces) + " has samples from " + secondsText(delay) + " to " +
-            secondsText(end) + " s, and the window is from " + text(state.start * 1e-6) + " to " +
-            text(last * 1e-6) + ": " +
+    vorn_kit::messageOnce(
+        VORN_WARNING, found > 0 ? "zeros" : "outside",
+        words::nameOfTrace(in, state.before + state.traces) + " has samples from " +
+            secondsText(delay) + " to " + secondsText(end) + " s, and the window is from " +
+            text(state.start * 1e-6) + " to " + text(last * 1e-6) + ": " +
             (found == 0 ? "all" : std::to_string(zeros) + " of " + std::to_string(state.length)) +
             " samples of the output are zeros; give times with their unit (900 ms)");
 }
@@ -125,8 +128,8 @@ void process(State& state)
     const std::int64_t delay = sampling::delayOf(in);
     ++state.traces;
     if (state.needsNoDelay && delay != 0)
-        fail(words::nameOfTrace(in, state.traces) + " begins at " + secondsText(delay) +
-             " s (delrt); give both start and end for such traces");
+        fail(words::nameOfTrace(in, state.before + state.traces) + " begins at " +
+             secondsText(delay) + " s (delrt); give both start and end for such traces");
     copyTraceToTrace(in, out, 1, 0, 0, number);
     const std::int64_t first = nearestSample(state.start, delay, state.interval);
     const int inLength = getTraceLength(in);
@@ -155,6 +158,22 @@ void finish(State& state)
         message(VORN_WARNING, state.times.warning());
 }
 
+void save(State& state, vorn_kit::StateWriter& file)
+{
+    file(state.traces, state.outside, state.extended, state.mostZeros);
+    state.times.save(file);
+}
+
+void merge(State& state, vorn_kit::StateReader& file)
+{
+    state.traces += file.get<std::int64_t>();
+    state.outside += file.get<std::int64_t>();
+    state.extended += file.get<std::int64_t>();
+    state.mostZeros = std::max(state.mostZeros, file.get<int>());
+    state.times.merge(file);
+}
+
 } // namespace
 
 VORN_MODULE(prepare, process, finish);
+VORN_MODULE_IN_PARTS(save, merge);

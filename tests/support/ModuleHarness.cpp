@@ -423,7 +423,9 @@ private:
         job->setActiveModule(&module);
         const int code = call((path + "x").c_str(), static_cast<int>(path.size()));
         job->setActiveModule(nullptr);
-        const bool hasFailed = !result.messages.empty() && result.messages.back().type == 4;
+        const bool hasFailed =
+            std::any_of(result.messages.begin(), result.messages.end(),
+                        [](const HarnessMessage& message) { return message.type == 4; });
         if (code != 0 && !hasFailed)
             result.messages.push_back({4, module.moduleName,
                                        std::string(entryPoint) + " returned " +
@@ -474,7 +476,8 @@ private:
     std::filesystem::path path;
 };
 
-// What a part adds to the result of all: its traces, and what was said while processing and after.
+// What a part adds to the result of all: its traces, what was said while processing and after, and
+// failures before.
 void addPart(HarnessResult& all, HarnessResult& part, std::size_t firstMessage)
 {
     if (!all.traces.empty() && !part.traces.empty())
@@ -484,8 +487,10 @@ void addPart(HarnessResult& all, HarnessResult& part, std::size_t firstMessage)
         all.traceLength = part.traceLength;
         all.sampleInterval = part.sampleInterval;
     }
-    std::move(part.messages.begin() + static_cast<std::ptrdiff_t>(firstMessage),
-              part.messages.end(), std::back_inserter(all.messages));
+    for (std::size_t i = 0; i < part.messages.size(); ++i) {
+        if (i >= firstMessage || part.messages[i].type == 4)
+            all.messages.push_back(std::move(part.messages[i]));
+    }
     for (const auto& [module, bytes] : part.bytesLeft)
         all.bytesLeft[module] += bytes;
 }

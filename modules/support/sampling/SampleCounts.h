@@ -23,6 +23,19 @@ public:
     /// none.
     std::string warning() const;
 
+    /// What was counted, for a job in parts: see vorn_parts.hpp.
+    template <typename File>
+    void save(File& file)
+    {
+        file(samplesLost, traces);
+    }
+    template <typename File>
+    void merge(File& file)
+    {
+        samplesLost += file.template get<std::int64_t>();
+        traces += file.template get<std::int64_t>();
+    }
+
 private:
     std::vector<double> values;
     std::int64_t samplesLost = 0;

@@ -28,6 +28,22 @@ public:
     /// What to warn of at the end; "" when each delay was one of whole milliseconds.
     std::string warning() const;
 
+    /// What was counted, for a job in parts: see vorn_parts.hpp.
+    template <typename File>
+    void save(File& file)
+    {
+        file(rounded, firstRounded);
+    }
+    template <typename File>
+    void merge(File& file)
+    {
+        const auto count = file.template get<std::int64_t>();
+        const auto first = file.template get<std::int64_t>();
+        if (rounded == 0)
+            firstRounded = first;
+        rounded += count;
+    }
+
 private:
     int length;
     int spacing;

@@ -1,6 +1,24 @@
 #include "words/Formulas.h"
 
+#include "MOXKernel.h"
+
+#include <cstdio>
+#include <stdexcept>
+
 namespace words {
+
+namespace {
+
+// Whether the process runs one of several parts of a job.
+bool isPartOfJob()
+{
+    const std::string part = getMetaDataValue(0, "vorn.part").getStrValue();
+    long long number = 0;
+    long long count = 0;
+    return std::sscanf(part.c_str(), "%lld %lld", &number, &count) == 2 && count > 1;
+}
+
+} // namespace
 
 Formulas::Formulas()
 {
@@ -29,6 +47,9 @@ std::size_t Formulas::use(const std::string& name)
 std::size_t Formulas::add(Expression expression)
 {
     Formula formula{std::move(expression), {}, {}, {}};
+    if (!formula.expression.counters().empty() && isPartOfJob())
+        throw std::runtime_error("count() and group() count all traces of the job, and a part has "
+                                 "not seen those before it; run the job in one process");
     for (const std::string& name : formula.expression.names())
         formula.places.push_back(use(name));
     for (const Expression::Counter& counter : formula.expression.counters()) {

@@ -22,7 +22,8 @@ namespace words {
 ///
 /// `count(fldr)` is the number of the trace among consecutive traces of equal `fldr`, from 1;
 /// `group(fldr)` the number of that run, from 1. A counter takes its step when its formula is
-/// computed.
+/// computed. In a part of a job, which does not know the traces before its own, `add` refuses
+/// counters.
 ///
 /// Usual order: `define` and `add` in pre-processing; for each trace `read`, then `value` of each
 /// formula, with `set` between them. Belongs to the running module. Failures are std::runtime_error

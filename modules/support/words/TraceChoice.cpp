@@ -247,6 +247,33 @@ bool TraceChoice::isChosen(void* input, std::int64_t number)
     return chosen++ % step == 0;
 }
 
+// ---- Parts ----
+
+// One after the other.
+std::vector<double> TraceChoice::foundKeys() const
+{
+    std::vector<double> keys;
+    if (!rows)
+        return keys;
+    keys.reserve(found * key.size());
+    for (const auto& [one, isFound] : *rows)
+        if (isFound)
+            keys.insert(keys.end(), one.begin(), one.end());
+    return keys;
+}
+
+void TraceChoice::noteFound(const std::vector<double>& keys)
+{
+    for (std::size_t first = 0; rows && first + key.size() <= keys.size(); first += key.size()) {
+        std::copy_n(keys.begin() + static_cast<std::ptrdiff_t>(first), key.size(), key.begin());
+        const auto row = rows->find(key);
+        if (row == rows->end() || row->second)
+            continue;
+        row->second = true;
+        ++found;
+    }
+}
+
 // ---- At the end ----
 
 std::string TraceChoice::warning() const

@@ -72,6 +72,20 @@ public:
     /// At the end: what is odd about the table, as a warning; empty where nothing is.
     std::string warning() const;
 
+    /// Which rows were found, for a job in parts: see vorn_parts.hpp. What `every` counts is not
+    /// there: with it, a module needs all traces.
+    template <typename File>
+    void save(File& file)
+    {
+        std::vector<double> keys = foundKeys();
+        file(keys);
+    }
+    template <typename File>
+    void merge(File& file)
+    {
+        noteFound(file.template get<std::vector<double>>());
+    }
+
 private:
     struct Hash
     {
@@ -89,6 +103,8 @@ private:
                   const ChoiceRules& rules);
     bool isSelected() const;
     bool isInTable();
+    std::vector<double> foundKeys() const;
+    void noteFound(const std::vector<double>& keys);
     bool fulfilsCondition(void* input, std::int64_t number);
 
     Formulas formulas;

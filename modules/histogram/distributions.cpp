@@ -55,9 +55,39 @@ void Statistics::add(double value)
     areWhole = areWhole && value == std::floor(value);
 }
 
+void Statistics::endTrace()
+{
+    if (std::isfinite(squares)) {
+        sums.addWhole(0, sum);
+        sums.addWhole(1, squares);
+    }
+    isBeyond = isBeyond || !std::isfinite(squares);
+    sum = 0;
+    squares = 0;
+}
+
+void Statistics::add(Statistics& other)
+{
+    if (other.count > 0) {
+        least = count == 0 ? other.least : std::min(least, other.least);
+        greatest = count == 0 ? other.greatest : std::max(greatest, other.greatest);
+    }
+    count += other.count;
+    areWhole = areWhole && other.areWhole;
+    isBeyond = isBeyond || other.isBeyond;
+    sums.add(other.sums);
+}
+
+double Statistics::mean() const
+{
+    return count > 0 ? sums.value(0) / static_cast<double>(count) : 0;
+}
+
 double Statistics::rms() const
 {
-    return count > 0 ? std::sqrt(squares / static_cast<double>(count)) : 0;
+    if (isBeyond)
+        return HUGE_VAL;
+    return count > 0 ? std::sqrt(sums.value(1) / static_cast<double>(count)) : 0;
 }
 
 // ---- Samples ----
@@ -88,6 +118,16 @@ double SampleDistribution::percentile(double percent)
         place -= count;
     }
     return greatestAbsolute;
+}
+
+std::vector<SampleDistribution::Count>
+SampleDistribution::usedOf(const std::vector<std::int64_t>& counts)
+{
+    std::vector<Count> used;
+    for (std::size_t i = 0; i < counts.size(); ++i)
+        if (counts[i] != 0)
+            used.push_back({static_cast<std::int64_t>(i), counts[i]});
+    return used;
 }
 
 void SampleDistribution::fill(Bars& bars) const

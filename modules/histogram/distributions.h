@@ -4,23 +4,42 @@
 #ifndef DISTRIBUTIONS_H
 #define DISTRIBUTIONS_H
 
+#include "sums/ExactSums.h"
+
+#include <algorithm>
 #include <cstdint>
 #include <vector>
 
-/// What is counted on the way.
+/// What is counted on the way. The values of a trace are summed as they come, and the sums of
+/// traces exactly: mean and RMS do not depend on which traces were summed together.
 struct Statistics
 {
     std::int64_t count = 0;
     double least = 0;
     double greatest = 0;
-    double sum = 0;
-    double squares = 0;
     bool areWhole = true; ///< all values are whole numbers
 
     /// Requires: the value is finite.
     void add(double value);
-    double mean() const { return count > 0 ? sum / static_cast<double>(count) : 0; }
+    /// All values of a trace have been added; mean and RMS are those of such traces.
+    void endTrace();
+    /// Adds what another has counted.
+    void add(Statistics& other);
+    double mean() const;
     double rms() const;
+
+    /// Its values, for saving and reading.
+    template <typename File>
+    void transfer(File& file)
+    {
+        file(count, least, greatest, areWhole, isBeyond, sums);
+    }
+
+private:
+    double sum = 0; // of the trace
+    double squares = 0;
+    bool isBeyond = false;   // a sum of squares was greater than any double
+    sums::ExactSums sums{2}; // of traces: values, and squares
 };
 
 /// The bars of a histogram: of equal width, from `left` to `right`.
@@ -48,6 +67,8 @@ public:
     /// Adds the values between the ends to the heights; the left end belongs to a bar, the right
     /// one to the last only.
     virtual void fill(Bars& bars) const = 0;
+    /// See Statistics.
+    void endTrace() { all.endTrace(); }
 
 protected:
     Statistics all;
@@ -67,7 +88,40 @@ public:
     double percentile(double percent) override;
     void fill(Bars& bars) const override;
 
+    /// Saves what was counted, and adds what was saved: see vorn_parts.hpp.
+    template <typename File>
+    void save(File& file)
+    {
+        file(all, greatestAbsolute);
+        for (const std::vector<std::int64_t>* counts : {&positive, &negative}) {
+            std::vector<Count> used = usedOf(*counts);
+            file(used);
+        }
+    }
+    template <typename File>
+    void merge(File& file)
+    {
+        auto other = file.template get<Statistics>();
+        all.add(other);
+        greatestAbsolute = std::max(greatestAbsolute, file.template get<double>());
+        for (std::vector<std::int64_t>* counts : {&positive, &negative}) {
+            for (const Count& one : file.template get<std::vector<Count>>()) {
+                if (one.place < 0 || one.place >= static_cast<std::int64_t>(counts->size()))
+                    file.refuse("it has a class that samples do not have");
+                (*counts)[static_cast<std::size_t>(one.place)] += one.count;
+            }
+        }
+    }
+
 private:
+    struct Count
+    {
+        std::int64_t place;
+        std::int64_t count;
+    };
+    // Those that are not 0: few of all.
+    static std::vector<Count> usedOf(const std::vector<std::int64_t>& counts);
+
     std::vector<std::int64_t> positive; // by the first bits of the absolute value
     std::vector<std::int64_t> negative;
     double greatestAbsolute = 0;
@@ -83,6 +137,24 @@ public:
     std::int64_t bytesOfGrowth() const;
     double percentile(double percent) override;
     void fill(Bars& bars) const override;
+
+    /// Saves the values, and adds what was saved: see vorn_parts.hpp. `allow` is called with the
+    /// bytes of all before they are taken.
+    template <typename File>
+    void save(File& file)
+    {
+        file(all, values);
+    }
+    template <typename File, typename Allow>
+    void merge(File& file, const Allow& allow)
+    {
+        auto other = file.template get<Statistics>();
+        all.add(other);
+        allow((2 * other.count + 3 * static_cast<std::int64_t>(values.size())) *
+              static_cast<std::int64_t>(sizeof(double)));
+        const auto more = file.template get<std::vector<double>>();
+        values.insert(values.end(), more.begin(), more.end());
+    }
 
 private:
     std::vector<double> values;

@@ -3,7 +3,7 @@
 #include "distributions.h"
 #include "histogram_parameters.hpp"
 #include "sampling/TraceTimes.h"
-#include "vorn_kit.hpp"
+#include "vorn_parts.hpp"
 #include "words/TraceWords.h"
 
 #include <algorithm>
@@ -36,9 +36,10 @@ struct State
     std::vector<double> value;
 
     std::int64_t traces = 0;
-    std::int64_t outside = 0; // traces without a sample in the window
-    std::int64_t zeros = 0;   // left out
-    std::int64_t odd = 0;     // infinite or NaN
+    std::int64_t outside = 0;                // traces without a sample in the window
+    std::int64_t zeros = 0;                  // left out
+    std::int64_t odd = 0;                    // infinite or NaN
+    std::int64_t before = vorn_part_first(); // traces of the job before those of this process
 
     Distribution& distribution()
     {
@@ -135,9 +136,10 @@ void tellOutside(State& state, void* in, int length)
     const std::int64_t begin = sampling::delayOf(in);
     const std::int64_t end = begin + std::int64_t{state.interval} * (length - 1);
     const Parameters& set = state.set;
-    message(VORN_WARNING, words::nameOfTrace(in, state.traces) + " has samples from " +
-                              secondsText(begin) + " to " + secondsText(end) +
-                              " s, none of them in the window" +
+    vorn_kit::messageOnce(VORN_WARNING, "outside",
+                          words::nameOfTrace(in, state.before + state.traces) +
+                              " has samples from " + secondsText(begin) + " to " +
+                              secondsText(end) + " s, none of them in the window" +
                               (set.tmin ? " from " + numberText(*set.tmin) + " s" : "") +
                               (set.tmax ? " to " + numberText(*set.tmax) + " s" : "") +
                               "; give times with their unit (900 ms)");
@@ -169,7 +171,7 @@ void countValue(State& state, void* in)
                               "counting the values of more than " +
                                   std::to_string(state.traces - 1) + " traces",
                               "count those of some of them");
-    state.word->read(in, state.traces, state.value);
+    state.word->read(in, state.before + state.traces, state.value);
     const double value = state.value.front();
     if (!std::isfinite(value))
         ++state.odd;
@@ -188,6 +190,7 @@ void process(State& state)
         countSamples(state, in);
     else
         countValue(state, in);
+    state.distribution().endTrace();
     if (out != nullptr)
         vorn_pass_trace(in, out);
 }
@@ -373,6 +376,35 @@ void finish(State& state)
     drawHistogram(state, clips);
 }
 
+// ---- Parts ----
+
+void save(State& state, vorn_kit::StateWriter& file)
+{
+    file(state.traces, state.outside, state.zeros, state.odd);
+    if (state.samples)
+        state.samples->save(file);
+    else
+        state.values->save(file);
+}
+
+void merge(State& state, vorn_kit::StateReader& file)
+{
+    state.traces += file.get<std::int64_t>();
+    state.outside += file.get<std::int64_t>();
+    state.zeros += file.get<std::int64_t>();
+    state.odd += file.get<std::int64_t>();
+    if (state.samples) {
+        state.samples->merge(file);
+        return;
+    }
+    state.values->merge(file, [&](std::int64_t bytes) {
+        vorn_kit::allowMemory(state.set.memory_limit, bytes,
+                              "counting the values of " + std::to_string(state.traces) + " traces",
+                              "count those of some of them");
+    });
+}
+
 } // namespace
 
 VORN_MODULE(prepare, process, finish);
+VORN_MODULE_IN_PARTS(save, merge);

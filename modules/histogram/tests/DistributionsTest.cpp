@@ -58,8 +58,10 @@ TEST(DistributionsTest, ExtremeSamplesAreCounted)
 TEST(DistributionsTest, StatisticsAreThoseOfTheDefinition)
 {
     ValueDistribution distribution;
-    for (const double value : {3.0, -5.0, 4.0})
+    for (const double value : {3.0, -5.0, 4.0}) {
         distribution.add(value);
+        distribution.endTrace();
+    }
 
     const Statistics& all = distribution.statistics();
     EXPECT_EQ(all.count, 3);
@@ -70,6 +72,9 @@ TEST(DistributionsTest, StatisticsAreThoseOfTheDefinition)
     EXPECT_TRUE(all.areWhole);
     distribution.add(0.5);
     EXPECT_FALSE(distribution.statistics().areWhole);
+    distribution.add(1e200);
+    distribution.endTrace();
+    EXPECT_EQ(all.rms(), HUGE_VAL);
 }
 
 TEST(DistributionsTest, BarsHoldTheSamplesBetweenTheirEdges)

@@ -5,7 +5,7 @@
 #include "MOXKernel.h"
 #include "section_parameters.hpp"
 #include "section_window.h"
-#include "vorn_kit.hpp"
+#include "vorn_parts.hpp"
 
 #include <algorithm>
 #include <array>
@@ -14,6 +14,7 @@
 #include <cstdio>
 #include <limits>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
@@ -25,6 +26,7 @@ using vorn_kit::fail;
 using vorn_kit::message;
 
 constexpr int shown = 0;                        // the work buffer
+constexpr int kept = 1;                         // another, in a part: traces to be drawn later
 constexpr char arrivalName[] = "section_trace"; // labels traces that nothing else labels
 
 // ---- Parameters ----
@@ -96,8 +98,10 @@ struct State
     int64_t odd = 0;    // samples that are infinite or NaN
     int64_t picks = 0;  // of the traces that are drawn
     int64_t picksOutside = 0;
-    int64_t outsideTrace = 0; // the first trace with such a pick, from 1
-    double outsidePick = 0;   // and its pick, in seconds
+    int64_t outsideTrace = 0;           // the first trace with such a pick, from 1
+    double outsidePick = 0;             // and its pick, in seconds
+    std::optional<std::int64_t> before; // in a part: traces of the job before those of this process
+    int keptTraces = 0;                 // in a part
 };
 
 // ---- Before the first trace ----
@@ -182,6 +186,11 @@ std::unique_ptr<State> prepare()
     requireWord(in, set.picks, "picks", "no picks are drawn");
     if (set.given.pictures == section_parameters::Pictures::gather && !set.given.gather)
         fail("pictures is gather, and no header word tells gathers apart; name one with gather");
+    if (vorn_part part; vorn_find_part(&part)) {
+        state->before = part.first;
+        bldWorkTraceBuffer(kept, getTraceLength(in), std::max(getTraceSampleInterval(in), 0), 1,
+                           in);
+    }
     if (!state->isSplit())
         state->pad = createPad(VORN_PAD_SECTION, 0, 1, padTitle(set, "").c_str());
     return state;
@@ -295,6 +304,29 @@ void beginGather(State& state, void* in)
     state.pad = createPad(VORN_PAD_SECTION, 0, 1, padTitle(state.set, keyText(gather)).c_str());
 }
 
+// A part does not know the first trace, which says where the picture begins: it keeps its traces.
+void keep(State& state, void* in)
+{
+    copyTraceToTrace(in, getWorkTraceBuffer(kept), 1, 1, 0, state.keptTraces++);
+}
+
+// Whether a trace, counted from 1, is one of those that are drawn as long as there is room.
+bool isInQuestion(const State& state, std::int64_t trace)
+{
+    return (trace - 1) % state.set.given.every == 0 && state.gathersBeyond == 0;
+}
+
+void lookAtPart(State& state, void* in)
+{
+    const std::int64_t trace = *state.before + state.arrived;
+    if (!isInQuestion(state, trace))
+        return;
+    if ((trace - 1) / state.set.given.every < state.set.given.max_traces)
+        keep(state, in);
+    else
+        ++state.beyond;
+}
+
 void process(State& state)
 {
     void* in = vorn_input(0);
@@ -302,7 +334,9 @@ void process(State& state)
     ++state.arrived;
     if (state.isSplit())
         beginGather(state, in);
-    if ((state.arrived - 1) % state.set.given.every == 0 && state.gathersBeyond == 0) {
+    if (state.before) {
+        lookAtPart(state, in);
+    } else if (isInQuestion(state, state.arrived)) {
         if (state.inPicture < state.set.given.max_traces)
             show(state, in);
         else
@@ -368,6 +402,86 @@ void finish(State& state)
                                   "; they are drawn as 0");
 }
 
+// ---- Parts ----
+
+// The attributes that the picture needs, each once.
+std::vector<std::string> neededWords(const Settings& set, void* traces)
+{
+    std::vector<std::string> words = {"delrt", set.label, set.second, set.gather, set.picks};
+    std::sort(words.begin(), words.end());
+    words.erase(std::unique(words.begin(), words.end()), words.end());
+    const auto isMissing = [&](const std::string& word) {
+        return word.empty() || isTraceAttributeExist(traces, word.c_str()) == 0;
+    };
+    words.erase(std::remove_if(words.begin(), words.end(), isMissing), words.end());
+    return words;
+}
+
+void saveAttribute(vorn_kit::StateWriter& file, const UniVar& value)
+{
+    int type = value.getType();
+    std::string text = value.getStrValue();
+    std::int64_t whole = type == int32Type || type == int64Type ? value.getI64Value() : 0;
+    double real = type == float32Type || type == float64Type ? value.getF64Value() : 0;
+    file(type, text, whole, real);
+}
+
+UniVar readAttribute(vorn_kit::StateReader& file)
+{
+    const auto type = file.get<int>();
+    const auto text = file.get<std::string>();
+    const auto whole = file.get<std::int64_t>();
+    const auto real = file.get<double>();
+    if (type == int32Type || type == int64Type)
+        return UniVar(whole);
+    if (type == float32Type || type == float64Type)
+        return UniVar(real);
+    return UniVar(text);
+}
+
+void save(State& state, vorn_kit::StateWriter& file)
+{
+    void* traces = getWorkTraceBuffer(kept);
+    const auto length = static_cast<std::uint64_t>(std::max(getTraceLength(traces), 0));
+    const std::vector<std::string> words = neededWords(state.set, traces);
+    file(state.arrived, state.beyond, state.keptTraces);
+    for (int i = 0; i < state.keptTraces; ++i) {
+        const float* samples = length > 0 ? getTraceSamples(traces, i) : nullptr;
+        if (samples == nullptr && length > 0)
+            fail(
+                "not enough memory for a trace that is drawn; give the job a lower limit of traces "
+                "in memory");
+        file.putArray(samples, length);
+        for (const std::string& word : words)
+            saveAttribute(file, getTraceAttribute(traces, word.c_str(), i));
+    }
+}
+
+void merge(State& state, vorn_kit::StateReader& file)
+{
+    void* in = vorn_kit::requiredInput();
+    const int length = std::max(getTraceLength(in), 0);
+    void* trace = bldWorkTraceBuffer(kept, length, std::max(getTraceSampleInterval(in), 0), 1, in);
+    const std::vector<std::string> words = neededWords(state.set, trace);
+    const std::int64_t before = state.arrived;
+    const auto arrived = file.get<std::int64_t>();
+    const auto beyond = file.get<std::int64_t>();
+    const std::int64_t every = state.set.given.every;
+    state.arrived = (before + every - 1) / every * every + 1; // the first one that is drawn
+    std::vector<float> samples(static_cast<std::size_t>(length));
+    for (auto left = file.get<int>(); left > 0; --left) {
+        file.readArray(samples.data(), samples.size());
+        setTraceSamples(trace, samples.data(), 0);
+        for (const std::string& word : words)
+            setTraceAttribute(trace, word.c_str(), readAttribute(file), 0);
+        show(state, trace);
+        state.arrived += every;
+    }
+    state.arrived = before + arrived;
+    state.beyond += beyond;
+}
+
 } // namespace
 
 VORN_MODULE(prepare, process, finish);
+VORN_MODULE_IN_PARTS(save, merge);

@@ -71,7 +71,7 @@ int onMessageArgument(const char* text, void* recorder)
 
 int onCreatePad(int ident, int type, int align, int visible, const char* title, void* recorder)
 {
-    resultOf(recorder).pads.push_back({ident, type, align, visible, title, {}, {}, {}});
+    resultOf(recorder).pads.push_back({ident, type, align, visible, title, {}, {}, {}, {}});
     return 0;
 }
 
@@ -97,6 +97,10 @@ int onTraces(int ident, void* traceSet, void* recorder)
         for (int i = 0; i < set.getNumberOfTraces(); ++i) {
             const SeisTrace* trace = set.getTrace(i, true);
             pad.traces.emplace_back(trace->getSamples(), trace->getSamples() + trace->traceLength);
+            std::string& attributes = pad.attributes.emplace_back();
+            for (const std::string& name : set.getAttributesList())
+                attributes += (attributes.empty() ? "" : " ") + name + "=" +
+                              set.getAttribute(name, i).getStrValue();
         }
     }
     return 0;
@@ -600,8 +604,8 @@ private:
                       {c.xpage, c.ypage, c.height, c.fpn, c.angle, c.factor});
         for (const std::string& text : pad.texts)
             lines.push_back("pad text " + text);
-        for (const std::vector<float>& trace : pad.traces)
-            addFloats("pad trace", trace);
+        for (std::size_t i = 0; i < pad.traces.size(); ++i)
+            addFloats("pad trace " + pad.attributes[i], pad.traces[i]);
     }
 
     void addMap(const std::string& name, const std::map<std::string, std::string>& values)

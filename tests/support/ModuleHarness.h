@@ -52,6 +52,7 @@ struct HarnessPad
     std::vector<plotCommandStruct> commands;
     std::vector<std::string> texts;
     std::vector<std::vector<float>> traces; ///< samples of the traces that were shown
+    std::vector<std::string> attributes;    ///< of each of them, as "offset=100 cdp=3"
 };
 
 /// What a job did.

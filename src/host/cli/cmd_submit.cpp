@@ -42,9 +42,12 @@ int64_t tasksOf(const Arguments& arguments)
     return tasks;
 }
 
-// A merge would not wait for them, and refuse.
-void refuseRunning(const PlanStatus& status)
+// The merge would not wait for parts that run already, and refuse.
+void refuseRunning(const PlanStatus& status, const std::string& directory)
 {
+    if (status.isMerged)
+        throw CommandError("the plan in " + quote(directory) +
+                           " has been merged; nothing is left to submit");
     const std::vector<int> running = status.inState(PartState::running);
     if (!running.empty())
         throw CommandError(fmt::format("parts are running ({}); submit again when they have ended "
@@ -58,7 +61,7 @@ int runSubmit(const Arguments& arguments)
     const std::string directory = arguments.text(planArgument().name);
     const StoredPlan stored = readPlan(directory);
     const PlanStatus status = statusOf(stored, directory);
-    refuseRunning(status);
+    refuseRunning(status, directory);
 
     const std::string name = arguments.text("--engine");
     Submission submission;

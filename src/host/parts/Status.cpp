@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <ctime>
+#include <filesystem>
 #include <fmt/format.h>
 #include <optional>
 #include <sys/stat.h>
@@ -19,6 +20,7 @@ namespace host {
 namespace {
 
 constexpr std::size_t mostReasons = 20;
+constexpr const char* mergedName = "merged"; // the file that "vorn merge" leaves
 
 struct StateName
 {
@@ -136,6 +138,8 @@ PlanStatus statusOf(const StoredPlan& stored, const std::string& directory)
 {
     const auto now = static_cast<int64_t>(std::time(nullptr));
     PlanStatus status;
+    status.isMerged =
+        changedAt((std::filesystem::path(directory) / mergedName).string()).has_value();
     status.parts.reserve(stored.plan.parts.size());
     int number = 0;
     for (const PlannedPart& range : stored.plan.parts) {
@@ -187,7 +191,7 @@ std::string describeStatus(const PlanStatus& status, double tracesPerSecond)
         text += fmt::format(
             ", {} traces/s, {} left", formatRate(tracesPerSecond),
             formatMicros(1e6 * static_cast<double>(status.traces - done) / tracesPerSecond));
-    text += "\n";
+    text += status.isMerged ? "\nmerged: the outputs have their names\n" : "\n";
     std::size_t told = 0;
     for (const PartStatus& part : status.parts) {
         if (part.reason.empty())

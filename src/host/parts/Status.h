@@ -42,6 +42,7 @@ struct PlanStatus
 {
     std::vector<PartStatus> parts; ///< in order
     int64_t traces = 0;            ///< of all parts, when they are done
+    bool isMerged = false;         ///< the outputs have their names
 
     std::vector<int> inState(PartState state) const;
     /// Parts that neither have ended well nor run: those to start again.

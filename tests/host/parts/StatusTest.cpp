@@ -188,6 +188,16 @@ TEST_F(StatusTest, TableNamesThePartsOfEachState)
     EXPECT_THAT(describeStatus(status(), 0), Not(HasSubstr("left")));
 }
 
+TEST_F(StatusTest, MergedPlanIsSaidToBe)
+{
+    EXPECT_FALSE(status().isMerged);
+
+    std::ofstream(path() + "/merged") << "merged\n";
+
+    EXPECT_TRUE(status().isMerged);
+    EXPECT_THAT(describeStatus(status(), 0), HasSubstr("merged: the outputs have their names\n"));
+}
+
 TEST_F(StatusTest, NothingIsWritten)
 {
     live(1, 0);

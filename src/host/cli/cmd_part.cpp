@@ -5,6 +5,7 @@
 #include "cli/PlannedJob.h"
 #include "cli/RunInParts.h"
 #include "file/PartOutputs.h"
+#include "file/SystemFailure.h"
 #include "parts/LiveFile.h"
 #include "parts/PartNumber.h"
 #include "parts/PartProcesses.h"
@@ -97,9 +98,15 @@ int runOnePart(const PlannedJob& planned, int part)
         addReadings(*digests, job, receipt);
     std::error_code error;
     if (result.failed) {
-        const int code = result.exitCode != 0 ? result.exitCode : exitJobErrors;
-        if (code != exitTryAgain)
+        int code = result.exitCode != 0 ? result.exitCode : exitJobErrors;
+        if (VORN::passingFailure() != 0)
+            code = exitTryAgain;
+        try {
             writeReceipt(failurePath(planned.directory, part), receipt);
+        } catch (const CommandError&) {
+            // The disk may be full; the messages are in the output of this process, too.
+            return exitTryAgain;
+        }
         return code;
     }
     fs::remove(failurePath(planned.directory, part), error);

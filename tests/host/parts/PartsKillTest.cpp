@@ -83,3 +83,21 @@ TEST_F(PartsKillTest, AJobThatFailsInTheMiddleFailsAsInOneProcess)
     EXPECT_TRUE(tree.take() == facts);
     EXPECT_THAT(tree.hidden(), IsEmpty());
 }
+
+// On a disk that is really full the part may be run again, when there is room.
+TEST_F(PartsKillTest, APartOnAFullDiskSaysThatItMayBeRunAgain)
+{
+    if (tree.shell("mkdir disk && unshare -m mount -t tmpfs -o size=16k none disk").exitCode != 0)
+        GTEST_SKIP() << "no file system can be mounted";
+    const ProcessResult run = tree.shell(
+        "unshare -m sh -c '\n"
+        "mount -t tmpfs -o size=16k none disk || exit 99\n"
+        "\"$VORN\" plan job.yaml --parts 2 -o plan --set line.file=disk/out.sgy\n"
+        "\"$VORN\" part plan 2; echo code $?\n"
+        "mount -o remount,size=1m none disk\n"
+        "\"$VORN\" part plan missing && \"$VORN\" merge plan -q && cp disk/out.sgy out.sgy'");
+    EXPECT_EQ(run.exitCode, 0) << run.errors;
+    EXPECT_THAT(run.output, HasSubstr("code 75\n"));
+    EXPECT_THAT(run.errors, HasSubstr("No space left on device"));
+    EXPECT_TRUE(tree.read("out.sgy") == expected["out.sgy"]);
+}

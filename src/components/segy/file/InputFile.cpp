@@ -1,5 +1,7 @@
 #include "file/InputFile.h"
 
+#include "file/SystemFailure.h"
+
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
@@ -22,11 +24,6 @@ std::string number(int64_t value)
     return std::to_string(value);
 }
 
-std::string reason()
-{
-    return std::strerror(errno);
-}
-
 } // namespace
 
 InputObserver::~InputObserver() = default;
@@ -41,7 +38,7 @@ InputFile::InputFile(const std::string& path)
     : name(path), descriptor(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK))
 {
     if (descriptor < 0)
-        fail("cannot be opened: " + reason());
+        fail("cannot be opened: " + systemReason());
     struct stat status;
     if (fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode)) {
         ::close(descriptor);
@@ -152,7 +149,7 @@ void InputFile::read(int64_t offset, unsigned char* to, std::size_t count) const
             continue;
         if (got < 0)
             fail("cannot be read at byte " + number(offset + static_cast<int64_t>(done)) + ": " +
-                 reason());
+                 systemReason());
         if (got == 0)
             fail("ends at byte " + number(offset + static_cast<int64_t>(done)) +
                  "; it was longer when it was opened");

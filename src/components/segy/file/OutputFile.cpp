@@ -2,6 +2,7 @@
 
 #include "file/FileIdentity.h"
 #include "file/FileRoles.h"
+#include "file/SystemFailure.h"
 
 #include <algorithm>
 #include <atomic>
@@ -9,7 +10,6 @@
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
@@ -30,11 +30,6 @@ std::atomic<OutputObserver*> currentObserver{nullptr};
 std::string number(int64_t value)
 {
     return std::to_string(value);
-}
-
-std::string reason()
-{
-    return std::strerror(errno);
 }
 
 // The process's file creation mask without changing it: other threads may be creating files.
@@ -114,7 +109,7 @@ OutputFile::OutputFile(const std::string& path, bool overwrite, std::string itsR
     descriptor = temporary.create(temporaryPattern(target));
     failWhereNoneBegins();
     if (descriptor < 0)
-        fail("cannot be written: no file can be created in its directory: " + reason());
+        fail("cannot be written: no file can be created in its directory: " + systemReason());
     OutputObserver* const present = currentObserver;
     if (present != nullptr)
         present->opened(*this);
@@ -154,7 +149,7 @@ int64_t OutputFile::checkTarget()
     const std::string advice = "; make a new plan and run all its parts again";
     if (descriptor < 0)
         fail("cannot be written: the file of its parts, " + part->target + ", " +
-             (errno == ENOENT ? "does not exist" : "cannot be opened: " + reason()) + advice);
+             (errno == ENOENT ? "does not exist" : "cannot be opened: " + systemReason()) + advice);
     struct stat status;
     if (fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode))
         fail("cannot be written: the file of its parts, " + part->target +
@@ -165,7 +160,7 @@ int64_t OutputFile::checkTarget()
 void OutputFile::startAt(int64_t position)
 {
     if (lseek(descriptor, position, SEEK_SET) != position)
-        fail("cannot be written from byte " + number(position) + " on: " + reason());
+        fail("cannot be written from byte " + number(position) + " on: " + systemReason());
 }
 
 // All that speaks against an output at this place, as it is now.
@@ -209,7 +204,7 @@ void OutputFile::createSpool()
     }
     fail("cannot be written: there is no place for its bytes in the directory for temporary "
          "files: " +
-         reason());
+         systemReason());
 }
 
 OutputFile::~OutputFile()
@@ -282,7 +277,7 @@ void OutputFile::replace(int64_t position, const void* bytes, std::size_t count)
             continue;
         if (put <= 0)
             fail("cannot be changed at byte " + number(position + static_cast<int64_t>(sent)) +
-                 ": " + (put < 0 ? reason() : std::string("nothing more is taken")) +
+                 ": " + (put < 0 ? systemReason() : std::string("nothing more is taken")) +
                  "; make room there, or write to another place");
         sent += static_cast<std::size_t>(put);
     }
@@ -300,7 +295,7 @@ void OutputFile::writeTo(int to, const unsigned char* bytes, std::size_t count, 
         if (put <= 0)
             fail("cannot be written beyond its first " + number(done) + " bytes (" +
                  number(static_cast<int64_t>(count - sent)) + " more were to follow now): " +
-                 (put < 0 ? reason() : std::string("nothing more is taken")) +
+                 (put < 0 ? systemReason() : std::string("nothing more is taken")) +
                  "; make room there, or write to another place");
         sent += static_cast<std::size_t>(put);
         done += put;
@@ -316,7 +311,7 @@ void OutputFile::copySpool()
     const int to = named >= 0 ? fcntl(named, F_DUPFD_CLOEXEC, 0)
                               : open(target.c_str(), O_WRONLY | O_NOCTTY | O_CLOEXEC);
     if (to < 0)
-        fail("cannot be opened for writing: " + reason());
+        fail("cannot be opened for writing: " + systemReason());
     struct Closing
     {
         int descriptor;
@@ -331,7 +326,7 @@ void OutputFile::copySpool()
         if (got <= 0)
             fail("cannot be written: its bytes cannot be read back from the directory for "
                  "temporary files: " +
-                 (got < 0 ? reason() : std::string("they end early")));
+                 (got < 0 ? systemReason() : std::string("they end early")));
         writeTo(to, buffer.data(), static_cast<std::size_t>(got), copied);
         at += got;
     }
@@ -352,7 +347,7 @@ void OutputFile::commit()
     if (part)
         checkAdopted();
     if (fchmod(descriptor, 0666 & ~creationMask()) != 0)
-        fail("cannot be given its permissions: " + reason());
+        fail("cannot be given its permissions: " + systemReason());
     closeWhole();
     temporary.noteWhole();
     publish();
@@ -365,7 +360,7 @@ void OutputFile::commit()
 void OutputFile::closeWhole()
 {
     if (::close(std::exchange(descriptor, -1)) != 0)
-        fail("cannot be completed after " + number(written) + " bytes: " + reason());
+        fail("cannot be completed after " + number(written) + " bytes: " + systemReason());
 }
 
 void OutputFile::checkAdopted()
@@ -388,7 +383,7 @@ void OutputFile::publish()
     if (mayReplace) {
         refuseReplacing();
         if (rename(temporary.path(), target.c_str()) != 0)
-            fail("cannot be given its name: " + reason());
+            fail("cannot be given its name: " + systemReason());
         return;
     }
     if (renameat2(AT_FDCWD, temporary.path(), AT_FDCWD, target.c_str(), RENAME_NOREPLACE) == 0)
@@ -397,7 +392,7 @@ void OutputFile::publish()
     const bool unknown = errno == EINVAL || errno == ENOSYS;
     if (!unknown || link(temporary.path(), target.c_str()) != 0)
         fail(errno == EEXIST ? "has been made by somebody else meanwhile; it is left as it is"
-                             : "cannot be given its name: " + reason());
+                             : "cannot be given its name: " + systemReason());
     unlink(temporary.path());
 }
 

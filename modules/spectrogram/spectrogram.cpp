@@ -6,7 +6,8 @@
 #include "sampling/SampleCounts.h"
 #include "sampling/TraceTimes.h"
 #include "spectrogram_parameters.hpp"
-#include "vorn_kit.hpp"
+#include "sums/ExactSums.h"
+#include "vorn_parts.hpp"
 #include "words/TraceChoice.h"
 #include "words/TraceWords.h"
 
@@ -15,6 +16,7 @@
 #include <cstdint>
 #include <limits>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -40,6 +42,20 @@ struct Raster
     int from = 0;           // frequencies of the transform
     int rows = 0;
     int perRow = 1; // frequencies in a row; the strongest is drawn
+};
+
+// A trace that a part keeps: only the merge knows whether there is room for its picture.
+struct KeptTrace
+{
+    std::string name;
+    std::int64_t delay = 0;
+    std::vector<double> samples;
+
+    template <typename File>
+    void transfer(File& file)
+    {
+        file(name, delay, samples);
+    }
 };
 
 struct State
@@ -72,9 +88,12 @@ struct State
     std::int64_t chosen = 0;
     std::int64_t drawn = 0; // or added to the mean
     std::int64_t dead = 0;
-    std::int64_t beyond = 0; // traces that max_pictures leaves out
-    Raster raster;           // of the mean
-    std::vector<double> sum; // column by column
+    std::int64_t beyond = 0;                 // traces that max_pictures leaves out
+    Raster raster;                           // of the mean
+    std::optional<sums::ExactSums> sum;      // column by column; there once a trace has been added
+    std::int64_t before = vorn_part_first(); // traces of the job before those of this process
+    bool isPart = false;
+    std::vector<KeptTrace> kept; // in a part, where there is no mean
 };
 
 // ---- Before the first trace ----
@@ -155,25 +174,28 @@ std::unique_ptr<State> prepare()
     auto state = std::make_unique<State>(set, samples, in);
     state->interval = interval;
     state->length = length;
+    vorn_part part;
+    state->isPart = vorn_find_part(&part);
     return state;
 }
 
 // ---- Pictures ----
 
-// Amplitudes of all places of the window, column by column from 0 Hz upwards, added to `sums`.
+// Calls `add` with the number and the amplitude of each cell, column by column from 0 Hz upwards.
+template <typename Add>
 void addSpectra(State& state, const Raster& raster, std::int64_t delay, const double* samples,
-                std::vector<double>& sums)
+                const Add& add)
 {
     const auto shift = static_cast<std::int64_t>(
         std::llround(static_cast<double>(raster.delay - delay) / state.interval));
-    auto cell = sums.begin();
+    std::size_t cell = 0;
     for (int column = 0; column < raster.columns; ++column) {
         const std::vector<double>& amplitudes =
             state.spectra.at(samples, state.length, std::int64_t{column} * raster.step + shift);
         for (int row = 0; row < raster.rows; ++row, ++cell) {
             const int first = raster.from + row * raster.perRow;
             const int end = std::min(first + raster.perRow, state.spectra.frequencies());
-            *cell += *std::max_element(amplitudes.begin() + first, amplitudes.begin() + end);
+            add(cell, *std::max_element(amplitudes.begin() + first, amplitudes.begin() + end));
         }
     }
 }
@@ -228,18 +250,62 @@ void draw(const State& state, const Raster& raster, const std::vector<double>& a
 
 // ---- For each trace ----
 
-std::size_t cellsOf(const State& state, const Raster& raster)
+std::size_t cellsOf(const State& state, const Raster& raster, std::size_t bytesPerCell)
 {
     const auto cells =
         static_cast<std::size_t>(raster.columns) * static_cast<std::size_t>(raster.rows);
     vorn_kit::allowMemory(state.set.memory_limit,
-                          static_cast<std::int64_t>(cells * sizeof(double)) +
+                          static_cast<std::int64_t>(cells * bytesPerCell) +
                               ShortTimeSpectra::bytesFor(state.spectra.window()) +
                               std::int64_t{8} * state.length,
                           "a picture of " + std::to_string(raster.columns) + " by " +
                               std::to_string(raster.rows) + " cells",
                           "give a larger step");
     return cells;
+}
+
+// A mean has sums of cells, and at last their values.
+void beginMean(State& state, std::int64_t delay)
+{
+    constexpr std::size_t words = 5;
+    state.raster = rasterOf(state, delay);
+    state.sum.emplace(cellsOf(state, state.raster, words * sizeof(double)));
+}
+
+void addToMean(State& state, std::int64_t delay, const double* samples)
+{
+    if (!state.sum)
+        beginMean(state, delay);
+    double greatest = 0;
+    for (int i = 0; i < state.length; ++i)
+        greatest = std::max(greatest, std::fabs(samples[i]));
+    const exact_batch batch = state.sum->begin(2.1 * greatest);
+    addSpectra(state, state.raster, delay, samples, [&](std::size_t cell, double amplitude) {
+        exact_batch_add(&batch, cell, amplitude);
+    });
+    ++state.drawn;
+}
+
+void drawTrace(State& state, const std::string& name, std::int64_t delay, const double* samples)
+{
+    if (state.drawn == state.set.max_pictures) {
+        ++state.beyond;
+        return;
+    }
+    const Raster raster = rasterOf(state, delay);
+    std::vector<double> amplitudes(cellsOf(state, raster, sizeof(double)), 0.0);
+    addSpectra(state, raster, delay, samples,
+               [&](std::size_t cell, double amplitude) { amplitudes[cell] += amplitude; });
+    ++state.drawn;
+    draw(state, raster, amplitudes, 1, name);
+}
+
+void keepTrace(State& state, const std::string& name, std::int64_t delay, const double* samples)
+{
+    if (static_cast<std::int64_t>(state.kept.size()) == state.set.max_pictures)
+        ++state.beyond;
+    else
+        state.kept.push_back({name, delay, std::vector<double>(samples, samples + state.length)});
 }
 
 void useTrace(State& state, void* in)
@@ -259,24 +325,13 @@ void useTrace(State& state, void* in)
         return;
     }
     const std::int64_t delay = sampling::delayOf(in);
-    if (state.set.mean) {
-        if (state.sum.empty()) {
-            state.raster = rasterOf(state, delay);
-            state.sum.assign(cellsOf(state, state.raster), 0.0);
-        }
-        addSpectra(state, state.raster, delay, values, state.sum);
-        ++state.drawn;
-        return;
-    }
-    if (state.drawn == state.set.max_pictures) {
-        ++state.beyond;
-        return;
-    }
-    const Raster raster = rasterOf(state, delay);
-    std::vector<double> amplitudes(cellsOf(state, raster), 0.0);
-    addSpectra(state, raster, delay, values, amplitudes);
-    ++state.drawn;
-    draw(state, raster, amplitudes, 1, words::nameOfTrace(in, state.traces));
+    const std::string name = words::nameOfTrace(in, state.before + state.traces);
+    if (state.set.mean)
+        addToMean(state, delay, values);
+    else if (state.isPart)
+        keepTrace(state, name, delay, values);
+    else
+        drawTrace(state, name, delay, values);
 }
 
 void process(State& state)
@@ -284,7 +339,7 @@ void process(State& state)
     void* in = vorn_input(0);
     void* out = vorn_output(0);
     ++state.traces;
-    if (state.choice.isChosen(in, state.traces))
+    if (state.choice.isChosen(in, state.before + state.traces))
         useTrace(state, in);
     if (out != nullptr)
         vorn_pass_trace(in, out);
@@ -314,11 +369,60 @@ void finish(State& state)
     const std::string warning = state.finite.warning();
     if (!warning.empty())
         message(VORN_WARNING, warning);
-    if (!state.sum.empty())
-        draw(state, state.raster, state.sum, static_cast<double>(state.drawn),
-             "mean of " + std::to_string(state.drawn) + (state.drawn == 1 ? " trace" : " traces"));
+    if (!state.sum)
+        return;
+    state.sum->flush();
+    std::vector<double> sums(state.sum->size());
+    for (std::size_t i = 0; i < sums.size(); ++i)
+        sums[i] = state.sum->value(i);
+    draw(state, state.raster, sums, static_cast<double>(state.drawn),
+         "mean of " + std::to_string(state.drawn) + (state.drawn == 1 ? " trace" : " traces"));
+}
+
+// ---- Parts ----
+
+void save(State& state, vorn_kit::StateWriter& file)
+{
+    file(state.traces, state.chosen, state.drawn, state.dead, state.beyond, state.kept);
+    state.finite.save(file);
+    std::uint8_t hasMean = state.sum ? 1 : 0;
+    file(hasMean);
+    if (state.sum)
+        file(state.raster.delay, *state.sum);
+}
+
+void merge(State& state, vorn_kit::StateReader& file)
+{
+    state.traces += file.get<std::int64_t>();
+    state.chosen += file.get<std::int64_t>();
+    const auto drawn = file.get<std::int64_t>(); // into a mean
+    state.dead += file.get<std::int64_t>();
+    const auto beyond = file.get<std::int64_t>();
+    for (const KeptTrace& trace : file.get<std::vector<KeptTrace>>()) {
+        if (static_cast<int>(trace.samples.size()) != state.length)
+            file.refuse("its traces have another length");
+        drawTrace(state, trace.name, trace.delay, trace.samples.data());
+    }
+    state.drawn += drawn;
+    state.beyond += beyond;
+    state.finite.merge(file);
+    if (file.get<std::uint8_t>() == 0)
+        return;
+    const auto delay = file.get<std::int64_t>();
+    auto sum = file.get<sums::ExactSums>();
+    if (!state.sum)
+        beginMean(state, delay);
+    if (delay != state.raster.delay)
+        fail("the first chosen traces of two parts begin at " +
+             sampling::secondsText(state.raster.delay) + " s and at " +
+             sampling::secondsText(delay) +
+             " s, and the first one says where the mean begins; run the job in one process");
+    if (sum.size() != state.sum->size())
+        file.refuse("its mean has another number of cells");
+    state.sum->add(sum);
 }
 
 } // namespace
 
 VORN_MODULE(prepare, process, finish);
+VORN_MODULE_IN_PARTS(save, merge);

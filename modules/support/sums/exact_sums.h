@@ -23,6 +23,9 @@
 #ifndef EXACT_SUMS_H
 #define EXACT_SUMS_H
 
+/* C++ modules include this too; it stays C. */
+/* NOLINTBEGIN(modernize-use-nullptr) */
+
 #include <stdbool.h>
 #include <stddef.h>
 #include <stdint.h>
@@ -159,5 +162,7 @@ bool exact_sums_merge_row(exact_sums* sums, int row, const int64_t* limbs);
 #ifdef __cplusplus
 }
 #endif
+
+/* NOLINTEND(modernize-use-nullptr) */
 
 #endif

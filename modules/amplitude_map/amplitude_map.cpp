@@ -4,7 +4,7 @@
 #include "amplitude_map_parameters.hpp"
 #include "pictures/ImagePad.h"
 #include "sampling/TraceTimes.h"
-#include "vorn_kit.hpp"
+#include "vorn_parts.hpp"
 #include "words/TraceWords.h"
 
 #include <algorithm>
@@ -29,6 +29,16 @@ using words::numberText;
 constexpr int pictureBuffer = 0;
 constexpr std::int64_t mostBins = 4000; // across and upwards: more than a picture has pixels
 
+// What a trace adds to the map. A part keeps it: the first trace of the job says where bins begin,
+// and the order of all traces in which order values are summed.
+struct KeptTrace
+{
+    double x;
+    double y;
+    double value;
+    double weight;
+};
+
 struct State
 {
     State(const Parameters& given, BinMap::Choice choice,
@@ -48,10 +58,13 @@ struct State
     int interval = 0;           // microseconds
 
     std::int64_t traces = 0;
-    std::int64_t unplaced = 0; // coordinates 0, 0
-    std::int64_t wild = 0;     // positions that no bin has
-    std::int64_t outside = 0;  // without a sample in the window
-    std::int64_t odd = 0;      // samples that are infinite or NaN
+    std::int64_t unplaced = 0;               // coordinates 0, 0
+    std::int64_t wild = 0;                   // positions that no bin has
+    std::int64_t outside = 0;                // without a sample in the window
+    std::int64_t odd = 0;                    // samples that are infinite or NaN
+    std::int64_t before = vorn_part_first(); // traces of the job before those of this process
+    bool isPart = false;
+    std::vector<KeptTrace> kept; // in a part
 };
 
 // ---- Before the first trace ----
@@ -117,6 +130,8 @@ std::unique_ptr<State> prepare()
     auto state = std::make_unique<State>(
         set, areCoordinates ? BinMap::Choice::coordinates : BinMap::Choice::numbers,
         pairOf(set.bin), pairOf(set.origin));
+    vorn_part part;
+    state->isPart = vorn_find_part(&part);
     state->isCoordinate = areCoordinates;
     state->hasScalar =
         (isScaled(set.x) || isScaled(set.y)) && isTraceAttributeExist(in, "scalco") != 0;
@@ -201,7 +216,7 @@ Power powerOf(State& state, void* in)
 
 void addTrace(State& state, void* in)
 {
-    state.reader->read(in, state.traces, state.values);
+    state.reader->read(in, state.before + state.traces, state.values);
     noteUnit(state, in);
     const std::array<double, 2> place = positionOf(state);
     if (state.isCoordinate && place[0] == 0 && place[1] == 0) {
@@ -223,7 +238,9 @@ void addTrace(State& state, void* in)
         const auto at = std::find(names.begin(), names.end(), *state.set.word) - names.begin();
         value = state.values[static_cast<std::size_t>(at)];
     }
-    if (!state.map.add(place[0], place[1], value, weight))
+    if (state.isPart)
+        state.kept.push_back({place[0], place[1], value, weight});
+    else if (!state.map.add(place[0], place[1], value, weight))
         ++state.wild;
 }
 
@@ -235,14 +252,16 @@ void allow(const State& state, std::int64_t bytes)
         state.set.bin.empty() ? "give the size of the bins with bin" : "give larger bins with bin");
 }
 
+constexpr std::int64_t tracesBetweenQuestions = 1024;
+
 void process(State& state)
 {
     void* in = vorn_input(0);
     void* out = vorn_output(0);
     ++state.traces;
-    constexpr std::int64_t step = 1024;
-    if (state.traces % step == 0)
-        allow(state, state.map.bytes());
+    if (state.traces % tracesBetweenQuestions == 0)
+        allow(state, state.map.bytes() +
+                         static_cast<std::int64_t>(state.kept.capacity() * sizeof(KeptTrace)));
     addTrace(state, in);
     if (out != nullptr)
         vorn_pass_trace(in, out);
@@ -406,6 +425,36 @@ void finish(State& state)
     draw(state, grid, greatest, summary);
 }
 
+// ---- Parts ----
+
+void save(State& state, vorn_kit::StateWriter& file)
+{
+    file(state.traces, state.unplaced, state.outside, state.odd, state.hasUnit, state.unit,
+         state.kept);
+}
+
+void merge(State& state, vorn_kit::StateReader& file)
+{
+    const std::int64_t before = state.traces;
+    state.traces += file.get<std::int64_t>();
+    state.unplaced += file.get<std::int64_t>();
+    state.outside += file.get<std::int64_t>();
+    state.odd += file.get<std::int64_t>();
+    const auto hasUnit = file.get<bool>();
+    const auto unit = file.get<int>();
+    if (!state.hasUnit && hasUnit)
+        state.unit = unit;
+    state.hasUnit = state.hasUnit || hasUnit;
+    std::int64_t trace = before;
+    for (const KeptTrace& one : file.get<std::vector<KeptTrace>>()) {
+        if (!state.map.add(one.x, one.y, one.value, one.weight))
+            ++state.wild;
+        if (++trace % tracesBetweenQuestions == 0)
+            allow(state, state.map.bytes());
+    }
+}
+
 } // namespace
 
 VORN_MODULE(prepare, process, finish);
+VORN_MODULE_IN_PARTS(save, merge);

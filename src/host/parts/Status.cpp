@@ -43,6 +43,19 @@ std::optional<int64_t> changedAt(const std::string& path)
     return status.st_mtim.tv_sec;
 }
 
+// What the part has told about itself. It makes its file when it begins, and fills it soon after.
+std::optional<LiveState> lastSign(const std::string& path)
+{
+    if (const std::optional<LiveState> live = readLiveState(path))
+        return live;
+    const std::optional<int64_t> begun = changedAt(path);
+    if (!begun)
+        return std::nullopt;
+    LiveState state;
+    state.seconds = *begun;
+    return state;
+}
+
 // What is wrong with the receipt; empty: nothing.
 std::string objectionTo(const std::string& path, int part, const std::string& planSha256)
 {
@@ -77,7 +90,7 @@ PartStatus statusOfPart(const std::string& directory, int part, const std::strin
     PartStatus status;
     status.part = part;
     // Before the receipt: a part that ends in between is done then, not lost.
-    const std::optional<LiveState> live = readLiveState(livePath(directory, part));
+    const std::optional<LiveState> live = lastSign(livePath(directory, part));
     const std::string receipt = receiptPath(directory, part);
     if (changedAt(receipt)) {
         status.reason = objectionTo(receipt, part, planSha256);

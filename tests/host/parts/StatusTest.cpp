@@ -123,6 +123,17 @@ TEST_F(StatusTest, PartIsLostWhenItHasBeenSilentForLonger)
     EXPECT_EQ(state(1), PartState::lost);
 }
 
+TEST_F(StatusTest, PartThatHasJustBegunRuns)
+{
+    const std::string file = host::livePath(path(), 1);
+    std::ofstream(file).flush();
+    EXPECT_EQ(state(1), PartState::running);
+
+    fs::last_write_time(file, fs::file_time_type::clock::now() - std::chrono::minutes(1));
+
+    EXPECT_EQ(state(1), PartState::lost) << "it was killed before it had told anything";
+}
+
 // A failed part that has been started again writes its counters anew.
 TEST_F(StatusTest, FailureOfAnEarlierRunDoesNotCountWhileThePartRuns)
 {

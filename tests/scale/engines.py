@@ -13,6 +13,7 @@ import filecmp
 import json
 import os
 import pathlib
+import re
 import shutil
 import subprocess
 import sys
@@ -55,6 +56,9 @@ modules:
               "corners: [5 Hz, 10 Hz, 60 Hz, 80 Hz]}\n" for i in range(FILTERS)) + f"""
   - {{name: write, module: segy_out, input: filter_{FILTERS}, file: filtered.sgy}}
 """
+
+# Parts read ranges of the input, and the merge does not join what they say of them.
+NOT_JOINED = re.compile(r"/inputs/\d+/(sha256|bytes_read):")
 
 
 def facts(value):
@@ -126,7 +130,8 @@ class EngineTest(unittest.TestCase):
             self.assertTrue(filecmp.cmp(self.work / "parts" / name, self.work / "one" / name,
                                         shallow=False), f"{name} differs from that of one process")
         with open(self.work / "one.json") as one, open(self.work / "parts.json") as parts:
-            self.assertEqual(list(differences(facts(json.load(one)), facts(json.load(parts)))), [])
+            different = differences(facts(json.load(one)), facts(json.load(parts)))
+            self.assertEqual([one for one in different if not NOT_JOINED.match(one)], [])
 
     def assert_parts(self, count):
         """Each part was run by a process of its own, and left its receipt."""

@@ -37,7 +37,7 @@ import tempfile
 from dataclasses import dataclass, field
 from pathlib import Path
 
-COMMANDS = "run|check|graph|inspect|header|plot|meta|manual|completion|help"
+COMMANDS = "run|check|graph|inspect|header|plot|meta|plan|part|merge|status|submit|manual|completion|help"
 JOB_KEYS = {"job", "project", "scratch", "schema", "words"}
 PLACEHOLDERS = [
     (r"\bMODULE\.PARAMETER=VALUE\b", "read.file=line.sgy"),

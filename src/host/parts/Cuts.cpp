@@ -34,6 +34,18 @@ bool hasBlocks(const CutRule& rule)
     return rule.block > 1 && !rule.columns.empty();
 }
 
+enum class Answer
+{
+    no,
+    yes,
+    unknown ///< more has to be read
+};
+
+Answer answer(bool isSo)
+{
+    return isSo ? Answer::yes : Answer::no;
+}
+
 /// The end of a share, on its way to the next place that suits all rules.
 ///
 /// Traces behind it are looked at one by one. Where a rule has blocks, they count from the first
@@ -56,10 +68,10 @@ public:
     {
         wantsBehind = false;
         while (!isFound && next < limit) {
-            const std::optional<bool> boundary = isBoundary();
-            if (!boundary)
+            const Answer boundary = isBoundary();
+            if (boundary == Answer::unknown)
                 return;
-            isFound = *boundary;
+            isFound = boundary == Answer::yes;
             if (!isFound)
                 step();
         }
@@ -127,37 +139,37 @@ private:
         return ahead.data() + static_cast<std::size_t>(trace - firstAhead) * width;
     }
 
-    // Whether `next` may begin a part; nothing when more has to be read, which is noted.
-    std::optional<bool> isBoundary()
+    // Whether `next` may begin a part.
+    Answer isBoundary()
     {
         if (width > 0 && next >= high) {
             wantsBehind = true;
-            return std::nullopt;
+            return Answer::unknown;
         }
-        std::optional<bool> all = true;
+        Answer all = Answer::yes;
         for (std::size_t i = 0; i < rules->size(); ++i) {
-            const std::optional<bool> one = isBoundary((*rules)[i], runs[i]);
-            if (one == false)
-                return false;
-            if (!one)
-                all = std::nullopt;
+            const Answer one = isBoundary((*rules)[i], runs[i]);
+            if (one == Answer::no)
+                return one; // whatever the others say
+            if (one == Answer::unknown)
+                all = one;
         }
         return all;
     }
 
-    std::optional<bool> isBoundary(const CutRule& rule, const std::optional<int64_t>& run)
+    Answer isBoundary(const CutRule& rule, const std::optional<int64_t>& run)
     {
         if (rule.columns.empty())
-            return next % rule.block == 0;
+            return answer(next % rule.block == 0);
         if (rule.block == 1 || differs(rule, valuesOf(next - 1), valuesOf(next)))
-            return true;
+            return Answer::yes;
         if (rule.block == 0)
-            return false;
+            return Answer::no;
         if (!run) {
             wantsBefore = true;
-            return std::nullopt;
+            return Answer::unknown;
         }
-        return (next - *run) % rule.block == 0;
+        return answer((next - *run) % rule.block == 0);
     }
 
     // Notes which runs begin at `next`, and goes past it.

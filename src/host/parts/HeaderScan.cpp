@@ -71,7 +71,7 @@ ResolvedJob jobOfSource(const ResolvedJob& job, int module, const std::string& r
         parameter.name = source.manifest->parallel.rangeParameter;
         parameter.type = "text";
         parameter.value.text = range;
-        parameter.value.value = UniVar(range.c_str());
+        parameter.value.value = UniVar(range);
         source.parameters.push_back(parameter);
     }
     return alone;

@@ -20,7 +20,9 @@ std::size_t at(int index)
 const ParallelSpec& specOf(const ResolvedModule& module)
 {
     static const ParallelSpec none;
-    return module.manifest != nullptr ? module.manifest->parallel : none;
+    if (module.manifest == nullptr)
+        return none;
+    return module.manifest->parallel;
 }
 
 bool isSameText(const ParameterSpec& spec, const std::string& a, const std::string& b)

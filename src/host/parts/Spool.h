@@ -44,7 +44,7 @@ private:
 
     struct Close
     {
-        void operator()(FILE* file) const noexcept { std::fclose(file); }
+        void operator()(FILE* open) const noexcept { std::fclose(open); }
     };
 
     std::string name;
@@ -87,7 +87,7 @@ private:
 
     struct Close
     {
-        void operator()(FILE* file) const noexcept { std::fclose(file); }
+        void operator()(FILE* open) const noexcept { std::fclose(open); }
     };
 
     std::string name;

@@ -312,6 +312,8 @@ static void end_inputs(void)
  * explains it. */
 static bool refuse_uneven_inputs(const state* kept)
 {
+    const int64_t before = vorn_part_first();
+    long long taken, left;
     int ended = -1;
     int longer = -1;
     int i;
@@ -324,10 +326,11 @@ static bool refuse_uneven_inputs(const state* kept)
         else
             longer = i;
     }
+    taken = before + kept->curves[ended].taken;
+    left = before + kept->curves[longer].taken;
     vorn_fail("input %d has ended after %lld traces, and input %d has more than %lld; give inputs "
               "with as many traces each, or each input a module of its own",
-              ended + 1, (long long)(vorn_part_first() + kept->curves[ended].taken), longer + 1,
-              (long long)(vorn_part_first() + kept->curves[longer].taken));
+              ended + 1, taken, longer + 1, left);
     return false;
 }
 

@@ -114,7 +114,7 @@ TEST_F(LargeInputTest, EveryModuleRefusesWhatExceedsItsMemoryLimit)
          "a window of 200000 samples would need 2" + ending + "choose a shorter"},
         {"module: shift, time: 1 s",
          "shifting traces of 200000 samples would need 4" + ending + "shorten"},
-        {"module: spectrum", "the spectrum of 200000 samples would need 8" + ending + "choose a "},
+        {"module: spectrum", "the spectrum of 200000 samples would need 15" + ending + "choose a "},
         {"module: stack", "the sums of traces of 200000 samples would need 3" + ending + "shorten"},
         {"module: trace_qc",
          "measuring traces of 200000 samples would need 234" + ending + "short"},

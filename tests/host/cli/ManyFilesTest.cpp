@@ -646,13 +646,14 @@ TEST_F(ManyFilesTest, WrongCallsSayWhatIsExpected)
         {{"--each", "data/a1.sgy", "data/a2.sgy"},
          "run: \"data/a2.sgy\" is one argument too many; put the pattern of --each in quotes, as "
          "in --each 'data/*.sgy' (see \"vorn run --help\")"},
-        {{"--each", "data/*.sgy", "--jobs", "0"}, "--jobs is 0; expected a number from 1 to 1000"},
+        {{"--each", "data/*.sgy", "--jobs", "0"},
+         "--jobs is \"0\"; expected a number from 1 to 1000, or auto"},
         {{"--each", "data/*.sgy", "--report", "r.html"},
          "--report: with --each, every file has its own in its folder; --into names the directory "
          "of all folders"},
         {{"--each", "data/*.sgy", "--into", ""}, "--into: the name of a directory is expected"},
         {{"--resume"}, "--resume: this is for runs of many files; give their pattern with --each"},
-        {{"--jobs", "2"}, "--jobs: this is for runs of many files; give their pattern with --each"},
+        {{"--into", "x"}, "--into: this is for runs of many files; give their pattern with --each"},
     };
     for (const Call& call : calls) {
         std::vector<std::string> words = {"run", "job.yaml"};

@@ -404,8 +404,10 @@ RunResult runWatched(const Arguments& arguments, const ResolvedJob& job, Console
                             StateReader(runner.counters()));
     RunResult result = runner.run();
     if (parts != nullptr) {
-        result.wallMicros += parts->workMicros();
-        result.processWallMicros += parts->workMicros();
+        result.wallMicros += parts->workMicros().value_or(0);
+        // Where the parts ran elsewhere, no time tells how fast the traces were.
+        result.processWallMicros =
+            parts->workMicros() ? result.processWallMicros + *parts->workMicros() : 0;
     }
     return result;
 }

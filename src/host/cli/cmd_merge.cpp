@@ -13,6 +13,7 @@
 #include <filesystem>
 #include <fmt/format.h>
 #include <fstream>
+#include <optional>
 #include <sys/file.h>
 #include <unistd.h>
 
@@ -62,7 +63,7 @@ public:
     void work(const std::string& /*scratchDirectory*/) override {}
     ProgressState progress() override { return {}; }
     void stop(int /*signal*/) override {}
-    int64_t workMicros() const override { return 0; }
+    std::optional<int64_t> workMicros() const override { return std::nullopt; }
     MergeRun& merge() override { return merging; }
 
 private:

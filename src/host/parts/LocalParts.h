@@ -29,7 +29,7 @@ public:
     void work(const std::string& scratchDirectory) override;
     ProgressState progress() override;
     void stop(int signal) override;
-    int64_t workMicros() const override { return processes.micros(); }
+    std::optional<int64_t> workMicros() const override { return processes.micros(); }
     MergeRun& merge() override;
 
 private:

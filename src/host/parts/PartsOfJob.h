@@ -8,6 +8,7 @@
 #include "run/Progress.h"
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
 namespace host {
@@ -25,8 +26,8 @@ public:
     virtual ProgressState progress() = 0;
     /// Ends them. May be called by any thread.
     virtual void stop(int signal) = 0;
-    /// Microseconds that they took.
-    virtual int64_t workMicros() const = 0;
+    /// Microseconds that they took; nothing where they did not run here.
+    virtual std::optional<int64_t> workMicros() const = 0;
     /// What merges them, once they have ended.
     virtual MergeRun& merge() = 0;
 

@@ -18,7 +18,7 @@ class Sha256
 public:
     using Digest = std::array<unsigned char, 32>;
 
-    /// Throws std::bad_alloc, as `add`, when there is no memory for it.
+    /// Throws std::bad_alloc when there is no memory for it.
     Sha256();
     ~Sha256();
     Sha256(const Sha256&) = delete;

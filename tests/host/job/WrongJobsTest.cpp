@@ -75,7 +75,9 @@ void forgetRules(const std::string& home)
         bool inRules = false;
         while (std::getline(lines, line)) {
             inRules = line == "rules:" || (inRules && line.starts_with(" "));
-            const bool isForm = line.starts_with("    is: ") || line.starts_with("    besides: ");
+            // What runs in parts takes its range by a parameter with a form.
+            const bool isForm = line.starts_with("    is: ") || line.starts_with("    besides: ") ||
+                                line.starts_with("parallel: ");
             if (!inRules && !isForm)
                 rest += line + "\n";
         }

@@ -124,7 +124,10 @@ void SecondStage::hideFirstStage(const RunView& view, const Plan& plan)
     for (std::size_t i = 0; i < view.modules.size(); ++i) {
         if (plan.modules[i].stage == Stage::merge)
             continue;
-        hidden.insert(view.modules[i]);
+        // The kernel takes memory off the accounts of its modules alone: those that give traces
+        // stay among them. It asks for them only when somebody reads them.
+        if (view.modules[i]->outputDataChannels.empty())
+            hidden.insert(view.modules[i]);
         unread.insert(view.modules[i]->outputDataChannels.begin(),
                       view.modules[i]->outputDataChannels.end());
     }

@@ -136,3 +136,20 @@ TEST_F(PartsTest, APlanSaysWhereModulesRunAndWhy)
     EXPECT_THAT(run.output, HasSubstr("60 traces in 4 parts, 15 to 15 each\n"));
     EXPECT_THAT(tree.hidden(), IsEmpty());
 }
+
+// What a module holds is what it held with one process: traces leave its account when they leave
+// the memory.
+TEST_F(PartsTest, TracesOfSpoolsCountOnceForTheirModule)
+{
+    const auto peakOf = [&](const std::vector<std::string>& options) {
+        std::vector<std::string> words = {"run", "job.yaml", "-q",        "--scratch-traces",
+                                          "10",  "--json",   "facts.json"};
+        words.insert(words.end(), options.begin(), options.end());
+        EXPECT_EQ(tree.run(words).exitCode, 0);
+        const nlohmann::json facts = nlohmann::json::parse(tree.read("facts.json"));
+        return facts["modules"][1]["measured"]["peak_bytes"].get<double>();
+    };
+    const double one = peakOf({});
+    EXPECT_GT(one, 10 * 800.0);
+    EXPECT_LT(peakOf({"--jobs", "3"}), 1.5 * one);
+}

@@ -9,6 +9,8 @@
 #include <charconv>
 #include <cstdio>
 #include <fmt/format.h>
+#include <string>
+#include <utility>
 
 namespace host {
 
@@ -36,18 +38,23 @@ std::unique_ptr<PartsOfJob> partsOnThisMachine(const Arguments& arguments, const
     const int jobs = jobsAtATime(arguments);
     if (jobs == 1)
         return nullptr;
-    Plan plan = planJob(loaded.job, jobs);
-    if (plan.parts.size() < 2) {
-        if (!arguments.has("--quiet"))
-            std::fprintf(stderr, "vorn: the job runs in one process: %s\n",
-                         plan.parts.empty() ? "none of its modules can run in parts (see \"vorn "
-                                              "plan --dry-run\")"
-                                            : "it cannot be cut");
-        return nullptr;
+    std::string reason;
+    try {
+        Plan plan = planJob(loaded.job, jobs);
+        if (plan.parts.size() > 1) {
+            noteCall(arguments, loaded, plan);
+            plan.facts = arguments.has("--report") || arguments.has("--json");
+            return std::make_unique<LocalParts>(std::move(plan), jobs);
+        }
+        reason = plan.parts.empty()
+                     ? "none of its modules can run in parts (see \"vorn plan --dry-run\")"
+                     : "it cannot be cut";
+    } catch (const CommandError& error) {
+        reason = error.what(); // one process may fail likewise, and then leaves its facts
     }
-    noteCall(arguments, loaded, plan);
-    plan.facts = arguments.has("--report") || arguments.has("--json");
-    return std::make_unique<LocalParts>(std::move(plan), jobs);
+    if (!arguments.has("--quiet"))
+        std::fprintf(stderr, "vorn: the job runs in one process: %s\n", escaped(reason).c_str());
+    return nullptr;
 }
 
 } // namespace host

@@ -3,6 +3,7 @@
 #include "base/Escaping.h"
 #include "base/Text.h"
 #include "base/TextLayout.h"
+#include "file/FileIdentity.h"
 #include "parts/Cuts.h"
 #include "parts/Stages.h"
 #include "run/Console.h"
@@ -25,8 +26,10 @@ namespace fs = std::filesystem;
 // Whether parts can write the file together: it is replaced in the end.
 bool isOrdinaryFile(const std::string& path)
 {
+    // An open descriptor may be a regular file, too.
     struct stat status = {};
-    return stat(path.c_str(), &status) != 0 || S_ISREG(status.st_mode);
+    return !VORN::isWrittenThrough(path) &&
+           (stat(path.c_str(), &status) != 0 || S_ISREG(status.st_mode));
 }
 
 // The file behind links, which stay, for a hidden file beside it.

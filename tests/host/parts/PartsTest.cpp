@@ -153,3 +153,31 @@ TEST_F(PartsTest, TracesOfSpoolsCountOnceForTheirModule)
     EXPECT_GT(one, 10 * 800.0);
     EXPECT_LT(peakOf({"--jobs", "3"}), 1.5 * one);
 }
+
+// Standard output is written by one process, also where it is a file.
+TEST_F(PartsTest, StandardOutputIsNotWrittenInParts)
+{
+    for (const char* jobs : {"1", "3"}) {
+        const ProcessResult run = tree.shell(std::string("\"$VORN\" run job.yaml -q --set "
+                                                         "line.file=/dev/stdout --jobs ") +
+                                             jobs + " > copy.sgy");
+        EXPECT_EQ(run.exitCode, 0) << run.errors;
+        EXPECT_TRUE(tree.read("copy.sgy") == expected["out.sgy"]) << jobs;
+    }
+}
+
+// What cannot be planned fails, or not, as in one process.
+TEST_F(PartsTest, AJobThatCannotBePlannedEndsAsInOneProcess)
+{
+    for (const char* setting : {"read.fldr=77", "line.file=none/out.sgy"}) {
+        SCOPED_TRACE(setting);
+        const ProcessResult one =
+            tree.run({"run", "job.yaml", "-q", "--set", setting, "--json", "facts.json"});
+        const auto facts = tree.take();
+        const ProcessResult parts = tree.run(
+            {"run", "job.yaml", "-q", "--set", setting, "--jobs", "2", "--json", "facts.json"});
+        EXPECT_NE(one.exitCode, 0);
+        EXPECT_EQ(parts.exitCode, one.exitCode);
+        EXPECT_TRUE(tree.take() == facts);
+    }
+}

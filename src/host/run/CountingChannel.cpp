@@ -4,6 +4,7 @@
 #include "SeisTrace.h"
 
 #include <algorithm>
+#include <cstring>
 
 namespace host {
 
@@ -79,13 +80,29 @@ bool CountingChannel::isEndMarked() const
     return hasMarkedTrace() || (traces.empty() && dataChannelFlag == endOfData);
 }
 
+// Without a UniVar for each of some ninety words.
+int64_t CountingChannel::integerAt(const SeisTrace& trace, const traceAttIdent& place)
+{
+    if (trace.holds(place) && place.type == int32AttType && place.size >= 4) {
+        int32_t value = 0;
+        std::memcpy(&value, trace.traceHeader + place.offset, sizeof value);
+        return value;
+    }
+    if (trace.holds(place) && place.type == int64AttType && place.size >= 8) {
+        int64_t value = 0;
+        std::memcpy(&value, trace.traceHeader + place.offset, sizeof value);
+        return value;
+    }
+    return trace.getAttribute(place).getI64Value();
+}
+
 void CountingChannel::observe(const SeisTrace* trace)
 {
     if (observed++ == 0)
         beginRanges();
     for (std::size_t i = 0; i < ranges.size(); ++i) {
         WordRange& range = ranges[i];
-        const int64_t value = trace->getAttribute(places[i]).getI64Value();
+        const int64_t value = integerAt(*trace, places[i]);
         if (observed == 1) {
             range.minimum = range.maximum = range.first = value;
         } else if (value != range.last) {

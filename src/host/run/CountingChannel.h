@@ -70,6 +70,7 @@ protected:
 private:
     bool isProducerActive() const;
     bool isLastTraceMarked() const;
+    static int64_t integerAt(const SeisTrace& trace, const traceAttIdent& place);
     void observe(const SeisTrace* trace);
     void beginRanges();
 

@@ -50,10 +50,18 @@ module header_plot_job
     integer :: doublings = 0
     integer(c_int) :: values = 0 ! in the table
     integer(c_int64_t), allocatable :: keys(:), counts(:)
+    ! In a part of the job: the values of all traces, which the merge draws or counts in their order,
+    ! since which points are dropped, and how wide bins become, depends on those before.
+    logical :: in_part = .false.
+    integer(c_int64_t) :: before = 0 ! traces of the parts before
+    integer(c_int64_t) :: kept = 0 ! of `values_kept`, which has room for more
+    real(c_double), allocatable :: values_kept(:)
   contains
     procedure :: prepare
     procedure :: process
     procedure :: finish
+    procedure :: save_part
+    procedure :: merge_part
   end type plot_state
 
 contains
@@ -73,6 +81,9 @@ contains
 
     call read_parameters(state%set, good)
     if (.not. good) return
+    state%in_part = vorn_is_part()
+    state%before = vorn_part_first()
+    allocate (state%values_kept(1024))
     state%fold = state%set%mode == mode_fold
     state%title = ''
     if (allocated(state%set%title)) state%title = first_line(trim(state%set%title))
@@ -113,6 +124,60 @@ contains
       call finish_points(state)
     end if
   end subroutine finish
+
+  ! ---- Parts of a job ----
+
+  subroutine save_part(state, file, good)
+    class(plot_state), intent(inout) :: state
+    type(vorn_state_file), intent(inout) :: file
+    logical, intent(inout) :: good
+    integer :: i
+
+    do i = 1, size(state%series)
+      call vorn_put(file, state%series(i)%x%scaled)
+      call vorn_put(file, state%series(i)%y%scaled)
+    end do
+    call vorn_put(file, state%values_kept(:state%kept))
+  end subroutine save_part
+
+  subroutine merge_part(state, file, good)
+    class(plot_state), intent(inout) :: state
+    type(vorn_state_file), intent(inout) :: file
+    logical, intent(inout) :: good
+    logical :: x_scaled, y_scaled
+    real(c_double), allocatable :: values(:)
+    integer(c_int64_t) :: first
+    integer :: i, count
+
+    count = size(state%series)
+    do i = 1, count
+      call vorn_get(file, x_scaled, good)
+      if (good) call vorn_get(file, y_scaled, good)
+      if (.not. good) return
+      state%series(i)%x%scaled = state%series(i)%x%scaled .or. x_scaled
+      state%series(i)%y%scaled = state%series(i)%y%scaled .or. y_scaled
+    end do
+    call vorn_get(file, values, good)
+    if (.not. good) return
+    do first = 1, size(values, kind=c_int64_t), 2 * count
+      state%traces = state%traces + 1
+      call take_values(state, values(first:first + count - 1), &
+          values(first + count:first + 2 * count - 1))
+    end do
+  end subroutine merge_part
+
+  !> Keeps the values of a trace for the merge.
+  subroutine keep_values(state, x, y)
+    class(plot_state), intent(inout) :: state
+    real(c_double), intent(in) :: x(:), y(:)
+    integer(c_int64_t) :: next
+
+    next = state%kept + size(x) + size(y)
+    if (next > size(state%values_kept, kind=c_int64_t)) &
+        state%values_kept = [state%values_kept, state%values_kept, x, y]
+    state%values_kept(state%kept + 1:next) = [x, y]
+    state%kept = next
+  end subroutine keep_values
 
   ! ---- Parameters. `good` is false after a message. ----
 
@@ -200,16 +265,29 @@ contains
       if (good .and. .not. state%fold) call read_word(state, input, state%series(i)%y, y(i), good)
       if (.not. good) return
     end do
-    if (.not. all(abs([x(:count), y(:count)]) <= huge(1.0_c_double))) then
+    if (state%in_part) then
+      call keep_values(state, x(:count), y(:count))
+    else
+      call take_values(state, x(:count), y(:count))
+    end if
+  end subroutine consume
+
+  !> Draws or counts the values of a trace, one of each series.
+  subroutine take_values(state, x, y)
+    class(plot_state), intent(inout) :: state
+    real(c_double), intent(in) :: x(:), y(:)
+    integer :: i
+
+    if (.not. all(abs([x, y]) <= huge(1.0_c_double))) then
       state%odd = state%odd + 1
     else if (state%fold) then
       call count_value(state, x(1))
     else
-      do i = 1, count
+      do i = 1, size(x)
         call add_point(state%series(i), x(i), y(i))
       end do
     end if
-  end subroutine consume
+  end subroutine take_values
 
   subroutine read_word(state, input, word, value, good)
     class(plot_state), intent(in) :: state
@@ -220,7 +298,7 @@ contains
     real(c_double) :: scalar
     integer(c_int) :: status
 
-    value = real(state%traces, c_double)
+    value = real(state%before + state%traces, c_double)
     if (word%name == '') return
     call knl_get_trace_attribute(input, word%name, value, status)
     if (status /= 0) then

@@ -106,7 +106,8 @@ module vorn_kit
   end type kept_module
 
   public :: vorn_preprocess, vorn_process, vorn_postprocess, vorn_save, vorn_merge
-  public :: vorn_state_file, vorn_put, vorn_get, vorn_part_first, vorn_message_once
+  public :: vorn_state_file, vorn_put, vorn_get, vorn_is_part, vorn_part_first, &
+      vorn_message_once
   public :: vorn_fail, vorn_fail_without_interval, vorn_fail_without_samples, vorn_job_has_failed
   public :: vorn_allow_memory
   public :: vorn_add_history, vorn_to_text
@@ -325,6 +326,14 @@ contains
   end subroutine has_no_merge
 
   ! ---- The running part ----
+
+  !> Whether this process runs a part of a job.
+  logical function vorn_is_part()
+    character(len=:), allocatable :: text
+
+    call read_part(text)
+    vorn_is_part = text /= ''
+  end function vorn_is_part
 
   !> How many traces the sources of the job emit before those of this part; 0 in a run of one process. A
   !> module that tells the number of a trace adds it to its own count.

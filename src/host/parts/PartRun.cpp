@@ -4,6 +4,7 @@
 #include "ModuleEntity.h"
 #include "base/CommandError.h"
 #include "base/Escaping.h"
+#include "parts/OwnFile.h"
 #include "parts/PartEntries.h"
 #include "run/JobRunner.h"
 
@@ -149,8 +150,10 @@ void PartRun::save(const RunView& view)
         const PartEntry entry = findPartEntry(view.job.modules[i], module, "save_");
         if (entry == nullptr)
             continue;
-        const std::string path = statePath(directory, part, module.getName());
-        callPartEntry(view, module, entry, path, "its state cannot be saved");
+        OwnFile file(statePath(directory, part, module.getName()));
+        callPartEntry(view, module, entry, file.temporaryPath(), "its state cannot be saved");
+        if (!view.result.failed)
+            file.publish();
         module.postProcessFunction = nullptr; // save_ has ended the module
     }
 }

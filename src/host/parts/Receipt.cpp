@@ -2,6 +2,7 @@
 
 #include "base/CommandError.h"
 #include "base/Escaping.h"
+#include "parts/OwnFile.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -215,15 +216,12 @@ void writeReceipt(const std::string& path, const Receipt& receipt)
                        {"readings", listOf(receipt.readings, readingJson)},
                        {"whole", true}};
     const std::string text = json.dump(1, ' ', false, Json::error_handler_t::replace) + "\n";
-    // The same part may run twice at once: each writes a file of its own.
-    const std::string temporary = path + "." + std::to_string(getpid());
-    if (!writeWhole(temporary, text) || std::rename(temporary.c_str(), path.c_str()) != 0) {
-        const int error = errno;
-        unlink(temporary.c_str());
+    OwnFile file(path);
+    if (!writeWhole(file.temporaryPath(), text))
         throw CommandError("the receipt " + quote(path) +
-                               " cannot be written: " + std::strerror(error),
+                               " cannot be written: " + std::strerror(errno),
                            exitTryAgain);
-    }
+    file.publish();
 }
 
 Receipt readReceipt(const std::string& path)

@@ -31,7 +31,8 @@ enum Record : uint8_t
 
 // ---- writing ----
 
-SpoolWriter::SpoolWriter(const std::string& path) : name(path), file(std::fopen(path.c_str(), "we"))
+SpoolWriter::SpoolWriter(const std::string& path)
+    : own(path), name(path), file(std::fopen(own.temporaryPath().c_str(), "we"))
 {
     if (file == nullptr)
         throw CommandError("the spool " + quote(name) + " cannot be made: " + std::strerror(errno),
@@ -97,7 +98,9 @@ void SpoolWriter::close()
     const bool whole = std::fflush(last) == 0;
     const int error = errno;
     std::fclose(last);
-    if (!whole)
+    if (whole)
+        own.publish();
+    else
         throw CommandError("the spool " + quote(name) +
                                " cannot be written: " + std::strerror(error),
                            exitTryAgain);

@@ -5,6 +5,7 @@
 #define SPOOL_H
 
 #include "SeisTraceSet.h"
+#include "parts/OwnFile.h"
 
 #include <cstdint>
 #include <cstdio>
@@ -28,7 +29,7 @@ public:
 
     /// Appends trace 0 of `set`.
     void write(SeisTraceSet& set);
-    /// Writes the end mark and closes the file; what has none is not whole.
+    /// Writes the end mark and closes the file, which gets its name now.
     void close();
 
     int64_t traces() const { return count; } ///< so far
@@ -47,6 +48,7 @@ private:
         void operator()(FILE* open) const noexcept { std::fclose(open); }
     };
 
+    OwnFile own;
     std::string name;
     std::unique_ptr<FILE, Close> file;
     int64_t count = 0;

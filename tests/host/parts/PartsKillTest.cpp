@@ -49,6 +49,23 @@ TEST_F(PartsKillTest, APartThatIsKilledIsRunAgain)
     EXPECT_TRUE(tree.take() == expected);
 }
 
+// What a part has left stays whole while it runs once more.
+TEST_F(PartsKillTest, APartThatRunsOnceMoreAndIsKilledTakesNothingAway)
+{
+    ASSERT_EQ(tree.run({"plan", "job.yaml", "--parts", "2", "-o", "plan"}).exitCode, 0);
+    ASSERT_EQ(tree.run({"part", "plan", "missing", "--jobs", "2"}).exitCode, 0);
+    int killed = 0;
+    for (int wait = 0; wait < 60; wait += 3) {
+        const pid_t part = tree.start({"part", "plan", "1"});
+        usleep(static_cast<useconds_t>(wait) * 1000);
+        kill(part, SIGKILL);
+        killed += tree.finish(part).exitCode == 128 + SIGKILL ? 1 : 0;
+    }
+    EXPECT_GT(killed, 0);
+    EXPECT_EQ(tree.run({"merge", "plan", "-q", "--json", "facts.json"}).exitCode, 0);
+    EXPECT_TRUE(tree.take() == expected);
+}
+
 // The command that waits for parts ends them, and leaves nothing.
 TEST_F(PartsKillTest, AnInterruptEndsThePartsAndRemovesTheOutputs)
 {

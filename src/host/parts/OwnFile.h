@@ -1,0 +1,36 @@
+/// @file OwnFile.h
+///
+/// A file of a part that may run twice at once.
+#ifndef OWNFILE_H
+#define OWNFILE_H
+
+#include <string>
+
+namespace host {
+
+/// The name for a file while it is written: no other process, on any machine, writes one of this
+/// name. It gets its own name when it is whole, so that whoever reads it finds one that is,
+/// whichever process has written it.
+class OwnFile
+{
+public:
+    explicit OwnFile(const std::string& path);
+    /// Removes what has not got its name.
+    ~OwnFile();
+    OwnFile(const OwnFile&) = delete;
+    OwnFile& operator=(const OwnFile&) = delete;
+
+    const std::string& path() const { return name; }            ///< that it gets
+    const std::string& temporaryPath() const { return hidden; } ///< where it is written
+    /// Gives it its name. Throws CommandError with `exitTryAgain`.
+    void publish();
+
+private:
+    std::string name;
+    std::string hidden;
+    bool published = false;
+};
+
+} // namespace host
+
+#endif

@@ -107,10 +107,10 @@ bandpass_filter* bandpass_create(int samples, double interval, bandpass_response
     if (filter->gains != NULL && filter->buffer != NULL && transform_has_room(filter->length, 2)) {
         /* Estimated plans do not depend on measured times: every run gives the same samples. */
         fftwf_complex* spectrum = (fftwf_complex*)filter->buffer;
-        filter->forward =
-            fftwf_plan_dft_r2c_1d(filter->length, filter->buffer, spectrum, transforms_plan_flags());
-        filter->backward =
-            fftwf_plan_dft_c2r_1d(filter->length, spectrum, filter->buffer, transforms_plan_flags());
+        filter->forward = fftwf_plan_dft_r2c_1d(filter->length, filter->buffer, spectrum,
+                                                transforms_plan_flags());
+        filter->backward = fftwf_plan_dft_c2r_1d(filter->length, spectrum, filter->buffer,
+                                                 transforms_plan_flags());
     }
     if (filter->forward == NULL || filter->backward == NULL) {
         bandpass_free(filter);

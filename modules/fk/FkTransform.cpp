@@ -37,8 +37,10 @@ struct FkTransform::Work
         // The plans of doubles are twice as large as those of floats.
         if (values != nullptr && transform_has_room(2 * valuesFor(columns, rows), 2) != 0) {
             auto* spectrum = reinterpret_cast<fftw_complex*>(values);
-            forward = fftw_plan_dft_r2c_2d(columns, rows, values, spectrum, transforms_plan_flags());
-            backward = fftw_plan_dft_c2r_2d(columns, rows, spectrum, values, transforms_plan_flags());
+            forward =
+                fftw_plan_dft_r2c_2d(columns, rows, values, spectrum, transforms_plan_flags());
+            backward =
+                fftw_plan_dft_c2r_2d(columns, rows, spectrum, values, transforms_plan_flags());
         }
         if (forward == nullptr || backward == nullptr) {
             release();

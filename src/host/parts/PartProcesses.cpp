@@ -40,14 +40,20 @@ std::string tailOf(const std::string& path)
     return joined(lines, "\n");
 }
 
-} // namespace
-
-PartProcesses::PartProcesses(int atATime) : most(static_cast<std::size_t>(atATime))
+std::string ownProgram()
 {
     std::error_code error;
-    program = fs::read_symlink("/proc/self/exe", error).string();
+    const fs::path program = fs::read_symlink("/proc/self/exe", error);
     if (error)
         throw CommandError("the program cannot find itself in /proc: " + error.message());
+    return program.string();
+}
+
+} // namespace
+
+PartProcesses::PartProcesses(int atATime)
+    : most(static_cast<std::size_t>(atATime)), program(ownProgram())
+{
 }
 
 void PartProcesses::start(int part)

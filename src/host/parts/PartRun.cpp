@@ -29,7 +29,7 @@ ResolvedParameter rangeParameter(const std::string& name, const PlannedPart& ran
     parameter.name = name;
     parameter.type = "text";
     parameter.value.text = fmt::format("{}:{}", range.first + 1, range.first + range.count);
-    parameter.value.value = UniVar(parameter.value.text.c_str());
+    parameter.value.value = UniVar(parameter.value.text);
     return parameter;
 }
 

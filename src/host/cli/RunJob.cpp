@@ -398,7 +398,7 @@ RunResult runWatched(const Arguments& arguments, const ResolvedJob& job, Console
     runner.objections = [&] { return files.inputs.changes(); };
     runner.watchTees = arguments.has("--verbose");
     if (parts != nullptr)
-        runner.extension = &parts->merge();
+        runner.extension = parts->merge();
     pads.install(runner.manager());
     const Progress progress(console, progressMode(arguments), secondsBetweenLines(arguments),
                             StateReader(runner.counters()));
@@ -415,7 +415,9 @@ RunResult runWatched(const Arguments& arguments, const ResolvedJob& job, Console
 // What the parts have read counts as read.
 void addReadings(PartsOfJob& parts, InputDigests& digests)
 {
-    for (const Receipt& receipt : parts.merge().parts()) {
+    if (parts.merge() == nullptr)
+        return;
+    for (const Receipt& receipt : parts.merge()->parts()) {
         for (const PartReading& reading : receipt.readings)
             digests.add(reading.module, reading.path, reading.ranges);
     }

@@ -64,7 +64,7 @@ public:
     ProgressState progress() override { return {}; }
     void stop(int /*signal*/) override {}
     std::optional<int64_t> workMicros() const override { return std::nullopt; }
-    MergeRun& merge() override { return merging; }
+    MergeRun* merge() override { return &merging; }
 
 private:
     static std::vector<Receipt> receiptsOf(const PlannedJob& planned)

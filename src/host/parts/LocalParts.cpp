@@ -1,12 +1,8 @@
 #include "parts/LocalParts.h"
 
-#include "base/CommandError.h"
-#include "base/Escaping.h"
 #include "file/PartOutputs.h"
 #include "parts/PlanFile.h"
 
-#include <cerrno>
-#include <cstring>
 #include <filesystem>
 #include <numeric>
 #include <unistd.h>
@@ -15,22 +11,27 @@ namespace host {
 
 namespace fs = std::filesystem;
 
-LocalParts::LocalParts(Plan made, int atATime) : plan(std::move(made)), processes(atATime)
+LocalParts::LocalParts(Plan made, int atATime) : plan(std::move(made)), processes(atATime) {}
+
+// The hidden files of the outputs; false where one cannot be made.
+bool LocalParts::makeTargets()
 {
     for (PlannedOutput& output : plan.outputs) {
         auto target = std::make_unique<VORN::UnfinishedOutput>();
         const int descriptor = target->create(output.target);
         if (descriptor < 0)
-            throw CommandError("the output " + quote(output.path) +
-                               " cannot be written: " + std::strerror(errno));
+            return false;
         close(descriptor);
         output.target = target->path();
         targets.push_back(std::move(target));
     }
+    return true;
 }
 
 void LocalParts::work(const std::string& scratchDirectory)
 {
+    if (!makeTargets())
+        return; // one process says why, as ever
     const std::string directory = (fs::path(scratchDirectory) / "parts").string();
     fs::create_directories(directory);
     writePlan(plan, directory);
@@ -62,9 +63,9 @@ void LocalParts::stop(int signal)
     processes.stop(signal);
 }
 
-MergeRun& LocalParts::merge()
+MergeRun* LocalParts::merge()
 {
-    return *merging;
+    return merging ? &*merging : nullptr;
 }
 
 } // namespace host

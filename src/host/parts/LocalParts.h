@@ -23,16 +23,17 @@ namespace host {
 class LocalParts : public PartsOfJob
 {
 public:
-    /// Makes the hidden files of the plan's outputs. Throws CommandError.
     LocalParts(Plan plan, int atATime);
 
     void work(const std::string& scratchDirectory) override;
     ProgressState progress() override;
     void stop(int signal) override;
     std::optional<int64_t> workMicros() const override { return processes.micros(); }
-    MergeRun& merge() override;
+    MergeRun* merge() override;
 
 private:
+    bool makeTargets();
+
     Plan plan;
     std::vector<std::unique_ptr<VORN::UnfinishedOutput>> targets;
     PartProcesses processes;

@@ -28,8 +28,9 @@ public:
     virtual void stop(int signal) = 0;
     /// Microseconds that they took; nothing where they did not run here.
     virtual std::optional<int64_t> workMicros() const = 0;
-    /// What merges them, once they have ended.
-    virtual MergeRun& merge() = 0;
+    /// What merges them, once they have ended; null where they could not begin: then the job runs
+    /// in one process.
+    virtual MergeRun* merge() = 0;
 
 protected:
     PartsOfJob() = default;

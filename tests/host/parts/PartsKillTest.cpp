@@ -70,9 +70,12 @@ TEST_F(PartsKillTest, APartThatRunsOnceMoreAndIsKilledTakesNothingAway)
 TEST_F(PartsKillTest, AnInterruptEndsThePartsAndRemovesTheOutputs)
 {
     int ended = 0;
-    for (int wait = 20; wait < 140; wait += 15) {
+    for (int wait = 0; wait < 80; wait += 10) {
         const pid_t run = tree.start({"run", "job.yaml", "-q", "--jobs", "4"});
-        usleep(static_cast<useconds_t>(wait) * 1000);
+        // From here on there is something to be removed, and the parts begin.
+        for (int i = 0; i < 5000 && tree.hidden().empty(); ++i)
+            usleep(1000);
+        usleep(static_cast<useconds_t>(10 + wait) * 1000);
         kill(run, SIGINT);
         const ProcessResult result = tree.finish(run);
         if (result.exitCode == 130) {

@@ -6,6 +6,7 @@
 #define PLAN_FLAGS_H
 
 /* C++ modules include this too; it stays C. */
+/* NOLINTBEGIN(modernize-use-nullptr) */
 
 #include <fftw3.h>
 #include <stdlib.h>
@@ -19,5 +20,7 @@ static inline unsigned transforms_plan_flags(void)
 {
     return getenv("VORN_PORTABLE") != NULL ? FFTW_ESTIMATE | FFTW_NO_SIMD : FFTW_ESTIMATE;
 }
+
+/* NOLINTEND(modernize-use-nullptr) */
 
 #endif

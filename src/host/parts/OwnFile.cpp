@@ -13,11 +13,17 @@
 
 namespace host {
 
-OwnFile::OwnFile(const std::string& path) : name(path)
+namespace {
+
+std::string uniqueName(const std::string& path)
 {
     std::random_device random;
-    hidden = fmt::format("{}.{:08x}{:08x}", path, random(), random());
+    return fmt::format("{}.{:08x}{:08x}", path, random(), random());
 }
+
+} // namespace
+
+OwnFile::OwnFile(const std::string& path) : name(path), hidden(uniqueName(path)) {}
 
 OwnFile::~OwnFile()
 {

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <fcntl.h>
 #include <fmt/format.h>
 #include <random>
 #include <unistd.h>
@@ -29,6 +30,27 @@ OwnFile::~OwnFile()
 {
     if (!published)
         unlink(hidden.c_str());
+}
+
+bool OwnFile::write(const std::string& text) const
+{
+    const int file = open(hidden.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+    if (file < 0)
+        return false;
+    std::size_t done = 0;
+    while (done < text.size()) {
+        const ssize_t some = ::write(file, text.data() + done, text.size() - done);
+        if (some < 0 && errno == EINTR)
+            continue;
+        if (some <= 0)
+            break;
+        done += static_cast<std::size_t>(some);
+    }
+    const bool good = done == text.size() && fsync(file) == 0;
+    const int error = errno;
+    close(file);
+    errno = error;
+    return good;
 }
 
 void OwnFile::publish()

@@ -22,6 +22,9 @@ public:
 
     const std::string& path() const { return name; }            ///< that it gets
     const std::string& temporaryPath() const { return hidden; } ///< where it is written
+    /// Writes it as a whole. All of it is on disk when this returns; else false, and errno says
+    /// why.
+    bool write(const std::string& text) const;
     /// Gives it its name. Throws CommandError with `exitTryAgain`.
     void publish();
 

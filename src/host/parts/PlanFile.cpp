@@ -11,6 +11,7 @@
 #include "base/Escaping.h"
 #include "base/Sha256.h"
 #include "base/Text.h"
+#include "parts/OwnFile.h"
 #include "run/RunFiles.h"
 
 #include <algorithm>
@@ -160,30 +161,6 @@ std::string checksumOf(const Json& plan)
     return sha256Of(plan.dump());
 }
 
-// ---- Bytes ----
-
-// All of it is on disk when this returns; else false, and errno says why.
-bool writeWhole(const std::string& path, const std::string& text)
-{
-    const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
-    if (file < 0)
-        return false;
-    std::size_t done = 0;
-    while (done < text.size()) {
-        const ssize_t some = write(file, text.data() + done, text.size() - done);
-        if (some < 0 && errno == EINTR)
-            continue;
-        if (some <= 0)
-            break;
-        done += static_cast<std::size_t>(some);
-    }
-    const bool good = done == text.size() && fsync(file) == 0;
-    const int error = errno;
-    close(file);
-    errno = error;
-    return good;
-}
-
 [[noreturn]] void refuse(const std::string& path, const std::string& what)
 {
     throw CommandError(
@@ -267,14 +244,12 @@ void writePlan(const Plan& plan, const std::string& directory)
                            " cannot be written: the name of a file or directory of the job is not "
                            "UTF-8; rename it");
     }
-    const std::string temporary = fmt::format("{}.{}", path, getpid());
-    if (writeWhole(temporary, text) && std::rename(temporary.c_str(), path.c_str()) == 0)
-        return;
-    const int error = errno;
-    unlink(temporary.c_str());
-    throw CommandError(
-        fmt::format("the plan {} cannot be written: {}", quote(path), std::strerror(error)),
-        exitTryAgain);
+    OwnFile file(path);
+    if (!file.write(text))
+        throw CommandError(
+            fmt::format("the plan {} cannot be written: {}", quote(path), std::strerror(errno)),
+            exitTryAgain);
+    file.publish();
 }
 
 namespace {

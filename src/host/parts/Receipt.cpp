@@ -7,13 +7,11 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <fcntl.h>
 #include <filesystem>
 #include <fmt/format.h>
 #include <fstream>
 #include <nlohmann/json.hpp>
 #include <sstream>
-#include <unistd.h>
 
 namespace host {
 
@@ -134,28 +132,6 @@ PartReading readReading(const Json& json)
             json.at("ranges").get<std::vector<std::pair<int64_t, int64_t>>>()};
 }
 
-// All bytes are on disk when this returns.
-bool writeWhole(const std::string& path, const std::string& text)
-{
-    const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
-    if (file < 0)
-        return false;
-    std::size_t done = 0;
-    while (done < text.size()) {
-        const ssize_t some = write(file, text.data() + done, text.size() - done);
-        if (some < 0 && errno == EINTR)
-            continue;
-        if (some <= 0)
-            break;
-        done += static_cast<std::size_t>(some);
-    }
-    const bool good = done == text.size() && fsync(file) == 0;
-    const int error = errno;
-    close(file);
-    errno = error;
-    return good;
-}
-
 } // namespace
 
 std::string receiptPath(const std::string& directory, int part)
@@ -217,7 +193,7 @@ void writeReceipt(const std::string& path, const Receipt& receipt)
                        {"whole", true}};
     const std::string text = json.dump(1, ' ', false, Json::error_handler_t::replace) + "\n";
     OwnFile file(path);
-    if (!writeWhole(file.temporaryPath(), text))
+    if (!file.write(text))
         throw CommandError("the receipt " + quote(path) +
                                " cannot be written: " + std::strerror(errno),
                            exitTryAgain);

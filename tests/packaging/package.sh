@@ -80,10 +80,11 @@ step_install() {
     done
 }
 
-# Whether the file $1 names the place $2. Not counted: the Fortran sources that gfortran names in the
-# texts of its run-time errors, for which it has no prefix map.
+# Whether the file $1 names the place $2. Not counted: where the compilers apply no prefix map, which
+# are the Fortran sources in the texts of gfortran's run-time errors, and the lambdas that clang names
+# as the type of a conversion in its debug information ("operator (lambda at FILE) &").
 names_place() {
-    strings -a "$1" | grep -F -e "$2" | grep -qvE "\.f90('|\$)"
+    strings -a "$1" | grep -F -e "$2" | grep -qvE "\.f90('|\$)|^operator \(lambda at "
 }
 
 step_no_build_paths() {

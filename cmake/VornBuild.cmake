@@ -18,6 +18,16 @@ add_compile_options(
     -ffile-prefix-map=${PROJECT_BINARY_DIR}=build
     -ffile-prefix-map=${PROJECT_SOURCE_DIR}/=)
 
+# The compilers spend a third of their time on the types and variables that only a debugger shows; lines
+# are enough for the stacks of the sanitizers and of valgrind.
+set(VORN_DEBUG_INFO full CACHE STRING "Debug information: full, or only the lines of the sources")
+set_property(CACHE VORN_DEBUG_INFO PROPERTY STRINGS full lines)
+if(VORN_DEBUG_INFO STREQUAL lines)
+    add_compile_options(-g1)
+elseif(NOT VORN_DEBUG_INFO STREQUAL full)
+    message(FATAL_ERROR "VORN_DEBUG_INFO is \"${VORN_DEBUG_INFO}\", but must be \"full\" or \"lines\"")
+endif()
+
 option(VORN_SANITIZE "Stop at memory errors, leaks and undefined behaviour (g++, gfortran)" OFF)
 set(VORN_SANITIZE_FLAGS "")
 if(VORN_SANITIZE)

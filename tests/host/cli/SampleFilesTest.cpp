@@ -318,8 +318,16 @@ TEST_F(SampleFilesTest, EachModuleWorksOnEachFile)
                             !name.ends_with("_out");
         EXPECT_EQ(steps.count(name), isStep ? 1u : 0u) << name;
     }
+#ifdef __SANITIZE_ADDRESS__
+    std::size_t number = 0;
+#endif
     for (const auto& [module, parameters] : steps) {
         for (const SampleRow& row : rows) {
+#ifdef __SANITIZE_ADDRESS__
+            // Each process takes many times as long: other files for each module, a third of them.
+            if (++number % 3 != 0)
+                continue;
+#endif
             SCOPED_TRACE(module + " on " + row.name);
             const std::string inputs = module == "combine" ? "inputs: [read, read]" : "input: read";
             tree.write("job.yaml", "modules:\n  - {name: read, module: segy_in, file: \"" +

@@ -20,7 +20,7 @@ namespace {
 
 constexpr int jobsPerTest = 500;
 #ifdef __SANITIZE_ADDRESS__
-constexpr int jobsRun = 60; // each takes several times as long
+constexpr int jobsRun = 30; // each takes several times as long
 #else
 constexpr int jobsRun = jobsPerTest;
 #endif

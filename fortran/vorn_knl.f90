@@ -53,18 +53,21 @@ module vorn_knl
 
   ! Module parameters and options
   public :: knl_get_module_parameter
+  public :: knl_get_module_parameter_text, knl_get_module_parameter_texts
   public :: knl_get_module_parameter_library, knl_get_module_parameter_group
   public :: knl_set_module_processing_option, knl_get_module_processing_option
 
   ! Groups
   public :: knl_get_group_parameter_size
   public :: knl_get_group_parameter
+  public :: knl_get_group_parameter_text, knl_get_group_parameter_texts
   public :: knl_get_group_parameter_library, knl_get_group_parameter_group
   public :: knl_set_group_parameter, knl_set_group_parameter_group
 
   ! Libraries
   public :: knl_get_library_type, knl_is_library_attribute_exist
   public :: knl_get_library_parameter
+  public :: knl_get_library_parameter_text, knl_get_library_parameter_texts
   public :: knl_get_library_parameter_library, knl_get_library_parameter_group
   public :: knl_set_library_parameter, knl_set_library_parameter_group
 
@@ -222,37 +225,45 @@ module vorn_knl
       integer(c_int), intent(out) :: istat
       integer(c_int), value :: lname
     end subroutine
-    function c_geti32arraymoduleparameter(name, elements, count) &
-        result(found) bind(C, name="knl_getI32ArrayModuleParameter")
+    function c_getstrmoduleparametern(name, value, n) &
+        result(length) bind(C, name="knl_getStrModuleParameterN")
       import
       character(kind=c_char), intent(in) :: name(*)
-      type(c_ptr), intent(inout) :: elements
-      integer(c_int), intent(inout) :: count
-      integer(c_int) :: found
+      character(kind=c_char), intent(inout) :: value(*)
+      integer(c_int), value :: n
+      integer(c_int) :: length
     end function
-    function c_geti64arraymoduleparameter(name, elements, count) &
-        result(found) bind(C, name="knl_getI64ArrayModuleParameter")
+    function c_copyi32moduleparameter(name, values, n) &
+        result(count) bind(C, name="knl_copyI32ModuleParameter")
       import
       character(kind=c_char), intent(in) :: name(*)
-      type(c_ptr), intent(inout) :: elements
-      integer(c_int), intent(inout) :: count
-      integer(c_int) :: found
+      integer(c_int), intent(inout) :: values(*)
+      integer(c_int), value :: n
+      integer(c_int) :: count
     end function
-    function c_getf32arraymoduleparameter(name, elements, count) &
-        result(found) bind(C, name="knl_getF32ArrayModuleParameter")
+    function c_copyi64moduleparameter(name, values, n) &
+        result(count) bind(C, name="knl_copyI64ModuleParameter")
       import
       character(kind=c_char), intent(in) :: name(*)
-      type(c_ptr), intent(inout) :: elements
-      integer(c_int), intent(inout) :: count
-      integer(c_int) :: found
+      integer(c_int64_t), intent(inout) :: values(*)
+      integer(c_int), value :: n
+      integer(c_int) :: count
     end function
-    function c_getf64arraymoduleparameter(name, elements, count) &
-        result(found) bind(C, name="knl_getF64ArrayModuleParameter")
+    function c_copyf32moduleparameter(name, values, n) &
+        result(count) bind(C, name="knl_copyF32ModuleParameter")
       import
       character(kind=c_char), intent(in) :: name(*)
-      type(c_ptr), intent(inout) :: elements
-      integer(c_int), intent(inout) :: count
-      integer(c_int) :: found
+      real(c_float), intent(inout) :: values(*)
+      integer(c_int), value :: n
+      integer(c_int) :: count
+    end function
+    function c_copyf64moduleparameter(name, values, n) &
+        result(count) bind(C, name="knl_copyF64ModuleParameter")
+      import
+      character(kind=c_char), intent(in) :: name(*)
+      real(c_double), intent(inout) :: values(*)
+      integer(c_int), value :: n
+      integer(c_int) :: count
     end function
     subroutine knl_raw_getlibmoduleparameter(name, value, istat, lname) &
         bind(C, name="knl_getlibmoduleparameter_")
@@ -382,45 +393,55 @@ module vorn_knl
       integer(c_int), intent(out) :: istat
       integer(c_int), value :: lname
     end subroutine
-    function c_geti32arraygroupparameter(group, name, row, elements, count) &
-        result(found) bind(C, name="knl_getI32ArrayGroupParameter")
+    function c_getstrgroupparametern(group, name, row, value, n) &
+        result(length) bind(C, name="knl_getStrGroupParameterN")
       import
       type(c_ptr), value :: group
       character(kind=c_char), intent(in) :: name(*)
       integer(c_int), value :: row
-      type(c_ptr), intent(inout) :: elements
-      integer(c_int), intent(inout) :: count
-      integer(c_int) :: found
+      character(kind=c_char), intent(inout) :: value(*)
+      integer(c_int), value :: n
+      integer(c_int) :: length
     end function
-    function c_geti64arraygroupparameter(group, name, row, elements, count) &
-        result(found) bind(C, name="knl_getI64ArrayGroupParameter")
+    function c_copyi32groupparameter(group, name, row, values, n) &
+        result(count) bind(C, name="knl_copyI32GroupParameter")
       import
       type(c_ptr), value :: group
       character(kind=c_char), intent(in) :: name(*)
       integer(c_int), value :: row
-      type(c_ptr), intent(inout) :: elements
-      integer(c_int), intent(inout) :: count
-      integer(c_int) :: found
+      integer(c_int), intent(inout) :: values(*)
+      integer(c_int), value :: n
+      integer(c_int) :: count
     end function
-    function c_getf32arraygroupparameter(group, name, row, elements, count) &
-        result(found) bind(C, name="knl_getF32ArrayGroupParameter")
+    function c_copyi64groupparameter(group, name, row, values, n) &
+        result(count) bind(C, name="knl_copyI64GroupParameter")
       import
       type(c_ptr), value :: group
       character(kind=c_char), intent(in) :: name(*)
       integer(c_int), value :: row
-      type(c_ptr), intent(inout) :: elements
-      integer(c_int), intent(inout) :: count
-      integer(c_int) :: found
+      integer(c_int64_t), intent(inout) :: values(*)
+      integer(c_int), value :: n
+      integer(c_int) :: count
     end function
-    function c_getf64arraygroupparameter(group, name, row, elements, count) &
-        result(found) bind(C, name="knl_getF64ArrayGroupParameter")
+    function c_copyf32groupparameter(group, name, row, values, n) &
+        result(count) bind(C, name="knl_copyF32GroupParameter")
       import
       type(c_ptr), value :: group
       character(kind=c_char), intent(in) :: name(*)
       integer(c_int), value :: row
-      type(c_ptr), intent(inout) :: elements
-      integer(c_int), intent(inout) :: count
-      integer(c_int) :: found
+      real(c_float), intent(inout) :: values(*)
+      integer(c_int), value :: n
+      integer(c_int) :: count
+    end function
+    function c_copyf64groupparameter(group, name, row, values, n) &
+        result(count) bind(C, name="knl_copyF64GroupParameter")
+      import
+      type(c_ptr), value :: group
+      character(kind=c_char), intent(in) :: name(*)
+      integer(c_int), value :: row
+      real(c_double), intent(inout) :: values(*)
+      integer(c_int), value :: n
+      integer(c_int) :: count
     end function
     subroutine knl_raw_getlibgroupparameter(group, name, row, value, istat, lname) &
         bind(C, name="knl_getlibgroupparameter_")
@@ -642,41 +663,50 @@ module vorn_knl
       integer(c_int), intent(out) :: istat
       integer(c_int), value :: lname
     end subroutine
-    function c_geti32arraylibraryparameter(library, name, elements, count) &
-        result(found) bind(C, name="knl_getI32ArrayLibraryParameter")
+    function c_getstrlibraryparametern(library, name, value, n) &
+        result(length) bind(C, name="knl_getStrLibraryParameterN")
       import
       type(c_ptr), value :: library
       character(kind=c_char), intent(in) :: name(*)
-      type(c_ptr), intent(inout) :: elements
-      integer(c_int), intent(inout) :: count
-      integer(c_int) :: found
+      character(kind=c_char), intent(inout) :: value(*)
+      integer(c_int), value :: n
+      integer(c_int) :: length
     end function
-    function c_geti64arraylibraryparameter(library, name, elements, count) &
-        result(found) bind(C, name="knl_getI64ArrayLibraryParameter")
+    function c_copyi32libraryparameter(library, name, values, n) &
+        result(count) bind(C, name="knl_copyI32LibraryParameter")
       import
       type(c_ptr), value :: library
       character(kind=c_char), intent(in) :: name(*)
-      type(c_ptr), intent(inout) :: elements
-      integer(c_int), intent(inout) :: count
-      integer(c_int) :: found
+      integer(c_int), intent(inout) :: values(*)
+      integer(c_int), value :: n
+      integer(c_int) :: count
     end function
-    function c_getf32arraylibraryparameter(library, name, elements, count) &
-        result(found) bind(C, name="knl_getF32ArrayLibraryParameter")
+    function c_copyi64libraryparameter(library, name, values, n) &
+        result(count) bind(C, name="knl_copyI64LibraryParameter")
       import
       type(c_ptr), value :: library
       character(kind=c_char), intent(in) :: name(*)
-      type(c_ptr), intent(inout) :: elements
-      integer(c_int), intent(inout) :: count
-      integer(c_int) :: found
+      integer(c_int64_t), intent(inout) :: values(*)
+      integer(c_int), value :: n
+      integer(c_int) :: count
     end function
-    function c_getf64arraylibraryparameter(library, name, elements, count) &
-        result(found) bind(C, name="knl_getF64ArrayLibraryParameter")
+    function c_copyf32libraryparameter(library, name, values, n) &
+        result(count) bind(C, name="knl_copyF32LibraryParameter")
       import
       type(c_ptr), value :: library
       character(kind=c_char), intent(in) :: name(*)
-      type(c_ptr), intent(inout) :: elements
-      integer(c_int), intent(inout) :: count
-      integer(c_int) :: found
+      real(c_float), intent(inout) :: values(*)
+      integer(c_int), value :: n
+      integer(c_int) :: count
+    end function
+    function c_copyf64libraryparameter(library, name, values, n) &
+        result(count) bind(C, name="knl_copyF64LibraryParameter")
+      import
+      type(c_ptr), value :: library
+      character(kind=c_char), intent(in) :: name(*)
+      real(c_double), intent(inout) :: values(*)
+      integer(c_int), value :: n
+      integer(c_int) :: count
     end function
     subroutine knl_raw_getgrouplibraryparameter(handle, name, value, istat, lname) &
         bind(C, name="knl_getgrouplibraryparameter_")
@@ -845,6 +875,16 @@ module vorn_knl
       integer(c_int), intent(out) :: istat
       integer(c_int), value :: lname
     end subroutine
+    function c_mgetstrtraceattributen(set, name, trace, value, n) &
+        result(length) bind(C, name="knl_mgetStrTraceAttributeN")
+      import
+      type(c_ptr), value :: set
+      character(kind=c_char), intent(in) :: name(*)
+      integer(c_int), value :: trace
+      character(kind=c_char), intent(inout) :: value(*)
+      integer(c_int), value :: n
+      integer(c_int) :: length
+    end function
     subroutine knl_raw_getstringtraceattribute(handle, name, value, istat, lname, lvalue) &
         bind(C, name="knl_getstringtraceattribute_")
       import
@@ -1656,9 +1696,11 @@ module vorn_knl
   !>
   !> `value` is an integer, a 64-bit integer, a real, a double precision, a text, or an allocatable
   !> array of one of the four kinds of numbers, which gets the size of what is stored. Another type
-  !> than the stored one is converted: text is parsed, numbers become numbers or text; what cannot
-  !> be converted arrives as 0, as an empty array where an array is asked for. Texts hold at most
-  !> 255 characters.
+  !> than the stored one is converted: text is parsed, numbers and the elements of arrays become
+  !> numbers of the type asked for, numbers become text; what cannot be converted arrives as 0. A
+  !> value that is not an array arrives as an array of one element. A text is cut or padded to the
+  !> length of `value` and ends at its first newline; knl_get_module_parameter_text gives all of it,
+  !> knl_get_module_parameter_texts its lines.
   !>
   !> `found`: whether there is such a parameter.
   interface knl_get_module_parameter
@@ -2185,82 +2227,113 @@ contains
     character(len=*), intent(in) :: name
     character(len=*), intent(inout) :: value
     logical, intent(out) :: found
-    integer(c_int) :: istat
+    character(len=:, kind=c_char), allocatable :: whole
 
-    call knl_raw_getstrmoduleparameter(name, value, istat, len_trim(name, c_int), len(value, c_int))
-    found = istat == 1
+    call whole_text_of_module_parameter(name, whole)
+    found = allocated(whole)
+    if (found) value = first_line(whole)
   end subroutine get_text_module_parameter
+
+  ! The value as text, with all its lines; not allocated where there is none.
+  subroutine whole_text_of_module_parameter(name, whole)
+    character(len=*), intent(in) :: name
+    character(len=:, kind=c_char), allocatable, intent(out) :: whole
+    character(len=1, kind=c_char) :: nothing(1)
+    character(len=1, kind=c_char), allocatable :: text(:)
+    integer(c_int) :: length
+
+    length = c_getstrmoduleparametern(c_text(name), nothing, 0)
+    if (length < 0) return
+    allocate (text(length + 1))
+    length = c_getstrmoduleparametern(c_text(name), text, length + 1)
+    whole = joined(text(:length))
+  end subroutine whole_text_of_module_parameter
+
+  !> Reads the parameter `name` as text of any length, with all its lines. `found`: whether there is
+  !> such a parameter; `value` stays as it was where there is none.
+  subroutine knl_get_module_parameter_text(name, value, found)
+    character(len=*), intent(in) :: name
+    character(len=:), allocatable, intent(inout) :: value
+    logical, intent(out) :: found
+    character(len=:, kind=c_char), allocatable :: whole
+
+    call whole_text_of_module_parameter(name, whole)
+    found = allocated(whole)
+    if (found) value = whole
+  end subroutine knl_get_module_parameter_text
+
+  !> Reads a list of texts (`text_list` in a manifest) into an array: each element is as long as the
+  !> longest text, blanks follow a shorter one. An empty list has no element. `found`: whether there
+  !> is such a parameter; `value` stays as it was where there is none.
+  subroutine knl_get_module_parameter_texts(name, value, found)
+    character(len=*), intent(in) :: name
+    character(len=:), allocatable, intent(inout) :: value(:)
+    logical, intent(out) :: found
+    character(len=:, kind=c_char), allocatable :: whole
+
+    call whole_text_of_module_parameter(name, whole)
+    found = allocated(whole)
+    if (found) call split_lines(whole, value)
+  end subroutine knl_get_module_parameter_texts
 
   subroutine get_i32_array_module_parameter(name, value, found)
     character(len=*), intent(in) :: name
-    integer(c_int), allocatable, target, intent(inout) :: value(:)
+    integer(c_int), allocatable, intent(inout) :: value(:)
     logical, intent(out) :: found
-    type(c_ptr) :: elements
-    integer(c_int) :: count, istat
+    integer(c_int) :: nothing(1)
+    integer(c_int) :: count
 
-    elements = c_null_ptr
-    count = 0
-    found = c_geti32arraymoduleparameter(c_text(name), elements, count) == 1
+    count = c_copyi32moduleparameter(c_text(name), nothing, 0)
+    found = count >= 0
     if (.not. found) return
     if (allocated(value)) deallocate (value)
-    allocate (value(number_of(elements, count)))
-    if (size(value) == 0) return
-    call knl_raw_geti32arraymoduleparameter(name, c_loc(value), count, istat, &
-        len_trim(name, c_int))
+    allocate (value(count))
+    if (count > 0) count = c_copyi32moduleparameter(c_text(name), value, count)
   end subroutine get_i32_array_module_parameter
 
   subroutine get_i64_array_module_parameter(name, value, found)
     character(len=*), intent(in) :: name
-    integer(c_int64_t), allocatable, target, intent(inout) :: value(:)
+    integer(c_int64_t), allocatable, intent(inout) :: value(:)
     logical, intent(out) :: found
-    type(c_ptr) :: elements
-    integer(c_int) :: count, istat
+    integer(c_int64_t) :: nothing(1)
+    integer(c_int) :: count
 
-    elements = c_null_ptr
-    count = 0
-    found = c_geti64arraymoduleparameter(c_text(name), elements, count) == 1
+    count = c_copyi64moduleparameter(c_text(name), nothing, 0)
+    found = count >= 0
     if (.not. found) return
     if (allocated(value)) deallocate (value)
-    allocate (value(number_of(elements, count)))
-    if (size(value) == 0) return
-    call knl_raw_geti64arraymoduleparameter(name, c_loc(value), count, istat, &
-        len_trim(name, c_int))
+    allocate (value(count))
+    if (count > 0) count = c_copyi64moduleparameter(c_text(name), value, count)
   end subroutine get_i64_array_module_parameter
 
   subroutine get_f32_array_module_parameter(name, value, found)
     character(len=*), intent(in) :: name
-    real(c_float), allocatable, target, intent(inout) :: value(:)
+    real(c_float), allocatable, intent(inout) :: value(:)
     logical, intent(out) :: found
-    type(c_ptr) :: elements
-    integer(c_int) :: count, istat
+    real(c_float) :: nothing(1)
+    integer(c_int) :: count
 
-    elements = c_null_ptr
-    count = 0
-    found = c_getf32arraymoduleparameter(c_text(name), elements, count) == 1
+    count = c_copyf32moduleparameter(c_text(name), nothing, 0)
+    found = count >= 0
     if (.not. found) return
     if (allocated(value)) deallocate (value)
-    allocate (value(number_of(elements, count)))
-    if (size(value) == 0) return
-    call knl_raw_getf32arraymoduleparameter(name, c_loc(value), count, istat, &
-        len_trim(name, c_int))
+    allocate (value(count))
+    if (count > 0) count = c_copyf32moduleparameter(c_text(name), value, count)
   end subroutine get_f32_array_module_parameter
 
   subroutine get_f64_array_module_parameter(name, value, found)
     character(len=*), intent(in) :: name
-    real(c_double), allocatable, target, intent(inout) :: value(:)
+    real(c_double), allocatable, intent(inout) :: value(:)
     logical, intent(out) :: found
-    type(c_ptr) :: elements
-    integer(c_int) :: count, istat
+    real(c_double) :: nothing(1)
+    integer(c_int) :: count
 
-    elements = c_null_ptr
-    count = 0
-    found = c_getf64arraymoduleparameter(c_text(name), elements, count) == 1
+    count = c_copyf64moduleparameter(c_text(name), nothing, 0)
+    found = count >= 0
     if (.not. found) return
     if (allocated(value)) deallocate (value)
-    allocate (value(number_of(elements, count)))
-    if (size(value) == 0) return
-    call knl_raw_getf64arraymoduleparameter(name, c_loc(value), count, istat, &
-        len_trim(name, c_int))
+    allocate (value(count))
+    if (count > 0) count = c_copyf64moduleparameter(c_text(name), value, count)
   end subroutine get_f64_array_module_parameter
 
   !> The library or group that is the value of a module parameter; a null handle when the value is
@@ -2362,91 +2435,127 @@ contains
     integer(c_int), intent(in) :: row
     character(len=*), intent(inout) :: value
     logical, intent(out) :: found
-    integer(c_int) :: istat
+    character(len=:, kind=c_char), allocatable :: whole
 
-    call knl_raw_getstrgroupparameter(group, name, row, value, istat, len_trim(name, c_int), &
-        len(value, c_int))
-    found = istat == 1
+    call whole_text_of_group_parameter(group, name, row, whole)
+    found = allocated(whole)
+    if (found) value = first_line(whole)
   end subroutine get_text_group_parameter
+
+  ! The value as text, with all its lines; not allocated where there is none.
+  subroutine whole_text_of_group_parameter(group, name, row, whole)
+    type(c_ptr), intent(in) :: group
+    character(len=*), intent(in) :: name
+    integer(c_int), intent(in) :: row
+    character(len=:, kind=c_char), allocatable, intent(out) :: whole
+    character(len=1, kind=c_char) :: nothing(1)
+    character(len=1, kind=c_char), allocatable :: text(:)
+    integer(c_int) :: length
+
+    length = c_getstrgroupparametern(group, c_text(name), row - 1, nothing, 0)
+    if (length < 0) return
+    allocate (text(length + 1))
+    length = c_getstrgroupparametern(group, c_text(name), row - 1, text, length + 1)
+    whole = joined(text(:length))
+  end subroutine whole_text_of_group_parameter
+
+  !> Reads the parameter `name` as text of any length, with all its lines. `found`: whether there is
+  !> such a parameter; `value` stays as it was where there is none.
+  subroutine knl_get_group_parameter_text(group, name, row, value, found)
+    type(c_ptr), intent(in) :: group
+    character(len=*), intent(in) :: name
+    integer(c_int), intent(in) :: row
+    character(len=:), allocatable, intent(inout) :: value
+    logical, intent(out) :: found
+    character(len=:, kind=c_char), allocatable :: whole
+
+    call whole_text_of_group_parameter(group, name, row, whole)
+    found = allocated(whole)
+    if (found) value = whole
+  end subroutine knl_get_group_parameter_text
+
+  !> Reads a list of texts (`text_list` in a manifest) into an array: each element is as long as the
+  !> longest text, blanks follow a shorter one. An empty list has no element. `found`: whether there
+  !> is such a parameter; `value` stays as it was where there is none.
+  subroutine knl_get_group_parameter_texts(group, name, row, value, found)
+    type(c_ptr), intent(in) :: group
+    character(len=*), intent(in) :: name
+    integer(c_int), intent(in) :: row
+    character(len=:), allocatable, intent(inout) :: value(:)
+    logical, intent(out) :: found
+    character(len=:, kind=c_char), allocatable :: whole
+
+    call whole_text_of_group_parameter(group, name, row, whole)
+    found = allocated(whole)
+    if (found) call split_lines(whole, value)
+  end subroutine knl_get_group_parameter_texts
 
   subroutine get_i32_array_group_parameter(group, name, row, value, found)
     type(c_ptr), intent(in) :: group
     character(len=*), intent(in) :: name
     integer(c_int), intent(in) :: row
-    integer(c_int), allocatable, target, intent(inout) :: value(:)
+    integer(c_int), allocatable, intent(inout) :: value(:)
     logical, intent(out) :: found
-    type(c_ptr) :: elements
-    integer(c_int) :: count, istat
+    integer(c_int) :: nothing(1)
+    integer(c_int) :: count
 
-    elements = c_null_ptr
-    count = 0
-    found = c_geti32arraygroupparameter(group, c_text(name), row - 1, elements, count) == 1
+    count = c_copyi32groupparameter(group, c_text(name), row - 1, nothing, 0)
+    found = count >= 0
     if (.not. found) return
     if (allocated(value)) deallocate (value)
-    allocate (value(number_of(elements, count)))
-    if (size(value) == 0) return
-    call knl_raw_geti32arraygroupparameter(group, name, row, c_loc(value), count, istat, &
-        len_trim(name, c_int))
+    allocate (value(count))
+    if (count > 0) count = c_copyi32groupparameter(group, c_text(name), row - 1, value, count)
   end subroutine get_i32_array_group_parameter
 
   subroutine get_i64_array_group_parameter(group, name, row, value, found)
     type(c_ptr), intent(in) :: group
     character(len=*), intent(in) :: name
     integer(c_int), intent(in) :: row
-    integer(c_int64_t), allocatable, target, intent(inout) :: value(:)
+    integer(c_int64_t), allocatable, intent(inout) :: value(:)
     logical, intent(out) :: found
-    type(c_ptr) :: elements
-    integer(c_int) :: count, istat
+    integer(c_int64_t) :: nothing(1)
+    integer(c_int) :: count
 
-    elements = c_null_ptr
-    count = 0
-    found = c_geti64arraygroupparameter(group, c_text(name), row - 1, elements, count) == 1
+    count = c_copyi64groupparameter(group, c_text(name), row - 1, nothing, 0)
+    found = count >= 0
     if (.not. found) return
     if (allocated(value)) deallocate (value)
-    allocate (value(number_of(elements, count)))
-    if (size(value) == 0) return
-    call knl_raw_geti64arraygroupparameter(group, name, row, c_loc(value), count, istat, &
-        len_trim(name, c_int))
+    allocate (value(count))
+    if (count > 0) count = c_copyi64groupparameter(group, c_text(name), row - 1, value, count)
   end subroutine get_i64_array_group_parameter
 
   subroutine get_f32_array_group_parameter(group, name, row, value, found)
     type(c_ptr), intent(in) :: group
     character(len=*), intent(in) :: name
     integer(c_int), intent(in) :: row
-    real(c_float), allocatable, target, intent(inout) :: value(:)
+    real(c_float), allocatable, intent(inout) :: value(:)
     logical, intent(out) :: found
-    type(c_ptr) :: elements
-    integer(c_int) :: count, istat
+    real(c_float) :: nothing(1)
+    integer(c_int) :: count
 
-    elements = c_null_ptr
-    count = 0
-    found = c_getf32arraygroupparameter(group, c_text(name), row - 1, elements, count) == 1
+    count = c_copyf32groupparameter(group, c_text(name), row - 1, nothing, 0)
+    found = count >= 0
     if (.not. found) return
     if (allocated(value)) deallocate (value)
-    allocate (value(number_of(elements, count)))
-    if (size(value) == 0) return
-    call knl_raw_getf32arraygroupparameter(group, name, row, c_loc(value), count, istat, &
-        len_trim(name, c_int))
+    allocate (value(count))
+    if (count > 0) count = c_copyf32groupparameter(group, c_text(name), row - 1, value, count)
   end subroutine get_f32_array_group_parameter
 
   subroutine get_f64_array_group_parameter(group, name, row, value, found)
     type(c_ptr), intent(in) :: group
     character(len=*), intent(in) :: name
     integer(c_int), intent(in) :: row
-    real(c_double), allocatable, target, intent(inout) :: value(:)
+    real(c_double), allocatable, intent(inout) :: value(:)
     logical, intent(out) :: found
-    type(c_ptr) :: elements
-    integer(c_int) :: count, istat
+    real(c_double) :: nothing(1)
+    integer(c_int) :: count
 
-    elements = c_null_ptr
-    count = 0
-    found = c_getf64arraygroupparameter(group, c_text(name), row - 1, elements, count) == 1
+    count = c_copyf64groupparameter(group, c_text(name), row - 1, nothing, 0)
+    found = count >= 0
     if (.not. found) return
     if (allocated(value)) deallocate (value)
-    allocate (value(number_of(elements, count)))
-    if (size(value) == 0) return
-    call knl_raw_getf64arraygroupparameter(group, name, row, c_loc(value), count, istat, &
-        len_trim(name, c_int))
+    allocate (value(count))
+    if (count > 0) count = c_copyf64groupparameter(group, c_text(name), row - 1, value, count)
   end subroutine get_f64_array_group_parameter
 
   !> The library or group that is the value of a group's parameter; rows are counted from 1.
@@ -2650,87 +2759,120 @@ contains
     character(len=*), intent(in) :: name
     character(len=*), intent(inout) :: value
     logical, intent(out) :: found
-    integer(c_int) :: istat
+    character(len=:, kind=c_char), allocatable :: whole
 
-    call knl_raw_getstrlibraryparameter(library, name, value, istat, len_trim(name, c_int), &
-        len(value, c_int))
-    found = istat == 1
+    call whole_text_of_library_parameter(library, name, whole)
+    found = allocated(whole)
+    if (found) value = first_line(whole)
   end subroutine get_text_library_parameter
+
+  ! The value as text, with all its lines; not allocated where there is none.
+  subroutine whole_text_of_library_parameter(library, name, whole)
+    type(c_ptr), intent(in) :: library
+    character(len=*), intent(in) :: name
+    character(len=:, kind=c_char), allocatable, intent(out) :: whole
+    character(len=1, kind=c_char) :: nothing(1)
+    character(len=1, kind=c_char), allocatable :: text(:)
+    integer(c_int) :: length
+
+    length = c_getstrlibraryparametern(library, c_text(name), nothing, 0)
+    if (length < 0) return
+    allocate (text(length + 1))
+    length = c_getstrlibraryparametern(library, c_text(name), text, length + 1)
+    whole = joined(text(:length))
+  end subroutine whole_text_of_library_parameter
+
+  !> Reads the parameter `name` as text of any length, with all its lines. `found`: whether there is
+  !> such a parameter; `value` stays as it was where there is none.
+  subroutine knl_get_library_parameter_text(library, name, value, found)
+    type(c_ptr), intent(in) :: library
+    character(len=*), intent(in) :: name
+    character(len=:), allocatable, intent(inout) :: value
+    logical, intent(out) :: found
+    character(len=:, kind=c_char), allocatable :: whole
+
+    call whole_text_of_library_parameter(library, name, whole)
+    found = allocated(whole)
+    if (found) value = whole
+  end subroutine knl_get_library_parameter_text
+
+  !> Reads a list of texts (`text_list` in a manifest) into an array: each element is as long as the
+  !> longest text, blanks follow a shorter one. An empty list has no element. `found`: whether there
+  !> is such a parameter; `value` stays as it was where there is none.
+  subroutine knl_get_library_parameter_texts(library, name, value, found)
+    type(c_ptr), intent(in) :: library
+    character(len=*), intent(in) :: name
+    character(len=:), allocatable, intent(inout) :: value(:)
+    logical, intent(out) :: found
+    character(len=:, kind=c_char), allocatable :: whole
+
+    call whole_text_of_library_parameter(library, name, whole)
+    found = allocated(whole)
+    if (found) call split_lines(whole, value)
+  end subroutine knl_get_library_parameter_texts
 
   subroutine get_i32_array_library_parameter(library, name, value, found)
     type(c_ptr), intent(in) :: library
     character(len=*), intent(in) :: name
-    integer(c_int), allocatable, target, intent(inout) :: value(:)
+    integer(c_int), allocatable, intent(inout) :: value(:)
     logical, intent(out) :: found
-    type(c_ptr) :: elements
-    integer(c_int) :: count, istat
+    integer(c_int) :: nothing(1)
+    integer(c_int) :: count
 
-    elements = c_null_ptr
-    count = 0
-    found = c_geti32arraylibraryparameter(library, c_text(name), elements, count) == 1
+    count = c_copyi32libraryparameter(library, c_text(name), nothing, 0)
+    found = count >= 0
     if (.not. found) return
     if (allocated(value)) deallocate (value)
-    allocate (value(number_of(elements, count)))
-    if (size(value) == 0) return
-    call knl_raw_geti32arraylibraryparameter(library, name, c_loc(value), count, istat, &
-        len_trim(name, c_int))
+    allocate (value(count))
+    if (count > 0) count = c_copyi32libraryparameter(library, c_text(name), value, count)
   end subroutine get_i32_array_library_parameter
 
   subroutine get_i64_array_library_parameter(library, name, value, found)
     type(c_ptr), intent(in) :: library
     character(len=*), intent(in) :: name
-    integer(c_int64_t), allocatable, target, intent(inout) :: value(:)
+    integer(c_int64_t), allocatable, intent(inout) :: value(:)
     logical, intent(out) :: found
-    type(c_ptr) :: elements
-    integer(c_int) :: count, istat
+    integer(c_int64_t) :: nothing(1)
+    integer(c_int) :: count
 
-    elements = c_null_ptr
-    count = 0
-    found = c_geti64arraylibraryparameter(library, c_text(name), elements, count) == 1
+    count = c_copyi64libraryparameter(library, c_text(name), nothing, 0)
+    found = count >= 0
     if (.not. found) return
     if (allocated(value)) deallocate (value)
-    allocate (value(number_of(elements, count)))
-    if (size(value) == 0) return
-    call knl_raw_geti64arraylibraryparameter(library, name, c_loc(value), count, istat, &
-        len_trim(name, c_int))
+    allocate (value(count))
+    if (count > 0) count = c_copyi64libraryparameter(library, c_text(name), value, count)
   end subroutine get_i64_array_library_parameter
 
   subroutine get_f32_array_library_parameter(library, name, value, found)
     type(c_ptr), intent(in) :: library
     character(len=*), intent(in) :: name
-    real(c_float), allocatable, target, intent(inout) :: value(:)
+    real(c_float), allocatable, intent(inout) :: value(:)
     logical, intent(out) :: found
-    type(c_ptr) :: elements
-    integer(c_int) :: count, istat
+    real(c_float) :: nothing(1)
+    integer(c_int) :: count
 
-    elements = c_null_ptr
-    count = 0
-    found = c_getf32arraylibraryparameter(library, c_text(name), elements, count) == 1
+    count = c_copyf32libraryparameter(library, c_text(name), nothing, 0)
+    found = count >= 0
     if (.not. found) return
     if (allocated(value)) deallocate (value)
-    allocate (value(number_of(elements, count)))
-    if (size(value) == 0) return
-    call knl_raw_getf32arraylibraryparameter(library, name, c_loc(value), count, istat, &
-        len_trim(name, c_int))
+    allocate (value(count))
+    if (count > 0) count = c_copyf32libraryparameter(library, c_text(name), value, count)
   end subroutine get_f32_array_library_parameter
 
   subroutine get_f64_array_library_parameter(library, name, value, found)
     type(c_ptr), intent(in) :: library
     character(len=*), intent(in) :: name
-    real(c_double), allocatable, target, intent(inout) :: value(:)
+    real(c_double), allocatable, intent(inout) :: value(:)
     logical, intent(out) :: found
-    type(c_ptr) :: elements
-    integer(c_int) :: count, istat
+    real(c_double) :: nothing(1)
+    integer(c_int) :: count
 
-    elements = c_null_ptr
-    count = 0
-    found = c_getf64arraylibraryparameter(library, c_text(name), elements, count) == 1
+    count = c_copyf64libraryparameter(library, c_text(name), nothing, 0)
+    found = count >= 0
     if (.not. found) return
     if (allocated(value)) deallocate (value)
-    allocate (value(number_of(elements, count)))
-    if (size(value) == 0) return
-    call knl_raw_getf64arraylibraryparameter(library, name, c_loc(value), count, istat, &
-        len_trim(name, c_int))
+    allocate (value(count))
+    if (count > 0) count = c_copyf64libraryparameter(library, c_text(name), value, count)
   end subroutine get_f64_array_library_parameter
 
   !> The group or library that is the value of a library's parameter.
@@ -2946,14 +3088,17 @@ contains
     character(len=*), intent(inout) :: value
     integer(c_int), intent(out) :: status
     integer(c_int), intent(in), optional :: trace
+    character(len=1, kind=c_char) :: nothing(1)
+    character(len=1, kind=c_char), allocatable :: text(:)
+    integer(c_int) :: length
 
-    if (present(trace)) then
-      call knl_raw_mgetstringtraceattribute(set, name, value, trace, status, &
-          len_trim(name, c_int), len(value, c_int))
-    else
-      call knl_raw_getstringtraceattribute(set, name, value, status, &
-          len_trim(name, c_int), len(value, c_int))
-    end if
+    length = c_mgetstrtraceattributen(set, c_text(name), given_or_first(trace) - 1, nothing, 0)
+    status = merge(1, 0, length < 0)
+    if (length < 0) return
+    allocate (text(length + 1))
+    length = c_mgetstrtraceattributen(set, c_text(name), given_or_first(trace) - 1, text, &
+        length + 1)
+    value = first_line(joined(text(:length)))
   end subroutine get_text_trace_attribute
 
   subroutine get_i32_array_trace_attribute(set, name, value, status, trace)
@@ -3960,15 +4105,54 @@ contains
     text = trim(value) // c_null_char
   end function terminated
 
-  ! How many elements there are to read: none without an address.
-  pure function number_of(elements, count) result(number)
-    type(c_ptr), intent(in) :: elements
-    integer(c_int), intent(in) :: count
-    integer :: number
+  pure function joined(characters) result(text)
+    character(len=1, kind=c_char), intent(in) :: characters(:)
+    character(len=size(characters), kind=c_char) :: text
+    integer :: i
 
-    number = 0
-    if (c_associated(elements)) number = max(0, int(count))
-  end function number_of
+    do i = 1, size(characters)
+      text(i:i) = characters(i)
+    end do
+  end function joined
+
+  pure function first_line(text) result(line)
+    character(len=*), intent(in) :: text
+    character(len=:), allocatable :: line
+    integer :: end_of_line
+
+    end_of_line = scan(text, new_line(text))
+    if (end_of_line == 0) end_of_line = len(text) + 1
+    line = text(:end_of_line - 1)
+  end function first_line
+
+  pure subroutine split_lines(text, lines)
+    character(len=*), intent(in) :: text
+    character(len=:), allocatable, intent(inout) :: lines(:)
+    integer :: count, longest, first, i
+    character(len=:), allocatable :: line
+
+    count = 0
+    longest = 0
+    first = 1
+    do while (first <= len(text))
+      line = first_line(text(first:))
+      count = count + 1
+      longest = max(longest, len(line))
+      first = first + len(line) + 1
+    end do
+    if (len(text) > 0) then
+      ! A newline at the end begins one more text, an empty one.
+      if (text(len(text):) == new_line(text)) count = count + 1
+    end if
+    if (allocated(lines)) deallocate (lines)
+    allocate (character(len=longest) :: lines(count))
+    first = 1
+    do i = 1, count
+      line = first_line(text(min(first, len(text) + 1):))
+      lines(i) = line
+      first = first + len(line) + 1
+    end do
+  end subroutine split_lines
 
   pure function given_or_first(trace) result(number)
     integer(c_int), intent(in), optional :: trace

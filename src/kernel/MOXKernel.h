@@ -116,7 +116,9 @@ VORN_EXPORT int clearTraceSet(void* traceSet);
 /// missing.
 VORN_EXPORT int copyTraceToTrace(void* traceFrom, void* traceTo, int copyHeader, int copySamples,
                                  int traceNoFrom, int traceNoTo);
-/// Moves a trace from `traceFrom` to `traceTo`, leaving an empty place. 1 when moved, else 0.
+/// Moves a trace from `traceFrom` to `traceTo`, leaving an empty place. A source trace that is
+/// missing is made first, as by every access to a trace by its number; transferTraceToTrace() makes
+/// none. 1 when moved; 0 where the place is empty, or for a null handle.
 VORN_EXPORT int moveTraceToTrace(void* traceFrom, void* traceTo, int traceNoFrom, int traceNoTo);
 /// What copyTraceToTrace() of header and samples gives, without copying where that is possible: the
 /// trace itself goes to `traceTo`, its header is laid out as there, and its place in `traceFrom` is

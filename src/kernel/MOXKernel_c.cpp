@@ -68,19 +68,18 @@ std::string metaDataValue(int scope, const char* name)
     }
 }
 
-// Text results with a bound: what they return lets the caller ask again with more room.
-int copyBounded(const std::string& value, char* out, int n)
+} // namespace
+
+int families::copyBounded(const std::string& text, char* out, int n)
 {
-    const int length = static_cast<int>(value.size());
+    const int length = static_cast<int>(text.size());
     if (n > 0) {
         const int copied = std::min(length, n - 1);
-        std::memcpy(out, value.data(), static_cast<size_t>(copied));
+        std::memcpy(out, text.data(), static_cast<size_t>(copied));
         out[copied] = '\0';
     }
     return length;
 }
-
-} // namespace
 
 // clang-format off
 
@@ -97,6 +96,12 @@ int knl_getF64ArrayModuleParameter(const char* attKey, double** var, int* size) 
 int knl_getStrModuleParameter(const char* attKey, char* var)                     { return getText(ModuleParameter{attKey}, var); }
 int knl_getLibModuleParameter(const char* attKey, void** var)                    { return getLibrary(ModuleParameter{attKey}, var); }
 int knl_getGroupModuleParameter(const char* attKey, void** var)                  { return getGroup(ModuleParameter{attKey}, var); }
+
+int knl_getStrModuleParameterN(const char* attKey, char* var, int n)        { return getTextBounded(ModuleParameter{attKey}, var, n); }
+int knl_copyI32ModuleParameter(const char* attKey, int* values, int n)      { return copyNumbers(ModuleParameter{attKey}, values, n); }
+int knl_copyI64ModuleParameter(const char* attKey, int64_t* values, int n)  { return copyNumbers(ModuleParameter{attKey}, values, n); }
+int knl_copyF32ModuleParameter(const char* attKey, float* values, int n)    { return copyNumbers(ModuleParameter{attKey}, values, n); }
+int knl_copyF64ModuleParameter(const char* attKey, double* values, int n)   { return copyNumbers(ModuleParameter{attKey}, values, n); }
 
 void knl_setModuleProcessingOption(const char* option, int value) { setModuleProcessingOption(option, UniVar(value)); }
 int knl_getModuleProcessingOption(const char* option, int* value)
@@ -123,6 +128,12 @@ int knl_getF64ArrayGroupParameter(void* group, const char* attKey, int num, doub
 int knl_getStrGroupParameter(void* group, const char* attKey, int num, char* var)                     { return getText(GroupParameter{group, attKey, num}, var); }
 int knl_getLibGroupParameter(void* group, const char* attKey, int num, void** var)                    { return getLibrary(GroupParameter{group, attKey, num}, var); }
 int knl_getGrpGroupParameter(void* group, const char* attKey, int num, void** var)                    { return getGroup(GroupParameter{group, attKey, num}, var); }
+
+int knl_getStrGroupParameterN(void* group, const char* attKey, int num, char* var, int n)       { return getTextBounded(GroupParameter{group, attKey, num}, var, n); }
+int knl_copyI32GroupParameter(void* group, const char* attKey, int num, int* values, int n)     { return copyNumbers(GroupParameter{group, attKey, num}, values, n); }
+int knl_copyI64GroupParameter(void* group, const char* attKey, int num, int64_t* values, int n) { return copyNumbers(GroupParameter{group, attKey, num}, values, n); }
+int knl_copyF32GroupParameter(void* group, const char* attKey, int num, float* values, int n)   { return copyNumbers(GroupParameter{group, attKey, num}, values, n); }
+int knl_copyF64GroupParameter(void* group, const char* attKey, int num, double* values, int n)  { return copyNumbers(GroupParameter{group, attKey, num}, values, n); }
 
 int knl_setI32GroupParameter(void* group, const char* attKey, int num, int var)
 { return setValue(GroupParameter{group, attKey, num}, var); }
@@ -161,6 +172,12 @@ int knl_getStrLibraryParameter(void* libri, const char* attKey, char* var)      
 int knl_getLibLibraryParameter(void* libri, const char* attKey, void** var)                    { return getLibrary(LibraryParameter{libri, attKey}, var); }
 int knl_getGroupLibraryParameter(void* libri, const char* attKey, void** var)                  { return getGroup(LibraryParameter{libri, attKey}, var); }
 
+int knl_getStrLibraryParameterN(void* libri, const char* attKey, char* var, int n)       { return getTextBounded(LibraryParameter{libri, attKey}, var, n); }
+int knl_copyI32LibraryParameter(void* libri, const char* attKey, int* values, int n)     { return copyNumbers(LibraryParameter{libri, attKey}, values, n); }
+int knl_copyI64LibraryParameter(void* libri, const char* attKey, int64_t* values, int n) { return copyNumbers(LibraryParameter{libri, attKey}, values, n); }
+int knl_copyF32LibraryParameter(void* libri, const char* attKey, float* values, int n)   { return copyNumbers(LibraryParameter{libri, attKey}, values, n); }
+int knl_copyF64LibraryParameter(void* libri, const char* attKey, double* values, int n)  { return copyNumbers(LibraryParameter{libri, attKey}, values, n); }
+
 int knl_setI32LibraryParameter(void* libri, const char* attKey, int var)                           { return setValue(LibraryParameter{libri, attKey}, var); }
 int knl_setI64LibraryParameter(void* libri, const char* attKey, int64_t var)                       { return setValue(LibraryParameter{libri, attKey}, var); }
 int knl_setF32LibraryParameter(void* libri, const char* attKey, float var)                         { return setValue(LibraryParameter{libri, attKey}, var); }
@@ -196,6 +213,31 @@ int knl_setI64ArrayTraceAttribute(void* trace, const char* attKey, const int64_t
 int knl_setF32ArrayTraceAttribute(void* trace, const char* attKey, const float* var, int size)   { return setArray(AttributeOfTrace{trace, attKey, 0}, var, size); }
 int knl_setF64ArrayTraceAttribute(void* trace, const char* attKey, const double* var, int size)  { return setArray(AttributeOfTrace{trace, attKey, 0}, var, size); }
 int knl_setStrTraceAttribute(void* trace, const char* attKey, const char* var)                   { return setText(AttributeOfTrace{trace, attKey, 0}, var); }
+
+int knl_mgetI32TraceAttribute(void* trace, const char* attKey, int traceNo, int* var) { return getValue(AttributeOfTrace{trace, attKey, traceNo}, var); }
+int knl_mgetI64TraceAttribute(void* trace, const char* attKey, int traceNo, int64_t* var) { return getValue(AttributeOfTrace{trace, attKey, traceNo}, var); }
+int knl_mgetF32TraceAttribute(void* trace, const char* attKey, int traceNo, float* var) { return getValue(AttributeOfTrace{trace, attKey, traceNo}, var); }
+int knl_mgetF64TraceAttribute(void* trace, const char* attKey, int traceNo, double* var) { return getValue(AttributeOfTrace{trace, attKey, traceNo}, var); }
+int knl_mgetI32ArrayTraceAttribute(void* trace, const char* attKey, int traceNo, int** var, int* size) { return getArray(AttributeOfTrace{trace, attKey, traceNo}, var, size); }
+int knl_mgetI64ArrayTraceAttribute(void* trace, const char* attKey, int traceNo, int64_t** var, int* size) { return getArray(AttributeOfTrace{trace, attKey, traceNo}, var, size); }
+int knl_mgetF32ArrayTraceAttribute(void* trace, const char* attKey, int traceNo, float** var, int* size) { return getArray(AttributeOfTrace{trace, attKey, traceNo}, var, size); }
+int knl_mgetF64ArrayTraceAttribute(void* trace, const char* attKey, int traceNo, double** var, int* size) { return getArray(AttributeOfTrace{trace, attKey, traceNo}, var, size); }
+
+int knl_mgetStrTraceAttributeN(void* trace, const char* attKey, int traceNo, char* var, int n) { return getTextBounded(AttributeOfTrace{trace, attKey, traceNo}, var, n); }
+int knl_mcopyI32TraceAttribute(void* trace, const char* attKey, int traceNo, int* values, int n) { return copyNumbers(AttributeOfTrace{trace, attKey, traceNo}, values, n); }
+int knl_mcopyI64TraceAttribute(void* trace, const char* attKey, int traceNo, int64_t* values, int n) { return copyNumbers(AttributeOfTrace{trace, attKey, traceNo}, values, n); }
+int knl_mcopyF32TraceAttribute(void* trace, const char* attKey, int traceNo, float* values, int n) { return copyNumbers(AttributeOfTrace{trace, attKey, traceNo}, values, n); }
+int knl_mcopyF64TraceAttribute(void* trace, const char* attKey, int traceNo, double* values, int n) { return copyNumbers(AttributeOfTrace{trace, attKey, traceNo}, values, n); }
+
+int knl_msetI32TraceAttribute(void* trace, const char* attKey, int traceNo, int var) { return traceNo < 0 ? 0 : setValue(AttributeOfTrace{trace, attKey, traceNo}, var); }
+int knl_msetI64TraceAttribute(void* trace, const char* attKey, int traceNo, int64_t var) { return traceNo < 0 ? 0 : setValue(AttributeOfTrace{trace, attKey, traceNo}, var); }
+int knl_msetF32TraceAttribute(void* trace, const char* attKey, int traceNo, float var) { return traceNo < 0 ? 0 : setValue(AttributeOfTrace{trace, attKey, traceNo}, var); }
+int knl_msetF64TraceAttribute(void* trace, const char* attKey, int traceNo, double var) { return traceNo < 0 ? 0 : setValue(AttributeOfTrace{trace, attKey, traceNo}, var); }
+int knl_msetI32ArrayTraceAttribute(void* trace, const char* attKey, int traceNo, const int* var, int size) { return traceNo < 0 ? 0 : setArray(AttributeOfTrace{trace, attKey, traceNo}, var, size); }
+int knl_msetI64ArrayTraceAttribute(void* trace, const char* attKey, int traceNo, const int64_t* var, int size) { return traceNo < 0 ? 0 : setArray(AttributeOfTrace{trace, attKey, traceNo}, var, size); }
+int knl_msetF32ArrayTraceAttribute(void* trace, const char* attKey, int traceNo, const float* var, int size) { return traceNo < 0 ? 0 : setArray(AttributeOfTrace{trace, attKey, traceNo}, var, size); }
+int knl_msetF64ArrayTraceAttribute(void* trace, const char* attKey, int traceNo, const double* var, int size) { return traceNo < 0 ? 0 : setArray(AttributeOfTrace{trace, attKey, traceNo}, var, size); }
+int knl_msetStrTraceAttribute(void* trace, const char* attKey, int traceNo, const char* var) { return traceNo < 0 ? 0 : setText(AttributeOfTrace{trace, attKey, traceNo}, var); }
 
 // ------------------------------------------------------------------ many trace attributes at once
 
@@ -244,6 +286,9 @@ int knl_bldWorkTraceBuffer(int channel, int traceLength, int sampleInterval, int
 { return builtOrNot(bldWorkTraceBuffer(channel, traceLength, sampleInterval, numTraces, templ)); }
 
 int knl_bldWorkTraceBufferLike(int channel, void* model)           { return builtOrNot(bldWorkTraceBufferLike(channel, model)); }
+
+int knl_setInputTraceBufferFlag(int channel, int flag)             { return setInputTraceBufferFlag(channel, flag); }
+int knl_isInputTraceBufferFlagged(int channel, int flag)           { return isInputTraceBufferFlagged(channel, flag); }
 
 // ------------------------------------------------------------------------------------ trace sets
 
@@ -315,6 +360,11 @@ int knl_getTraceAttributeDescription(const char* trAttDefName, char* trAttDefDes
     return 0;
 }
 
+int knl_getTraceAttributeDescriptionN(const char* trAttDefName, char* trAttDefDesc, int n)
+{
+    return copyBounded(getTraceAttributeDescription(trAttDefName), trAttDefDesc, n);
+}
+
 // 1 for samples and 0 for none, the other way round than the buffer look-ups.
 int knl_getTraceSamples(void* trace, float** samples, int traceNo)
 {
@@ -331,12 +381,6 @@ void knl_setProjectDir(const char* project)
     } catch (const std::out_of_range&) {
         return;
     }
-}
-
-int knl_getStrModuleParameterN(const char* attKey, char* var, int n)
-{
-    const UniVar* value = findModuleParameter(attKey);
-    return value == nullptr ? -1 : copyBounded(value->getStrValue(), var, n);
 }
 
 int knl_getMetaDataValue(int scope, const char* name, char* value_ret, int n)

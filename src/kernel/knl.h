@@ -8,24 +8,28 @@
  *
  * - **The running module.** Parameters, resources, buffers, options, memory and metadata are those
  *   of the module whose entry point is running. Called while none runs, every parameter, resource
- *   and buffer counts as absent. All calls are made on the thread that called the entry point.
+ *   and buffer counts as absent. All calls are to be made on the thread that called the entry
+ *   point: the kernel locks nothing, and a call from another thread is a programming error that it
+ *   does not notice.
  * - **Return codes differ by family**, and are stated at each. Typed getters return 1 when the
  *   name exists and 0 when it does not; buffer look-ups and builds return 0 on success and 1 on
  *   failure.
  * - **Outputs** are written only where the text says so: a getter that returns 0 leaves them as
  *   they were. Output addresses must not be null.
  * - **Values convert.** Each value has a type of its own, and a getter converts it to the type
- *   that it is named for: text is parsed (a leading number is enough, `12abc` gives 12), numbers
- *   are converted, anything else arrives as 0, as a null pointer or as a null handle. A type that
- *   does not fit is not a failure: the getter still returns 1.
+ *   that it is named for: text of up to 15 characters is parsed (a leading number is enough,
+ *   `12abc` gives 12), single numbers are converted, anything else arrives as 0, as a null pointer
+ *   or as a null handle. Arrays are handed out only as what they are: one of other numbers arrives
+ *   as a null pointer; the `knl_copy...` functions convert their elements. A type that does not fit
+ *   is not a failure: the getter still returns 1.
  * - **Type words in names:** `I32` int, `I64` int64_t, `F32` float, `F64` double, `Str` and
  *   `String` NUL-terminated text, `Lib` library handle, `Group` and `Grp` group handle, `...Array`
  *   a pointer to the first element and the number of elements.
  * - **Text in** is copied by the kernel: the caller's buffer may be reused at once. A null name
  *   counts as the empty text.
  * - **Text out** is copied into the caller's buffer with its NUL, and no length is checked: the
- *   buffer must have room for the whole text. Only knl_getStrModuleParameterN() and
- *   knl_getMetaDataValue() take a length.
+ *   buffer must have room for the whole text. The functions that end with `N`, and
+ *   knl_getMetaDataValue(), take the length of the buffer and return that of the text.
  * - **Arrays in** are copied by the kernel. **Arrays out** are kernel memory, handed out as
  *   pointer and count: they stay valid until the entry point returns, however many are asked for,
  *   and the module never frees them.
@@ -48,6 +52,71 @@ extern "C" {
 #if defined(__GNUC__)
 #pragma GCC visibility push(default)
 #endif
+
+/* ---------------------------------------------------------------------------- names of numbers */
+
+/** Types of messages, for knl_sendMessage(). */
+enum
+{
+    KNL_MESSAGE_DETAIL = 0,
+    KNL_MESSAGE_INFORMATION = 1,
+    KNL_MESSAGE_WARNING = 2,
+    KNL_MESSAGE_ERROR = 3, /**< the job goes on */
+    KNL_MESSAGE_FATAL = 4  /**< the module ends its data */
+};
+
+/** Flags of data channels, for knl_setDataChannelFlag() and knl_getDataChannelFlag(). */
+enum
+{
+    KNL_END_OF_DATA = 3 /**< this trace is the last one, or no trace follows */
+};
+
+/** Flags of inputs, for knl_setInputTraceBufferFlag(). */
+enum
+{
+    KNL_KEEP_TRACE = 1 /**< the trace stays for the next call */
+};
+
+/** Where metadata are kept, for knl_setMetaDataValue() and knl_getMetaDataValue(). */
+enum
+{
+    KNL_SCOPE_JOB = 0,
+    KNL_SCOPE_MODULE = 1 /**< written: the running module; read: those upstream of it */
+};
+
+/** Type codes of the schema, as knl_getTraceAttributeType() gives them. */
+enum
+{
+    KNL_TYPE_TEXT = 1,
+    KNL_TYPE_I32 = 2,
+    KNL_TYPE_I64 = 3,
+    KNL_TYPE_F32 = 4,
+    KNL_TYPE_F64 = 5,
+    KNL_TYPE_TEXT32 = 9, /**< text of 32 bytes */
+    KNL_TYPE_TEXT64 = 10 /**< text of 64 bytes */
+};
+
+/** How a set stores an attribute, as knl_getAttributeListPresence() gives it: these, and 1 to 5 as
+ * in the schema. */
+enum
+{
+    KNL_STORED_NOT = 0,
+    KNL_STORED_I32_ARRAY = 6,
+    KNL_STORED_I64_ARRAY = 7,
+    KNL_STORED_F32_ARRAY = 8,
+    KNL_STORED_F64_ARRAY = 9
+};
+
+/** Types of pads for knl_createPad(), and codes of the pen for knl_plot(), as the command `vorn`
+ * understands them. */
+enum
+{
+    KNL_PAD_SECTION = 1,
+    KNL_PAD_GRAPH = 2,
+    KNL_PAD_SECTION_AND_GRAPH = 3,
+    KNL_PEN_DRAW = 2,
+    KNL_PEN_MOVE = 3
+};
 
 /* ------------------------------------------------------------- module parameters and options */
 
@@ -87,6 +156,24 @@ int knl_getGroupModuleParameter(const char* attKey, void** var);
  *         cut); -1 when the parameter does not exist, or when no module is running
  */
 int knl_getStrModuleParameterN(const char* attKey, char* var, int n);
+
+/** Copy the numbers of the parameter `attKey`, each converted as the function for a single number
+ * of that type converts it.
+ *
+ * @param attKey       parameter name
+ * @param[out] values  the first `n` elements of an array of any type of numbers, or, from a value
+ *                     that is not an array, the one element that the function for a single number
+ *                     gives; untouched when the parameter does not exist
+ * @param n            room at `values` in elements; with 0, `values` may be null
+ * @return the number of elements of the value (more than `n` means that some were left out); -1
+ *         when the parameter does not exist, or when no module is running
+ */
+/** @{ */
+int knl_copyI32ModuleParameter(const char* attKey, int* values, int n);
+int knl_copyI64ModuleParameter(const char* attKey, int64_t* values, int n);
+int knl_copyF32ModuleParameter(const char* attKey, float* values, int n);
+int knl_copyF64ModuleParameter(const char* attKey, double* values, int n);
+/** @} */
 
 /** Sets a processing option of the running module, which the scheduler reads: with "RespectEOD" set
  * to anything but 0, the module goes on being called, with empty inputs, when they have ended,
@@ -134,6 +221,15 @@ int knl_getF64ArrayGroupParameter(void* group, const char* attKey, int num, doub
 int knl_getStrGroupParameter(void* group, const char* attKey, int num, char* var);
 int knl_getLibGroupParameter(void* group, const char* attKey, int num, void** var);
 int knl_getGrpGroupParameter(void* group, const char* attKey, int num, void** var);
+/** @} */
+
+/** As knl_getStrModuleParameterN() and the functions after it, of row `num` (from 0) of a group. */
+/** @{ */
+int knl_getStrGroupParameterN(void* group, const char* attKey, int num, char* var, int n);
+int knl_copyI32GroupParameter(void* group, const char* attKey, int num, int* values, int n);
+int knl_copyI64GroupParameter(void* group, const char* attKey, int num, int64_t* values, int n);
+int knl_copyF32GroupParameter(void* group, const char* attKey, int num, float* values, int n);
+int knl_copyF64GroupParameter(void* group, const char* attKey, int num, double* values, int n);
 /** @} */
 
 /** Store a value under `attKey` in row `num` (from 0) of a group, in place of an earlier one. Rows
@@ -204,6 +300,15 @@ int knl_getF64ArrayLibraryParameter(void* libri, const char* attKey, double** va
 int knl_getStrLibraryParameter(void* libri, const char* attKey, char* var);
 int knl_getLibLibraryParameter(void* libri, const char* attKey, void** var);
 int knl_getGroupLibraryParameter(void* libri, const char* attKey, void** var);
+/** @} */
+
+/** As knl_getStrModuleParameterN() and the functions after it, of a library. */
+/** @{ */
+int knl_getStrLibraryParameterN(void* libri, const char* attKey, char* var, int n);
+int knl_copyI32LibraryParameter(void* libri, const char* attKey, int* values, int n);
+int knl_copyI64LibraryParameter(void* libri, const char* attKey, int64_t* values, int n);
+int knl_copyF32LibraryParameter(void* libri, const char* attKey, float* values, int n);
+int knl_copyF64LibraryParameter(void* libri, const char* attKey, double* values, int n);
 /** @} */
 
 /** Store a value under `attKey` in a library, in place of an earlier one.
@@ -279,7 +384,8 @@ int knl_getStrTraceAttribute(void* trace, const char* attKey, char* var);
  * @param var     the value; it is converted to the attribute's own type, except that arrays are
  *                taken only by an array attribute of the same element type, from at least as many
  *                elements as the schema states for it
- * @return 1 when written, 0 when refused (null handle)
+ * @return 1 when written, 0 when refused (null handle). An array for an attribute that does not
+ *         take it leaves the header as it was, and the result is 1 all the same
  *
  * - `size`: array forms: number of elements
  */
@@ -293,6 +399,59 @@ int knl_setI64ArrayTraceAttribute(void* trace, const char* attKey, const int64_t
 int knl_setF32ArrayTraceAttribute(void* trace, const char* attKey, const float* var, int size);
 int knl_setF64ArrayTraceAttribute(void* trace, const char* attKey, const double* var, int size);
 int knl_setStrTraceAttribute(void* trace, const char* attKey, const char* var);
+/** @} */
+
+/** Read the attribute `attKey` of trace `traceNo` (from 0) of a trace set, as the functions above
+ * do of trace 0. A missing trace is made, with all before it, unless the set has no such attribute.
+ *
+ * @return 1 when the set has the attribute; 0, with the outputs as they were, when not, for a null
+ *         handle, and when `traceNo` is negative
+ */
+/** @{ */
+int knl_mgetI32TraceAttribute(void* trace, const char* attKey, int traceNo, int* var);
+int knl_mgetI64TraceAttribute(void* trace, const char* attKey, int traceNo, int64_t* var);
+int knl_mgetF32TraceAttribute(void* trace, const char* attKey, int traceNo, float* var);
+int knl_mgetF64TraceAttribute(void* trace, const char* attKey, int traceNo, double* var);
+int knl_mgetI32ArrayTraceAttribute(void* trace, const char* attKey, int traceNo, int** var,
+                                   int* size);
+int knl_mgetI64ArrayTraceAttribute(void* trace, const char* attKey, int traceNo, int64_t** var,
+                                   int* size);
+int knl_mgetF32ArrayTraceAttribute(void* trace, const char* attKey, int traceNo, float** var,
+                                   int* size);
+int knl_mgetF64ArrayTraceAttribute(void* trace, const char* attKey, int traceNo, double** var,
+                                   int* size);
+/** @} */
+
+/** As knl_getStrModuleParameterN() and the functions after it, of trace `traceNo` (from 0) of a
+ * trace set; -1 also when `traceNo` is negative. */
+/** @{ */
+int knl_mgetStrTraceAttributeN(void* trace, const char* attKey, int traceNo, char* var, int n);
+int knl_mcopyI32TraceAttribute(void* trace, const char* attKey, int traceNo, int* values, int n);
+int knl_mcopyI64TraceAttribute(void* trace, const char* attKey, int traceNo, int64_t* values,
+                               int n);
+int knl_mcopyF32TraceAttribute(void* trace, const char* attKey, int traceNo, float* values, int n);
+int knl_mcopyF64TraceAttribute(void* trace, const char* attKey, int traceNo, double* values, int n);
+/** @} */
+
+/** Write the attribute `attKey` of trace `traceNo` (from 0) of a trace set, as the functions above
+ * do of trace 0.
+ *
+ * @return 1 when written, 0 when refused (null handle, negative trace)
+ */
+/** @{ */
+int knl_msetI32TraceAttribute(void* trace, const char* attKey, int traceNo, int var);
+int knl_msetI64TraceAttribute(void* trace, const char* attKey, int traceNo, int64_t var);
+int knl_msetF32TraceAttribute(void* trace, const char* attKey, int traceNo, float var);
+int knl_msetF64TraceAttribute(void* trace, const char* attKey, int traceNo, double var);
+int knl_msetI32ArrayTraceAttribute(void* trace, const char* attKey, int traceNo, const int* var,
+                                   int size);
+int knl_msetI64ArrayTraceAttribute(void* trace, const char* attKey, int traceNo, const int64_t* var,
+                                   int size);
+int knl_msetF32ArrayTraceAttribute(void* trace, const char* attKey, int traceNo, const float* var,
+                                   int size);
+int knl_msetF64ArrayTraceAttribute(void* trace, const char* attKey, int traceNo, const double* var,
+                                   int size);
+int knl_msetStrTraceAttribute(void* trace, const char* attKey, int traceNo, const char* var);
 /** @} */
 
 /* ------------------------------------------------------------- many trace attributes at once */
@@ -391,6 +550,13 @@ int knl_getTraceAttributeDimension(const char* trAttDefName, int* trAttDefDim);
  */
 int knl_getTraceAttributeDescription(const char* trAttDefName, char* trAttDefDesc);
 
+/** As knl_getTraceAttributeDescription(), into a buffer of stated size.
+ *
+ * @param[out] trAttDefDesc  at most `n` bytes, the NUL included; untouched when `n` is below 1
+ * @return the length of the whole description in bytes without its NUL
+ */
+int knl_getTraceAttributeDescriptionN(const char* trAttDefName, char* trAttDefDesc, int n);
+
 /* --------------------------------------------------------------- resources, memory and files */
 
 /** Fetches the address that was kept under `attKey` for the running module.
@@ -478,6 +644,17 @@ int knl_bldWorkTraceBuffer(int channel, int traceLength, int sampleInterval, int
  *         for a null handle, for a negative number, or when no module is running
  */
 int knl_bldWorkTraceBufferLike(int channel, void* model);
+
+/** Sets the bits `flag` on an input channel of the running module: with #KNL_KEEP_TRACE, the trace
+ * that the channel shows stays there for the next call.
+ *
+ * @param channel  channel number, from 0
+ * @return 1; 0 when the channel does not exist, or when no module is running
+ */
+int knl_setInputTraceBufferFlag(int channel, int flag);
+
+/** 1 when any of the bits `flag` is set on the input channel `channel` (from 0), else 0. */
+int knl_isInputTraceBufferFlagged(int channel, int flag);
 
 /* -------------------------------------------------------------------------------- trace sets */
 

@@ -94,6 +94,9 @@ protected:
         set("F32", UniVar(1.5f));
         set("F64", UniVar(0.1));
         set("TEXT", UniVar("some text"));
+        set("PATH", UniVar(std::string(299, 'a') + "z"));
+        set("LINES", UniVar(std::string("one\n\ntwo  b")));
+        set("EMPTY", UniVar(std::string()));
         set("I32S", UniVar(i32s, 3));
         set("I64S", UniVar(i64s, 2));
         set("F32S", UniVar(f32s, 4));
@@ -130,9 +133,9 @@ TEST_P(ParameterInterfaceJobTest, ReadsAndWritesParametersGroupsAndLibraries)
 }
 
 INSTANTIATE_TEST_SUITE_P(Languages, ParameterInterfaceJobTest,
-                         testing::Values(InterfaceModule{"knl_c_parameters", 176},
+                         testing::Values(InterfaceModule{"knl_c_parameters", 220},
                                          InterfaceModule{"knl_fortran_parameters", 156},
-                                         InterfaceModule{"modern_parameters", 123}),
+                                         InterfaceModule{"modern_parameters", 149}),
                          testing::PrintToStringParamName());
 
 // -- Traces
@@ -179,7 +182,7 @@ TEST_P(TraceInterfaceJobTest, UsesAttributesBuffersAndTraceSets)
 }
 
 INSTANTIATE_TEST_SUITE_P(Languages, TraceInterfaceJobTest,
-                         testing::Values(InterfaceModule{"knl_c_traces", 163},
+                         testing::Values(InterfaceModule{"knl_c_traces", 237},
                                          InterfaceModule{"knl_fortran_traces", 175},
                                          InterfaceModule{"modern_traces", 142}),
                          testing::PrintToStringParamName());

@@ -73,6 +73,71 @@ static void convert_module_parameters(void)
     CHECK(library == NULL);
 }
 
+/* Every element is converted as the single number is; the number of elements comes back. */
+static void copy_module_parameters(void)
+{
+    int i32[4] = {-7, -7, -7, -7};
+    int64_t i64[4] = {-7, -7, -7, -7};
+    float f32[4] = {-7, -7, -7, -7};
+    double f64[4] = {-7, -7, -7, -7};
+
+    CHECK_INT(4, knl_copyI32ModuleParameter("F32S", i32, 4));
+    CHECK(i32[0] == 0 && i32[1] == 1 && i32[2] == 2 && i32[3] == 3);
+    CHECK_INT(3, knl_copyI64ModuleParameter("I32S", i64, 4));
+    CHECK(i64[0] == 1 && i64[1] == -2 && i64[2] == 3 && i64[3] == -7);
+    CHECK_INT(2, knl_copyF32ModuleParameter("I64S", f32, 1));
+    CHECK(f32[0] == (float)(1L << 40) && f32[1] == -7);
+    CHECK_INT(1, knl_copyF64ModuleParameter("F64S", f64, 4));
+    CHECK(f64[0] == 0.1 && f64[1] == -7);
+    CHECK_INT(1, knl_copyF64ModuleParameter("NUMBER", f64, 4)); /* the text 12abc */
+    CHECK(f64[0] == 12 && f64[1] == -7);
+    CHECK_INT(1, knl_copyI32ModuleParameter("I32", i32, 1));
+    CHECK_INT(42, i32[0]);
+    CHECK_INT(4, knl_copyI32ModuleParameter("F32S", NULL, 0));
+    CHECK_INT(-1, knl_copyI32ModuleParameter("NONE", i32, 4));
+    CHECK_INT(-1, knl_copyI64ModuleParameter("NONE", i64, 4));
+    CHECK_INT(-1, knl_copyF32ModuleParameter("NONE", f32, 4));
+    CHECK_INT(-1, knl_copyF64ModuleParameter("NONE", f64, 4));
+    CHECK_INT(42, i32[0]);
+}
+
+static void copy_from_group_and_library(void* group, void* library)
+{
+    int i32[4] = {-7, -7, -7, -7};
+    int64_t i64[4] = {-7, -7, -7, -7};
+    float f32[4] = {-7, -7, -7, -7};
+    double f64[4] = {-7, -7, -7, -7};
+    char text[5];
+
+    CHECK_INT(9, knl_getStrGroupParameterN(group, "TEXT", 1, text, sizeof text));
+    CHECK_TEXT("some", text);
+    CHECK_INT(-1, knl_getStrGroupParameterN(group, "TEXT", 0, text, sizeof text));
+    CHECK_INT(-1, knl_getStrGroupParameterN(NULL, "TEXT", 1, text, sizeof text));
+    CHECK_INT(4, knl_copyI32GroupParameter(group, "F32S", 1, i32, 4));
+    CHECK(i32[0] == 0 && i32[3] == 3);
+    CHECK_INT(3, knl_copyI64GroupParameter(group, "I32S", 1, i64, 4));
+    CHECK(i64[1] == -2 && i64[3] == -7);
+    CHECK_INT(3, knl_copyF32GroupParameter(group, "I32S", 1, f32, 2));
+    CHECK(f32[1] == -2 && f32[2] == -7);
+    CHECK_INT(4, knl_copyF64GroupParameter(group, "F32S", 1, f64, 4));
+    CHECK(f64[3] == 3.5);
+    CHECK_INT(-1, knl_copyF64GroupParameter(group, "F32S", 7, f64, 4));
+    CHECK_INT(2, knl_getGroupParameterSize(group)); /* asking makes no row */
+
+    CHECK_INT(9, knl_getStrLibraryParameterN(library, "TEXT", text, sizeof text));
+    CHECK_TEXT("some", text);
+    CHECK_INT(-1, knl_getStrLibraryParameterN(library, "NONE", text, sizeof text));
+    CHECK_INT(2, knl_copyI32LibraryParameter(library, "I64S", i32, 4));
+    CHECK(i32[0] == 0 && i32[1] == -1); /* the low 32 bits */
+    CHECK_INT(4, knl_copyI64LibraryParameter(library, "F32S", i64, 4));
+    CHECK(i64[3] == 3);
+    CHECK_INT(1, knl_copyF32LibraryParameter(library, "F64S", f32, 4));
+    CHECK(f32[0] == 0.1f);
+    CHECK_INT(1, knl_copyF64LibraryParameter(library, "F64", f64, 4));
+    CHECK(f64[0] == 0.1);
+    CHECK_INT(-1, knl_copyF64LibraryParameter(NULL, "F64", f64, 4));
+}
+
 static void ask_for_absent_module_parameters(void)
 {
     int i32 = -7, size = -7;
@@ -305,10 +370,12 @@ int preprocess_(void)
 
     read_module_parameters();
     convert_module_parameters();
+    copy_module_parameters();
     ask_for_absent_module_parameters();
     CHECK_INT(1, knl_getGroupModuleParameter("GROUP", &group));
     CHECK_INT(1, knl_getLibModuleParameter("LIBRARY", &library));
     CHECK(group != NULL && library != NULL);
+    copy_from_group_and_library(group, library);
     read_group(group);
     write_group(group);
     read_library(library);

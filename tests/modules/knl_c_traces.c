@@ -20,6 +20,8 @@ static void query_schema(void)
     CHECK_INT(-1, value);
     CHECK_INT(0, knl_getTraceAttributeDescription("i32", text));
     CHECK_TEXT("a number of 32 bits", text);
+    CHECK_INT(19, knl_getTraceAttributeDescriptionN("i32", text, 9));
+    CHECK_TEXT("a number", text);
     CHECK_INT(0, knl_getTraceAttributeDescription("unknown", text));
     CHECK_TEXT("", text);
 }
@@ -82,6 +84,75 @@ static void read_attributes(void* set)
     CHECK_INT(0, knl_getF64ArrayTraceAttribute(set, "absent", &f64s, &size));
     CHECK(i32 == 42 && size == 2);
     CHECK_TEXT("some text", text);
+}
+
+/* As above, of the second trace, which the first one leaves alone. */
+static void use_attributes_of_trace_1(void* set)
+{
+    const int i32s[3] = {4, -5, 6};
+    const int64_t i64s[2] = {1L << 41, -2};
+    const float f32s[4] = {4.5f, 5.5f, 6.5f, 7.5f};
+    const double f64s[2] = {0.3, 0.4};
+    int i32 = -7, size = -7, ints[4] = {-7, -7, -7, -7};
+    int64_t i64 = -7, longs[2] = {-7, -7};
+    float f32 = -7, floats[2] = {-7, -7};
+    double f64 = -7, doubles[4] = {-7, -7, -7, -7};
+    int* i32array = NULL;
+    int64_t* i64array = NULL;
+    float* f32array = NULL;
+    double* f64array = NULL;
+    char text[6];
+
+    CHECK_INT(1, knl_msetI32TraceAttribute(set, "i32", 1, 43));
+    CHECK_INT(1, knl_msetI64TraceAttribute(set, "i64", 1, 1L << 41));
+    CHECK_INT(1, knl_msetF32TraceAttribute(set, "f32", 1, 2.5f));
+    CHECK_INT(1, knl_msetF64TraceAttribute(set, "f64", 1, 0.2));
+    CHECK_INT(1, knl_msetStrTraceAttribute(set, "text", 1, "other text"));
+    CHECK_INT(1, knl_msetI32ArrayTraceAttribute(set, "i32s", 1, i32s, 3));
+    CHECK_INT(1, knl_msetI64ArrayTraceAttribute(set, "i64s", 1, i64s, 2));
+    CHECK_INT(1, knl_msetF32ArrayTraceAttribute(set, "f32s", 1, f32s, 4));
+    CHECK_INT(1, knl_msetF64ArrayTraceAttribute(set, "f64s", 1, f64s, 2));
+    CHECK_INT(2, knl_getNumberOfTraces(set));
+
+    CHECK_INT(1, knl_mgetI32TraceAttribute(set, "i32", 1, &i32));
+    CHECK_INT(43, i32);
+    CHECK_INT(1, knl_mgetI64TraceAttribute(set, "i64", 1, &i64));
+    CHECK_INT(1L << 41, i64);
+    CHECK_INT(1, knl_mgetF32TraceAttribute(set, "f32", 1, &f32));
+    CHECK_REAL(2.5, f32);
+    CHECK_INT(1, knl_mgetF64TraceAttribute(set, "f64", 1, &f64));
+    CHECK_REAL(0.2, f64);
+    CHECK_INT(10, knl_mgetStrTraceAttributeN(set, "text", 1, text, sizeof text));
+    CHECK_TEXT("other", text);
+    CHECK_INT(1, knl_mgetI32ArrayTraceAttribute(set, "i32s", 1, &i32array, &size));
+    CHECK(size == 3 && i32array[1] == -5);
+    CHECK_INT(1, knl_mgetI64ArrayTraceAttribute(set, "i64s", 1, &i64array, &size));
+    CHECK(size == 2 && i64array[1] == -2);
+    CHECK_INT(1, knl_mgetF32ArrayTraceAttribute(set, "f32s", 1, &f32array, &size));
+    CHECK(size == 4 && f32array[3] == 7.5f);
+    CHECK_INT(1, knl_mgetF64ArrayTraceAttribute(set, "f64s", 1, &f64array, &size));
+    CHECK(size == 2 && f64array[1] == 0.4);
+    CHECK_INT(4, knl_mcopyI32TraceAttribute(set, "f32s", 1, ints, 3));
+    CHECK(ints[0] == 4 && ints[2] == 6 && ints[3] == -7);
+    CHECK_INT(3, knl_mcopyI64TraceAttribute(set, "i32s", 1, longs, 2));
+    CHECK(longs[0] == 4 && longs[1] == -5);
+    CHECK_INT(2, knl_mcopyF32TraceAttribute(set, "f64s", 1, floats, 2));
+    CHECK(floats[0] == 0.3f && floats[1] == 0.4f);
+    CHECK_INT(1, knl_mcopyF64TraceAttribute(set, "i32", 1, doubles, 4));
+    CHECK(doubles[0] == 43 && doubles[1] == -7);
+
+    CHECK(knl_getI32TraceAttribute(set, "i32", &i32) == 1 && i32 == 42);
+    CHECK_INT(0, knl_mgetI32TraceAttribute(set, "absent", 5, &i32));
+    CHECK_INT(0, knl_mgetI32TraceAttribute(set, "i32", -1, &i32));
+    CHECK_INT(0, knl_mgetI32TraceAttribute(NULL, "i32", 0, &i32));
+    CHECK_INT(-1, knl_mgetStrTraceAttributeN(set, "text", -1, text, sizeof text));
+    CHECK_INT(-1, knl_mcopyI32TraceAttribute(set, "absent", 1, ints, 3));
+    CHECK_INT(0, knl_msetI32TraceAttribute(set, "i32", -1, 5));
+    CHECK_INT(0, knl_msetStrTraceAttribute(set, "text", -1, "none"));
+    CHECK_INT(0, knl_msetF64ArrayTraceAttribute(set, "f64s", -1, f64s, 2));
+    CHECK_INT(42, i32);
+    CHECK_INT(2, knl_getNumberOfTraces(set));
+    CHECK_INT(1, knl_removeTrace(set, 1));
 }
 
 static void use_lists(void* set)
@@ -257,6 +328,16 @@ static void flag_traces(void)
     CHECK_INT(1, knl_setDataChannelFlag(NULL, 3));
 }
 
+static void flag_channel(void)
+{
+    CHECK_INT(0, knl_isInputTraceBufferFlagged(0, 6));
+    CHECK_INT(1, knl_setInputTraceBufferFlag(0, 2));
+    CHECK_INT(1, knl_isInputTraceBufferFlagged(0, 6));
+    CHECK_INT(0, knl_isInputTraceBufferFlagged(0, 4));
+    CHECK_INT(0, knl_isInputTraceBufferFlagged(1, 2));
+    CHECK_INT(0, knl_setInputTraceBufferFlag(1, 2));
+}
+
 int preprocess_(void)
 {
     void* set;
@@ -268,12 +349,14 @@ int preprocess_(void)
     knl_getWorkTraceBuffer(&set, 3);
     write_attributes(set);
     read_attributes(set);
+    use_attributes_of_trace_1(set);
     use_lists(set);
     knl_getWorkTraceBuffer(&set, 4);
     change_geometry(set);
     knl_setI32TraceAttribute(set, "i32", 42);
     copy_and_move(set);
     flag_traces();
+    flag_channel();
     CHECK(knl_removeWorkTraces() > 0);
     CHECK_INT(0, knl_getNumberOfTraces(set));
     CHECK_INT(0, knl_removeWorkTraces());
@@ -283,9 +366,11 @@ int preprocess_(void)
     return 0;
 }
 
-/* Passes every trace on, three of its four samples, and its number doubled. */
+/* Passes every trace on, three of its four samples, and its number doubled; each trace twice, since
+ * the input keeps it for a second call. */
 int process_(void)
 {
+    static int again;
     void* in;
     void* out;
     int number = -7;
@@ -296,7 +381,12 @@ int process_(void)
     CHECK_INT(1, knl_copyTraceToTrace(in, out, 1, 1));
     CHECK_INT(1, knl_getI32TraceAttribute(in, "number", &number));
     CHECK_INT(1, knl_setI32TraceAttribute(out, "number", 2 * number));
-    CHECK_INT(number == 3 ? 3 : 0, knl_getDataChannelFlag(out));
+    CHECK_INT(number == 3 ? KNL_END_OF_DATA : 0, knl_getDataChannelFlag(out));
+    again = !again;
+    if (again) {
+        CHECK_INT(1, knl_setInputTraceBufferFlag(0, KNL_KEEP_TRACE));
+        knl_setDataChannelFlag(out, 0);
+    }
     return 0;
 }
 

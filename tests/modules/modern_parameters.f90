@@ -9,7 +9,7 @@ module modern_parameter_checks
   use vorn_knl
   implicit none
   private
-  public :: read_module_parameters, ask_for_absent_module_parameters, call_without_interface
+  public :: read_module_parameters, read_texts, ask_for_absent_module_parameters, call_without_interface
   public :: read_group, write_group, read_library, write_library
 
   integer(c_int64_t), parameter :: big = 1099511627776_c_int64_t ! 2 to the power of 40
@@ -66,12 +66,66 @@ contains
     call knl_get_module_parameter('I32', text, found)
     call check_text('42', text, 'I32 as text')
     call knl_get_module_parameter('I32', f64s, found)
-    call check(found .and. size(f64s) == 0, 'I32 as an array')
+    call check(found .and. size(f64s) == 1, 'I32 as an array')
+    call check_real(42._c_double, f64s(1), 'element of I32')
     call knl_get_module_parameter('I32S', f32s, found)
-    call check(found .and. size(f32s) == 0, 'I32S as an array of another type')
+    call check(found .and. size(f32s) == 3, 'I32S as an array of another type')
+    call check_real(-2._c_double, real(f32s(2), c_double), 'an element of I32S')
+    call knl_get_module_parameter('F32S', i64s, found)
+    call check(found .and. size(i64s) == 4, 'F32S as an array of integers')
+    call check(all(i64s == [0, 1, 2, 3]), 'elements of F32S without their fractions')
+    call knl_get_module_parameter('F64S', i32s, found)
+    call check(found .and. size(i32s) == 1, 'F64S as an array of integers')
+    call check_int(0, i32s(1), 'element of F64S')
     call knl_get_module_parameter_library('I32', handle, found)
     call check(found .and. .not. c_associated(handle), 'I32 as a library')
   end subroutine read_module_parameters
+
+  ! Of any length, and lists of them.
+  subroutine read_texts(group, library)
+    type(c_ptr), intent(in) :: group, library
+    logical :: found
+    character(len=400) :: path
+    character(len=:), allocatable :: text, texts(:)
+
+    call knl_get_module_parameter('PATH', path, found)
+    call check(found .and. len_trim(path) == 300, 'a long text')
+    call knl_get_module_parameter_text('PATH', text, found)
+    call check(found .and. len(text) == 300, 'a long text of its own length')
+    call check(text(300:) == 'z', 'the end of a long text')
+    call knl_get_module_parameter('LINES', path, found)
+    call check_text('one', trim(path), 'the first line')
+    call knl_get_module_parameter_text('LINES', text, found)
+    call check_int(11, len(text, kind=c_int), 'length of all lines')
+    call knl_get_module_parameter_texts('LINES', texts, found)
+    call check(found .and. size(texts) == 3, 'number of texts')
+    call check_int(6, len(texts, kind=c_int), 'length of the longest text')
+    call check(texts(1) == 'one' .and. texts(2) == '' .and. texts(3) == 'two  b', 'texts')
+    call knl_get_module_parameter_texts('EMPTY', texts, found)
+    call check(found .and. size(texts) == 0, 'an empty list of texts')
+    call knl_get_module_parameter_texts('I32', texts, found)
+    call check(found .and. size(texts) == 1, 'a number as a list of texts')
+    call check_text('42', texts(1), 'a number in a list of texts')
+    call knl_get_module_parameter_texts('NONE', texts, found)
+    call check(.not. found .and. size(texts) == 1, 'an absent list of texts')
+    call knl_get_module_parameter_text('NONE', text, found)
+    call check(.not. found .and. len(text) == 11, 'an absent text of any length')
+
+    call knl_get_group_parameter(group, 'PATH', 2, path, found)
+    call check(found .and. len_trim(path) == 300, 'a long text of a group')
+    call knl_get_group_parameter_text(group, 'PATH', 2, text, found)
+    call check(found .and. len(text) == 300, 'a long text of a group of its own length')
+    call knl_get_group_parameter_texts(group, 'LINES', 2, texts, found)
+    call check(found .and. size(texts) == 3, 'number of texts of a group')
+    call knl_get_group_parameter_texts(group, 'LINES', 1, texts, found)
+    call check(.not. found, 'texts of a row without any')
+    call knl_get_library_parameter(library, 'PATH', path, found)
+    call check(found .and. len_trim(path) == 300, 'a long text of a library')
+    call knl_get_library_parameter_text(library, 'PATH', text, found)
+    call check(found .and. len(text) == 300, 'a long text of a library of its own length')
+    call knl_get_library_parameter_texts(library, 'LINES', texts, found)
+    call check(found .and. size(texts) == 3, 'number of texts of a library')
+  end subroutine read_texts
 
   subroutine ask_for_absent_module_parameters()
     logical :: found
@@ -373,6 +427,7 @@ integer function preprocess()
   logical :: found
 
   call read_module_parameters(group, library)
+  call read_texts(group, library)
   call ask_for_absent_module_parameters()
   call call_without_interface()
   call read_group(group)

@@ -24,6 +24,7 @@
 #include "TraceAttribute.h"
 #include "UniVar.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <memory>
@@ -212,6 +213,50 @@ int getText(const Source& source, char* out)
 {
     return getWith(source,
                    [out](const UniVar& value) { std::strcpy(out, value.getStrValue().c_str()); });
+}
+
+/// Copies at most `n` bytes, the NUL included, and nothing for an `n` below 1; the length of the
+/// whole text, with which a caller can ask again for more.
+int copyBounded(const std::string& text, char* out, int n);
+
+template <typename Source>
+int getTextBounded(const Source& source, char* out, int n)
+{
+    int length = -1;
+    getWith(source,
+            [&](const UniVar& value) { length = copyBounded(value.getStrValue(), out, n); });
+    return length;
+}
+
+// Every element as a value of its own: whatever single numbers convert to, elements do, too.
+template <typename From, typename T>
+void convertElements(const From* from, int count, T* out)
+{
+    for (int i = 0; i < count; ++i)
+        unpack(UniVar(from[i]), out + i);
+}
+
+template <typename Source, typename T>
+int copyNumbers(const Source& source, T* out, int n)
+{
+    int count = -1;
+    getWith(source, [&](const UniVar& value) {
+        const UniVarType type = value.getType();
+        const bool isArray = type >= int32ArrayType && type <= float64ArrayType;
+        count = isArray ? value.getArraySize() : 1;
+        const int copied = std::min(count, n);
+        if (type == int32ArrayType)
+            convertElements(value.getI32ArrayValue(), copied, out);
+        else if (type == int64ArrayType)
+            convertElements(value.getI64ArrayValue(), copied, out);
+        else if (type == float32ArrayType)
+            convertElements(value.getF32ArrayValue(), copied, out);
+        else if (type == float64ArrayType)
+            convertElements(value.getF64ArrayValue(), copied, out);
+        else if (copied == 1)
+            unpack(value, out);
+    });
+    return count;
 }
 
 template <typename Source>

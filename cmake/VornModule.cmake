@@ -22,6 +22,12 @@
 # sources can `use vorn_knl`, `use vorn_kit` and `use vorn_stream`, which are compiled once per
 # project with the project's compiler; a Fortran module without a `preprocess` of its own gets the
 # entry points of the kit, which call its `vorn_new_module`.
+#
+# vorn_add_module_test(NAME <name> MODULE <module> [ARGUMENTS <argument>...])
+#
+# Makes a test of ctest that runs the module <module> alone in a job: `vorn test <module>` with the
+# arguments, whose file names are relative to the source directory. `vorn test --help` lists them.
+# The project calls enable_testing() before.
 
 set(VORN_MODULE_CMAKE_DIR ${CMAKE_CURRENT_LIST_DIR})
 set(VORN_MODULE_OUTPUT_DIR ${CMAKE_BINARY_DIR}/vorn_home/lib
@@ -163,6 +169,10 @@ function(vorn_add_module)
         configure_file(${MODULE_MANIFEST} ${VORN_MODULE_OUTPUT_DIR}/${MODULE_NAME}.yaml COPYONLY)
     endif()
     if(NOT MODULE_NO_INSTALL)
+        if(MODULE_NAME IN_LIST VORN_SHIPPED_MODULES)
+            install(CODE "message(FATAL_ERROR \"${MODULE_NAME} is a module that VORN ships, and \"
+                \"would be replaced; give this one another name\")")
+        endif()
         install(TARGETS ${MODULE_NAME} LIBRARY DESTINATION ${VORN_INSTALL_HOME}/lib)
         if(MODULE_MANIFEST)
             install(FILES ${MODULE_MANIFEST}
@@ -170,4 +180,23 @@ function(vorn_add_module)
                 RENAME ${MODULE_NAME}.yaml)
         endif()
     endif()
+endfunction()
+
+function(vorn_add_module_test)
+    cmake_parse_arguments(PARSE_ARGV 0 TEST "" "NAME;MODULE" "ARGUMENTS")
+    if(NOT TEST_NAME OR NOT TEST_MODULE OR TEST_UNPARSED_ARGUMENTS)
+        message(FATAL_ERROR "vorn_add_module_test: NAME and MODULE are required, and nothing but "
+            "ARGUMENTS is known besides")
+    endif()
+    if(NOT TARGET VORN::vorn)
+        message(STATUS "vorn_add_module_test: this VORN was built without its host, which runs "
+            "tests; there is no test \"${TEST_NAME}\"")
+        return()
+    endif()
+    add_test(NAME ${TEST_NAME}
+        COMMAND VORN::vorn test ${TEST_MODULE} --allow-modules-from ${VORN_MODULE_OUTPUT_DIR}
+            ${TEST_ARGUMENTS}
+        WORKING_DIRECTORY ${CMAKE_CURRENT_SOURCE_DIR})
+    # The modules that bring traces are those of the installation, whatever the person has set.
+    set_tests_properties(${TEST_NAME} PROPERTIES ENVIRONMENT_MODIFICATION VORN_HOME=unset:)
 endfunction()

@@ -11,11 +11,21 @@ set(lib_dir ${CMAKE_INSTALL_LIBDIR})
 set(home_dir ${VORN_INSTALL_HOME})
 set(fortran_dir ${CMAKE_INSTALL_DATADIR}/vorn/fortran)
 set(libexec_dir ${CMAKE_INSTALL_LIBEXECDIR})
+set(bin_dir ${CMAKE_INSTALL_BINDIR})
+# Modules of other projects must not replace these in the installation.
+set(VORN_SHIPPED_MODULES "")
+if(VORN_BUILD_HOST)
+    file(GLOB manifests CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/modules/*/*.yaml)
+    foreach(manifest IN LISTS manifests)
+        cmake_path(GET manifest STEM module)
+        list(APPEND VORN_SHIPPED_MODULES ${module})
+    endforeach()
+endif()
 configure_package_config_file(
     ${PROJECT_SOURCE_DIR}/cmake/VORNConfig.cmake.in
     ${PROJECT_BINARY_DIR}/package/VORNConfig.cmake
     INSTALL_DESTINATION ${package_dir}
-    PATH_VARS include_dir lib_dir home_dir fortran_dir libexec_dir)
+    PATH_VARS include_dir lib_dir home_dir fortran_dir libexec_dir bin_dir)
 write_basic_package_version_file(
     ${PROJECT_BINARY_DIR}/package/VORNConfigVersion.cmake
     COMPATIBILITY SameMinorVersion)

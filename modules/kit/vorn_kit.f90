@@ -590,16 +590,24 @@ contains
 
   ! ---- Inputs and outputs ----
 
-  !> The first input; `good` is false after a fatal message when there is none.
-  subroutine vorn_required_input(input, good)
+  !> The first input, or input number `channel`; `good` is false after a fatal message when there is
+  !> none.
+  subroutine vorn_required_input(input, good, channel)
     type(c_ptr), intent(out) :: input
     logical, intent(inout) :: good
-    integer(c_int) :: status
+    integer(c_int), intent(in), optional :: channel
+    integer(c_int) :: number, status
 
-    call knl_get_input_trace_buffer(input, 1, status)
+    number = 1
+    if (present(channel)) number = channel
+    call knl_get_input_trace_buffer(input, number, status)
     if (status == 0) return
     good = .false.
-    call vorn_fail('the module has no input; connect one')
+    if (number == 1) then
+      call vorn_fail('the module has no input; connect one')
+    else
+      call vorn_fail('the module has no input ' // vorn_to_text(number) // '; connect one')
+    end if
   end subroutine vorn_required_input
 
   !> Gives the first output the trace length, the sample interval and the attributes of `like`;

@@ -119,5 +119,9 @@ int process_(void)
 
 int postprocess_(void)
 {
-    return knl_freeResource(kept_state());
+    struct state* state = kept_state();
+
+    if (state != NULL && strcmp(state->fault, "leak") == 0)
+        return 0;
+    return knl_freeResource(state);
 }

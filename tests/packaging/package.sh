@@ -316,6 +316,63 @@ trace: 0 0.062 0.128 0.198
 job finished" libtpow.so POWER=1
 }
 
+# A new module in the language $1 of the kind $2, made, built, tested and run as its README says. Its
+# test fails where the module computes something else.
+step_new_module() {
+    name=my_$(echo "$1_$2" | tr -c 'a-z0-9\n' _)
+    project=$VORN_WORK_DIR/$name
+    option=--$2
+    [ "$2" != filter ] || option=
+    PATH=$prefix/bin:$PATH
+    export PATH
+    unset VORN_HOME
+    # shellcheck disable=SC2086
+    vorn new-module "$name" --language "$1" $option --into "$project"
+    cd "$project"
+    $CMAKE -B build -DCMAKE_PREFIX_PATH="$prefix" -DCMAKE_DISABLE_FIND_PACKAGE_Qt5=ON \
+        -DCMAKE_DISABLE_FIND_PACKAGE_Qt6=ON
+    $CMAKE --build build
+    (cd build && ctest --output-on-failure)
+    vorn check job.yaml --allow-modules-from build/vorn_home/lib
+    vorn run job.yaml --allow-modules-from build/vorn_home/lib
+    grep -q "$name" README.md || fail "the README does not name the module"
+    if grep -r -e my_module -e MY_ . --include='*.*' --exclude-dir=build; then
+        fail "a name of the template is left"
+    fi
+
+    case $2 in
+        sink) return ;;
+    esac
+    # Byte 260 lies in the second sample of the first trace.
+    printf '\100' | dd of=tests/expected.su bs=1 seek=247 conv=notrunc 2>/dev/null
+    if (cd build && ctest) >log 2>&1; then
+        fail "another result is expected, and the test passes"
+    fi
+}
+
+# Names that would do harm.
+step_new_module_refused() {
+    PATH=$prefix/bin:$PATH
+    unset VORN_HOME
+    cd "$VORN_WORK_DIR"
+    for name in agc Big 9lives 'with space' ../up ''; do
+        if vorn new-module "$name" --into "refused" >log 2>&1; then
+            fail "a module is named \"$name\""
+        fi
+        [ ! -e refused ] || fail "something is left of a module named \"$name\""
+    done
+    grep -q "cannot be the name of a module" log || fail "the refusal does not say why"
+    project=$VORN_WORK_DIR/shipped
+    mkdir -p "$project"
+    cp "$VORN_SOURCE_DIR"/examples/module-c/* "$project"
+    configure_project
+    $CMAKE --build "$project/build"
+    if $CMAKE --install "$project/build" --prefix "$prefix" >log 2>&1; then
+        fail "a shipped module was replaced"
+    fi
+    grep -q "gain is a module that VORN ships" log || fail "the refusal does not say why"
+}
+
 # A source that the project cannot compile is refused by name.
 step_language_missing() {
     write_project C twice.f90

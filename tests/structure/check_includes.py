@@ -5,8 +5,9 @@ Usage: check_includes.py [SOURCE_TREE]
 
 Prints a line for each forbidden include and ends with 1 when there is one. What may include what:
 
-    src/host        cli -> parts -> each -> run, report -> draw -> job -> base; every header is named with its
-                    room; of modules/support only the parsers of words/, and only in job
+    src/host        cli -> kit, parts -> each -> run, report -> draw -> job -> base; every header is
+                    named with its room; of modules/support only the parsers of words/, and only in
+                    job
     src/kernel      MOXKernel_fortran -> MOXKernel_c -> MOXKernel -> JobManager -> ... -> UniVar
     src/components  nothing of src/kernel, src/host and modules
     modules         of the kernel only the module interface (knl.h, knl_fortran.h, MOXKernel.h) and
@@ -30,7 +31,8 @@ ROOMS = {
     'report': {'base', 'job', 'draw'},
     'each': {'base', 'job', 'run', 'report'},
     'parts': {'base', 'job', 'run', 'each'},
-    'cli': {'base', 'job', 'draw', 'run', 'report', 'each', 'parts'},
+    'kit': {'base', 'job', 'each'},
+    'cli': {'base', 'job', 'draw', 'run', 'report', 'each', 'parts', 'kit'},
 }
 
 # What the check of a job parses as the modules do: formulas and tables. Nothing of it needs a kernel.

@@ -109,6 +109,8 @@ Command planCommand();
 Command partCommand();
 Command mergeCommand();
 Command statusCommand();
+Command newModuleCommand();
+Command testCommand();
 Command submitCommand();
 Command manualCommand();
 Command completionCommand();

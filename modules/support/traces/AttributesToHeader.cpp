@@ -61,6 +61,7 @@ AttributesToHeader::AttributesToHeader(std::string file, const std::vector<VORN:
         if (key == "tracl" || key == "tracr")
             counting.push_back(i);
     }
+    integerRuns = VORN::WordRuns(integers);
     integerList = attributeList(integers);
     floatList = attributeList(floats);
     integerValues.resize(integers.size());
@@ -70,8 +71,10 @@ AttributesToHeader::AttributesToHeader(std::string file, const std::vector<VORN:
 void AttributesToHeader::fill(void* input, int64_t number, unsigned char* header)
 {
     readIntegers(input, number);
-    for (std::size_t i = 0; i < integers.size(); ++i)
-        write(*integers[i], integerValues[i], number, header);
+    if (!integerRuns.write(header, little, integerValues.data())) {
+        for (std::size_t i = 0; i < integers.size(); ++i) // again, to report those that do not fit
+            write(*integers[i], integerValues[i], number, header);
+    }
     for (const std::size_t i : otherTypes)
         write(*integers[i], wholeNumber(getTraceAttribute(input, integers[i]->key, 0)), number,
               header);

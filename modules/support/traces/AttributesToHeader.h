@@ -6,6 +6,7 @@
 
 #include "segy/HeaderWords.h"
 #include "segy/WordMap.h"
+#include "segy/WordRuns.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -54,6 +55,7 @@ private:
     const VORN::HeaderWord* lengthWord = nullptr; // null when it is not to be written
     const VORN::HeaderWord* intervalWord = nullptr;
     Words integers; // the other ones
+    VORN::WordRuns integerRuns;
     Words floats;
     Words mapped;                      // by the user, of any type
     std::vector<int> defaults;         // of the integers

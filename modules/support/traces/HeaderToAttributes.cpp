@@ -50,6 +50,7 @@ HeaderToAttributes::HeaderToAttributes(const std::vector<VORN::HeaderWord>& word
     numbered = getTraceAttributeType(fileTraceAttribute) > 0;
     lengthWord = find("ns");
     intervalWord = find("dt");
+    integerRuns = VORN::WordRuns(integers);
     integerValues.resize(integers.size());
     floatValues.resize(floats.size());
 }
@@ -75,8 +76,7 @@ float* HeaderToAttributes::addTrace(void* output, int64_t fileTrace, const unsig
                                     bool littleEndian, int samples)
 {
     const int number = getNumberOfTraces(output);
-    for (std::size_t i = 0; i < integers.size(); ++i)
-        integerValues[i] = VORN::readWord(header, *integers[i], littleEndian);
+    integerRuns.read(header, littleEndian, integerValues.data());
     if (lengthWord < integers.size())
         integerValues[lengthWord] = samples;
     if (intervalWord < integers.size())

@@ -5,6 +5,7 @@
 #define HEADERTOATTRIBUTES_H
 
 #include "segy/HeaderWords.h"
+#include "segy/WordRuns.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -53,6 +54,7 @@ private:
     using Words = std::vector<const VORN::HeaderWord*>;
 
     Words integers;
+    VORN::WordRuns integerRuns;
     Words floats;
     Words others; // set one by one
     Words unknown;

@@ -36,6 +36,53 @@ inline bool isSameName(const std::string& known, std::string_view name)
     return known == name;
 }
 
+/// A name that is compared with others again and again. What `isSameName` works out for each
+/// comparison is known beforehand.
+class NameToCompare
+{
+public:
+    /// Keeps a copy of what it needs of `name`, which must live as long where it has one letter or
+    /// more than 16.
+    explicit NameToCompare(std::string_view name) : text(name)
+    {
+        if (name.size() < 2 || name.size() > 16)
+            return;
+        width = name.size() > 8 ? 8 : name.size() > 3 ? 4 : 2;
+        lastWord = name.size() - width;
+        std::memcpy(&head, name.data(), width);
+        std::memcpy(&tail, name.data() + lastWord, width);
+    }
+
+    /// Whether `name` is the same.
+    bool is(const std::string& name) const
+    {
+        if (name.size() != text.size())
+            return false;
+        if (width == 4)
+            return areEnds<uint32_t>(name.data());
+        if (width == 2)
+            return areEnds<uint16_t>(name.data());
+        return width == 8 ? areEnds<uint64_t>(name.data()) : name == text;
+    }
+
+private:
+    template <typename Word>
+    bool areEnds(const char* from) const
+    {
+        Word first;
+        Word last;
+        std::memcpy(&first, from, sizeof first);
+        std::memcpy(&last, from + lastWord, sizeof last);
+        return first == static_cast<Word>(head) && last == static_cast<Word>(tail);
+    }
+
+    std::string_view text;
+    std::size_t width = 0; // of the words at both ends; 0: the whole text is compared
+    std::size_t lastWord = 0;
+    uint64_t head = 0;
+    uint64_t tail = 0;
+};
+
 /// Remembers where the names that were looked up last stand in one map. Modules ask for the same
 /// few names trace after trace; a comparison finds them again, where the tree takes a comparison at
 /// every level.

@@ -25,6 +25,20 @@ void unpack(const UniVar& value, float* out)   { *out = value.getF32Value(); }
 void unpack(const UniVar& value, double* out)  { *out = value.getF64Value(); }
 // clang-format on
 
+// Bytes of a number of that type; 0 for what is not one.
+int numberSize(traceAttVarType type)
+{
+    if (type == int32AttType || type == float32AttType)
+        return 4;
+    return type == int64AttType || type == float64AttType ? 8 : 0;
+}
+
+bool isSameIdent(const traceAttIdent& a, const traceAttIdent& b)
+{
+    static_assert(sizeof(traceAttIdent) == 4 * sizeof(int), "it has nothing but four numbers");
+    return std::memcmp(&a, &b, sizeof a) == 0;
+}
+
 // Whether the header holds the attribute as one number of exactly this type: then it is copied.
 template <typename T>
 bool isPlain(const SeisTrace& trace, const traceAttIdent& ident)
@@ -59,28 +73,46 @@ int TraceAttributeList::countPresent(const SeisTraceSet& set, int* types, std::s
     return present;
 }
 
+// Whether the header of `trace` holds the whole run as numbers of exactly this type.
+template <typename T>
+bool TraceAttributeList::isPlainIn(const SeisTrace* trace, const Run& run)
+{
+    return trace != nullptr && run.type == headerType(static_cast<const T*>(nullptr)) &&
+           trace->traceHeader != nullptr &&
+           run.offset + static_cast<int64_t>(run.count * sizeof(T)) <= trace->traceHeaderSize;
+}
+
 template <typename T>
 int TraceAttributeList::get(SeisTraceSet& set, int traceNo, std::span<T> values)
 {
     if (traceNo < 0)
         return 0;
     const Places& places = placesIn(set);
+    const std::size_t count = countFor(values);
     const SeisTrace* trace = nullptr;
-    int written = 0;
-    for (std::size_t i = 0; i < countFor(values); ++i) {
-        const Definition* definition = places.definitions[i];
-        if (definition == nullptr)
-            continue;
+    std::size_t written = 0;
+    for (const Run& run : places.runs) {
+        if (run.index >= count)
+            break;
         // Asking for attributes that the set does not have makes no trace.
-        if (written++ == 0)
+        if (written == 0)
             trace = set.getTrace(traceNo, true);
-        const traceAttIdent& ident = definition->second;
-        if (trace != nullptr && isPlain<T>(*trace, ident))
-            std::memcpy(&values[i], trace->traceHeader + ident.offset, sizeof(T));
-        else
-            unpack(trace != nullptr ? trace->getAttribute(ident) : UniVar(), &values[i]);
+        const std::size_t some = std::min(run.count, count - run.index);
+        written += some;
+        if (isPlainIn<T>(trace, run)) {
+            std::memcpy(&values[run.index], trace->traceHeader + run.offset, some * sizeof(T));
+            continue;
+        }
+        for (std::size_t k = 0; k < some; ++k) {
+            const std::size_t i = run.index + k;
+            const traceAttIdent& ident = places.entries[run.entry + k].ident;
+            if (trace != nullptr && isPlain<T>(*trace, ident))
+                std::memcpy(&values[i], trace->traceHeader + ident.offset, sizeof(T));
+            else
+                unpack(trace != nullptr ? trace->getAttribute(ident) : UniVar(), &values[i]);
+        }
     }
-    return written;
+    return static_cast<int>(written);
 }
 
 template <typename T>
@@ -88,10 +120,9 @@ int TraceAttributeList::set(SeisTraceSet& set, int traceNo, std::span<const T> v
 {
     const Places& places = placesIn(set);
     const std::size_t count = countFor(values);
-    int written = 0;
-    const auto end = places.definitions.begin() + static_cast<std::ptrdiff_t>(count);
-    if (std::find(places.definitions.begin(), end, nullptr) != end) {
+    if (places.firstMissing < count) {
         // The order of definitions and growths decides where attributes lie, so it is kept.
+        int written = 0;
         for (std::size_t i = 0; i < count; ++i)
             written += set.setAttribute(names[i], UniVar(values[i]), traceNo);
         return written;
@@ -99,12 +130,22 @@ int TraceAttributeList::set(SeisTraceSet& set, int traceNo, std::span<const T> v
     SeisTrace* trace = count > 0 ? set.getTrace(traceNo, true) : nullptr;
     if (trace == nullptr)
         return 0;
-    for (std::size_t i = 0; i < count; ++i) {
-        const traceAttIdent& ident = places.definitions[i]->second;
-        if (isPlain<T>(*trace, ident))
-            std::memcpy(trace->traceHeader + ident.offset, &values[i], sizeof(T));
-        else
-            trace->setAttribute(ident, UniVar(values[i]));
+    for (const Run& run : places.runs) {
+        if (run.index >= count)
+            break;
+        const std::size_t some = std::min(run.count, count - run.index);
+        if (isPlainIn<T>(trace, run)) {
+            std::memcpy(trace->traceHeader + run.offset, &values[run.index], some * sizeof(T));
+            continue;
+        }
+        for (std::size_t k = 0; k < some; ++k) {
+            const std::size_t i = run.index + k;
+            const traceAttIdent& ident = places.entries[run.entry + k].ident;
+            if (isPlain<T>(*trace, ident))
+                std::memcpy(trace->traceHeader + ident.offset, &values[i], sizeof(T));
+            else
+                trace->setAttribute(ident, UniVar(values[i]));
+        }
     }
     return static_cast<int>(count);
 }
@@ -145,23 +186,53 @@ bool TraceAttributeList::areValid(const Places& places, const SeisTraceSet& set)
         return true;
     if (places.first != &*set.attrDefs.begin() || places.last != &*set.attrDefs.rbegin())
         return false;
-    for (std::size_t i = 0; i < names.size(); ++i) {
-        if (places.definitions[i] != nullptr && !isSameName(places.definitions[i]->first, names[i]))
-            return false;
-    }
-    return true;
+    return std::all_of(places.entries.begin(), places.entries.end(), [](const Entry& entry) {
+        return isSameIdent(entry.definition->second, entry.ident) &&
+               entry.name.is(entry.definition->first);
+    });
 }
 
 void TraceAttributeList::lookUp(Places& places, const SeisTraceSet& set) const
 {
-    places.definitions.clear();
-    for (const std::string& name : names) {
-        const auto found = set.attrDefs.find(name);
-        places.definitions.push_back(found != set.attrDefs.end() ? &*found : nullptr);
+    places.definitions.assign(names.size(), nullptr);
+    places.entries.clear();
+    places.entries.reserve(names.size());
+    places.firstMissing = names.size();
+    for (std::size_t i = 0; i < names.size(); ++i) {
+        const auto found = set.attrDefs.find(names[i]);
+        if (found == set.attrDefs.end()) {
+            places.firstMissing = std::min(places.firstMissing, i);
+            continue;
+        }
+        places.definitions[i] = &*found;
+        places.entries.push_back({&*found, found->second, NameToCompare(names[i])});
     }
+    findRuns(places);
     places.set = &set;
     places.layoutNumber = set.layoutNumber;
     places.count = set.attrDefs.size();
     places.first = places.count != 0 ? &*set.attrDefs.begin() : nullptr;
     places.last = places.count != 0 ? &*set.attrDefs.rbegin() : nullptr;
+}
+
+void TraceAttributeList::findRuns(Places& places)
+{
+    places.runs.clear();
+    std::size_t entry = 0;
+    for (std::size_t i = 0; i < places.definitions.size(); ++i) {
+        if (places.definitions[i] == nullptr)
+            continue;
+        const traceAttIdent& ident = places.entries[entry].ident;
+        const bool isNumber =
+            ident.offset >= 0 && ident.size > 0 && ident.size == numberSize(ident.type);
+        Run* last = places.runs.empty() ? nullptr : &places.runs.back();
+        if (isNumber && last != nullptr && last->type == ident.type &&
+            last->index + last->count == i &&
+            last->offset + static_cast<int64_t>(last->count) * ident.size == ident.offset)
+            ++last->count;
+        else
+            places.runs.push_back(
+                {isNumber ? ident.type : undefinedAttType, i, entry, 1, ident.offset});
+        ++entry;
+    }
 }

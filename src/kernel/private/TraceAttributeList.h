@@ -6,6 +6,7 @@
 
 #include "SeisTraceSet.h"
 #include "TraceAttribute.h"
+#include "private/RecentNames.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -19,10 +20,13 @@ class ModuleEntity;
 /// every trace. A module that passes on a whole trace header asks for a hundred names per trace;
 /// looking each of them up costs several times what reading the value does.
 ///
-/// What is remembered for a set are the entries of its attribute map, not their contents: a place
-/// that changes is seen at once. Every use checks that the set's layout is still the one that was
-/// looked up, and that each entry still has its name; otherwise the names are looked up again. A
-/// host that changes the map by hand is noticed as far as RecentNames notices it.
+/// Every use checks that the set's layout is still the one that was looked up, and that each entry
+/// of its attribute map still has its name and its place; otherwise the names are looked up again.
+/// So a place that changes is seen at once. A host that changes the map by hand is noticed as far
+/// as RecentNames notices it.
+///
+/// Names that are neighbours in the list and in the headers, as those of a whole trace header are,
+/// are copied together.
 ///
 /// Values, conversions, traces and headers that come into being are those of the functions by name,
 /// called for one name after the other.
@@ -52,6 +56,25 @@ public:
 private:
     using Definition = std::map<std::string, traceAttIdent>::value_type;
 
+    /// Attributes that follow each other in the list, and numbers of one type that do so in the
+    /// headers, too. Any other attribute is a run of its own.
+    struct Run
+    {
+        traceAttVarType type = undefinedAttType; // undefined: not a number
+        std::size_t index = 0;                   // of the first one, in the list
+        std::size_t entry = 0;                   // of the first one, among the entries
+        std::size_t count = 0;
+        int offset = 0; // of the first one, in the headers
+    };
+
+    /// An entry of a set's attribute map as it was looked up.
+    struct Entry
+    {
+        const Definition* definition;
+        traceAttIdent ident;
+        NameToCompare name;
+    };
+
     /// Where the names stand in one set's attribute map.
     struct Places
     {
@@ -61,11 +84,17 @@ private:
         const Definition* first = nullptr;
         const Definition* last = nullptr;
         std::vector<const Definition*> definitions; // by name; null: the set does not have it
+        std::vector<Entry> entries;                 // those that the set has
+        std::vector<Run> runs;                      // of those that the set has
+        std::size_t firstMissing = 0;               // that it does not have; the size of the list
     };
 
     const Places& placesIn(const SeisTraceSet& set);
     bool areValid(const Places& places, const SeisTraceSet& set) const;
     void lookUp(Places& places, const SeisTraceSet& set) const;
+    static void findRuns(Places& places);
+    template <typename T>
+    static bool isPlainIn(const SeisTrace* trace, const Run& run);
     template <typename Value>
     std::size_t countFor(std::span<Value> values) const;
 

@@ -15,7 +15,7 @@ namespace VORN {
 
 namespace {
 
-constexpr int64_t windowBytes = 1 << 20;
+constexpr int64_t windowBytes = 1 << 18;
 
 std::atomic<InputObserver*> currentObserver{nullptr};
 

@@ -22,7 +22,7 @@ namespace VORN {
 
 namespace {
 
-constexpr std::size_t bufferBytes = 1 << 20;
+constexpr std::size_t bufferBytes = 1 << 18;
 constexpr std::size_t mostPerWrite = 1 << 30; // the operating system writes less than 2 GiB at once
 
 std::atomic<OutputObserver*> currentObserver{nullptr};

@@ -8,6 +8,8 @@
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
+#include <optional>
+#include <set>
 #include <vector>
 
 namespace VORN {
@@ -26,6 +28,13 @@ struct Coding
     bool littleEndian;
 };
 
+// What is looked at: sizes are what takes longest.
+enum class Looking
+{
+    atSharesAlone,
+    atSizesToo
+};
+
 // What the samples look like when they are read so. Samples whose bytes are all zero are left out:
 // they are zero under every coding.
 struct Evidence
@@ -34,8 +43,8 @@ struct Evidence
     double absurd = 0;    // share: not a number, beyond 1e25, an IBM float that is not normalised
     double tiny = 0;      // share below 1e-25, as tails of made-up wavelets have
     double roughness = 0; // mean of |a-b|/(|a|+|b|) over neighbours: 0 smooth, 0.7 noise, 1 chaos
-    double spread = 0;    // standard deviation of log2|a|
-    double median = 0;    // of |a|
+    double spread = 0;    // standard deviation of log2|a|; a size
+    double median = 0;    // of |a|; a size
     double large = 0;     // share of |a| of at least 2^28
     double small = 0;     // share of |a| below 2^27
     double jumps = 0;     // sum of |a-b| over neighbours, to the sum of |a|
@@ -82,27 +91,51 @@ public:
         collect();
         if (bytes.empty() || !isEnough())
             return "";
-        now = evidenceOf(stated);
+        // Nothing that excludes another coding asks for the sizes of floats.
+        now = evidenceOf(stated,
+                         isFloat(stated.format) ? Looking::atSharesAlone : Looking::atSizesToo);
         for (const Coding& other : candidates()) {
-            const Evidence then = evidenceOf(other);
-            if (isBetter(other, then))
-                return line(other, then);
+            Reading then(*this, other);
+            if (!isBetter(other, then))
+                continue;
+            now = evidenceOf(stated, Looking::atSizesToo);
+            return line(other, then());
         }
         return "";
     }
 
 private:
+    // The evidence of a coding, found when it is first asked for: most codings are excluded by what
+    // takes far less.
+    class Reading
+    {
+    public:
+        Reading(const CodingJudge& owner, const Coding& readAs) : judge(owner), coding(readAs) {}
+
+        const Evidence& operator()()
+        {
+            if (!evidence)
+                evidence = judge.evidenceOf(coding, Looking::atSizesToo);
+            return *evidence;
+        }
+
+    private:
+        const CodingJudge& judge;
+        Coding coding;
+        std::optional<Evidence> evidence;
+    };
+
     void collect();
     bool isEnough() const;
     std::vector<Coding> candidates() const;
-    Evidence evidenceOf(const Coding& coding) const;
+    Evidence evidenceOf(const Coding& coding, Looking looking) const;
     FirstDigits firstDigits(bool littleEndian) const;
     double entropyOfByte(std::size_t place) const;
-    bool isSmallSwapped(const Evidence& then) const;
-    bool isBetter(const Coding& other, const Evidence& then) const;
-    bool isBetterInOrder(SampleFormat other, const Evidence& then) const;
-    bool isBetterSwapped(SampleFormat other, const Evidence& then) const;
-    bool areFloats(const Coding& other, const Evidence& then) const;
+    bool isSmallSwapped(Reading& then) const;
+    bool isBetter(const Coding& other, Reading& then) const;
+    bool isBetterInOrder(SampleFormat other, Reading& then) const;
+    bool isBetterSwapped(SampleFormat other, Reading& then) const;
+    bool areFloats(const Coding& other, Reading& then) const;
     std::string line(const Coding& other, const Evidence& then) const;
 
     uint32_t wordAt(std::size_t sample, bool littleEndian) const
@@ -150,7 +183,7 @@ void CodingJudge::collect()
 bool CodingJudge::isEnough() const
 {
     const auto width = static_cast<std::size_t>(sampleBytes(layout.format));
-    std::vector<uint64_t> different;
+    std::set<uint64_t> different;
     std::size_t set = 0;
     for (std::size_t at = 0; at < bytes.size(); at += width) {
         uint64_t bits = 0;
@@ -159,12 +192,12 @@ bool CodingJudge::isEnough() const
         if (bits == 0)
             continue;
         ++set;
-        different.push_back(bits);
+        if (different.size() < fewestDifferent)
+            different.insert(bits);
+        else if (set >= fewestSamples)
+            break;
     }
-    std::sort(different.begin(), different.end());
-    const auto end = std::unique(different.begin(), different.end());
-    return set >= fewestSamples &&
-           static_cast<std::size_t>(end - different.begin()) >= fewestDifferent;
+    return set >= fewestSamples && different.size() >= fewestDifferent;
 }
 
 // The other readings, the likeliest mistakes first.
@@ -191,7 +224,7 @@ std::vector<Coding> CodingJudge::candidates() const
     return codings;
 }
 
-Evidence CodingJudge::evidenceOf(const Coding& coding) const
+Evidence CodingJudge::evidenceOf(const Coding& coding, Looking looking) const
 {
     constexpr double least = 1e-25;
     constexpr double most = 1e25;
@@ -237,11 +270,13 @@ Evidence CodingJudge::evidenceOf(const Coding& coding) const
         large += size >= 0x1p28 ? 1 : 0;
         small += size < 0x1p27 ? 1 : 0;
         if (size > least && size < most) {
-            const double log = std::log2(size);
-            logs += log;
-            squares += log * log;
-            magnitudes.push_back(size);
             sizes += size;
+            if (looking == Looking::atSizesToo) {
+                const double log = std::log2(size);
+                logs += log;
+                squares += log * log;
+                magnitudes.push_back(size);
+            }
         }
         if (isNewPiece)
             continue;
@@ -323,14 +358,14 @@ double CodingJudge::entropyOfByte(std::size_t place) const
 // Whether the bytes that are read as the lowest ones are the signs of integers that do not fill
 // their bytes, and those that are read as the highest ones differ from sample to sample. Bytes that
 // were shifted up have no signs when they are read in the other order.
-bool CodingJudge::isSmallSwapped(const Evidence& then) const
+bool CodingJudge::isSmallSwapped(Reading& then) const
 {
     constexpr double clear = 0.75; // bits
     const auto last = static_cast<std::size_t>(sampleBytes(layout.format)) - 1;
     const double high = entropyOfByte(stated.littleEndian ? last : 0);
     const double low = entropyOfByte(stated.littleEndian ? 0 : last);
-    return high >= low + clear && then.median < now.median && then.jumps <= now.jumps &&
-           then.negative >= 0.05 && then.negative <= 0.95;
+    return high >= low + clear && then().median < now.median && then().jumps <= now.jumps &&
+           then().negative >= 0.05 && then().negative <= 0.95;
 }
 
 // Whether the samples, read as floats of that kind, are what traces are made of.
@@ -343,26 +378,28 @@ bool isPlausible(const Evidence& evidence)
 // IEEE or IBM floats, which the first digits tell apart. IBM floats are normalised. Read as IEEE
 // floats, they leave a gap of an eighth at the bottom of every second octave and are there right
 // above it, which no smooth distribution of amplitudes does in two octaves.
-bool CodingJudge::areFloats(const Coding& other, const Evidence& then) const
+bool CodingJudge::areFloats(const Coding& other, Reading& then) const
 {
-    if (!isFloat(other.format) || !isPlausible(then))
+    if (!isFloat(other.format))
         return false;
     const FirstDigits digits = firstDigits(other.littleEndian);
-    return other.format == SampleFormat::ieeeFloat ? digits.zero >= 0.02
-                                                   : digits.zero <= 0.0002 && digits.afterGaps >= 2;
+    const bool fit = other.format == SampleFormat::ieeeFloat
+                         ? digits.zero >= 0.02
+                         : digits.zero <= 0.0002 && digits.afterGaps >= 2;
+    return fit && isPlausible(then());
 }
 
 // In the byte order of the headers.
-bool CodingJudge::isBetterInOrder(SampleFormat other, const Evidence& then) const
+bool CodingJudge::isBetterInOrder(SampleFormat other, Reading& then) const
 {
     const bool nowFloat = isFloat(stated.format);
     if (nowFloat && other == SampleFormat::int32)
         // Integers that do not fill their four bytes are floats without a sensible exponent.
-        return now.absurd + now.tiny >= 0.3 && then.small >= 0.99;
+        return now.absurd + now.tiny >= 0.3 && then().small >= 0.99;
     if (stated.format == SampleFormat::ibmFloat && other == SampleFormat::ieeeFloat) {
         const double limit = textSaysIeee ? 0.007 : textSaysIbm ? 0.05 : 0.02;
-        return firstDigits(stated.littleEndian).zero >= limit && isPlausible(then) &&
-               then.roughness <= now.roughness + 0.02;
+        return firstDigits(stated.littleEndian).zero >= limit && isPlausible(then()) &&
+               then().roughness <= now.roughness + 0.02;
     }
     if (stated.format == SampleFormat::ieeeFloat && other == SampleFormat::ibmFloat)
         return areFloats({other, stated.littleEndian}, then);
@@ -372,25 +409,25 @@ bool CodingJudge::isBetterInOrder(SampleFormat other, const Evidence& then) cons
 }
 
 // In the other byte order.
-bool CodingJudge::isBetterSwapped(SampleFormat other, const Evidence& then) const
+bool CodingJudge::isBetterSwapped(SampleFormat other, Reading& then) const
 {
     if (isFloat(other))
         return isFloat(stated.format) && now.absurd + now.tiny >= 0.1 &&
-               areFloats({other, !stated.littleEndian}, then) && then.tiny <= 0.001 &&
-               then.spread <= 6 && then.roughness <= now.roughness - 0.1;
+               areFloats({other, !stated.littleEndian}, then) && then().tiny <= 0.001 &&
+               then().spread <= 6 && then().roughness <= now.roughness - 0.1;
     if (other != stated.format)
         return false;
     if (other == SampleFormat::ieeeDouble)
-        return now.absurd + now.tiny >= 0.3 && isPlausible(then) && then.tiny <= 0.001;
+        return now.absurd + now.tiny >= 0.3 && isPlausible(then()) && then().tiny <= 0.001;
     if (isSignedInteger(other) && isSmallSwapped(then))
         return true;
     // The lowest byte of integers is noise, and their highest ones are alike.
-    if (other == SampleFormat::int32 && then.small >= 0.99 && now.small < 0.2)
+    if (other == SampleFormat::int32 && now.small < 0.2 && then().small >= 0.99)
         return true;
-    return now.roughness >= 0.6 && then.roughness <= 0.75 * now.roughness;
+    return now.roughness >= 0.6 && then().roughness <= 0.75 * now.roughness;
 }
 
-bool CodingJudge::isBetter(const Coding& other, const Evidence& then) const
+bool CodingJudge::isBetter(const Coding& other, Reading& then) const
 {
     return other.littleEndian == stated.littleEndian ? isBetterInOrder(other.format, then)
                                                      : isBetterSwapped(other.format, then);

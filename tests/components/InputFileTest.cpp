@@ -24,7 +24,9 @@ TEST_F(InputFileTest, BytesAreReadForwardAndBackward)
     writeBytes(path, bytes);
     InputFile file(path);
     EXPECT_EQ(file.size(), 3000000);
-    for (const int64_t offset : {0L, 100L, 1048570L, 1048576L, 2999990L, 5L, 1500000L}) {
+    for (const int64_t offset :
+         {0L, 100L, 262140L, 262144L, 1048570L, 1048576L, 2999990L, 5L, 1500000L})
+    {
         const auto start = bytes.begin() + offset;
         const Bytes expected(start, start + 10);
         EXPECT_EQ(Bytes(file.at(offset, 10), file.at(offset, 10) + 10), expected) << offset;

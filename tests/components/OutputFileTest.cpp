@@ -323,7 +323,7 @@ TEST_F(OutputFileTest, LargePiecesGoThroughWhole)
 {
     OutputFile file(path, true);
     std::string all;
-    for (const int size : {1, 3000000, 70, 1048576, 1048577, 0, 5}) {
+    for (const int size : {1, 3000000, 70, 262144, 262145, 1048576, 1048577, 0, 5}) {
         const std::string piece(static_cast<std::size_t>(size), static_cast<char>('a' + size % 26));
         put(file, piece);
         all += piece;
@@ -338,7 +338,7 @@ TEST_F(OutputFileTest, LargePiecesGoThroughWhole)
 TEST_F(OutputFileTest, AFullDiskIsReportedWhereverItHappens)
 {
     constexpr std::size_t total = 2500000;
-    for (const rlim_t room : {0, 1, 4096, 1048575, 1048576, 1048577, 2499999}) {
+    for (const rlim_t room : {0, 1, 4096, 262143, 262144, 262145, 1048576, 2499999}) {
         const FileSizeLimit limit(room);
         const std::string text = failure([&] {
             OutputFile file(path, true);

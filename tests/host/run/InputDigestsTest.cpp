@@ -22,7 +22,7 @@ class InputDigestsTest : public ::testing::Test
 protected:
     InputDigestsTest() { std::ofstream(path) << content; }
 
-    static constexpr int64_t window = 1 << 20; // bytes that are read at a time
+    static constexpr int64_t window = 1 << 18; // bytes that are read at a time
     TemporaryDirectory directory;
     const std::string path = directory / "in";
     const std::string content = std::string(3 * window, 'a') + "end";

@@ -10,6 +10,7 @@
 #include "segy/SegyReader.h"
 #include "segy/SegyTraceStatements.h"
 #include "segy/TextHeader.h"
+#include "segy/WordRanges.h"
 
 #include <algorithm>
 #include <cmath>
@@ -117,6 +118,14 @@ struct TraceHeaders
     std::vector<std::vector<WordValue>> values;
 };
 
+// The ranges without the values of each trace, which nearly all words have.
+bool areRangesAlone(const Words& words, bool rows)
+{
+    return !rows && std::all_of(words.begin(), words.end(), [](const HeaderWord* word) {
+        return VORN::WordRanges::canSee(*word);
+    });
+}
+
 TraceHeaders readTraceHeaders(SegyReader& reader, const Words& words,
                               const VORN::NumberRanges& traces, bool rows)
 {
@@ -124,11 +133,19 @@ TraceHeaders readTraceHeaders(SegyReader& reader, const Words& words,
     for (const HeaderWord* word : words)
         found.ranges.push_back({word});
     VORN::SegyTraceStatements statements(reader);
+    std::optional<VORN::WordRanges> together;
+    if (areRangesAlone(words, rows))
+        together.emplace(words);
     for (std::optional<int64_t> number = traces.next(1);
          number && *number <= reader.layout().traces; number = traces.next(*number + 1))
     {
         const unsigned char* header = reader.header(*number - 1);
         statements.see(*number - 1, header);
+        if (together) {
+            together->see(header, reader.layout().littleEndian);
+            ++found.count;
+            continue;
+        }
         std::vector<WordValue> row;
         for (WordRange& range : found.ranges) {
             const WordValue value =
@@ -142,6 +159,11 @@ TraceHeaders readTraceHeaders(SegyReader& reader, const Words& words,
             continue;
         found.numbers.push_back(*number);
         found.values.push_back(std::move(row));
+    }
+    for (std::size_t i = 0; together && i < words.size(); ++i) {
+        const VORN::WordRanges::Range range = together->range(i);
+        found.ranges[i] = {words[i],    range.minimum, range.maximum,
+                           range.first, range.last,    range.changes};
     }
     found.warnings = statements.warnings();
     return found;

@@ -12,7 +12,7 @@ namespace VORN {
 namespace {
 
 // Of short traces the neighbours come along with the header for nothing; of long ones they do not.
-constexpr int64_t worthReadingAhead = 1 << 13;
+constexpr int64_t worthReadingAhead = 1 << 12;
 
 } // namespace
 

@@ -14,7 +14,7 @@ namespace {
 constexpr bool nativeIsLittle = std::endian::native == std::endian::little;
 constexpr int64_t probes = 16; // trace headers that are compared
 // Of short traces the neighbours come along with the header for nothing; of long ones they do not.
-constexpr int64_t worthReadingAhead = 1 << 13;
+constexpr int64_t worthReadingAhead = 1 << 12;
 
 int64_t traceBytes(int samples)
 {

@@ -8,14 +8,18 @@
 #include "segy/WordRuns.h"
 #include "segy_export.h"
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <vector>
 
 namespace VORN {
 
-/// The least and the greatest value of each of some words among the headers that were seen, and how
-/// often it has changed from one header to the next.
+/// The least and the greatest value of each of some words among the trace headers that were seen,
+/// and how often it has changed from one header to the next.
+///
+/// Most bytes of a header are those of the one before. Words that lie among these are not looked
+/// at: they have neither changed nor left their range.
 class VORN_SEGY_EXPORT WordRanges
 {
 public:
@@ -35,26 +39,28 @@ public:
     /// For these words, of which `canSee` holds. They are copied.
     explicit WordRanges(const std::vector<const HeaderWord*>& words);
 
-    /// Takes note of the header at `header`.
+    /// Takes note of the 240 bytes of a header, all of them in one byte order.
     void see(const unsigned char* header, bool littleEndian);
 
     /// The range of word `index`, from 0, of the list.
-    Range range(std::size_t index) const;
+    const Range& range(std::size_t index) const { return ranges[index]; }
 
 private:
-    void collectChanges();
+    void seeFirst(const unsigned char* header, bool littleEndian);
+    void update(const WordRuns::Run& run, const unsigned char* header, bool littleEndian);
+
+    // Words of a run that begin in one chunk of the header.
+    struct Piece
+    {
+        WordRuns::Run run;
+        uint32_t chunks; // that they lie in, a bit each
+    };
 
     WordRuns runs;
+    std::vector<Piece> pieces;
     bool isFirst = true;
-    std::vector<int32_t> now; // values in the header that is looked at
-    std::vector<int32_t> minimum;
-    std::vector<int32_t> maximum;
-    std::vector<int32_t> first;
-    std::vector<int32_t> last;
-    std::vector<int32_t>
-        recentChanges; // not in `changes` yet: they fit into more lanes of a vector
-    std::vector<int64_t> changes;
-    int32_t recent = 0; // headers that they are from
+    std::array<unsigned char, segyTraceHeaderBytes> before{}; // the last header
+    std::vector<Range> ranges;                                // by word
 };
 
 } // namespace VORN

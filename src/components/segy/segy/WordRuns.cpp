@@ -65,29 +65,33 @@ bool writeRun(unsigned char* to, bool littleEndian, std::size_t count, const int
 
 WordRuns::WordRuns(const std::vector<const HeaderWord*>& words) : count(words.size())
 {
-    for (const HeaderWord* word : words) {
+    for (std::size_t i = 0; i < words.size(); ++i) {
+        const HeaderWord* word = words[i];
         const auto offset = static_cast<std::size_t>(word->byte - 1);
         Run* last = runs.empty() ? nullptr : &runs.back();
         if (last != nullptr && last->bytes == word->bytes && last->isUnsigned == word->isUnsigned &&
             last->offset + last->count * static_cast<std::size_t>(last->bytes) == offset)
             ++last->count;
         else
-            runs.push_back({offset, 1, word->bytes, word->isUnsigned});
+            runs.push_back({i, offset, 1, word->bytes, word->isUnsigned});
     }
+}
+
+void WordRuns::read(const Run& run, const unsigned char* header, bool littleEndian, int32_t* values)
+{
+    const unsigned char* from = header + run.offset;
+    if (run.bytes == 4)
+        readRun<int32_t>(from, littleEndian, run.count, values);
+    else if (run.isUnsigned)
+        readRun<uint16_t>(from, littleEndian, run.count, values);
+    else
+        readRun<int16_t>(from, littleEndian, run.count, values);
 }
 
 void WordRuns::read(const unsigned char* header, bool littleEndian, int32_t* values) const
 {
-    for (const Run& run : runs) {
-        const unsigned char* from = header + run.offset;
-        if (run.bytes == 4)
-            readRun<int32_t>(from, littleEndian, run.count, values);
-        else if (run.isUnsigned)
-            readRun<uint16_t>(from, littleEndian, run.count, values);
-        else
-            readRun<int16_t>(from, littleEndian, run.count, values);
-        values += run.count;
-    }
+    for (const Run& run : runs)
+        read(run, header, littleEndian, values + run.index);
 }
 
 bool WordRuns::write(unsigned char* header, bool littleEndian, const int32_t* values) const

@@ -34,16 +34,24 @@ public:
     /// Returns whether all of them fit.
     bool write(unsigned char* header, bool littleEndian, const int32_t* values) const;
 
-private:
-    // Words of one width that are neighbours in the list and in the header.
+    /// Words of one width that are neighbours in the list and in the header.
     struct Run
     {
-        std::size_t offset; // of the first one in the header, from 0
-        std::size_t count;
-        int bytes; // of each: 2 or 4
-        bool isUnsigned;
+        std::size_t index;  ///< of the first one in the list
+        std::size_t offset; ///< of the first one in the header, from 0
+        std::size_t count;  ///< of the words
+        int bytes;          ///< of each: 2 or 4
+        bool isUnsigned;    ///< of words of 2 bytes
     };
 
+    /// All runs, in the order of the words.
+    const std::vector<Run>& list() const { return runs; }
+
+    /// Reads the words of one run to `values`, the place of its first one.
+    static void read(const Run& run, const unsigned char* header, bool littleEndian,
+                     int32_t* values);
+
+private:
     std::vector<Run> runs;
     std::size_t count = 0;
 };

@@ -16,8 +16,8 @@ TEST(RecentNamesTest, AnswersAreThoseOfTheMap)
     Map map;
     RecentNames<int> names;
     std::mt19937 random(7);
-    for (int i = 0; i < 20000; ++i) {
-        const int number = static_cast<int>(random() % 300);
+    for (int i = 0; i < 60000; ++i) {
+        const int number = static_cast<int>(random() % 1500);
         const std::string name = "name" + std::to_string(number);
         switch (random() % 8) {
         case 0:

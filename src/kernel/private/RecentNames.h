@@ -4,6 +4,7 @@
 #ifndef RECENTNAMES_H
 #define RECENTNAMES_H
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -110,13 +111,16 @@ public:
             knownFirst = first;
             knownLast = last;
         }
-        Entry*& place = places[placeOf(name)];
-        if (place != nullptr && isSameName(place->first, name))
-            return &place->second;
+        Entry** const set = &places[placeOf(name) * ways];
+        for (std::size_t i = 0; i < ways && set[i] != nullptr; ++i) {
+            if (isSameName(set[i]->first, name))
+                return &set[i]->second;
+        }
         const auto found = map.find(std::string(name));
         if (found == map.end())
             return nullptr;
-        place = &*found;
+        std::copy_backward(set, set + ways - 1, set + ways);
+        set[0] = &*found;
         return &found->second;
     }
 
@@ -132,12 +136,15 @@ private:
         if (size == 0)
             return 0;
         const auto letter = [&](std::size_t i) { return static_cast<unsigned char>(name[i]); };
-        return (size * 5 + letter(size - 1) * 3u + letter(size / 2) * 7u + letter(0)) % placesKept;
+        return (size * 5 + letter(size - 1) * 3u + letter(size / 2) * 7u + letter(0)) % sets;
     }
 
-    static constexpr std::size_t placesKept = 64;
+    // Each name has as many places as names have the same number: so all ninety words of a trace
+    // header, and some more, are remembered at a time, the one that came last in front.
+    static constexpr std::size_t sets = 64;
+    static constexpr std::size_t ways = 4;
 
-    std::array<Entry*, placesKept> places{};
+    std::array<Entry*, sets * ways> places{};
     std::size_t count = 0;
     const Entry* knownFirst = nullptr;
     const Entry* knownLast = nullptr;

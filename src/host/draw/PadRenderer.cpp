@@ -3,6 +3,7 @@
 #include "base/Escaping.h"
 #include "draw/GraphPlot.h"
 #include "draw/ImagePlot.h"
+#include "draw/Png.h"
 #include "draw/SectionPlot.h"
 
 #include <algorithm>
@@ -184,7 +185,7 @@ public:
     {
         cairo_status_t status = cairo_status(cr);
         if (status == CAIRO_STATUS_SUCCESS && png != nullptr)
-            status = cairo_surface_write_to_png_stream(surface, append, png);
+            status = writePng(surface, *png);
         cairo_surface_finish(surface);
         if (status == CAIRO_STATUS_SUCCESS)
             status = cairo_surface_status(surface);

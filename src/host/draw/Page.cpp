@@ -1,5 +1,6 @@
 #include "draw/Page.h"
 
+#include "draw/Png.h"
 #include "file/OutputFile.h"
 
 #include <cairo-pdf.h>
@@ -59,7 +60,7 @@ void Page::finish()
 {
     cairo_status_t status = cairo_status(cr);
     if (status == CAIRO_STATUS_SUCCESS && !vector)
-        status = cairo_surface_write_to_png_stream(surface, append, &bytes);
+        status = writePng(surface, bytes);
     cairo_surface_finish(surface);
     if (status == CAIRO_STATUS_SUCCESS)
         status = cairo_surface_status(surface);

@@ -28,9 +28,10 @@ constexpr int defaultScratchTraces = 10000; // the default of the kernel
 class ModuleFinder
 {
 public:
-    ModuleFinder(const ModuleCatalog& modules, Diagnostics& list)
+    ModuleFinder(const JobFile& job, const ModuleCatalog& modules, Diagnostics& list)
         : catalog(modules), diagnostics(list)
     {
+        probe(job);
     }
 
     void find(const JobModule& job, ResolvedModule& module)
@@ -54,7 +55,7 @@ public:
             return;
         }
         module.library = catalog.relativeLibrary(*found);
-        const std::string& problem = problemOf(*found);
+        const std::string& problem = problems.at(found->library);
         if (!problem.empty())
             diagnostics.error(job.modulePlace,
                               fmt::format("module {}: its library {} {}", quote(job.module),
@@ -62,6 +63,21 @@ public:
     }
 
 private:
+    // Loads the libraries of all modules for trial.
+    void probe(const JobFile& job)
+    {
+        std::vector<std::string> libraries;
+        for (const JobModule& module : job.modules) {
+            const CatalogModule* found = catalog.find(module.module);
+            if (found != nullptr && !found->library.empty() &&
+                problems.emplace(found->library, "").second)
+                libraries.push_back(found->library);
+        }
+        const std::vector<std::string> results = probeLibraries(libraries);
+        for (std::size_t i = 0; i < libraries.size(); ++i)
+            problems[libraries[i]] = results[i];
+    }
+
     void complainAboutName(const JobModule& job)
     {
         if (job.module.find('/') != std::string::npos) {
@@ -92,18 +108,10 @@ private:
         return manifests[found.name] = readManifest(found.manifest, found.name, diagnostics);
     }
 
-    const std::string& problemOf(const CatalogModule& found)
-    {
-        const auto known = problems.find(found.name);
-        if (known != problems.end())
-            return known->second;
-        return problems[found.name] = probeLibrary(found.library);
-    }
-
     const ModuleCatalog& catalog;
     Diagnostics& diagnostics;
     std::map<std::string, ManifestPointer> manifests;
-    std::map<std::string, std::string> problems;
+    std::map<std::string, std::string> problems; // by library
 };
 
 void checkDirectory(const std::string& path, const Place& place, const std::string& what,
@@ -515,7 +523,7 @@ ResolvedJob checkJob(const JobFile& job, const ModuleCatalog& catalog, Diagnosti
     resolveScratch(job, resolved, diagnostics);
 
     resolved.modules.resize(job.modules.size());
-    ModuleFinder finder(catalog, diagnostics);
+    ModuleFinder finder(job, catalog, diagnostics);
     for (std::size_t i = 0; i < job.modules.size(); ++i) {
         finder.find(job.modules[i], resolved.modules[i]);
         checkParameters(job, i, resolved.modules[i], diagnostics);

@@ -1,12 +1,15 @@
 #include "job/LibraryProbe.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstring>
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <fmt/format.h>
+#include <optional>
 #include <poll.h>
+#include <span>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -50,22 +53,43 @@ std::string loadAndLook(const std::string& path)
     return std::string("lacks the entry point") + (one ? " " : "s ") + missing;
 }
 
-// The child process. What libraries print while they are loaded is not shown.
-[[noreturn]] void runChild(int result, const std::string& path)
+// The child process. What libraries print while they are loaded is not shown. A NUL ends each
+// result: where one is missing, the child ended early.
+[[noreturn]] void runChild(int result, std::span<const std::string> paths)
 {
     for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGSEGV, SIGBUS, SIGABRT, SIGFPE, SIGILL})
         std::signal(signal, SIG_DFL);
     const int nothing = open("/dev/null", O_RDWR | O_CLOEXEC);
     for (const int descriptor : {0, 1, 2})
         dup2(nothing, descriptor);
-    writeAll(result, loadAndLook(path) + "\n"); // without the line feed, the child ended early
+    for (const std::string& path : paths)
+        writeAll(result, loadAndLook(path) + '\0');
     _exit(0);
 }
 
-// Reads what the child writes until it ends; false when it takes too long.
-bool readResult(int descriptor, std::string& text)
+// What a child has found out, and how it ended.
+struct Outcome
+{
+    std::vector<std::string> results; // of the first libraries
+    bool inTime = true;
+    int status = 0; // as waitpid() gives it
+};
+
+// Takes the results from `text` that are whole.
+void takeResults(std::string& text, std::vector<std::string>& results)
+{
+    std::size_t end = 0;
+    while ((end = text.find('\0')) != std::string::npos) {
+        results.push_back(text.substr(0, end));
+        text.erase(0, end + 1);
+    }
+}
+
+// Reads what the child writes until it ends; false when a library takes too long.
+bool readResults(int descriptor, std::vector<std::string>& results)
 {
     pollfd waiting{descriptor, POLLIN, 0};
+    std::string text;
     char buffer[4096];
     while (true) {
         const int ready = poll(&waiting, 1, secondsToLoad * 1000);
@@ -79,46 +103,77 @@ bool readResult(int descriptor, std::string& text)
         if (count <= 0)
             return true;
         text.append(buffer, static_cast<std::size_t>(count));
+        takeResults(text, results);
     }
 }
 
-std::string judge(bool inTime, const std::string& result, int status)
+// Loads the libraries in one child; nothing where there can be none, for the reason in errno.
+std::optional<Outcome> tryTogether(std::span<const std::string> paths)
 {
-    if (!inTime)
+    int ends[2];
+    if (pipe2(ends, O_CLOEXEC) != 0)
+        return std::nullopt;
+    const pid_t child = fork();
+    if (child == 0) {
+        close(ends[0]);
+        runChild(ends[1], paths);
+    }
+    const int reason = errno;
+    close(ends[1]);
+    if (child < 0) {
+        close(ends[0]);
+        errno = reason;
+        return std::nullopt;
+    }
+    Outcome outcome;
+    outcome.inTime = readResults(ends[0], outcome.results);
+    close(ends[0]);
+    if (!outcome.inTime)
+        kill(child, SIGKILL);
+    while (waitpid(child, &outcome.status, 0) < 0 && errno == EINTR) {
+    }
+    return outcome;
+}
+
+// What is wrong with the library at which the child ended.
+std::string judgeEnd(const Outcome& outcome)
+{
+    if (!outcome.inTime)
         return fmt::format("does not finish loading within {} s", secondsToLoad);
-    if (!result.empty() && result.back() == '\n')
-        return result.substr(0, result.size() - 1);
-    if (WIFSIGNALED(status))
-        return fmt::format("ends the process that loads it ({})", strsignal(WTERMSIG(status)));
+    if (WIFSIGNALED(outcome.status))
+        return fmt::format("ends the process that loads it ({})",
+                           strsignal(WTERMSIG(outcome.status)));
     return "ends the process that loads it";
 }
 
 } // namespace
 
+std::vector<std::string> probeLibraries(const std::vector<std::string>& paths)
+{
+    std::vector<std::string> problems;
+    problems.reserve(paths.size());
+    std::size_t most = paths.size(); // for one child
+    while (problems.size() < paths.size()) {
+        const std::size_t count = std::min(most, paths.size() - problems.size());
+        const std::optional<Outcome> outcome =
+            tryTogether(std::span(paths).subspan(problems.size(), count));
+        if (!outcome) {
+            problems.resize(paths.size(),
+                            std::string("cannot be checked: ") + std::strerror(errno));
+            break;
+        }
+        problems.insert(problems.end(), outcome->results.begin(), outcome->results.end());
+        const bool ended = outcome->results.size() < count;
+        if (ended && (count == 1 || !outcome->inTime))
+            problems.push_back(judgeEnd(*outcome)); // a second wait would end in the same way
+        most = ended && count > 1 && outcome->inTime ? 1 : paths.size();
+    }
+    return problems;
+}
+
 std::string probeLibrary(const std::string& path)
 {
-    int ends[2];
-    if (pipe2(ends, O_CLOEXEC) != 0)
-        return std::string("cannot be checked: ") + std::strerror(errno);
-    const pid_t child = fork();
-    if (child == 0) {
-        close(ends[0]);
-        runChild(ends[1], path);
-    }
-    close(ends[1]);
-    if (child < 0) {
-        close(ends[0]);
-        return std::string("cannot be checked: ") + std::strerror(errno);
-    }
-    std::string result;
-    const bool inTime = readResult(ends[0], result);
-    close(ends[0]);
-    if (!inTime)
-        kill(child, SIGKILL);
-    int status = 0;
-    while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
-    }
-    return judge(inTime, result, status);
+    return probeLibraries({path}).front();
 }
 
 } // namespace host

@@ -384,6 +384,11 @@ std::vector<std::string> Manifest::parameterNames() const
 ManifestPointer readManifest(const std::string& path, const std::string& module,
                              Diagnostics& diagnostics)
 {
+    Diagnostics found;
+    ManifestPointer sound = interpret(readSimpleYamlFile(path), path, module, 0, found);
+    if (sound != nullptr && found.warnings() == 0)
+        return sound;
+    // Whatever there is to say, the parser with the better messages says it.
     const int before = diagnostics.errors();
     return interpret(readYamlFile(path, diagnostics), path, module, before, diagnostics);
 }

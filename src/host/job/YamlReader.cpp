@@ -16,6 +16,7 @@
 #include <yaml-cpp/eventhandler.h>
 #include <yaml-cpp/exceptions.h>
 #include <yaml-cpp/parser.h>
+#include <yaml.h>
 
 namespace host {
 
@@ -217,6 +218,102 @@ public:
     void OnMapEnd() override {}
 };
 
+/// Passes the events of a faster parser on to a TreeBuilder, as long as both parsers agree on what
+/// they mean. What one may read differently from the other ends it.
+class SimpleEvents
+{
+public:
+    explicit SimpleEvents(const std::string& text)
+    {
+        isGood = yaml_parser_initialize(&parser) != 0;
+        if (isGood)
+            yaml_parser_set_input_string(
+                &parser, reinterpret_cast<const unsigned char*>(text.data()), text.size());
+    }
+    ~SimpleEvents() { yaml_parser_delete(&parser); }
+    SimpleEvents(const SimpleEvents&) = delete;
+    SimpleEvents& operator=(const SimpleEvents&) = delete;
+
+    /// Whether the whole text is a document that `tree` has got now.
+    bool build(TreeBuilder& tree)
+    {
+        for (bool isEnd = false; isGood && !isEnd;) {
+            yaml_event_t event;
+            if (yaml_parser_parse(&parser, &event) == 0)
+                return false;
+            isGood = pass(event, tree);
+            isEnd = event.type == YAML_STREAM_END_EVENT;
+            yaml_event_delete(&event);
+        }
+        return isGood && documents == 1;
+    }
+
+private:
+    bool pass(const yaml_event_t& event, TreeBuilder& tree)
+    {
+        YAML::Mark mark;
+        mark.line = static_cast<int>(event.start_mark.line);
+        mark.column = static_cast<int>(event.start_mark.column);
+        switch (event.type) {
+        case YAML_DOCUMENT_START_EVENT:
+            ++documents;
+            return event.data.document_start.implicit != 0;
+        case YAML_DOCUMENT_END_EVENT:
+            return event.data.document_end.implicit != 0;
+        case YAML_SCALAR_EVENT:
+            return passScalar(event, mark, tree);
+        case YAML_SEQUENCE_START_EVENT:
+            tree.OnSequenceStart(mark, "?", 0, YAML::EmitterStyle::Default);
+            return event.data.sequence_start.anchor == nullptr &&
+                   event.data.sequence_start.tag == nullptr;
+        case YAML_MAPPING_START_EVENT:
+            tree.OnMapStart(mark, "?", 0, YAML::EmitterStyle::Default);
+            return event.data.mapping_start.anchor == nullptr &&
+                   event.data.mapping_start.tag == nullptr;
+        case YAML_SEQUENCE_END_EVENT:
+            tree.OnSequenceEnd();
+            return true;
+        case YAML_MAPPING_END_EVENT:
+            tree.OnMapEnd();
+            return true;
+        case YAML_ALIAS_EVENT:
+            return false;
+        default: // begin and end of the stream
+            return true;
+        }
+    }
+
+    static bool passScalar(const yaml_event_t& event, const YAML::Mark& mark, TreeBuilder& tree)
+    {
+        const auto& scalar = event.data.scalar;
+        const std::string text(reinterpret_cast<const char*>(scalar.value), scalar.length);
+        const bool isPlain = scalar.style == YAML_PLAIN_SCALAR_STYLE;
+        const bool isBlock =
+            scalar.style == YAML_LITERAL_SCALAR_STYLE || scalar.style == YAML_FOLDED_SCALAR_STYLE;
+        const bool isNothing =
+            text.empty() || text == "~" || text == "null" || text == "Null" || text == "NULL";
+        const bool isBroken = !isPlain && !isBlock && event.start_mark.line != event.end_mark.line;
+        if (isBroken || scalar.anchor != nullptr || scalar.tag != nullptr ||
+            (isPlain && isNothing) || (isBlock && text.empty()))
+            return false;
+        tree.OnScalar(mark, isPlain ? "?" : "!", 0, text);
+        return true;
+    }
+
+    yaml_parser_t parser{};
+    bool isGood = false;
+    int documents = 0;
+};
+
+// One of the parsers counts bytes in a line, the other characters; tabs, carriage returns, question
+// marks and the line feeds that a block text keeps at its end are treated differently in places.
+bool isSimpleText(const std::string& text)
+{
+    return std::all_of(text.begin(), text.end(),
+                       [](char c) { return c == '\n' || (c >= ' ' && c <= '~' && c != '?'); }) &&
+           text.find(">+") == std::string::npos && text.find("|+") == std::string::npos;
+}
+
 // The place of the byte number `offset` of `text`.
 Place placeOfByte(const std::string& text, std::size_t offset, const std::string& source)
 {
@@ -349,6 +446,25 @@ YamlValue readYaml(const std::string& text, const std::string& source, Diagnosti
         return nullptr;
     }
     return builder.root;
+}
+
+YamlValue readSimpleYaml(const std::string& text, const std::string& source)
+{
+    if (!isSimpleText(text))
+        return nullptr;
+    Diagnostics found;
+    TreeBuilder builder(source, found);
+    if (!SimpleEvents(text).build(builder) || found.errors() > 0 || found.warnings() > 0 ||
+        builder.root == nullptr || !builder.root->isMap())
+        return nullptr;
+    return builder.root;
+}
+
+YamlValue readSimpleYamlFile(const std::string& path)
+{
+    Diagnostics none;
+    std::string bytes;
+    return readBytes(path, bytes, none) ? readSimpleYaml(bytes, path) : nullptr;
 }
 
 YamlValue readYamlFile(const std::string& path, Diagnostics& diagnostics)

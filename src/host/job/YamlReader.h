@@ -63,6 +63,15 @@ YamlValue readYaml(const std::string& text, const std::string& source, Diagnosti
 /// The same for a file of at most 4 MB; null when it cannot be read or is not UTF-8 text.
 YamlValue readYamlFile(const std::string& path, Diagnostics& diagnostics);
 
+/// What readYaml() returns for `text`, in a tenth of its time, where that is a map without errors
+/// that has only what manifests have as a rule: ASCII characters, no anchors, tags, empty values,
+/// directives, question marks and quoted texts of several lines. Null for every other text,
+/// whatever the reason: readYaml() knows it.
+YamlValue readSimpleYaml(const std::string& text, const std::string& source);
+
+/// The same for a file of at most 4 MB.
+YamlValue readSimpleYamlFile(const std::string& path);
+
 /// `text` as one value, for what is given on the command line: a list in brackets, else a scalar.
 YamlValue readYamlValue(const std::string& text, const std::string& source,
                         Diagnostics& diagnostics);

@@ -3,9 +3,34 @@
 #define OPENSSL_SUPPRESS_DEPRECATED
 #include "base/Sha256.h"
 
+#include "base/LazyLibrary.h"
+
 #include <openssl/sha.h>
 
 namespace host {
+
+namespace {
+
+// The largest library of all that the command uses; jobs without checksums do without it.
+struct Functions
+{
+    static constexpr LazyLibrary crypto = LazyLibrary(VORN_CRYPTO_SONAME, "checksums");
+
+    decltype(&SHA256_Init) init =
+        reinterpret_cast<decltype(&SHA256_Init)>(crypto.function("SHA256_Init"));
+    decltype(&SHA256_Update) update =
+        reinterpret_cast<decltype(&SHA256_Update)>(crypto.function("SHA256_Update"));
+    decltype(&SHA256_Final) final =
+        reinterpret_cast<decltype(&SHA256_Final)>(crypto.function("SHA256_Final"));
+};
+
+const Functions& functions()
+{
+    static const Functions loaded;
+    return loaded;
+}
+
+} // namespace
 
 struct Sha256::Context
 {
@@ -14,21 +39,21 @@ struct Sha256::Context
 
 Sha256::Sha256() : context(std::make_unique<Context>())
 {
-    SHA256_Init(&context->state);
+    functions().init(&context->state);
 }
 
 Sha256::~Sha256() = default;
 
 void Sha256::add(const void* bytes, std::size_t count)
 {
-    SHA256_Update(&context->state, bytes, count);
+    functions().update(&context->state, bytes, count);
 }
 
 Sha256::Digest Sha256::digest() const
 {
     SHA256_CTX copy = context->state;
     Digest digest{};
-    SHA256_Final(digest.data(), &copy);
+    functions().final(digest.data(), &copy);
     return digest;
 }
 

@@ -18,7 +18,8 @@ class Sha256
 public:
     using Digest = std::array<unsigned char, 32>;
 
-    /// Throws std::bad_alloc when there is no memory for it.
+    /// Throws std::bad_alloc when there is no memory for it. The first one of the process loads
+    /// libcrypto, and throws CommandError when it cannot be loaded.
     Sha256();
     ~Sha256();
     Sha256(const Sha256&) = delete;

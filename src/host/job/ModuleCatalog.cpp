@@ -48,13 +48,12 @@ ModuleCatalog::ModuleCatalog(const std::string& home, const std::vector<std::str
 void ModuleCatalog::scan(const std::string& directory)
 {
     std::map<std::string, CatalogModule> found;
+    const std::string folder = (fs::absolute(directory) / "").string();
     for (const std::string& file : namesIn(directory)) {
-        const std::string path = fs::absolute(fs::path(directory) / file).string();
-        const std::string stem = fs::path(file).stem().string();
         if (file.size() > 6 && file.starts_with("lib") && file.ends_with(".so"))
-            found[stem.substr(3)].library = path;
-        else if (!stem.empty() && file.ends_with(".yaml"))
-            found[stem].manifest = path;
+            found[file.substr(3, file.size() - 6)].library = folder + file;
+        else if (file.size() > 5 && file.ends_with(".yaml"))
+            found[file.substr(0, file.size() - 5)].manifest = folder + file;
     }
     for (auto& [name, module] : found) {
         module.name = name;
@@ -82,8 +81,12 @@ std::vector<std::string> ModuleCatalog::names() const
 
 std::string ModuleCatalog::relativeLibrary(const CatalogModule& module) const
 {
-    // Both with symbolic links resolved, since ".." after a link leads elsewhere.
     const fs::path library = fs::path(module.library);
+    // As a rule the library lies there itself, and nothing needs to be looked up.
+    std::error_code error;
+    if (library.parent_path() == libraryDirectory() && !fs::is_symlink(library, error))
+        return library.filename().string();
+    // Both with symbolic links resolved, since ".." after a link leads elsewhere.
     return fs::relative(fs::canonical(library.parent_path()) / library.filename(),
                         fs::canonical(libraryDirectory()))
         .string();

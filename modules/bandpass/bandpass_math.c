@@ -1,9 +1,8 @@
 #include "bandpass_math.h"
 
-#include "plan_flags.h"
-#include "transform_memory.h"
+#include "real_filter.h"
+#include "sample_loops.h"
 
-#include <fftw3.h>
 #include <math.h>
 #include <stdlib.h>
 #include <string.h>
@@ -11,11 +10,8 @@
 struct bandpass_filter
 {
     int samples;
-    int length;    /* of the transform */
-    float* gains;  /* length / 2 + 1 amplitudes, divided by the length */
-    float* buffer; /* the padded trace; and its spectrum, which takes two floats more */
-    fftwf_plan forward;
-    fftwf_plan backward;
+    int length;          /* of the transform */
+    real_filter* filter; /* whose values are the padded trace */
 };
 
 /* 20 log10(2): an octave changes the amplitude of a filter of order 1 by as many dB. */
@@ -49,115 +45,72 @@ double bandpass_butterworth(const bandpass_band* band, double frequency)
     return amplitude;
 }
 
-static int has_small_factors(int number)
-{
-    static const int factors[] = {2, 3, 5, 7};
-    size_t i;
-
-    for (i = 0; i < sizeof factors / sizeof factors[0]; ++i)
-        while (number % factors[i] == 0)
-            number /= factors[i];
-    return number == 1;
-}
-
 int bandpass_transform_length(int samples)
 {
-    int length;
-
-    if (samples < 1 || samples > TRANSFORM_LONGEST / 2)
-        return 0;
-    for (length = 2 * samples; !has_small_factors(length);)
-        length += 2;
-    return length;
+    return samples < 1 ? 0 : real_filter_length(2 * (int64_t)samples);
 }
 
-/* The transform and its inverse multiply by the length, which the amplitudes compensate. */
-static void sample_response(bandpass_filter* filter, double interval, bandpass_response response,
-                            const void* design)
+/* The transform and its inverse multiply by the length, which the amplitudes compensate. Null where
+ * there is not enough memory. */
+static real_filter* make_filter(int length, double interval, bandpass_response response,
+                                const void* design)
 {
+    float* gains = malloc(((size_t)length / 2 + 1) * sizeof *gains);
+    real_filter* filter;
     int i;
 
-    for (i = 0; i <= filter->length / 2; ++i)
-        filter->gains[i] =
-            (float)(response(design, i / (filter->length * interval)) / filter->length);
+    if (gains == NULL)
+        return NULL;
+    for (i = 0; i <= length / 2; ++i)
+        gains[i] = (float)(response(design, i / (length * interval)) / length);
+    filter = real_filter_create(length, gains);
+    free(gains);
+    return filter;
 }
 
 int64_t bandpass_bytes(int samples)
 {
-    const int64_t length = bandpass_transform_length(samples);
+    const int length = bandpass_transform_length(samples);
 
-    return (2 + 4) * length + transform_plan_bytes(length, 2);
+    /* And the amplitudes, for a while. */
+    return length == 0 ? 0 : real_filter_bytes(length) + 2 * (int64_t)length;
 }
 
 bandpass_filter* bandpass_create(int samples, double interval, bandpass_response response,
                                  const void* design)
 {
     bandpass_filter* filter = calloc(1, sizeof *filter);
-    size_t bins;
 
     if (filter == NULL)
         return NULL;
     filter->samples = samples;
     filter->length = bandpass_transform_length(samples);
-    bins = (size_t)filter->length / 2 + 1;
-    if (filter->length > 0) {
-        filter->gains = fftwf_alloc_real(bins);
-        filter->buffer = fftwf_alloc_real(2 * bins);
-    }
-    if (filter->gains != NULL && filter->buffer != NULL && transform_has_room(filter->length, 2)) {
-        /* Estimated plans do not depend on measured times: every run gives the same samples. */
-        fftwf_complex* spectrum = (fftwf_complex*)filter->buffer;
-        filter->forward = fftwf_plan_dft_r2c_1d(filter->length, filter->buffer, spectrum,
-                                                transforms_plan_flags());
-        filter->backward = fftwf_plan_dft_c2r_1d(filter->length, spectrum, filter->buffer,
-                                                 transforms_plan_flags());
-    }
-    if (filter->forward == NULL || filter->backward == NULL) {
+    if (filter->length > 0)
+        filter->filter = make_filter(filter->length, interval, response, design);
+    if (filter->filter == NULL) {
         bandpass_free(filter);
         return NULL;
     }
-    sample_response(filter, interval, response, design);
     return filter;
-}
-
-/* Fills the buffer with the finite samples and zeros; the number of the others. */
-static int load(bandpass_filter* filter, const float* samples)
-{
-    int others = 0;
-    int i;
-
-    for (i = 0; i < filter->samples; ++i) {
-        const int is_finite = isfinite(samples[i]) != 0;
-        filter->buffer[i] = is_finite ? samples[i] : 0;
-        others += !is_finite;
-    }
-    memset(filter->buffer + filter->samples, 0,
-           (size_t)(filter->length - filter->samples) * sizeof(float));
-    return others;
 }
 
 int bandpass_apply(bandpass_filter* filter, float* samples)
 {
-    const int others = load(filter, samples);
-    const int bins = filter->length / 2 + 1;
+    float* const values = real_filter_values(filter->filter);
+    const int others = sample_loops_copy_finite(samples, filter->samples, values);
     int i;
 
-    fftwf_execute(filter->forward);
-    for (i = 0; i < bins; ++i) {
-        float* bin = filter->buffer + 2 * (size_t)i;
-
-        bin[0] *= filter->gains[i];
-        bin[1] *= filter->gains[i];
-    }
-    fftwf_execute(filter->backward);
+    memset(values + filter->samples, 0,
+           (size_t)(filter->length - filter->samples) * sizeof *values);
+    real_filter_apply(filter->filter);
 
     if (others == 0) {
-        memcpy(samples, filter->buffer, (size_t)filter->samples * sizeof(float));
+        memcpy(samples, values, (size_t)filter->samples * sizeof *samples);
         return 0;
     }
     for (i = 0; i < filter->samples; ++i)
         if (isfinite(samples[i]))
-            samples[i] = filter->buffer[i];
+            samples[i] = values[i];
     return others;
 }
 
@@ -165,11 +118,6 @@ void bandpass_free(bandpass_filter* filter)
 {
     if (filter == NULL)
         return;
-    if (filter->forward != NULL)
-        fftwf_destroy_plan(filter->forward);
-    if (filter->backward != NULL)
-        fftwf_destroy_plan(filter->backward);
-    fftwf_free(filter->buffer);
-    fftwf_free(filter->gains);
+    real_filter_free(filter->filter);
     free(filter);
 }

@@ -42,9 +42,9 @@ double bandpass_butterworth(const bandpass_band* band, double frequency);
 /** The amplitude that a design has at a frequency (Hz). */
 typedef double (*bandpass_response)(const void* design, double frequency);
 
-/** Samples that a trace of `samples` samples is padded to: an even number of at least twice as many
- * that has no prime factor above 7, which the transform likes. 0 for an empty trace, and where the
- * number would be too large. */
+/** Samples that a trace of `samples` samples is padded to: at least twice as many, a multiple of 8
+ * from 32 on that has no prime factor above 5, which the transform needs. 0 for an empty trace, and
+ * where the number would be too large. */
 int bandpass_transform_length(int samples);
 
 /** Bytes of memory that a filter for traces of `samples` samples takes; 0 where the transform has

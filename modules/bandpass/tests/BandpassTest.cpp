@@ -97,8 +97,8 @@ TEST(BandpassLengthTest, TransformHasAtLeastTwiceTheSamplesAndSmallFactors)
     {
         int samples;
         int length;
-    } rows[] = {{0, 0},        {1, 2},      {5, 10},       {11, 24},
-                {13, 28},      {751, 1512}, {1500, 3000},  {1501, 3024},
+    } rows[] = {{0, 0},        {1, 32},     {5, 32},       {17, 40},
+                {25, 64},      {751, 1536}, {1500, 3000},  {1501, 3072},
                 {1024, 2048},  {-1, 0},     {8191, 16384}, {536870912, 1073741824},
                 {536870913, 0}};
     for (const auto& row : rows)

@@ -1,0 +1,34 @@
+#include "sample_loops.h"
+
+#include "RealTransform.h"
+
+namespace {
+
+const transforms::Passes& loops()
+{
+    static const transforms::Passes& fastest = transforms::fastestPasses();
+    return fastest;
+}
+
+} // namespace
+
+int sample_loops_copy_finite(const float* from, int count, float* to)
+{
+    return loops().copyFinite(from, count, to);
+}
+
+float sample_loops_greatest(const float* values, int count)
+{
+    return loops().greatest(values, count);
+}
+
+void sample_loops_weigh(float* values, const float* weights, float factor, int count)
+{
+    loops().weigh(values, weights, factor, count);
+}
+
+void sample_loops_add_rounded(const float* values, int count, double factor, double rounding,
+                              double* sums)
+{
+    loops().addRounded(values, count, factor, rounding, sums);
+}

@@ -1,9 +1,9 @@
 #include "spectrum_math.h"
 
-#include "plan_flags.h"
+#include "amplitude_spectrum.h"
+#include "sample_loops.h"
 #include "transform_memory.h"
 
-#include <fftw3.h>
 #include <math.h>
 #include <stdlib.h>
 #include <string.h>
@@ -15,9 +15,8 @@ struct spectrum_sum
     double weight;  /* sum of the weights */
     int64_t traces; /* added */
     float* weights;
-    float* buffer;    /* the padded window, and its spectrum, which takes two floats more */
-    exact_sums* sums; /* of the spectra's absolute values */
-    fftwf_plan plan;
+    amplitude_spectrum* transform; /* whose values are the padded window */
+    exact_sums* sums;              /* of the spectra's absolute values */
 };
 
 static const double pi = 3.14159265358979323846;
@@ -52,8 +51,8 @@ int64_t spectrum_bytes(int samples)
 {
     const int64_t length = 2 * (int64_t)samples;
 
-    /* Weights, buffer, and in the end the mean; sums of amplitudes that are not too different. */
-    return (2 + 4 + 4) * length + exact_sums_bytes(samples, 5) + transform_plan_bytes(length, 1);
+    /* Weights, and in the end the mean; sums of amplitudes that are not too different. */
+    return (2 + 4) * length + exact_sums_bytes(samples, 5) + amplitude_spectrum_bytes(length);
 }
 
 spectrum_sum* spectrum_create(int samples, double interval, spectrum_taper taper)
@@ -69,13 +68,8 @@ spectrum_sum* spectrum_create(int samples, double interval, spectrum_taper taper
     sum->step = 1 / (2.0 * samples * interval);
     sum->weights = malloc((size_t)samples * sizeof *sum->weights);
     sum->sums = exact_sums_create((size_t)samples + 1);
-    sum->buffer = fftwf_alloc_real(2 * ((size_t)samples + 1));
-    if (sum->weights != NULL && sum->sums != NULL && sum->buffer != NULL &&
-        transform_has_room(2 * (int64_t)samples, 1))
-        /* Estimated plans do not depend on measured times: every run gives the same numbers. */
-        sum->plan = fftwf_plan_dft_r2c_1d(2 * samples, sum->buffer, (fftwf_complex*)sum->buffer,
-                                          transforms_plan_flags());
-    if (sum->plan == NULL) {
+    sum->transform = amplitude_spectrum_create(2 * samples);
+    if (sum->weights == NULL || sum->sums == NULL || sum->transform == NULL) {
         spectrum_free(sum);
         return NULL;
     }
@@ -83,52 +77,50 @@ spectrum_sum* spectrum_create(int samples, double interval, spectrum_taper taper
     return sum;
 }
 
-/* Fills the buffer with the finite samples of the window and with zeros; the greatest absolute
- * value. */
-static float load(spectrum_sum* sum, const float* samples, int count, int64_t first, int* odd)
+/* Fills the window with the finite samples of the trace and with zeros; the number of the others.
+ */
+static int load(spectrum_sum* sum, const float* samples, int count, int64_t first)
 {
-    float greatest = 0;
-    int i;
+    float* const values = amplitude_spectrum_values(sum->transform);
+    const int64_t end = first + sum->samples;
+    const int64_t from = first > 0 ? first : 0;
+    const int64_t to = end < count ? end : count;
 
-    *odd = 0;
-    memset(sum->buffer, 0, 2 * (size_t)sum->samples * sizeof *sum->buffer);
-    for (i = 0; i < sum->samples; ++i) {
-        const int64_t at = first + i;
-        if (at < 0 || at >= count)
-            continue;
-        if (!isfinite(samples[at])) {
-            ++*odd;
-            continue;
-        }
-        sum->buffer[i] = samples[at];
-        if (fabsf(samples[at]) > greatest)
-            greatest = fabsf(samples[at]);
-    }
-    return greatest;
+    if (from > first || to < end)
+        memset(values, 0, (size_t)sum->samples * sizeof *values);
+    if (from >= to)
+        return 0;
+    return sample_loops_copy_finite(samples + from, (int)(to - from), values + (from - first));
+}
+
+/* A power of two that brings a value to 0.5 to 1, or near to that where the value is very small. */
+static float scale_for(float greatest)
+{
+    const int most = 126;
+    int exponent;
+
+    frexpf(greatest, &exponent);
+    return ldexpf(1, -exponent < most ? -exponent : most);
 }
 
 int spectrum_add(spectrum_sum* sum, const float* samples, int count, int64_t first, int* odd)
 {
-    const float greatest = load(sum, samples, count, first, odd);
+    float* const values = amplitude_spectrum_values(sum->transform);
     exact_batch batch;
-    int i;
+    float greatest, scale;
 
+    *odd = load(sum, samples, count, first);
+    greatest = sample_loops_greatest(values, sum->samples);
     if (greatest == 0)
         return 0;
-    /* Transformed as values up to 1: so that neither large nor small ones leave the range of
-     * floats.
-     */
-    for (i = 0; i < sum->samples; ++i)
-        sum->buffer[i] = sum->buffer[i] / greatest * sum->weights[i];
-    fftwf_execute(sum->plan);
+    /* Transformed as values up to 1: so that neither large nor small ones, nor their squares, leave
+     * the range of floats. */
+    scale = scale_for(greatest);
+    sample_loops_weigh(values, sum->weights, scale, sum->samples);
     if (!exact_sums_begin(sum->sums, greatest * (sum->weight + 1), &batch))
         return -1;
-    for (i = 0; i <= sum->samples; ++i) {
-        const float* bin = sum->buffer + 2 * (size_t)i;
-        const double re = bin[0];
-        const double im = bin[1];
-        exact_batch_add(&batch, (size_t)i, greatest * sqrt(re * re + im * im));
-    }
+    sample_loops_add_rounded(amplitude_spectrum_of(sum->transform), sum->samples + 1,
+                             1 / (double)scale, batch.rounding, batch.sums);
     ++sum->traces;
     return 1;
 }
@@ -183,9 +175,7 @@ void spectrum_free(spectrum_sum* sum)
 {
     if (sum == NULL)
         return;
-    if (sum->plan != NULL)
-        fftwf_destroy_plan(sum->plan);
-    fftwf_free(sum->buffer);
+    amplitude_spectrum_free(sum->transform);
     exact_sums_free(sum->sums);
     free(sum->weights);
     free(sum);

@@ -1,6 +1,6 @@
 ! The arithmetic of agc, independent of the kernel. C programs can call it, as its tests do.
 module agc_math
-  use, intrinsic :: iso_c_binding, only: c_double, c_float, c_int
+  use, intrinsic :: iso_c_binding, only: c_double, c_float, c_int, c_int64_t
   implicit none
   private
   public :: agc_balance
@@ -18,6 +18,9 @@ contains
   !> every window begins in one block and ends in the same or the next. Nothing is ever subtracted,
   !> so that a spike has no effect on windows without it, as it would have in a running sum.
   !>
+  !> Sums are in double precision. So are roots and divisions, where the squares of some amplitudes
+  !> are beyond the range of single precision; else they are in single precision, twice as many at a time.
+  !>
   !> `forward` and `backward` are work arrays for the partial sums.
   pure subroutine agc_balance(samples, count, half, measure, level, forward, backward) &
       bind(C, name='agc_balance')
@@ -25,68 +28,170 @@ contains
     real(c_float), intent(inout) :: samples(count)
     real(c_double), value, intent(in) :: level
     real(c_double), intent(inout) :: forward(count), backward(count)
-    integer :: width, reach, i, first, last, place
-    real(c_double) :: total
+    integer :: width, reach, i, tail
+    real(c_double) :: whole, mean(1)
 
     if (count < 1) return
     reach = min(half, count) ! longer windows hold no more
     width = 2 * reach + 1
-    call sum_blocks(samples, width, measure, forward, backward)
+    call measure_samples(samples, measure, forward, backward)
+    call sum_blocks(width, forward, backward)
+    whole = forward(count) ! of the last block
 
-    place = 0 ! of the window's first sample in its block
-    do i = 1, count
-      first = max(i - reach, 1)
-      last = min(i + reach, count)
-      if (first > 1) place = merge(0, place + 1, place + 1 == width)
-      if (place == 0) then
-        total = forward(last)
-      else if (place + last - first < width) then
-        total = backward(first) ! cut by the end of the trace
-      else
-        total = backward(first) + forward(last)
-      end if
-      if (.not. total > 0) cycle
-      total = total / (last - first + 1)
-      if (measure == agc_rms) total = sqrt(total)
-      samples(i) = real(samples(i) * (level / total), c_float)
+    ! Windows that begin at the second sample or later; the array becomes their means, by that sample.
+    call join_blocks(width, count, forward, backward)
+    tail = max(count - 2 * reach + 1, 2) ! the first window that the end of the trace cuts
+    do i = tail, min((count - 1) / width * width, count - reach)
+      backward(i) = backward(i) + whole
+    end do
+    do i = 2, tail - 1
+      backward(i) = backward(i) * (1.0_c_double / width)
+    end do
+    do i = tail, count - reach
+      backward(i) = backward(i) / (count - i + 1)
+    end do
+    if (count > reach + 1) call scale(samples(reach + 2:), backward(2:count - reach), measure, level)
+
+    ! Windows that begin with the trace, and end before it or with it.
+    do i = reach + 1, min(2 * reach + 1, count)
+      forward(i) = forward(i) / i
+    end do
+    i = min(reach + 1, count - reach)
+    call scale(samples(:i), forward(reach + 1:reach + i), measure, level)
+    mean = whole / count
+    do i = max(count - reach, 0) + 1, min(reach + 1, count)
+      call scale(samples(i:i), mean, measure, level)
     end do
   end subroutine agc_balance
 
-  !> For each sample, the sum from the beginning of its block up to it, and from it to the block's
-  !> end.
-  pure subroutine sum_blocks(samples, width, measure, forward, backward)
-    real(c_float), intent(in) :: samples(:)
-    integer, intent(in) :: width
+  !> What each sample adds to a sum, twice.
+  pure subroutine measure_samples(samples, measure, forward, backward)
+    real(c_float), intent(in), contiguous :: samples(:)
     integer(c_int), intent(in) :: measure
-    real(c_double), intent(inout) :: forward(:), backward(:)
-    integer :: i, first, last
-    real(c_double) :: total
+    real(c_double), intent(inout), contiguous :: forward(:), backward(:)
+    real(c_double) :: amount
+    integer :: i
+
+    do i = 1, size(samples)
+      amount = abs(real(samples(i), c_double))
+      amount = merge(amount, 0.0_c_double, amount <= huge(samples))
+      forward(i) = amount
+      backward(i) = amount
+    end do
+    if (measure /= agc_rms) return
+    do i = 1, size(samples)
+      forward(i) = forward(i) * forward(i)
+      backward(i) = backward(i) * backward(i)
+    end do
+  end subroutine measure_samples
+
+  !> For each sample, the sum from the beginning of its block up to it, and from it to the block's
+  !> end, in place of the amounts. An addition waits for the one before it: four sums, of two blocks,
+  !> take hardly longer than one.
+  pure subroutine sum_blocks(width, forward, backward)
+    integer, intent(in) :: width
+    real(c_double), intent(inout), contiguous :: forward(:), backward(:)
+    integer :: first, second, last, i
+    real(c_double) :: sums(4)
 
     first = 1
-    do while (first <= size(samples))
-      last = first + min(width - 1, size(samples) - first)
-      total = 0
-      do i = first, last
-        total = total + amount(samples(i), measure)
-        forward(i) = total
+    do while (first <= size(forward))
+      second = first + width
+      last = second + width - 1
+      if (last > size(forward)) exit
+      sums = 0
+      do i = 0, width - 1
+        sums(1) = sums(1) + forward(first + i)
+        forward(first + i) = sums(1)
+        sums(2) = sums(2) + forward(second + i)
+        forward(second + i) = sums(2)
+        sums(3) = sums(3) + backward(second - 1 - i)
+        backward(second - 1 - i) = sums(3)
+        sums(4) = sums(4) + backward(last - i)
+        backward(last - i) = sums(4)
       end do
-      total = 0
-      do i = last, first, -1
-        total = total + amount(samples(i), measure)
-        backward(i) = total
+      first = last + 1
+    end do
+    do while (first <= size(forward))
+      last = min(first + width - 1, size(forward))
+      sums = 0
+      do i = 0, last - first
+        sums(1) = sums(1) + forward(first + i)
+        forward(first + i) = sums(1)
+        sums(2) = sums(2) + backward(last - i)
+        backward(last - i) = sums(2)
       end do
       first = last + 1
     end do
   end subroutine sum_blocks
 
-  !> What a sample adds to a sum.
-  elemental function amount(sample, measure)
-    real(c_float), intent(in) :: sample
-    integer(c_int), intent(in) :: measure
-    real(c_double) :: amount
+  !> Adds to the sums from samples to the end of their blocks what their windows have of the next block;
+  !> of windows that the trace does not cut. A window that begins with its block has no more.
+  pure subroutine join_blocks(width, count, forward, backward)
+    integer, intent(in) :: width, count
+    real(c_double), intent(in), contiguous :: forward(:)
+    real(c_double), intent(inout), contiguous :: backward(:)
+    integer :: first, i
 
-    amount = abs(real(sample, c_double))
-    if (.not. amount <= huge(sample)) amount = 0
-    if (measure == agc_rms) amount = amount * amount
-  end function amount
+    do first = 1, count - width + 1, width
+      do i = first + 1, min(first + width - 1, count - width + 1)
+        backward(i) = backward(i) + forward(i + width - 1)
+      end do
+    end do
+  end subroutine join_blocks
+
+  !> Scales samples by level over amplitude, where means of their windows are given: of squares, or of
+  !> absolute values. Samples with a mean of 0 stay.
+  pure subroutine scale(samples, means, measure, level)
+    real(c_float), intent(inout), contiguous :: samples(:)
+    real(c_double), intent(in), contiguous :: means(:)
+    integer(c_int), intent(in) :: measure
+    real(c_double), intent(in) :: level
+    real(c_double), parameter :: least = 1e-30_c_double, most = 1e30_c_double
+    real(c_float) :: mean, unit
+    integer(c_int64_t) :: beyond
+    integer :: i
+
+    ! Without branches, so that the compiler makes vectors of it: means are not negative.
+    beyond = 0
+    do i = 1, size(means)
+      beyond = beyond + merge(1_c_int64_t, 0_c_int64_t, means(i) > most) + &
+          merge(1_c_int64_t, 0_c_int64_t, means(i) < least) - &
+          merge(1_c_int64_t, 0_c_int64_t, means(i) <= 0)
+    end do
+    if (beyond > 0 .or. level < 1e-8_c_double .or. level > 1e8_c_double) then
+      call scale_any(samples, means, measure, level)
+      return
+    end if
+    ! Where a mean is 0, samples are, or they are not finite: any gain leaves them as they are.
+    unit = real(level, c_float)
+    if (measure == agc_rms) then
+      do i = 1, size(means)
+        mean = real(means(i), c_float)
+        samples(i) = samples(i) * (unit / sqrt(merge(mean, 1.0_c_float, mean > 0)))
+      end do
+    else
+      do i = 1, size(means)
+        mean = real(means(i), c_float)
+        samples(i) = samples(i) * (unit / merge(mean, 1.0_c_float, mean > 0))
+      end do
+    end if
+  end subroutine scale
+
+  !> The same for any range.
+  pure subroutine scale_any(samples, means, measure, level)
+    real(c_float), intent(inout) :: samples(:)
+    real(c_double), intent(in) :: means(:)
+    integer(c_int), intent(in) :: measure
+    real(c_double), intent(in) :: level
+    real(c_double) :: amplitude
+    integer :: i
+
+    do i = 1, size(means)
+      if (.not. means(i) > 0) cycle
+      amplitude = means(i)
+      if (measure == agc_rms) amplitude = sqrt(amplitude)
+      samples(i) = real(samples(i) * (level / amplitude), c_float)
+    end do
+  end subroutine scale_any
 end module agc_math

@@ -118,6 +118,32 @@ TEST(AgcMathTest, TheGreatestAndTheSmallestSamplesCanBeSquared)
     EXPECT_THAT(balanced({smallest, -smallest}, 5, rms), ElementsAre(FloatEq(1), FloatEq(-1)));
 }
 
+// Single precision has no squares of these, of one of them only, or not their gain.
+TEST(AgcMathTest, AnyRangeOfAmplitudesHasItsGain)
+{
+    std::mt19937 random(2);
+    const struct
+    {
+        float begin, end;
+        double level;
+    } rows[] = {{1, 1, 1},      {1e-25F, 1e-25F, 1}, {1e25F, 1e25F, 1},
+                {1e-25F, 1, 1}, {1, 1e25F, 1},       {1, 1, 1e-20},
+                {1, 1, 1e20},   {1e-38F, 1e38F, 5},  {1e-10F, 1e-10F, 1e12}};
+    for (const auto& row : rows) {
+        std::vector<float> samples(200);
+        for (std::size_t i = 0; i < samples.size(); ++i)
+            samples[i] = (i < 100 ? row.begin : row.end) *
+                         (static_cast<float>(random()) / 4294967296.0F - 0.5F);
+        for (const Measure measure : {rms, mean}) {
+            const std::vector<float> result = balanced(samples, 10, measure, row.level);
+            const std::vector<double> expected = slowlyBalanced(samples, 10, measure, row.level);
+            for (std::size_t i = 0; i < samples.size(); ++i)
+                ASSERT_NEAR(result[i], expected[i], 4e-7 * std::fabs(expected[i]) + 1e-45)
+                    << row.begin << " " << row.end << " " << row.level << ", sample " << i;
+        }
+    }
+}
+
 TEST(AgcMathTest, WhatIsNoFiniteNumberStaysAndCountsAsZero)
 {
     const std::vector<float> result = balanced({2, noNumber, 4, -infinite, 8}, 1, mean);

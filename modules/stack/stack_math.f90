@@ -14,17 +14,23 @@ module stack_math
 contains
 
   !> Adds a trace to sums, and 1 to `live` where its samples are not zero.
-  pure subroutine stack_add(samples, count, sums, live) bind(C, name='stack_add')
+  subroutine stack_add(samples, count, sums, live) bind(C, name='stack_add')
     integer(c_int), value, intent(in) :: count
     real(c_float), intent(in) :: samples(count)
     real(c_double), intent(inout) :: sums(count)
     integer(c_int), intent(inout) :: live(count)
-    integer :: i
+    interface
+      ! With the widest vectors that the processor has.
+      subroutine add(values, number, to, counts) bind(C, name='sample_loops_add')
+        import :: c_double, c_float, c_int
+        integer(c_int), value, intent(in) :: number
+        real(c_float), intent(in) :: values(number)
+        real(c_double), intent(inout) :: to(number)
+        integer(c_int), intent(inout) :: counts(number)
+      end subroutine add
+    end interface
 
-    do i = 1, count
-      sums(i) = sums(i) + samples(i)
-      live(i) = live(i) + merge(1, 0, samples(i) /= 0) ! also NaN
-    end do
+    call add(samples, count, sums, live)
   end subroutine stack_add
 
   !> The stack of `traces` traces from their sums. Zero where no trace is live.

@@ -32,3 +32,8 @@ void sample_loops_add_rounded(const float* values, int count, double factor, dou
 {
     loops().addRounded(values, count, factor, rounding, sums);
 }
+
+void sample_loops_add(const float* values, int count, double* sums, int* live)
+{
+    loops().add(values, count, sums, live);
+}

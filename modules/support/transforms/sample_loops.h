@@ -27,6 +27,9 @@ void sample_loops_weigh(float* values, const float* weights, float factor, int c
 void sample_loops_add_rounded(const float* values, int count, double factor, double rounding,
                               double* sums);
 
+/** Adds each value to its sum, and 1 to its number in `live` where it is not 0; NaN is not. */
+void sample_loops_add(const float* values, int count, double* sums, int* live);
+
 #ifdef __cplusplus
 }
 #endif

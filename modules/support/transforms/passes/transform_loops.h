@@ -475,9 +475,17 @@ void addRounded(const float* __restrict values, int count, double factor, double
         sums[i] += (factor * static_cast<double>(values[i]) + rounding) - rounding;
 }
 
+void add(const float* __restrict values, int count, double* __restrict sums, int* __restrict live)
+{
+    for (int i = 0; i < count; ++i) {
+        sums[i] += static_cast<double>(values[i]);
+        live[i] += values[i] != 0 ? 1 : 0;
+    }
+}
+
 } // namespace
 
 const Passes PASSES = {firstOfPairs, first,      middle,   last,  lastToPairs, filter,
-                       amplitudes,   copyFinite, greatest, weigh, addRounded};
+                       amplitudes,   copyFinite, greatest, weigh, addRounded,  add};
 
 } // namespace transforms

@@ -58,6 +58,7 @@ struct Passes
     void (*weigh)(float* values, const float* weights, float factor, int count);
     void (*addRounded)(const float* values, int count, double factor, double rounding,
                        double* sums);
+    void (*add)(const float* values, int count, double* sums, int* live);
     /// @}
 };
 

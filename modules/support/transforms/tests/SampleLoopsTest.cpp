@@ -51,6 +51,16 @@ TEST(SampleLoopsTest, SumsGetMultiplesOfTheUnit)
     EXPECT_THAT(sums, ElementsAre(11, 22, 30));
 }
 
+TEST(SampleLoopsTest, AddCountsWhatIsNotZero)
+{
+    const std::vector<float> values = {1, 0, -0.0F, smallest, notANumber};
+    std::vector<double> sums = {1, 2, 3, 4, 5};
+    std::vector<int> live = {0, 1, 2, 3, 4};
+    sample_loops_add(values.data(), 5, sums.data(), live.data());
+    EXPECT_THAT(live, ElementsAre(1, 1, 2, 4, 5));
+    EXPECT_THAT(sums, ElementsAre(2, 2, 3, 4 + static_cast<double>(smallest), testing::IsNan()));
+}
+
 // Any bits, in all numbers of samples that leave a rest.
 TEST(SampleLoopsTest, AllWidthsOfVectorsGiveTheSameBits)
 {
@@ -71,7 +81,10 @@ TEST(SampleLoopsTest, AllWidthsOfVectorsGiveTheSameBits)
             const float most = loops.greatest(copy.data(), count);
             loops.weigh(copy.data(), weights.data(), 0.37F / std::max(most, 1e-30F), count);
             loops.addRounded(copy.data(), count, 1e7 / 3, 0x1.8p42, sums.data());
+            std::vector<int> live(size, 7);
+            loops.add(copy.data(), count, sums.data(), live.data());
             std::vector<double> all(sums);
+            all.insert(all.end(), live.begin(), live.end());
             all.push_back(others);
             all.push_back(static_cast<double>(most));
             all.insert(all.end(), copy.begin(), copy.end());

@@ -1,13 +1,10 @@
 #include "FkTransform.h"
 
+#include "RealPlan.h"
 #include "fast_length.h"
-#include "plan_flags.h"
-#include "transform_memory.h"
 
 #include <algorithm>
 #include <cstddef>
-#include <fftw3.h>
-#include <new>
 
 namespace {
 
@@ -21,7 +18,7 @@ std::int64_t rowsFor(int samples)
     return evenFastLength(samples + std::int64_t{samples} / 2);
 }
 
-// In place, a row of real values has room for its spectrum.
+// Of the longer rows of the two: those of the spectrum have two numbers more.
 std::int64_t valuesFor(std::int64_t columns, std::int64_t rows)
 {
     return columns * (rows + 2);
@@ -31,38 +28,15 @@ std::int64_t valuesFor(std::int64_t columns, std::int64_t rows)
 
 struct FkTransform::Work
 {
-    Work(int columns, int rows)
-        : values(fftw_alloc_real(static_cast<std::size_t>(valuesFor(columns, rows))))
-    {
-        // The plans of doubles are twice as large as those of floats.
-        if (values != nullptr && transform_has_room(2 * valuesFor(columns, rows), 2) != 0) {
-            auto* spectrum = reinterpret_cast<fftw_complex*>(values);
-            forward =
-                fftw_plan_dft_r2c_2d(columns, rows, values, spectrum, transforms_plan_flags());
-            backward =
-                fftw_plan_dft_c2r_2d(columns, rows, spectrum, values, transforms_plan_flags());
-        }
-        if (forward == nullptr || backward == nullptr) {
-            release();
-            throw std::bad_alloc();
-        }
-    }
-    ~Work() { release(); }
-    Work(const Work&) = delete;
-    Work& operator=(const Work&) = delete;
+    Work(int columns, int rows) : plan({columns, rows}, 2) {}
 
-    void release()
+    // The first number of the row of the spectrum at a place: pairs of real and imaginary parts.
+    double* row(int place, int frequencies)
     {
-        if (forward != nullptr)
-            fftw_destroy_plan(forward);
-        if (backward != nullptr)
-            fftw_destroy_plan(backward);
-        fftw_free(values);
+        return *(plan.spectrum() + static_cast<std::ptrdiff_t>(place) * frequencies);
     }
 
-    double* values;
-    fftw_plan forward = nullptr;
-    fftw_plan backward = nullptr;
+    transforms::RealPlan<double> plan;
 };
 
 FkTransform::FkTransform(int traces, int samples)
@@ -80,33 +54,33 @@ std::int64_t FkTransform::bytesFor(int traces, int samples)
     if (columns > TRANSFORM_LONGEST / (rows + 2))
         return -1;
     const std::int64_t values = valuesFor(columns, rows);
-    return values * static_cast<std::int64_t>(sizeof(double)) + transform_plan_bytes(values, 2);
+    // Values and spectrum; plans of two dimensions are small.
+    return values * 2 * static_cast<std::int64_t>(sizeof(double)) + transform_plan_bytes(values, 2);
 }
 
 void FkTransform::forward(const double* gather, int traces)
 {
-    double* row = work->values;
-    for (int i = 0; i < across; ++i, row += down + 2) {
+    double* row = work->plan.values();
+    for (int i = 0; i < across; ++i, row += down) {
         double* end = row;
         if (i < traces)
             end = std::copy_n(gather + static_cast<std::ptrdiff_t>(i) * length, length, row);
-        std::fill(end, row + down + 2, 0.0);
+        std::fill(end, row + down, 0.0);
     }
-    fftw_execute(work->forward);
+    work->plan.forward();
 }
 
 // The library's transform has the same sign in both directions: its wavenumber is the negative.
 std::complex<double> FkTransform::at(int j, int m) const
 {
     const int place = m > 0 ? across - m : -m;
-    const double* value =
-        work->values + static_cast<std::ptrdiff_t>(place) * (down + 2) + 2 * std::ptrdiff_t{j};
+    const double* value = work->row(place, frequencies()) + 2 * std::ptrdiff_t{j};
     return {value[0], value[1]};
 }
 
 void FkTransform::apply(const DipFan& fan, double interval)
 {
-    double* value = work->values;
+    double* value = work->row(0, frequencies());
     for (int place = 0; place < across; ++place) {
         const int m = place <= across / 2 ? -place : across - place;
         const double k = static_cast<double>(m) / across;
@@ -120,10 +94,10 @@ void FkTransform::apply(const DipFan& fan, double interval)
 
 void FkTransform::backward(double* gather, int traces)
 {
-    fftw_execute(work->backward);
+    work->plan.backward();
     const double scale = 1 / (static_cast<double>(across) * down);
-    const double* row = work->values;
-    for (int i = 0; i < traces; ++i, row += down + 2)
+    const double* row = work->plan.values();
+    for (int i = 0; i < traces; ++i, row += down)
         std::transform(row, row + length, gather + static_cast<std::ptrdiff_t>(i) * length,
                        [scale](double value) { return value * scale; });
 }
@@ -132,7 +106,7 @@ void FkTransform::backward(double* gather, int traces)
 double FkTransform::energy() const
 {
     double sum = 0;
-    const double* value = work->values;
+    const double* value = work->row(0, frequencies());
     for (int place = 0; place < across; ++place) {
         for (int j = 0; j < frequencies(); ++j, value += 2) {
             const double power = value[0] * value[0] + value[1] * value[1];

@@ -1,14 +1,11 @@
 #include "ShortTimeSpectra.h"
 
+#include "RealPlan.h"
 #include "fast_length.h"
-#include "plan_flags.h"
-#include "transform_memory.h"
 
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
-#include <fftw3.h>
-#include <new>
 #include <numbers>
 
 namespace {
@@ -25,34 +22,9 @@ std::int64_t odd(int samples)
 
 struct ShortTimeSpectra::Transform
 {
-    explicit Transform(int length)
-        : values(fftw_alloc_real(static_cast<std::size_t>(length))),
-          spectrum(fftw_alloc_complex(static_cast<std::size_t>(length) / 2 + 1))
-    {
-        // The plan of doubles is twice as large as that of floats.
-        if (values != nullptr && spectrum != nullptr &&
-            transform_has_room(std::int64_t{2} * length, 1) != 0)
-            plan = fftw_plan_dft_r2c_1d(length, values, spectrum, transforms_plan_flags());
-        if (plan == nullptr) {
-            release();
-            throw std::bad_alloc();
-        }
-    }
-    ~Transform() { release(); }
-    Transform(const Transform&) = delete;
-    Transform& operator=(const Transform&) = delete;
+    explicit Transform(int length) : plan({length}, 1) {}
 
-    void release()
-    {
-        if (plan != nullptr)
-            fftw_destroy_plan(plan);
-        fftw_free(values);
-        fftw_free(spectrum);
-    }
-
-    double* values;
-    fftw_complex* spectrum;
-    fftw_plan plan = nullptr;
+    transforms::RealPlan<double> plan;
 };
 
 ShortTimeSpectra::ShortTimeSpectra(int samples)
@@ -86,17 +58,18 @@ std::int64_t ShortTimeSpectra::bytesFor(int samples)
 const std::vector<double>& ShortTimeSpectra::at(const double* trace, int count, std::int64_t middle)
 {
     const auto size = static_cast<std::int64_t>(weights.size());
+    double* const values = transform->plan.values();
     const std::int64_t first = middle - size / 2;
     for (std::int64_t i = 0; i < size; ++i) {
         const std::int64_t sample = first + i;
         const bool isInside = sample >= 0 && sample < count;
-        transform->values[i] = isInside ? weights[static_cast<std::size_t>(i)] * trace[sample] : 0;
+        values[i] = isInside ? weights[static_cast<std::size_t>(i)] * trace[sample] : 0;
     }
-    std::fill(transform->values + size, transform->values + transformed, 0.0);
-    fftw_execute(transform->plan);
+    std::fill(values + size, values + transformed, 0.0);
+    transform->plan.forward();
     const int last = transformed / 2;
     for (int j = 0; j <= last; ++j) {
-        const fftw_complex& value = transform->spectrum[j];
+        const auto& value = transform->plan.spectrum()[j];
         const double factor = j == 0 || j == last ? 1 : 2;
         amplitudes[static_cast<std::size_t>(j)] =
             factor / sumOfWeights * std::hypot(value[0], value[1]);

@@ -47,8 +47,8 @@ ArgumentSpec planArgument()
 OptionSpec portableOption()
 {
     return {"--portable", "",
-            "use no instructions that some machines do not have, so that results are the same on "
-            "all of them"};
+            "use nothing whose results depend on the instructions of the machine, so that they are "
+            "the same on all x86-64 machines"};
 }
 
 void noteCall(const Arguments& arguments, const LoadedJob& loaded, Plan& plan)

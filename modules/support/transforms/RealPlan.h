@@ -13,6 +13,7 @@
 #include <fftw3.h>
 #include <initializer_list>
 #include <new>
+#include <type_traits>
 
 namespace transforms {
 
@@ -82,7 +83,7 @@ public:
         }
         real = static_cast<Real*>(Fftw<Real>::allocate(all * sizeof(Real)));
         complex = static_cast<Complex*>(Fftw<Real>::allocate(bins * sizeof(Complex)));
-        const auto floats = static_cast<std::int64_t>(all * (sizeof(Real) / sizeof(float)));
+        const auto floats = static_cast<std::int64_t>(all) * inFloats;
         const int rank = static_cast<int>(lengths.size());
         if (real != nullptr && complex != nullptr && transform_has_room(floats, plans) != 0) {
             there =
@@ -104,8 +105,7 @@ public:
     static std::int64_t bytesFor(std::int64_t all, int plans)
     {
         constexpr auto size = static_cast<std::int64_t>(sizeof(Real));
-        return 2 * all * size +
-               transform_plan_bytes(all * (size / static_cast<std::int64_t>(sizeof(float))), plans);
+        return 2 * all * size + transform_plan_bytes(all * inFloats, plans);
     }
 
     Real* values() { return real; }
@@ -116,6 +116,9 @@ public:
     void backward() { Fftw<Real>::execute(back); } ///< the way back; the spectrum is lost
 
 private:
+    // Plans of doubles are twice as large.
+    static constexpr std::int64_t inFloats = std::is_same_v<Real, double> ? 2 : 1;
+
     Real* real = nullptr;
     Complex* complex = nullptr;
     typename Fftw<Real>::Plan there = nullptr;

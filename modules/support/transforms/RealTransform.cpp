@@ -32,7 +32,8 @@ std::size_t apart(int count)
 
 std::size_t rotationsFor(int count)
 {
-    std::size_t sum = 0;
+    // Those of the stride 4 stand there four times.
+    std::size_t sum = static_cast<std::size_t>(count);
     for (std::size_t left = static_cast<std::size_t>(count); left > 1;) {
         // Each pass has fewer than `left`, and leaves at most half of it.
         sum += left;
@@ -133,16 +134,19 @@ RealTransform::RealTransform(int length)
     float* next = rotations.data();
     const auto add = [&](int radix, int stride, int left) {
         Pass step = {radix, stride, left / radix, {nullptr, nullptr}};
-        const auto size = static_cast<std::ptrdiff_t>(radix - 1) * step.groups;
+        // See Pass::turns.
+        const int times = stride == 4 ? 4 : 1;
+        const int row = times * step.groups;
+        const auto size = static_cast<std::ptrdiff_t>(radix - 1) * row;
         step.turns = {next, next + size};
         next += 2 * size;
         for (int k = 1; k < radix; ++k) {
-            for (int group = 0; group < step.groups; ++group) {
+            for (int place = 0; place < row; ++place) {
                 // Of the whole circle, which has 2 count turns: the second half is the negative.
-                const std::int64_t turn = std::int64_t{2} * stride * k * group;
+                const std::int64_t turn = std::int64_t{2} * stride * k * (place / times);
                 const bool isSecond = turn >= count;
                 const auto at = static_cast<std::ptrdiff_t>(isSecond ? turn - count : turn);
-                const std::ptrdiff_t to = static_cast<std::ptrdiff_t>(k - 1) * step.groups + group;
+                const std::ptrdiff_t to = static_cast<std::ptrdiff_t>(k - 1) * row + place;
                 step.turns.re[to] = isSecond ? -turnsRe.data()[at] : turnsRe.data()[at];
                 step.turns.im[to] = isSecond ? -turnsIm.data()[at] : turnsIm.data()[at];
             }

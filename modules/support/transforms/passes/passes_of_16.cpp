@@ -1,4 +1,4 @@
 // The loops of transforms for processors with AVX-512.
-#define WIDTH 16
-#define PASSES passesOfSixteen
 #include "transform_loops.h"
+
+const transforms::Passes transforms::passesOfSixteen = transforms::loops<16>;

@@ -1,4 +1,4 @@
 // The loops of transforms for any processor.
-#define WIDTH 4
-#define PASSES passesOfFour
 #include "transform_loops.h"
+
+const transforms::Passes transforms::passesOfFour = transforms::loops<4>;

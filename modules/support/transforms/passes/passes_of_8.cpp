@@ -1,4 +1,4 @@
 // The loops of transforms for processors with AVX2.
-#define WIDTH 8
-#define PASSES passesOfEight
 #include "transform_loops.h"
+
+const transforms::Passes transforms::passesOfEight = transforms::loops<8>;

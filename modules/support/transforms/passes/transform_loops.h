@@ -1,8 +1,12 @@
-// The loops of transform_passes.h for vectors of WIDTH floats, as the table PASSES; included by one
-// source for each width.
-//
-// All of it has internal linkage, and nothing of the standard library is called: what one source
-// compiles for its processors must not be the one copy that the linker keeps for all of them.
+/// @file transform_loops.h
+///
+/// The loops of transform_passes.h for vectors of any width; included by one source for each width.
+///
+/// All of it has internal linkage, and nothing of the standard library is called: what one source
+/// compiles for its processors must not be the one copy that the linker keeps for all of them.
+#ifndef TRANSFORM_LOOPS_H
+#define TRANSFORM_LOOPS_H
+
 #include "transform_passes.h"
 
 #include <cstddef>
@@ -36,6 +40,15 @@ template <class V>
 inline void store(float* to, V values)
 {
     __builtin_memcpy(to, &values, sizeof values);
+}
+
+// Four lanes at a time, `apart` floats from each other.
+template <class V>
+inline void storeParts(float* to, V values, long apart)
+{
+    constexpr std::size_t part = 4 * sizeof(float);
+    for (std::size_t at = 0; at + part <= sizeof values; at += part, to += apart)
+        __builtin_memcpy(to, reinterpret_cast<const char*>(&values) + at, part);
 }
 
 template <class V>
@@ -186,8 +199,9 @@ inline void storeFours(float* to, Lanes<lanes> a, Lanes<lanes> b, Lanes<lanes> c
     zip<lanes>(c, d);
     store(to, a);
     store(to + lanes, b);
-    store(to + 2 * lanes, c);
-    store(to + 3 * lanes, d);
+    constexpr long apart = lanes;
+    store(to + 2 * apart, c);
+    store(to + 3 * apart, d);
 }
 
 template <class V, int... i>
@@ -226,15 +240,15 @@ inline void cover(long count, const Step& step)
         cover<lanes == 4 ? 1 : lanes / 2>(count, step);
 }
 
-template <class Load>
+template <int width, class Load>
 inline void firstPass(const Pass& pass, Split to, const Load& loadAt)
 {
     const long groups = pass.groups;
-    cover<WIDTH>(groups, [&](auto width, long i) {
-        constexpr int lanes = decltype(width)::value;
+    cover<width>(groups, [&](auto block, long i) {
+        constexpr int lanes = decltype(block)::value;
         Complex<Lanes<lanes>> x[4];
         for (int k = 0; k < 4; ++k)
-            x[k] = loadAt(width, i + k * groups);
+            x[k] = loadAt(block, i + k * groups);
         transform(x);
         for (int k = 1; k < 4; ++k)
             x[k] = x[k] * loadSplit<lanes>(pass.turns, (k - 1) * groups + i);
@@ -243,20 +257,23 @@ inline void firstPass(const Pass& pass, Split to, const Load& loadAt)
     });
 }
 
+template <int width>
 void firstOfPairs(const Pass& pass, const float* from, Split to)
 {
-    firstPass(pass, to, [from](auto width, long i) {
-        return loadPairs<decltype(width)::value>(from + 2 * i);
+    firstPass<width>(pass, to, [from](auto block, long i) {
+        return loadPairs<decltype(block)::value>(from + 2 * i);
     });
 }
 
+template <int width>
 void first(const Pass& pass, Split from, Split to)
 {
-    firstPass(pass, to,
-              [from](auto width, long i) { return loadSplit<decltype(width)::value>(from, i); });
+    firstPass<width>(pass, to, [from](auto block, long i) {
+        return loadSplit<decltype(block)::value>(from, i);
+    });
 }
 
-template <int radix>
+template <int width, int radix>
 void middleOf(const Pass& pass, Split from, Split to)
 {
     const long stride = pass.stride;
@@ -269,8 +286,8 @@ void middleOf(const Pass& pass, Split from, Split to)
                         pass.turns.im[(k - 1) * groups + group]};
         const long in = group * stride;
         const long out = group * stride * radix;
-        cover<WIDTH>(stride, [&](auto width, long i) {
-            constexpr int lanes = decltype(width)::value;
+        cover<width>(stride, [&](auto block, long i) {
+            constexpr int lanes = decltype(block)::value;
             Complex<Lanes<lanes>> x[std::size_t{radix}];
             for (int k = 0; k < radix; ++k)
                 x[k] = loadSplit<lanes>(from, in + i + k * apart);
@@ -286,67 +303,100 @@ void middleOf(const Pass& pass, Split from, Split to)
     }
 }
 
+// With stride 4, of which a vector takes several groups: neighbours in the array they come from,
+// and parts of four values in that they go to. Each factor stands there four times.
+template <int width, int radix>
+void foursOf(const Pass& pass, Split from, Split to)
+{
+    const long apart = 4L * pass.groups;
+    cover<width>(apart, [&](auto block, long i) {
+        constexpr int lanes = decltype(block)::value;
+        Complex<Lanes<lanes>> x[std::size_t{radix}];
+        for (int k = 0; k < radix; ++k)
+            x[k] = loadSplit<lanes>(from, i + k * apart);
+        transform(x);
+        for (int k = 0; k < radix; ++k) {
+            if (k > 0)
+                x[k] = x[k] * loadSplit<lanes>(pass.turns, (k - 1) * apart + i);
+            storeParts(to.re + i * radix + 4L * k, x[k].re, 4L * radix);
+            storeParts(to.im + i * radix + 4L * k, x[k].im, 4L * radix);
+        }
+    });
+}
+
+template <int width, int radix>
+void middleOfRadix(const Pass& pass, Split from, Split to)
+{
+    if (pass.stride == 4)
+        foursOf<width, radix>(pass, from, to);
+    else
+        middleOf<width, radix>(pass, from, to);
+}
+
+template <int width>
 void middle(const Pass& pass, Split from, Split to)
 {
     switch (pass.radix) {
     case 2:
-        middleOf<2>(pass, from, to);
+        middleOfRadix<width, 2>(pass, from, to);
         break;
     case 3:
-        middleOf<3>(pass, from, to);
+        middleOfRadix<width, 3>(pass, from, to);
         break;
     case 4:
-        middleOf<4>(pass, from, to);
+        middleOfRadix<width, 4>(pass, from, to);
         break;
     default:
-        middleOf<5>(pass, from, to);
+        middleOfRadix<width, 5>(pass, from, to);
         break;
     }
 }
 
-template <int radix, class Store>
+template <int width, int radix, class Store>
 inline void lastOf(const Pass& pass, Split from, const Store& storeAt)
 {
     const long stride = pass.stride;
-    cover<WIDTH>(stride, [&](auto width, long i) {
-        constexpr int lanes = decltype(width)::value;
+    cover<width>(stride, [&](auto block, long i) {
+        constexpr int lanes = decltype(block)::value;
         Complex<Lanes<lanes>> x[std::size_t{radix}];
         for (int k = 0; k < radix; ++k)
             x[k] = loadSplit<lanes>(from, i + k * stride);
         transform(x);
         for (int k = 0; k < radix; ++k)
-            storeAt(width, i + k * stride, x[k]);
+            storeAt(block, i + k * stride, x[k]);
     });
 }
 
-template <class Store>
+template <int width, class Store>
 inline void lastPass(const Pass& pass, Split from, const Store& storeAt)
 {
     switch (pass.radix) {
     case 2:
-        lastOf<2>(pass, from, storeAt);
+        lastOf<width, 2>(pass, from, storeAt);
         break;
     case 3:
-        lastOf<3>(pass, from, storeAt);
+        lastOf<width, 3>(pass, from, storeAt);
         break;
     case 4:
-        lastOf<4>(pass, from, storeAt);
+        lastOf<width, 4>(pass, from, storeAt);
         break;
     default:
-        lastOf<5>(pass, from, storeAt);
+        lastOf<width, 5>(pass, from, storeAt);
         break;
     }
 }
 
+template <int width>
 void last(const Pass& pass, Split from, Split to)
 {
-    lastPass(pass, from, [to](auto, long i, auto values) { storeSplit(to, i, values); });
+    lastPass<width>(pass, from, [to](auto, long i, auto values) { storeSplit(to, i, values); });
 }
 
+template <int width>
 void lastToPairs(const Pass& pass, Split from, float* to)
 {
-    lastPass(pass, from, [to](auto width, long i, auto values) {
-        constexpr int lanes = decltype(width)::value;
+    lastPass<width>(pass, from, [to](auto block, long i, auto values) {
+        constexpr int lanes = decltype(block)::value;
         zip<lanes>(values.im, values.re);
         store(to + 2 * i, values.im);
         store(to + 2 * i + lanes, values.re);
@@ -368,6 +418,7 @@ inline Halves<V> halvesOf(Complex<V> low, Complex<V> high)
             {0.5F * (low.re - high.re), 0.5F * (low.im + high.im)}};
 }
 
+template <int width>
 void filter(int count, Split from, const float* even, Split turned, Split to)
 {
     const float zero = even[0] * (from.re[0] + from.im[0]);
@@ -375,8 +426,8 @@ void filter(int count, Split from, const float* even, Split turned, Split to)
     to.re[0] = 0.5F * (zero + nyquist);
     to.im[0] = 0.5F * (zero - nyquist);
     // From 1 to half of the count, which is its own partner.
-    cover<WIDTH>(count / 2, [&](auto width, long i) {
-        constexpr int lanes = decltype(width)::value;
+    cover<width>(count / 2, [&](auto block, long i) {
+        constexpr int lanes = decltype(block)::value;
         const long low = i + 1;
         const long high = count - i - lanes;
         const auto a = loadSplit<lanes>(from, low);
@@ -394,14 +445,15 @@ void filter(int count, Split from, const float* even, Split turned, Split to)
     });
 }
 
+template <int width>
 void amplitudes(int count, Split from, Split turns, float* to)
 {
     to[0] = from.re[0] + from.im[0];
     to[0] *= to[0];
     to[count] = from.re[0] - from.im[0];
     to[count] *= to[count];
-    cover<WIDTH>(count / 2, [&](auto width, long i) {
-        constexpr int lanes = decltype(width)::value;
+    cover<width>(count / 2, [&](auto block, long i) {
+        constexpr int lanes = decltype(block)::value;
         const long low = i + 1;
         const long high = count - i - lanes;
         const auto a = loadSplit<lanes>(from, low);
@@ -439,6 +491,7 @@ inline float floatOf(unsigned bits)
     return value;
 }
 
+template <int width>
 int copyFinite(const float* __restrict from, int count, float* __restrict to)
 {
     unsigned others = 0;
@@ -452,6 +505,7 @@ int copyFinite(const float* __restrict from, int count, float* __restrict to)
 }
 
 // Amounts are in the order of their bits.
+template <int width>
 float greatest(const float* values, int count)
 {
     int most = 0;
@@ -462,12 +516,14 @@ float greatest(const float* values, int count)
     return floatOf(static_cast<unsigned>(most));
 }
 
+template <int width>
 void weigh(float* __restrict values, const float* __restrict weights, float factor, int count)
 {
     for (int i = 0; i < count; ++i)
         values[i] = values[i] * factor * weights[i];
 }
 
+template <int width>
 void addRounded(const float* __restrict values, int count, double factor, double rounding,
                 double* __restrict sums)
 {
@@ -475,6 +531,7 @@ void addRounded(const float* __restrict values, int count, double factor, double
         sums[i] += (factor * static_cast<double>(values[i]) + rounding) - rounding;
 }
 
+template <int width>
 void add(const float* __restrict values, int count, double* __restrict sums, int* __restrict live)
 {
     for (int i = 0; i < count; ++i) {
@@ -483,9 +540,13 @@ void add(const float* __restrict values, int count, double* __restrict sums, int
     }
 }
 
+template <int width>
+constexpr Passes loops = {firstOfPairs<width>, first<width>,  middle<width>,     last<width>,
+                          lastToPairs<width>,  filter<width>, amplitudes<width>, copyFinite<width>,
+                          greatest<width>,     weigh<width>,  addRounded<width>, add<width>};
+
 } // namespace
 
-const Passes PASSES = {firstOfPairs, first,      middle,   last,  lastToPairs, filter,
-                       amplitudes,   copyFinite, greatest, weigh, addRounded,  add};
-
 } // namespace transforms
+
+#endif

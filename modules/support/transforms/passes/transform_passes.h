@@ -25,8 +25,10 @@ struct Pass
 {
     int radix; ///< 2 to 5
     int stride;
-    int groups;  ///< n / radix / stride: the values of a group are turned by the same angles
-    Split turns; ///< factors of the values behind the first one, `groups` for each of them
+    int groups; ///< n / radix / stride: the values of a group are turned by the same angles
+    /// Factors of the values behind the first one, `groups` for each of them. Where the stride is
+    /// 4, each factor stands there four times.
+    Split turns;
 };
 
 /// The loops. `count` is the number of complex values, a multiple of 4. Arrays do not overlap and

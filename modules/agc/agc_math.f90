@@ -1,6 +1,6 @@
 ! The arithmetic of agc, independent of the kernel. C programs can call it, as its tests do.
 module agc_math
-  use, intrinsic :: iso_c_binding, only: c_double, c_float, c_int, c_int64_t
+  use, intrinsic :: iso_c_binding, only: c_double, c_float, c_int
   implicit none
   private
   public :: agc_balance
@@ -148,33 +148,34 @@ contains
     integer(c_int), intent(in) :: measure
     real(c_double), intent(in) :: level
     real(c_double), parameter :: least = 1e-30_c_double, most = 1e30_c_double
-    real(c_float) :: mean, unit
-    integer(c_int64_t) :: beyond
-    integer :: i
+    interface
+      ! With the widest vectors that the processor has.
+      pure integer(c_int) function beyond(values, number, lowest, highest) &
+          bind(C, name='sample_loops_beyond')
+        import :: c_double, c_int
+        integer(c_int), value, intent(in) :: number
+        real(c_double), intent(in) :: values(number)
+        real(c_double), value, intent(in) :: lowest, highest
+      end function beyond
+      pure subroutine balance(values, divisors, number, unit, has_root) &
+          bind(C, name='sample_loops_balance')
+        import :: c_double, c_float, c_int
+        integer(c_int), value, intent(in) :: number, has_root
+        real(c_float), intent(inout) :: values(number)
+        real(c_double), intent(in) :: divisors(number)
+        real(c_float), value, intent(in) :: unit
+      end subroutine balance
+    end interface
+    integer(c_int) :: count
 
-    ! Without branches, so that the compiler makes vectors of it: means are not negative.
-    beyond = 0
-    do i = 1, size(means)
-      beyond = beyond + merge(1_c_int64_t, 0_c_int64_t, means(i) > most) + &
-          merge(1_c_int64_t, 0_c_int64_t, means(i) < least) - &
-          merge(1_c_int64_t, 0_c_int64_t, means(i) <= 0)
-    end do
-    if (beyond > 0 .or. level < 1e-8_c_double .or. level > 1e8_c_double) then
-      call scale_any(samples, means, measure, level)
-      return
-    end if
+    count = size(means, kind=c_int)
     ! Where a mean is 0, samples are, or they are not finite: any gain leaves them as they are.
-    unit = real(level, c_float)
-    if (measure == agc_rms) then
-      do i = 1, size(means)
-        mean = real(means(i), c_float)
-        samples(i) = samples(i) * (unit / sqrt(merge(mean, 1.0_c_float, mean > 0)))
-      end do
+    if (level >= 1e-8_c_double .and. level <= 1e8_c_double .and. &
+        beyond(means, count, least, most) == 0) then
+      call balance(samples, means, count, real(level, c_float), merge(1_c_int, 0_c_int, &
+          measure == agc_rms))
     else
-      do i = 1, size(means)
-        mean = real(means(i), c_float)
-        samples(i) = samples(i) * (unit / merge(mean, 1.0_c_float, mean > 0))
-      end do
+      call scale_any(samples, means, measure, level)
     end if
   end subroutine scale
 

@@ -37,3 +37,13 @@ void sample_loops_add(const float* values, int count, double* sums, int* live)
 {
     loops().add(values, count, sums, live);
 }
+
+int sample_loops_beyond(const double* values, int count, double least, double most)
+{
+    return loops().beyond(values, count, least, most);
+}
+
+void sample_loops_balance(float* samples, const double* means, int count, float level, int has_root)
+{
+    loops().balance(samples, means, count, level, has_root != 0);
+}

@@ -30,6 +30,16 @@ void sample_loops_add_rounded(const float* values, int count, double factor, dou
 /** Adds each value to its sum, and 1 to its number in `live` where it is not 0; NaN is not. */
 void sample_loops_add(const float* values, int count, double* sums, int* live);
 
+/** How many values are above 0 and below `least`, or above `most`. None is NaN. */
+int sample_loops_beyond(const double* values, int count, double least, double most);
+
+/** Multiplies each sample by `level` over its mean, or over the root of it; where the mean is 0, by
+ * `level`. In single precision.
+ *
+ * Requires: means are 0 or within the range of single precision, and so are the factors. */
+void sample_loops_balance(float* samples, const double* means, int count, float level,
+                          int has_root);
+
 #ifdef __cplusplus
 }
 #endif

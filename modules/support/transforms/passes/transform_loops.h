@@ -475,9 +475,6 @@ void amplitudes(int count, Split from, Split turns, float* to)
 // What follows is left to the compiler to make vectors of: whole numbers, and values that do not
 // depend on each other.
 
-constexpr unsigned exponentBits = 0x7f800000;
-constexpr unsigned amountBits = 0x7fffffff;
-
 inline unsigned bitsOf(float value)
 {
     unsigned bits;
@@ -494,6 +491,7 @@ inline float floatOf(unsigned bits)
 template <int width>
 int copyFinite(const float* __restrict from, int count, float* __restrict to)
 {
+    constexpr unsigned exponentBits = 0x7f800000;
     unsigned others = 0;
     for (int i = 0; i < count; ++i) {
         const unsigned bits = bitsOf(from[i]);
@@ -508,6 +506,7 @@ int copyFinite(const float* __restrict from, int count, float* __restrict to)
 template <int width>
 float greatest(const float* values, int count)
 {
+    constexpr unsigned amountBits = 0x7fffffff;
     int most = 0;
     for (int i = 0; i < count; ++i) {
         const int bits = static_cast<int>(bitsOf(values[i]) & amountBits);
@@ -541,9 +540,40 @@ void add(const float* __restrict values, int count, double* __restrict sums, int
 }
 
 template <int width>
+int beyond(const double* values, int count, double least, double most)
+{
+    // As wide as the values, so that the numbers are lanes of vectors, too.
+    long long number = 0;
+    for (int i = 0; i < count; ++i) {
+        number += values[i] > most ? 1 : 0;
+        number += values[i] < least ? 1 : 0;
+        number -= values[i] <= 0 ? 1 : 0;
+    }
+    return static_cast<int>(number);
+}
+
+template <int width>
+void balance(float* __restrict samples, const double* __restrict means, int count, float level,
+             bool hasRoot)
+{
+    if (hasRoot) {
+        for (int i = 0; i < count; ++i) {
+            const auto mean = static_cast<float>(means[i]);
+            samples[i] *= level / __builtin_sqrtf(mean > 0 ? mean : 1.0F);
+        }
+    } else {
+        for (int i = 0; i < count; ++i) {
+            const auto mean = static_cast<float>(means[i]);
+            samples[i] *= level / (mean > 0 ? mean : 1.0F);
+        }
+    }
+}
+
+template <int width>
 constexpr Passes loops = {firstOfPairs<width>, first<width>,  middle<width>,     last<width>,
                           lastToPairs<width>,  filter<width>, amplitudes<width>, copyFinite<width>,
-                          greatest<width>,     weigh<width>,  addRounded<width>, add<width>};
+                          greatest<width>,     weigh<width>,  addRounded<width>, add<width>,
+                          beyond<width>,       balance<width>};
 
 } // namespace
 

@@ -61,6 +61,8 @@ struct Passes
     void (*addRounded)(const float* values, int count, double factor, double rounding,
                        double* sums);
     void (*add)(const float* values, int count, double* sums, int* live);
+    int (*beyond)(const double* values, int count, double least, double most);
+    void (*balance)(float* samples, const double* means, int count, float level, bool hasRoot);
     /// @}
 };
 

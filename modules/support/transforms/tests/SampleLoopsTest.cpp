@@ -61,6 +61,24 @@ TEST(SampleLoopsTest, AddCountsWhatIsNotZero)
     EXPECT_THAT(sums, ElementsAre(2, 2, 3, 4 + static_cast<double>(smallest), testing::IsNan()));
 }
 
+TEST(SampleLoopsTest, BeyondCountsWhatIsNotZeroAndOutsideTheRange)
+{
+    const std::vector<double> values = {0, 1e-31, 1e-30, 1, 1e30, 1.1e30, 5e-324};
+    EXPECT_EQ(sample_loops_beyond(values.data(), 7, 1e-30, 1e30), 3);
+    EXPECT_EQ(sample_loops_beyond(values.data(), 1, 1e-30, 1e30), 0);
+}
+
+TEST(SampleLoopsTest, BalanceDividesByMeansOrTheirRoots)
+{
+    const std::vector<double> means = {4, 16, 0, 0};
+    std::vector<float> samples = {2, 2, 0, infinite};
+    sample_loops_balance(samples.data(), means.data(), 4, 3, 1);
+    EXPECT_THAT(samples, ElementsAre(3, 1.5F, 0, infinite));
+    samples = {2, 2, 0, -infinite};
+    sample_loops_balance(samples.data(), means.data(), 4, 3, 0);
+    EXPECT_THAT(samples, ElementsAre(1.5F, 0.375F, 0, -infinite));
+}
+
 // Any bits, in all numbers of samples that leave a rest.
 TEST(SampleLoopsTest, AllWidthsOfVectorsGiveTheSameBits)
 {
@@ -83,7 +101,12 @@ TEST(SampleLoopsTest, AllWidthsOfVectorsGiveTheSameBits)
             loops.addRounded(copy.data(), count, 1e7 / 3, 0x1.8p42, sums.data());
             std::vector<int> live(size, 7);
             loops.add(copy.data(), count, sums.data(), live.data());
+            std::vector<double> means(copy.begin(), copy.end());
+            for (double& value : means)
+                value = value * value * 0x1p-20 + (value > 0 ? 1e-20 : 0);
             std::vector<double> all(sums);
+            all.push_back(loops.beyond(means.data(), count, 1e-10, 1e-7));
+            loops.balance(copy.data(), means.data(), count, 1.7F, count % 2 == 0);
             all.insert(all.end(), live.begin(), live.end());
             all.push_back(others);
             all.push_back(static_cast<double>(most));

@@ -738,6 +738,33 @@ TEST_F(SegyReaderTest, TracesThatStateAnotherIntervalAreCountedAndTheFirstIsName
                                       "microseconds, the first of them trace 5 with 1000; ")));
 }
 
+TEST_F(SegyReaderTest, TheFirstContradictionIsThatOfTheFileInWhateverOrderTracesAreSeen)
+{
+    SegyBytes file = ieeeFile(6, 3);
+    file.setTrace(252, 117, 2, 2000);
+    file.setTrace(4 * 252, 117, 2, 1000);
+    for (const std::size_t blank : {3, 5})
+        std::fill_n(file.traces.begin() + static_cast<std::ptrdiff_t>(blank * 252), 240,
+                    static_cast<unsigned char>(0));
+    SegyReader reader(write(file));
+    const auto warningsOf = [&](const std::vector<std::vector<int64_t>>& parts) {
+        SegyTraceStatements all(reader);
+        for (const std::vector<int64_t>& part : parts) {
+            SegyTraceStatements own(reader);
+            for (const int64_t trace : part)
+                own.see(trace, reader.header(trace));
+            all.add(own);
+        }
+        return all.warnings();
+    };
+    const std::vector<std::string> inOrder = warningsOf({{0, 1, 2, 3, 4, 5}});
+    ASSERT_THAT(inOrder, ElementsAre(HasSubstr("the first of them trace 2 with 2000"),
+                                     HasSubstr("the first of them that of trace 4")));
+    EXPECT_EQ(warningsOf({{5, 4, 3, 2, 1, 0}}), inOrder);
+    EXPECT_EQ(warningsOf({{4, 5, 0}, {2, 3, 1}}), inOrder);
+    EXPECT_EQ(warningsOf({{1}, {5}, {4, 3}, {0, 2}}), inOrder);
+}
+
 TEST_F(SegyReaderTest, EmptyTraceHeadersAreCountedOnceForAllOfTheirWords)
 {
     SegyBytes file = ieeeFile(5, 3);

@@ -26,7 +26,7 @@ void SegyTraceStatements::count(Statement& statement, int64_t index, int value)
 {
     if (!statement.matters || value == statement.resolved || value == statement.known)
         return;
-    if (statement.contradictions++ > 0)
+    if (statement.contradictions++ > 0 && index > statement.firstIndex)
         return;
     statement.firstIndex = index;
     statement.firstValue = value;
@@ -38,7 +38,7 @@ void SegyTraceStatements::see(int64_t index, const unsigned char* header)
     if (std::all_of(header, header + segyTraceHeaderBytes,
                     [](unsigned char byte) { return byte == 0; }))
     {
-        if (blank++ == 0)
+        if (blank++ == 0 || index < firstBlank)
             firstBlank = index;
         return;
     }
@@ -48,7 +48,9 @@ void SegyTraceStatements::see(int64_t index, const unsigned char* header)
 
 void SegyTraceStatements::add(Statement& statement, const Statement& later)
 {
-    if (statement.contradictions == 0) {
+    if (statement.contradictions == 0 ||
+        (later.contradictions > 0 && later.firstIndex < statement.firstIndex))
+    {
         statement.firstIndex = later.firstIndex;
         statement.firstValue = later.firstValue;
     }
@@ -59,7 +61,7 @@ void SegyTraceStatements::add(const SegyTraceStatements& later)
 {
     add(samples, later.samples);
     add(interval, later.interval);
-    if (blank == 0)
+    if (blank == 0 || (later.blank > 0 && later.firstBlank < firstBlank))
         firstBlank = later.firstBlank;
     blank += later.blank;
     seen += later.seen;

@@ -21,7 +21,8 @@ public:
     /// For the file of `reader`, which need not live longer.
     explicit SegyTraceStatements(SegyReader& reader);
 
-    /// Takes note of `header`, the 240 bytes of trace `index` (from 0) as in the file.
+    /// Takes note of `header`, the 240 bytes of trace `index` (from 0) as in the file. Traces may
+    /// come in any order: the first one in the file is named.
     void see(int64_t index, const unsigned char* header);
     /// One line for the interval and one for the length, if traces seen so far contradict them.
     /// One more for trace headers without any value, which state nothing else.
@@ -29,7 +30,7 @@ public:
     /// known: traces that state the same are not counted.
     std::vector<std::string> warnings() const;
 
-    /// Adds what `later` has seen, of traces of the same file behind those seen here.
+    /// Adds what `later` has seen, of other traces of the same file.
     void add(const SegyTraceStatements& later);
     /// Names the counts to a file that saves or reads them: `file(count, ...)`.
     template <typename File>

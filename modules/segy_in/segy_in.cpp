@@ -10,6 +10,8 @@
 #include "traces/HeaderToAttributes.h"
 #include "traces/JobFiles.h"
 #include "traces/Milliseconds.h"
+#include "traces/OrderRequest.h"
+#include "traces/OrderedReading.h"
 #include "traces/ReaderFiles.h"
 #include "traces/ReaderParameters.h"
 #include "traces/TracesToGive.h"
@@ -99,7 +101,9 @@ struct State
 {
     explicit State(Settings given)
         : settings(std::move(given)), table(settings.map.applied(VORN::traceHeaderWords())),
-          words(table), order(settings.selection, traces::partOf(settings.part)),
+          words(table), request(traces::orderRequest(words, settings.files.size())),
+          order(settings.selection,
+                request && !request->file.empty() ? std::nullopt : traces::partOf(settings.part)),
           headersOnly(traces::isForHeadersOnly())
     {
     }
@@ -107,11 +111,13 @@ struct State
     Settings settings;
     std::vector<HeaderWord> table;
     traces::HeaderToAttributes words;
+    std::optional<traces::OrderRequest> request; // for an order that is not that of the files
     traces::TracesToGive order;
     bool headersOnly; // samples are not looked at by anybody
     std::vector<InputPart> parts;
     std::size_t part = 0;
-    std::unique_ptr<SegyReader> reader; // of that part
+    std::shared_ptr<SegyReader> reader;               // of that part
+    std::vector<std::shared_ptr<SegyReader>> readers; // of all parts, where they are read in jumps
     std::array<unsigned char, VORN::segyTraceHeaderBytes> header;
 };
 
@@ -119,7 +125,9 @@ void open(State& state, std::size_t part)
 {
     state.part = part;
     state.reader =
-        std::make_unique<SegyReader>(state.settings.files[part], state.settings.overrides);
+        part < state.readers.size()
+            ? state.readers[part]
+            : std::make_shared<SegyReader>(state.settings.files[part], state.settings.overrides);
 }
 
 // ---- Before the first trace ----
@@ -236,6 +244,28 @@ void failWhereNothingIsSelected(const State& state, int64_t inFiles)
         fail(traces::nothingSelected(state.settings.files, inFiles, selectionText(state)));
 }
 
+// All files have been opened and added.
+void sortTraces(State& state)
+{
+    std::vector<std::shared_ptr<SegyReader>>& readers = state.readers;
+    traces::FilesInOrder files;
+    files.header = [&](std::size_t file, int64_t index) {
+        return readers[file]->nextHeader(index);
+    };
+    files.isLittleEndian = [&](std::size_t file) { return readers[file]->layout().littleEndian; };
+    files.wordOf = [&](std::size_t file) { return wordOf(*readers[file]); };
+    files.willRead = [&](std::size_t file, int64_t first, int64_t count) {
+        readers[file]->willRead(first, count);
+    };
+    for (const auto& reader : readers)
+        files.traceBytes =
+            std::max(files.traceBytes, reader->layout().traceBytes(reader->layout().samples));
+    traces::sortTraces(*state.request, state.words, files, traces::partOf(state.settings.part),
+                       state.order);
+    for (const auto& reader : readers)
+        reader->expectJumps();
+}
+
 std::unique_ptr<State> prepare()
 {
     Settings settings = readSettings();
@@ -249,6 +279,8 @@ std::unique_ptr<State> prepare()
     for (std::size_t i = 0; i < state->settings.files.size(); ++i) {
         open(*state, i);
         SegyReader& reader = *state->reader;
+        if (state->request)
+            state->readers.push_back(state->reader);
         refuseHugeTraces(reader, state->settings);
         const int64_t given = state->order.add(reader.layout().traces, wordOf(reader));
         state->parts.push_back(describe(reader, state->settings));
@@ -261,6 +293,8 @@ std::unique_ptr<State> prepare()
         inFiles += reader.layout().traces;
     }
     failWhereNothingIsSelected(*state, inFiles);
+    if (state->request)
+        sortTraces(*state);
     for (const std::string& warning : common.warnings())
         message(VORN_WARNING, warning);
     bldOutputTraceBuffer(0, common.samples(), common.interval(), nullptr);

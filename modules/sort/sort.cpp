@@ -3,9 +3,13 @@
 // Traces are collected in a queue, where the kernel pages out what exceeds the job's limit of
 // resident traces. After the last one all of them leave it in their new order: moved, not copied,
 // so that there is never more than one of each.
+//
+// A reader right before it may give its traces in order already, and says so: then they are passed
+// on as they come, and only their order is checked.
 #include "MOXKernel.h"
 #include "sort_order.h"
 #include "sort_parameters.hpp"
+#include "traces/OrderRequest.h"
 #include "vorn_stream.hpp"
 
 #include <climits>
@@ -25,16 +29,18 @@ struct State
     int memoryLimit = 0;        // MB
     std::vector<double> values; // of each collected trace in turn, as many as there are keys
     void* collection = nullptr; // the queue
+    bool isInOrder = false;     // the input comes sorted
+    int64_t passed = 0;         // traces of such an input; `values` are those of the last one
 };
 
 // ---- Before the first trace ----
 
-std::string history(const std::vector<SortKey>& keys)
+std::string textOf(const std::vector<SortKey>& keys)
 {
     std::string text;
     for (const SortKey& key : keys)
         text += (text.empty() ? "" : ",") + std::string(key.descending ? "-" : "") + key.word;
-    return "sort keys=" + text;
+    return text;
 }
 
 std::unique_ptr<State> prepare(Stream& io)
@@ -46,7 +52,8 @@ std::unique_ptr<State> prepare(Stream& io)
     const sort_parameters::Parameters given = sort_parameters::readParameters();
     state->keys = parseSortKeys(given.keys);
     state->memoryLimit = given.memory_limit;
-    vorn_kit::addHistory(history(state->keys));
+    vorn_kit::addHistory("sort keys=" + textOf(state->keys));
+    state->isInOrder = traces::acceptedOrder() == textOf(state->keys);
     return state;
 }
 
@@ -64,15 +71,39 @@ void checkMemory(const State& state)
                           "sort parts of them");
 }
 
-void onTrace(State& state, Stream& io)
+void addValues(State& state, void* in)
 {
-    void* in = io.trace();
-    checkMemory(state);
     for (const SortKey& key : state.keys) {
         if (isTraceAttributeExist(in, key.word.c_str()) == 0)
             fail("the traces have no header word \"" + key.word + "\"; name others with keys");
         state.values.push_back(getTraceAttribute(in, key.word.c_str(), 0).getF64Value());
     }
+}
+
+// Behind the values of the trace before.
+void passOn(State& state, Stream& io, void* in)
+{
+    addValues(state, in);
+    if (++state.passed > 1) {
+        if (!isInOrder(state.values, state.keys))
+            fail("trace " + std::to_string(state.passed) + " by " + textOf(state.keys) +
+                 " does not belong behind the one before it: the input has changed while it was "
+                 "read; run the job again");
+        const auto keys = static_cast<std::ptrdiff_t>(state.keys.size());
+        state.values.erase(state.values.begin(), state.values.begin() + keys);
+    }
+    io.emitTrace(in);
+}
+
+void onTrace(State& state, Stream& io)
+{
+    void* in = io.trace();
+    if (state.isInOrder) {
+        passOn(state, io, in);
+        return;
+    }
+    checkMemory(state);
+    addValues(state, in);
     if (getNumberOfTraces(state.collection) == INT_MAX - 1)
         fail("there are more traces than can be numbered; sort parts of them");
     io.queueTrace(state.collection, in);
@@ -80,6 +111,10 @@ void onTrace(State& state, Stream& io)
 
 void onEnd(State& state, Stream& io)
 {
+    if (state.isInOrder) {
+        informTotalTracesNumber(vorn_output(0), state.passed);
+        return;
+    }
     const std::vector<int> order = sortedOrder(state.values, state.keys);
     state.values = {};
     informTotalTracesNumber(vorn_output(0), static_cast<int64_t>(order.size()));

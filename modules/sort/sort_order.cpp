@@ -34,6 +34,16 @@ int compare(double a, double b, bool descending)
     return descending ? -ascending : ascending;
 }
 
+// The same for all keys in turn.
+int compare(const double* a, const double* b, const std::vector<SortKey>& keys)
+{
+    for (std::size_t i = 0; i < keys.size(); ++i) {
+        if (const int result = compare(a[i], b[i], keys[i].descending))
+            return result;
+    }
+    return 0;
+}
+
 } // namespace
 
 std::vector<SortKey> parseSortKeys(const std::vector<std::string>& texts)
@@ -60,13 +70,13 @@ std::vector<int> sortedOrder(const std::vector<double>& values, const std::vecto
     std::vector<int> order(values.size() / width);
     std::iota(order.begin(), order.end(), 0);
     std::stable_sort(order.begin(), order.end(), [&](int a, int b) {
-        const double* left = &values[static_cast<std::size_t>(a) * width];
-        const double* right = &values[static_cast<std::size_t>(b) * width];
-        for (std::size_t i = 0; i < width; ++i) {
-            if (const int result = compare(left[i], right[i], keys[i].descending))
-                return result < 0;
-        }
-        return false;
+        return compare(&values[static_cast<std::size_t>(a) * width],
+                       &values[static_cast<std::size_t>(b) * width], keys) < 0;
     });
     return order;
+}
+
+bool isInOrder(const std::vector<double>& values, const std::vector<SortKey>& keys)
+{
+    return compare(values.data(), values.data() + keys.size(), keys) <= 0;
 }

@@ -21,6 +21,12 @@ struct SortKey
 /// user, when there is none, or one without a word, or a word twice.
 std::vector<SortKey> parseSortKeys(const std::vector<std::string>& texts);
 
+/// Whether two traces are in order: the second is equal to the first in all keys, or belongs behind
+/// it.
+///
+/// @param values  those of the first and then those of the second, as many as there are keys
+bool isInOrder(const std::vector<double>& values, const std::vector<SortKey>& keys);
+
 /// The numbers of the traces, from 0, in sorted order: by the first key, those that are equal there
 /// by the second, and so on. Traces that are equal in all keys keep their order. NaN values come
 /// last, in either direction.

@@ -7,6 +7,8 @@
 #include "traces/HeaderToAttributes.h"
 #include "traces/JobFiles.h"
 #include "traces/Milliseconds.h"
+#include "traces/OrderRequest.h"
+#include "traces/OrderedReading.h"
 #include "traces/ReaderFiles.h"
 #include "traces/ReaderParameters.h"
 #include "traces/TracesToGive.h"
@@ -102,7 +104,9 @@ struct State
     explicit State(Settings given)
         : settings(std::move(given)), table(settings.map.applied(VORN::suHeaderWords())),
           words(table), unread(unreadWords(words)), missed(keysOf(unread)),
-          order(settings.selection, traces::partOf(settings.part)),
+          request(traces::orderRequest(words, settings.files.size())),
+          order(settings.selection,
+                request && !request->file.empty() ? std::nullopt : traces::partOf(settings.part)),
           headersOnly(traces::isForHeadersOnly())
     {
     }
@@ -110,19 +114,24 @@ struct State
     Settings settings;
     std::vector<HeaderWord> table;
     traces::HeaderToAttributes words;
-    std::vector<const HeaderWord*> unread; // words that the schema lacks
-    traces::WordCounts missed;             // those of them that have values
+    std::vector<const HeaderWord*> unread;       // words that the schema lacks
+    traces::WordCounts missed;                   // those of them that have values
+    std::optional<traces::OrderRequest> request; // for an order that is not that of the files
     traces::TracesToGive order;
     bool headersOnly; // samples are not looked at by anybody
     std::size_t file = 0;
-    std::unique_ptr<SuReader> reader; // of that file
+    std::shared_ptr<SuReader> reader;               // of that file
+    std::vector<std::shared_ptr<SuReader>> readers; // of all files, where they are read in jumps
     std::array<unsigned char, VORN::segyTraceHeaderBytes> header;
 };
 
 void open(State& state, std::size_t file)
 {
     state.file = file;
-    state.reader = std::make_unique<SuReader>(state.settings.files[file], state.settings.overrides);
+    state.reader =
+        file < state.readers.size()
+            ? state.readers[file]
+            : std::make_shared<SuReader>(state.settings.files[file], state.settings.overrides);
 }
 
 // ---- Before the first trace ----
@@ -172,6 +181,27 @@ void failWhereNothingIsSelected(const State& state, int64_t inFiles)
         fail(traces::nothingSelected(state.settings.files, inFiles, selectionText(state)));
 }
 
+// All files have been opened and added.
+void sortTraces(State& state)
+{
+    std::vector<std::shared_ptr<SuReader>>& readers = state.readers;
+    traces::FilesInOrder files;
+    files.header = [&](std::size_t file, int64_t index) {
+        return readers[file]->nextHeader(index);
+    };
+    files.isLittleEndian = [&](std::size_t file) { return readers[file]->littleEndian(); };
+    files.wordOf = [&](std::size_t file) { return wordOf(*readers[file]); };
+    files.willRead = [&](std::size_t file, int64_t first, int64_t count) {
+        readers[file]->willRead(first, count);
+    };
+    for (const auto& reader : readers)
+        files.traceBytes = std::max(files.traceBytes, 240 + int64_t{4} * reader->samples());
+    traces::sortTraces(*state.request, state.words, files, traces::partOf(state.settings.part),
+                       state.order);
+    for (const auto& reader : readers)
+        reader->expectJumps();
+}
+
 std::unique_ptr<State> prepare()
 {
     Settings settings = readSettings();
@@ -188,6 +218,8 @@ std::unique_ptr<State> prepare()
     for (std::size_t i = 0; i < state->settings.files.size(); ++i) {
         open(*state, i);
         SuReader& reader = *state->reader;
+        if (state->request)
+            state->readers.push_back(state->reader);
         const int interval = state->settings.interval.value_or(reader.interval());
         // As in the file, and as it is passed on. A file that is mostly a hole may have any length.
         vorn_kit::allowMemory(state->settings.memoryLimit, 240 + int64_t{8} * reader.samples(),
@@ -203,6 +235,8 @@ std::unique_ptr<State> prepare()
         inFiles += reader.traces();
     }
     failWhereNothingIsSelected(*state, inFiles);
+    if (state->request)
+        sortTraces(*state);
     for (const std::string& warning : common.warnings())
         message(VORN_WARNING, warning);
     bldOutputTraceBuffer(0, common.samples(), common.interval(), nullptr);

@@ -48,6 +48,14 @@ const CommandJob jobs[] = {
     {"paging",
      {"--scratch-traces", "10"},
      "  - {name: read, module: segy_in, file: in/line.sgy}\n"
+     "  - {name: same, module: gain, input: read, factor: 1}\n"
+     "  - {name: turned, module: sort, keys: [-tracl], input: same}\n"
+     "  - {name: write, module: segy_out, input: turned, file: out/line.sgy}\n",
+     {"line.sgy"},
+     false},
+    {"sorted_reading",
+     {},
+     "  - {name: read, module: segy_in, file: in/line.sgy}\n"
      "  - {name: turned, module: sort, keys: [-tracl], input: read}\n"
      "  - {name: write, module: segy_out, input: turned, file: out/line.sgy}\n",
      {"line.sgy"},

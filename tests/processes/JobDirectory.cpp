@@ -141,7 +141,8 @@ std::string makeSortingJob(JobDirectory& directory, int traces)
     directory.write("job.yaml", "scratch: {directory: scratch, traces: 20}\n"
                                 "modules:\n"
                                 "  - {name: read, module: segy_in, file: in.sgy}\n"
-                                "  - {name: sort, module: sort, input: read, "
+                                "  - {name: same, module: gain, input: read, factor: 1}\n"
+                                "  - {name: sort, module: sort, input: same, "
                                 "keys: [offset, -fldr]}\n"
                                 "  - {name: write, module: segy_out, input: sort, "
                                 "file: out.sgy}\n");

@@ -83,6 +83,16 @@ TEST(SortedOrderTest, NothingIsInOrder)
     EXPECT_THAT(sortedOrder({}, {{"x", false}}), IsEmpty());
 }
 
+TEST(SortedOrderTest, TwoTracesAreInOrderUnlessTheSecondBelongsBefore)
+{
+    const std::vector<SortKey> keys = {{"cdp", false}, {"offset", true}};
+    EXPECT_TRUE(isInOrder({1, 5, 2, 9}, keys));
+    EXPECT_TRUE(isInOrder({1, 5, 1, 4}, keys));
+    EXPECT_TRUE(isInOrder({1, 5, 1, 5}, keys));
+    EXPECT_FALSE(isInOrder({1, 5, 1, 6}, keys));
+    EXPECT_FALSE(isInOrder({2, 5, 1, 4}, keys));
+}
+
 // ---- In a job ----
 
 // At most three traces stay in memory.
@@ -291,6 +301,50 @@ TEST_F(SortTest, EmptyInputIsNoError)
     run();
 
     EXPECT_THAT(result.traces, IsEmpty());
+}
+
+// The reader has said so.
+TEST_F(SortTest, AnInputThatComesInOrderIsPassedOn)
+{
+    for (int i = 0; i < 20; ++i)
+        push(i / 4, -i, i + 1);
+    add({{"keys", UniVar("cdp\n-offset")}});
+    harness.jobMetadata["vorn.ordered.module1"] = "cdp,-offset";
+
+    run();
+
+    EXPECT_FALSE(usedScratch());
+    EXPECT_THAT(result.traces, SizeIs(20));
+    EXPECT_EQ(all("tracl").back(), 20);
+    expectSamplesOfTheirOwn();
+    EXPECT_EQ(history(), "sort keys=cdp,-offset");
+}
+
+TEST_F(SortTest, AnInputThatIsNotInTheOrderAnnouncedIsRefused)
+{
+    push(1, 5, 1);
+    push(2, 5, 2);
+    push(2, 6, 3);
+    add({{"keys", UniVar("cdp\n-offset")}});
+    harness.jobMetadata["vorn.ordered.module1"] = "cdp,-offset";
+
+    result = harness.run();
+
+    EXPECT_THAT(result.messagesOf(4, "module1"),
+                ElementsAre("trace 3 by cdp,-offset does not belong behind the one before it: the "
+                            "input has changed while it was read; run the job again"));
+    EXPECT_THAT(all("tracl"), ElementsAre(1, 2));
+}
+
+TEST_F(SortTest, AnOrderByOtherKeysDoesNotCount)
+{
+    pushGathers();
+    add({{"keys", UniVar("-tracl")}});
+    harness.jobMetadata["vorn.ordered.module1"] = "tracl";
+
+    run();
+
+    EXPECT_EQ(all("tracl").front(), 20);
 }
 
 TEST_F(SortTest, KeysAreNeeded)

@@ -55,6 +55,19 @@ HeaderToAttributes::HeaderToAttributes(const std::vector<VORN::HeaderWord>& word
     floatValues.resize(floats.size());
 }
 
+const VORN::HeaderWord* HeaderToAttributes::integerWord(const std::string& key) const
+{
+    const int type = getTraceAttributeType(key.c_str());
+    if (type != int32Type && type != int64Type && type != float64Type)
+        return nullptr;
+    for (std::size_t i = 0; i < integers.size(); ++i) {
+        // Those two say what the trace has, whatever its header states.
+        if (integers[i]->key == key && i != lengthWord && i != intervalWord)
+            return integers[i];
+    }
+    return nullptr;
+}
+
 void HeaderToAttributes::begin(void* output, int interval)
 {
     microseconds = interval;

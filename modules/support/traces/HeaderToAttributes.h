@@ -9,6 +9,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string>
 #include <vector>
 
 namespace traces {
@@ -40,6 +41,10 @@ public:
     std::size_t knownWords() const { return integers.size() + floats.size() + others.size(); }
     /// The others, in the order of `words`.
     const std::vector<const VORN::HeaderWord*>& unknownWords() const { return unknown; }
+
+    /// The word of that key, where its attribute is a number that has every value of the header as
+    /// it stands there; else null.
+    const VORN::HeaderWord* integerWord(const std::string& key) const;
 
     /// Defines the attributes in `output`, whose sample interval is `interval` microseconds.
     void begin(void* output, int interval);

@@ -66,8 +66,19 @@ int64_t TracesToGive::addPart(File& file, const VORN::TraceSelection::WordOf& wo
     return given;
 }
 
+std::vector<int64_t> TracesToGive::tracesOfFiles() const
+{
+    std::vector<int64_t> traces;
+    traces.reserve(files.size());
+    for (const File& one : files)
+        traces.push_back(one.traces);
+    return traces;
+}
+
 std::size_t TracesToGive::file()
 {
+    if (sorted)
+        return sorted->peek().file;
     while (files[current].given == 0 && current + 1 < files.size()) {
         ++current;
         isFirst = true;
@@ -77,6 +88,8 @@ std::size_t TracesToGive::file()
 
 int64_t TracesToGive::next(const VORN::TraceSelection::WordOf& wordOf)
 {
+    if (sorted)
+        return sorted->take().index;
     File& now = files[file()];
     if (!part) {
         now.index = selection.next(isFirst ? 0 : now.index + 1, now.traces, wordOf);

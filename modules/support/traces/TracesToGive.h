@@ -6,11 +6,14 @@
 
 #include "segy/NumberRanges.h"
 #include "segy/TraceSelection.h"
+#include "traces/SortedTraces.h"
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace traces {
@@ -38,7 +41,15 @@ public:
 
     /// The last file, from 0, of which traces are given. Requires: there are such traces.
     std::size_t lastFile() const { return lastGiven; }
-    int64_t left() const { return remaining; } ///< traces of all files that are still to be given
+    /// Traces of all files that are still to be given.
+    int64_t left() const { return sorted ? sorted->left() : remaining; }
+
+    /// From now on, the traces come as `order` says, and no others. Requires: all files have been
+    /// added.
+    void reorder(SortedTraces order) { sorted = std::make_shared<SortedTraces>(std::move(order)); }
+    /// How many traces each of the files has.
+    std::vector<int64_t> tracesOfFiles() const;
+
     /// The file, from 0, of the trace that comes next. Requires: one is left.
     std::size_t file();
     /// The index in that file, from 0, of the trace that comes next, which is then given.
@@ -63,7 +74,8 @@ private:
     int64_t remaining = 0;
     std::size_t current = 0;
     std::size_t lastGiven = 0;
-    bool isFirst = true; // of the current file
+    bool isFirst = true;                  // of the current file
+    std::shared_ptr<SortedTraces> sorted; // null: in the order of the files
 };
 
 } // namespace traces

@@ -6,6 +6,7 @@
 #include "cli/RunInParts.h"
 #include "cli/RunJob.h"
 #include "job/JobFileRoles.h"
+#include "job/ReadingOrder.h"
 
 #include <memory>
 
@@ -21,10 +22,13 @@ int runRun(const Arguments& arguments)
     if (arguments.has("--each"))
         return runEach(arguments);
     refuseEachOptions(arguments);
-    const LoadedJob loaded = loadJob(arguments);
+    LoadedJob loaded = loadJob(arguments);
     refuseErrors(loaded);
     useFilesOf(loaded.job);
     const std::unique_ptr<PartsOfJob> parts = partsOnThisMachine(arguments, loaded);
+    // A report shows what files gave in their own order, and what was read from the first byte on.
+    if (parts == nullptr && !arguments.has("--report") && !arguments.has("--json"))
+        loaded.job.order = readingOrderOf(loaded.job);
     return runJob(arguments, loaded, parts.get());
 }
 

@@ -74,6 +74,8 @@ public:
         readKey();
         readBlock();
         readRange();
+        readSorts();
+        spec.sortable = fields.boolean("sortable").value_or(false);
         spec.wholeWhen = readConditions("whole_when");
         spec.numberedWhen = readConditions("numbered_when");
         fields.refuseOthers();
@@ -165,6 +167,27 @@ private:
                                  quote(*name)));
     }
 
+    void readSorts()
+    {
+        const YamlEntry* entry = fields.entry("sorts");
+        const std::optional<std::string> text = fields.text("sorts");
+        if (!text)
+            return;
+        const Place& place = entry->value->place;
+        if (text->empty() || text->front() != parameterMark) {
+            complain(place, fmt::format("has {} for \"sorts\"; expected \"$\" and the name of a "
+                                        "parameter",
+                                        quote(*text)));
+            return;
+        }
+        spec.sortParameter = text->substr(1);
+        const ParameterSpec* found = find(spec.sortParameter, place);
+        if (found != nullptr && found->meaning != ParameterMeaning::sortKey)
+            complain(place, fmt::format("takes the words to sort by from {}, which is not a list "
+                                        "with \"is: sort_key\"",
+                                        quote(spec.sortParameter)));
+    }
+
     // A parameter, a parameter with some of its values, or a list of these.
     std::vector<ParallelCondition> readConditions(const char* key)
     {
@@ -228,6 +251,10 @@ private:
             refuse("with \"range\", which belongs to \"work: source\"");
         if (spec.work == ParallelWork::sink && !spec.merge)
             refuse("without \"merge: true\", which every sink needs");
+        if (!isSource && spec.sortable)
+            refuse("with \"sortable\", which belongs to \"work: source\"");
+        if (spec.work != ParallelWork::whole && !spec.sortParameter.empty())
+            refuse("with \"sorts\", which belongs to \"work: whole\"");
         if (isSource && manifest.inputs.max != 0)
             refuse("but the module has inputs");
         if (!isSource && spec.work != ParallelWork::whole && manifest.inputs.min == 0)

@@ -53,8 +53,12 @@ struct ParallelSpec
     /// after which a gather may be cut, too; empty: it is never cut.
     std::string blockParameter;
     ParallelCount count = ParallelCount::same;
-    bool merge = false;                       ///< its library has save_ and merge_
-    std::string rangeParameter;               ///< of sources: the parameter that takes the range
+    bool merge = false;         ///< its library has save_ and merge_
+    std::string rangeParameter; ///< of sources: the parameter that takes the range
+    /// Of modules that need all traces: the parameter with the header words by which they sort
+    /// their input, which they give unchanged otherwise; empty: they do something else.
+    std::string sortParameter;
+    bool sortable = false;                    ///< of sources: they can give their traces sorted
     std::vector<ParallelCondition> wholeWhen; ///< the module needs all traces if one of these holds
     std::vector<ParallelCondition> numberedWhen; ///< it looks at numbers of traces if one holds
     bool given = false;                          ///< the manifest has the key

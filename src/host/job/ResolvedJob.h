@@ -7,6 +7,7 @@
 #include "job/Manifest.h"
 #include "job/ParameterValue.h"
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -63,6 +64,17 @@ struct ResolvedAttribute
     std::string description;
 };
 
+/// That a source gives its traces sorted, since a module that sorts is the only one to see them.
+struct ReadingOrder
+{
+    int source = -1;               ///< index in ResolvedJob::modules
+    std::string sorter;            ///< name of the module that sorts
+    std::vector<std::string> keys; ///< "cdp", "-offset"
+    /// Where the order of the traces is kept: the source makes it there, unless it exists, and
+    /// ranges of its traces are ranges of that order. Empty: nowhere.
+    std::string file;
+};
+
 /// A checked job. All paths are absolute.
 struct ResolvedJob
 {
@@ -77,6 +89,7 @@ struct ResolvedJob
     std::string teeLibrary; ///< of the module that stands before several readers of one output,
                             ///< relative to VORN_HOME/lib; empty: there is none
     std::vector<ResolvedModule> modules; ///< in the order of the job file
+    std::optional<ReadingOrder> order;   ///< nothing: sources give their traces as they have them
 
     /// The name of a port of a module for display: that of the manifest, or the number from 1.
     std::string portName(int module, int port) const;

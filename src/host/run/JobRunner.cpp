@@ -194,6 +194,7 @@ RunResult JobRunner::run()
         if (watchTees)
             recorder.showTees();
         setParameters();
+        requestOrder();
         if (extension != nullptr)
             extension->connected(view());
         runPhases();
@@ -239,6 +240,17 @@ void JobRunner::setParameters()
         for (const ResolvedParameter& parameter : job.modules[i].parameters)
             modules[i]->setParameter(parameter.name, parameter.value.value);
     }
+}
+
+// The source answers the module that sorts, or declines: then that one does the work.
+void JobRunner::requestOrder()
+{
+    if (!job.order)
+        return;
+    const ReadingOrder& order = *job.order;
+    manager().setMetaDataValue(
+        0, "vorn.order." + job.modules[static_cast<std::size_t>(order.source)].name,
+        fmt::format("{}\n{}\n{}", order.sorter, fmt::join(order.keys, ","), order.file));
 }
 
 void JobRunner::enter(const char* phase)

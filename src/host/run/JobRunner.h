@@ -87,6 +87,7 @@ private:
     void prepareKernel(const std::string& scratchDirectory);
     bool createModules();
     void setParameters();
+    void requestOrder();
     void runPhases();
     void enter(const char* phase);
     bool guarded(const std::function<int()>& phase);

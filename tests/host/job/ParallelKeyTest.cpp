@@ -23,7 +23,7 @@ struct Parsing
                                      "\n"
                                      "outputs: {min: 1}\n"
                                      "parameters:\n"
-                                     "  - {name: gather, type: text, is: attribute, help: h}\n"
+                                     "  - {name: gather, type: text_list, is: sort_key, help: h}\n"
                                      "  - {name: block, type: int, help: h}\n"
                                      "  - {name: part, type: text, is: ranges, help: h}\n"
                                      "  - {name: mode, type: choice, choices: [a, b], help: h}\n"
@@ -94,6 +94,17 @@ TEST(ParallelKeyTest, SourcesNameTheParameterOfTheRange)
     ASSERT_THAT(parsing.lines(), ElementsAre());
     EXPECT_EQ(parsing.manifest->parallel.rangeParameter, "part");
     EXPECT_EQ(parsing.manifest->parallel.text(), "each part gives a range of the traces");
+}
+
+TEST(ParallelKeyTest, AModuleThatSortsAndASourceThatCanFindEachOther)
+{
+    const Parsing sorter(oneInput, "{work: whole, sorts: $gather}");
+    ASSERT_THAT(sorter.lines(), ElementsAre());
+    EXPECT_EQ(sorter.manifest->parallel.sortParameter, "gather");
+    EXPECT_FALSE(sorter.manifest->parallel.sortable);
+    const Parsing source(noInput, "{work: source, range: part, sortable: true}");
+    ASSERT_THAT(source.lines(), ElementsAre());
+    EXPECT_TRUE(source.manifest->parallel.sortable);
 }
 
 namespace {
@@ -169,6 +180,14 @@ INSTANTIATE_TEST_SUITE_P(
             "m.yaml:10:11: \"parallel\" has \"work: trace\" but the module may have no input"},
         WrongKey{"SinkWithoutMerge", oneInput, "{work: sink}",
             "m.yaml:10:11: \"parallel\" has \"work: sink\" without \"merge: true\", which every sink needs"},
+        WrongKey{"SortsByNoParameter", oneInput, "{work: whole, sorts: cdp}",
+            "m.yaml:10:32: \"parallel\" has \"cdp\" for \"sorts\"; expected \"$\" and the name of a parameter"},
+        WrongKey{"SortsByNoWords", oneInput, "{work: whole, sorts: $mode}",
+            "m.yaml:10:32: \"parallel\" takes the words to sort by from \"mode\", which is not a list with \"is: sort_key\""},
+        WrongKey{"SortsInParts", oneInput, "{work: trace, sorts: $gather}",
+            "m.yaml:10:11: \"parallel\" has \"work: trace\" with \"sorts\", which belongs to \"work: whole\""},
+        WrongKey{"SortableWithInput", oneInput, "{work: trace, sortable: true}",
+            "m.yaml:10:11: \"parallel\" has \"work: trace\" with \"sortable\", which belongs to \"work: source\""},
         WrongKey{"ConditionIsNotAParameter", oneInput, "{work: trace, whole_when: modes}",
             "m.yaml:10:37: \"parallel\" names \"modes\", which is not a parameter of this module; did you mean \"mode\"?"},
         WrongKey{"ConditionIsNotAChoice", oneInput, "{work: trace, numbered_when: {mode: c}}",

@@ -96,8 +96,21 @@ void InputFile::makeRoom(std::vector<unsigned char>& bytesRead, int64_t count) c
 int64_t InputFile::readAhead(int64_t offset) const
 {
     constexpr int64_t afterASkip = 4096;
+    if (jumps)
+        return 0;
     const int64_t skipped = offset - windowStart - static_cast<int64_t>(window.size());
     return offset >= windowStart && skipped < windowBytes ? windowBytes : afterASkip;
+}
+
+void InputFile::expectJumps()
+{
+    jumps = true;
+    posix_fadvise(descriptor, 0, 0, POSIX_FADV_RANDOM);
+}
+
+void InputFile::willRead(int64_t offset, int64_t count) const
+{
+    posix_fadvise(descriptor, offset, count, POSIX_FADV_WILLNEED);
 }
 
 const unsigned char* InputFile::at(int64_t offset, int64_t count)

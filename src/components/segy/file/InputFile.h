@@ -57,6 +57,11 @@ public:
     const unsigned char* at(int64_t offset, int64_t count);
     /// The same without reading ahead, for single headers far apart.
     const unsigned char* peek(int64_t offset, int64_t count);
+    /// From now on `at` reads no more than it is asked for: the caller reads in jumps.
+    void expectJumps();
+    /// Asks the system to have `count` bytes from byte `offset` on in memory soon. Nothing is
+    /// waited for, and nothing fails.
+    void willRead(int64_t offset, int64_t count) const;
     /// Reads into the caller's memory. Throws as `at` does.
     void read(int64_t offset, unsigned char* to, std::size_t count) const;
 
@@ -75,6 +80,7 @@ private:
     int64_t bytes = 0;
     std::vector<unsigned char> window; // bytes of the file from `windowStart` on
     int64_t windowStart = 0;
+    bool jumps = false;                // nothing is read ahead
     std::vector<unsigned char> glance; // what `peek` found outside the window
 };
 

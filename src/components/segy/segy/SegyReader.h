@@ -53,6 +53,12 @@ public:
 
     /// The 240 header bytes of trace `index` (from 0); valid until the next read.
     const unsigned char* header(int64_t index);
+    /// The same for callers that go forward through headers and leave the samples.
+    const unsigned char* nextHeader(int64_t index);
+    /// From now on traces are read in jumps: their neighbours are not read with them.
+    void expectJumps() { file.expectJumps(); }
+    /// `count` traces from trace `index` on will be read soon; the system may fetch them meanwhile.
+    void willRead(int64_t index, int64_t count) const;
     /// Samples of trace `index`; `layout().samples` unless lengths vary.
     int samplesOf(int64_t index) const;
     /// Reads header and samples of trace `index` (from 0): 240 bytes to `headerTo` and
@@ -74,6 +80,7 @@ private:
     int64_t startOf(int64_t index) const;
 
     InputFile file;
+    int64_t announced = 0; // traces before this one have been read ahead by nextHeader
     std::vector<std::string> notes;
     SegyLayout where;
     std::vector<unsigned char> binary;

@@ -137,6 +137,25 @@ const unsigned char* SuReader::header(int64_t index)
                                                            : file.peek(start, segyTraceHeaderBytes);
 }
 
+// As SegyReader does it.
+const unsigned char* SuReader::nextHeader(int64_t index)
+{
+    constexpr int64_t worthCopying = 1 << 11;
+    constexpr int64_t headersAhead = 1 << 10;
+    if (traceBytes(samplesPerTrace) < worthCopying)
+        return header(index);
+    if (traceBytes(samplesPerTrace) < (1 << 16) && index >= announced) {
+        announced = std::min(count, index + headersAhead);
+        willRead(index, announced - index);
+    }
+    return file.peek(startOf(index), segyTraceHeaderBytes);
+}
+
+void SuReader::willRead(int64_t index, int64_t traces) const
+{
+    file.willRead(startOf(index), traces * traceBytes(samplesPerTrace));
+}
+
 void SuReader::read(int64_t index, unsigned char* headerTo, float* samplesTo)
 {
     const unsigned char* trace = file.at(startOf(index), traceBytes(samplesPerTrace));

@@ -42,6 +42,12 @@ public:
     /// The 240 header bytes of trace `index` (from 0); valid until the next read. Throws as `read`
     /// does.
     const unsigned char* header(int64_t index);
+    /// The same for callers that go forward through headers and leave the samples.
+    const unsigned char* nextHeader(int64_t index);
+    /// From now on traces are read in jumps: their neighbours are not read with them.
+    void expectJumps() { file.expectJumps(); }
+    /// `count` traces from trace `index` on will be read soon; the system may fetch them meanwhile.
+    void willRead(int64_t index, int64_t count) const;
     /// Reads 240 header bytes to `headerTo` (may be null), in the file's byte order, and
     /// `samples()` floats to `samplesTo` (may be null). Throws TraceFileError when the trace does
     /// not exist, when the file has become shorter and when it cannot be read.
@@ -55,6 +61,7 @@ private:
     bool headersAgree(int samples, bool littleEndian);
 
     InputFile file;
+    int64_t announced = 0; // traces before this one have been read ahead by nextHeader
     std::vector<std::string> notes;
     bool little = true;
     int samplesPerTrace = 0;

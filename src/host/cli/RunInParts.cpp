@@ -40,10 +40,12 @@ std::unique_ptr<PartsOfJob> partsOnThisMachine(const Arguments& arguments, const
         return nullptr;
     std::string reason;
     try {
-        Plan plan = planJob(loaded.job, jobs);
+        // A report shows what files gave in their own order.
+        const bool isReported = arguments.has("--report") || arguments.has("--json");
+        Plan plan = planJob(loaded.job, jobs, !isReported);
         if (plan.parts.size() > 1) {
             noteCall(arguments, loaded, plan);
-            plan.facts = arguments.has("--report") || arguments.has("--json");
+            plan.facts = isReported;
             return std::make_unique<LocalParts>(std::move(plan), jobs);
         }
         reason = plan.parts.empty()

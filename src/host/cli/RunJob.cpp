@@ -197,7 +197,7 @@ void addFacts(RunResult& result, const LoadedJob& loaded, const FileFacts& files
         result.host = name;
     if (!forReport)
         return;
-    addChecksums(result.inputs, &*files.digests,
+    addChecksums(result.inputs, files.digests ? &*files.digests : nullptr,
                  [&](const std::string& path) { return files.inputs.isChanged(path); });
     addChecksums(result.outputs, *files.outputDigests);
     std::vector<int> order;
@@ -479,6 +479,8 @@ int runJob(const Arguments& arguments, const LoadedJob& loaded, PartsOfJob* part
         runWatched(arguments, loaded.job, console, pads, files, limit, report.isWanted(), parts);
     if (parts != nullptr && files.digests)
         addReadings(*parts, *files.digests);
+    if (parts != nullptr && parts->merge() != nullptr && parts->merge()->isSorted())
+        files.digests.reset(); // what sorted parts have read is not known
     const InterruptWatch interrupts([&](int signal) { cleanUpLate(signal, limit); },
                                     limit.deadline);
     addFacts(result, loaded, files, report.isWanted());

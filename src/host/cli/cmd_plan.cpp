@@ -93,6 +93,7 @@ int runPlan(const Arguments& arguments)
     makeDirectory(directory, "--output");
     refusePlan(directory);
     noteCall(arguments, loaded, plan);
+    keepOrder(plan, directory);
     makeTargets(plan);
     writePlan(plan, directory);
     fmt::print("{}\n", escaped((fs::path(directory) / planFileName).string()));

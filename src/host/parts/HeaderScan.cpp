@@ -62,6 +62,10 @@ ResolvedJob jobOfSource(const ResolvedJob& job, int module, const std::string& r
 {
     ResolvedJob alone = job;
     alone.modules = {job.modules.at(static_cast<std::size_t>(module))};
+    if (alone.order && alone.order->source == module)
+        alone.order->source = 0;
+    else
+        alone.order.reset();
     ResolvedModule& source = alone.modules.front();
     source.consumers.assign(source.consumers.size(), 0);
     if (!source.consumers.empty())

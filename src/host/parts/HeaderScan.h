@@ -14,6 +14,8 @@
 
 namespace host {
 
+/// Both functions know of ResolvedJob::order: ranges are those of the sorted traces then.
+
 /// The number of traces that the source `module` (index in the job) announces when it prepares,
 /// over all that the job asks for.
 ///

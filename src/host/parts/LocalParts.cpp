@@ -2,6 +2,7 @@
 
 #include "file/PartOutputs.h"
 #include "parts/PlanFile.h"
+#include "parts/Planner.h"
 
 #include <filesystem>
 #include <numeric>
@@ -34,6 +35,7 @@ void LocalParts::work(const std::string& scratchDirectory)
         return; // one process says why, as ever
     const std::string directory = (fs::path(scratchDirectory) / "parts").string();
     fs::create_directories(directory);
+    keepOrder(plan, directory);
     writePlan(plan, directory);
     std::vector<int> parts(plan.parts.size());
     std::iota(parts.begin(), parts.end(), 1);

@@ -28,6 +28,8 @@ public:
 
     /// What the parts have told, in their order.
     const std::vector<Receipt>& parts() const { return receipts; }
+    /// Whether they were ranges of sorted traces.
+    bool isSorted() const { return plan.order.has_value(); }
 
     void prepared(const RunView& view) override;
     void processing(const RunView& view) override;

@@ -51,6 +51,10 @@ ResolvedJob jobOfPart(const ResolvedJob& job, const Plan& plan, int part)
     const PlannedPart& range = plan.parts.at(static_cast<std::size_t>(part - 1));
     ResolvedJob first = job;
     first.modules.clear();
+    first.order.reset();
+    if (plan.order)
+        first.order = ReadingOrder{places.at(static_cast<std::size_t>(plan.order->source)),
+                                   plan.order->sorter, plan.order->keys, plan.order->file};
     for (std::size_t i = 0; i < job.modules.size(); ++i) {
         if (places[i] < 0)
             continue;

@@ -6,6 +6,8 @@
 #define PLAN_H
 
 #include <cstdint>
+#include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -58,6 +60,17 @@ struct PlannedOutput
     std::string target; ///< the hidden file beside it that the parts write
 };
 
+class OrderFile;
+
+/// That the source gives its traces sorted: the parts are ranges of that order.
+struct PlannedOrder
+{
+    int source = 0;                ///< index in the job
+    std::string sorter;            ///< name of the module that sorts
+    std::vector<std::string> keys; ///< "cdp", "-offset"
+    std::string file;              ///< that has the order, absolute
+};
+
 /// A plan. Parts and merge are made by the same version from the same job and inputs.
 struct Plan
 {
@@ -80,6 +93,9 @@ struct Plan
     std::vector<PlannedSpool> spools;
     std::vector<PlannedInput> inputs;
     std::vector<PlannedOutput> outputs;
+    std::optional<PlannedOrder> order;
+    /// The order, until it lies in the directory of the plan: see Planner.h.
+    std::shared_ptr<const OrderFile> orderFile;
 
     /// Whether anything is left to be processed when the parts have ended.
     bool hasSecondStage() const { return !spools.empty(); }

@@ -100,6 +100,11 @@ Json jsonOf(const Plan& plan)
     json["outputs"] = listOf(plan.outputs, [](const PlannedOutput& output) {
         return Json{{"module", output.module}, {"path", output.path}, {"target", output.target}};
     });
+    if (plan.order)
+        json["order"] = Json{{"source", plan.order->source},
+                             {"sorter", plan.order->sorter},
+                             {"keys", plan.order->keys},
+                             {"file", plan.order->file}};
     return json;
 }
 
@@ -153,6 +158,12 @@ Plan planOf(const Json& json)
                              output.at("path").get<std::string>(),
                              output.at("target").get<std::string>()};
     });
+    if (json.contains("order")) {
+        const Json& order = json.at("order");
+        plan.order = PlannedOrder{
+            order.at("source").get<int>(), order.at("sorter").get<std::string>(),
+            order.at("keys").get<std::vector<std::string>>(), order.at("file").get<std::string>()};
+    }
     return plan;
 }
 
@@ -266,7 +277,7 @@ bool isSound(const Plan& plan)
     const auto isModule = [&](int module) {
         return module >= 0 && static_cast<std::size_t>(module) < plan.modules.size();
     };
-    return end == plan.traces &&
+    return end == plan.traces && (!plan.order || isModule(plan.order->source)) &&
            std::all_of(plan.spools.begin(), plan.spools.end(), [&](const PlannedSpool& spool) {
                return isModule(spool.module) && spool.port >= 0;
            });

@@ -1,19 +1,28 @@
 #include "parts/Planner.h"
 
+#include "base/CommandError.h"
 #include "base/Escaping.h"
 #include "base/Text.h"
 #include "base/TextLayout.h"
 #include "file/FileIdentity.h"
+#include "job/ReadingOrder.h"
 #include "parts/Cuts.h"
+#include "parts/HeaderScan.h"
 #include "parts/Stages.h"
 #include "run/Console.h"
 #include "run/RunFiles.h"
+#include "run/ScratchSpace.h"
 
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
 #include <filesystem>
 #include <fmt/format.h>
 #include <memory>
+#include <optional>
 #include <sched.h>
+#include <sys/sendfile.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -22,6 +31,8 @@ namespace host {
 namespace {
 
 namespace fs = std::filesystem;
+
+constexpr const char* orderFileName = "order"; // in the directory of a plan
 
 // Whether parts can write the file together: it is replaced in the end.
 bool isOrdinaryFile(const std::string& path)
@@ -85,12 +96,87 @@ std::vector<PlannedInput> inputsOf(const ResolvedJob& job)
     return inputs;
 }
 
+// The job with an order that its source has made in `directory`; nothing where nobody would use it,
+// or the source declines.
+std::optional<ResolvedJob> sortedJob(const ResolvedJob& job, const std::map<int, int64_t>& traces,
+                                     const std::string& directory)
+{
+    std::optional<ReadingOrder> order = readingOrderOf(job);
+    if (!order)
+        return std::nullopt;
+    ResolvedJob sorted = job;
+    order->file = (fs::path(directory) / orderFileName).string();
+    sorted.order = order;
+    const Stages stages = stagesFor(sorted, traces);
+    for (const PlannedModule& module : stages.modules) {
+        if (module.name == order->sorter && module.stage == Stage::merge)
+            return std::nullopt;
+    }
+    announcedTraces(sorted, order->source);
+    std::error_code error;
+    return fs::exists(order->file, error) ? std::optional(sorted) : std::nullopt;
+}
+
 } // namespace
 
-Plan planJob(const ResolvedJob& job, int64_t parts)
+OrderFile::OrderFile(const std::string& path) : descriptor(open(path.c_str(), O_RDONLY | O_CLOEXEC))
+{
+    if (descriptor < 0)
+        throw CommandError(fmt::format("the order of the traces {} cannot be read: {}", quote(path),
+                                       std::strerror(errno)),
+                           exitTryAgain);
+}
+
+OrderFile::~OrderFile()
+{
+    close(descriptor);
+}
+
+void OrderFile::copyTo(const std::string& path) const
+{
+    const int to = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+    off_t offset = 0;
+    ssize_t copied = to < 0 ? -1 : 1;
+    while (copied > 0) {
+        constexpr std::size_t most = std::size_t{1} << 30;
+        copied = sendfile(to, descriptor, &offset, most);
+    }
+    int failure = copied < 0 ? errno : 0;
+    if (to >= 0 && close(to) != 0 && failure == 0)
+        failure = errno;
+    if (failure == 0)
+        return;
+    unlink(path.c_str());
+    throw CommandError(fmt::format("the order of the traces {} cannot be written: {}", quote(path),
+                                   std::strerror(failure)),
+                       exitTryAgain);
+}
+
+void keepOrder(Plan& plan, const std::string& directory)
+{
+    if (!plan.order || plan.orderFile == nullptr)
+        return;
+    plan.order->file = (fs::absolute(directory) / orderFileName).lexically_normal().string();
+    plan.orderFile->copyTo(plan.order->file);
+    plan.orderFile.reset();
+}
+
+Plan planJob(const ResolvedJob& given, int64_t parts, bool sorts)
 {
     Plan plan;
-    const std::map<int, int64_t> traces = tracesOfSources(job);
+    const std::map<int, int64_t> traces = tracesOfSources(given);
+    std::optional<ScratchSpace> scratch; // until the cuts have been found
+    std::optional<ResolvedJob> sorted;
+    if (sorts && readingOrderOf(given)) {
+        scratch.emplace(given.scratchDirectory);
+        sorted = sortedJob(given, traces, scratch->path());
+    }
+    const ResolvedJob& job = sorted ? *sorted : given;
+    if (sorted) {
+        plan.order =
+            PlannedOrder{job.order->source, job.order->sorter, job.order->keys, job.order->file};
+        plan.orderFile = std::make_shared<OrderFile>(job.order->file);
+    }
     const Stages stages = stagesFor(job, traces);
     plan.modules = stages.modules;
     if (!stages.hasParts())

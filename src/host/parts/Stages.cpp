@@ -195,7 +195,7 @@ private:
         if (!spec.given)
             return fmt::format("the manifest of {} does not say how {} runs in parts", one.module,
                                one.name);
-        if (spec.work == ParallelWork::whole)
+        if (spec.work == ParallelWork::whole && !isSorted(module))
             return one.name + " needs all traces";
         if (const ParallelCondition* condition = firstThatHolds(one, spec.wholeWhen))
             return fmt::format("{} needs all traces with {}", one.name, textOf(one, *condition));
@@ -207,6 +207,13 @@ private:
             return obstacleOfSource(module);
         std::string reason = obstacleOfCounts(module);
         return reason.empty() ? obstacleOfWords(module) : reason;
+    }
+
+    // Whether it is the module that sorts, and its source gives the traces sorted.
+    bool isSorted(int module) const
+    {
+        return job.order && job.order->sorter == nameOf(module) &&
+               result.isInParts(job.order->source);
     }
 
     // "every 3", "operation concatenate"
@@ -281,8 +288,12 @@ private:
     {
         const ResolvedModule& one = job.modules[at(module)];
         switch (specOf(one).work) {
+        case ParallelWork::whole:
+            return fmt::format("{} takes the traces of {} sorted by {}", one.name,
+                               nameOf(job.order->source), enumerated(job.order->keys, "and"));
         case ParallelWork::source:
-            return one.name + " gives ranges of its traces";
+            return one.name + " gives ranges of its " +
+                   (job.order && job.order->source == module ? "sorted " : "") + "traces";
         case ParallelWork::sink:
             return one.name + " writes its range of the file";
         case ParallelWork::gather: {
@@ -333,8 +344,17 @@ private:
             written[at(module)][word] = module;
     }
 
+    // Likewise a module that sorts: to sort in parts pays only where something else is done there.
     void withdrawIdleSources()
     {
+        for (std::size_t i = 0; i < job.modules.size(); ++i) {
+            PlannedModule& planned = result.modules[i];
+            const auto module = static_cast<int>(i);
+            if (planned.stage == Stage::parts && isSorted(module) && !isReadInParts(module)) {
+                planned.stage = Stage::merge;
+                planned.reason = planned.name + " needs all traces";
+            }
+        }
         for (std::size_t i = 0; i < job.modules.size(); ++i) {
             PlannedModule& planned = result.modules[i];
             if (planned.stage != Stage::parts ||

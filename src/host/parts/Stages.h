@@ -62,7 +62,8 @@ std::vector<int> rangeSourcesOf(const ResolvedJob& job);
 ///   behind one that changes the count of traces,
 /// - its inputs have the same count.
 /// A source stays there only if a module of the first stage reads it: writing its traces to a spool
-/// alone would double the work.
+/// alone would double the work. Where ResolvedJob::order says that a source gives its traces
+/// sorted, the module that sorts them is in the first stage, too, if modules behind it are.
 Stages stagesOf(const ResolvedJob& job, const std::map<int, int64_t>& traces);
 
 } // namespace host

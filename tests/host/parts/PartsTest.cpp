@@ -117,8 +117,8 @@ TEST_F(PartsTest, AMessageOfAModuleComesOnce)
 TEST_F(PartsTest, AJobOfWholeModulesRunsInOneProcessAndSaysSo)
 {
     tree.write("whole.yaml", "job: whole\nmodules:\n"
-                             "  - {name: read, module: segy_in, file: line.sgy}\n"
-                             "  - {name: sorted, module: sort, input: read, keys: [-tracl]}\n"
+                             "  - {name: made, module: synthetic, samples: 100}\n"
+                             "  - {name: sorted, module: sort, input: made, keys: [-tracl]}\n"
                              "  - {name: line, module: segy_out, input: sorted, file: out.sgy}\n");
     const ProcessResult run = tree.run({"run", "whole.yaml", "--jobs", "2"});
     EXPECT_EQ(run.exitCode, 0);

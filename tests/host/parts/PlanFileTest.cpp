@@ -44,6 +44,7 @@ protected:
         plan.spools = {{0, 1}};
         plan.inputs = {{"/data/a.sgy", 123, 1700000000, 5}};
         plan.outputs = {{"write", "/out/a.sgy", "/out/.a.sgy.vorn-1"}};
+        plan.order = PlannedOrder{0, "sort", {"cdp", "-offset"}, "/plan/order"};
         return plan;
     }
 
@@ -108,6 +109,11 @@ TEST_F(PlanFileTest, APlanComesBackAsItWas)
     EXPECT_EQ(read.inputs[0].modifiedNanoseconds, 5);
     ASSERT_EQ(read.outputs.size(), 1u);
     EXPECT_EQ(read.outputs[0].target, "/out/.a.sgy.vorn-1");
+    ASSERT_TRUE(read.order.has_value());
+    EXPECT_EQ(read.order->source, 0);
+    EXPECT_EQ(read.order->sorter, "sort");
+    EXPECT_THAT(read.order->keys, ElementsAre("cdp", "-offset"));
+    EXPECT_EQ(read.order->file, "/plan/order");
     EXPECT_EQ(stored.sha256.size(), 64u);
 
     Plan other = plan;

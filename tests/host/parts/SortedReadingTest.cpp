@@ -163,6 +163,56 @@ TEST_F(SortedReadingTest, TheFirstOfSeveralStrangeTracesIsThatOfTheFile)
     expectSame(take(tree.run({"run", "job.yaml", "--jobs", "3"})), expected);
 }
 
+TEST_F(SortedReadingTest, APlanHasTheOrderOfTheTraces)
+{
+    job("module: segy_in, file: [line.sgy, more.sgy]", "[cdp, -offset]",
+        "  - {name: sum, module: stack, input: sorted, key: cdp}\n"
+        "  - {name: write, module: segy_out, input: sum, file: out.sgy}\n"
+        "  - {name: all, module: su_out, input: sorted, file: out.su}\n");
+    const Results expected = held();
+    const ProcessResult dry = tree.run({"plan", "job.yaml", "--dry-run", "--parts", "4"});
+    EXPECT_THAT(dry.output, HasSubstr("read    parts  read gives ranges of its sorted traces\n"));
+    EXPECT_THAT(dry.output, HasSubstr("sorted  parts  sorted takes the traces of read sorted by "
+                                      "cdp and -offset\n"));
+    EXPECT_THAT(dry.output, HasSubstr("sum     parts  sum works on gathers of cdp\n"));
+    EXPECT_THAT(tree.namesIn("."), Not(testing::Contains("order")));
+
+    ASSERT_EQ(tree.run({"plan", "job.yaml", "--parts", "4", "-o", "plan"}).exitCode, 0);
+    EXPECT_THAT(tree.namesIn("plan"), testing::Contains("order"));
+    for (const char* part : {"3", "1", "4", "2", "3"}) {
+        const ProcessResult run = tree.run({"part", "plan", part});
+        EXPECT_EQ(run.exitCode, 0) << run.errors;
+    }
+    const ProcessResult merged = tree.run({"merge", "plan", "--json", "facts.json"});
+    expectSame(take(merged), expected);
+    EXPECT_THAT(tree.read("facts.json"), HasSubstr("\"bytes_read\": null"));
+}
+
+TEST_F(SortedReadingTest, AnOrderThatIsDamagedOrGoneIsNotUsed)
+{
+    job("module: segy_in, file: line.sgy", "[cdp]", writer);
+    const Results expected = held();
+    ASSERT_EQ(tree.run({"plan", "job.yaml", "--parts", "2", "-o", "plan"}).exitCode, 0);
+    const std::string order = tree.read("plan/order");
+    tree.write("plan/order", order.substr(0, order.size() - 3));
+    const ProcessResult cut = tree.run({"part", "plan", "1"});
+    EXPECT_EQ(cut.exitCode, 1);
+    EXPECT_THAT(cut.errors, HasSubstr("plan/order: is damaged or cut"));
+
+    // Numbers of traces that exist, in another order.
+    std::string turned = order;
+    std::swap_ranges(turned.begin() + 32, turned.begin() + 40, turned.begin() + 32 + 8 * 20);
+    tree.write("plan/order", turned);
+    const ProcessResult wrong = tree.run({"part", "plan", "1"});
+    EXPECT_EQ(wrong.exitCode, 1);
+    EXPECT_THAT(wrong.errors, HasSubstr("does not belong behind the one before it"));
+
+    // The parts make it again.
+    std::remove(tree.path("plan/order").c_str());
+    EXPECT_EQ(tree.run({"part", "plan", "missing"}).exitCode, 0);
+    expectSame(take(tree.run({"merge", "plan"})), expected);
+}
+
 // Others see the file in its own order, or could keep the file from being read to its end.
 TEST_F(SortedReadingTest, AnOutputThatOthersReadKeepsItsOrder)
 {

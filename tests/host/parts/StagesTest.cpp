@@ -356,6 +356,36 @@ TEST_F(StagesTest, ASourceWithARangeOfItsOwnWaits)
     EXPECT_EQ(reasonOf(read), "read has a range of its own (part), by which the job would be cut");
 }
 
+TEST_F(StagesTest, AModuleThatSortsTakesPartsOfSortedTraces)
+{
+    const int read = addSource();
+    const int sort = add("sort", "{work: whole, sorts: $gather}", {{"read"}, {}});
+    const int sum =
+        add("sum", "{work: gather, key: $gather, count: fewer}", {{"sort"}, {{"gather", "cdp"}}});
+    run();
+    EXPECT_EQ(reasonOf(sort), "sort needs all traces");
+    EXPECT_EQ(stageOf(read), 2);
+
+    job.order = ReadingOrder{read, "sort", {"cdp", "-offset"}, ""};
+    run();
+    EXPECT_EQ(reasonOf(read), "read gives ranges of its sorted traces");
+    EXPECT_EQ(reasonOf(sort), "sort takes the traces of read sorted by cdp and -offset");
+    EXPECT_EQ(reasonOf(sum), "sum works on gathers of cdp");
+    EXPECT_EQ(stageOf(sum), 1);
+}
+
+// Nothing is gained where all of what follows needs all traces.
+TEST_F(StagesTest, AModuleThatSortsForTheSecondStageStaysThere)
+{
+    const int read = addSource();
+    const int sort = add("sort", "{work: whole, sorts: $gather}", {{"read"}, {}});
+    add("all", "{work: whole}", {{"sort"}, {}});
+    job.order = ReadingOrder{read, "sort", {"cdp"}, ""};
+    run();
+    EXPECT_EQ(reasonOf(sort), "sort needs all traces");
+    EXPECT_EQ(reasonOf(read), "read has no reader that runs in parts");
+}
+
 TEST_F(StagesTest, ModulesMayStandInAnyOrder)
 {
     addSource();

@@ -7,6 +7,7 @@
 #include "segy/TextHeader.h"
 #include "segy/TraceSelection.h"
 #include "segy_in_parameters.hpp"
+#include "traces/CutNote.h"
 #include "traces/HeaderToAttributes.h"
 #include "traces/JobFiles.h"
 #include "traces/Milliseconds.h"
@@ -293,6 +294,12 @@ std::unique_ptr<State> prepare()
         inFiles += reader.layout().traces;
     }
     failWhereNothingIsSelected(*state, inFiles);
+    traces::noteCuts(state->order, state->table, [&](const traces::TracePlace& trace) {
+        if (trace.file != state->part)
+            open(*state, trace.file);
+        return traces::HeaderBytes{state->reader->header(trace.index),
+                                   state->reader->layout().littleEndian};
+    });
     if (state->request)
         sortTraces(*state);
     for (const std::string& warning : common.warnings())

@@ -4,6 +4,7 @@
 #include "segy/TraceSelection.h"
 #include "su/SuReader.h"
 #include "su_in_parameters.hpp"
+#include "traces/CutNote.h"
 #include "traces/HeaderToAttributes.h"
 #include "traces/JobFiles.h"
 #include "traces/Milliseconds.h"
@@ -235,6 +236,12 @@ std::unique_ptr<State> prepare()
         inFiles += reader.traces();
     }
     failWhereNothingIsSelected(*state, inFiles);
+    traces::noteCuts(state->order, state->table, [&](const traces::TracePlace& trace) {
+        if (trace.file != state->file)
+            open(*state, trace.file);
+        return traces::HeaderBytes{state->reader->header(trace.index),
+                                   state->reader->littleEndian()};
+    });
     if (state->request)
         sortTraces(*state);
     for (const std::string& warning : common.warnings())

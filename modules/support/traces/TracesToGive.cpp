@@ -1,5 +1,6 @@
 #include "traces/TracesToGive.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace traces {
@@ -64,6 +65,22 @@ int64_t TracesToGive::addPart(File& file, const VORN::TraceSelection::WordOf& wo
             break;
     }
     return given;
+}
+
+std::optional<std::pair<TracePlace, TracePlace>> TracesToGive::endsByNumber() const
+{
+    if (part || selection.isEmpty() || selection.readsHeaders() || remaining == 0)
+        return std::nullopt;
+    const auto isGiven = [](const File& file) { return file.given > 0; };
+    const auto firstFile = std::find_if(files.begin(), files.end(), isGiven);
+    const File& lastFile = files[lastGiven];
+    const VORN::TraceSelection::WordOf noWords; // is not called
+    const TracePlace first = {static_cast<std::size_t>(firstFile - files.begin()),
+                              selection.next(0, firstFile->traces, noWords)};
+    const TracePlace last = {lastGiven,
+                             selection.skip(selection.next(0, lastFile.traces, noWords),
+                                            lastFile.given - 1, lastFile.traces, noWords)};
+    return std::pair(first, last);
 }
 
 std::vector<int64_t> TracesToGive::tracesOfFiles() const

@@ -47,6 +47,10 @@ public:
     /// From now on, the traces come as `order` says, and no others. Requires: all files have been
     /// added.
     void reorder(SortedTraces order) { sorted = std::make_shared<SortedTraces>(std::move(order)); }
+    /// The first and the last trace, in the order of the files, where traces are selected by their
+    /// numbers alone; nothing where all are given, where header words decide, or a part is given.
+    /// Requires: none has been given yet.
+    std::optional<std::pair<TracePlace, TracePlace>> endsByNumber() const;
     /// How many traces each of the files has.
     std::vector<int64_t> tracesOfFiles() const;
 

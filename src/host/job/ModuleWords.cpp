@@ -79,4 +79,26 @@ const ResolvedParameter* findParameter(const ResolvedModule& module, const std::
     return found != module.parameters.end() ? &*found : nullptr;
 }
 
+std::vector<std::string> gatherWords(const ResolvedModule& module)
+{
+    if (module.manifest == nullptr)
+        return {};
+    const ParallelSpec& spec = module.manifest->parallel;
+    if (spec.keyParameter.empty())
+        return spec.key;
+    std::vector<std::string> words;
+    const ResolvedParameter* parameter = findParameter(module, spec.keyParameter);
+    if (parameter == nullptr)
+        return words;
+    const auto& besides = module.manifest->find(spec.keyParameter)->besides;
+    for (const std::string& text :
+         parameter->value.items.value_or(std::vector<std::string>{parameter->value.text}))
+    {
+        const std::string word = text.starts_with('-') ? text.substr(1) : text;
+        if (!word.empty() && std::find(besides.begin(), besides.end(), word) == besides.end())
+            words.push_back(word);
+    }
+    return words;
+}
+
 } // namespace host

@@ -19,6 +19,10 @@ std::vector<std::string> wordsWritten(const ResolvedModule& module);
 /// on all traces before.
 bool countsInFormulas(const ResolvedModule& module);
 
+/// The header words by which the module gathers traces, as its manifest says: none where it does
+/// not, and where it has chosen not to look at words.
+std::vector<std::string> gatherWords(const ResolvedModule& module);
+
 /// The parameter of the module with that name; null when it has no value.
 const ResolvedParameter* findParameter(const ResolvedModule& module, const std::string& name);
 

@@ -68,27 +68,6 @@ const ParallelCondition* firstThatHolds(const ResolvedModule& module,
     return found != conditions.end() ? &*found : nullptr;
 }
 
-// The words of the gathers of a module; none where it has chosen not to look at words.
-std::vector<std::string> gatherWords(const ResolvedModule& module)
-{
-    const ParallelSpec& spec = specOf(module);
-    if (spec.keyParameter.empty())
-        return spec.key;
-    std::vector<std::string> words;
-    const ResolvedParameter* parameter = findParameter(module, spec.keyParameter);
-    if (parameter == nullptr)
-        return words;
-    const auto& besides = module.manifest->find(spec.keyParameter)->besides;
-    for (const std::string& text :
-         parameter->value.items.value_or(std::vector<std::string>{parameter->value.text}))
-    {
-        const std::string word = text.starts_with('-') ? text.substr(1) : text;
-        if (!word.empty() && std::find(besides.begin(), besides.end(), word) == besides.end())
-            words.push_back(word);
-    }
-    return words;
-}
-
 int64_t blockOf(const ResolvedModule& module)
 {
     const ResolvedParameter* parameter = findParameter(module, specOf(module).blockParameter);

@@ -7,6 +7,7 @@
 #include "base/Escaping.h"
 #include "base/Text.h"
 #include "kernel_messages.h"
+#include "run/CutGathers.h"
 #include "run/DataFlow.h"
 #include "run/LastCalls.h"
 #include "run/RecordWatch.h"
@@ -267,6 +268,8 @@ void JobRunner::runPhases()
     recorder.noteOrder();
     recorder.noteMicros(&RunStatistics::preprocessMicros);
 
+    if (good && !fatal)
+        warnOfCutGathers();
     // A module that could not begin has ended its data; running the others would only waste time.
     if (good && !fatal) {
         const Clock::time_point began = Clock::now();
@@ -318,6 +321,15 @@ void JobRunner::runPhases()
     if (!result.failed && result.end == RunEnd::done)
         warnOfUnreadData();
     enter("done");
+}
+
+void JobRunner::warnOfCutGathers()
+{
+    const auto noteOf = [this](const std::string& source) {
+        return manager().getMetaDataValue(0, "vorn.cut." + source);
+    };
+    for (const CutGather& cut : cutGathers(job, noteOf))
+        takeMessage(warningSeverity, job.modules[cut.module].name, cut.text);
 }
 
 // The kernel drops a module whose producers have ended and tells nobody. Modules that hold traces

@@ -96,6 +96,7 @@ private:
     void stopWithError(const std::string& text);
     RunView view();
     bool isDue(int phase);
+    void warnOfCutGathers();
     void refuseLostEnds();
     void warnOfUnreadData();
     std::string joinerBehind(const std::string& source) const;

@@ -33,11 +33,14 @@ private:
 };
 
 /// The transform of `length` real values, as one of half as many complex ones (neighbours make a
-/// pair), in passes of radix 2 to 5 from one array to another.
+/// pair), in passes of radix 2 to 5 from one array to another, each of which leaves its values in
+/// order (C. Temperton, Self-sorting mixed-radix fast Fourier transforms, Journal of Computational
+/// Physics 52, 1983).
 ///
 /// There is nothing to plan, and the result does not depend on the machine: all processors do the
 /// same operations, those with wider vectors do more of them at once. So a job gives the same
-/// samples on each of them, at no cost; libraries that choose their code by the processor do not.
+/// samples on each of them, at no cost. FFTW, which serves other lengths and other modules, chooses
+/// its code by the processor, and so its last bits.
 ///
 ///     RealTransform transform(RealTransform::lengthFor(2 * samples));
 ///     transform.filter(gains, values);

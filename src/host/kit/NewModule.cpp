@@ -70,7 +70,7 @@ std::map<std::string, std::string> filesOf(const NewModule& module, const Langua
         {source, contents(module.language + "/" + module.kind + language.ending)},
         {module.name + ".yaml", manifest},
         {"CMakeLists.txt", contents("kinds/CMakeLists.txt")},
-        {"README.md", contents("kinds/README.md")},
+        {"README.md", contents("kinds/README.txt")},
         {"job.yaml", contents("kinds/" + module.kind + ".job.yaml")}};
     const auto test = std::find_if(std::begin(testsOfKinds), std::end(testsOfKinds),
                                    [&](const auto& one) { return module.kind == one.first; });

@@ -112,7 +112,20 @@ public:
             knownLast = last;
         }
         Entry** const set = &places[placeOf(name) * ways];
-        for (std::size_t i = 0; i < ways && set[i] != nullptr; ++i) {
+        if (set[0] != nullptr && isSameName(set[0]->first, name))
+            return &set[0]->second;
+        return findFurther(map, set, name);
+    }
+
+    void forget() { places.fill(nullptr); }
+
+private:
+    using Entry = typename Map::value_type;
+
+    // Apart from the first place, which most names have for themselves.
+    [[gnu::noinline]] static Value* findFurther(Map& map, Entry** set, std::string_view name)
+    {
+        for (std::size_t i = 1; i < ways && set[i] != nullptr; ++i) {
             if (isSameName(set[i]->first, name))
                 return &set[i]->second;
         }
@@ -123,11 +136,6 @@ public:
         set[0] = &*found;
         return &found->second;
     }
-
-    void forget() { places.fill(nullptr); }
-
-private:
-    using Entry = typename Map::value_type;
 
     // Names of one schema differ in length or in their last letters.
     static std::size_t placeOf(std::string_view name)

@@ -75,11 +75,10 @@ int TraceAttributeList::countPresent(const SeisTraceSet& set, int* types, std::s
 
 // Whether the header of `trace` holds the whole run as numbers of exactly this type.
 template <typename T>
-bool TraceAttributeList::isPlainIn(const SeisTrace* trace, const Run& run)
+bool TraceAttributeList::isPlainIn(const SeisTrace& trace, const Run& run)
 {
-    return trace != nullptr && run.type == headerType(static_cast<const T*>(nullptr)) &&
-           trace->traceHeader != nullptr &&
-           run.offset + static_cast<int64_t>(run.count * sizeof(T)) <= trace->traceHeaderSize;
+    return run.type == headerType(static_cast<const T*>(nullptr)) && trace.traceHeader != nullptr &&
+           run.offset + static_cast<int64_t>(run.count * sizeof(T)) <= trace.traceHeaderSize;
 }
 
 template <typename T>
@@ -99,7 +98,7 @@ int TraceAttributeList::get(SeisTraceSet& set, int traceNo, std::span<T> values)
             trace = set.getTrace(traceNo, true);
         const std::size_t some = std::min(run.count, count - run.index);
         written += some;
-        if (isPlainIn<T>(trace, run)) {
+        if (trace != nullptr && isPlainIn<T>(*trace, run)) {
             std::memcpy(&values[run.index], trace->traceHeader + run.offset, some * sizeof(T));
             continue;
         }
@@ -134,7 +133,7 @@ int TraceAttributeList::set(SeisTraceSet& set, int traceNo, std::span<const T> v
         if (run.index >= count)
             break;
         const std::size_t some = std::min(run.count, count - run.index);
-        if (isPlainIn<T>(trace, run)) {
+        if (trace != nullptr && isPlainIn<T>(*trace, run)) {
             std::memcpy(trace->traceHeader + run.offset, &values[run.index], some * sizeof(T));
             continue;
         }

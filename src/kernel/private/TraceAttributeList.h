@@ -94,7 +94,7 @@ private:
     void lookUp(Places& places, const SeisTraceSet& set) const;
     static void findRuns(Places& places);
     template <typename T>
-    static bool isPlainIn(const SeisTrace* trace, const Run& run);
+    static bool isPlainIn(const SeisTrace& trace, const Run& run);
     template <typename Value>
     std::size_t countFor(std::span<Value> values) const;
 

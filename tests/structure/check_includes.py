@@ -31,7 +31,7 @@ ROOMS = {
     'report': {'base', 'job', 'draw'},
     'each': {'base', 'job', 'run', 'report'},
     'parts': {'base', 'job', 'run', 'each'},
-    'kit': {'base', 'job', 'each'},
+    'kit': {'base', 'job', 'run', 'each'},
     'cli': {'base', 'job', 'draw', 'run', 'report', 'each', 'parts', 'kit'},
 }
 

@@ -10,6 +10,7 @@
 #include "job/ModuleCatalog.h"
 #include "job/RunResult.h"
 #include "kit/TraceComparison.h"
+#include "run/Interrupt.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -44,7 +45,8 @@ public:
     }
     TrialDirectory(const TrialDirectory&) = delete;
     TrialDirectory& operator=(const TrialDirectory&) = delete;
-    ~TrialDirectory()
+    ~TrialDirectory() { remove(); }
+    void remove() const
     {
         std::error_code ignored;
         fs::remove_all(directory, ignored);
@@ -135,6 +137,12 @@ std::vector<std::string> inputsFor(const TrialSettings& settings, const Manifest
 // Runs the job and returns the exit code of the process.
 int runTrial(const TrialSettings& settings, const TrialDirectory& directory)
 {
+    ChildProcesses processes;
+    // The run removes what it has begun; then nobody needs the directory.
+    const InterruptWatch interrupts([&](int signal) {
+        processes.stop(signal);
+        directory.remove();
+    });
     std::vector<std::string> words = {"vorn",
                                       "run",
                                       directory.path("job.yaml"),
@@ -154,7 +162,6 @@ int runTrial(const TrialSettings& settings, const TrialDirectory& directory)
     const fs::path program = fs::read_symlink("/proc/self/exe", error);
     if (error)
         throw CommandError("the program cannot find itself in /proc: " + error.message());
-    ChildProcesses processes;
     processes.start(program.string(), words, directory.path("log.txt"));
     const std::optional<ProcessOutcome> outcome = processes.waitForOne();
     return outcome ? outcome->exitCode : exitInterrupted;

@@ -1,9 +1,13 @@
 // "vorn test MODULE" as a person uses it.
 #include "ProcessingTree.h"
 
+#include <algorithm>
+#include <chrono>
+#include <csignal>
 #include <cstring>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <thread>
 
 namespace {
 
@@ -127,6 +131,27 @@ TEST_F(ModuleTrialTest, InputsAreGivenToEachPort)
     EXPECT_EQ(sum.exitCode, 0) << sum.output;
     const ProcessResult one = test({"combine", "--set", "operation=sum"});
     EXPECT_THAT(one.output, HasSubstr("input        synthetic\ninput        synthetic\n"));
+}
+
+TEST_F(ModuleTrialTest, CtrlCLeavesNothing)
+{
+    tree.environment.push_back("TMPDIR=" + tree.work());
+    const pid_t process =
+        tree.start({"test", "host_filter", "--set", "fault=endless", "--time-limit", "60 s"});
+    const auto isRunning = [&] {
+        const std::vector<std::string> names = tree.namesIn(".");
+        return std::any_of(names.begin(), names.end(), [&](const std::string& name) {
+            return name.starts_with("vorn-test-") && tree.exists(name + "/log.txt");
+        });
+    };
+    for (int i = 0; i < 1000 && !isRunning(); ++i)
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    ASSERT_TRUE(isRunning());
+    kill(process, SIGINT);
+    EXPECT_EQ(tree.finish(process).exitCode, 130);
+    EXPECT_FALSE(isRunning());
+    for (const std::string& name : tree.namesIn("."))
+        EXPECT_FALSE(name.starts_with("vorn-test-")) << name;
 }
 
 TEST_F(ModuleTrialTest, WrongCallsAreRefused)

@@ -190,7 +190,7 @@ function(vorn_add_module_test)
     endif()
     if(NOT TARGET VORN::vorn)
         message(STATUS "vorn_add_module_test: this VORN was built without its host, which runs "
-            "tests; there is no test \"${TEST_NAME}\"")
+            "tests; it does not make the test \"${TEST_NAME}\"")
         return()
     endif()
     add_test(NAME ${TEST_NAME}

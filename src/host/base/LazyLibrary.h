@@ -17,7 +17,7 @@ public:
     constexpr LazyLibrary(const char* soname, const char* purpose) : name(soname), use(purpose) {}
 
     /// The function of that name. The library is loaded where it is not yet. Throws CommandError
-    /// when there is no such library or function.
+    /// when the library or the function does not exist.
     void* function(const char* function) const;
 
 private:

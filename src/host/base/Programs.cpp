@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <memory>
 #include <spawn.h>
 #include <sys/wait.h>
@@ -23,6 +24,15 @@ struct CloseFile
 };
 
 } // namespace
+
+std::string ownProgram()
+{
+    std::error_code error;
+    const std::filesystem::path program = std::filesystem::read_symlink("/proc/self/exe", error);
+    if (error)
+        throw CommandError("the program cannot find itself in /proc: " + error.message());
+    return program.string();
+}
 
 bool isInstalled(const std::string& name)
 {

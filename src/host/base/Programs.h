@@ -11,6 +11,9 @@ namespace host {
 /// Whether a shell would find the program `name`, which has no slash, in PATH.
 bool isInstalled(const std::string& name);
 
+/// The path of this program, to start it again. Throws CommandError where /proc does not tell it.
+std::string ownProgram();
+
 /// What `program` prints to standard output; "" where it cannot be run or fails. `call` is a
 /// command line of the shell; its standard error is not shown.
 std::string outputOf(const std::string& call);

@@ -32,6 +32,8 @@ void applyScratchOptions(const Arguments& arguments, JobFile& job, Diagnostics& 
         job.scratchTraces = static_cast<int>(traces);
 }
 
+} // namespace
+
 std::vector<std::string> allowedDirectories(const Arguments& arguments)
 {
     std::vector<std::string> directories = arguments.texts("--allow-modules-from");
@@ -41,8 +43,6 @@ std::vector<std::string> allowedDirectories(const Arguments& arguments)
     }
     return directories;
 }
-
-} // namespace
 
 std::vector<OptionSpec> jobOptions()
 {

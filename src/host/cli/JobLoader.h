@@ -28,6 +28,9 @@ std::vector<OptionSpec> jobOptions();
 /// The argument that names the job file, for the table of commands.
 ArgumentSpec jobArgument();
 
+/// The directories of --allow-modules-from. Throws CommandError where one is not a directory.
+std::vector<std::string> allowedDirectories(const Arguments& arguments);
+
 /// What is to be changed in a job between reading and checking it.
 using JobChange =
     std::function<void(JobFile& job, const ModuleCatalog& catalog, Diagnostics& diagnostics)>;

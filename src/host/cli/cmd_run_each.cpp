@@ -2,6 +2,7 @@
 #include "base/CommandError.h"
 #include "base/Escaping.h"
 #include "base/FileOutput.h"
+#include "base/Programs.h"
 #include "base/Quantities.h"
 #include "base/Text.h"
 #include "base/TextLayout.h"
@@ -292,10 +293,7 @@ std::vector<PlannedRun> plannedRuns(const EachJob& each, const std::string& dire
 SetPlan makePlan(const Arguments& arguments, const EachJob& each, const std::string& directory)
 {
     SetPlan plan;
-    std::error_code error;
-    plan.program = fs::read_symlink("/proc/self/exe", error).string();
-    if (error)
-        throw CommandError("the path of this program cannot be found: " + error.message());
+    plan.program = ownProgram();
     plan.directory = directory;
     plan.runs = plannedRuns(each, directory, passedOn(arguments));
     std::map<std::string, std::string> outputs;

@@ -23,15 +23,6 @@ Engine engineOf(const std::string& name)
     return name == "pbs" ? Engine::pbs : Engine::sge;
 }
 
-std::string ownProgram()
-{
-    std::error_code error;
-    const fs::path program = fs::read_symlink("/proc/self/exe", error);
-    if (error)
-        throw CommandError("the program cannot find itself in /proc: " + error.message());
-    return program.string();
-}
-
 int64_t tasksOf(const Arguments& arguments)
 {
     if (!arguments.has("--tasks"))

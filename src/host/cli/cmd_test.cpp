@@ -1,13 +1,12 @@
 // vorn test MODULE: one module alone in a job, compared with what is expected.
 #include "base/CommandError.h"
 #include "base/Escaping.h"
-#include "base/Numbers.h"
 #include "cli/CommandTable.h"
+#include "cli/JobLoader.h"
 #include "cli/RunJob.h"
 #include "kit/ModuleTrial.h"
 
 #include <cstdio>
-#include <filesystem>
 
 namespace host {
 
@@ -19,7 +18,7 @@ TrialSettings settingsOf(const Arguments& arguments)
     settings.module = arguments.text("MODULE");
     settings.inputs = arguments.texts("--in");
     settings.parameters = arguments.texts("--set");
-    settings.directories = arguments.texts("--allow-modules-from");
+    settings.directories = allowedDirectories(arguments);
     settings.expected = arguments.text("--expect");
     settings.bless = arguments.has("--bless");
     settings.tolerance = arguments.number("--tolerance", settings.tolerance);
@@ -33,10 +32,6 @@ TrialSettings settingsOf(const Arguments& arguments)
         throw CommandError("--tolerance: a number from 0 is expected");
     if (settings.fails && !settings.expected.empty())
         throw CommandError("--expect: a module that fails gives no output");
-    for (const std::string& directory : settings.directories) {
-        if (!std::filesystem::is_directory(directory))
-            throw CommandError("--allow-modules-from: " + quote(directory) + " is not a directory");
-    }
     return settings;
 }
 

@@ -79,6 +79,12 @@ const ResolvedParameter* findParameter(const ResolvedModule& module, const std::
     return found != module.parameters.end() ? &*found : nullptr;
 }
 
+const ParallelSpec& parallelOf(const ResolvedModule& module)
+{
+    static const ParallelSpec none;
+    return module.manifest != nullptr ? module.manifest->parallel : none;
+}
+
 std::vector<std::string> gatherWords(const ResolvedModule& module)
 {
     if (module.manifest == nullptr)

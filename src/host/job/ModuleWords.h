@@ -23,6 +23,9 @@ bool countsInFormulas(const ResolvedModule& module);
 /// not, and where it has chosen not to look at words.
 std::vector<std::string> gatherWords(const ResolvedModule& module);
 
+/// What the manifest of the module says of jobs in parts; without a manifest, nothing.
+const ParallelSpec& parallelOf(const ResolvedModule& module);
+
 /// The parameter of the module with that name; null when it has no value.
 const ResolvedParameter* findParameter(const ResolvedModule& module, const std::string& name);
 

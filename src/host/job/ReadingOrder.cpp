@@ -8,14 +8,6 @@ namespace host {
 
 namespace {
 
-const ParallelSpec& specOf(const ResolvedModule& module)
-{
-    static const ParallelSpec none;
-    if (module.manifest == nullptr)
-        return none;
-    return module.manifest->parallel;
-}
-
 // The only module without inputs; -1 where there are several, or a module has more than one input.
 int onlySource(const ResolvedJob& job)
 {
@@ -46,7 +38,7 @@ const ResolvedModule* onlyReader(const ResolvedJob& job, int source)
 // As the module reads them: blanks around words do not count. None where it would refuse them.
 std::vector<std::string> keysOf(const ResolvedModule& sorter)
 {
-    const ResolvedParameter* parameter = findParameter(sorter, specOf(sorter).sortParameter);
+    const ResolvedParameter* parameter = findParameter(sorter, parallelOf(sorter).sortParameter);
     if (parameter == nullptr || !parameter->value.items)
         return {};
     std::vector<std::string> keys;
@@ -68,10 +60,10 @@ std::vector<std::string> keysOf(const ResolvedModule& sorter)
 std::optional<ReadingOrder> readingOrderOf(const ResolvedJob& job)
 {
     const int source = onlySource(job);
-    if (source < 0 || !specOf(job.modules[static_cast<std::size_t>(source)]).sortable)
+    if (source < 0 || !parallelOf(job.modules[static_cast<std::size_t>(source)]).sortable)
         return std::nullopt;
     const ResolvedModule* sorter = onlyReader(job, source);
-    if (sorter == nullptr || specOf(*sorter).sortParameter.empty())
+    if (sorter == nullptr || parallelOf(*sorter).sortParameter.empty())
         return std::nullopt;
     std::vector<std::string> keys = keysOf(*sorter);
     if (keys.empty())

@@ -3,6 +3,7 @@
 #include "base/CommandError.h"
 #include "base/Diagnostics.h"
 #include "base/Escaping.h"
+#include "base/Programs.h"
 #include "base/Text.h"
 #include "each/ChildProcesses.h"
 #include "file/TraceFileError.h"
@@ -158,11 +159,7 @@ int runTrial(const TrialSettings& settings, const TrialDirectory& directory)
         words.emplace_back("--allow-modules-from");
         words.push_back(place);
     }
-    std::error_code error;
-    const fs::path program = fs::read_symlink("/proc/self/exe", error);
-    if (error)
-        throw CommandError("the program cannot find itself in /proc: " + error.message());
-    processes.start(program.string(), words, directory.path("log.txt"));
+    processes.start(ownProgram(), words, directory.path("log.txt"));
     const std::optional<ProcessOutcome> outcome = processes.waitForOne();
     return outcome ? outcome->exitCode : exitInterrupted;
 }

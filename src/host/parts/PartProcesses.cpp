@@ -1,6 +1,7 @@
 #include "parts/PartProcesses.h"
 
 #include "base/CommandError.h"
+#include "base/Programs.h"
 #include "base/Text.h"
 #include "parts/LiveFile.h"
 
@@ -38,15 +39,6 @@ std::string tailOf(const std::string& path)
     if (lines.size() > mostLines)
         lines.erase(lines.begin(), lines.end() - mostLines);
     return joined(lines, "\n");
-}
-
-std::string ownProgram()
-{
-    std::error_code error;
-    const fs::path program = fs::read_symlink("/proc/self/exe", error);
-    if (error)
-        throw CommandError("the program cannot find itself in /proc: " + error.message());
-    return program.string();
 }
 
 } // namespace

@@ -17,14 +17,6 @@ std::size_t at(int index)
     return static_cast<std::size_t>(index);
 }
 
-const ParallelSpec& specOf(const ResolvedModule& module)
-{
-    static const ParallelSpec none;
-    if (module.manifest == nullptr)
-        return none;
-    return module.manifest->parallel;
-}
-
 bool isSameText(const ParameterSpec& spec, const std::string& a, const std::string& b)
 {
     if (spec.type == ParameterType::boolean)
@@ -70,7 +62,7 @@ const ParallelCondition* firstThatHolds(const ResolvedModule& module,
 
 int64_t blockOf(const ResolvedModule& module)
 {
-    const ResolvedParameter* parameter = findParameter(module, specOf(module).blockParameter);
+    const ResolvedParameter* parameter = findParameter(module, parallelOf(module).blockParameter);
     const auto number = parameter != nullptr ? parseInteger(parameter->value.text) : std::nullopt;
     return number && *number > 0 ? *number : 0;
 }
@@ -163,7 +155,7 @@ private:
     std::string obstacle(int module) const
     {
         const ResolvedModule& one = job.modules[at(module)];
-        const ParallelSpec& spec = specOf(one);
+        const ParallelSpec& spec = parallelOf(one);
         for (const ResolvedInput& input : one.inputs) {
             if (result.modules[at(input.module)].stage == Stage::merge)
                 return fmt::format("{} reads {}, which does not run in parts", one.name,
@@ -207,7 +199,7 @@ private:
     std::string obstacleOfSource(int module) const
     {
         const ResolvedModule& one = job.modules[at(module)];
-        const std::string& range = specOf(one).rangeParameter;
+        const std::string& range = parallelOf(one).rangeParameter;
         if (findParameter(one, range) != nullptr)
             return fmt::format("{} has a range of its own ({}), by which the job would be cut",
                                one.name, range);
@@ -222,7 +214,7 @@ private:
     std::string obstacleOfCounts(int module) const
     {
         const ResolvedModule& one = job.modules[at(module)];
-        const ParallelSpec& spec = specOf(one);
+        const ParallelSpec& spec = parallelOf(one);
         for (const ResolvedInput& input : one.inputs) {
             const Origin origin = originOf(input);
             if (!(origin == originOf(one.inputs.front())))
@@ -250,7 +242,7 @@ private:
     std::string obstacleOfWords(int module) const
     {
         const ResolvedModule& one = job.modules[at(module)];
-        if (specOf(one).work != ParallelWork::gather)
+        if (parallelOf(one).work != ParallelWork::gather)
             return "";
         for (const std::string& word : gatherWords(one)) {
             for (const ResolvedInput& input : one.inputs) {
@@ -266,7 +258,7 @@ private:
     std::string virtue(int module) const
     {
         const ResolvedModule& one = job.modules[at(module)];
-        switch (specOf(one).work) {
+        switch (parallelOf(one).work) {
         case ParallelWork::whole:
             return fmt::format("{} takes the traces of {} sorted by {}", one.name,
                                nameOf(job.order->source), enumerated(job.order->keys, "and"));
@@ -301,7 +293,7 @@ private:
     void notePassing(int module)
     {
         const ResolvedModule& one = job.modules[at(module)];
-        const ParallelSpec& spec = specOf(one);
+        const ParallelSpec& spec = parallelOf(one);
         for (std::size_t port = 0; port < one.consumers.size(); ++port) {
             const int number = static_cast<int>(port);
             if (spec.count != ParallelCount::same)
@@ -337,7 +329,7 @@ private:
         for (std::size_t i = 0; i < job.modules.size(); ++i) {
             PlannedModule& planned = result.modules[i];
             if (planned.stage != Stage::parts ||
-                specOf(job.modules[i]).work != ParallelWork::source)
+                parallelOf(job.modules[i]).work != ParallelWork::source)
                 continue;
             if (isReadInParts(static_cast<int>(i)))
                 continue;
@@ -370,7 +362,7 @@ private:
                 }
                 continue;
             }
-            const ParallelSpec& spec = specOf(one);
+            const ParallelSpec& spec = parallelOf(one);
             if (spec.work == ParallelWork::source)
                 result.sources.push_back(module);
             if (spec.work == ParallelWork::gather) {
@@ -410,7 +402,7 @@ std::vector<int> rangeSourcesOf(const ResolvedJob& job)
 {
     std::vector<int> sources;
     for (std::size_t i = 0; i < job.modules.size(); ++i) {
-        if (specOf(job.modules[i]).work == ParallelWork::source)
+        if (parallelOf(job.modules[i]).work == ParallelWork::source)
             sources.push_back(static_cast<int>(i));
     }
     return sources;

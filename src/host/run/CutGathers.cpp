@@ -13,14 +13,6 @@ namespace host {
 
 namespace {
 
-const ParallelSpec& specOf(const ResolvedModule& module)
-{
-    static const ParallelSpec none;
-    if (module.manifest == nullptr)
-        return none;
-    return module.manifest->parallel;
-}
-
 // The source whose traces reach a module one for one, in their order, with these words.
 std::optional<std::size_t> sourceOf(const ResolvedJob& job, std::size_t module,
                                     const std::vector<std::string>& words)
@@ -32,7 +24,7 @@ std::optional<std::size_t> sourceOf(const ResolvedJob& job, std::size_t module,
         const ResolvedModule& before = job.modules[module];
         if (before.inputs.empty())
             return module;
-        const ParallelSpec& spec = specOf(before);
+        const ParallelSpec& spec = parallelOf(before);
         if (!spec.given || spec.count != ParallelCount::same ||
             (spec.work != ParallelWork::trace && spec.work != ParallelWork::gather))
             return std::nullopt;
@@ -78,7 +70,7 @@ cutGathers(const ResolvedJob& job,
 {
     std::vector<CutGather> cut;
     for (std::size_t i = 0; i < job.modules.size(); ++i) {
-        if (specOf(job.modules[i]).work != ParallelWork::gather)
+        if (parallelOf(job.modules[i]).work != ParallelWork::gather)
             continue;
         const std::vector<std::string> words = gatherWords(job.modules[i]);
         const auto source = words.empty() ? std::nullopt : sourceOf(job, i, words);

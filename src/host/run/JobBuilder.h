@@ -24,7 +24,7 @@ struct BuiltChannel
 };
 
 /// What stands between an output port and its readers where there are several: a module of the
-/// library `tee`, which is no module of the job.
+/// library `tee`, which is not a module of the job.
 struct BuiltTee
 {
     int producer = 0; ///< index in the job of the module whose output is read

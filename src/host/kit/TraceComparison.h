@@ -14,7 +14,7 @@ namespace host {
 struct TraceDifferences
 {
     std::vector<std::string> findings; ///< what differs, one line each; empty: nothing
-    double largest = 0; ///< difference of two samples, in shares of the tolerance's unit
+    double largest = 0; ///< difference of two samples, as a share of the largest expected one
     int64_t traces = 0; ///< that were compared
 };
 

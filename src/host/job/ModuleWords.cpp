@@ -81,8 +81,10 @@ const ResolvedParameter* findParameter(const ResolvedModule& module, const std::
 
 const ParallelSpec& parallelOf(const ResolvedModule& module)
 {
+    if (module.manifest != nullptr)
+        return module.manifest->parallel;
     static const ParallelSpec none;
-    return module.manifest != nullptr ? module.manifest->parallel : none;
+    return none;
 }
 
 std::vector<std::string> gatherWords(const ResolvedModule& module)

@@ -103,6 +103,11 @@ constexpr mode_t creationMode = 444;
 
 } // namespace
 
+// In the watched library other functions have the names of the facade, and call these.
+#ifdef VORN_WATCHED
+namespace unwatched {
+#endif
+
 // ----------------------------------------- parameters, resources and options of the running module
 
 int isModuleParameterPresent(const char* attKey)
@@ -641,6 +646,10 @@ int broadcastEvent(const std::string& theme, int code)
     return job().broadcastEvent(theme, code);
 }
 
+#ifdef VORN_WATCHED
+} // namespace unwatched
+#endif
+
 // ------------------------------------------------------------- for the C and Fortran forms alone
 
 namespace families {
@@ -649,6 +658,20 @@ const UniVar& keepUntilReturn(UniVar value)
 {
     return job().keepUntilReturn(std::move(value));
 }
+
+int getTraceSampleCount(void* traceSet, int traceNo)
+{
+    return ask<SeisTraceSet>(traceSet, 0, [traceNo](SeisTraceSet& set) {
+        const SeisTrace* trace = set.getTrace(traceNo, true);
+        if (trace == nullptr || trace->traceSamples == nullptr)
+            return set.getTraceLength();
+        return std::min(set.getTraceLength(), trace->traceLength);
+    });
+}
+
+#ifdef VORN_WATCHED
+namespace unwatched {
+#endif
 
 const UniVar* findModuleParameter(const char* key)
 {
@@ -738,14 +761,8 @@ int setModuleStructResource(const char* attKey, const void* bytes, int size)
     return status;
 }
 
-int getTraceSampleCount(void* traceSet, int traceNo)
-{
-    return ask<SeisTraceSet>(traceSet, 0, [traceNo](SeisTraceSet& set) {
-        const SeisTrace* trace = set.getTrace(traceNo, true);
-        if (trace == nullptr || trace->traceSamples == nullptr)
-            return set.getTraceLength();
-        return std::min(set.getTraceLength(), trace->traceLength);
-    });
-}
+#ifdef VORN_WATCHED
+} // namespace unwatched
+#endif
 
 } // namespace families

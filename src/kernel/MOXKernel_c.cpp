@@ -43,7 +43,7 @@ int moveTrace(SeisTraceSet* from, SeisTraceSet* to, int traceNoFrom, int traceNo
     if (from == nullptr || to == nullptr || traceNoFrom < 0 || traceNoTo < 0 ||
         traceNoFrom >= from->getNumberOfTraces())
         return 0;
-    return to->moveFromTrace(from, traceNoFrom, traceNoTo);
+    return moveTraceToTrace(from, to, traceNoFrom, traceNoTo);
 }
 
 std::string text(const char* characters)
@@ -62,7 +62,7 @@ std::string bytes(const char* first, int n)
 std::string metaDataValue(int scope, const char* name)
 {
     try {
-        return JobManager::getInstance()->getMetaDataValue(scope, text(name));
+        return getMetaDataValue(scope, text(name)).getStrValue();
     } catch (const std::out_of_range&) {
         return std::string();
     }

@@ -5,7 +5,7 @@ Usage: check_includes.py [SOURCE_TREE]
 
 Prints a line for each forbidden include and ends with 1 when there is one. What may include what:
 
-    src/host        cli -> kit, parts -> each -> run, report -> draw -> job -> base; every header is
+    src/host        cli -> kit, parts -> each, watch -> run, report -> draw -> job -> base; every header is
                     named with its room; of modules/support only the parsers of words/, and only in
                     job
     src/kernel      MOXKernel_fortran -> MOXKernel_c -> MOXKernel -> JobManager -> ... -> UniVar
@@ -31,8 +31,9 @@ ROOMS = {
     'report': {'base', 'job', 'draw'},
     'each': {'base', 'job', 'run', 'report'},
     'parts': {'base', 'job', 'run', 'each'},
-    'kit': {'base', 'job', 'run', 'each'},
-    'cli': {'base', 'job', 'draw', 'run', 'report', 'each', 'parts', 'kit'},
+    'watch': {'base', 'job', 'run'},
+    'kit': {'base', 'job', 'run', 'each', 'watch'},
+    'cli': {'base', 'job', 'draw', 'run', 'report', 'each', 'parts', 'kit', 'watch'},
 }
 
 # What the check of a job parses as the modules do: formulas and tables. Nothing of it needs a kernel.
@@ -50,7 +51,7 @@ KERNEL_LAYERS = [
     ['LibraryEntity', 'GroupEntity'],
     ['ModuleEntity'],
     ['JobManager'],
-    ['MOXKernel', 'MOXKernel_families'],
+    ['MOXKernel', 'MOXKernel_families', 'WatchedCalls', 'WatchedFacade'],
     ['MOXKernel_c', 'knl'],
     ['MOXKernel_fortran', 'knl_fortran'],
 ]

@@ -50,6 +50,11 @@ function(vorn_precompile_test_headers target)
     # Compiling the tests takes far longer than running them. Arithmetic in C and Fortran stays
     # compiled as in the module.
     set(options "$<$<COMPILE_LANGUAGE:CXX>:-O0;-U_FORTIFY_SOURCE>")
+    if(VORN_SANITIZE)
+        # Undefined behaviour is looked for in what is tested: checks in each assertion of a test would
+        # double the time that it takes to compile.
+        set(options "${options}" "$<$<COMPILE_LANGUAGE:CXX>:-fno-sanitize=undefined>")
+    endif()
     if(NOT TARGET vorn_test_headers)
         # CMake asks for headers of each language of the targets that use them: arithmetic is C.
         set(source ${PROJECT_BINARY_DIR}/vorn_test_headers)

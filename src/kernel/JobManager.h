@@ -29,6 +29,9 @@ class SeisTraceSet;
 /// Modules, referenced.
 using ModuleList = std::vector<ModuleEntity*>;
 
+/// An entry point that is a function of the host; see JobManager::addModule().
+using HostModuleFunction = int (*)(void* context);
+
 /// One job at a time, in one process, on one thread: directories and call-backs are set, modules
 /// created, channels attached, parameters set; then `preProcessJob`, `processJob` and
 /// `postProcessJob` run in this order. Post-processing deletes modules, channels and work buffers,
@@ -94,6 +97,13 @@ public:
     /// A new module of the job, or null when its library could not be loaded: the job is then as it
     /// was, and messages have said why. Names need not be unique.
     ModuleEntity* initJobModule(const std::string& modName, const std::string& modLib);
+    /// A new module of the job whose entry points are functions of the host: each is called with
+    /// `context`, and what it returns is ignored; a null one does nothing. Never null.
+    /// HostModules.h has the same for functions that are objects, and modules that read and write
+    /// arrays.
+    ModuleEntity* addModule(const std::string& name, HostModuleFunction preprocess,
+                            HostModuleFunction process, HostModuleFunction postprocess,
+                            void* context);
     /// A new output table of the job; `libType` is not checked. Never deleted by the kernel.
     LibraryEntity* initCDTablePrototype(const std::string& libType, const std::string& libPath);
     void setJobName(const char* name);

@@ -9,6 +9,7 @@
 #include "SeisTraceSet.h"
 #include "kernel_messages.h"
 #include "private/BlockTable.h"
+#include "private/HostFunctions.h"
 #include "private/RecentNames.h"
 #include "private/TraceAttributeList.h"
 #include "private/wrapping.h"
@@ -104,6 +105,7 @@ ModuleEntity::ModuleEntity(const std::string& name)
 ModuleEntity::~ModuleEntity()
 {
     unLoadModuleLibrary();
+    host_functions::forget(this);
 }
 
 int ModuleEntity::loadModuleLibrary(const std::string& modLib)

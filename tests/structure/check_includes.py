@@ -51,7 +51,7 @@ KERNEL_LAYERS = [
     ['LibraryEntity', 'GroupEntity'],
     ['ModuleEntity'],
     ['JobManager'],
-    ['MOXKernel', 'MOXKernel_families', 'WatchedCalls', 'WatchedFacade'],
+    ['MOXKernel', 'MOXKernel_families', 'HostModules', 'WatchedCalls', 'WatchedFacade'],
     ['MOXKernel_c', 'knl'],
     ['MOXKernel_fortran', 'knl_fortran'],
 ]

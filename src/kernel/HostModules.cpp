@@ -1,6 +1,7 @@
 #include "HostModules.h"
 
 #include "DataChannel.h"
+#include "JobManager.h"
 #include "MOXKernel.h"
 #include "ModuleEntity.h"
 #include "SeisTraceSet.h"

@@ -11,7 +11,6 @@
 #ifndef HOSTMODULES_H
 #define HOSTMODULES_H
 
-#include "JobManager.h"
 #include "vorn_export.h"
 
 #include <functional>

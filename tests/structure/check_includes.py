@@ -32,6 +32,7 @@ ROOMS = {
     'each': {'base', 'job', 'run', 'report'},
     'parts': {'base', 'job', 'run', 'each'},
     'watch': {'base', 'job', 'run'},
+    'embed': {'base', 'job', 'run'},
     'kit': {'base', 'job', 'run', 'each', 'watch'},
     'cli': {'base', 'job', 'draw', 'run', 'report', 'each', 'parts', 'kit', 'watch'},
 }

@@ -66,6 +66,7 @@ std::string lineOf(const Place& place)
 }
 
 JobRunner* diagnosticTarget = nullptr;
+QtMessageHandler formerHandler = nullptr; // of the application
 
 void receiveDiagnostic(QtMsgType, const QMessageLogContext&, const QString& text)
 {
@@ -132,7 +133,7 @@ JobRunner::~JobRunner()
     kernel.installMessageFunc(nullptr, nullptr, nullptr);
     kernel.installStatisticFunc(nullptr, nullptr);
     kernel.installExecAppliFunc(nullptr, nullptr);
-    qInstallMessageHandler(nullptr);
+    qInstallMessageHandler(formerHandler);
     diagnosticTarget = nullptr;
 }
 
@@ -151,7 +152,7 @@ void JobRunner::prepareKernel(const std::string& scratchDirectory)
     ScratchManager::MAX_TRACES_IN_SCRATCH_V = job.scratchTraces;
 
     diagnosticTarget = this;
-    qInstallMessageHandler(receiveDiagnostic);
+    formerHandler = qInstallMessageHandler(receiveDiagnostic);
     JobManager& kernel = manager();
     kernel.installMessageFunc(receiveMessage, receiveArgument, this);
     kernel.installStatisticFunc(receiveStatistic, this);

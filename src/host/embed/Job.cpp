@@ -1,0 +1,295 @@
+#include "embed/vorn_job.h"
+
+#include "JobManager.h"
+#include "base/CommandError.h"
+#include "base/Diagnostics.h"
+#include "base/Escaping.h"
+#include "job/JobCheck.h"
+#include "job/JobFile.h"
+#include "job/ModuleCatalog.h"
+#include "run/JobRunner.h"
+#include "run/RunFiles.h"
+#include "run/ScratchSpace.h"
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <cstdlib>
+#include <mutex>
+#include <optional>
+#include <stdexcept>
+#include <thread>
+#include <utility>
+
+namespace VORN {
+
+struct Job::Content
+{
+    std::string home;
+    std::vector<std::string> directories;
+    std::optional<host::JobFile> file; // nothing when it is not YAML
+    host::Diagnostics diagnostics;     // of the file and the settings
+
+    host::ResolvedJob resolve(host::Diagnostics& found) const
+    {
+        found = diagnostics;
+        if (!file)
+            return {};
+        const host::ModuleCatalog catalog(home, directories);
+        return host::checkJob(*file, catalog, found);
+    }
+};
+
+namespace {
+
+std::atomic<bool> isRunning{false};
+
+// Errors of the command's code as the standard exception: the application knows no other.
+template <typename Function>
+auto translated(const Function& function)
+{
+    try {
+        return function();
+    } catch (const host::CommandError& error) {
+        throw std::runtime_error(error.what());
+    }
+}
+
+JobDiagnostic describe(const host::Diagnostic& one)
+{
+    return {one.place.source, one.place.line, one.place.column,
+            one.isWarning,    one.text,       one.line()};
+}
+
+std::vector<JobDiagnostic> describe(const host::Diagnostics& diagnostics)
+{
+    std::vector<JobDiagnostic> all;
+    for (const host::Diagnostic& one : diagnostics.sorted())
+        all.push_back(describe(one));
+    return all;
+}
+
+JobMessage describe(const host::RunMessage& message)
+{
+    return {message.severity, message.module, message.text, message.seconds, message.place};
+}
+
+// Tells the progress, on a thread of its own, until it is destroyed.
+class ProgressThread
+{
+public:
+    ProgressThread(const host::LiveCounters& counters,
+                   const std::function<void(const JobProgress&)>& function)
+        : live(counters), tell(function)
+    {
+        if (tell)
+            thread = std::thread([this] { work(); });
+    }
+    ~ProgressThread()
+    {
+        if (!thread.joinable())
+            return;
+        {
+            const std::lock_guard lock(mutex);
+            ended = true;
+        }
+        wake.notify_one();
+        thread.join();
+    }
+    ProgressThread(const ProgressThread&) = delete;
+    ProgressThread& operator=(const ProgressThread&) = delete;
+
+private:
+    void work()
+    {
+        std::unique_lock lock(mutex);
+        while (!wake.wait_for(lock, std::chrono::milliseconds(250), [this] { return ended; }))
+            tell(state());
+        tell(state());
+    }
+
+    JobProgress state() const
+    {
+        JobProgress progress;
+        const char* const phase = live.phase.load();
+        progress.phase = phase != nullptr ? phase : "preparing";
+        progress.traces = live.traces.load();
+        const auto announced = static_cast<double>(live.announced.load());
+        if (announced > 0)
+            progress.share = static_cast<double>(live.done.load()) / announced;
+        const double since = live.processingSince.load();
+        if (since > 0)
+            progress.seconds =
+                std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch())
+                    .count() -
+                since;
+        return progress;
+    }
+
+    const host::LiveCounters& live;
+    const std::function<void(const JobProgress&)>& tell;
+    std::mutex mutex;
+    std::condition_variable wake;
+    bool ended = false;
+    std::thread thread;
+};
+
+JobResult describe(const host::RunResult& run)
+{
+    JobResult result;
+    result.outcome = run.end == host::RunEnd::notStarted ? JobOutcome::notStarted
+                     : run.failed                        ? JobOutcome::failed
+                                                         : JobOutcome::done;
+    result.seconds = static_cast<double>(run.wallMicros) * 1e-6;
+    for (const host::RunMessage& message : run.messages) {
+        result.messages.push_back(describe(message));
+        if (result.error.empty() && message.severity >= host::errorSeverity)
+            result.error = message.module + ": " + message.text;
+    }
+    for (const host::RunModule& module : run.modules)
+        result.modules.push_back({module.name, module.module, module.statistics.tracesIn,
+                                  module.statistics.tracesOut,
+                                  static_cast<double>(module.statistics.totalMicros()) * 1e-6,
+                                  module.statistics.peakBytes, module.metadata});
+    return result;
+}
+
+void addOutputs(JobResult& result, const host::ResolvedJob& job, const host::OutputWatch& watch)
+{
+    for (const host::RunFile& file : host::describeFiles(job, true))
+        result.outputs.push_back(
+            {file.path, file.module, file.parameter, watch.isWritten(file.path), file.bytes});
+}
+
+JobResult refused(const host::Diagnostics& diagnostics)
+{
+    JobResult result;
+    for (const host::Diagnostic& one : diagnostics.sorted()) {
+        result.messages.push_back({one.isWarning ? host::warningSeverity : host::fatalSeverity,
+                                   "vorn", one.text, 0, one.place.text()});
+        if (result.error.empty() && !one.isWarning)
+            result.error = one.line();
+    }
+    return result;
+}
+
+// As long as it lives, a job runs in this process.
+struct Running
+{
+    Running()
+    {
+        if (isRunning.exchange(true))
+            throw std::logic_error("a job is already running in this process");
+    }
+    ~Running() { isRunning.store(false); }
+    Running(const Running&) = delete;
+    Running& operator=(const Running&) = delete;
+};
+
+// What a run sets for the process is as before when it has ended.
+class FormerEnvironment
+{
+public:
+    FormerEnvironment()
+    {
+        for (const char* name : {"VORN_HOME", "VORN_SCRATCH", "VORN_SCRATCH_SIZE"}) {
+            const char* value = std::getenv(name);
+            values.emplace_back(name, value != nullptr ? std::optional<std::string>(value)
+                                                       : std::nullopt);
+        }
+    }
+    ~FormerEnvironment()
+    {
+        for (const auto& [name, value] : values) {
+            if (value)
+                setenv(name, value->c_str(), 1);
+            else
+                unsetenv(name);
+        }
+    }
+    FormerEnvironment(const FormerEnvironment&) = delete;
+    FormerEnvironment& operator=(const FormerEnvironment&) = delete;
+
+private:
+    std::vector<std::pair<const char*, std::optional<std::string>>> values;
+};
+
+} // namespace
+
+Job::Job(std::unique_ptr<Content> content) : all(std::move(content)) {}
+Job::Job(Job&& other) noexcept = default;
+Job& Job::operator=(Job&& other) noexcept = default;
+Job::~Job() = default;
+
+Job Job::fromText(const std::string& text, const std::string& path, const JobModules& modules)
+{
+    return translated([&] {
+        auto content = std::make_unique<Content>();
+        content->home = modules.home.empty() ? host::findVornHome() : modules.home;
+        content->directories = modules.directories;
+        content->file = host::parseJobFile(text, path, content->diagnostics);
+        return Job(std::move(content));
+    });
+}
+
+Job Job::fromFile(const std::string& path, const JobModules& modules)
+{
+    return translated([&] {
+        auto content = std::make_unique<Content>();
+        content->home = modules.home.empty() ? host::findVornHome() : modules.home;
+        content->directories = modules.directories;
+        content->file = host::readJobFile(path, content->diagnostics);
+        return Job(std::move(content));
+    });
+}
+
+std::vector<std::string> Job::moduleNames() const
+{
+    return all->file ? all->file->moduleNames() : std::vector<std::string>();
+}
+
+void Job::set(const std::string& module, const std::string& parameter, const std::string& value)
+{
+    if (all->file)
+        host::applySetting(*all->file, module + "." + parameter + "=" + value, all->diagnostics);
+}
+
+std::vector<JobDiagnostic> Job::check() const
+{
+    return translated([&] {
+        host::Diagnostics found;
+        all->resolve(found);
+        return describe(found);
+    });
+}
+
+JobResult Job::run(const JobListener& listener) const
+{
+    const Running running;
+    const FormerEnvironment environment;
+    return translated([&] {
+        host::Diagnostics found;
+        const host::ResolvedJob job = all->resolve(found);
+        if (found.hasErrors())
+            return refused(found);
+        const host::OutputWatch outputs(job);
+        const host::InputWatch inputs(job);
+        const host::ScratchSpace scratch(job.scratchDirectory);
+        host::JobRunner runner(job, scratch.path());
+        if (listener.onMessage)
+            runner.onMessage = [&](const host::RunMessage& one) {
+                listener.onMessage(describe(one));
+            };
+        runner.objections = [&] { return inputs.changes(); };
+        host::RunResult run;
+        {
+            const ProgressThread progress(runner.counters(), listener.onProgress);
+            run = runner.run();
+        }
+        JobResult result = describe(run);
+        addOutputs(result, job, outputs);
+        return result;
+    });
+}
+
+} // namespace VORN

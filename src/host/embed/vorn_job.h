@@ -1,0 +1,167 @@
+/// @file vorn_job.h
+///
+/// Job files in an application: the library VORN::job reads a job (docs/job-file.md), says what is
+/// wrong with it, changes its parameters, runs it in this process, and tells what it did. It is the
+/// code with which the command `vorn` does so.
+///
+///     VORN::Job job = VORN::Job::fromFile("line.job.yaml");
+///     job.set("read", "file", "line.sgy");
+///     for (const VORN::JobDiagnostic& one : job.check())
+///         std::cerr << one.line << '\n';
+///     const VORN::JobResult result = job.run();
+///
+/// Needs neither Qt nor the kernel's headers. All texts are UTF-8. One job runs in a process at a
+/// time, on the thread that calls run(), which may be any; other threads may run on. While
+/// it runs, a job sets the environment variables VORN_HOME, VORN_SCRATCH and VORN_SCRATCH_SIZE and
+/// a message handler of Qt, and uses the call-backs for messages, statistics and commands of the
+/// kernel's job manager; those for pads are left to the application.
+#ifndef VORN_JOB_H
+#define VORN_JOB_H
+
+#include "vorn_export.h"
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace VORN {
+
+/// An error or a warning about a job.
+struct JobDiagnostic
+{
+    std::string source;     ///< name of the job file, or the setting "agc.window=1"
+    int lineNumber = 0;     ///< from 1; 0: the source as a whole
+    int column = 0;         ///< from 1, in bytes; 0: the line as a whole
+    bool isWarning = false; ///< a job with warnings alone can run
+    std::string text;       ///< one sentence
+    std::string line;       ///< all of it, "job.yaml:12:5: warning: …"
+};
+
+/// A message of a module, of the "Kernel" or of "vorn".
+struct JobMessage
+{
+    int severity = 0; ///< 0 detail, 1 information, 2 warning, 3 error, 4 fatal
+    std::string module;
+    std::string text;
+    double seconds = 0; ///< since the run began
+    std::string place;  ///< "job.yaml:12", or empty
+};
+
+/// How far a run is.
+struct JobProgress
+{
+    std::string phase;       ///< "preparing", "processing", "finishing", "done"
+    std::int64_t traces = 0; ///< that have entered the job
+    double share = -1;       ///< of the work that modules have announced, 0 to 1; -1: none
+    double seconds = 0;      ///< since processing began; 0 before
+};
+
+/// What a module did.
+struct JobModuleFacts
+{
+    std::string name;   ///< in the job
+    std::string module; ///< its library
+    std::int64_t tracesIn = 0;
+    std::int64_t tracesOut = 0;
+    double seconds = 0;                          ///< wall clock within its entry points
+    std::int64_t peakBytes = 0;                  ///< of accounted memory
+    std::map<std::string, std::string> metadata; ///< what it noted about its data
+};
+
+/// A file that a parameter of the job names as an output.
+struct JobOutput
+{
+    std::string path; ///< absolute
+    std::string module;
+    std::string parameter;
+    bool written = false; ///< whole, by this run
+    std::int64_t bytes = 0;
+};
+
+/// How a run ended.
+enum class JobOutcome
+{
+    done,      ///< without errors
+    failed,    ///< a module sent an error (severity 3 or 4), threw, or no trace could move any more
+    cancelled, ///< Job::cancel() was called; outputs are not written
+    notStarted ///< the job has errors, or a module library could not be loaded
+};
+
+/// All about a run.
+struct JobResult
+{
+    JobOutcome outcome = JobOutcome::notStarted;
+    std::string error; ///< the first error, "module: text"; empty for a job that is done
+    std::vector<JobMessage> messages;    ///< in order; of thousands alike the first
+    std::vector<JobModuleFacts> modules; ///< in the order of the job file
+    std::vector<JobOutput> outputs;
+    double seconds = 0; ///< wall clock
+};
+
+/// Where the modules are.
+struct JobModules
+{
+    std::string home; ///< the module tree; empty: as VORN_HOME says, else the installed one
+    std::vector<std::string> directories; ///< with further module libraries and their manifests
+};
+
+/// What an application sees of a run. Either may be empty.
+struct JobListener
+{
+    /// Called on the thread of run(), in the middle of the work of the module that sent it.
+    std::function<void(const JobMessage&)> onMessage;
+    /// Called every quarter of a second on a thread of its own, also while a module works for long,
+    /// and once at the end.
+    std::function<void(const JobProgress&)> onProgress;
+};
+
+/// A job: its text with the changes made to it. Movable; used by one thread at a time.
+class VORN_EXPORT Job
+{
+public:
+    /// `text` is YAML; `path` is the name of the file in messages, and relative paths in it begin
+    /// in that file's directory. What is wrong is told by check(). Throws std::runtime_error when
+    /// the module tree is missing.
+    static Job fromText(const std::string& text, const std::string& path = "job.yaml",
+                        const JobModules& modules = {});
+    /// The same from a file; one that cannot be read is an error of check().
+    static Job fromFile(const std::string& path, const JobModules& modules = {});
+
+    Job(Job&& other) noexcept;
+    Job& operator=(Job&& other) noexcept;
+    ~Job();
+
+    /// Names of the modules, in the order of the text.
+    std::vector<std::string> moduleNames() const;
+
+    /// Sets or replaces a parameter; `value` is written as in the job file, "250 ms" or "[1, 2]".
+    /// Relative paths begin in the current directory. A wrong one is an error of check().
+    void set(const std::string& module, const std::string& parameter, const std::string& value);
+
+    /// Errors and warnings, all of them, in the order of the text. Module libraries are loaded in a
+    /// child process; no module is called.
+    std::vector<JobDiagnostic> check() const;
+
+    /// Checks and runs the job; a job with errors is not started, and its diagnostics are messages
+    /// of the result. May be called again: each run begins with nothing of the one before. Never
+    /// throws for what modules do. Throws std::runtime_error when the scratch directory cannot be
+    /// made, and std::logic_error when a job is running in this process.
+    JobResult run(const JobListener& listener = {}) const;
+
+    /// Asks the job that runs in this process to end soon; nothing when none does. May be called
+    /// from any thread and from signal handlers. run() then returns with JobOutcome::cancelled, and
+    /// no output gets its name.
+    static void cancel() noexcept;
+
+private:
+    struct Content;
+    explicit Job(std::unique_ptr<Content> content);
+    std::unique_ptr<Content> all;
+};
+
+} // namespace VORN
+
+#endif

@@ -12,8 +12,27 @@
 #include "UniVar.h"
 #include "hostcallbacks.h"
 #include "vorn_export.h"
+#include "vorn_version.h"
 
+// Qt's keywords are macros that take names from every header that follows (`emit` from
+// <syncstream>). They stay away unless the source has included Qt before, or defines
+// VORN_QT_KEYWORDS. The guard of Qt 6's header that makes `signals`, `slots` and `emit` goes, too:
+// a source that includes <QObject> behind this header gets them from there. For `foreach` and
+// `forever`, include a header of Qt first.
+#if !defined(QT_VERSION) && !defined(QT_NO_KEYWORDS) && !defined(VORN_QT_KEYWORDS)
 #include <QString>
+#undef signals
+#undef slots
+#undef emit
+#undef foreach
+#undef forever
+#undef QTMETAMACROS_H
+#else
+#include <QString>
+#endif
+#if QT_VERSION_MAJOR != VORN_QT_MAJOR
+#error "VORN is built with another major version of Qt: see VORN_QT_MAJOR in vorn_version.h"
+#endif
 
 #include <cstddef>
 #include <cstdint>

@@ -276,7 +276,7 @@ TEST_P(ServiceInterfaceJobTest, UsesResourcesFilesMessagesPadsAndMetadata)
 }
 
 INSTANTIATE_TEST_SUITE_P(Languages, ServiceInterfaceJobTest,
-                         testing::Values(InterfaceModule{"knl_c_services", 50},
+                         testing::Values(InterfaceModule{"knl_c_services", 53},
                                          InterfaceModule{"knl_fortran_services", 130},
                                          InterfaceModule{"modern_services", 55}),
                          testing::PrintToStringParamName());

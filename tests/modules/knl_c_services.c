@@ -3,6 +3,7 @@
  * ModuleInterfaceJobTest.cpp. */
 #include "checks.h"
 #include "vorn_tools.h"
+#include "vorn_version.h"
 
 #include <fcntl.h>
 #include <stddef.h>
@@ -100,6 +101,10 @@ static void ask_for_directories_and_date(void)
     const struct tm* local = localtime(&now);
     char text[64], date[64], scratch[512];
 
+    CHECK_TEXT(VORN_VERSION, vorn_version());
+    CHECK_INT(VORN_VERSION_NUMBER(VORN_VERSION_MAJOR, VORN_VERSION_MINOR, VORN_VERSION_PATCH),
+              vorn_version_number());
+    CHECK_INT(VORN_QT_MAJOR, vorn_qt_major());
     snprintf(text, sizeof text, "%d.%d.%d", local->tm_mday, local->tm_mon, local->tm_year);
     snprintf(date, sizeof date, "%s", knl_currentDate());
     CHECK_TEXT(text, date);

@@ -34,7 +34,7 @@ sorted_list() {
 declared() {
     for header in "$@"; do
         "${CC:-cc}" -E -P -x c "$header"
-    done | grep -oE '\b(knl_[A-Za-z0-9_]+|f2c[a-z_]+|c2f[a-z_]+)[[:space:]]*\(' |
+    done | grep -oE '\b(knl_[A-Za-z0-9_]+|f2c[a-z_]+|c2f[a-z_]+|vorn_[a-z_]+)[[:space:]]*\(' |
         tr -d ' \t(' | sort -u
 }
 

@@ -208,6 +208,10 @@ public:
     /// that is not defined.
     int getTraceAttributeDef(const std::string& name, int* type, int* dim, int* cstSlot, int* bitA,
                              int* bitZ, int* cstType, int* mapCoef) const;
+    /// Defines the 91 words of the SEG-Y trace header, each an integer of 32 bits, by their usual
+    /// keys (`tracl`, `fldr`, `offset`, ...): what the job files of the command call the schema
+    /// `segy`, and most modules expect.
+    void defineSegySchema();
     /// @}
 
     /// @name Phases

@@ -1000,6 +1000,20 @@ TEST_F(SegyOutTest, AnInputOfAnotherBranchIsNotReplacedEither)
     EXPECT_THAT(directory.names(), ElementsAre("in.sgy", "out.sgy"));
 }
 
+TEST_F(SegyOutTest, TheKernelDefinesTheWordsOfTheReaders)
+{
+    job().defineSegySchema();
+
+    const auto words = VORN::traceHeaderWords();
+    EXPECT_EQ(job().trAttDefsList.size(), words.size());
+    EXPECT_EQ(words.size(), 91u);
+    for (const VORN::HeaderWord& word : words) {
+        EXPECT_EQ(job().getTraceAttributeType(word.key), int32AttType) << word.key;
+        EXPECT_EQ(job().getTraceAttributeDimension(word.key), 1) << word.key;
+        EXPECT_EQ(job().getTraceAttributeDescription(word.key), word.text) << word.key;
+    }
+}
+
 TEST_F(SegyOutTest, TwoModulesDoNotWriteOneFile)
 {
     writeBytes(in, ieeeFile(3, 4).bytes());

@@ -113,6 +113,9 @@ module vorn_knl
   ! Pads
   public :: knl_create_pad, knl_plot, knl_number, knl_symbol, knl_factor, knl_newpen
 
+  ! The job that runs
+  public :: knl_is_cancelled
+
   ! Directories and date
   public :: knl_date, knl_get_scratch_dir, knl_get_project_dir, knl_set_project_dir
 
@@ -1633,6 +1636,14 @@ module vorn_knl
       real(c_float), intent(in) :: x, y, height, angle
       character(kind=c_char), intent(in) :: text(*)
       integer(c_int), value :: ltext
+    end subroutine
+  end interface
+
+  ! The job that runs
+  interface
+    subroutine knl_raw_iscancelled(status) bind(C, name="knl_iscancelled_")
+      import
+      integer(c_int), intent(out) :: status
     end subroutine
   end interface
 
@@ -4011,6 +4022,16 @@ contains
 
     call knl_raw_symbol(pad, x, y, height, text, code, angle, characters, len_trim(text, c_int))
   end subroutine knl_symbol
+
+  ! ---- The job that runs ----
+
+  !> `cancelled`: 1 when the host has asked to cancel the job, else 0. A loop that takes long asks now
+  !> and then, and ends early.
+  subroutine knl_is_cancelled(cancelled)
+    integer(c_int), intent(out) :: cancelled
+
+    call knl_raw_iscancelled(cancelled)
+  end subroutine knl_is_cancelled
 
   ! ---- Directories and date ----
 

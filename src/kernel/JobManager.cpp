@@ -6,6 +6,7 @@
 #include "ModuleEntity.h"
 #include "SeisTraceSet.h"
 #include "metadataprovider.h"
+#include "private/JobRun.h"
 
 #include <cstdlib>
 #include <ctime>
@@ -23,11 +24,15 @@ JobManager::JobManager()
       totalJobMemoryUsed(0)
 {
     std::srand(static_cast<unsigned>(std::time(nullptr)));
+    JobRun::forget(*this); // of a manager at this address that is no more
+    JobRun::of(*this);
+    JobRun::attention.store(0, std::memory_order_relaxed);
 }
 
 JobManager::~JobManager()
 {
     deleteModules();
+    JobRun::forget(*this);
 }
 
 void JobManager::deleteModules()
@@ -49,8 +54,16 @@ ModuleEntity* JobManager::initJobModule(const std::string& modName, const std::s
 LibraryEntity* JobManager::initCDTablePrototype(const std::string& libType,
                                                 const std::string& libPath)
 {
-    jobOutputTables.push_back(new LibraryEntity(libType, libPath));
-    return jobOutputTables.back();
+    auto table = std::make_unique<LibraryEntity>(libType, libPath);
+    std::vector<LibraryEntity*>& made = JobRun::of(*this).tables;
+    made.push_back(table.get());
+    try {
+        jobOutputTables.push_back(table.get());
+    } catch (...) {
+        made.pop_back();
+        throw;
+    }
+    return table.release();
 }
 
 void JobManager::setJobName(const char* name)

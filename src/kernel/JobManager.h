@@ -38,11 +38,13 @@
 #include <cstdint>
 #include <deque>
 #include <map>
+#include <set>
 #include <string>
 #include <vector>
 
 class DataChannel;
 class LibraryEntity;
+struct JobOutcome;
 class SeisTraceSet;
 
 /// Modules, referenced.
@@ -206,17 +208,20 @@ public:
     std::string getTraceAttributeDescription(const std::string& name) const;
     /// Fills the outputs that are not null; returns 1, or -1 (and -1 in every output) for a name
     /// that is not defined.
-    int getTraceAttributeDef(const std::string& name, int* type, int* dim, int* cstSlot, int* bitA,
-                             int* bitZ, int* cstType, int* mapCoef) const;
     /// Defines the 91 words of the SEG-Y trace header, each an integer of 32 bits, by their usual
     /// keys (`tracl`, `fldr`, `offset`, ...): what the job files of the command call the schema
     /// `segy`, and most modules expect.
     void defineSegySchema();
+    int getTraceAttributeDef(const std::string& name, int* type, int* dim, int* cstSlot, int* bitA,
+                             int* bitZ, int* cstType, int* mapCoef) const;
     /// @}
 
     /// @name Phases
-    /// Each returns 0, or 1 when a module failed; since entry-point results are ignored, 0. Banners
-    /// are messages of type 1.
+    /// Each returns 0, or 1 when a module failed; since entry-point results are ignored, 0, or 1
+    /// when the job was cancelled. jobOutcome() knows what modules have reported. Banners are
+    /// messages of type 1. A phase that is called while one is running, as from an entry point, is
+    /// refused: 1, after a message of type 3. When an exception leaves a phase, no module is
+    /// active.
     /// @{
 
     /// Sorts the modules by depth and runs every pre-process entry once, statistics before each.
@@ -225,7 +230,8 @@ public:
     /// never ends does not end.
     int processJob();
     /// Runs every post-process entry once, then deletes channels, work buffers, modules and the
-    /// scratch file. The first exception that is met on the way (of a module, or std::bad_alloc) is
+    /// scratch file. Where processing has begun and was not finished, no module gives a file its
+    /// final name. The first exception that is met on the way (of a module, or std::bad_alloc) is
     /// thrown when all that is done.
     int postProcessJob();
 
@@ -254,6 +260,50 @@ public:
     /// with the block's place in the kernel's table of blocks.
     AccountedBlock allocateUncleared(int size);
     /// Uncharges the block from the job and from every module of the job that lists it, and frees
+    /// @name Cancel, outcome, the next job
+    /// @{
+
+    /// Ends the job of this process as soon as the module that is running returns: no other entry
+    /// point is called for its data, and the phase returns 1. The host then calls postProcessJob(),
+    /// as ever: modules that have been prepared free what they hold, no file gets its final name,
+    /// and the result is 0. Long loops of modules can ask for it (knl_isCancelled). Requested while
+    /// postProcessJob() runs, it keeps from their names the outputs of modules that have not ended
+    /// yet. It holds until resetJob(), so that a phase that begins later ends at once. From any
+    /// thread, and from a signal handler; costs a hop of a trace one look at a word of memory.
+    static void requestCancel() noexcept;
+    /// Whether requestCancel() has been called since the manager was made or reset. From any
+    /// thread.
+    static bool isCancelRequested() noexcept;
+
+    /// How the job has ended so far; see JobOutcome.h. Kept when postProcessJob() has deleted the
+    /// modules, until the next preProcessJob() or resetJob(). Modules report failures by messages
+    /// and the phases return 0 all the same, so that this, and not their results, says whether a
+    /// job has failed.
+    JobOutcome jobOutcome() const;
+
+    /// The state of a new process for the next job: no modules, metadata, attribute definitions,
+    /// tables, resources and kept values, an empty name, no outcome, no request to cancel;
+    /// `jobStartTime` is now. Call-backs, directories and what was set by setStatisticInterval()
+    /// and setReleaseAtEnd() stay. A job that has not been post-processed is dropped, with its
+    /// channels, work buffers and the traces in them: modules that have been prepared run their
+    /// post-process entry, and publish nothing; no entry point of the others is called. Tables of
+    /// initCDTablePrototype() are deleted. Returns 0; 1, and nothing changed, after a message of
+    /// type 3, while a phase is running. An exception of a module is thrown when all is done.
+    int resetJob();
+
+    /// Sends statistics of processing at least every `milliseconds` (250 is a good value for a
+    /// progress bar), besides those by count; 0, as at first, sends none by time. A record is sent
+    /// between two calls of modules: while one call lasts longer, it is late.
+    void setStatisticInterval(int milliseconds);
+
+    /// Whether the end of a job (postProcessJob(), resetJob()) frees all that the job holds: traces
+    /// that are left in channels and work buffers, and accounted blocks that modules have taken
+    /// from now on and not freed. At first it does not: traces stay alive, and blocks stay in
+    /// `totalJobMemoryUsed`. Traces and blocks that a host keeps beyond the job it must then have
+    /// taken out of them, or copied.
+    void setReleaseAtEnd(bool release);
+    /// @}
+
     /// it, in every case.
     void freeResource(void* ptr);
     /// The same, without a search where the block says its place.
@@ -320,6 +370,9 @@ public:
     std::map<std::string, std::string> getMetaDataValues(int scope);
     /// Writes what `getMetaDataValues(1)` gives as the metadata file of a data file.
     bool storeExternalMetaData(const std::string& _file);
+    /// Job-wide, until the next job begins its pre-processing: what modules tell each other during
+    /// one job. An entry that is there already stays.
+    void setMetaDataOfRun(const std::string& key, const std::string& value);
     /// Sets each entry of a data file's metadata file in the module's scope.
     bool loadExternalMetaData(const std::string& _file);
     /// Lock files beside data files: see VORN::FileLocksProvider.
@@ -358,6 +411,22 @@ namespace VORN::JobManagerUtils {
 /// Sets a metadata value in the module's scope; the visitor of `loadExternalMetaData`. `ctx` is
 /// ignored.
 VORN_EXPORT void storeModuleMetadata(void* ctx, const std::string& key, const std::string& val);
+    std::set<SeisTraceSet*> channelsAndBuffers() const;
+    void releaseTraces();
+    void releaseBlocks();
+    void noteBlock(void* block);
+    bool enterPhase(int phase, const char* function);
+    void leavePhase() noexcept;
+    void beginOutcome();
+    int runPreProcessing();
+    int runProcessing();
+    int runPostProcessing();
+    int runPass(ModuleList& jobModulesForProcess, EndOfDataFlags& jobModulesEodFlag);
+    bool isToStop();
+    void noteCancelled();
+    void noteException() noexcept;
+    void noteMark();
+    void markFailed(const char* why) noexcept;
 
 } // namespace VORN::JobManagerUtils
 

@@ -3,6 +3,8 @@
 
 #include "ModuleEntity.h"
 #include "SeisTraceSet.h"
+#include "kernel_messages.h"
+#include "private/JobRun.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -84,10 +86,13 @@ int JobManager::installExecAppliFunc(ExecAppliFunctionType func, void* funcObj)
 
 void JobManager::sendMessage(int msgType, const std::string& message)
 {
+    const std::string sender =
+        activeModule != nullptr ? activeModule->getName() : kernel_messages::kernelName;
+    if (JobRun* run = JobRun::find(*this))
+        run->noteMessage(msgType, sender, message);
     if (messageFunc == nullptr)
         return;
     std::string stamp = timeStamp();
-    const std::string sender = activeModule != nullptr ? activeModule->getName() : "Kernel";
     messageFunc(msgType, stamp.data(), sender.c_str(), message.c_str(), messageFuncObj);
 }
 

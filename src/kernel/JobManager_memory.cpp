@@ -6,6 +6,7 @@
 #include "kernel_messages.h"
 #include "private/BlockBytes.h"
 #include "private/BlockTable.h"
+#include "private/JobRun.h"
 #include "private/SpareBlocks.h"
 #include "private/wrapping.h"
 
@@ -33,8 +34,11 @@ void* JobManager::allocateResource(int size)
     void* block = allocateUncleared(size).address;
     // Here and not right after malloc: the compiler would make one calloc of the two, which goes
     // past the heap's quickest lists and costs a trace on its way a third more.
-    if (block != nullptr)
-        blocks::clear(block, static_cast<std::size_t>(size));
+    if (block == nullptr)
+        return nullptr;
+    blocks::clear(block, static_cast<std::size_t>(size));
+    if (JobRun::isAsked(JobRun::releasesMemory) && activeModule != nullptr)
+        noteBlock(block);
     return block;
 }
 
@@ -99,8 +103,19 @@ bool JobManager::isFoundInJob(ModuleEntity* module) const
     return true;
 }
 
+// Traces take theirs otherwise, and end with their sets.
+void JobManager::noteBlock(void* block)
+{
+    try {
+        JobRun::of(*this).blocks.insert(block);
+    } catch (const std::bad_alloc&) { // the module itself may still free it
+    }
+}
+
 void JobManager::freeResource(void* ptr)
 {
+    if (JobRun::isAsked(JobRun::releasesMemory))
+        JobRun::of(*this).blocks.erase(ptr);
     freeBlock({ptr, BlockTable::nowhere});
 }
 

@@ -5,6 +5,7 @@
 #include "ModuleEntity.h"
 #include "fileUtils.h"
 #include "metadataprovider.h"
+#include "private/JobRun.h"
 
 namespace {
 
@@ -66,6 +67,14 @@ void JobManager::setMetaDataValue(int scope, const std::string& key, const std::
         metaDataMap.emplace(key, value);
     else if (!key.empty() && key.front() != hiddenMark)
         activeModule->setMetaData(key, value);
+}
+
+void JobManager::setMetaDataOfRun(const std::string& key, const std::string& value)
+{
+    if (metaDataMap.find(key) != metaDataMap.end())
+        return;
+    JobRun::of(*this).runMetaData[key] = value;
+    metaDataMap.emplace(key, value);
 }
 
 std::string JobManager::getMetaDataValue(int scope, const std::string& key)

@@ -4,16 +4,19 @@
 #include "JobManager.h"
 
 #include "DataChannel.h"
+#include "JobOutcome.h"
 #include "ModuleEntity.h"
 #include "ScratchManager.h"
 #include "SeisTraceSet.h"
 #include "kernel_messages.h"
+#include "private/JobRun.h"
 
 #include <QDebug>
 
 #include <algorithm>
 #include <exception>
 #include <set>
+#include <utility>
 
 namespace {
 
@@ -68,16 +71,95 @@ struct JobManager::InputScan
     bool heldByOthers = false; // though it holds traces that other consumers have yet to take
 };
 
+// A phase within a phase would run modules that are running, or delete them.
+bool JobManager::enterPhase(int phase, const char* function)
+{
+    JobRun& run = JobRun::of(*this);
+    if (run.phase != JobRun::Phase::none) {
+        sendMessage(3, std::string(function) + " is refused, since " + run.phaseFunction() +
+                           " is still running; call it when that has returned");
+        return false;
+    }
+    run.phase = static_cast<JobRun::Phase>(phase);
+    return true;
+}
+
+void JobManager::leavePhase() noexcept
+{
+    JobRun::of(*this).phase = JobRun::Phase::none;
+}
+
+// In the handler of an exception that leaves a phase, or a step of it. The job goes no further, so
+// that what its modules have written is not whole.
+void JobManager::noteException() noexcept
+{
+    JobRun& run = JobRun::of(*this);
+    try {
+        run.noteException(activeModule != nullptr ? activeModule->getName()
+                                                  : kernel_messages::kernelName,
+                          std::current_exception());
+    } catch (const std::bad_alloc&) {
+        run.hasFailed = true;
+    }
+    markFailed("an exception has ended it");
+    setActiveModule(nullptr);
+}
+
 int JobManager::preProcessJob()
 {
+    if (!enterPhase(preProcessing, "preProcessJob"))
+        return 1;
+    try {
+        const int result = runPreProcessing();
+        leavePhase();
+        return result;
+    } catch (...) {
+        noteException();
+        leavePhase();
+        throw;
+    }
+}
+
+int JobManager::runPreProcessing()
+{
+    beginOutcome();
     sendMessage(1, kernel_messages::preProcessingBanner);
     sortJobModules();
+    std::set<const ModuleEntity*>& prepared = JobRun::of(*this).prepared;
     for (std::size_t i = 0; i < jobModules.size(); ++i) {
         sendModulesStatistic(preProcessing);
+        if (isCancelRequested()) {
+            noteCancelled();
+            return 1;
+        }
+        prepared.insert(jobModules[i]);
         if (jobModules[i]->preProcessModule() != 0)
             return 1;
     }
     return 0;
+}
+
+// The mark of a failed job is that of one job: a host that reads it afterwards finds it, and the
+// next job begins without.
+void JobManager::beginOutcome()
+{
+    JobRun& run = JobRun::of(*this);
+    run.beginOutcome();
+    run.processing = JobRun::Processing::notBegun;
+    run.prepared.clear();
+    const auto mark = metaDataMap.find(jobFailureKey);
+    if (mark != metaDataMap.end() && run.leftMark && mark->second == run.leftMarkText) {
+        metaDataMap.erase(mark);
+        run.hadMark = false;
+    } else {
+        run.hadMark = mark != metaDataMap.end();
+    }
+    run.leftMark = false;
+    for (const auto& [key, value] : std::exchange(run.runMetaData, {})) {
+        const auto entry = metaDataMap.find(key);
+        if (entry != metaDataMap.end() && entry->second == value)
+            metaDataMap.erase(entry);
+    }
 }
 
 void JobManager::sortJobModules()
@@ -131,7 +213,25 @@ int JobManager::defineModulePriority(ModuleEntity* module,
 
 int JobManager::processJob()
 {
+    if (!enterPhase(processing, "processJob"))
+        return 1;
+    try {
+        const int result = runProcessing();
+        leavePhase();
+        return result;
+    } catch (...) {
+        noteException();
+        leavePhase();
+        throw;
+    }
+}
+
+int JobManager::runProcessing()
+{
     sendMessage(1, kernel_messages::processingBanner);
+    JobRun& run = JobRun::of(*this);
+    run.processing = JobRun::Processing::unfinished;
+    run.statisticDue = 0;
 
     ModuleList sinks;
     EndOfDataFlags eod;
@@ -145,7 +245,9 @@ int JobManager::processJob()
 
     int passes = 0;
     do {
-        if (processModules(sinks, eod) > 0) {
+        if (runPass(sinks, eod) > 0 || isCancelRequested()) {
+            if (isCancelRequested())
+                noteCancelled();
             sendModulesStatistic(processing);
             return 1;
         }
@@ -154,10 +256,23 @@ int JobManager::processJob()
             passes = 0;
         }
     } while (!sinks.empty());
+    run.processing = JobRun::Processing::finished;
     return 0;
 }
 
+// Of a host with a loop of its own, whose job is finished when no module is left to serve.
 int JobManager::processModules(ModuleList& jobModulesForProcess, EndOfDataFlags& jobModulesEodFlag)
+{
+    JobRun& run = JobRun::of(*this);
+    if (run.phase == JobRun::Phase::none)
+        run.processing = JobRun::Processing::unfinished;
+    const int processStatus = runPass(jobModulesForProcess, jobModulesEodFlag);
+    if (run.phase == JobRun::Phase::none && jobModulesForProcess.empty())
+        run.processing = JobRun::Processing::finished;
+    return processStatus;
+}
+
+int JobManager::runPass(ModuleList& jobModulesForProcess, EndOfDataFlags& jobModulesEodFlag)
 {
     int processStatus = -1;
     for (std::size_t i = 0; i < jobModulesForProcess.size(); ++i) {
@@ -206,7 +321,7 @@ JobManager::Inputs JobManager::askForInputs(ModuleEntity* module, EndOfDataFlags
         return module->isRespectEOD() ? Inputs::ready : Inputs::exhausted;
 
     // Only -1 is looked at: a producer that failed leaves the input empty, no more (deliberate).
-    if (processModules(module->producersToAsk, jobModulesEodFlag) == -1)
+    if (runPass(module->producersToAsk, jobModulesEodFlag) == -1)
         return Inputs::exhausted;
     return everyInputPending(module) ? Inputs::ready : Inputs::waiting;
 }
@@ -242,6 +357,10 @@ bool JobManager::everyInputPending(ModuleEntity* module)
 
 int JobManager::processModule(ModuleEntity* module)
 {
+    if (JobRun::isAsked(JobRun::cancelRequested | JobRun::statisticsByTime)) [[unlikely]] {
+        if (isToStop())
+            return 1;
+    }
     setActiveModule(module);
     return module->processModule();
 }
@@ -264,6 +383,20 @@ void JobManager::noteEndOfData(ModuleEntity* module, EndOfDataFlags& jobModulesE
 
 int JobManager::postProcessJob()
 {
+    if (!enterPhase(postProcessing, "postProcessJob"))
+        return 1;
+    try {
+        const int result = runPostProcessing();
+        leavePhase();
+        return result;
+    } catch (...) {
+        leavePhase();
+        throw; // it has been noted where it was met
+    }
+}
+
+int JobManager::runPostProcessing()
+{
     // What one module throws must not keep the others from ending, nor the scratch file.
     std::exception_ptr failure;
     const auto guarded = [&](const auto& step) {
@@ -271,31 +404,56 @@ int JobManager::postProcessJob()
             step();
         } catch (...) {
             failure = failure != nullptr ? failure : std::current_exception();
-            setActiveModule(nullptr);
+            noteException();
         }
     };
+    JobRun& run = JobRun::of(*this);
+    if (run.processing == JobRun::Processing::unfinished && !run.isCancelled)
+        markFailed("it was not finished");
     guarded([this] {
         sendMessage(1, kernel_messages::postProcessingBanner);
         sendModulesStatistic(postProcessing);
     });
     for (std::size_t i = 0; i < jobModules.size(); ++i) {
+        if (isCancelRequested())
+            noteCancelled();
+        // Those that a cancelled job has not come to have nothing to end.
+        if (run.isCancelled && run.prepared.count(jobModules[i]) == 0)
+            continue;
         int result = 0;
         guarded([&] { result = jobModules[i]->postProcessModule(); });
         if (result != 0)
             return 1;
         guarded([this] { sendModulesStatistic(postProcessing); });
     }
+    const bool release = JobRun::isAsked(JobRun::releasesMemory);
+    if (release)
+        guarded([this] { releaseTraces(); });
     guarded([this] { deleteChannelsAndBuffers(); });
     guarded([this] { deleteModules(); });
+    if (release)
+        guarded([this] { releaseBlocks(); });
     guarded([] { ScratchManager::getInstance()->deleteScratch(); });
     releaseSpareBlocks();
+    run.prepared.clear();
+    run.processing = JobRun::Processing::notBegun;
+    guarded([&] { noteMark(); });
     if (failure != nullptr)
         std::rethrow_exception(failure);
     return 0;
 }
 
-// A channel hangs on its producers and on its consumers; each is deleted once.
-void JobManager::deleteChannelsAndBuffers()
+void JobManager::noteMark()
+{
+    JobRun& run = JobRun::of(*this);
+    const auto mark = metaDataMap.find(jobFailureKey);
+    run.leftMark = mark != metaDataMap.end() && !run.hadMark;
+    if (run.leftMark)
+        run.leftMarkText = mark->second;
+}
+
+// A channel hangs on its producers and on its consumers; each is there once.
+std::set<SeisTraceSet*> JobManager::channelsAndBuffers() const
 {
     std::set<SeisTraceSet*> sets;
     for (const ModuleEntity* module : jobModules) {
@@ -303,6 +461,12 @@ void JobManager::deleteChannelsAndBuffers()
         sets.insert(module->outputDataChannels.begin(), module->outputDataChannels.end());
         sets.insert(module->workTraceSets.begin(), module->workTraceSets.end());
     }
-    for (SeisTraceSet* set : sets)
+    sets.erase(nullptr);
+    return sets;
+}
+
+void JobManager::deleteChannelsAndBuffers()
+{
+    for (SeisTraceSet* set : channelsAndBuffers())
         delete set;
 }

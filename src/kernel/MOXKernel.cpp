@@ -548,6 +548,18 @@ void addNewPenToPad(int ident, int newpen)
     job().addPlotToPad(ident, newpen);
 }
 
+// ----------------------------------------------------------------------------- the job that runs
+
+int isJobCancelled()
+{
+    return oneOrZero(JobManager::isCancelRequested());
+}
+
+void setMetaDataOfRun(const std::string& name, const std::string& value)
+{
+    job().setMetaDataOfRun(name, value);
+}
+
 // ------------------------------------------------------------- memory, files, directories, names
 
 void* allocateResource(int size)

@@ -144,6 +144,17 @@ VORN_EXPORT int getDataChannelFlag(void* trace);
 VORN_EXPORT int setDataChannelFlag(void* trace, int flag);
 /// @}
 
+/// @name The job that runs
+/// @{
+
+/// 1 when the host has asked to cancel the job, else 0. A loop that takes long looks at it and ends
+/// its entry point; no other is called for data. From any thread.
+VORN_EXPORT int isJobCancelled();
+/// As setMetaDataValue() of scope 0, for what modules tell each other during one job: the job's
+/// metadata may outlive it, and this entry is gone when the next job begins its pre-processing.
+VORN_EXPORT void setMetaDataOfRun(const std::string& name, const std::string& value);
+/// @}
+
 /// @name Many trace attributes at once
 /// For modules that read or write the same names in every trace. A list holds the names, looks up
 /// their places in a trace set once, and looks them up again when the set's layout has changed. It

@@ -342,6 +342,8 @@ void knl_newpen(int ident, int newpen)
 
 // ---------------------------------------------------------------- directories, date and metadata
 
+int knl_isCancelled(void)           { return isJobCancelled(); }
+
 const char* knl_currentDate(void)   { return getCurrentDate(); }
 const char* knl_getProjectDir(void) { return getProjectDir(); }
 const char* knl_getScratchDir(void) { return getScratchDir(); }

@@ -602,6 +602,8 @@ void knl_filecreate_(const char* fileName, int* fileHandle, int lfileName)
 { knl_fileCreate(Text(fileName, lfileName), fileHandle); }
 void knl_fileclose_(int* fileHandle)
 { knl_fileClose(*fileHandle); }
+void knl_iscancelled_(int* istat)
+{ *istat = knl_isCancelled(); }
 void knl_date_(char* datestr, int ldatestr)
 { c2fcpy(knl_currentDate(), datestr, ldatestr); }
 void knl_getscratchdir_(char* dirstr, int ldirstr)

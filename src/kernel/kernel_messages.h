@@ -9,6 +9,9 @@
 /// See kernel_messages.h.
 namespace kernel_messages {
 
+/// The sender of messages while no module is active.
+inline constexpr char kernelName[] = "Kernel";
+
 /// @name Phases of a job (type 1)
 /// @{
 

@@ -829,6 +829,14 @@ void knl_factor(int ident, float factor);
 void knl_newpen(int ident, int newpen);
 /** @} */
 
+/** Whether the host has asked to cancel the job. No entry point is called for data any more when
+ * the running one has returned; a loop that takes long asks now and then, and ends early. May be
+ * called by any thread.
+ *
+ * @return 1 when it has, else 0
+ */
+int knl_isCancelled(void);
+
 /* ---------------------------------------------------------------------- directories and date */
 
 /** Kernel-held text in the local 8-bit encoding: never freed by the module, valid until the next

@@ -751,6 +751,9 @@ void knl_fileclose_(int* fileHandle);
 int knl_OpenFile(const char* fileName, int* openFlags, int* createMode, int* unitNumber,
                  int filenameLength);
 
+/** `*istat` is 1 when the host has asked to cancel the job, else 0, as knl_isCancelled() says. */
+void knl_iscancelled_(int* istat);
+
 /** The texts of knl_currentDate() and knl_getScratchDir(), cut or padded with blanks to the length
  * of the caller's variable.
  */

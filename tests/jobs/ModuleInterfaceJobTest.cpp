@@ -276,9 +276,9 @@ TEST_P(ServiceInterfaceJobTest, UsesResourcesFilesMessagesPadsAndMetadata)
 }
 
 INSTANTIATE_TEST_SUITE_P(Languages, ServiceInterfaceJobTest,
-                         testing::Values(InterfaceModule{"knl_c_services", 53},
-                                         InterfaceModule{"knl_fortran_services", 130},
-                                         InterfaceModule{"modern_services", 55}),
+                         testing::Values(InterfaceModule{"knl_c_services", 54},
+                                         InterfaceModule{"knl_fortran_services", 131},
+                                         InterfaceModule{"modern_services", 56}),
                          testing::PrintToStringParamName());
 
 // -- Old-style Fortran

@@ -101,6 +101,7 @@ static void ask_for_directories_and_date(void)
     const struct tm* local = localtime(&now);
     char text[64], date[64], scratch[512];
 
+    CHECK_INT(0, knl_isCancelled());
     CHECK_TEXT(VORN_VERSION, vorn_version());
     CHECK_INT(VORN_VERSION_NUMBER(VORN_VERSION_MAJOR, VORN_VERSION_MINOR, VORN_VERSION_PATCH),
               vorn_version_number());

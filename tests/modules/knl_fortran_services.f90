@@ -257,8 +257,12 @@ contains
     character(len=12) :: date, expected
     character(len=3) :: start
     character(len=256) :: directory
+    integer(c_int) :: cancelled
     integer :: now(8)
 
+    cancelled = -7
+    call knl_iscancelled(cancelled)
+    call check(cancelled == 0, 'a job that goes on')
     call date_and_time(values=now)
     write (expected, '(i0,a,i0,a,i0)') now(3), '.', now(2) - 1, '.', now(1) - 1900
     call knl_date(date)

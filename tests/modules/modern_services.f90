@@ -205,8 +205,12 @@ contains
   subroutine ask_for_directories_and_date()
     character(len=12) :: date, expected
     character(len=256) :: directory, again
+    integer(c_int) :: cancelled
     integer :: now(8)
 
+    cancelled = -7
+    call knl_is_cancelled(cancelled)
+    call check(cancelled == 0, 'a job that goes on')
     call date_and_time(values=now)
     write (expected, '(i0,a,i0,a,i0)') now(3), '.', now(2) - 1, '.', now(1) - 1900
     call knl_date(date)

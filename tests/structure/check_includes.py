@@ -43,7 +43,8 @@ PARSERS = {'words/Assignment.h', 'words/CsvFile.h', 'words/Expression.h', 'words
 # The kernel's units from the lowest layer to the highest; those in one row may include each other.
 # A header that is not listed (a private container) is as high as the highest header it includes.
 KERNEL_LAYERS = [
-    ['vorn_export', 'vorn_assert', 'vorn_tools', 'vorn_version', 'hostcallbacks', 'kernel_messages'],
+    ['vorn_export', 'vorn_assert', 'vorn_tools', 'vorn_version', 'hostcallbacks', 'kernel_messages',
+     'JobOutcome'],
     ['UniVar', 'TraceAttribute'],
     ['SeisTrace'],
     ['ScratchManager'],

@@ -1,0 +1,137 @@
+#include "private/JobRun.h"
+
+#include "JobOutcome.h"
+#include "kernel_messages.h"
+
+#include <new>
+#include <stdexcept>
+
+namespace {
+
+constexpr int errorMessage = 3;
+
+using Runs = std::map<const JobManager*, JobRun>;
+
+// Never destroyed: a manager may end after all that is static.
+Runs& runs()
+{
+    static Runs& all = *new Runs;
+    return all;
+}
+
+// By JobRun::Phase.
+constexpr const char* entryPoints[] = {"", "preprocess_", "process_", "postprocess_"};
+constexpr const char* phaseFunctions[] = {"", "preProcessJob", "processJob", "postProcessJob"};
+
+std::string textOf(const std::exception_ptr& exception)
+{
+    try {
+        std::rethrow_exception(exception);
+    } catch (const std::exception& error) {
+        return error.what();
+    } catch (...) {
+        return "an exception that is not a std::exception";
+    }
+}
+
+} // namespace
+
+bool isFailureMessage(int msgType, const std::string& text)
+{
+    return msgType > errorMessage ||
+           (msgType == errorMessage &&
+            text.rfind(kernel_messages::canNotWriteToScratchFile, 0) != 0);
+}
+
+JobRun& JobRun::of(const JobManager& manager)
+{
+    const auto [run, isNew] = runs().try_emplace(&manager);
+    if (isNew)
+        run->second.reset();
+    return run->second;
+}
+
+JobRun* JobRun::find(const JobManager& manager) noexcept
+{
+    const auto run = runs().find(&manager);
+    return run != runs().end() ? &run->second : nullptr;
+}
+
+void JobRun::forget(const JobManager& manager) noexcept
+{
+    runs().erase(&manager);
+}
+
+void JobRun::reset()
+{
+    beginOutcome();
+    hasBegun = false;
+    processing = Processing::notBegun;
+    prepared.clear();
+    hadMark = leftMark = false;
+    leftMarkText.clear();
+    runMetaData.clear();
+    statisticDue = 0;
+}
+
+void JobRun::beginOutcome()
+{
+    hasBegun = true;
+    hasFailed = isCancelled = false;
+    module.clear();
+    entryPoint.clear();
+    text.clear();
+    thrownBy.clear();
+    counts = {};
+    otherCounts.clear();
+    if (spareMark.empty()) {
+        constexpr std::size_t room = 64;
+        std::map<std::string, std::string> one;
+        one[jobFailureKey].reserve(room);
+        spareMark = one.extract(one.begin());
+    }
+}
+
+void JobRun::noteMessage(int type, const std::string& sender, const std::string& what) noexcept
+{
+    if (phase == Phase::none)
+        return;
+    try {
+        if (type >= 0 && static_cast<std::size_t>(type) < counts.size())
+            ++counts[static_cast<std::size_t>(type)];
+        else
+            ++otherCounts[type];
+    } catch (const std::bad_alloc&) { // of a type that nobody else uses, and not counted then
+    }
+    if (isFailureMessage(type, what))
+        noteFailure(sender, what);
+}
+
+void JobRun::noteException(const std::string& sender, const std::exception_ptr& exception) noexcept
+{
+    try {
+        thrownBy = sender;
+        noteFailure(sender, textOf(exception));
+    } catch (const std::bad_alloc&) {
+        hasFailed = true;
+    }
+}
+
+void JobRun::noteFailure(const std::string& sender, const std::string& what) noexcept
+{
+    if (hasFailed)
+        return;
+    hasFailed = true;
+    try {
+        module = sender;
+        if (sender != kernel_messages::kernelName)
+            entryPoint = entryPoints[static_cast<int>(phase)];
+        text = what;
+    } catch (const std::bad_alloc&) { // what has been noted so far stays
+    }
+}
+
+const char* JobRun::phaseFunction() const
+{
+    return phaseFunctions[static_cast<int>(phase)];
+}

@@ -6,6 +6,7 @@
 #include <TraceVerbs.h>
 
 #include "DataChannel.h"
+#include "JobOutcome.h"
 #include "MOXKernel.h"
 #include "ModuleEntity.h"
 #include "file/PartOutputs.h"
@@ -18,14 +19,18 @@
 #endif
 
 #include <algorithm>
+#include <chrono>
 #include <cmath>
 #include <filesystem>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <limits>
+#include <memory>
 #include <numeric>
 #include <random>
+#include <stdexcept>
 #include <sys/stat.h>
+#include <thread>
 #include <unistd.h>
 
 using ::testing::Contains;
@@ -1012,6 +1017,190 @@ TEST_F(SegyOutTest, TheKernelDefinesTheWordsOfTheReaders)
         EXPECT_EQ(job().getTraceAttributeDimension(word.key), 1) << word.key;
         EXPECT_EQ(job().getTraceAttributeDescription(word.key), word.text) << word.key;
     }
+}
+
+// ---- Several jobs in one process, and jobs that do not come to their end ----
+
+// segy_in, a probe that fails or cancels at its second trace, segy_out. What a host builds.
+class SegyOutJobTest : public SegyOutTest
+{
+protected:
+    SegyOutJobTest() { writeBytes(in, ieeeFile(5, 4).bytes()); }
+    ~SegyOutJobTest() override { job().resetJob(); }
+
+    void build(const std::function<void()>& atSecondTrace = {})
+    {
+        job().defineSegySchema();
+        reader = job().initJobModule("in", "libsegy_in.so");
+        probe = std::make_unique<ProbeModule>("probe");
+        writer = job().initJobModule("out", "libsegy_out.so");
+        ASSERT_TRUE(reader != nullptr && writer != nullptr);
+        reader->setParameter("file", UniVar(in));
+        writer->setParameter("file", UniVar(out));
+        writer->setParameter("overwrite", UniVar(1));
+        connect(reader, probe->entity);
+        connect(probe->entity, writer);
+        probe->pre = [] {
+            void* from = getInputTraceBuffer(0);
+            bldOutputTraceBuffer(0, getTraceLength(from), getTraceSampleInterval(from), from);
+        };
+        probe->process = [atSecondTrace, count = std::make_shared<int>(0)] {
+            transferTraceToTrace(getInputTraceBuffer(0), getOutputTraceBuffer(0), 0, 0);
+            if (++*count == 2 && atSecondTrace)
+                atSecondTrace();
+        };
+    }
+    static void connect(ModuleEntity* from, ModuleEntity* to)
+    {
+        auto* channel = new DataChannel;
+        from->setOutputDataChannel(channel, 0);
+        to->setInputDataChannel(channel, 0);
+    }
+    // The file is there, with as many traces as the input.
+    bool isWhole() { return std::filesystem::exists(out) && readBytes(out).size() == sizeOf(5, 4); }
+    static std::size_t sizeOf(std::size_t traces, std::size_t samples)
+    {
+        return 3600 + traces * (240 + 4 * samples);
+    }
+
+    ModuleEntity* reader = nullptr;
+    ModuleEntity* writer = nullptr;
+    std::unique_ptr<ProbeModule> probe;
+};
+
+TEST_F(SegyOutJobTest, TheSameJobRunsTwiceInOneProcess)
+{
+    for (int round = 0; round < 2; ++round) {
+        build();
+        runJob();
+        EXPECT_TRUE(isWhole());
+        EXPECT_EQ(job().jobOutcome().end, JobEnd::done) << job().jobOutcome().text;
+        std::filesystem::remove(out);
+    }
+}
+
+TEST_F(SegyOutJobTest, AJobAfterOneThatFailedWritesItsFile)
+{
+    build([] { setMetaDataValue(0, jobFailureKey, "probe: gives up"); });
+    runJob();
+    EXPECT_EQ(job().jobOutcome().end, JobEnd::failed);
+    EXPECT_THAT(host.textsOfType(3), ElementsAre(out + ": is not written, since the job failed "
+                                                       "(probe: gives up)"));
+    EXPECT_THAT(directory.names(), ElementsAre("in.sgy"));
+
+    build();
+    runJob();
+    EXPECT_TRUE(isWhole());
+    EXPECT_EQ(job().jobOutcome().end, JobEnd::done);
+}
+
+TEST_F(SegyOutJobTest, ACancelledJobLeavesNoFileAndTheNextOneWrites)
+{
+    build([] { JobManager::requestCancel(); });
+    runJob();
+    EXPECT_EQ(job().jobOutcome().end, JobEnd::cancelled);
+    EXPECT_EQ(job().jobOutcome().text, "") << "nothing has failed";
+    EXPECT_THAT(host.textsOfType(2),
+                ElementsAre(out + ": is not written, since the job was cancelled"));
+    EXPECT_THAT(directory.names(), ElementsAre("in.sgy"));
+
+    ASSERT_EQ(job().resetJob(), 0);
+    build();
+    runJob();
+    EXPECT_TRUE(isWhole());
+}
+
+TEST_F(SegyOutJobTest, AJobThatAnExceptionEndsLeavesNoFile)
+{
+    build();
+    job().preProcessJob();
+    probe->entity->processFunction = []() -> int { throw std::runtime_error("out of order"); };
+    EXPECT_THROW(job().processJob(), std::runtime_error);
+    EXPECT_EQ(job().postProcessJob(), 0);
+
+    EXPECT_THAT(directory.names(), ElementsAre("in.sgy"));
+}
+
+TEST_F(SegyOutJobTest, AJobWhoseLoopTheHostLeavesLeavesNoFile)
+{
+    build();
+    job().preProcessJob();
+    ModuleList sinks = {writer};
+    EndOfDataFlags flags;
+    for (int pass = 0; pass < 3; ++pass)
+        job().processModules(sinks, flags);
+    EXPECT_EQ(job().postProcessJob(), 0);
+
+    EXPECT_THAT(host.textsOfType(3), ElementsAre(HasSubstr("(it was not finished)")));
+    EXPECT_THAT(directory.names(), ElementsAre("in.sgy"));
+}
+
+TEST_F(SegyOutJobTest, AJobThatIsDroppedLeavesNoFile)
+{
+    build();
+    job().preProcessJob();
+    job().processJob();
+    EXPECT_EQ(job().resetJob(), 0);
+
+    EXPECT_THAT(directory.names(), ElementsAre("in.sgy"));
+    EXPECT_EQ(job().totalJobMemoryUsed, 0);
+}
+
+TEST_F(SegyOutJobTest, NothingOfAJobStaysInMemoryWhereTheHostAsksForIt)
+{
+    job().setReleaseAtEnd(true);
+    for (const bool cancels : {false, true}) {
+        build([cancels] {
+            if (cancels)
+                JobManager::requestCancel();
+        });
+        runJob();
+        EXPECT_EQ(job().totalJobMemoryUsed, 0);
+        job().resetJob();
+    }
+    job().setReleaseAtEnd(false);
+}
+
+// A file under its final name is whole, whenever another thread cancels; every third job fails.
+TEST_F(SegyOutJobTest, ManyJobsOfOneProcessAreCancelledAtAnyMoment)
+{
+    job().setReleaseAtEnd(true);
+    writeBytes(in, ieeeFile(2000, 4).bytes());
+    std::mt19937 dice(5);
+    int cancelled = 0;
+    for (int round = 0; round < 60; ++round) {
+        const bool isFailing = round % 3 == 2;
+        build([isFailing] {
+            if (isFailing)
+                setMetaDataValue(0, jobFailureKey, "probe: gives up");
+        });
+        std::thread other([delay = dice() % 8000] {
+            std::this_thread::sleep_for(std::chrono::microseconds(delay));
+            JobManager::requestCancel();
+        });
+        runJob();
+        other.join();
+
+        const bool isDone = job().jobOutcome().end == JobEnd::done;
+        cancelled += job().jobOutcome().end == JobEnd::cancelled ? 1 : 0;
+        ASSERT_FALSE(isFailing && isDone);
+        if (std::filesystem::exists(out)) {
+            ASSERT_EQ(readBytes(out).size(), sizeOf(2000, 4)) << "round " << round;
+            ASSERT_FALSE(isFailing);
+            std::filesystem::remove(out);
+        } else {
+            ASSERT_FALSE(isDone) << "round " << round;
+        }
+        ASSERT_THAT(directory.names(), ElementsAre("in.sgy"));
+        ASSERT_EQ(job().totalJobMemoryUsed, 0) << "round " << round;
+        ASSERT_EQ(job().resetJob(), 0);
+    }
+    EXPECT_GT(cancelled, 0);
+    build();
+    runJob();
+    EXPECT_EQ(readBytes(out).size(), sizeOf(2000, 4));
+    EXPECT_EQ(job().jobOutcome().end, JobEnd::done);
+    job().setReleaseAtEnd(false);
 }
 
 TEST_F(SegyOutTest, TwoModulesDoNotWriteOneFile)

@@ -10,6 +10,7 @@ namespace traces {
 namespace {
 
 constexpr int jobScope = 0;
+constexpr int warningMessage = 2;
 constexpr int errorMessage = 3;
 
 // A file has one identity under all its names.
@@ -27,7 +28,7 @@ std::string ofTheJob(const std::string& key)
 
 void announceInput(const std::string& path)
 {
-    setMetaDataValue(jobScope, inputKey(VORN::fileIdentity(path)), path);
+    setMetaDataOfRun(inputKey(VORN::fileIdentity(path)), path);
 }
 
 void refuseInputs(const std::string& path)
@@ -50,12 +51,17 @@ void refuseSecondWriter(const std::string& path)
             throw std::runtime_error(path + ": is written by module \"" + other +
                                      "\", too; write to another file");
         if (!place.empty())
-            setMetaDataValue(jobScope, key, getModuleName());
+            setMetaDataOfRun(key, getModuleName());
     }
 }
 
 bool isToBePublished(const std::string& path, bool hasTraces)
 {
+    if (isJobCancelled() != 0) {
+        sendMessage(warningMessage,
+                    (path + ": is not written, since the job was cancelled").c_str());
+        return false;
+    }
     const std::string failure = ofTheJob("vorn.failed");
     if (failure.empty() && hasTraces)
         return true;

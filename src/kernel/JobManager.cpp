@@ -23,7 +23,8 @@ JobManager::JobManager()
       addPlotToPadFuncObj(nullptr), execAppliFuncObj(nullptr), jobStartTime(getCurrentTime()),
       totalJobMemoryUsed(0)
 {
-    std::srand(static_cast<unsigned>(std::time(nullptr)));
+    if (!JobRun::hasOwnNumbers)
+        std::srand(static_cast<unsigned>(std::time(nullptr)));
     JobRun::forget(*this); // of a manager at this address that is no more
     JobRun::of(*this);
     JobRun::attention.store(0, std::memory_order_relaxed);

@@ -105,12 +105,19 @@ public:
         return jobManagerInstance;
     }
 
-    /// Everything empty; seeds the C library's pseudo-random numbers with the time.
+    /// Everything empty; seeds the C library's pseudo-random numbers with the time, unless
+    /// leaveRandomNumbers() has been called.
     JobManager();
     JobManager(const JobManager&) = delete;
     JobManager& operator=(const JobManager&) = delete;
     /// Deletes the modules, which closes their libraries; channels, buffers and tables stay.
     ~JobManager();
+
+    /// For hosts that use the C library's pseudo-random numbers themselves. From now on the kernel
+    /// neither seeds nor draws them: pads are numbered from 1 on, each number once in the process,
+    /// and scratch files are named otherwise. To be called before the first getInstance(), else
+    /// that one has seeded already.
+    static void leaveRandomNumbers();
 
     /// @name Building a job
     /// @{

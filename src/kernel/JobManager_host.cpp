@@ -7,7 +7,6 @@
 #include "private/JobRun.h"
 
 #include <cstdio>
-#include <cstdlib>
 #include <ctime>
 
 namespace {
@@ -117,7 +116,7 @@ int JobManager::createPad(int type, int align, int visible, const std::string& t
 {
     if (createPadFunc == nullptr)
         return -1;
-    const int ident = std::rand();
+    const int ident = JobRun::newPadNumber();
     createPadFunc(ident, type, align, visible, title.c_str(), createPadFuncObj);
     return ident;
 }

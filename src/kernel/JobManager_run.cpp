@@ -105,6 +105,11 @@ void JobManager::markFailed(const char* why) noexcept
     metaDataMap.insert(std::move(run->spareMark));
 }
 
+void JobManager::leaveRandomNumbers()
+{
+    JobRun::hasOwnNumbers = true;
+}
+
 void JobManager::setStatisticInterval(int milliseconds)
 {
     JobRun& run = JobRun::of(*this);

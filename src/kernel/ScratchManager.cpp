@@ -2,6 +2,7 @@
 
 #include "JobManager.h"
 #include "kernel_messages.h"
+#include "private/JobRun.h"
 
 #include <algorithm>
 #include <array>
@@ -265,7 +266,7 @@ FILE* ScratchManager::createFile(const std::string& directory)
     std::string path;
     int descriptor = -1;
     for (int attempt = 0; attempt < nameAttempts && descriptor < 0; ++attempt) {
-        path = directory + "/" + "SF" + std::to_string(std::rand()) + ".tmp";
+        path = directory + "/" + "SF" + std::to_string(JobRun::newFileNumber()) + ".tmp";
         descriptor = open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
         if (descriptor < 0 && errno != EEXIST)
             break;

@@ -11,6 +11,7 @@
 #include <atomic>
 #include <chrono>
 #include <csignal>
+#include <cstdlib>
 #include <functional>
 #include <gmock/gmock.h>
 #include <memory>
@@ -659,6 +660,39 @@ TEST_F(JobOutcomeTest, ATraceInTwoSetsIsFreedOnce)
 
     EXPECT_EQ(job().totalJobMemoryUsed, 0);
     job().setReleaseAtEnd(false);
+}
+
+// ---- Random numbers ----
+
+// In processes of their own, since the choice is that of a process.
+TEST_F(JobOutcomeTest, ASeedOfTheHostIsLostUnlessItIsAskedFor)
+{
+    const auto numbers = [this](bool asks) {
+        if (asks)
+            JobManager::leaveRandomNumbers();
+        job().installCreatePadFunc([](int, int, int, int, const char*, void*) { return 0; },
+                                   nullptr);
+        std::srand(12345);
+        const int expected = std::rand();
+        std::srand(12345);
+        renewSingletons(); // seeds with the time, once the manager is used
+        job().installCreatePadFunc([](int, int, int, int, const char*, void*) { return 0; },
+                                   nullptr);
+        std::vector<int> pads;
+        for (int seed = 0; seed < 2; ++seed) {
+            if (seed == 1)
+                std::srand(12345);
+            pads.push_back(createPad(0, 0, 0, ""));
+        }
+        std::srand(12345);
+        renewSingletons();
+        job().setJobName("used");
+        const bool isKept = std::rand() == expected;
+        const bool isNumbered = pads[0] == 1 && pads[1] == 2;
+        std::_Exit((isKept ? 1 : 0) + (isNumbered ? 2 : 0));
+    };
+    EXPECT_EXIT(numbers(false), testing::ExitedWithCode(0), "");
+    EXPECT_EXIT(numbers(true), testing::ExitedWithCode(3), "");
 }
 
 // ---- Statistics by time ----

@@ -3,8 +3,12 @@
 #include "JobOutcome.h"
 #include "kernel_messages.h"
 
+#include <cstdlib>
+#include <ctime>
 #include <new>
+#include <random>
 #include <stdexcept>
+#include <unistd.h>
 
 namespace {
 
@@ -41,6 +45,22 @@ bool isFailureMessage(int msgType, const std::string& text)
     return msgType > errorMessage ||
            (msgType == errorMessage &&
             text.rfind(kernel_messages::canNotWriteToScratchFile, 0) != 0);
+}
+
+int JobRun::newPadNumber()
+{
+    static int last = 0;
+    return hasOwnNumbers ? ++last : std::rand();
+}
+
+// Names that are taken already are no harm: the next number is tried.
+int JobRun::newFileNumber()
+{
+    if (!hasOwnNumbers)
+        return std::rand();
+    static std::minstd_rand numbers(static_cast<unsigned>(getpid()) ^
+                                    static_cast<unsigned>(std::time(nullptr)));
+    return static_cast<int>(numbers());
 }
 
 JobRun& JobRun::of(const JobManager& manager)

@@ -64,6 +64,13 @@ public:
     }
     /// @}
 
+    /// @name Numbers that are drawn
+    /// @{
+    static inline bool hasOwnNumbers = false; // the C library's are the host's alone
+    static int newPadNumber();
+    static int newFileNumber();
+    /// @}
+
     /// The notes of `manager`, made where there are none.
     static JobRun& of(const JobManager& manager);
     /// Null where there are none.

@@ -123,7 +123,10 @@ public:
     /// @{
 
     /// A new module of the job, or null when its library could not be loaded: the job is then as it
-    /// was, and messages have said why. Names need not be unique.
+    /// was, and messages have said why. Names need not be unique. The first call in a process also
+    /// looks whether modules reach the kernel's functions: where the application has a function of
+    /// its own under a name of MOXKernel.h, a message of type 3 names function and object. A
+    /// library that is preloaded in order to take them exports a symbol `vorn_interposes_kernel`.
     ModuleEntity* initJobModule(const std::string& modName, const std::string& modLib);
     /// A new module of the job whose entry points are functions of the host: each is called with
     /// `context`, and what it returns is ignored; a null one does nothing. Never null.
@@ -205,6 +208,10 @@ public:
     void addTraceAttributeDefinition(const std::string& name, int type, int dim,
                                      const std::string& descr, int cstSlot, int bitA, int bitZ,
                                      int cstType, int mapCoef);
+    /// Defines the 91 words of the SEG-Y trace header, each an integer of 32 bits, by their usual
+    /// keys (`tracl`, `fldr`, `offset`, ...): what the job files of the command call the schema
+    /// `segy`, and most modules expect.
+    void defineSegySchema();
     int getTraceAttributeType(const std::string& name) const;
     int getTraceAttributeDimension(const std::string& name) const;
     int getTraceAttributeCstSlot(const std::string& name) const;
@@ -215,10 +222,6 @@ public:
     std::string getTraceAttributeDescription(const std::string& name) const;
     /// Fills the outputs that are not null; returns 1, or -1 (and -1 in every output) for a name
     /// that is not defined.
-    /// Defines the 91 words of the SEG-Y trace header, each an integer of 32 bits, by their usual
-    /// keys (`tracl`, `fldr`, `offset`, ...): what the job files of the command call the schema
-    /// `segy`, and most modules expect.
-    void defineSegySchema();
     int getTraceAttributeDef(const std::string& name, int* type, int* dim, int* cstSlot, int* bitA,
                              int* bitZ, int* cstType, int* mapCoef) const;
     /// @}
@@ -257,16 +260,6 @@ public:
     int processModule(ModuleEntity* module);
     /// @}
 
-    /// @name Accounted memory
-    /// @{
-
-    /// A zero-filled block of `size` bytes from the C heap, charged to the job and to the active
-    /// module; null after a message of type 4 when there is none (a negative size, for one).
-    void* allocateResource(int size);
-    /// The same with whatever the memory held before, for callers that overwrite all of it, and
-    /// with the block's place in the kernel's table of blocks.
-    AccountedBlock allocateUncleared(int size);
-    /// Uncharges the block from the job and from every module of the job that lists it, and frees
     /// @name Cancel, outcome, the next job
     /// @{
 
@@ -311,6 +304,16 @@ public:
     void setReleaseAtEnd(bool release);
     /// @}
 
+    /// @name Accounted memory
+    /// @{
+
+    /// A zero-filled block of `size` bytes from the C heap, charged to the job and to the active
+    /// module; null after a message of type 4 when there is none (a negative size, for one).
+    void* allocateResource(int size);
+    /// The same with whatever the memory held before, for callers that overwrite all of it, and
+    /// with the block's place in the kernel's table of blocks.
+    AccountedBlock allocateUncleared(int size);
+    /// Uncharges the block from the job and from every module of the job that lists it, and frees
     /// it, in every case.
     void freeResource(void* ptr);
     /// The same, without a search where the block says its place.
@@ -367,6 +370,9 @@ public:
 
     /// In a module's scope empty keys and keys that begin with "#" are not stored.
     void setMetaDataValue(int scope, const std::string& key, const std::string& value);
+    /// Job-wide, until the next job begins its pre-processing: what modules tell each other during
+    /// one job. An entry that is there already stays.
+    void setMetaDataOfRun(const std::string& key, const std::string& value);
     /// Job-wide: the value or "". Else the value found upstream of the active module, whose own map
     /// is not looked at: its producers first, then the producers of the one met last. Additive
     /// values are joined without a separator, once per path. An empty key throws std::out_of_range
@@ -377,9 +383,6 @@ public:
     std::map<std::string, std::string> getMetaDataValues(int scope);
     /// Writes what `getMetaDataValues(1)` gives as the metadata file of a data file.
     bool storeExternalMetaData(const std::string& _file);
-    /// Job-wide, until the next job begins its pre-processing: what modules tell each other during
-    /// one job. An entry that is there already stays.
-    void setMetaDataOfRun(const std::string& key, const std::string& value);
     /// Sets each entry of a data file's metadata file in the module's scope.
     bool loadExternalMetaData(const std::string& _file);
     /// Lock files beside data files: see VORN::FileLocksProvider.
@@ -408,16 +411,6 @@ private:
     BlockMap* activeModuleMap() const;
     void chargeActive(int size);
     void deleteChannelsAndBuffers();
-    void deleteModules();
-    const trAttDefStr* findDefinition(const std::string& name) const;
-    void sendPlotCommand(int ident, const plotCommandStruct& command);
-};
-
-namespace VORN::JobManagerUtils {
-
-/// Sets a metadata value in the module's scope; the visitor of `loadExternalMetaData`. `ctx` is
-/// ignored.
-VORN_EXPORT void storeModuleMetadata(void* ctx, const std::string& key, const std::string& val);
     std::set<SeisTraceSet*> channelsAndBuffers() const;
     void releaseTraces();
     void releaseBlocks();
@@ -434,6 +427,16 @@ VORN_EXPORT void storeModuleMetadata(void* ctx, const std::string& key, const st
     void noteException() noexcept;
     void noteMark();
     void markFailed(const char* why) noexcept;
+    void deleteModules();
+    const trAttDefStr* findDefinition(const std::string& name) const;
+    void sendPlotCommand(int ident, const plotCommandStruct& command);
+};
+
+namespace VORN::JobManagerUtils {
+
+/// Sets a metadata value in the module's scope; the visitor of `loadExternalMetaData`. `ctx` is
+/// ignored.
+VORN_EXPORT void storeModuleMetadata(void* ctx, const std::string& key, const std::string& val);
 
 } // namespace VORN::JobManagerUtils
 

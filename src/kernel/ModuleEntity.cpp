@@ -10,6 +10,7 @@
 #include "kernel_messages.h"
 #include "private/BlockTable.h"
 #include "private/HostFunctions.h"
+#include "private/Interposition.h"
 #include "private/RecentNames.h"
 #include "private/TraceAttributeList.h"
 #include "private/wrapping.h"
@@ -17,14 +18,26 @@
 #include <algorithm>
 #include <cstdlib>
 #include <dlfcn.h>
+#include <utility>
 
 namespace {
 
 constexpr int64_t microsecondsPerSecond = 1000000;
+constexpr int errorMessage = 3;
 
 void sendLoaderMessage(const std::string& message)
 {
     JobManager::getInstance()->sendMessage(1, message);
+}
+
+// Once in a process: what the loader finds first does not change.
+void refuseInterposition()
+{
+    static bool isChecked = false;
+    if (std::exchange(isChecked, true))
+        return;
+    for (const std::string& text : interposedFunctions())
+        JobManager::getInstance()->sendMessage(errorMessage, text);
 }
 
 // The loader keeps one text and drops it at the next call: it is fetched before anything else is
@@ -115,6 +128,7 @@ int ModuleEntity::loadModuleLibrary(const std::string& modLib)
         sendLoaderMessage(kernel_messages::homeVariableNotSet);
         return 2;
     }
+    refuseInterposition();
     const std::string path = std::string(home) + "/lib/" + modLib;
     void* handle = LoadLibrary(path.c_str());
     if (moduleLibraryHandle == loadedHandle)

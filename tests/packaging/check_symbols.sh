@@ -3,6 +3,8 @@
 #
 #     check_symbols.sh LIST library LIBRARY            what the library exports with C linkage
 #     check_symbols.sh LIST headers HEADER...          what the C headers declare
+#     check_symbols.sh LIST facade LIBRARY HEADER      what the facade's HEADER declares; LIST has the
+#                                                      names as the loader knows them, in quotes
 #     check_symbols.sh LIST fortran HEADER MODULE.f90  the Fortran form, which HEADER declares, with
 #                                                      what the Fortran module binds
 #
@@ -54,6 +56,28 @@ expect_within() {
         failed=1
     done <"$work/strays"
 }
+
+# The exported names of the functions that C++ header $2 declares.
+exported_of() {
+    for name in $(sed 's,//.*,,' "$2" | grep -oE '^VORN_EXPORT [^(]*\(' | sed 's/($//; s/.*[ *&]//' |
+        sort -u); do
+        nm -D --defined-only "$1" |
+            awk -v start="_Z${#name}${name}" 'index($3, start) == 1 { print $3 }'
+    done | sort -u
+}
+
+if [ "$kind" = facade ]; then
+    grep -o '"_Z[^"]*"' "$list" | tr -d '"' | sort >"$work/list"
+    [ -s "$work/list" ] || {
+        echo "check_symbols: $list is empty" >&2
+        exit 1
+    }
+    exported_of "$1" "$2" >"$work/facade"
+    expect_within "$work/list" "$work/facade" "not a function of $2"
+    expect_within "$work/facade" "$work/list" "missing in $list"
+    echo "$(wc -l <"$work/list") names compared"
+    exit $failed
+fi
 
 sorted_list
 case "$kind" in

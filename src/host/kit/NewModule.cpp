@@ -127,8 +127,7 @@ std::vector<std::string> makeModule(const NewModule& module)
     const std::string source = module.language + "/" + module.kind;
     if (language == std::end(languages) || moduleTemplates().count(source + language->ending) == 0)
         throw CommandError("there is no template for a module of the kind " + quote(module.kind) +
-                           " in " + module.language +
-                           "; take --language fortran, which joins old code by calling it");
+                           " in " + module.language);
     const fs::path directory = module.directory;
     std::error_code error;
     if (fs::exists(fs::symlink_status(directory, error)))

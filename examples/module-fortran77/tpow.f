@@ -1,5 +1,5 @@
 C     tpow: multiplies the samples of every trace by their time raised to
-C     POWER. Old-style Fortran: fixed form and implicit interfaces.
+C     the power. Old-style Fortran: fixed form and implicit interfaces.
 C
 C     Handles of trace sets are INTEGER*8. What the module keeps from one
 C     call to the next is a resource: a common block would be shared by
@@ -30,10 +30,10 @@ C     The modules before this one have described their outputs by now.
 C     An absent parameter leaves the variable alone. ISTAT is 1 when it
 C     is there, 0 when not.
       SETTNG(1) = 2.0
-      CALL KNL_GETF32MODULEPARAMETER('POWER', SETTNG(1), ISTAT)
+      CALL KNL_GETF32MODULEPARAMETER('power', SETTNG(1), ISTAT)
       IF (.NOT. SETTNG(1) .GE. 0.0) THEN
         WRITE (TEXT, 20) SETTNG(1)
-20      FORMAT ('POWER is ', 1PG12.5, '; give a number of 0 or above')
+20      FORMAT ('power is ', 1PG12.5, '; give a number of 0 or above')
         CALL KNL_SENDMESSAGE(4, TEXT)
         RETURN
       END IF

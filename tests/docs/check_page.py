@@ -424,8 +424,9 @@ class PageCheck:
             raise Failure("the package is not installed: run the test package.install first")
         project = self.work / f"project{block.line}"
         project.mkdir()
-        for file in [*(self.source / "examples/host").glob("*.cpp"),
-                     *(self.source / "examples/module-c").glob("*.c"), *self.work.glob("*.c"),
+        for example in (self.source / "examples").glob("module-*"):
+            shutil.copytree(example, project, dirs_exist_ok=True)
+        for file in [*(self.source / "examples/host").glob("*.cpp"), *self.work.glob("*.c"),
                      *(self.work / "tree" / "lib").glob("*.yaml")]:
             shutil.copy(file, project)
         (project / "CMakeLists.txt").write_text(block.marks.get("with", "") + "\n" + block.text + "\n")

@@ -1,6 +1,6 @@
 /// @file ExampleLibrary.h
 ///
-/// Where tests find the modules of examples/host.
+/// Where tests find the modules of examples.
 #ifndef EXAMPLELIBRARY_H
 #define EXAMPLELIBRARY_H
 
@@ -11,6 +11,12 @@
 inline std::string exampleLibrary(const std::string& name)
 {
     return "../../examples/host/vorn_home/lib/lib" + name + ".so";
+}
+
+/// The same for the example module `name`, as it lies in examples to be copied.
+inline std::string exampleModule(const std::string& name)
+{
+    return "../../examples/vorn_home/lib/lib" + name + ".so";
 }
 
 #endif

@@ -1,4 +1,5 @@
 // The example modules, as they lie in examples/ to be copied.
+#include "ExampleLibrary.h"
 #include "ModuleHarness.h"
 
 #include <gmock/gmock.h>
@@ -26,7 +27,7 @@ protected:
     HarnessModule& add(const std::string& example)
     {
         names.push_back(example + std::to_string(names.size() + 1));
-        return harness.add(names.back(), "libexample_" + example + ".so");
+        return harness.add(names.back(), exampleModule(example));
     }
 
     // Runs the job, of which all traces arrive with their headers and the end of data on the last.
@@ -59,11 +60,11 @@ protected:
     std::vector<std::string> names;
 };
 
-// ---- gain, in C ----
+// ---- amplify, in C ----
 
-TEST_F(ExampleModulesTest, GainMultipliesSamples)
+TEST_F(ExampleModulesTest, AmplifyMultipliesSamples)
 {
-    add("gain").parameters["FACTOR"] = UniVar(2.5f);
+    add("amplify").parameters["factor"] = UniVar(2.5f);
 
     run();
 
@@ -71,35 +72,35 @@ TEST_F(ExampleModulesTest, GainMultipliesSamples)
     EXPECT_THAT(result.traces[2].samples, ElementsAre(-2.5f, 2.5f, -2.5f));
 }
 
-TEST_F(ExampleModulesTest, TwoGainsHaveFactorsOfTheirOwn)
+TEST_F(ExampleModulesTest, TwoAmplifiersHaveFactorsOfTheirOwn)
 {
-    add("gain").parameters["FACTOR"] = UniVar(3);
-    add("gain").parameters["FACTOR"] = UniVar("0.5");
+    add("amplify").parameters["factor"] = UniVar(3);
+    add("amplify").parameters["factor"] = UniVar("0.5");
 
     run();
 
     EXPECT_THAT(result.traces[0].samples, ElementsAre(3, 6, 9));
 }
 
-TEST_F(ExampleModulesTest, GainAsksForItsFactor)
+TEST_F(ExampleModulesTest, AmplifyAsksForItsFactor)
 {
-    add("gain");
+    add("amplify");
 
-    runInVain("FACTOR is missing; give the number to multiply samples by");
+    runInVain("factor is missing; give a finite number");
 }
 
-TEST_F(ExampleModulesTest, GainRefusesAFactorThatIsNoNumber)
+TEST_F(ExampleModulesTest, AmplifyRefusesAFactorThatIsNoNumber)
 {
-    add("gain").parameters["FACTOR"] = UniVar(std::numeric_limits<float>::infinity());
+    add("amplify").parameters["factor"] = UniVar(std::numeric_limits<float>::infinity());
 
-    runInVain("FACTOR is inf; give a finite number");
+    runInVain("factor is inf; give a finite number");
 }
 
-// ---- agc, in modern Fortran ----
+// ---- balance, in modern Fortran ----
 
-TEST_F(ExampleModulesTest, AgcDividesByTheMeanAmplitudeOfAWindow)
+TEST_F(ExampleModulesTest, BalanceDividesByTheMeanAmplitudeOfAWindow)
 {
-    add("agc").parameters["WINDOW"] = UniVar(0.004f); // one sample to either side
+    add("balance").parameters["window"] = UniVar(0.004f); // one sample to either side
 
     run();
 
@@ -108,36 +109,36 @@ TEST_F(ExampleModulesTest, AgcDividesByTheMeanAmplitudeOfAWindow)
     EXPECT_THAT(result.traces[2].samples, ElementsAre(-1, 1, -1));
 }
 
-TEST_F(ExampleModulesTest, AgcTakesTheWholeTraceForALongWindow)
+TEST_F(ExampleModulesTest, BalanceTakesTheWholeTraceForALongWindow)
 {
-    add("agc").parameters = {{"WINDOW", UniVar(1.0e30f)}, {"LEVEL", UniVar(8)}};
+    add("balance").parameters = {{"window", UniVar(1.0e30f)}, {"level", UniVar(8)}};
 
     run();
 
     EXPECT_THAT(result.traces[0].samples, ElementsAre(4, 8, 12));
 }
 
-TEST_F(ExampleModulesTest, TwoAgcsHaveSettingsOfTheirOwn)
+TEST_F(ExampleModulesTest, TwoBalancesHaveSettingsOfTheirOwn)
 {
-    add("agc").parameters = {{"WINDOW", UniVar(0.004f)}, {"LEVEL", UniVar(30)}}; // 20, 30, 36
-    add("agc").parameters = {{"LEVEL", UniVar(43)}};                             // mean 86 / 3
+    add("balance").parameters = {{"window", UniVar(0.004f)}, {"level", UniVar(30)}}; // 20, 30, 36
+    add("balance").parameters = {{"level", UniVar(43)}};                             // mean 86 / 3
 
     run();
 
     EXPECT_THAT(result.traces[0].samples, ElementsAre(FloatEq(30), FloatEq(45), FloatEq(54)));
 }
 
-TEST_F(ExampleModulesTest, AgcRefusesAWindowOfNothing)
+TEST_F(ExampleModulesTest, BalanceRefusesAWindowOfNothing)
 {
-    add("agc").parameters["WINDOW"] = UniVar(0);
+    add("balance").parameters["window"] = UniVar(0);
 
-    runInVain("WINDOW is 0.00000000; give a number above 0");
+    runInVain("window is 0 s; give a number above 0");
 }
 
-TEST_F(ExampleModulesTest, AgcNeedsASampleInterval)
+TEST_F(ExampleModulesTest, BalanceNeedsASampleInterval)
 {
     harness.sampleInterval = 0;
-    add("agc");
+    add("balance");
 
     runInVain("the input has no sample interval; the module before this one has to set it");
 }
@@ -157,8 +158,8 @@ TEST_F(ExampleModulesTest, TpowMultipliesByTheSquareOfTheTime)
 TEST_F(ExampleModulesTest, TwoTpowsHavePowersOfTheirOwn)
 {
     harness.sampleInterval = 500000;
-    add("tpow").parameters["POWER"] = UniVar(0);
-    add("tpow").parameters["POWER"] = UniVar(1.0f);
+    add("tpow").parameters["power"] = UniVar(0);
+    add("tpow").parameters["power"] = UniVar(1.0f);
 
     run();
 
@@ -168,9 +169,9 @@ TEST_F(ExampleModulesTest, TwoTpowsHavePowersOfTheirOwn)
 
 TEST_F(ExampleModulesTest, TpowRefusesANegativePower)
 {
-    add("tpow").parameters["POWER"] = UniVar(-1);
+    add("tpow").parameters["power"] = UniVar(-1);
 
-    runInVain("POWER is  -1.0000    ; give a number of 0 or above");
+    runInVain("power is  -1.0000    ; give a number of 0 or above");
 }
 
 } // namespace

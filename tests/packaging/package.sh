@@ -251,69 +251,125 @@ job finished" libonly.so
     }
 }
 
-# The example module in the folder $1, copied and built as its README says; $2 is its library.
-build_example() {
-    project=$VORN_WORK_DIR/$1
-    cp -R "$VORN_SOURCE_DIR/examples/$1" "$project"
+# Builds, tests and runs the module project in $project as its README says, and runs its job.
+try_project() {
+    PATH=$prefix/bin:$PATH
+    export PATH
+    unset VORN_HOME
     (
         cd "$project"
-        CMAKE_PREFIX_PATH=$prefix $CMAKE -B build
+        CMAKE_PREFIX_PATH=$prefix $CMAKE -B build -DCMAKE_DISABLE_FIND_PACKAGE_Qt5=ON \
+            -DCMAKE_DISABLE_FIND_PACKAGE_Qt6=ON
         $CMAKE --build build
+        (cd build && ctest --output-on-failure --no-tests=error)
+        vorn check job.yaml --allow-modules-from build/vorn_home/lib
+        vorn run job.yaml --allow-modules-from build/vorn_home/lib
+        [ -s out.su ] || [ ! -e tests/expected.su ] || fail "the job has written nothing"
     )
-    make_home "$project/build/vorn_home/lib/$2"
+}
+
+# The example in the folder $1, copied, whose module is $2; the rest are parameters with which the
+# host gets the traces $expected of it.
+step_example() {
+    project=$VORN_WORK_DIR/$1
+    module=$2
+    shift 2
+    cp -R "$VORN_SOURCE_DIR/examples/${project##*/}" "$project"
+    try_project
+    if "$prefix/bin/vorn" inspect "$module" >/dev/null 2>&1; then
+        fail "the example $module has the name of a shipped module"
+    fi
+    [ "$#" -gt 0 ] || return 0
+    make_home "$project/build/vorn_home/lib/lib$module.so"
+    expect_output "$expected" "lib$module.so" "$@"
 }
 
 step_example_c() {
-    build_example module-c libgain.so
-    expect_output "trace: -5 -5.5 -6 -6.5
+    expected="trace: -5 -5.5 -6 -6.5
 trace: -10 -10.5 -11 -11.5
 trace: -15 -15.5 -16 -16.5
-job finished" libgain.so FACTOR=-0.5
+job finished"
+    step_example module-c amplify factor=-0.5
 }
 
 step_example_cpp() {
-    build_example module-cpp libnormalise.so
-    expect_output "trace: 1.53846 1.69231 1.84615 2
+    expected="trace: 1.53846 1.69231 1.84615 2
 trace: 1.73913 1.82609 1.91304 2
 trace: 1.81818 1.87879 1.93939 2
-job finished" libnormalise.so level=2
+job finished"
+    step_example module-cpp normalise level=2
 }
 
 step_example_stream_c() {
-    build_example stream-c libfold.so
-    expect_output "trace: 30 32 34 36
+    expected="trace: 30 32 34 36
 trace: 30 31 32 33
-job finished" libfold.so count=2
+job finished"
+    step_example stream-c fold count=2
 }
 
 # It joins inputs, which the host of this test does not; StreamTest runs the same.
 step_example_stream_cpp() {
-    build_example stream-cpp libaverage.so
+    step_example stream-cpp average
 }
 
 step_example_stream_fortran() {
-    build_example stream-fortran libdifference.so
-    expect_output "trace: -10 -10 -10 -10
+    expected="trace: -10 -10 -10 -10
 trace: -10 -10 -10 -10
-job finished" libdifference.so scale=1
+job finished"
+    step_example stream-fortran difference scale=1
 }
 
 # A window of 4 ms holds a sample and its two neighbours.
 step_example_fortran() {
-    build_example module-fortran libagc.so
-    expect_output "trace: 0.952381 1 1 1.04
+    expected="trace: 0.952381 1 1 1.04
 trace: 0.97561 1 1 1.02222
 trace: 0.983607 1 1 1.01538
-job finished" libagc.so WINDOW=0.004
+job finished"
+    step_example module-fortran balance window=0.004
 }
 
 # Samples are at 0, 2, 4 and 6 ms.
 step_example_fortran77() {
-    build_example module-fortran77 libtpow.so
-    expect_output "trace: 0 0.022 0.048 0.078
+    expected="trace: 0 0.022 0.048 0.078
 trace: 0 0.042 0.088 0.138
 trace: 0 0.062 0.128 0.198
-job finished" libtpow.so POWER=1
+job finished"
+    step_example module-fortran77 tpow power=1
+}
+
+# A job in which no trace reaches the module $name ends.
+try_without_traces() {
+    cat >empty.yaml <<JOB
+modules:
+  - {name: made, module: synthetic}
+  - {name: none, module: select, input: made, where: fldr > 1000}
+  - {name: tried, module: $name, input: none}
+  - {name: seen, module: trace_qc, input: tried}
+JOB
+    vorn run empty.yaml --allow-modules-from build/vorn_home/lib --time-limit "30 s" >log 2>&1 || {
+        cat log
+        fail "a job without traces fails"
+    }
+}
+
+# Whichever input of the module $name has more traces, the job ends with the reason.
+try_unequal_inputs() {
+    for inputs in "made, some" "some, made"; do
+        cat >unequal.yaml <<JOB
+modules:
+  - {name: made, module: synthetic}
+  - {name: some, module: select, input: made, where: fldr > 1}
+  - {name: tried, module: $name, inputs: [$inputs]}
+  - {name: write, module: su_out, input: tried, file: unequal.su}
+JOB
+        if vorn run unequal.yaml --allow-modules-from build/vorn_home/lib --time-limit "30 s" >log 2>&1; then
+            fail "inputs of different lengths are joined"
+        fi
+        grep -q "one input has more traces than the other" log || {
+            cat log
+            fail "the failure does not say why"
+        }
+    done
 }
 
 # A new module in the language $1 of the kind $2, made, built, tested and run as its README says. Its
@@ -323,18 +379,14 @@ step_new_module() {
     project=$VORN_WORK_DIR/$name
     option=--$2
     [ "$2" != filter ] || option=
-    PATH=$prefix/bin:$PATH
-    export PATH
-    unset VORN_HOME
-    # shellcheck disable=SC2086
-    vorn new-module "$name" --language "$1" $option --into "$project"
+    (
+        PATH=$prefix/bin:$PATH
+        unset VORN_HOME
+        # shellcheck disable=SC2086
+        vorn new-module "$name" --language "$1" $option --into "$project"
+    )
+    try_project
     cd "$project"
-    $CMAKE -B build -DCMAKE_PREFIX_PATH="$prefix" -DCMAKE_DISABLE_FIND_PACKAGE_Qt5=ON \
-        -DCMAKE_DISABLE_FIND_PACKAGE_Qt6=ON
-    $CMAKE --build build
-    (cd build && ctest --output-on-failure)
-    vorn check job.yaml --allow-modules-from build/vorn_home/lib
-    vorn run job.yaml --allow-modules-from build/vorn_home/lib
     grep -q "$name" README.md || fail "the README does not name the module"
     if grep -r -e my_module -e MY_ . --include='*.*' --exclude-dir=build; then
         fail "a name of the template is left"
@@ -342,6 +394,8 @@ step_new_module() {
 
     case $2 in
         sink) return ;;
+        gather) try_without_traces ;;
+        two-inputs) try_unequal_inputs ;;
     esac
     # Byte 260 lies in the second sample of the first trace.
     printf '\100' | dd of=tests/expected.su bs=1 seek=247 conv=notrunc 2>/dev/null
@@ -364,7 +418,14 @@ step_new_module_refused() {
     grep -q "cannot be the name of a module" log || fail "the refusal does not say why"
     project=$VORN_WORK_DIR/shipped
     mkdir -p "$project"
-    cp "$VORN_SOURCE_DIR"/examples/module-c/* "$project"
+    cp "$VORN_SOURCE_DIR"/modules/gain/*.c "$VORN_SOURCE_DIR"/modules/gain/*.h \
+        "$VORN_SOURCE_DIR"/modules/gain/*.yaml "$project"
+    cat >"$project/CMakeLists.txt" <<CMAKE
+cmake_minimum_required(VERSION 3.25)
+project(shipped LANGUAGES C)
+find_package(VORN REQUIRED COMPONENTS module)
+vorn_add_module(NAME gain SOURCES gain.c gain_math.c MANIFEST gain.yaml)
+CMAKE
     configure_project
     $CMAKE --build "$project/build"
     if $CMAKE --install "$project/build" --prefix "$prefix" >log 2>&1; then

@@ -54,3 +54,17 @@ endforeach()
 
 # The module tree exists even while no module is in it.
 install(DIRECTORY DESTINATION ${VORN_INSTALL_HOME}/lib)
+
+# Archives and Debian packages of the same tree, by cpack in the build directory. The command finds its
+# libraries and modules from its own place, so that an archive runs wherever it is unpacked.
+set(CPACK_PACKAGE_NAME vorn)
+set(CPACK_PACKAGE_VENDOR VORN)
+set(CPACK_PACKAGE_CONTACT "the maintainers of VORN")
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY ${PROJECT_DESCRIPTION})
+set(CPACK_GENERATOR TGZ DEB)
+set(CPACK_STRIP_FILES ON)
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEBIAN_PACKAGE_SECTION science)
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${CMAKE_LIBRARY_OUTPUT_DIRECTORY})
+include(CPack)

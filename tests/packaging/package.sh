@@ -71,13 +71,32 @@ step_install() {
         include/vorn/vorn_kit.hpp share/vorn/fortran/vorn_knl.f90 share/vorn/fortran/vorn_kit.f90 \
         share/vorn/fortran/vorn_kit_entries.f90 include/vorn/vorn_stream.h \
         include/vorn/vorn_stream.hpp share/vorn/fortran/vorn_parts.f90 \
-        share/vorn/fortran/vorn_stream.f90; do
+        share/vorn/fortran/vorn_stream.f90 share/doc/vorn/README.md share/doc/vorn/vorn.md \
+        share/doc/vorn/pictures/architecture.svg share/doc/vorn/manifest.schema.json \
+        share/doc/vorn/modules/agc.md share/vorn/examples/module-c/amplify.c \
+        share/vorn/examples/jobs/qc.yaml share/vorn/examples/scale/slurm.sh \
+        share/vorn/templates/fortran77/gather.f; do
         [ -f "$prefix/$file" ] || fail "$file is not installed"
     done
     for header in BlockBytes BlockTable MOXKernel_families RecentNames SpareBlocks \
         TraceAttributeList wrapping; do
         [ -z "$(find "$prefix/include" -name $header.h)" ] || fail "$header.h, private, is installed"
     done
+}
+
+# Links of the installed pages lead to what is installed.
+step_doc_links() {
+    find "$prefix/share" -name '*.md' >"$VORN_WORK_DIR/pages"
+    links=0
+    while read -r page; do
+        grep -o '](\([^)#:]*\)[)#]' "$page" | sed 's/^](//; s/[)#]$//' | sort -u >"$VORN_WORK_DIR/links" || true
+        while read -r link; do
+            [ -z "$link" ] || [ -e "$(dirname "$page")/$link" ] || fail "$page: there is no $link"
+            links=$((links + 1))
+        done <"$VORN_WORK_DIR/links"
+    done <"$VORN_WORK_DIR/pages"
+    [ "$(wc -l <"$VORN_WORK_DIR/pages")" -gt 40 ] && [ "$links" -gt 80 ] ||
+        fail "only $links links in few pages"
 }
 
 # Whether the file $1 names the place $2. Not counted: where the compilers apply no prefix map, which
@@ -268,13 +287,13 @@ try_project() {
     )
 }
 
-# The example in the folder $1, copied, whose module is $2; the rest are parameters with which the
+# The installed example in the folder $1, copied, whose module is $2; the rest are parameters with which the
 # host gets the traces $expected of it.
 step_example() {
     project=$VORN_WORK_DIR/$1
     module=$2
     shift 2
-    cp -R "$VORN_SOURCE_DIR/examples/${project##*/}" "$project"
+    cp -R "$prefix/share/vorn/examples/${project##*/}" "$project"
     try_project
     if "$prefix/bin/vorn" inspect "$module" >/dev/null 2>&1; then
         fail "the example $module has the name of a shipped module"
@@ -282,6 +301,38 @@ step_example() {
     [ "$#" -gt 0 ] || return 0
     make_home "$project/build/vorn_home/lib/lib$module.so"
     expect_output "$expected" "lib$module.so" "$@"
+}
+
+# The installed example of a host, with its modules.
+step_example_host() {
+    project=$VORN_WORK_DIR/example-host
+    cp -R "$prefix/share/vorn/examples/host" "$project"
+    $CMAKE -S "$project" -B "$project/build" -DCMAKE_PREFIX_PATH="$prefix"
+    $CMAKE --build "$project/build"
+    VORN_HOME=$project/build/vorn_home "$project/build/example_host" >"$project/log" 2>&1 || {
+        cat "$project/log"
+        fail "the example host failed"
+    }
+    grep -q "trace 3 at 100 m: amplitude 0.870 at 52 ms" "$project/log" || {
+        cat "$project/log"
+        fail "the example host computes something else"
+    }
+}
+
+# The archive that cpack makes holds what the installation does, and runs a job where it is unpacked.
+step_archive() {
+    need cpack
+    (cd "$VORN_WORK_DIR" && cpack --config "$VORN_BUILD_DIR/CPackConfig.cmake" -G TGZ -B "$VORN_WORK_DIR/archive")
+    mkdir "$VORN_WORK_DIR/unpacked"
+    tar -xzf "$VORN_WORK_DIR"/archive/vorn-*.tar.gz -C "$VORN_WORK_DIR/unpacked" --strip-components=1
+    for folder in bin include/vorn lib/cmake/VORN lib/vorn/lib share/doc/vorn share/vorn/examples; do
+        # The step host_cmake installs its modules beside.
+        (cd "$prefix/$folder" && find . | grep -v -e feed -e libcollect | LC_ALL=C sort) >"$VORN_WORK_DIR/installed"
+        (cd "$VORN_WORK_DIR/unpacked/$folder" && find . | LC_ALL=C sort) >"$VORN_WORK_DIR/packed"
+        diff "$VORN_WORK_DIR/installed" "$VORN_WORK_DIR/packed" || fail "the archive has another $folder"
+    done
+    env -u VORN_HOME "$VORN_WORK_DIR/unpacked/bin/vorn" run "$VORN_WORK_DIR/job.yaml" -q ||
+        fail "the unpacked command does not run a job"
 }
 
 step_example_c() {

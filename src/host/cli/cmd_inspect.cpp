@@ -343,9 +343,22 @@ int printPage(const ModuleCatalog& catalog, const std::string& name, PageForm fo
     return diagnostics.hasErrors() ? exitWrongCall : exitDone;
 }
 
-int runInspect(const Arguments& arguments)
+// Modules of one name, all of them where `name` is empty: after the page or list, on standard
+// error.
+void tellAmbiguities(const ModuleCatalog& catalog, const std::string& name)
 {
-    const ModuleCatalog catalog(findVornHome(), arguments.texts("--allow-modules-from"));
+    Diagnostics diagnostics;
+    for (const CatalogModule& module : catalog.modules()) {
+        const std::string text = ambiguity(module);
+        if (!text.empty() && (name.empty() || module.name == name))
+            diagnostics.warning({"--allow-modules-from", 0, 0}, text);
+    }
+    std::fflush(stdout);
+    diagnostics.print(stderr);
+}
+
+int printInspected(const ModuleCatalog& catalog, const Arguments& arguments)
+{
     if (arguments.has("MODULE"))
         return printPage(catalog, arguments.text("MODULE"),
                          arguments.has("--json")       ? PageForm::json
@@ -360,6 +373,14 @@ int runInspect(const Arguments& arguments)
     else
         printList(catalog);
     return exitDone;
+}
+
+int runInspect(const Arguments& arguments)
+{
+    const ModuleCatalog catalog(findVornHome(), arguments.texts("--allow-modules-from"));
+    const int exitCode = printInspected(catalog, arguments);
+    tellAmbiguities(catalog, arguments.text("MODULE", ""));
+    return exitCode;
 }
 
 } // namespace

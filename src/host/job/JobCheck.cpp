@@ -13,6 +13,7 @@
 #include <filesystem>
 #include <fmt/format.h>
 #include <map>
+#include <set>
 #include <stdexcept>
 #include <unistd.h>
 
@@ -46,6 +47,9 @@ public:
             complainAboutName(job);
             return;
         }
+        if (const std::string text = ambiguity(*found);
+            !text.empty() && ambiguous.insert(text).second)
+            diagnostics.warning(job.modulePlace, text);
         module.manifest = manifestOf(*found, job);
         if (found->library.empty()) {
             diagnostics.error(job.modulePlace,
@@ -112,6 +116,7 @@ private:
     Diagnostics& diagnostics;
     std::map<std::string, ManifestPointer> manifests;
     std::map<std::string, std::string> problems; // by library
+    std::set<std::string> ambiguous;             // names that were told
 };
 
 void checkDirectory(const std::string& path, const Place& place, const std::string& what,

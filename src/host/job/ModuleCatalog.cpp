@@ -3,10 +3,12 @@
 #include "base/CommandError.h"
 #include "base/DirectoryNames.h"
 #include "base/Escaping.h"
+#include "base/Text.h"
 
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
+#include <fmt/format.h>
 #include <map>
 
 #ifndef VORN_INSTALL_HOME
@@ -35,6 +37,26 @@ std::string findVornHome()
     throw CommandError("there is no module tree beside the program; set VORN_HOME to one");
 }
 
+namespace {
+
+// The library, or the manifest where there is no library.
+const std::string& fileOf(const CatalogModule& module)
+{
+    return module.library.empty() ? module.manifest : module.library;
+}
+
+} // namespace
+
+std::string ambiguity(const CatalogModule& module)
+{
+    if (module.hidden.empty())
+        return "";
+    return fmt::format("module {} is in more than one directory: {} is used, and not {}; give one "
+                       "of them another name",
+                       quote(module.name), escaped(fileOf(module)),
+                       escaped(joined(module.hidden, " or ")));
+}
+
 ModuleCatalog::ModuleCatalog(const std::string& home, const std::vector<std::string>& directories)
     : homeDirectory(home)
 {
@@ -55,10 +77,17 @@ void ModuleCatalog::scan(const std::string& directory)
         else if (file.size() > 5 && file.ends_with(".yaml"))
             found[file.substr(0, file.size() - 5)].manifest = folder + file;
     }
-    for (auto& [name, module] : found) {
-        module.name = name;
-        if (find(name) == nullptr)
+    for (auto& one : found) {
+        CatalogModule& module = one.second;
+        module.name = one.first;
+        const auto first = std::find_if(all.begin(), all.end(), [&](const CatalogModule& other) {
+            return other.name == module.name;
+        });
+        std::error_code error;
+        if (first == all.end())
             all.push_back(module);
+        else if (!fs::equivalent(fileOf(*first), fileOf(module), error)) // a directory given twice
+            first->hidden.push_back(fileOf(module));
     }
 }
 

@@ -20,7 +20,12 @@ struct CatalogModule
     std::string name;
     std::string library;  ///< absolute path; empty: there is a manifest only
     std::string manifest; ///< absolute path; empty: there is none
+    /// Files of modules of the same name in later directories, which are not used.
+    std::vector<std::string> hidden;
 };
+
+/// Which of several modules of one name is used, as one line; empty where there is only one.
+std::string ambiguity(const CatalogModule& module);
 
 /// The modules that were found; read once, when it is made.
 class ModuleCatalog

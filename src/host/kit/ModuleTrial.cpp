@@ -73,6 +73,8 @@ ManifestPointer manifestOf(const TrialSettings& settings, std::vector<std::strin
                            quote(catalog.libraryDirectory()) +
                            " nor in a directory of --allow-modules-from");
     notes.push_back("library      " + escaped(module->library));
+    if (const std::string text = ambiguity(*module); !text.empty())
+        notes.push_back("warning      " + text);
     if (module->manifest.empty())
         throw CommandError("the module " + quote(settings.module) + " has no manifest " +
                            quote(settings.module + ".yaml") + " beside its library");

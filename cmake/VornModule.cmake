@@ -28,6 +28,12 @@
 # Makes a test of ctest that runs the module <module> alone in a job: `vorn test <module>` with the
 # arguments, whose file names are relative to the source directory. `vorn test --help` lists them.
 # The project calls enable_testing() before.
+#
+# vorn_add_module_test_program(NAME <name> MODULE <module> SOURCES <file>...)
+#
+# Builds the program <name>, in C, C++ or Fortran, and makes it a test of ctest, which ends it after 60
+# seconds. The program tests the module <module> on arrays: it includes vorn_module_test.h, or uses the
+# Fortran module vorn_module_test, and opens the module by its name. It needs no Qt.
 
 set(VORN_MODULE_CMAKE_DIR ${CMAKE_CURRENT_LIST_DIR})
 set(VORN_MODULE_OUTPUT_DIR ${CMAKE_BINARY_DIR}/vorn_home/lib
@@ -199,4 +205,34 @@ function(vorn_add_module_test)
         WORKING_DIRECTORY ${CMAKE_CURRENT_SOURCE_DIR})
     # The modules that bring traces are those of the installation, whatever the person has set.
     set_tests_properties(${TEST_NAME} PROPERTIES ENVIRONMENT_MODIFICATION VORN_HOME=unset:)
+endfunction()
+
+function(vorn_add_module_test_program)
+    cmake_parse_arguments(PARSE_ARGV 0 TEST "" "NAME;MODULE" "SOURCES")
+    if(NOT TEST_NAME OR NOT TEST_MODULE OR NOT TEST_SOURCES OR TEST_UNPARSED_ARGUMENTS)
+        message(FATAL_ERROR "vorn_add_module_test_program: NAME, MODULE and SOURCES are required, and "
+            "nothing else is known")
+    endif()
+    _vorn_find_module_languages(${TEST_NAME} languages ${TEST_SOURCES})
+    add_executable(${TEST_NAME} ${TEST_SOURCES})
+    target_link_libraries(${TEST_NAME} PRIVATE VORN::module_test)
+    if(Fortran IN_LIST languages)
+        if(NOT TARGET vorn_module_test_fortran)
+            set(module_directory ${CMAKE_BINARY_DIR}/vorn_fortran)
+            add_library(vorn_module_test_fortran STATIC ${VORN_TEST_FORTRAN_SOURCE})
+            set_target_properties(vorn_module_test_fortran PROPERTIES
+                ARCHIVE_OUTPUT_DIRECTORY ${module_directory}
+                Fortran_MODULE_DIRECTORY ${module_directory})
+            target_include_directories(vorn_module_test_fortran INTERFACE ${module_directory})
+            target_link_libraries(vorn_module_test_fortran PUBLIC VORN::module_test)
+        endif()
+        target_link_libraries(${TEST_NAME} PRIVATE vorn_module_test_fortran)
+    endif()
+    if(TARGET ${TEST_MODULE})
+        add_dependencies(${TEST_NAME} ${TEST_MODULE})
+    endif()
+    add_test(NAME ${TEST_NAME} COMMAND ${TEST_NAME})
+    set_tests_properties(${TEST_NAME} PROPERTIES
+        ENVIRONMENT "VORN_TEST_MODULES=${VORN_MODULE_OUTPUT_DIR}"
+        TIMEOUT 60)
 endfunction()

@@ -62,6 +62,7 @@ step_install() {
     mv "$VORN_WORK_DIR/stage/opt/first-place" "$prefix"
 
     check_library libVORN_kernel.so.0
+    [ -n "$(find "$prefix" -name libVORN_module_test.so.0 -type l)" ] || fail "no library for tests"
     if [ -x "$prefix/bin/vorn" ]; then
         check_library libVORN_segy.so.0
         check_command
@@ -71,7 +72,8 @@ step_install() {
         include/vorn/vorn_kit.hpp share/vorn/fortran/vorn_knl.f90 share/vorn/fortran/vorn_kit.f90 \
         share/vorn/fortran/vorn_kit_entries.f90 include/vorn/vorn_stream.h \
         include/vorn/vorn_stream.hpp share/vorn/fortran/vorn_parts.f90 \
-        share/vorn/fortran/vorn_stream.f90 share/doc/vorn/README.md share/doc/vorn/vorn.md \
+        share/vorn/fortran/vorn_stream.f90 include/vorn/vorn_module_test.h \
+        share/vorn/fortran/vorn_module_test.f90 share/doc/vorn/README.md share/doc/vorn/vorn.md \
         share/doc/vorn/pictures/architecture.svg share/doc/vorn/manifest.schema.json \
         share/doc/vorn/modules/agc.md share/vorn/examples/module-c/amplify.c \
         share/vorn/examples/jobs/qc.yaml share/vorn/examples/scale/slurm.sh \
@@ -287,6 +289,24 @@ try_project() {
     )
 }
 
+# A test program of the project in $project, where it has one, fails where it expects something else, and
+# says what came.
+try_spoiled_test_program() {
+    for source in "$project"/tests/*_test.*; do
+        [ -f "$source" ] || continue
+        program=$(basename "$source" | sed 's/[.].*//')
+        sed -i 's/4\.0/4.5/' "$source"
+        $CMAKE --build "$project/build"
+        if (cd "$project/build" && ctest --output-on-failure -R "^$program$") >"$project/log" 2>&1; then
+            fail "$program expects another sample, and passes"
+        fi
+        grep -q "is 4; expected 4.5" "$project/log" || {
+            cat "$project/log"
+            fail "$program does not say what differs"
+        }
+    done
+}
+
 # The installed example in the folder $1, copied, whose module is $2; the rest are parameters with which the
 # host gets the traces $expected of it.
 step_example() {
@@ -298,6 +318,7 @@ step_example() {
     if "$prefix/bin/vorn" inspect "$module" >/dev/null 2>&1; then
         fail "the example $module has the name of a shipped module"
     fi
+    try_spoiled_test_program
     [ "$#" -gt 0 ] || return 0
     make_home "$project/build/vorn_home/lib/lib$module.so"
     expect_output "$expected" "lib$module.so" "$@"

@@ -380,7 +380,7 @@ class PageCheck:
     # --- sources
 
     def includes(self):
-        folders = [self.work, self.source / "modules/kit", self.source / "tests/support",
+        folders = [self.work, self.source / "modules/kit", self.source / "src/testing", self.source / "tests/support",
                    *self.options.include]
         return ['-DVORN_MODULE_NAME="page"', *(f"-I{folder}" for folder in folders if str(folder))]
 
@@ -411,7 +411,7 @@ class PageCheck:
         fixed = re.search(r"^      \S", text, re.M) and not re.search(r"^\S", text, re.M)
         if fixed:
             text = "      SUBROUTINE FRAGMENT\n" + text + "\n      END\n"
-        elif not re.search(r"^\s*(end function|end subroutine|end module)", text, re.M | re.I):
+        elif not re.search(r"^\s*(end function|end subroutine|end module|end program)", text, re.M | re.I):
             text = f"subroutine fragment\n{text}\nend subroutine\n"
         source = self.work / f"block{block.line}{'.f' if fixed else '.f90'}"
         source.write_text(text)

@@ -476,6 +476,35 @@ step_new_module() {
     fi
 }
 
+# A module is installed to a directory of its own and packed, as the guide says.
+step_publish() {
+    project=$VORN_WORK_DIR/publish
+    cp -R "$prefix/share/vorn/examples/module-c" "$project"
+    cat >>"$project/CMakeLists.txt" <<CMAKE
+set(CPACK_PACKAGE_NAME vorn-module-amplify)
+set(CPACK_PACKAGE_VERSION 0.1.0)
+set(CPACK_PACKAGE_CONTACT "me@example.org")
+set(CPACK_DEBIAN_PACKAGE_DEPENDS "vorn")
+include(CPack)
+CMAKE
+    configure_project
+    $CMAKE --build "$project/build"
+    $CMAKE --install "$project/build" --prefix "$project/own"
+    (cd "$project/build" && cpack -G TGZ)
+    mkdir "$project/unpacked"
+    tar -xzf "$project"/build/vorn-module-amplify-0.1.0-*.tar.gz -C "$project/unpacked" --strip-components=1
+    for place in own unpacked; do
+        (
+            unset VORN_HOME
+            cd "$project"
+            rm -f out.su
+            "$prefix/bin/vorn" run job.yaml -q --allow-modules-from "$place/lib/vorn/lib"
+            [ -s out.su ] || fail "the job has written nothing"
+        )
+        [ -f "$project/$place/lib/vorn/lib/amplify.yaml" ] || fail "no manifest in $place"
+    done
+}
+
 # Names that would do harm.
 step_new_module_refused() {
     PATH=$prefix/bin:$PATH

@@ -1,6 +1,7 @@
 #include "run/JobRunner.h"
 
 #include "JobManager.h"
+#include "JobOutcome.h"
 #include "ModuleEntity.h"
 #include "ScratchManager.h"
 #include "base/CommandError.h"
@@ -31,8 +32,6 @@ using Clock = std::chrono::steady_clock;
 
 // Further messages of one module and severity are passed on, but not kept for the report.
 constexpr int mostMessagesKept = 10000;
-// By this entry of the job's metadata the modules that write files know that theirs are not whole.
-constexpr char failureKey[] = "vorn.failed";
 enum StatisticPhase
 {
     preProcessing = 1,
@@ -154,20 +153,19 @@ void JobRunner::prepareKernel(const std::string& scratchDirectory)
     diagnosticTarget = this;
     formerHandler = qInstallMessageHandler(receiveDiagnostic);
     JobManager& kernel = manager();
+    kernel.resetJob();
+    kernel.setReleaseAtEnd(true);
     kernel.installMessageFunc(receiveMessage, receiveArgument, this);
     kernel.installStatisticFunc(receiveStatistic, this);
     kernel.installExecAppliFunc(receiveCommand, this);
-    kernel.jobStartTime = kernel.getCurrentTime();
-    kernel.setActiveModule(nullptr);
-    kernel.metaDataMap.clear();
     forgetRunningModules();
-    std::map<std::string, std::string> mark = {{failureKey, "no memory"}}; // texts without blocks
+    std::map<std::string, std::string> mark = {
+        {jobFailureKey, "no memory"}}; // texts without blocks
     spareMark = mark.extract(mark.begin());
     kernel.setJobName(job.name.c_str());
     kernel.setProjectDir(QString::fromStdString(job.project));
     kernel.setScratchDir(QString::fromStdString(scratchDirectory));
 
-    kernel.trAttDefsList.clear();
     for (const ResolvedAttribute& attribute : job.attributes)
         kernel.addTraceAttributeDefinition(attribute.name, attribute.type, attribute.dimension,
                                            attribute.description, 0, 0, 0, 0, 0);
@@ -372,7 +370,9 @@ void JobRunner::noteException(const std::exception& error)
 {
     result.failed = fatal = true; // also when there is no memory to say so
     try {
-        const std::string module = manager().getCurrentModuleName();
+        std::string module = manager().getCurrentModuleName();
+        if (module.empty()) // the phase has been left
+            module = manager().jobOutcome().thrownBy;
         const auto place = places.find(module);
         keepMessage(fatalSeverity, "vorn", place != places.end() ? place->second : "",
                     fmt::format("module {} ended with an exception that it does not handle: {}",
@@ -413,7 +413,7 @@ void JobRunner::keepMessage(int type, const std::string& module, const std::stri
 {
     // The kernel keeps the trace in memory then: more memory is needed, and nothing is wrong with
     // the results.
-    if (type == errorSeverity && text.starts_with(kernel_messages::canNotWriteToScratchFile))
+    if (type == errorSeverity && !isFailureMessage(type, text))
         type = warningSeverity;
 
     RunMessage message;
@@ -438,7 +438,7 @@ void JobRunner::store(RunMessage message)
         result.failed = true;
     if (message.severity >= fatalSeverity) {
         fatal = true;
-        manager().setMetaDataValue(0, failureKey, message.module + ": " + message.text);
+        manager().setMetaDataValue(0, jobFailureKey, message.module + ": " + message.text);
     }
     lastMessageKept = ++kept[{message.module, message.severity}] <= mostMessagesKept;
     if (!lastMessageKept)

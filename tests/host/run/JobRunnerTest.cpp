@@ -1,9 +1,11 @@
 #include "run/JobRunner.h"
 
 #include "ExpectedLeaks.h"
+#include "ProcessingTree.h"
 #include "TestTree.h"
 #include "job/JobCheck.h"
 
+#include <filesystem>
 #include <gmock/gmock.h>
 
 using namespace host;
@@ -305,4 +307,61 @@ TEST_F(JobRunnerTest, TwoJobsInOneProcessDoNotMeet)
     EXPECT_FALSE(second.failed);
     EXPECT_EQ(second.sourceTraces, 50);
     EXPECT_EQ(job().getMetaDataValue(0, "vorn.failed"), "");
+}
+
+// ---- What jobs leave in the process ----
+
+// Twice: what the modules tell each other during a job does not stay either.
+TEST_F(JobRunnerTest, AJobOfTheProcessingModulesLeavesNoMemoryAndRunsAgain)
+{
+    const ProcessingTree processing;
+    const std::string text =
+        "modules:\n"
+        "  - {name: shots, module: synthetic, shots: 2, channels: 12, noise: 0.1, seed: 42}\n"
+        "  - {name: agc, module: agc, input: shots, window: 400 ms}\n"
+        "  - {name: bandpass, module: bandpass, input: agc, corners: [15 Hz, 22 Hz, 60 Hz, 80 "
+        "Hz]}\n"
+        "  - {name: gain, module: gain, input: bandpass, factor: 2}\n"
+        "  - {name: mute, module: mute, input: gain, offsets: [100 m, 1275 m],\n"
+        "     times: [150 ms, 880 ms]}\n"
+        "  - {name: math, module: header_math, input: mute, set: [cdpx = (sx + gx) / 2]}\n"
+        "  - {name: window, module: window, input: math, start: 0 s, end: 1 s}\n"
+        "  - {name: resample, module: resample, input: window, interval: 8 ms}\n"
+        "  - {name: shift, module: shift, input: resample, time: 12.5 ms}\n"
+        "  - {name: select, module: select, input: shift, where: tracf > 2}\n"
+        "  - {name: qc, module: trace_qc, input: select}\n"
+        "  - {name: kill, module: kill, input: qc, where: abs(offset) > 1500}\n"
+        "  - {name: sort, module: sort, input: kill, keys: [cdp, offset]}\n"
+        "  - {name: nmo, module: nmo, input: sort, times: [0 s, 1 s],\n"
+        "     velocities: [1800 m/s, 2200 m/s]}\n"
+        "  - {name: stack, module: stack, input: nmo, key: cdp}\n"
+        "  - {name: auto, module: autocorrelation, input: shots, lag: 300 ms}\n"
+        "  - {name: sum, module: combine, inputs: [shots, agc], operation: sum}\n"
+        "  - {name: spectrum, module: spectrum, inputs: [shots, bandpass], labels: [a, b]}\n"
+        "  - {name: section, module: section, input: stack}\n"
+        "  - {name: section2, module: section, inputs: [auto]}\n"
+        "  - {name: plot, module: header_plot, input: sum, x: tracf, y: offset}\n"
+        "  - {name: histogram, module: histogram, input: shots}\n"
+        "  - {name: table, module: header_table, input: shots, file: table.csv, words: [tracf],\n"
+        "     overwrite: true}\n"
+        "  - {name: write, module: segy_out, input: stack, file: out.sgy, overwrite: true}\n"
+        "  - {name: write2, module: su_out, input: shots, file: out.su, overwrite: true}\n";
+    for (int round = 0; round < 2; ++round) {
+        Diagnostics diagnostics;
+        const auto file = parseJobFile(text, processing.path("job.yaml"), diagnostics);
+        ASSERT_TRUE(file.has_value());
+        resolved = checkJob(*file, ModuleCatalog(processing.home()), diagnostics);
+        diagnostics.print(stdout);
+        ASSERT_FALSE(diagnostics.hasErrors());
+        {
+            JobRunner runner(resolved, scratchDirectory.path());
+            const RunResult result = runner.run();
+            for (const RunMessage& message : result.messages)
+                EXPECT_LT(message.severity, 3) << message.module << ": " << message.text;
+            EXPECT_FALSE(result.failed);
+        }
+        EXPECT_EQ(job().totalJobMemoryUsed, 0);
+        EXPECT_TRUE(job().jobMemoryMap.empty());
+        EXPECT_TRUE(std::filesystem::exists(processing.path("out.sgy")));
+    }
 }

@@ -2,6 +2,7 @@
 // Run it with VORN_HOME set to the folder whose lib has the three module libraries.
 #include "DataChannel.h"
 #include "JobManager.h"
+#include "JobOutcome.h"
 #include "ModuleEntity.h"
 
 #include <cstdio>
@@ -39,6 +40,8 @@ int main()
 {
     JobManager* job = JobManager::getInstance();
     jobStatisticStruct statistic{};
+    job->resetJob();            // whatever the process has run before
+    job->setReleaseAtEnd(true); // this host keeps no traces beyond the job
     job->installMessageFunc(printMessage, nullptr, nullptr);
     job->installStatisticFunc(keepStatistic, &statistic);
     job->setJobName("example");
@@ -55,8 +58,15 @@ int main()
     connect(source, filter);
     connect(filter, sink);
 
-    if (job->preProcessJob() != 0 || job->processJob() != 0 || job->postProcessJob() != 0)
+    // Modules report failures by messages; the results of the phases do not tell of them.
+    job->preProcessJob();
+    job->processJob();
+    job->postProcessJob();
+    const JobOutcome outcome = job->jobOutcome();
+    if (outcome.end != JobEnd::done) {
+        std::printf("%s: %s\n", outcome.module.c_str(), outcome.text.c_str());
         return 1;
+    }
 
     std::printf("\n%-10s %10s %10s %10s %10s\n", "module", "traces in", "traces out", "seconds",
                 "bytes");

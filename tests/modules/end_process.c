@@ -106,8 +106,15 @@ static void fork_children(void)
     knl_sendMessage(2, text);
 }
 
+/* Passes the kernel what is not a trace buffer. */
+static void break_kernel(void)
+{
+    knl_setTraceLength((void*)(intptr_t)16, 100);
+}
+
 static void end(void)
 {
+    int (*volatile function)(void) = NULL;
     volatile int forever = 1;
 
     if (is("exit"))
@@ -140,6 +147,10 @@ static void end(void)
         fork_children();
     if (is("null pointer"))
         *(volatile int*)(intptr_t)(forever - 1) = 1;
+    if (is("null function"))
+        function();
+    if (is("wrong handle"))
+        break_kernel();
     if (is("loop"))
         knl_sendMessage(2, "nothing moves from here on");
     while (is("loop"))

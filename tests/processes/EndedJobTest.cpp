@@ -5,6 +5,7 @@
 
 #include <chrono>
 #include <csignal>
+#include <cstdlib>
 #include <fstream>
 #include <gmock/gmock.h>
 #include <sstream>
@@ -15,6 +16,7 @@
 
 using ::testing::AllOf;
 using ::testing::AnyOf;
+using ::testing::ContainsRegex;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
@@ -275,6 +277,147 @@ INSTANTIATE_TEST_SUITE_P(
                       SignalCase{"SIGVTALRM", "raise", SIGVTALRM, ENDED "(SIGVTALRM)"},
                       SignalCase{"SIGPROF", "raise", SIGPROF, ENDED "(SIGPROF)"}),
     [](const auto& row) { return std::string(row.param.name); });
+
+// ---- What is told of the module that has ended the process ----
+
+class CrashReportTest : public EndedJobTest
+{
+protected:
+    // The errors of a job whose module `bad` ends as `how` says.
+    std::string errorsOf(const std::string& how, int with = 0, const std::string& where = "process")
+    {
+        writeJob(endProcess(how, with, where));
+        return run().errors;
+    }
+
+    static bool hasLineReader() { return std::system("addr2line --version > /dev/null 2>&1") == 0; }
+    static bool hasSanitizer()
+    {
+#ifdef __SANITIZE_ADDRESS__
+        return true;
+#else
+        return false;
+#endif
+    }
+};
+
+TEST_F(CrashReportTest, NamesTraceParametersFunctionAndLine)
+{
+    if (!hasLineReader() || hasSanitizer())
+        GTEST_SKIP() << "needs addr2line, and nobody else who reports crashes";
+    const std::string errors = errorsOf("null pointer");
+
+    EXPECT_THAT(errors, HasSubstr("\nvorn: crash report\n"
+                                  "  module      bad: end_process, job.yaml:4\n"
+                                  "  fault       access to the address 0x0, where no memory is\n"
+                                  "  parameters  how = null pointer\n"
+                                  "              with = 0\n"
+                                  "              where = process\n"
+                                  "              at = 3\n"
+                                  "  input       trace 3: tracl 3, tracr 3, fldr 1, tracf 3, "));
+    EXPECT_THAT(errors,
+                ContainsRegex("  stack       end at .*tests/modules/end_process\\.c:[0-9]+\n"
+                              "              process_ at .*/end_process\\.c:[0-9]+\n$"));
+}
+
+TEST_F(CrashReportTest, AnEndByExitHasItToo)
+{
+    if (!hasLineReader())
+        GTEST_SKIP() << "needs addr2line";
+    for (const std::string how : {"exit", "_exit", "quick_exit"}) {
+        SCOPED_TRACE(how);
+        const std::string errors = errorsOf(how);
+        EXPECT_THAT(errors, HasSubstr("\n  parameters  how = " + how + "\n"));
+        EXPECT_THAT(errors, HasSubstr("\n  input       trace 3: tracl 3, "));
+        EXPECT_THAT(errors, ContainsRegex("  stack       end at .*end_process\\.c:[0-9]+\n"));
+    }
+    EXPECT_THAT(errorsOf("exit in a thread"), HasSubstr("  stack       exit_in_thread at "));
+    EXPECT_THAT(errorsOf("pthread_exit"),
+                AllOf(HasSubstr("\n  input       trace 3: "), Not(HasSubstr("  stack"))))
+        << "the stack has been unwound";
+}
+
+TEST_F(CrashReportTest, FortranStopShowsItsLine)
+{
+    if (!hasLineReader())
+        GTEST_SKIP() << "needs addr2line";
+    writeJob("module: fortran_stop, error: 1");
+    EXPECT_THAT(run().errors, ContainsRegex(" process_ at .*fortran_stop\\.f90:27\n"));
+}
+
+TEST_F(CrashReportTest, ABrokenHeapAFullStackAndACallOfNothingAreReported)
+{
+    if (!hasLineReader() || hasSanitizer())
+        GTEST_SKIP() << "needs addr2line, and nobody else who reports crashes";
+    EXPECT_THAT(errorsOf("corrupt heap"),
+                AllOf(HasSubstr("\n  input       trace 3: "),
+                      HasSubstr("              corrupt_heap at "), HasSubstr(" process_ at ")));
+    EXPECT_THAT(errorsOf("overflow"),
+                AllOf(HasSubstr("  stack       overflow at "), ContainsRegex(", [0-9]+ times\n"),
+                      HasSubstr(" process_ at ")));
+    EXPECT_THAT(errorsOf("null function"),
+                AllOf(HasSubstr("  stack       end at "), HasSubstr(" process_ at ")));
+    EXPECT_THAT(errorsOf("wrong handle"),
+                AllOf(HasSubstr("  stack       SeisTraceSet::setTraceLength(int) at "),
+                      HasSubstr("              break_kernel at ")));
+}
+
+TEST_F(CrashReportTest, WhatIsNotKnownIsLeftOut)
+{
+    const std::string before = errorsOf("raise", SIGFPE, "preprocess");
+    EXPECT_THAT(before, AllOf(HasSubstr("  module      bad: "), Not(HasSubstr("  input  ")),
+                              Not(HasSubstr("  fault  "))));
+
+    writeJob("module: exit_when_loaded");
+    EXPECT_THAT(run().errors,
+                AllOf(HasSubstr("\n  module      bad: exit_when_loaded, job.yaml:4\n"),
+                      Not(HasSubstr("  input  "))));
+}
+
+// The functions that the library exports are known without addr2line, and the report says how to
+// get the rest.
+TEST_F(CrashReportTest, WithoutLineReaderTheCallOfItIsShown)
+{
+    const std::string path = std::getenv("PATH");
+    setenv("PATH", "/nowhere", 1);
+    const std::string errors = errorsOf("exit");
+    setenv("PATH", path.c_str(), 1);
+
+    EXPECT_THAT(errors,
+                ContainsRegex("  stack       libend_process\\.so\\+0x[0-9a-f]+\n"
+                              "              process_ in libend_process\\.so\\+0x[0-9a-f]+\n"
+                              "  lines       addr2line -Caife /.*/libend_process\\.so( "
+                              "0x[0-9a-f]+){2}\n$"));
+}
+
+// The lock of the loader is held there, and without addr2line only the loader knows names.
+TEST_F(CrashReportTest, ALibraryThatIsBeingLoadedIsNotWaitedFor)
+{
+    writeJob("module: exit_when_loaded");
+    const std::string path = std::getenv("PATH");
+    const auto start = std::chrono::steady_clock::now();
+    setenv("PATH", "/nowhere", 1);
+    const std::string errors = run().errors;
+    setenv("PATH", path.c_str(), 1);
+    const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - start;
+
+    EXPECT_THAT(errors, ContainsRegex("  stack       libexit_when_loaded\\.so\\+0x"));
+    EXPECT_LT(taken.count(), 4) << "the time after which a report is given up";
+}
+
+TEST_F(CrashReportTest, WordsOfAnotherSchemaIdentifyTheTrace)
+{
+    directory.write("job.yaml", "schema:\n"
+                                "  - {name: line_no, type: int32}\n"
+                                "  - {name: point_no, type: int64}\n"
+                                "modules:\n"
+                                "  - {name: make, module: host_source, traces: 9}\n"
+                                "  - {name: number, module: header_math, input: make, "
+                                "set: [line_no = 7, point_no = 12345678901]}\n"
+                                "  - {name: bad, input: number, " +
+                                    endProcess("raise", SIGFPE) + "}\n");
+    EXPECT_THAT(run().errors, HasSubstr(" line_no 7, point_no 12345678901, "));
+}
 
 // ---- Ends that the user decides ----
 

@@ -8,6 +8,7 @@
 #include "base/Escaping.h"
 #include "base/Text.h"
 #include "kernel_messages.h"
+#include "run/CrashReport.h"
 #include "run/CutGathers.h"
 #include "run/DataFlow.h"
 #include "run/LastCalls.h"
@@ -185,6 +186,7 @@ RunResult JobRunner::run()
     start = Clock::now();
 
     recorder.describeModules();
+    const CrashFacts facts(job, modules);
     if (createModules()) {
         wiring = connectModules(job, modules, tees, manager(),
                                 extension != nullptr ? extension->readerFunction() : nullptr);

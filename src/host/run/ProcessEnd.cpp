@@ -1,8 +1,10 @@
 #include "run/ProcessEnd.h"
 
 #include "file/UnfinishedOutputs.h"
+#include "run/CrashReport.h"
 #include "run/RunningModule.h"
 #include "run/ScratchSpace.h"
+#include "run/SignalLine.h"
 
 #include <array>
 #include <atomic>
@@ -20,6 +22,7 @@ namespace host {
 namespace {
 
 constexpr int exitByModule = 1;
+constexpr char begin[] = "vorn: ";
 
 // What a fault of the processor or of the program raises, on the thread that has it.
 constexpr std::array crashSignals = {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT, SIGSYS, SIGTRAP};
@@ -47,54 +50,14 @@ bool isOwner()
     return owner.load() == getpid();
 }
 
-// A line on standard error, put together without memory and written at once.
-class Line
-{
-public:
-    Line() { add("vorn: "); }
-
-    Line& add(const char* text)
-    {
-        while (*text != '\0' && used + 1 < bytes.size())
-            bytes[used++] = *text++;
-        return *this;
-    }
-
-    // What may hold anything, such as the names of files: nothing that controls a terminal.
-    Line& addForeign(const char* text)
-    {
-        for (; *text != '\0' && used + 1 < bytes.size(); ++text)
-            bytes[used++] = static_cast<unsigned char>(*text) < ' ' || *text == 0x7F ? '?' : *text;
-        return *this;
-    }
-
-    Line& add(int number)
-    {
-        std::array<char, 16> text;
-        std::snprintf(text.data(), text.size(), "%d", number);
-        return add(text.data());
-    }
-
-    void write()
-    {
-        bytes[used++] = '\n';
-        // Nothing can be done about a failure.
-        [[maybe_unused]] const ssize_t written = ::write(STDERR_FILENO, bytes.data(), used);
-    }
-
-private:
-    std::array<char, 5000> bytes;
-    std::size_t used = 0;
-};
-
 void tellRemoved(void*, const char* path)
 {
-    Line().add("incomplete, removed: ").addForeign(path).write();
+    SignalLine(begin).add("incomplete, removed: ").addForeign(path).write();
 }
 
 void tellLeft(const char* path)
 {
-    Line().add("incomplete: ").addForeign(path).write();
+    SignalLine(begin).add("incomplete: ").addForeign(path).write();
 }
 
 // Removes what the process would leave, and names outputs that are not whole.
@@ -121,7 +84,7 @@ bool claim() noexcept
 }
 
 // " in process_, trace 17 of its input" for what runs.
-void addPlace(Line& line, const RunningCode& running)
+void addPlace(SignalLine& line, const RunningCode& running)
 {
     std::array<char, 128> place;
     describePlace(running, place.data(), place.size());
@@ -129,7 +92,7 @@ void addPlace(Line& line, const RunningCode& running)
         line.add(" ").add(place.data());
 }
 
-void addLastModule(Line& line, const RunningCode& running)
+void addLastModule(SignalLine& line, const RunningCode& running)
 {
     if (running.entry == EntryPoint::none && running.module != nullptr)
         line.add("; the last module to run was ").add(running.module);
@@ -140,7 +103,7 @@ void addLastModule(Line& line, const RunningCode& running)
     if (!claim())
         endProcess(exitByModule);
     const RunningCode running = runningCode();
-    Line line;
+    SignalLine line(begin);
     if (running.entry != EntryPoint::none)
         line.add("module ").add(running.module).add(" ended the process");
     else
@@ -152,6 +115,7 @@ void addLastModule(Line& line, const RunningCode& running)
     addLastModule(line, running);
     line.add("; modules must report errors by messages").write();
     cleanUp();
+    reportCrash(running, {});
     endProcess(exitByModule);
 }
 
@@ -213,7 +177,7 @@ bool isStackOverflow(int signal, const siginfo_t* info, void* context)
     return pointer < top && address < top && address + beyond >= pointer;
 }
 
-void addSignal(Line& line, int signal)
+void addSignal(SignalLine& line, int signal)
 {
     const char* const name = sigabbrev_np(signal);
     line.add("SIG").add(name != nullptr ? name : "?");
@@ -229,11 +193,10 @@ const char* limitOf(int signal)
     return ")";
 }
 
-void tellSignal(int signal, const siginfo_t* info, void* context)
+void tellSignal(const RunningCode& running, int signal, const siginfo_t* info, void* context)
 {
-    const RunningCode running = runningCode();
     const bool inModule = running.entry != EntryPoint::none;
-    Line line;
+    SignalLine line(begin);
     if (!isCrash(signal)) {
         line.add(signal == SIGINT ? "interrupted" : "ended by a signal");
         if (inModule)
@@ -283,9 +246,12 @@ void onSignal(int signal, siginfo_t* info, void* context)
     if (signal != SIGALRM)
         pthread_sigmask(SIG_UNBLOCK, &alarms, nullptr);
     alarm(5);
-    tellSignal(signal, info, context);
+    const RunningCode running = runningCode();
+    tellSignal(running, signal, info, context);
     cleanUp();
     alarm(0);
+    if (isCrash(signal))
+        reportCrash(running, {signal, info, context});
     dieOf(signal);
 }
 
@@ -362,11 +328,14 @@ void endAbandonedProcess(const char* how) noexcept
         endProcess(0); // a forked child that ends its only thread
     claimEnd();
     const RunningCode running = runningCode();
-    Line line;
+    SignalLine line(begin);
     line.add("module ").add(running.module).add(" ").add(how);
     addPlace(line, running);
     line.add("; modules must report errors by messages").write();
     cleanUp();
+    CrashCause cause;
+    cause.hasStack = false; // it has been unwound
+    reportCrash(running, cause);
     endProcess(exitByModule);
 }
 

@@ -233,6 +233,7 @@ RunningCode runningCode() noexcept
     const Record& record = *place->record;
     code.entry = place->entry;
     code.module = record.name.c_str();
+    code.entity = record.module;
     code.calls = record.calls.load(std::memory_order_relaxed);
     if (code.entry == EntryPoint::process) {
         code.trace = record.trace.load(std::memory_order_relaxed);

@@ -35,7 +35,9 @@ struct RunningCode
 {
     EntryPoint entry = EntryPoint::none;
     const char* module = nullptr; ///< null: no module has run
-    int64_t calls = 0;            ///< of all entry points of this module: tells calls apart
+    /// What `module` names, to be compared with others: it may be gone. Null: not known.
+    const ModuleEntity* entity = nullptr;
+    int64_t calls = 0; ///< of all entry points of this module: tells calls apart
     /// Of `process_`, counted from 1: the trace of the first input that the call was given, or that
     /// a source makes. With `isAtEnd`, the traces that the input has had. 0: not known.
     int64_t trace = 0;

@@ -390,6 +390,36 @@ TEST_F(CrashReportTest, WithoutLineReaderTheCallOfItIsShown)
                               "0x[0-9a-f]+){2}\n$"));
 }
 
+TEST_F(CrashReportTest, AnExceptionShowsWhereItWasThrown)
+{
+    if (!hasLineReader())
+        GTEST_SKIP() << "needs addr2line";
+    writeJob("module: host_throw");
+    EXPECT_THAT(run().errors,
+                ContainsRegex("that it does not handle: no luck today [^\n]*\n"
+                              "vorn: crash report\n"
+                              "  module      bad: host_throw, job.yaml:4\n"
+                              "  input       trace 1: [^\n]*\n"
+                              "  stack       process_ at .*host_throw\\.cpp:[0-9]+\n"));
+
+    writeJob("module: fail_at_end, throws: 1");
+    EXPECT_THAT(run().errors,
+                ContainsRegex("  stack       postprocess_ at .*fail_at_end\\.cpp:[0-9]+\n"));
+}
+
+// Modules may throw one for each trace and handle it: only the first ones are noted.
+TEST_F(CrashReportTest, AnExceptionAfterManyOthersHasNoStackButTheFacts)
+{
+    writeJob("module: host_throw, handled: 150");
+    EXPECT_THAT(run().errors,
+                AllOf(HasSubstr("does not handle: no luck today"),
+                      HasSubstr("  input       trace 151: "), Not(HasSubstr("  stack"))));
+
+    writeJob("module: host_throw, handled: 50");
+    EXPECT_THAT(run().errors,
+                AllOf(HasSubstr("  input       trace 51: "), HasSubstr("  stack       ")));
+}
+
 // The lock of the loader is held there, and without addr2line only the loader knows names.
 TEST_F(CrashReportTest, ALibraryThatIsBeingLoadedIsNotWaitedFor)
 {

@@ -27,6 +27,7 @@
 #include "run/RunFiles.h"
 #include "run/RunningModule.h"
 #include "run/ScratchSpace.h"
+#include "run/ThrowWatch.h"
 
 #include <QtGlobal>
 #include <algorithm>
@@ -395,6 +396,8 @@ RunResult runWatched(const Arguments& arguments, const ResolvedJob& job, Console
     JobRunner runner(job, scratch.path());
     runner.onMessage = MessagePrinter(console, job, shownSeverity(arguments));
     runner.watchHeaders = watchHeaders;
+    runner.reportsExceptions = true;
+    watchThrows();
     runner.objections = [&] { return files.inputs.changes(); };
     runner.watchTees = arguments.has("--verbose");
     if (parts != nullptr)

@@ -18,6 +18,7 @@
 #include "run/RunFiles.h"
 #include "run/RunningModule.h"
 #include "run/ScratchSpace.h"
+#include "run/ThrowWatch.h"
 
 #include <cstdio>
 #include <filesystem>
@@ -82,6 +83,8 @@ int runOnePart(const PlannedJob& planned, int part)
     JobRunner runner(job, scratch.path());
     runner.extension = &run;
     runner.onMessage = tell;
+    runner.reportsExceptions = true;
+    watchThrows();
     runner.watchHeaders = plan.facts;
     runner.objections = [&] { return inputs.changes(); };
     RunResult result;

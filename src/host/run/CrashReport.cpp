@@ -270,7 +270,8 @@ void reportCrash(const RunningCode& running, const CrashCause& cause) noexcept
 {
     const Facts* const known = facts.load();
     writeInChild(millisForFacts, [&] {
-        SignalLine("vorn: crash report").write();
+        // The progress may stand on the line.
+        SignalLine(isatty(STDERR_FILENO) == 1 ? "\r\x1b[K" : "").add("vorn: crash report").write();
         const bool inModule = running.entry != EntryPoint::none;
         const ResolvedModule* module =
             known != nullptr && inModule ? find(*known, running) : nullptr;
@@ -287,6 +288,10 @@ void reportCrash(const RunningCode& running, const CrashCause& cause) noexcept
         return;
     StackOwner owner;
     owner.context = cause.context;
+    if (cause.thrown != nullptr) {
+        owner.codes = cause.thrown->codes.data();
+        owner.count = cause.thrown->count;
+    }
     owner.isModule = running.entry != EntryPoint::none;
     owner.isLoaderLocked =
         running.entry == EntryPoint::loading || running.entry == EntryPoint::unloading;

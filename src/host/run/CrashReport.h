@@ -12,6 +12,7 @@
 
 #include "job/ResolvedJob.h"
 #include "run/RunningModule.h"
+#include "run/ThrowWatch.h"
 
 #include <csignal>
 #include <vector>
@@ -30,13 +31,14 @@ public:
     CrashFacts& operator=(const CrashFacts&) = delete;
 };
 
-/// What has ended the process. Null where it is not known, or was no signal.
+/// What has ended the process, or the module.
 struct CrashCause
 {
-    int signal = 0;
-    const siginfo_t* info = nullptr;
-    void* context = nullptr; ///< of the signal, as its handler gets it
-    bool hasStack = true;    ///< the stack still shows where it was
+    int signal = 0;                    ///< 0: none
+    const siginfo_t* info = nullptr;   ///< of the signal; null: not known
+    void* context = nullptr;           ///< of the signal, as its handler gets it
+    bool hasStack = true;              ///< the stack, or `thrown`, shows where it was
+    const KeptThrow* thrown = nullptr; ///< an exception that the module does not handle
 };
 
 /// Writes a report to standard error: the module and its place in the job file, the address of a

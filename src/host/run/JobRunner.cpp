@@ -14,6 +14,7 @@
 #include "run/LastCalls.h"
 #include "run/RecordWatch.h"
 #include "run/RunningModule.h"
+#include "run/ThrowWatch.h"
 
 #include <QtGlobal>
 #include <algorithm>
@@ -187,6 +188,7 @@ RunResult JobRunner::run()
 
     recorder.describeModules();
     const CrashFacts facts(job, modules);
+    forgetThrows();
     if (createModules()) {
         wiring = connectModules(job, modules, tees, manager(),
                                 extension != nullptr ? extension->readerFunction() : nullptr);
@@ -379,6 +381,12 @@ void JobRunner::noteException(const std::exception& error)
         keepMessage(fatalSeverity, "vorn", place != places.end() ? place->second : "",
                     fmt::format("module {} ended with an exception that it does not handle: {}",
                                 quote(module), error.what()));
+        if (reportsExceptions && keptThrow().running.entity == manager().getActiveModule()) {
+            CrashCause cause;
+            cause.thrown = &keptThrow();
+            cause.hasStack = keptThrow().count > 0;
+            reportCrash(keptThrow().running, cause);
+        }
     } catch (const std::bad_alloc&) {
         // Ending the job matters more than the words.
         if (!spareMark.empty())

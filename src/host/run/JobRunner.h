@@ -57,6 +57,9 @@ public:
     /// readers of an output.
     bool watchTees = false;
 
+    /// Writes a crash report to standard error for an exception that a module does not handle.
+    bool reportsExceptions = false;
+
     /// Takes part in the run; null: nothing does. It lives longer than the runner.
     RunExtension* extension = nullptr;
 

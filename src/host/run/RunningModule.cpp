@@ -5,6 +5,7 @@
 #include "base/Escaping.h"
 #include "run/CountingChannel.h"
 #include "run/ProcessEnd.h"
+#include "run/ThrowWatch.h"
 
 #include <algorithm>
 #include <array>
@@ -13,6 +14,7 @@
 #include <cxxabi.h>
 #include <deque>
 #include <dlfcn.h>
+#include <exception>
 #include <link.h>
 #include <unordered_map>
 #include <vector>
@@ -178,6 +180,9 @@ __attribute__((no_sanitize("undefined"))) int callEntryPoint()
         } catch (abi::__forced_unwind&) {
             // pthread_exit() or pthread_cancel(): the thread that runs the job is about to vanish.
             endAbandonedProcess("ended the thread of the job");
+        } catch (const std::exception& error) {
+            keepThrow(dynamic_cast<const void*>(&error));
+            throw;
         }
     }
     if constexpr (entry == EntryPoint::process) {

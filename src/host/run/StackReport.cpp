@@ -58,18 +58,24 @@ bool isLoaderLocked = false;
 
 // ---- Addresses ----
 
+// False when there is no room for more.
+bool addFrame(uintptr_t pc, bool isCall)
+{
+    if (frameCount > 0 && frames[frameCount - 1].pc == pc && steps++ < mostSteps) {
+        ++frames[frameCount - 1].times;
+        return true;
+    }
+    if (pc == 0 || frameCount == frames.size())
+        return false;
+    frames[frameCount++] = {pc, isCall, 1, nullptr};
+    return true;
+}
+
 _Unwind_Reason_Code takeFrame(_Unwind_Context* context, void*)
 {
     int isBefore = 0;
     const uintptr_t pc = _Unwind_GetIPInfo(context, &isBefore);
-    if (frameCount > 0 && frames[frameCount - 1].pc == pc && steps++ < mostSteps) {
-        ++frames[frameCount - 1].times;
-        return _URC_NO_REASON;
-    }
-    if (pc == 0 || frameCount == frames.size())
-        return _URC_END_OF_STACK;
-    frames[frameCount++] = {pc, isBefore == 0, 1, nullptr};
-    return _URC_NO_REASON;
+    return addFrame(pc, isBefore == 0) ? _URC_NO_REASON : _URC_END_OF_STACK;
 }
 
 uintptr_t failedAt(const ucontext_t& context)
@@ -236,7 +242,7 @@ bool isCLibrary(const Object* object)
                                  std::strncmp(fileName(*object), "libc-", 5) == 0);
 }
 
-// exit() and what it has called.
+// exit() and what it has called, or what has noted an exception.
 void dropExit()
 {
     std::size_t count = 0;
@@ -451,6 +457,21 @@ bool isKnown(const char* text)
     return std::strncmp(text, "??", 2) != 0;
 }
 
+// Without what compilers append to the names of parts and copies of functions: "process_.cold",
+// "gain(int) [clone .isra.0]".
+void addFunction(SignalLine& line, const char* name)
+{
+    static std::array<char, 1000> plain;
+    const bool isPlain = std::strchr(name, '(') == nullptr && std::strchr(name, ' ') == nullptr;
+    const char* behind = isPlain ? std::strchr(name, '.') : std::strstr(name, " [clone ");
+    const std::size_t all =
+        behind != nullptr ? static_cast<std::size_t>(behind - name) : std::strlen(name);
+    const std::size_t length = std::min(all, plain.size() - 1);
+    std::memcpy(plain.data(), name, length);
+    plain[length] = '\0';
+    line.addForeign(plain.data());
+}
+
 // "/src/gain.c:71 (discriminator 2)" without its end; "??:0" is not a place.
 void addPlace(SignalLine& line, const char* place)
 {
@@ -474,7 +495,7 @@ void writeFrame(const Frame& frame, const char* function, const char* place, int
     SignalLine line = stackLine(isFirst);
     const bool isNamed = function != nullptr && isKnown(function);
     if (isNamed)
-        line.addForeign(function);
+        addFunction(line, function);
     const bool hasName = isNamed || addExported(line, frame);
     if (place != nullptr && isKnown(place)) {
         addPlace(line, place);
@@ -556,7 +577,10 @@ void writeStack(const StackOwner& owner) noexcept
         registers[REG_RSP] += static_cast<greg_t>(sizeof registers[REG_RIP]);
     }
 #endif
-    _Unwind_Backtrace(takeFrame, nullptr);
+    for (std::size_t i = 0; i < owner.count; ++i)
+        addFrame(owner.codes[i], true);
+    if (owner.codes == nullptr)
+        _Unwind_Backtrace(takeFrame, nullptr);
     if (signalled != nullptr)
         dropHandler(failedAt(*signalled));
     findObjects();

@@ -9,13 +9,18 @@
 #ifndef STACKREPORT_H
 #define STACKREPORT_H
 
+#include <cstddef>
+#include <cstdint>
+
 namespace host {
 
 /// What was running.
 struct StackOwner
 {
-    void* context = nullptr; ///< of the signal; null: none has come
-    bool isModule = false;   ///< code of a module: what lies above its entry point is left out
+    const uintptr_t* codes = nullptr; ///< return addresses, innermost first; null: those of now
+    std::size_t count = 0;            ///< of `codes`
+    void* context = nullptr;          ///< of the signal; null: none has come
+    bool isModule = false; ///< code of a module: what lies above its entry point is left out
     bool isLoaderLocked =
         false; ///< libraries are being loaded: to ask the loader would wait for ever
 };

@@ -7,8 +7,10 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <fstream>
 #include <memory>
 #include <spawn.h>
+#include <sstream>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -32,6 +34,31 @@ std::string ownProgram()
     if (error)
         throw CommandError("the program cannot find itself in /proc: " + error.message());
     return program.string();
+}
+
+std::vector<std::string> ownWords()
+{
+    std::ifstream file("/proc/self/cmdline", std::ios::binary);
+    std::ostringstream bytes;
+    bytes << file.rdbuf();
+    std::vector<std::string> words;
+    std::istringstream rest(bytes.str());
+    for (std::string word; std::getline(rest, word, '\0');)
+        words.push_back(word);
+    return words;
+}
+
+void startAgain()
+{
+    std::vector<std::string> words = ownWords();
+    std::vector<char*> pointers;
+    pointers.reserve(words.size() + 1);
+    for (std::string& word : words)
+        pointers.push_back(word.data());
+    pointers.push_back(nullptr);
+    execv("/proc/self/exe", pointers.data());
+    throw CommandError(std::string("the program could not be started again: ") +
+                       std::strerror(errno));
 }
 
 bool isInstalled(const std::string& name)

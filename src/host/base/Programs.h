@@ -5,6 +5,7 @@
 #define PROGRAMS_H
 
 #include <string>
+#include <vector>
 
 namespace host {
 
@@ -13,6 +14,14 @@ bool isInstalled(const std::string& name);
 
 /// The path of this program, to start it again. Throws CommandError where /proc does not tell it.
 std::string ownProgram();
+
+/// The words that this process was started with, that of the program included, as the system has
+/// them: they may have any bytes but zero.
+std::vector<std::string> ownWords();
+
+/// Starts this program again with its own words, in the environment of now, in the place of this
+/// process. Throws CommandError where that fails.
+[[noreturn]] void startAgain();
 
 /// What `program` prints to standard output; "" where it cannot be run or fails. `call` is a
 /// command line of the shell; its standard error is not shown.

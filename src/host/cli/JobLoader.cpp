@@ -4,6 +4,7 @@
 #include "base/Escaping.h"
 #include "base/Text.h"
 #include "job/JobCheck.h"
+#include "job/LibraryProbe.h"
 
 #include <filesystem>
 #include <fmt/format.h>
@@ -83,6 +84,8 @@ LoadedJob loadJob(const Arguments& arguments, const JobChange& change)
     if (change)
         change(*file, catalog, loaded.diagnostics);
     loaded.job = checkJob(*file, catalog, loaded.diagnostics);
+    if (arguments.has("--sanitizer-libs") && runtimeForProbed())
+        restartWith(*runtimeForProbed());
     return loaded;
 }
 

@@ -40,6 +40,9 @@ Command runCommand()
     const std::vector<OptionSpec> own = runOptions();
     options.insert(options.end(), own.begin(), own.end());
     options.push_back(portableOption());
+    options.push_back({"--sanitizer-libs", "",
+                       "load what modules that were compiled with -fsanitize need in front of all "
+                       "other libraries"});
     const std::vector<OptionSpec> each = eachOptions();
     options.insert(options.end(), each.begin(), each.end());
     return {

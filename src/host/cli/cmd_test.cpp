@@ -1,6 +1,7 @@
 // vorn test MODULE: one module alone in a job, compared with what is expected.
 #include "base/CommandError.h"
 #include "base/Escaping.h"
+#include "base/Sanitizers.h"
 #include "cli/CommandTable.h"
 #include "cli/JobLoader.h"
 #include "cli/RunJob.h"
@@ -41,7 +42,7 @@ int runTest(const Arguments& arguments)
     const TrialResult result = tryModule(settings);
     for (const std::string& line : result.lines)
         std::printf("%s\n", line.c_str());
-    if (arguments.has("--verbose") || result.hasNoFacts)
+    if (arguments.has("--verbose") || result.hasNoFacts || hasSanitizerReport(result.log))
         std::fputs(result.log.c_str(), stderr);
     for (const std::string& finding : result.findings)
         std::printf("%s: %s\n", escaped(settings.module).c_str(), escaped(finding).c_str());

@@ -1,5 +1,7 @@
 #include "job/LibraryProbe.h"
 
+#include "base/Sanitizers.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
@@ -10,6 +12,7 @@
 #include <optional>
 #include <poll.h>
 #include <span>
+#include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -18,6 +21,8 @@ namespace host {
 namespace {
 
 constexpr int secondsToLoad = 20;
+
+std::optional<SanitizerRuntime> firstNeeded;
 
 void writeAll(int descriptor, const std::string& text)
 {
@@ -53,15 +58,17 @@ std::string loadAndLook(const std::string& path)
     return std::string("lacks the entry point") + (one ? " " : "s ") + missing;
 }
 
-// The child process. What libraries print while they are loaded is not shown. A NUL ends each
-// result: where one is missing, the child ended early.
-[[noreturn]] void runChild(int result, std::span<const std::string> paths)
+// The child process. What libraries print while they are loaded is not shown, but for the reports
+// of sanitizers, which go to standard error: `errors` keeps that. A NUL ends each result: where one
+// is missing, the child ended early.
+[[noreturn]] void runChild(int result, int errors, std::span<const std::string> paths)
 {
     for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGSEGV, SIGBUS, SIGABRT, SIGFPE, SIGILL})
         std::signal(signal, SIG_DFL);
     const int nothing = open("/dev/null", O_RDWR | O_CLOEXEC);
-    for (const int descriptor : {0, 1, 2})
-        dup2(nothing, descriptor);
+    dup2(nothing, STDIN_FILENO);
+    dup2(nothing, STDOUT_FILENO);
+    dup2(errors >= 0 ? errors : nothing, STDERR_FILENO);
     for (const std::string& path : paths)
         writeAll(result, loadAndLook(path) + '\0');
     _exit(0);
@@ -107,16 +114,50 @@ bool readResults(int descriptor, std::vector<std::string>& results)
     }
 }
 
+// A file without a name that keeps what the child prints.
+class KeptErrors
+{
+public:
+    KeptErrors() : file(memfd_create("vorn errors", MFD_CLOEXEC)) {}
+    ~KeptErrors()
+    {
+        if (file >= 0)
+            close(file);
+    }
+    KeptErrors(const KeptErrors&) = delete;
+    KeptErrors& operator=(const KeptErrors&) = delete;
+
+    int descriptor() const { return file; }
+
+    // Passes them on where they contain the report of a sanitizer.
+    void showReports() const
+    {
+        constexpr std::size_t most = 1 << 20;
+        std::string text;
+        char buffer[4096];
+        ssize_t count = 0;
+        while (text.size() < most &&
+               (count = pread(file, buffer, sizeof buffer, static_cast<off_t>(text.size()))) > 0)
+            text.append(buffer, static_cast<std::size_t>(count));
+        if (hasSanitizerReport(text))
+            writeAll(STDERR_FILENO, text);
+    }
+
+private:
+    int file;
+};
+
 // Loads the libraries in one child; nothing where there can be none, for the reason in errno.
 std::optional<Outcome> tryTogether(std::span<const std::string> paths)
 {
     int ends[2];
     if (pipe2(ends, O_CLOEXEC) != 0)
         return std::nullopt;
+    const KeptErrors errors;
     const pid_t child = fork();
     if (child == 0) {
         close(ends[0]);
-        runChild(ends[1], paths);
+        runChild(ends[1], errors.descriptor(), paths);
     }
     const int reason = errno;
     close(ends[1]);
@@ -132,6 +173,7 @@ std::optional<Outcome> tryTogether(std::span<const std::string> paths)
         kill(child, SIGKILL);
     while (waitpid(child, &outcome.status, 0) < 0 && errno == EINTR) {
     }
+    errors.showReports();
     return outcome;
 }
 
@@ -168,7 +210,20 @@ std::vector<std::string> probeLibraries(const std::vector<std::string>& paths)
             problems.push_back(judgeEnd(*outcome)); // a second wait would end in the same way
         most = ended && count > 1 && outcome->inTime ? 1 : paths.size();
     }
+    for (std::size_t i = 0; i < paths.size(); ++i) {
+        const std::optional<SanitizerRuntime> runtime =
+            problems[i].empty() ? std::nullopt : neededRuntime(paths[i]);
+        if (runtime && !firstNeeded)
+            firstNeeded = runtime;
+        if (runtime)
+            problems[i] = describeNeed(*runtime);
+    }
     return problems;
+}
+
+const std::optional<SanitizerRuntime>& runtimeForProbed()
+{
+    return firstNeeded;
 }
 
 std::string probeLibrary(const std::string& path)

@@ -4,6 +4,9 @@
 #ifndef LIBRARYPROBE_H
 #define LIBRARYPROBE_H
 
+#include "base/Sanitizers.h"
+
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -19,7 +22,11 @@ namespace host {
 /// other thread runs.
 std::vector<std::string> probeLibraries(const std::vector<std::string>& paths);
 
-/// The same for one library.
+/// The run-time library of a sanitizer that one of the libraries which could not be used needs;
+/// nothing where none does. The problem of that library says so too.
+const std::optional<SanitizerRuntime>& runtimeForProbed();
+
+/// The same as probeLibraries() for one library.
 std::string probeLibrary(const std::string& path);
 
 } // namespace host

@@ -4,6 +4,7 @@
 #include "base/Diagnostics.h"
 #include "base/Escaping.h"
 #include "base/Programs.h"
+#include "base/Sanitizers.h"
 #include "base/Text.h"
 #include "each/ChildProcesses.h"
 #include "file/TraceFileError.h"
@@ -152,7 +153,8 @@ int runTrial(const TrialSettings& settings, const TrialDirectory& directory)
                                       "--json",
                                       directory.path("run.json"),
                                       "--time-limit",
-                                      settings.timeLimit};
+                                      settings.timeLimit,
+                                      "--sanitizer-libs"};
     for (const std::string& parameter : settings.parameters) {
         words.emplace_back("--set");
         words.push_back(std::string(tested) + "." + parameter);
@@ -250,6 +252,8 @@ TrialResult tryModule(const TrialSettings& settings)
 
     const int exitCode = runTrial(settings, directory);
     result.log = contentsOf(directory.path("log.txt"));
+    if (hasSanitizerReport(result.log))
+        result.findings.push_back(firstSanitizerReport(result.log));
     if (settings.fails && exitCode != exitJobErrors)
         result.findings.push_back(fmt::format(
             "the module was expected to fail, but the job ended with exit code {}", exitCode));

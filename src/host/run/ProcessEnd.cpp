@@ -13,6 +13,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <dlfcn.h>
 #include <sys/syscall.h>
 #include <ucontext.h>
 #include <unistd.h>
@@ -216,6 +217,13 @@ void tellSignal(const RunningCode& running, int signal, const siginfo_t* info, v
     line.write();
 }
 
+// The handler that was there before: that of a sanitizer, which tells more.
+bool hasFormerHandler(int signal)
+{
+    const struct sigaction& former = formerActions[static_cast<std::size_t>(signal)];
+    return (former.sa_flags & SA_SIGINFO) != 0 && former.sa_sigaction != nullptr;
+}
+
 // The process dies of the signal, as without a handler.
 void dieOf(int signal)
 {
@@ -250,9 +258,49 @@ void onSignal(int signal, siginfo_t* info, void* context)
     tellSignal(running, signal, info, context);
     cleanUp();
     alarm(0);
-    if (isCrash(signal))
-        reportCrash(running, {signal, info, context});
+    if (!isCrash(signal)) {
+        dieOf(signal);
+        return;
+    }
+    CrashCause cause;
+    cause.signal = signal;
+    cause.info = info;
+    cause.context = context;
+    cause.hasStack = !hasFormerHandler(signal);
+    reportCrash(running, cause);
+    if (hasFormerHandler(signal))
+        formerActions[static_cast<std::size_t>(signal)].sa_sigaction(signal, info, context);
     dieOf(signal);
+}
+
+// ---- sanitizers ----
+
+// Called by the run-time library of a sanitizer when it has reported what it ends the process for.
+void onSanitizer()
+{
+    if (!isOwner() || !claim())
+        return;
+    const RunningCode running = runningCode();
+    SignalLine line(begin);
+    if (running.entry != EntryPoint::none)
+        line.add("module ").add(running.module).add(" was ended by a sanitizer");
+    else
+        line.add("the program was ended by a sanitizer");
+    addPlace(line, running);
+    addLastModule(line, running);
+    line.write();
+    cleanUp();
+    CrashCause cause;
+    cause.hasStack = false; // the sanitizer has shown it
+    reportCrash(running, cause);
+}
+
+void watchSanitizer()
+{
+    const auto set = reinterpret_cast<void (*)(void (*)())>(
+        dlsym(RTLD_DEFAULT, "__sanitizer_set_death_callback"));
+    if (set != nullptr)
+        set(onSanitizer);
 }
 
 bool isDefault(const struct sigaction& action)
@@ -287,6 +335,7 @@ void restore(int signal)
 EndWatch::EndWatch()
 {
     registerOnce();
+    watchSanitizer();
     mainStackTop = static_cast<char*>(__builtin_frame_address(0));
     stack_t stack = {};
     stack.ss_sp = signalStack.data();

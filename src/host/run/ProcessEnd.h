@@ -17,6 +17,10 @@
 /// to do with two processes, and `kill -9` of the supervisor would leave the job running. What such
 /// an end leaves in the scratch directory, the next run removes (ScratchSpace.h).
 ///
+/// The run-time library of a sanitizer, which a module may have been compiled for, ends the process
+/// for what it finds; it is asked to call a function before. Its handlers of signals are called
+/// after those of the command.
+///
 /// A child process that a module has forked ends as it would without the command.
 #ifndef PROCESSEND_H
 #define PROCESSEND_H

@@ -83,7 +83,7 @@ public:
 
     /// Requires: the library of `module` is loaded.
     void keep(const ModuleEntity& module);
-    /// Unloads all, in the order in which they were kept.
+    /// Unloads all, in the order in which they were kept; none where a sanitizer is at work.
     void close() noexcept;
 
 private:

@@ -9,15 +9,18 @@ PAGE is a Markdown page, or a job file whose comments have command lines. What i
                    are put into a job of one module
   manifests        YAML with `module:` is what `vorn inspect` reads; sources after it find the
                    parameters that are generated from it
-  command lines    that begin with `vorn ` (or `jq `) run and end with 0; in blocks, and in running
-                   text between backquotes, where capitals such as FILE.sgy stand for a file
+  command lines    that begin with `vorn ` (or `jq `, `cc `, `gdb `, `valgrind `, where these are
+                   installed) run and end with 0; in blocks, and in running text between backquotes,
+                   where capitals such as FILE.sgy stand for a file
   other commands   name scripts, presets, targets and options that exist
   sources          C, C++, Fortran and CMake compile; statements are put into a function
   links            lead to files, and to headings, that exist
 
 Comments in front of a block, which readers do not see:
 
-  <!-- exit 1 -->            the command ends with 1
+  <!-- exit 1 -->            the command ends with 1; 139 is SIGSEGV, as in shells
+  <!-- shows: ... -->        lines that its output contains, or parts of them
+  <!-- input: weights.yaml --> the block is this file, which later command lines check
   <!-- file: twice.c -->     the block is this file for the blocks after it
   <!-- with: ... -->         lines that the block needs in front of it
   <!-- after: ... -->        command lines to run before the block
@@ -64,7 +67,7 @@ class Failure(Exception):
 
 # ------------------------------------------------------------------------------------ reading pages
 
-MARK = re.compile(r"<!--\s*(exit|file|with|after|not run)\b:?\s*(.*?)\s*-->", re.S)
+MARK = re.compile(r"<!--\s*(exit|file|input|with|after|shows|not run)\b:?\s*(.*?)\s*-->", re.S)
 
 
 def blocks_of(text):
@@ -153,9 +156,10 @@ class PageCheck:
                                 env=self.environment, stdout=subprocess.PIPE,
                                 stderr=subprocess.STDOUT, stdin=subprocess.DEVNULL, timeout=300)
         output = result.stdout.decode("utf-8", "replace")
-        if result.returncode != expected:
+        code = result.returncode if result.returncode >= 0 else 128 - result.returncode
+        if code != expected:
             shown = what or (command if isinstance(command, str) else " ".join(map(str, command)))
-            raise Failure(f"{shown}\nended with {result.returncode}, not {expected}:\n"
+            raise Failure(f"{shown}\nended with {code}, not {expected}:\n"
                           + "\n".join(output.splitlines()[-30:]))
         return output
 
@@ -251,9 +255,13 @@ class PageCheck:
             self.not_run += 1
             return
         for command in block.marks.get("after", "").splitlines():
-            self.run(command)
+            self.run(self.filled_in_compiler(command))
         if "file" in block.marks:
             (self.work / block.marks["file"]).write_text(block.text + "\n")
+        if "input" in block.marks:
+            (self.work / block.marks["input"]).write_text(block.text + "\n")
+            self.checked += 1
+            return
         checks = {"yaml": self.check_yaml, "json": self.check_json, "c": self.check_c,
                   "cpp": self.check_cpp, "fortran": self.check_fortran, "cmake": self.check_cmake,
                   "text": self.check_output, "sh": self.check_commands, "": self.check_commands}
@@ -321,7 +329,14 @@ class PageCheck:
             while words and re.match(r"[A-Z_]+=", words[0]):
                 words = words[1:]
             if words[0] == "vorn":
-                self.run(self.filled_in(line), expected=expected)
+                output = self.run(self.filled_in(line), expected=expected)
+                self.look_for(block.marks.get("shows", ""), output, line)
+            elif words[0] == "cc":
+                self.run(self.filled_in_compiler(line))
+            elif words[0] in ("gdb", "valgrind"):
+                if self.can_run(words[0]):
+                    output = self.run(line, expected=expected)
+                    self.look_for(block.marks.get("shows", ""), output, line)
             elif words[0] == "jq":
                 if shutil.which("jq"):
                     self.run(line, expected=expected)
@@ -330,6 +345,25 @@ class PageCheck:
             else:
                 raise Failure(f"\"{line}\": no command that is known here; a block that is not to be "
                               "run has a comment <!-- not run: reason --> in front of it")
+
+    def look_for(self, parts, output, line):
+        for part in filter(None, map(str.strip, parts.splitlines())):
+            if part not in output:
+                raise Failure(f"{line}\nhas no \"{part}\" in its output:\n"
+                              + "\n".join(output.splitlines()[-60:]))
+
+    def filled_in_compiler(self, line):
+        flags = " ".join(str(flag) for flag in self.includes())
+        line = line.replace("$(pkg-config --cflags vorn)", flags)
+        return re.sub(r"^cc\b", self.options.cc, line)
+
+    def can_run(self, tool):
+        """Whether the tool is installed, and may trace processes where it has to."""
+        if not shutil.which(tool):
+            return False
+        return tool != "gdb" or "exited normally" in subprocess.run(
+            ["gdb", "-batch", "-ex", "run", "--args", shutil.which("true")],
+            stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, check=False).stdout
 
     def check_other_command(self, line):
         """Names in a command line that builds something: all of them exist."""

@@ -69,6 +69,14 @@ PAGES = [
     ("a failure that is announced", "<!-- exit 2 -->\n\n    vorn inspect agcc\n", 0, "1 checked"),
     ("an announced failure that does not come", "<!-- exit 2 -->\n\n    vorn inspect agc\n", 1,
      "ended with 0, not 2"),
+    ("an output that has what the page says", "<!-- shows:\nagc\n-->\n\n    vorn inspect agc\n", 0,
+     "1 checked"),
+    ("an output that does not have it", "<!-- shows:\nagcc\n-->\n\n    vorn inspect agc\n", 1,
+     "has no \"agcc\" in its output"),
+    ("a file for a later command", "<!-- input: own.yaml -->\n```yaml\nmodules: none\n```\n\n"
+     "<!-- exit 2 -->\n\n    vorn check own.yaml\n", 0, "2 checked"),
+    ("a source that does not compile", "<!-- input: own.c -->\n```c\nint x\n```\n\n"
+     "    cc -c $(pkg-config --cflags vorn) own.c\n", 1, "own.c"),
     ("a preset that does not exist", "    cmake --preset fast\n", 1, "no preset \"fast\""),
     ("a CMake option that does not exist", "    cmake -B build -DVORN_SPEED=ON\n", 1,
      "no CMake option \"VORN_SPEED\""),

@@ -10,7 +10,7 @@ namespace host {
 
 struct InputDigests::Reading
 {
-    explicit Reading(int64_t size) : bytes(size) {}
+    Reading(int64_t size, HashThread& thread) : bytes(size), hash(thread) {}
 
     // Merges [from, to) into the pieces that were read.
     void cover(int64_t from, int64_t to)
@@ -36,7 +36,7 @@ struct InputDigests::Reading
 
     int64_t bytes;      // of the file, when it was opened
     int64_t hashed = 0; // bytes from its beginning on
-    Sha256 hash;
+    HashedStream hash;
     std::map<int64_t, int64_t> pieces; // first byte, and the one behind the last
 };
 
@@ -54,7 +54,7 @@ InputDigests::~InputDigests()
 void InputDigests::opened(const VORN::InputFile& file)
 {
     const std::lock_guard<std::mutex> lock(mutex);
-    const auto reading = std::make_shared<Reading>(file.size());
+    const auto reading = std::make_shared<Reading>(file.size(), thread);
     open[&file] = reading;
     known[{JobManager::getInstance()->getCurrentModuleName(), file.path()}] = reading;
 }
@@ -102,7 +102,7 @@ std::optional<ReadRecord> InputDigests::find(const std::string& module,
     const auto found = known.find({module, path});
     if (found == known.end())
         return std::nullopt;
-    const Reading& reading = *found->second;
+    Reading& reading = *found->second;
     ReadRecord record;
     record.bytesRead = reading.covered();
     record.ranges.assign(reading.pieces.begin(), reading.pieces.end());

@@ -4,6 +4,7 @@
 #ifndef INPUTDIGESTS_H
 #define INPUTDIGESTS_H
 
+#include "base/HashThread.h"
 #include "file/InputFile.h"
 
 #include <cstdint>
@@ -32,7 +33,8 @@ struct ReadRecord
 ///
 /// A reader goes forward as a rule, with glances at headers ahead and windows that overlap. So the
 /// hash takes what continues the bytes that it has, and the rest counts as read without being
-/// hashed: a file that is read in its order is hashed whole.
+/// hashed: a file that is read in its order is hashed whole. A thread of its own does it, see
+/// HashThread.h.
 class InputDigests : public VORN::InputObserver
 {
 public:
@@ -58,6 +60,7 @@ public:
 private:
     struct Reading;
 
+    HashThread thread;
     mutable std::mutex mutex;
     std::map<const VORN::InputFile*, std::shared_ptr<Reading>> open;
     std::map<std::pair<std::string, std::string>, std::shared_ptr<Reading>> known; // module, path

@@ -1,6 +1,5 @@
 #include "run/OutputDigests.h"
 
-#include "base/Sha256.h"
 #include "file/FileIdentity.h"
 #include "file/UnfinishedOutputs.h"
 
@@ -10,7 +9,9 @@ namespace host {
 
 struct OutputDigests::Writing
 {
-    Sha256 hash;
+    explicit Writing(HashThread& thread) : hash(thread) {}
+
+    HashedStream hash;
     int64_t hashed = 0; // bytes from the beginning on; -1: not in their order
 };
 
@@ -27,7 +28,7 @@ OutputDigests::~OutputDigests()
 void OutputDigests::opened(const VORN::OutputFile& file)
 {
     const std::lock_guard<std::mutex> lock(mutex);
-    open[&file] = std::make_unique<Writing>();
+    open[&file] = std::make_shared<Writing>(thread);
 }
 
 void OutputDigests::written(const VORN::OutputFile& file, int64_t offset,
@@ -49,10 +50,10 @@ void OutputDigests::written(const VORN::OutputFile& file, int64_t offset,
 void OutputDigests::completed(const VORN::OutputFile& file)
 {
     const std::lock_guard<std::mutex> lock(mutex);
-    const Writing& writing = *open.at(&file);
+    const std::shared_ptr<Writing>& writing = open.at(&file);
     const std::string place = VORN::canonicalPath(file.path());
-    if (writing.hashed == file.size())
-        known[place] = {writing.hash.hex(), writing.hashed};
+    if (writing->hashed == file.size())
+        known[place] = writing;
     else
         known.erase(place);
 }
@@ -69,9 +70,9 @@ std::string OutputDigests::find(const std::string& path) const
     const auto found = known.find(VORN::canonicalPath(path));
     struct stat status;
     if (found == known.end() || stat(path.c_str(), &status) != 0 ||
-        status.st_size != found->second.bytes || !VORN::isCompletedOutput(status))
+        status.st_size != found->second->hashed || !VORN::isCompletedOutput(status))
         return "";
-    return found->second.sha256;
+    return found->second->hash.hex();
 }
 
 } // namespace host

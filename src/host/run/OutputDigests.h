@@ -4,6 +4,7 @@
 #ifndef OUTPUTDIGESTS_H
 #define OUTPUTDIGESTS_H
 
+#include "base/HashThread.h"
 #include "file/OutputFile.h"
 
 #include <map>
@@ -17,7 +18,8 @@ namespace host {
 /// VORN::OutputFile of the process is watched that begins under a name of its own; at most one
 /// object exists at a time.
 ///
-/// The hash takes bytes in their order. An output in which bytes are replaced later has none.
+/// The hash takes bytes in their order. An output in which bytes are replaced later has none. A
+/// thread of its own makes it, see HashThread.h.
 class OutputDigests : public VORN::OutputObserver
 {
 public:
@@ -39,15 +41,10 @@ public:
 private:
     struct Writing;
 
-    struct Completed
-    {
-        std::string sha256;
-        int64_t bytes;
-    };
-
+    HashThread thread;
     mutable std::mutex mutex;
-    std::map<const VORN::OutputFile*, std::unique_ptr<Writing>> open;
-    std::map<std::string, Completed> known; // by canonical path
+    std::map<const VORN::OutputFile*, std::shared_ptr<Writing>> open;
+    std::map<std::string, std::shared_ptr<Writing>> known; // completed, by canonical path
 };
 
 } // namespace host

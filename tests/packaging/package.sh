@@ -156,6 +156,18 @@ step_host_cmake() {
     expect_output "$fed_traces"
 }
 
+# An application with neither Qt nor VORN_HOME finds the modules of the library that it links.
+step_job() {
+    cp -R "$VORN_SOURCE_DIR/tests/packaging/job" "$VORN_WORK_DIR/job-source"
+    $CMAKE -S "$VORN_WORK_DIR/job-source" -B "$VORN_WORK_DIR/job" -DCMAKE_PREFIX_PATH="$prefix"
+    $CMAKE --build "$VORN_WORK_DIR/job"
+    cd "$VORN_WORK_DIR/job"
+    env -u VORN_HOME -u LD_LIBRARY_PATH ./package_job >actual || fail "the application failed"
+    printf 'done\nshots: 0 in, 6 out\nwrite: 6 in, 0 out\n' | diff - actual ||
+        fail "unexpected output"
+    [ -s shots.sgy ] || fail "no output file"
+}
+
 step_host_pkgconfig() {
     need pkg-config
     export PKG_CONFIG_PATH="$prefix/lib/pkgconfig"

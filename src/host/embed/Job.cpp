@@ -15,6 +15,8 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstdlib>
+#include <dlfcn.h>
+#include <filesystem>
 #include <mutex>
 #include <optional>
 #include <stdexcept>
@@ -53,6 +55,32 @@ auto translated(const Function& function)
     } catch (const host::CommandError& error) {
         throw std::runtime_error(error.what());
     }
+}
+
+// The module tree that belongs to this library, installed or in its build directory: the
+// application may be anywhere. "" where there is none.
+std::string homeOfLibrary()
+{
+    namespace fs = std::filesystem;
+    Dl_info info{};
+    if (dladdr(reinterpret_cast<void*>(&Job::cancel), &info) == 0)
+        return "";
+    const fs::path folder = fs::path(info.dli_fname).parent_path();
+    for (const fs::path& home : {folder / "vorn", folder.parent_path() / "vorn_home"}) {
+        std::error_code none;
+        if (fs::is_directory(home / "lib", none))
+            return home.lexically_normal().string();
+    }
+    return "";
+}
+
+std::string homeFor(const JobModules& modules)
+{
+    if (!modules.home.empty())
+        return modules.home;
+    const char* set = std::getenv("VORN_HOME");
+    const std::string own = set == nullptr || *set == '\0' ? homeOfLibrary() : "";
+    return own.empty() ? host::findVornHome() : own;
 }
 
 JobDiagnostic describe(const host::Diagnostic& one)
@@ -137,9 +165,12 @@ private:
 JobResult describe(const host::RunResult& run)
 {
     JobResult result;
-    result.outcome = run.end == host::RunEnd::notStarted ? JobOutcome::notStarted
-                     : run.failed                        ? JobOutcome::failed
-                                                         : JobOutcome::done;
+    if (run.end == host::RunEnd::notStarted)
+        result.outcome = RunOutcome::notStarted;
+    else if (JobManager::isCancelRequested())
+        result.outcome = RunOutcome::cancelled;
+    else
+        result.outcome = run.failed ? RunOutcome::failed : RunOutcome::done;
     result.seconds = static_cast<double>(run.wallMicros) * 1e-6;
     for (const host::RunMessage& message : run.messages) {
         result.messages.push_back(describe(message));
@@ -225,7 +256,7 @@ Job Job::fromText(const std::string& text, const std::string& path, const JobMod
 {
     return translated([&] {
         auto content = std::make_unique<Content>();
-        content->home = modules.home.empty() ? host::findVornHome() : modules.home;
+        content->home = homeFor(modules);
         content->directories = modules.directories;
         content->file = host::parseJobFile(text, path, content->diagnostics);
         return Job(std::move(content));
@@ -236,7 +267,7 @@ Job Job::fromFile(const std::string& path, const JobModules& modules)
 {
     return translated([&] {
         auto content = std::make_unique<Content>();
-        content->home = modules.home.empty() ? host::findVornHome() : modules.home;
+        content->home = homeFor(modules);
         content->directories = modules.directories;
         content->file = host::readJobFile(path, content->diagnostics);
         return Job(std::move(content));
@@ -290,6 +321,12 @@ JobResult Job::run(const JobListener& listener) const
         addOutputs(result, job, outputs);
         return result;
     });
+}
+
+void Job::cancel() noexcept
+{
+    if (isRunning.load())
+        JobManager::requestCancel();
 }
 
 } // namespace VORN

@@ -82,7 +82,7 @@ struct JobOutput
 };
 
 /// How a run ended.
-enum class JobOutcome
+enum class RunOutcome
 {
     done,      ///< without errors
     failed,    ///< a module sent an error (severity 3 or 4), threw, or no trace could move any more
@@ -93,7 +93,7 @@ enum class JobOutcome
 /// All about a run.
 struct JobResult
 {
-    JobOutcome outcome = JobOutcome::notStarted;
+    RunOutcome outcome = RunOutcome::notStarted;
     std::string error; ///< the first error, "module: text"; empty for a job that is done
     std::vector<JobMessage> messages;    ///< in order; of thousands alike the first
     std::vector<JobModuleFacts> modules; ///< in the order of the job file
@@ -104,7 +104,7 @@ struct JobResult
 /// Where the modules are.
 struct JobModules
 {
-    std::string home; ///< the module tree; empty: as VORN_HOME says, else the installed one
+    std::string home; ///< the module tree; empty: as VORN_HOME says, else that of this library
     std::vector<std::string> directories; ///< with further module libraries and their manifests
 };
 
@@ -152,7 +152,7 @@ public:
     JobResult run(const JobListener& listener = {}) const;
 
     /// Asks the job that runs in this process to end soon; nothing when none does. May be called
-    /// from any thread and from signal handlers. run() then returns with JobOutcome::cancelled, and
+    /// from any thread and from signal handlers. run() then returns with RunOutcome::cancelled, and
     /// no output gets its name.
     static void cancel() noexcept;
 

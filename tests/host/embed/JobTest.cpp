@@ -15,7 +15,7 @@ namespace {
 using testing::ElementsAre;
 using testing::HasSubstr;
 using VORN::Job;
-using VORN::JobOutcome;
+using VORN::RunOutcome;
 
 class JobTest : public testing::Test
 {
@@ -45,7 +45,7 @@ TEST_F(JobTest, ARunTellsWhatItDid)
         good.run({[&](const VORN::JobMessage& one) { heard.push_back(one.module); },
                   [&](const VORN::JobProgress& one) { progress.push_back(one); }});
 
-    EXPECT_EQ(result.outcome, JobOutcome::done) << result.error;
+    EXPECT_EQ(result.outcome, RunOutcome::done) << result.error;
     EXPECT_EQ(result.error, "");
     ASSERT_EQ(result.modules.size(), 3u);
     EXPECT_EQ(result.modules[1].name, "louder");
@@ -73,13 +73,13 @@ TEST_F(JobTest, TheSameJobRunsAgainAndOthersAfterAFailedOne)
     const std::string first = tree.read("out.su");
     for (int i = 0; i < 3; ++i) {
         const VORN::JobResult failed = bad.run();
-        EXPECT_EQ(failed.outcome, JobOutcome::failed);
+        EXPECT_EQ(failed.outcome, RunOutcome::failed);
         EXPECT_THAT(failed.error, HasSubstr("empty.su"));
         EXPECT_FALSE(tree.exists("bad.su"));
         EXPECT_FALSE(failed.outputs.at(0).written);
 
         const VORN::JobResult again = good.run();
-        EXPECT_EQ(again.outcome, JobOutcome::done) << again.error;
+        EXPECT_EQ(again.outcome, RunOutcome::done) << again.error;
         EXPECT_TRUE(again.outputs.at(0).written);
         EXPECT_EQ(tree.read("out.su"), first);
     }
@@ -117,7 +117,7 @@ TEST_F(JobTest, DiagnosticsSayWhereAndWhat)
     EXPECT_THAT(with("\"nobody\"")->source, HasSubstr("nobody.samples=1"));
 
     const VORN::JobResult result = wrong.run();
-    EXPECT_EQ(result.outcome, JobOutcome::notStarted);
+    EXPECT_EQ(result.outcome, RunOutcome::notStarted);
     EXPECT_NE(result.error, "");
     EXPECT_EQ(result.messages.size(), found.size());
 }
@@ -132,16 +132,36 @@ TEST_F(JobTest, WhatIsNoJobIsADiagnostic)
     Job broken = Job::fromText("modules: [", "broken.yaml", modules);
     EXPECT_FALSE(broken.check().empty());
     broken.set("a", "b", "c");
-    EXPECT_EQ(broken.run().outcome, JobOutcome::notStarted);
+    EXPECT_EQ(broken.run().outcome, RunOutcome::notStarted);
     Job moved = std::move(broken);
     EXPECT_FALSE(moved.check().empty());
+}
+
+TEST_F(JobTest, ACancelledJobLeavesNoOutputAndTheNextIsWhole)
+{
+    Job endless = job(line);
+    endless.set("make", "shots", "1000000");
+    Job::cancel(); // nothing runs
+    const VORN::JobResult cancelled = endless.run({[](const VORN::JobMessage& one) {
+                                                       if (one.module == "make")
+                                                           Job::cancel();
+                                                   },
+                                                   [](const VORN::JobProgress& one) {
+                                                       if (one.traces > 0)
+                                                           Job::cancel();
+                                                   }});
+    EXPECT_EQ(cancelled.outcome, RunOutcome::cancelled) << cancelled.error;
+    EXPECT_FALSE(cancelled.outputs.at(0).written);
+    EXPECT_THAT(tree.names(), ElementsAre()) << "nor a temporary file";
+    EXPECT_EQ(job(line).run().outcome, RunOutcome::done);
+    EXPECT_EQ(tree.read("out.su").size(), 12 * (240u + 20 * 4));
 }
 
 // The thread that runs a job may be any, one at a time.
 TEST_F(JobTest, AJobRunsOnAThreadAndNoneBesideIt)
 {
     const Job good = job(line);
-    JobOutcome outcome = JobOutcome::notStarted;
+    RunOutcome outcome = RunOutcome::notStarted;
     bool refused = false;
     std::thread worker([&] {
         outcome = good.run({[&](const VORN::JobMessage&) {
@@ -157,7 +177,7 @@ TEST_F(JobTest, AJobRunsOnAThreadAndNoneBesideIt)
                       .outcome;
     });
     worker.join();
-    EXPECT_EQ(outcome, JobOutcome::done);
+    EXPECT_EQ(outcome, RunOutcome::done);
     EXPECT_TRUE(refused);
 }
 

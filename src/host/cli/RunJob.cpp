@@ -3,6 +3,7 @@
 #include "base/CommandError.h"
 #include "base/Escaping.h"
 #include "base/Quantities.h"
+#include "base/Sanitizers.h"
 #include "base/Text.h"
 #include "base/TextLayout.h"
 #include "cli/RunReport.h"
@@ -397,6 +398,7 @@ RunResult runWatched(const Arguments& arguments, const ResolvedJob& job, Console
     runner.onMessage = MessagePrinter(console, job, shownSeverity(arguments));
     runner.watchHeaders = watchHeaders;
     runner.reportsExceptions = true;
+    runner.leavesLibraries = hasSanitizerRuntime();
     watchThrows();
     runner.objections = [&] { return files.inputs.changes(); };
     runner.watchTees = arguments.has("--verbose");

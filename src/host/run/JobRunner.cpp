@@ -209,7 +209,10 @@ RunResult JobRunner::run()
         tees.clear();
         manager().postProcessJob(); // deletes those that were created
     }
-    libraries.close();
+    if (leavesLibraries)
+        libraries.leave();
+    else
+        libraries.close();
     result.wallMicros = std::max<int64_t>(1, microsSince(start));
     result.busyMicros += result.wallMicros;
     for (std::vector<RunModule>* rows : {&result.modules, &result.tees}) {

@@ -60,6 +60,10 @@ public:
     /// Writes a crash report to standard error for an exception that a module does not handle.
     bool reportsExceptions = false;
 
+    /// Leaves the libraries of modules loaded until the process ends, as sanitizers want it that
+    /// look for leaks at that time: they need the names of functions.
+    bool leavesLibraries = false;
+
     /// Takes part in the run; null: nothing does. It lives longer than the runner.
     RunExtension* extension = nullptr;
 

@@ -3,7 +3,6 @@
 #include "JobManager.h"
 #include "ModuleEntity.h"
 #include "base/Escaping.h"
-#include "base/Sanitizers.h"
 #include "run/CountingChannel.h"
 #include "run/ProcessEnd.h"
 #include "run/ThrowWatch.h"
@@ -307,11 +306,7 @@ void KeptLibraries::keep(const ModuleEntity& module)
 
 void KeptLibraries::close() noexcept
 {
-    // A sanitizer that looks for leaks at the end of the process needs their names.
-    const bool areWanted = hasSanitizerRuntime();
     for (const Library& library : libraries) {
-        if (areWanted)
-            continue;
         note(*library.record, EntryPoint::unloading);
         dlclose(library.handle);
         current.store(library.record->places.data(), std::memory_order_release);

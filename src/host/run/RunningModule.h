@@ -83,8 +83,10 @@ public:
 
     /// Requires: the library of `module` is loaded.
     void keep(const ModuleEntity& module);
-    /// Unloads all, in the order in which they were kept; none where a sanitizer is at work.
+    /// Unloads all, in the order in which they were kept.
     void close() noexcept;
+    /// Leaves all loaded until the process ends.
+    void leave() noexcept { libraries.clear(); }
 
 private:
     struct Library

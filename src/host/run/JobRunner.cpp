@@ -384,12 +384,13 @@ void JobRunner::noteException(const std::exception& error)
         keepMessage(fatalSeverity, "vorn", place != places.end() ? place->second : "",
                     fmt::format("module {} ended with an exception that it does not handle: {}",
                                 quote(module), error.what()));
-        if (reportsExceptions && keptThrow().running.entity == manager().getActiveModule()) {
+        if (reportsExceptions && keptThrow().running.entity != nullptr) {
             CrashCause cause;
             cause.thrown = &keptThrow();
             cause.hasStack = keptThrow().count > 0;
             reportCrash(keptThrow().running, cause);
         }
+        forgetThrows();
     } catch (const std::bad_alloc&) {
         // Ending the job matters more than the words.
         if (!spareMark.empty())

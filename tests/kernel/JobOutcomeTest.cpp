@@ -34,7 +34,12 @@ class JobOutcomeTest : public KernelFixture
 protected:
     static constexpr int endOfData = 3;
 
-    JobOutcomeTest() { installRecorder(); }
+    // Traces that a job leaves when it is cancelled end with it.
+    JobOutcomeTest()
+    {
+        installRecorder();
+        job().setReleaseAtEnd(true);
+    }
     ~JobOutcomeTest() override { job().resetJob(); }
 
     std::vector<std::string> calls;

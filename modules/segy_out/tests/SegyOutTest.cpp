@@ -1025,7 +1025,12 @@ TEST_F(SegyOutTest, TheKernelDefinesTheWordsOfTheReaders)
 class SegyOutJobTest : public SegyOutTest
 {
 protected:
-    SegyOutJobTest() { writeBytes(in, ieeeFile(5, 4).bytes()); }
+    // Traces that a job leaves when it is cancelled end with it.
+    SegyOutJobTest()
+    {
+        writeBytes(in, ieeeFile(5, 4).bytes());
+        job().setReleaseAtEnd(true);
+    }
     ~SegyOutJobTest() override { job().resetJob(); }
 
     void build(const std::function<void()>& atSecondTrace = {})

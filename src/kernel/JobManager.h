@@ -65,7 +65,7 @@ class VORN_EXPORT JobManager
 {
 public:
     ModuleList jobModules; ///< owned; in order of creation, by depth once pre-processing has begun
-    std::vector<LibraryEntity*> jobOutputTables; ///< never deleted by the kernel
+    std::vector<LibraryEntity*> jobOutputTables; ///< deleted by resetJob() alone
     std::map<std::string, UniVar> jobResources;  ///< kept for the job as a whole
     ModuleEntity* activeModule;                  ///< the module whose entry point runs, or null
     MsgFunctionType messageFunc;                 ///< host call-backs; null: service off
@@ -135,7 +135,7 @@ public:
     ModuleEntity* addModule(const std::string& name, HostModuleFunction preprocess,
                             HostModuleFunction process, HostModuleFunction postprocess,
                             void* context);
-    /// A new output table of the job; `libType` is not checked. Never deleted by the kernel.
+    /// A new output table of the job; `libType` is not checked. resetJob() deletes it.
     LibraryEntity* initCDTablePrototype(const std::string& libType, const std::string& libPath);
     void setJobName(const char* name);
 

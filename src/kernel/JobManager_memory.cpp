@@ -5,6 +5,7 @@
 #include "ModuleEntity.h"
 #include "kernel_messages.h"
 #include "private/BlockBytes.h"
+#include "private/BlockHeap.h"
 #include "private/BlockTable.h"
 #include "private/JobRun.h"
 #include "private/SpareBlocks.h"
@@ -44,6 +45,8 @@ void* JobManager::allocateResource(int size)
 
 AccountedBlock JobManager::allocateUncleared(int size)
 {
+    if (heap::isGuarded())
+        return enterBlock(nullptr, size);
     BlockTable& table = BlockTable::instance();
     const AccountedBlock spare = spareBlocks.take(static_cast<std::size_t>(size));
     BlockTable::Entry* entry = table.idleEntry(spare.place, spare.address);
@@ -59,7 +62,7 @@ AccountedBlock JobManager::enterBlock(void* block, int size)
 {
     // A negative size is a huge request for the heap, which refuses it.
     if (block == nullptr)
-        block = std::malloc(static_cast<std::size_t>(size));
+        block = heap::take(static_cast<std::size_t>(size));
     if (block != nullptr) {
         try {
             const uint32_t place = BlockTable::instance().enter(block, size, &jobMemoryMap,
@@ -67,7 +70,7 @@ AccountedBlock JobManager::enterBlock(void* block, int size)
             chargeActive(size);
             return {block, place};
         } catch (const std::bad_alloc&) { // the table has no room for it
-            std::free(block);
+            heap::give(block);
         }
     }
     reportNoMemory(size);
@@ -141,6 +144,12 @@ void JobManager::freeBlock(const AccountedBlock& block)
         table.removeModule(*entry);
     }
     const AccountedBlock spare{block.address, table.placeOf(*entry)};
+    if (heap::isGuarded()) {
+        if (BlockTable::Entry* idle = table.idleEntry(spare.place, spare.address))
+            table.drop(*idle);
+        heap::give(spare.address);
+        return;
+    }
     // Modules may have shrunk the block with realloc: only the heap knows what is there.
     const std::size_t bytes = static_cast<std::size_t>(size);
     if (malloc_usable_size(spare.address) < bytes || !spareBlocks.keep(spare, bytes))
@@ -163,7 +172,7 @@ void JobManager::freeListed(void* ptr)
             table.removeModule(entry);
         }
     });
-    std::free(ptr);
+    heap::give(ptr);
 }
 
 void JobManager::releaseSpareBlocks()

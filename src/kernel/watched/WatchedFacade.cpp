@@ -119,8 +119,8 @@ int64_t sizeOf(void* list, int count)
     return count < size ? (count > 0 ? count : 0) : size;
 }
 
-// The frame of the module that called lies behind those of this library; the one before it is the
-// exported function.
+// From the innermost frame outwards: this function, the observer, the functions of this library
+// that the module has called, the module. The last one before the module is the exported function.
 std::string interfaceFunction(const watched::Call& call)
 {
     std::array<void*, 32> frames;
@@ -129,13 +129,17 @@ std::string interfaceFunction(const watched::Call& call)
     if (dladdr(reinterpret_cast<void*>(&vornWatchCalls), &own) == 0)
         return call.function;
     std::string name;
-    bool within = false; // the observer's frames may come first
+    bool observed = false; // the observer's frames have come
+    bool within = false;
     for (int i = 0; i < count; ++i) {
         Dl_info info{};
         const bool known = dladdr(frames[static_cast<std::size_t>(i)], &info) != 0;
         const bool isOwn = known && info.dli_fbase == own.dli_fbase;
         if (within && !isOwn)
             break;
+        observed = observed || !isOwn;
+        if (!observed)
+            continue;
         within = within || isOwn;
         name = isOwn && info.dli_sname != nullptr ? info.dli_sname : "";
     }

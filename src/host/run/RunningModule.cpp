@@ -6,6 +6,7 @@
 #include "run/CountingChannel.h"
 #include "run/ProcessEnd.h"
 #include "run/ThrowWatch.h"
+#include "vorn_assert.h"
 
 #include <algorithm>
 #include <array>
@@ -56,6 +57,10 @@ std::deque<Record>& records()
 
 std::atomic<const Record::Place*> current{nullptr};
 CallObserver* observer = nullptr; // entry points have no arguments
+
+// In the order in which they began.
+std::array<EntryObserver*, mostEntryObservers> entryObservers{};
+std::size_t entryObserverCount = 0;
 
 // The records by module: open addressing in a power of two, at most half full. Looked into for
 // every call of a module.
@@ -157,8 +162,18 @@ __attribute__((no_sanitize("undefined"))) int callEntryPoint()
     // As long as it lives, the module's code runs.
     struct Call
     {
-        explicit Call(Record& called) : record(called) { note(record, entry); }
-        ~Call() { current.store(record.places.data(), std::memory_order_release); }
+        explicit Call(Record& called) : record(called)
+        {
+            note(record, entry);
+            for (std::size_t i = 0; i < entryObserverCount; ++i)
+                entryObservers[i]->entered(*record.module, entry);
+        }
+        ~Call()
+        {
+            for (std::size_t i = 0; i < entryObserverCount; ++i)
+                entryObservers[i]->left(*record.module, entry);
+            current.store(record.places.data(), std::memory_order_release);
+        }
         Call(const Call&) = delete;
         Call& operator=(const Call&) = delete;
         Record& record;
@@ -339,6 +354,19 @@ ObservedCalls::ObservedCalls(CallObserver& observes)
 ObservedCalls::~ObservedCalls()
 {
     observer = nullptr;
+}
+
+ObservedEntries::ObservedEntries(EntryObserver& observes) : observer(observes)
+{
+    VORN_ASSERT(entryObserverCount < mostEntryObservers);
+    entryObservers[entryObserverCount++] = &observer;
+}
+
+ObservedEntries::~ObservedEntries()
+{
+    const auto end = entryObservers.begin() + entryObserverCount;
+    entryObserverCount = static_cast<std::size_t>(
+        std::remove(entryObservers.begin(), end, &observer) - entryObservers.begin());
 }
 
 } // namespace host

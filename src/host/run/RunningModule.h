@@ -131,6 +131,40 @@ public:
     ObservedCalls& operator=(const ObservedCalls&) = delete;
 };
 
+/// Sees all calls of entry points, those of `process_` inside of what a CallObserver sees.
+class EntryObserver
+{
+public:
+    virtual ~EntryObserver() = default;
+
+    /// The module's code runs next; runningCode() tells where.
+    virtual void entered(const ModuleEntity& module, EntryPoint entry) = 0;
+    /// It has returned, or an exception leaves it.
+    virtual void left(const ModuleEntity& module, EntryPoint entry) noexcept = 0;
+
+protected:
+    EntryObserver() = default;
+    EntryObserver(const EntryObserver&) = default;
+    EntryObserver& operator=(const EntryObserver&) = default;
+};
+
+/// See ObservedEntries.
+constexpr std::size_t mostEntryObservers = 4;
+
+/// As long as it lives, `observer` sees the entry points of all watched modules. At most
+/// `mostEntryObservers` objects of this class may exist at a time.
+class ObservedEntries
+{
+public:
+    explicit ObservedEntries(EntryObserver& observer);
+    ~ObservedEntries();
+    ObservedEntries(const ObservedEntries&) = delete;
+    ObservedEntries& operator=(const ObservedEntries&) = delete;
+
+private:
+    EntryObserver& observer;
+};
+
 /// @}
 
 } // namespace host

@@ -29,6 +29,8 @@
 #include "run/RunningModule.h"
 #include "run/ScratchSpace.h"
 #include "run/ThrowWatch.h"
+#include "watch/ModuleCheck.h"
+#include "watch/WatchedLibrary.h"
 
 #include <QtGlobal>
 #include <algorithm>
@@ -257,6 +259,32 @@ void tellFiles(Console& console, const RunResult& result, bool quiet)
     }
 }
 
+std::string findingLine(const RunFinding& finding)
+{
+    std::string text = "vorn: module " + quote(finding.module) + " " + escaped(finding.text);
+    std::vector<std::string> where;
+    if (!finding.function.empty())
+        where.push_back(finding.function);
+    if (!finding.place.empty())
+        where.push_back(finding.place);
+    return where.empty() ? text : text + " (" + joined(where, ", ") + ")";
+}
+
+void tellFindings(Console& console, const RunResult& result, bool quiet)
+{
+    for (const RunFinding& finding : result.findings) {
+        if (finding.count > 1) // what to do has been said
+            console.line(fmt::format("vorn: {} times: module {} {}", finding.count,
+                                     quote(finding.module),
+                                     escaped(finding.text.substr(0, finding.text.find(": ")))));
+    }
+    if (!result.findings.empty())
+        console.line("vorn: the check of the modules has found " +
+                     counted(static_cast<int64_t>(result.findings.size()), "mistake"));
+    else if (result.isChecked && !quiet)
+        console.line("vorn: the check of the modules has found nothing");
+}
+
 void tellEnd(Console& console, const RunResult& result)
 {
     int errors = 0;
@@ -404,6 +432,13 @@ RunResult runWatched(const Arguments& arguments, const ResolvedJob& job, Console
     runner.watchTees = arguments.has("--verbose");
     if (parts != nullptr)
         runner.extension = parts->merge();
+    std::optional<ModuleCheck> check;
+    std::optional<WatchedCalls> calls;
+    if (arguments.has("--check-modules")) {
+        check.emplace(job, [&](const RunFinding& finding) { console.line(findingLine(finding)); });
+        calls.emplace(std::vector<watched::Observer*>{&*check});
+        runner.extension = &*check;
+    }
     pads.install(runner.manager());
     const Progress progress(console, progressMode(arguments), secondsBetweenLines(arguments),
                             StateReader(runner.counters()));
@@ -508,6 +543,7 @@ int runJob(const Arguments& arguments, const LoadedJob& loaded, PartsOfJob* part
         console.result(escaped(path) + "\n");
     if (!problem.empty())
         throw CommandError(problem);
+    tellFindings(console, result, quiet);
     tellEnd(console, result);
     const std::string incomplete = console.closeLog();
     if (!incomplete.empty())
@@ -517,6 +553,8 @@ int runJob(const Arguments& arguments, const LoadedJob& loaded, PartsOfJob* part
         return exitWrongCall;
     if (result.failed)
         return result.exitCode != 0 ? result.exitCode : exitJobErrors;
+    if (!result.findings.empty())
+        return exitJobErrors;
     return exitDone;
 }
 

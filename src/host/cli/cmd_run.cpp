@@ -1,4 +1,5 @@
 // vorn run JOB.yaml: checks a job, runs it, and reports what it did.
+#include "base/CommandError.h"
 #include "base/Portable.h"
 #include "cli/JobLoader.h"
 #include "cli/PlannedJob.h"
@@ -7,6 +8,7 @@
 #include "cli/RunJob.h"
 #include "job/JobFileRoles.h"
 #include "job/ReadingOrder.h"
+#include "watch/WatchedLibrary.h"
 
 #include <memory>
 
@@ -14,8 +16,28 @@ namespace host {
 
 namespace {
 
+OptionSpec checkOption()
+{
+    return {"--check-modules", "",
+            "look for mistakes in the modules: memory, handles, traces, parameters"};
+}
+
+// A check sees the modules of its own process only.
+void refuseSeveralProcesses(const Arguments& arguments)
+{
+    for (const char* option : {"--each", "--jobs"}) {
+        if (arguments.has(option))
+            throw CommandError("--check-modules: looks at the modules of one process; leave out " +
+                               std::string(option));
+    }
+}
+
 int runRun(const Arguments& arguments)
 {
+    if (arguments.has("--check-modules")) {
+        refuseSeveralProcesses(arguments);
+        continueOnWatchedLibrary();
+    }
     if (arguments.has("--portable"))
         becomePortable();
     checkTimeLimit(arguments);
@@ -39,6 +61,7 @@ Command runCommand()
     std::vector<OptionSpec> options = jobOptions();
     const std::vector<OptionSpec> own = runOptions();
     options.insert(options.end(), own.begin(), own.end());
+    options.push_back(checkOption());
     options.push_back(portableOption());
     options.push_back({"--sanitizer-libs", "",
                        "load what modules that were compiled with -fsanitize need in front of all "
@@ -58,6 +81,11 @@ Command runCommand()
         "are listed, and the exit code is 130. The same happens with exit code 1 when the time "
         "of --time-limit has passed, counted from the start of the command, and when a module "
         "ends the process. The message names the module that was running.\n\n"
+        "With --check-modules, the job runs in up to three times the time, and what modules do is "
+        "checked: memory beyond its end or after it was freed, handles, numbers of channels and "
+        "traces, changed inputs, samples that are not numbers, memory and traces that are left, "
+        "calls from other threads, and parameters against the manifest. Each mistake is told once "
+        "for each module, and any makes the exit code 1.\n\n"
         "With --each, the job is run for each file that the pattern matches, which takes the "
         "place of the file that the job reads. Each run is a process with a folder of its own "
         "in the directory of --into: report, JSON, pictures, messages, and outputs with "
@@ -73,6 +101,7 @@ Command runCommand()
          {"vorn run job.yaml --report job.html", "run it and write a page with pictures"},
          {"vorn run job.yaml --set read.file=other.sgy", "the same job on another file"},
          {"vorn run job.yaml --pictures out --log out/run.log", "pictures, and all messages"},
+         {"vorn run job.yaml --check-modules", "look for mistakes in its modules"},
          {"vorn run job.yaml --jobs auto", "the same job on all cores"},
          {"vorn run job.yaml --each 'data/*.sgy' --jobs 4", "the same job on many files"}}};
 }

@@ -145,6 +145,17 @@ struct SourceData
         words; ///< in the order of the schema; those that are always 0 left out
 };
 
+/// A mistake of a module that a checked run has found.
+struct RunFinding
+{
+    std::string module;   ///< name in the job
+    std::string kind;     ///< a word for programs, as "null_handle"
+    std::string place;    ///< where it was found first, as "in process_, trace 17 of its input"
+    std::string function; ///< of the module interface, as the module called it; empty: none
+    std::string text;     ///< what is wrong, and what to do
+    int64_t count = 1;    ///< how often it was found
+};
+
 /// How a run ended.
 enum class RunEnd
 {
@@ -178,6 +189,9 @@ struct RunResult
     std::vector<RunFile> inputs;
     std::vector<RunFile> outputs;
     std::vector<SourceData> sources;
+
+    bool isChecked = false;           ///< the calls and the memory of modules were checked
+    std::vector<RunFinding> findings; ///< in the order in which they were found first
 
     RunEnd end = RunEnd::done;
     bool failed = false; ///< some message had severity 3 or above, or the job did not end by itself

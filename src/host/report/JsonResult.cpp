@@ -215,6 +215,12 @@ Json outputJson(const RunFile& file)
     return json;
 }
 
+Json findingJson(const RunFinding& finding)
+{
+    return {{"module", finding.module},     {"kind", finding.kind}, {"place", finding.place},
+            {"function", finding.function}, {"text", finding.text}, {"count", finding.count}};
+}
+
 Json environmentJson(const RunResult& result)
 {
     return {{"vorn", result.vornVersion},
@@ -255,6 +261,8 @@ std::string jsonResult(const RunResult& result, const std::vector<Pad>& pads)
                  {"messages", list(result.messages, messageJson)},
                  {"environment", environmentJson(result)},
                  {"measured", measuredJson(result)}};
+    if (result.isChecked)
+        json["findings"] = list(result.findings, findingJson);
     if (!result.tees.empty())
         json["tees"] = list(result.tees, moduleJson);
     return json.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";

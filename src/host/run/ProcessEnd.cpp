@@ -371,7 +371,7 @@ void claimEnd() noexcept
     claim();
 }
 
-void endAbandonedProcess(const char* how) noexcept
+void endAbandonedProcess(const char* how, const char* why) noexcept
 {
     if (!isOwner())
         endProcess(0); // a forked child that ends its only thread
@@ -380,7 +380,7 @@ void endAbandonedProcess(const char* how) noexcept
     SignalLine line(begin);
     line.add("module ").add(running.module).add(" ").add(how);
     addPlace(line, running);
-    line.add("; modules must report errors by messages").write();
+    line.add("; ").add(why).write();
     cleanUp();
     CrashCause cause;
     cause.hasStack = false; // it has been unwound

@@ -52,9 +52,11 @@ void setListIncomplete(ListIncomplete list, const void* context);
 /// so that one of them tells the reason and cleans up.
 void claimEnd() noexcept;
 
-/// Says that the module that runs `how` ("ended the thread of the job"), removes incomplete outputs
-/// and the scratch directory, and ends the process with exit code 1.
-[[noreturn]] void endAbandonedProcess(const char* how) noexcept;
+/// Says that the module that runs `how` ("ended the thread of the job") and `why` that matters,
+/// removes incomplete outputs and the scratch directory, and ends the process with exit code 1.
+[[noreturn]] void
+endAbandonedProcess(const char* how,
+                    const char* why = "modules must report errors by messages") noexcept;
 
 /// Ends the process at once, by the command's own decision: no handlers of anybody run.
 [[noreturn]] void endProcess(int code) noexcept;

@@ -33,6 +33,16 @@ static struct state* kept_state(void)
     return state;
 }
 
+/* Declared for the checks of jobs. */
+static void read_unused(void)
+{
+    double corners[4];
+    char words[256];
+
+    knl_copyF64ModuleParameter("corners", corners, 4);
+    knl_getStrModuleParameterN("words", words, (int)sizeof words);
+}
+
 static void read_fault(struct state* state)
 {
     char text[1024] = "none";
@@ -53,6 +63,7 @@ int preprocess_(void)
     knl_getI32ModuleParameter("every", &state->every);
     knl_getI32ModuleParameter("fault_at", &state->fault_at);
     read_fault(state);
+    read_unused();
     knl_setModuleResource("state", state);
     if (strcmp(state->fault, "refuse") == 0)
         knl_sendMessage(FATAL, "this module does not want to begin");

@@ -62,8 +62,9 @@ Command testCommand()
         "Runs the module in a job of its own, in a process of its own: traces come from a file or "
         "from the module synthetic (3 shots of 12 channels, 250 samples), and what the module "
         "gives is compared with a file. It is also reported when the module crashes, ends the "
-        "process or does not end in time, when it leaves memory or traces behind, and when it "
-        "makes samples that are not numbers. The exit code is 1 when anything was found.\n\n"
+        "process or does not end in time, when it leaves memory or traces behind, when it makes "
+        "samples that are not numbers, and when it makes a mistake that \"vorn run "
+        "--check-modules\" finds. The exit code is 1 when anything was found.\n\n"
         "The first output is compared, headers exactly and samples within the tolerance. --bless "
         "writes the file of --expect anew; look at it before you rely on it.",
         {{"MODULE", "the module to try", ValueKind::module}},

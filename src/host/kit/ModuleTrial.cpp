@@ -138,7 +138,7 @@ std::vector<std::string> inputsFor(const TrialSettings& settings, const Manifest
     return inputs;
 }
 
-// Runs the job and returns the exit code of the process.
+// Runs the job, checked, and returns the exit code of the process.
 int runTrial(const TrialSettings& settings, const TrialDirectory& directory)
 {
     ChildProcesses processes;
@@ -150,6 +150,7 @@ int runTrial(const TrialSettings& settings, const TrialDirectory& directory)
     std::vector<std::string> words = {"vorn",
                                       "run",
                                       directory.path("job.yaml"),
+                                      "--check-modules",
                                       "--json",
                                       directory.path("run.json"),
                                       "--time-limit",
@@ -204,6 +205,20 @@ void checkLeaks(const Json& run, TrialResult& result)
     }
 }
 
+// Mistakes of modules that the checked run has told.
+void addFindings(const Json& run, TrialResult& result)
+{
+    for (const Json& finding : run.at("findings")) {
+        const auto module = finding.at("module").get<std::string>();
+        const auto place = finding.at("place").get<std::string>();
+        const auto function = finding.at("function").get<std::string>();
+        std::string text = module == tested ? "" : "module " + quote(module) + " ";
+        text += finding.at("text").get<std::string>();
+        const std::string separator = place.empty() || function.empty() ? "" : ", ";
+        result.findings.push_back(fmt::format("{} ({}{}{})", text, function, separator, place));
+    }
+}
+
 bool inputsAreFinite(const std::vector<std::string>& inputs)
 {
     return std::all_of(inputs.begin(), inputs.end(), [](const std::string& input) {
@@ -250,8 +265,13 @@ TrialResult tryModule(const TrialSettings& settings)
     const std::string output = directory.path("output.su");
     std::ofstream(directory.path("job.yaml")) << jobText(settings, *manifest, inputs, output);
 
-    const int exitCode = runTrial(settings, directory);
+    int exitCode = runTrial(settings, directory);
     result.log = contentsOf(directory.path("log.txt"));
+    const Json run = Json::parse(contentsOf(directory.path("run.json")), nullptr, false);
+    result.hasNoFacts = run.is_discarded();
+    // What the check has found is no failure of the job.
+    if (!result.hasNoFacts && exitCode == exitJobErrors && !run.at("result").at("failed"))
+        exitCode = exitDone;
     if (hasSanitizerReport(result.log))
         result.findings.push_back(firstSanitizerReport(result.log));
     if (settings.fails && exitCode != exitJobErrors)
@@ -259,10 +279,9 @@ TrialResult tryModule(const TrialSettings& settings)
             "the module was expected to fail, but the job ended with exit code {}", exitCode));
     if (!settings.fails && exitCode != exitDone)
         result.findings.push_back(fmt::format("the job ended with exit code {}", exitCode));
-    const Json run = Json::parse(contentsOf(directory.path("run.json")), nullptr, false);
-    result.hasNoFacts = run.is_discarded();
     if (!result.hasNoFacts) {
         checkMessages(settings, run, result);
+        addFindings(run, result);
         checkLeaks(run, result);
     }
     if (exitCode != exitDone || manifest->outputs.max == 0)

@@ -37,8 +37,9 @@ struct TrialResult
 };
 
 /// Runs the module in a process of its own. Found without being asked for: a module that crashes,
-/// ends the process or does not end in time, memory and traces that it leaves, and samples that are
-/// not numbers where its input has none. Throws CommandError where the trial cannot be made.
+/// ends the process or does not end in time, memory and traces that it leaves, samples that are not
+/// numbers where its input has none, and all that a checked run finds (watch/ModuleCheck.h). Throws
+/// CommandError where the trial cannot be made.
 TrialResult tryModule(const TrialSettings& settings);
 
 } // namespace host

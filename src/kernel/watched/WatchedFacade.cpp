@@ -119,8 +119,21 @@ int64_t sizeOf(void* list, int count)
     return count < size ? (count > 0 ? count : 0) : size;
 }
 
-// From the innermost frame outwards: this function, the observer, the functions of this library
-// that the module has called, the module. The last one before the module is the exported function.
+// How many samples setTraceSamples() takes: as many as the trace has, whatever length the set has
+// been given since, or gives to a trace that it makes.
+int64_t samplesTaken(void* handle, int traceNo)
+{
+    const auto* set = static_cast<const SeisTraceSet*>(handle);
+    if (set == nullptr || traceNo < 0)
+        return 0;
+    if (traceNo >= set->getNumberOfTraces())
+        return set->getTraceLength();
+    const SeisTrace* trace = set->traces[static_cast<std::size_t>(traceNo)];
+    return trace != nullptr ? trace->traceLength : 0;
+}
+
+// The frame of the module that called lies behind those of this library; the one before it is the
+// exported function.
 std::string interfaceFunction(const watched::Call& call)
 {
     std::array<void*, 32> frames;
@@ -128,20 +141,26 @@ std::string interfaceFunction(const watched::Call& call)
     Dl_info own{};
     if (dladdr(reinterpret_cast<void*>(&vornWatchCalls), &own) == 0)
         return call.function;
+    // This function, the observer, then what is looked for.
+    enum class Part
+    {
+        here,
+        others,
+        facade
+    } part = Part::here;
     std::string name;
-    bool observed = false; // the observer's frames have come
-    bool within = false;
     for (int i = 0; i < count; ++i) {
         Dl_info info{};
         const bool known = dladdr(frames[static_cast<std::size_t>(i)], &info) != 0;
         const bool isOwn = known && info.dli_fbase == own.dli_fbase;
-        if (within && !isOwn)
+        if (part == Part::facade && !isOwn)
             break;
-        observed = observed || !isOwn;
-        if (!observed)
-            continue;
-        within = within || isOwn;
-        name = isOwn && info.dli_sname != nullptr ? info.dli_sname : "";
+        if (part == Part::here && !isOwn)
+            part = Part::others;
+        if (part == Part::others && isOwn)
+            part = Part::facade;
+        if (part == Part::facade)
+            name = info.dli_sname != nullptr ? info.dli_sname : "";
     }
     // Exported names of C++ are mangled: those are functions of the facade.
     return name.empty() || name.starts_with("_Z") ? call.function : name;
@@ -186,7 +205,7 @@ float* getTraceSamples(void* traceSet, int traceNo)
 int setTraceSamples(void* traceSet, const float* samples, int traceNo)
 {
     return watch("setTraceSamples",
-                 {traceSet, input(samples, unwatched::getTraceLength(traceSet)), traceNo},
+                 {traceSet, input(samples, samplesTaken(traceSet, traceNo)), traceNo},
                  [&] { return unwatched::setTraceSamples(traceSet, samples, traceNo); });
 }
 

@@ -328,10 +328,10 @@ double Arguments::number(const std::string& name, double otherwise) const
 const std::vector<Command>& commandTable()
 {
     static const std::vector<Command> table = {
-        runCommand(),       checkCommand(), inspectCommand(), graphCommand(),
-        headerCommand(),    plotCommand(),  metaCommand(),    planCommand(),
-        partCommand(),      mergeCommand(), statusCommand(),  submitCommand(),
-        newModuleCommand(), testCommand(),  manualCommand(),  completionCommand(),
+        runCommand(),    checkCommand(),      inspectCommand(),   graphCommand(), headerCommand(),
+        plotCommand(),   metaCommand(),       planCommand(),      partCommand(),  mergeCommand(),
+        statusCommand(), submitCommand(),     newModuleCommand(), testCommand(),  replayCommand(),
+        manualCommand(), completionCommand(),
     };
     return table;
 }

@@ -111,6 +111,7 @@ Command mergeCommand();
 Command statusCommand();
 Command newModuleCommand();
 Command testCommand();
+Command replayCommand();
 Command submitCommand();
 Command manualCommand();
 Command completionCommand();

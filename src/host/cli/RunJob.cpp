@@ -30,6 +30,7 @@
 #include "run/ScratchSpace.h"
 #include "run/ThrowWatch.h"
 #include "watch/ModuleCheck.h"
+#include "watch/Recording.h"
 #include "watch/WatchedLibrary.h"
 
 #include <QtGlobal>
@@ -39,6 +40,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <fmt/format.h>
+#include <memory>
 #include <optional>
 #include <unistd.h>
 
@@ -400,6 +402,33 @@ public:
     OutputsListed& operator=(const OutputsListed&) = delete;
 };
 
+// What is to be recorded; null: nothing.
+std::unique_ptr<Recording> recordingOf(const Arguments& arguments, const ResolvedJob& job)
+{
+    if (!arguments.has("--record"))
+        return nullptr;
+    std::vector<RecordRequest> requests;
+    const std::vector<std::string> texts = arguments.texts("--record");
+    requests.reserve(texts.size());
+    for (const std::string& text : texts)
+        requests.push_back(readRecordRequest(text, job));
+    constexpr int fewTraces = 1000;
+    return std::make_unique<Recording>(requests, arguments.integer("--record-traces", fewTraces),
+                                       VORN_VERSION);
+}
+
+void tellRecords(Console& console, const Recording& recording, bool quiet)
+{
+    for (const auto& [file, problem] : recording.files()) {
+        if (!problem.empty())
+            console.line("vorn: the record " + quote(file) + " is not whole: it could not be " +
+                         "written any further: " + problem);
+        else if (!quiet)
+            console.line("vorn: the record " + quote(file) + " can be replayed: vorn replay " +
+                         shellWord(file));
+    }
+}
+
 RunResult runWatched(const Arguments& arguments, const ResolvedJob& job, Console& console,
                      PadStore& pads, const FileFacts& files, const TimeLimit& limit,
                      bool watchHeaders, PartsOfJob* parts)
@@ -422,6 +451,7 @@ RunResult runWatched(const Arguments& arguments, const ResolvedJob& job, Console
                                 [&] { return parts->progress(); });
         parts->work(scratch.path());
     }
+    const std::unique_ptr<Recording> recording = recordingOf(arguments, job);
     JobRunner runner(job, scratch.path());
     runner.onMessage = MessagePrinter(console, job, shownSeverity(arguments));
     runner.watchHeaders = watchHeaders;
@@ -432,6 +462,8 @@ RunResult runWatched(const Arguments& arguments, const ResolvedJob& job, Console
     runner.watchTees = arguments.has("--verbose");
     if (parts != nullptr)
         runner.extension = parts->merge();
+    else
+        runner.extension = recording.get();
     std::optional<ModuleCheck> check;
     std::optional<WatchedCalls> calls;
     if (arguments.has("--check-modules")) {
@@ -443,6 +475,8 @@ RunResult runWatched(const Arguments& arguments, const ResolvedJob& job, Console
     const Progress progress(console, progressMode(arguments), secondsBetweenLines(arguments),
                             StateReader(runner.counters()));
     RunResult result = runner.run();
+    if (recording != nullptr)
+        tellRecords(console, *recording, arguments.has("--quiet"));
     if (parts != nullptr) {
         result.wallMicros += parts->workMicros().value_or(0);
         // Where the parts ran elsewhere, no time tells how fast the traces were.

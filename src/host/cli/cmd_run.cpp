@@ -30,6 +30,27 @@ void refuseSeveralProcesses(const Arguments& arguments)
             throw CommandError("--check-modules: looks at the modules of one process; leave out " +
                                std::string(option));
     }
+    if (arguments.has("--record"))
+        throw CommandError("--check-modules and --record cannot be combined: run the job once with "
+                           "each");
+}
+
+void checkRecordOptions(const Arguments& arguments)
+{
+    if (!arguments.has("--record")) {
+        if (arguments.has("--record-traces"))
+            throw CommandError("--record-traces needs --record MODULE=FILE");
+        return;
+    }
+    if (arguments.integer("--record-traces", 0) < 0)
+        throw CommandError("--record-traces: a number from 0 is expected");
+    for (const char* option : {"--each", "--jobs"}) {
+        if (arguments.has(option))
+            throw CommandError(std::string("--record and ") + option +
+                               " cannot be combined: a record is that of one process; run the job "
+                               "once without " +
+                               option);
+    }
 }
 
 int runRun(const Arguments& arguments)
@@ -38,6 +59,9 @@ int runRun(const Arguments& arguments)
         refuseSeveralProcesses(arguments);
         continueOnWatchedLibrary();
     }
+    checkRecordOptions(arguments);
+    if (arguments.has("--record"))
+        continueOnWatchedLibrary();
     if (arguments.has("--portable"))
         becomePortable();
     checkTimeLimit(arguments);
@@ -66,6 +90,17 @@ Command runCommand()
     options.push_back({"--sanitizer-libs", "",
                        "load what modules that were compiled with -fsanitize need in front of all "
                        "other libraries"});
+    options.push_back({"--record",
+                       "MODULE=FILE",
+                       "write all that this module of the job is given and gives to a file, for "
+                       "vorn replay",
+                       ValueKind::text,
+                       {},
+                       true});
+    options.push_back({"--record-traces", "N",
+                       "record at most so many calls of the module's process_, all for 0; 1000 if "
+                       "not given",
+                       ValueKind::integer});
     const std::vector<OptionSpec> each = eachOptions();
     options.insert(options.end(), each.begin(), each.end());
     return {
@@ -94,7 +129,9 @@ Command runCommand()
         "With --jobs alone, the job runs in parts, each a process on a range of the traces, and "
         "its outputs, pictures and facts are the same as with one process. What cannot run in "
         "parts runs in one process when they have ended; \"vorn plan JOB.yaml --dry-run\" "
-        "says what that is, and why.",
+        "says what that is, and why.\n\n"
+        "With --record, a file keeps what one module of the job was given, which calls it made and "
+        "what it gave; \"vorn replay\" runs the module on it without the job and its data.",
         {jobArgument()},
         options,
         {{"vorn run job.yaml", "run a job"},
@@ -102,6 +139,7 @@ Command runCommand()
          {"vorn run job.yaml --set read.file=other.sgy", "the same job on another file"},
          {"vorn run job.yaml --pictures out --log out/run.log", "pictures, and all messages"},
          {"vorn run job.yaml --check-modules", "look for mistakes in its modules"},
+         {"vorn run job.yaml --record agc=agc.record", "record what the module agc does"},
          {"vorn run job.yaml --jobs auto", "the same job on all cores"},
          {"vorn run job.yaml --each 'data/*.sgy' --jobs 4", "the same job on many files"}}};
 }

@@ -45,6 +45,8 @@ stack_t formerStack;
 char* mainStackTop = nullptr; // near enough
 std::atomic<ListIncomplete> listIncomplete{nullptr};
 std::atomic<const void*> listContext{nullptr};
+using TellMore = void (*)();
+std::atomic<TellMore> tellMore{nullptr};
 
 bool isOwner()
 {
@@ -68,6 +70,8 @@ void cleanUp() noexcept
     VORN::removeUnfinishedOutputs(tellRemoved, nullptr);
     if (const ListIncomplete list = listIncomplete.load())
         list(listContext.load(), tellLeft);
+    if (const TellMore tell = tellMore.load())
+        tell();
     removeScratchSpace();
 }
 
@@ -364,6 +368,11 @@ void setListIncomplete(ListIncomplete list, const void* context)
     listIncomplete = nullptr;
     listContext = context;
     listIncomplete = list;
+}
+
+void setTellMore(void (*tell)())
+{
+    tellMore = tell;
 }
 
 void claimEnd() noexcept

@@ -48,6 +48,10 @@ using ListIncomplete = void (*)(const void* context, void (*tell)(const char* pa
 /// Sets what lists them from now on; null for nothing. `context` is passed on.
 void setListIncomplete(ListIncomplete list, const void* context);
 
+/// Calls `tell` when a module has ended the process, in signal handlers too; null: nothing more is
+/// told.
+void setTellMore(void (*tell)());
+
 /// For a thread that is about to end the process: waits for ever when another one does so already,
 /// so that one of them tells the reason and cleans up.
 void claimEnd() noexcept;

@@ -70,12 +70,8 @@ bool isOnWatchedLibrary()
     return watchCalls() != nullptr;
 }
 
-void continueOnWatchedLibrary()
+void chooseWatchedLibrary()
 {
-    if (isOnWatchedLibrary()) {
-        restoreSearchPath();
-        return;
-    }
     const std::filesystem::path ordinary = kernelLibrary();
     const std::filesystem::path directory = ordinary.parent_path() / "vorn" / "watched";
     const std::filesystem::path watched = directory / "libVORN_kernel.so." VORN_KERNEL_SOVERSION;
@@ -89,6 +85,15 @@ void continueOnWatchedLibrary()
     setenv(formerSearchPath, former != nullptr ? former : "", 1);
     setenv(searchPath,
            (directory.string() + (former != nullptr ? ":" + std::string(former) : "")).c_str(), 1);
+}
+
+void continueOnWatchedLibrary()
+{
+    if (isOnWatchedLibrary()) {
+        restoreSearchPath();
+        return;
+    }
+    chooseWatchedLibrary();
     std::string line = ownCommandLine();
     std::vector<char*> arguments;
     for (std::size_t at = 0; at < line.size(); at += std::strlen(line.data() + at) + 1)

@@ -18,6 +18,10 @@ namespace host {
 /// Throws CommandError where the library is missing.
 void continueOnWatchedLibrary();
 
+/// From now on, this program starts on the watched library: for a program that starts it, as a
+/// debugger. Requires: this process runs on the ordinary library. Throws as above.
+void chooseWatchedLibrary();
+
 /// Whether this process runs on the watched library.
 bool isOnWatchedLibrary();
 

@@ -1,0 +1,2 @@
+#define CALLS_LESS
+#include "recorded.inc"

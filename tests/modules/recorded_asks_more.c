@@ -1,0 +1,2 @@
+#define CALLS_MORE
+#include "recorded.inc"

@@ -1,0 +1,2 @@
+#define FACTOR 2.5F
+#include "recorded.inc"

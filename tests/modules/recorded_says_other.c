@@ -1,0 +1,2 @@
+#define TEXT "trace %d has been multiplied"
+#include "recorded.inc"

@@ -5,6 +5,7 @@
 #include "ScratchManager.h"
 #include "base/CommandError.h"
 #include "base/Escaping.h"
+#include "job/RunResult.h"
 #include "run/CountingChannel.h"
 #include "run/ProcessEnd.h"
 #include "run/RunningModule.h"
@@ -271,7 +272,8 @@ void ignoreDiagnostics(QtMsgType, const QMessageLogContext&, const QString&) {}
 int showMessage(int type, char*, const char* module, const char* text, void* settings)
 {
     if (static_cast<const ReplaySettings*>(settings)->showMessages)
-        std::fprintf(stderr, "%d %s: %s\n", type, escaped(module).c_str(), escaped(text).c_str());
+        std::fprintf(stderr, "%-11s %s: %s\n", severityName(type), escaped(module).c_str(),
+                     escaped(text).c_str());
     return 0;
 }
 

@@ -141,13 +141,14 @@ std::string interfaceFunction(const watched::Call& call)
     Dl_info own{};
     if (dladdr(reinterpret_cast<void*>(&vornWatchCalls), &own) == 0)
         return call.function;
-    // This function, the observer, then what is looked for.
+    // This function (a sanitizer stands in front of it), the observer, then what is looked for.
     enum class Part
     {
+        front,
         here,
         others,
         facade
-    } part = Part::here;
+    } part = Part::front;
     std::string name;
     for (int i = 0; i < count; ++i) {
         Dl_info info{};
@@ -155,6 +156,8 @@ std::string interfaceFunction(const watched::Call& call)
         const bool isOwn = known && info.dli_fbase == own.dli_fbase;
         if (part == Part::facade && !isOwn)
             break;
+        if (part == Part::front && isOwn)
+            part = Part::here;
         if (part == Part::here && !isOwn)
             part = Part::others;
         if (part == Part::others && isOwn)

@@ -291,6 +291,26 @@ public:
 
     // ---- calls ----
 
+    // Refuses what the kernel would look into; all else is looked at when the call is complete.
+    void passed(const Call& handles)
+    {
+        if (!isRunning || current == nullptr || std::this_thread::get_id() != jobThread)
+            return;
+        const CallRule* rule = callRuleOf(handles.function);
+        if (rule == nullptr)
+            return;
+        const auto handle = [&](int place) {
+            return place >= 0 ? handleOf(handles.arguments[static_cast<std::size_t>(place)])
+                              : nullptr;
+        };
+        const void* list = handle(rule->list);
+        if (list != nullptr && current->lists.count(list) == 0)
+            checkList(handles, handles.arguments[static_cast<std::size_t>(rule->list)]);
+        const void* set = handle(rule->set);
+        if (set != nullptr && roleOf(set).kind == SetRole::unknown)
+            checkSet(handles, *rule, rule->set, -1, TraceUse::none);
+    }
+
     void called(const Call& call)
     {
         if (!isRunning)
@@ -894,6 +914,11 @@ void ModuleCheck::ended(RunResult& result)
     work->stop();
     result.isChecked = true;
     result.findings = work->found();
+}
+
+void ModuleCheck::passed(const watched::Call& handles)
+{
+    work->passed(handles);
 }
 
 void ModuleCheck::called(const watched::Call& call)

@@ -39,6 +39,7 @@ public:
     /// Adds what was found to the result.
     void ended(RunResult& result) override;
 
+    void passed(const watched::Call& handles) override;
     void called(const watched::Call& call) override;
     void returned(const watched::Call& call, const watched::Argument& result) override;
 

@@ -121,6 +121,12 @@ std::string WatchedCalls::interfaceFunction(const watched::Call& call)
     return functions->interfaceFunction(call);
 }
 
+void WatchedCalls::passed(const watched::Call& handles)
+{
+    for (watched::Observer* observer : all)
+        observer->passed(handles);
+}
+
 void WatchedCalls::called(const watched::Call& call)
 {
     for (watched::Observer* observer : all)

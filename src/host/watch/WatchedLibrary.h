@@ -40,6 +40,7 @@ public:
     static std::string interfaceFunction(const watched::Call& call);
 
 private:
+    void passed(const watched::Call& handles) override;
     void called(const watched::Call& call) override;
     void returned(const watched::Call& call, const watched::Argument& result) override;
 

@@ -98,6 +98,9 @@ class Observer
 public:
     virtual ~Observer() = default;
 
+    /// Called before called(), by functions whose other arguments have sizes that the kernel reads
+    /// behind these handles: the first arguments of the call, and nothing else.
+    virtual void passed(const Call& /*handles*/) {}
     virtual void called(const Call& call) = 0;
     /// Not called when the function throws.
     virtual void returned(const Call& call, const Argument& result) = 0;

@@ -86,6 +86,14 @@ auto watch(const char* name, std::initializer_list<Argument> arguments, Function
     return watch(name, arguments, function, [](const auto& result) { return Argument(result); });
 }
 
+void announce(const char* name, std::initializer_list<Argument> handles)
+{
+    if (observer == nullptr || depth > 0)
+        return;
+    const Deeper deeper;
+    observer->passed({name, {handles.begin(), handles.size()}});
+}
+
 template <typename T>
 constexpr Numbers::Type typeOf()
 {
@@ -207,6 +215,7 @@ float* getTraceSamples(void* traceSet, int traceNo)
 
 int setTraceSamples(void* traceSet, const float* samples, int traceNo)
 {
+    announce("setTraceSamples", {traceSet});
     return watch("setTraceSamples",
                  {traceSet, input(samples, samplesTaken(traceSet, traceNo)), traceNo},
                  [&] { return unwatched::setTraceSamples(traceSet, samples, traceNo); });
@@ -220,6 +229,7 @@ void* bldAttributeList(const char* const* names, int count)
 
 int getAttributeListPresence(void* list, void* traceSet, int* types)
 {
+    announce("getAttributeListPresence", {list, traceSet});
     return watch("getAttributeListPresence",
                  {list, traceSet, output(types, sizeOf(list, everyName))},
                  [&] { return unwatched::getAttributeListPresence(list, traceSet, types); });
@@ -321,6 +331,7 @@ bool fetchTraceAttribute(void* traceSet, const char* key, int traceNo, UniVar& v
 
 int countPresent(void* list, void* traceSet, int* types, int count)
 {
+    announce("getAttributeListPresence", {list, traceSet});
     return watch("getAttributeListPresence", {list, traceSet, output(types, sizeOf(list, count))},
                  [&] { return unwatched::countPresent(list, traceSet, types, count); });
 }
@@ -328,6 +339,7 @@ int countPresent(void* list, void* traceSet, int* types, int count)
 template <typename T>
 int getAttributes(void* list, void* traceSet, int traceNo, T* values, int count)
 {
+    announce("getTraceAttributes", {list, traceSet});
     return watch("getTraceAttributes",
                  {list, traceSet, traceNo, output(values, sizeOf(list, count))},
                  [&] { return unwatched::getAttributes(list, traceSet, traceNo, values, count); });
@@ -336,6 +348,7 @@ int getAttributes(void* list, void* traceSet, int traceNo, T* values, int count)
 template <typename T>
 int setAttributes(void* list, void* traceSet, int traceNo, const T* values, int count)
 {
+    announce("setTraceAttributes", {list, traceSet});
     return watch("setTraceAttributes",
                  {list, traceSet, traceNo, input(values, sizeOf(list, count))},
                  [&] { return unwatched::setAttributes(list, traceSet, traceNo, values, count); });

@@ -21,19 +21,15 @@ constexpr int endOfData = 3;
 // Functions by module: entry points have no arguments, and a module has no place for them.
 using FunctionTable = std::unordered_map<const ModuleEntity*, VORN::ModuleFunctions>;
 
-FunctionTable& functionTable()
-{
-    static auto& table = *new FunctionTable; // modules may end with the process
-    return table;
-}
+// Made with the first such module, and never destroyed: modules may end with the process.
+FunctionTable* functionTable = nullptr;
 
 // Stands in the place of an entry point.
 template <std::function<void()> VORN::ModuleFunctions::*function>
 int call()
 {
-    const FunctionTable& table = functionTable();
-    const auto found = table.find(JobManager::getInstance()->getActiveModule());
-    if (found != table.end())
+    const auto found = functionTable->find(JobManager::getInstance()->getActiveModule());
+    if (found != functionTable->end())
         (found->second.*function)();
     return 0;
 }
@@ -238,7 +234,8 @@ VORN::ModuleFunctions functionsOf(const std::shared_ptr<Object>& object)
 
 void host_functions::forget(const ModuleEntity* module)
 {
-    functionTable().erase(module);
+    if (functionTable != nullptr) // destructors of modules allocate nothing
+        functionTable->erase(module);
 }
 
 namespace VORN {
@@ -252,7 +249,9 @@ ModuleEntity* addModule(const std::string& name, ModuleFunctions functions)
         module->processFunction = call<&ModuleFunctions::process>;
     if (functions.postprocess)
         module->postProcessFunction = call<&ModuleFunctions::postprocess>;
-    functionTable()[module.get()] = std::move(functions);
+    if (functionTable == nullptr)
+        functionTable = new FunctionTable;
+    (*functionTable)[module.get()] = std::move(functions);
     JobManager::getInstance()->jobModules.push_back(module.get());
     return module.release();
 }

@@ -404,7 +404,7 @@ TEST_F(ManyFilesTest, CtrlCStopsTheRunsAndWritesTheIndex)
     EXPECT_EQ(entry("a10").at("message"), "");
     EXPECT_THAT(result.errors, HasSubstr("vorn: interrupted; 0 of 3 files are done; the same call "
                                          "with --resume runs the others\n"));
-    EXPECT_THAT(tree.read("out/a1/log.txt"), HasSubstr("vorn: interrupted; module "));
+    EXPECT_THAT(tree.read("out/a1/log.txt"), HasSubstr("vorn: interrupted; "));
     EXPECT_THAT(tree.read("out/index.html"), HasSubstr("interrupted"));
 }
 

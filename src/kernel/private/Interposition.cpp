@@ -64,15 +64,17 @@ bool isMeantTo(const void* address)
 
 std::vector<std::string> interposedFunctions()
 {
-    const Library kernel = objectAt(reinterpret_cast<const void*>(&interposedFunctions));
     std::map<std::string, std::string> byObject;
+    Dl_info kernel{};
+    if (dladdr(reinterpret_cast<const void*>(&interposedFunctions), &kernel) == 0)
+        return {};
     for (const char* name : facadeNames) {
-        const void* own = kernel != nullptr ? dlsym(kernel.get(), name) : nullptr;
         const void* used = dlsym(RTLD_DEFAULT, name);
-        if (own == nullptr || used == nullptr || used == own || isStub(used) || isMeantTo(used))
-            continue;
         Dl_info info{};
-        const bool known = dladdr(used, &info) != 0 && info.dli_fname != nullptr;
+        const bool known = used != nullptr && dladdr(used, &info) != 0 && info.dli_fname != nullptr;
+        if (used == nullptr || info.dli_fbase == kernel.dli_fbase || isStub(used) ||
+            isMeantTo(used))
+            continue;
         std::string& functions = byObject[known ? info.dli_fname : "an unknown object"];
         functions += (functions.empty() ? "" : ", ") + readable(name);
     }

@@ -261,12 +261,14 @@ TEST_P(ManifestParallelTest, PartsGiveWhatOneProcessGives)
     const Outcome whole = run({"run", "job.yaml"});
     ASSERT_EQ(whole.exitCode, 0) << whole.errors;
     ASSERT_NE(whole.facts, "null");
-    for (const char* parts : {"1", "2", "3", "7"})
+    // With a sanitizer each process takes ten times as long.
+    using Numbers = std::vector<const char*>;
+    for (const char* parts : memoryIsOurs ? Numbers{"1", "2", "3", "7"} : Numbers{"3"})
         expectSame(whole, run({"run", "job.yaml", "--jobs", parts}), std::string(parts) + " parts");
     if (!runsInParts())
         return;
     std::mt19937 random(11);
-    for (int round = 0; round < 2; ++round) {
+    for (int round = memoryIsOurs ? 0 : 1; round < 2; ++round) {
         const Outcome parts = runCut(random);
         expectSame(whole, parts, "parts that end at " + told);
     }

@@ -16,12 +16,8 @@ constexpr int errorMessage = 3;
 
 using Runs = std::map<const JobManager*, JobRun>;
 
-// Never destroyed: a manager may end after all that is static.
-Runs& runs()
-{
-    static Runs& all = *new Runs;
-    return all;
-}
+// Made with the first notes, and never destroyed: a manager may end after all that is static.
+Runs* runs = nullptr;
 
 // By JobRun::Phase.
 constexpr const char* entryPoints[] = {"", "preprocess_", "process_", "postprocess_"};
@@ -65,7 +61,9 @@ int JobRun::newFileNumber()
 
 JobRun& JobRun::of(const JobManager& manager)
 {
-    const auto [run, isNew] = runs().try_emplace(&manager);
+    if (runs == nullptr)
+        runs = new Runs;
+    const auto [run, isNew] = runs->try_emplace(&manager);
     if (isNew)
         run->second.reset();
     return run->second;
@@ -73,13 +71,16 @@ JobRun& JobRun::of(const JobManager& manager)
 
 JobRun* JobRun::find(const JobManager& manager) noexcept
 {
-    const auto run = runs().find(&manager);
-    return run != runs().end() ? &run->second : nullptr;
+    if (runs == nullptr)
+        return nullptr;
+    const auto run = runs->find(&manager);
+    return run != runs->end() ? &run->second : nullptr;
 }
 
 void JobRun::forget(const JobManager& manager) noexcept
 {
-    runs().erase(&manager);
+    if (runs != nullptr)
+        runs->erase(&manager);
 }
 
 void JobRun::reset()

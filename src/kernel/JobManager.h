@@ -418,6 +418,7 @@ private:
     bool enterPhase(int phase, const char* function);
     void leavePhase() noexcept;
     void beginOutcome();
+    int runPhase(int phase, const char* function, int (JobManager::*run)());
     int runPreProcessing();
     int runProcessing();
     int runPostProcessing();

@@ -105,12 +105,13 @@ void JobManager::noteException() noexcept
     setActiveModule(nullptr);
 }
 
-int JobManager::preProcessJob()
+// A phase that ends with the first exception.
+int JobManager::runPhase(int phase, const char* function, int (JobManager::*run)())
 {
-    if (!enterPhase(preProcessing, "preProcessJob"))
+    if (!enterPhase(phase, function))
         return 1;
     try {
-        const int result = runPreProcessing();
+        const int result = (this->*run)();
         leavePhase();
         return result;
     } catch (...) {
@@ -118,6 +119,11 @@ int JobManager::preProcessJob()
         leavePhase();
         throw;
     }
+}
+
+int JobManager::preProcessJob()
+{
+    return runPhase(preProcessing, "preProcessJob", &JobManager::runPreProcessing);
 }
 
 int JobManager::runPreProcessing()
@@ -213,17 +219,7 @@ int JobManager::defineModulePriority(ModuleEntity* module,
 
 int JobManager::processJob()
 {
-    if (!enterPhase(processing, "processJob"))
-        return 1;
-    try {
-        const int result = runProcessing();
-        leavePhase();
-        return result;
-    } catch (...) {
-        noteException();
-        leavePhase();
-        throw;
-    }
+    return runPhase(processing, "processJob", &JobManager::runProcessing);
 }
 
 int JobManager::runProcessing()

@@ -540,7 +540,7 @@ contains
     interval = c_interval(test%handle, output - 1)
   end function vorn_test_interval
 
-  !> Points `samples` at the samples of a trace, until the next run; null where there is no such trace.
+  !> Points `samples` at the samples of a trace, until the next run; null where the trace does not exist.
   subroutine vorn_test_samples(test, output, trace, samples)
     type(vorn_test), intent(in) :: test
     integer(c_int), intent(in) :: output, trace

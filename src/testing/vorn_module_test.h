@@ -167,7 +167,7 @@ VORN_MODULE_TEST_EXPORT const char* vorn_test_header_text(const vorn_test* test,
                                                           int trace, const char* word);
 
 /** How many messages the module has sent, and message `number` with its type (0 detail to 4 fatal)
- * at `type` where that is not null; null where there is no such message. */
+ * at `type` where that is not null; null where the message does not exist. */
 /** @{ */
 VORN_MODULE_TEST_EXPORT int vorn_test_messages(const vorn_test* test);
 VORN_MODULE_TEST_EXPORT const char* vorn_test_message(const vorn_test* test, int number, int* type);
@@ -176,7 +176,7 @@ VORN_MODULE_TEST_EXPORT const char* vorn_test_message(const vorn_test* test, int
 /** Bytes of accounted memory that the module has not freed, its work traces among them. */
 VORN_MODULE_TEST_EXPORT int64_t vorn_test_bytes_left(const vorn_test* test);
 
-/** Problems so far, and the text of problem `number`; null where there is no such problem. */
+/** Problems so far, and the text of problem `number`; null where the problem does not exist. */
 /** @{ */
 VORN_MODULE_TEST_EXPORT int vorn_test_problems(const vorn_test* test);
 VORN_MODULE_TEST_EXPORT const char* vorn_test_problem(const vorn_test* test, int number);

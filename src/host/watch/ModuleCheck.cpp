@@ -64,7 +64,7 @@ bool mayRunAnywhere(const char* function)
     return std::strcmp(function, "isJobCancelled") == 0;
 }
 
-// Whether a sample is infinite or no number; its place, or -1.
+// The first sample that is infinite or not a number: its place, or -1.
 int firstNotFinite(const float* samples, int count)
 {
     constexpr uint32_t exponent = 0x7F800000;

@@ -65,7 +65,7 @@ bool readAll(int file, char* bytes, std::size_t size, std::size_t& got)
     return true;
 }
 
-// The first line without its end; "" where there is no such line.
+// The first line without its end; "" where no line ends.
 std::string firstLine(int file)
 {
     std::string line(longestLine, '\0');

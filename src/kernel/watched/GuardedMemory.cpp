@@ -15,7 +15,7 @@ namespace watched {
 
 namespace {
 
-// As a float and as a double it is no number. In memory that is not aligned the words follow the
+// As a float and as a double it is not a number. In memory that is not aligned the words follow the
 // first byte of the guard.
 constexpr std::array<unsigned char, 4> word = {0xA5, 0xA5, 0xF7, 0x7F};
 constexpr std::size_t guardBytes = 128; // a multiple of the heap's alignment

@@ -48,3 +48,16 @@ add_custom_command(OUTPUT ${reference_stamp}
     COMMENT "Making the reference of the installed headers"
     VERBATIM)
 add_custom_target(docs DEPENDS ${reference_stamp})
+
+# The same check as a test, beside the target's own files.
+if(VORN_BUILD_TESTS)
+    set(VORN_REFERENCE_DIR ${PROJECT_BINARY_DIR}/tests/docs/reference)
+    configure_file(${PROJECT_SOURCE_DIR}/docs/Doxyfile.in ${PROJECT_BINARY_DIR}/tests/docs/Doxyfile
+        @ONLY)
+    add_test(NAME page.reference
+        COMMAND sh -c "rm -rf \"$1\" && mkdir -p \"$1\" && \"$2\" \"$3\" && \"$4\" \"$5\" \"$1/warnings.txt\""
+            page.reference ${VORN_REFERENCE_DIR} $<TARGET_FILE:Doxygen::doxygen>
+            ${PROJECT_BINARY_DIR}/tests/docs/Doxyfile $<TARGET_FILE:Python3::Interpreter>
+            ${reference_check})
+    set_tests_properties(page.reference PROPERTIES LABELS docs)
+endif()

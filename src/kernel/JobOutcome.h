@@ -23,7 +23,7 @@ enum class JobEnd
 /// copy: it stays as it is while the job goes on.
 struct JobOutcome
 {
-    JobEnd end = JobEnd::notRun;
+    JobEnd end = JobEnd::notRun; ///< how the job has ended so far
     /// @name The first failure
     /// Empty where nothing has failed.
     /// @{

@@ -1,9 +1,10 @@
 # vorn_discover_tests(<target> [TIMEOUT <seconds>] [NOT_UNDER_VALGRIND <pattern>...])
 #
 # Makes each test of the GoogleTest executable one of ctest's, of at most 600 seconds by default. With
-# VORN_VALGRIND, a test of ctest is a whole suite under valgrind, since each start takes seconds.
-# NOT_UNDER_VALGRIND leaves tests out (patterns as for --gtest_filter), besides those that say in their
-# name that they are about costs: they compare times or processors' counts.
+# VORN_TESTS_BY_SUITE, a test of ctest is a whole suite: with sanitizers each start takes longer than
+# most tests. With VORN_VALGRIND, too, and it runs under valgrind; NOT_UNDER_VALGRIND leaves tests out
+# there (patterns as for --gtest_filter), besides those that say in their name that they are about
+# costs: they compare times or processors' counts.
 #
 # vorn_precompile_test_headers(<target>)
 #
@@ -28,19 +29,23 @@ function(vorn_discover_tests target)
     if(NOT arg_TIMEOUT)
         set(arg_TIMEOUT 600)
     endif()
-    if(NOT VORN_VALGRIND)
+    if(NOT VORN_VALGRIND AND NOT VORN_TESTS_BY_SUITE)
         gtest_discover_tests(${target}
             DISCOVERY_MODE PRE_TEST
             DISCOVERY_TIMEOUT 120
             PROPERTIES TIMEOUT ${arg_TIMEOUT})
         return()
     endif()
-    list(JOIN arg_NOT_UNDER_VALGRIND ":" left_out)
+    set(left_out "")
+    if(VORN_VALGRIND)
+        list(JOIN arg_NOT_UNDER_VALGRIND ":" left_out)
+        set(left_out "*Cost*:${left_out}")
+    endif()
     set(script ${CMAKE_CURRENT_BINARY_DIR}/${target}_suites.cmake)
     file(GENERATE OUTPUT ${script} CONTENT
 "set(program [==[$<TARGET_FILE:${target}>]==])
 set(launcher [==[${VORN_TEST_LAUNCHER}]==])
-set(left_out [==[*Cost*:${left_out}]==])
+set(left_out [==[${left_out}]==])
 include([==[${VORN_SUITES_SCRIPT}]==])
 ")
     set_property(DIRECTORY APPEND PROPERTY TEST_INCLUDE_FILES ${script})

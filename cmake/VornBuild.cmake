@@ -49,6 +49,7 @@ add_compile_options(
 add_link_options("$<${VORN_HARDENED}:LINKER:-z,relro;LINKER:-z,now>")
 
 # Nothing is compiled in another way but that the kernel gives every block back to the heap.
+option(VORN_OPTIMISE_COMMAND "Optimise the command's own code, which clang takes most of its time for" ON)
 option(VORN_TESTS_BY_SUITE "Run the tests of a suite in one process" OFF)
 option(VORN_VALGRIND "Run the tests under valgrind" OFF)
 if(VORN_VALGRIND AND VORN_SANITIZE)

@@ -99,9 +99,12 @@ void HashThread::await(const Stream& stream)
     hasDone.wait(lock, [&stream] { return stream.waiting == 0; });
 }
 
-// What waits at the end belongs to streams that nobody asks for any more.
+// What waits at the end belongs to streams that nobody asks for any more. The thread does not take
+// the processor from the one that gives it work, which a block that arrives would make it do.
 void HashThread::run()
 {
+    const sched_param batch{};
+    sched_setscheduler(0, SCHED_BATCH, &batch);
     std::unique_lock<std::mutex> lock(mutex);
     while (true) {
         hasWork.wait(lock, [this] { return ends || count > 0; });

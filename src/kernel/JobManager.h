@@ -45,6 +45,7 @@
 class DataChannel;
 class LibraryEntity;
 struct JobOutcome;
+class SeisTrace;
 class SeisTraceSet;
 
 /// Modules, referenced.
@@ -318,6 +319,12 @@ public:
     void freeResource(void* ptr);
     /// The same, without a search where the block says its place.
     void freeBlock(const AccountedBlock& block);
+    /// Gives `trace` the blocks of one of the same sizes that was deleted, uncleared, as two calls
+    /// of `allocateUncleared` would; false, and nothing done, where none are kept.
+    bool reuseTraceBlocks(SeisTrace& trace, int sampleBytes, int headerBytes);
+    /// Frees header and samples of a trace, as far as it has them, each as `freeBlock` does; the
+    /// trace still says where they were.
+    void freeTraceBlocks(const SeisTrace& trace);
     /// Gives blocks that were freed, and are kept for the next request of their size, to the heap.
     void releaseSpareBlocks();
     /// @}
@@ -409,6 +416,7 @@ private:
     AccountedBlock enterBlock(void* block, int size);
     void freeListed(void* ptr);
     BlockMap* activeModuleMap() const;
+    bool freeTogether(const SeisTrace& trace);
     void chargeActive(int size);
     void deleteChannelsAndBuffers();
     std::set<SeisTraceSet*> channelsAndBuffers() const;

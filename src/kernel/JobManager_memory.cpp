@@ -3,6 +3,7 @@
 #include "JobManager.h"
 
 #include "ModuleEntity.h"
+#include "SeisTrace.h"
 #include "kernel_messages.h"
 #include "private/BlockBytes.h"
 #include "private/BlockHeap.h"
@@ -27,6 +28,26 @@ namespace {
 }
 
 constinit SpareBlocks spareBlocks;
+
+// Modules may have shrunk a block with realloc: only the heap knows what is there.
+bool isWhole(void* block, int size)
+{
+    return malloc_usable_size(block) >= static_cast<std::size_t>(size);
+}
+
+// Keeps a block of the kernel's own, which no holder lists any more, or frees it.
+void keepOrDiscard(AccountedBlock block, int size)
+{
+    if (!isWhole(block.address, size) || !spareBlocks.keep(block, static_cast<std::size_t>(size)))
+        SpareBlocks::discard(block);
+}
+
+[[gnu::noinline]] void keepOrDiscard(const TraceBlocks& both, int sampleBytes, int headerBytes)
+{
+    const AccountedBlock samples = both.samples;
+    keepOrDiscard(both.header, headerBytes);
+    keepOrDiscard(samples, sampleBytes);
+}
 
 } // namespace
 
@@ -55,6 +76,32 @@ AccountedBlock JobManager::allocateUncleared(int size)
     table.reenter(*entry, &jobMemoryMap, activeModuleMap());
     chargeActive(size);
     return spare;
+}
+
+bool JobManager::reuseTraceBlocks(SeisTrace& trace, int sampleBytes, int headerBytes)
+{
+    if (heap::isGuarded())
+        return false;
+    const TraceBlocks* spare =
+        spareBlocks.take(static_cast<uint32_t>(sampleBytes), static_cast<uint32_t>(headerBytes));
+    if (spare == nullptr)
+        return false;
+    BlockTable& table = BlockTable::instance();
+    BlockTable::Entry* const samples =
+        table.idleEntry(spare->samples.place, spare->samples.address);
+    BlockTable::Entry* const header = table.idleEntry(spare->header.place, spare->header.address);
+    if (samples == nullptr || header == nullptr) [[unlikely]] {
+        // The table has changed its size since: they are entered anew when they are next taken.
+        keepOrDiscard(*spare, sampleBytes, headerBytes);
+        return false;
+    }
+    table.reenter(*samples, *header, jobMemoryMap, activeModuleMap());
+    chargeActive(wrapping::sum(sampleBytes, headerBytes));
+    trace.traceSamples = static_cast<float*>(spare->samples.address);
+    trace.samplesPlace = spare->samples.place;
+    trace.traceHeader = static_cast<unsigned char*>(spare->header.address);
+    trace.headerPlace = spare->header.place;
+    return true;
 }
 
 // A block that the table does not list, from the heap where there is none yet.
@@ -150,10 +197,57 @@ void JobManager::freeBlock(const AccountedBlock& block)
         heap::give(spare.address);
         return;
     }
-    // Modules may have shrunk the block with realloc: only the heap knows what is there.
-    const std::size_t bytes = static_cast<std::size_t>(size);
-    if (malloc_usable_size(spare.address) < bytes || !spareBlocks.keep(spare, bytes))
-        SpareBlocks::discard(spare);
+    keepOrDiscard(spare, size);
+}
+
+void JobManager::freeTraceBlocks(const SeisTrace& trace)
+{
+    if (freeTogether(trace))
+        return;
+    if (trace.traceHeader != nullptr)
+        freeBlock({trace.traceHeader, trace.headerPlace});
+    if (trace.traceSamples != nullptr)
+        freeBlock({trace.traceSamples, trace.samplesPlace});
+}
+
+// The blocks of a trace as they were taken: the job lists both, and so does one of its modules or
+// none. False, and nothing done, where they are not like that.
+[[gnu::always_inline]] inline bool JobManager::freeTogether(const SeisTrace& trace)
+{
+    if (heap::isGuarded())
+        return false;
+    BlockTable& table = BlockTable::instance();
+    BlockTable::Entry* const samples = table.soleEntryAt(trace.samplesPlace, trace.traceSamples);
+    BlockTable::Entry* const header = table.soleEntryAt(trace.headerPlace, trace.traceHeader);
+    if (samples == nullptr || header == nullptr || samples == header ||
+        !BlockTable::haveSameHolders(*samples, *header) ||
+        !BlockTable::jobLists(jobMemoryMap, *samples))
+        return false;
+    ModuleEntity* module = table.moduleOf(*samples);
+    if (module != nullptr && !isOfJob(module))
+        return false;
+
+    const int sampleBytes = samples->size;
+    const int headerBytes = header->size;
+    const int bytes = wrapping::sum(sampleBytes, headerBytes);
+    totalJobMemoryUsed = wrapping::difference(totalJobMemoryUsed, bytes);
+    if (module != nullptr)
+        module->totalModuleMemoryUsed = wrapping::difference(module->totalModuleMemoryUsed, bytes);
+    table.removeHolders(*samples, *header, jobMemoryMap);
+
+    TraceBlocks* const room =
+        isWhole(trace.traceSamples, sampleBytes) && isWhole(trace.traceHeader, headerBytes)
+            ? spareBlocks.roomFor(static_cast<uint32_t>(sampleBytes),
+                                  static_cast<uint32_t>(headerBytes))
+            : nullptr;
+    if (room != nullptr) {
+        room->samples = {trace.traceSamples, trace.samplesPlace};
+        room->header = {trace.traceHeader, trace.headerPlace};
+    } else {
+        keepOrDiscard({trace.traceHeader, trace.headerPlace}, headerBytes);
+        keepOrDiscard({trace.traceSamples, trace.samplesPlace}, sampleBytes);
+    }
+    return true;
 }
 
 // Of blocks that a host has entered, or that others list, too.

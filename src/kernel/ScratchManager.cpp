@@ -183,8 +183,7 @@ int ScratchManager::writeOut(SeisTrace* trace)
     trace->traceOffset = position;
     trace->scratchFileNo = fileNo;
 
-    job->freeBlock({trace->traceHeader, trace->headerPlace});
-    job->freeBlock({trace->traceSamples, trace->samplesPlace});
+    job->freeTraceBlocks(*trace);
     trace->traceHeader = nullptr;
     trace->traceSamples = nullptr;
     return 1;
@@ -196,24 +195,34 @@ int ScratchManager::restoreFromScratch(SeisTrace* trace)
     if (resident || !checkScratchFile() || trace->traceOffset == -1)
         return 0;
 
+    if (!takeBlocks(trace))
+        return 0;
+    readRecord(trace);
+    freeRecord(trace);
+    trace->traceOffset = -1;
+    return 1;
+}
+
+// Of a trace that has none. Where there is no memory, the record stays the only copy; a trace half
+// in memory would lose it.
+bool ScratchManager::takeBlocks(SeisTrace* trace)
+{
     JobManager* job = JobManager::getInstance();
+    const int sampleBytes = 4 * trace->traceLength;
+    if (job->reuseTraceBlocks(*trace, sampleBytes, trace->traceHeaderSize))
+        return true;
     const AccountedBlock header = job->allocateUncleared(trace->traceHeaderSize);
-    const AccountedBlock samples = job->allocateUncleared(4 * trace->traceLength);
+    const AccountedBlock samples = job->allocateUncleared(sampleBytes);
     if (header.address == nullptr || samples.address == nullptr) {
-        // The record stays the only copy; a trace half in memory would lose it.
         job->freeBlock(header);
         job->freeBlock(samples);
-        return 0;
+        return false;
     }
     trace->traceHeader = static_cast<unsigned char*>(header.address);
     trace->headerPlace = header.place;
     trace->traceSamples = static_cast<float*>(samples.address);
     trace->samplesPlace = samples.place;
-
-    readRecord(trace);
-    freeRecord(trace);
-    trace->traceOffset = -1;
-    return 1;
+    return true;
 }
 
 void ScratchManager::deleteScratch()

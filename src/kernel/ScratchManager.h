@@ -87,6 +87,14 @@ public:
 
     /// Forgets a trace that is about to be destroyed; its record becomes free.
     void removeTrace(SeisTrace* trace);
+    /// The same; most traces have no record.
+    void forget(SeisTrace* trace)
+    {
+        if (trace->traceOffset >= 0 || trace == held)
+            removeTrace(trace);
+        else if (trace->order != nullptr)
+            trace->order->erase(trace);
+    }
 
     /// Reads `trace` back. Returns 1 when its blocks are present afterwards; 0, nothing changed,
     /// when it is resident already, has no record, no file can be opened or no memory is left. A
@@ -141,6 +149,7 @@ private:
     int64_t choosePosition(int recordSize);
     int64_t endPosition(int64_t recordSize);
     int writeOut(SeisTrace* trace);
+    static bool takeBlocks(SeisTrace* trace);
     bool writeRecord(SeisTrace* trace, int64_t position);
     bool isOfCurrentFile(const SeisTrace* trace) const;
     void readRecord(SeisTrace* trace);

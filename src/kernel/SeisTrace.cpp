@@ -132,13 +132,23 @@ std::vector<unsigned char>& packedRecord(std::size_t bytes)
 
 } // namespace
 
-SeisTrace::SeisTrace(int length, int headerSize, SamplesFollow)
+SeisTrace::SeisTrace(int length, int headerSize, AllFollows)
     : traceLength(length), traceFlag(0), traceHeaderSize(headerSize), traceOffset(-1),
       moreRecent(nullptr), lessRecent(nullptr), order(nullptr), arrivalNo(0), pendingEntries(0),
       scratchFileNo(0)
 {
-    traceSamples = takeBlock<float>(length * sampleBytes, samplesPlace);
-    traceHeader = takeBlock<unsigned char>(headerSize, headerPlace);
+    const int64_t bytes = length * sampleBytes;
+    if (bytes < 0 || bytes > INT_MAX ||
+        !JobManager::getInstance()->reuseTraceBlocks(*this, static_cast<int>(bytes), headerSize))
+    {
+        traceSamples = takeBlock<float>(bytes, samplesPlace);
+        traceHeader = takeBlock<unsigned char>(headerSize, headerPlace);
+    }
+}
+
+SeisTrace::SeisTrace(int length, int headerSize, SamplesFollow)
+    : SeisTrace(length, headerSize, AllFollows())
+{
     clearTraceHeader();
 }
 
@@ -149,12 +159,8 @@ SeisTrace::SeisTrace(int length, int headerSize) : SeisTrace(length, headerSize,
 
 SeisTrace::~SeisTrace()
 {
-    ScratchManager::getInstance()->removeTrace(this);
-    JobManager* job = JobManager::getInstance();
-    if (traceHeader != nullptr)
-        job->freeBlock({traceHeader, headerPlace});
-    if (traceSamples != nullptr)
-        job->freeBlock({traceSamples, samplesPlace});
+    ScratchManager::getInstance()->forget(this);
+    JobManager::getInstance()->freeTraceBlocks(*this);
 }
 
 void* SeisTrace::operator new(std::size_t bytes)

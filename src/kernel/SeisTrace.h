@@ -52,6 +52,12 @@ public:
     };
     /// The same, but the samples are whatever the memory held.
     SeisTrace(int length, int headerSize, SamplesFollow);
+    /// For a trace whose header the caller overwrites next, too: it is not cleared either.
+    struct AllFollows
+    {
+    };
+    /// The same, but the header as well is whatever the memory held.
+    SeisTrace(int length, int headerSize, AllFollows);
     SeisTrace(const SeisTrace&) = delete;
     SeisTrace& operator=(const SeisTrace&) = delete;
 

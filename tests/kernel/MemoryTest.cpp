@@ -2,6 +2,7 @@
 #include "KernelFixture.h"
 #include "ModuleEntity.h"
 #include "ProbeModule.h"
+#include "SeisTrace.h"
 
 #include <algorithm>
 #include <climits>
@@ -291,6 +292,130 @@ TEST_F(MemoryTest, OrderOfTheJobDoesNotMatter)
     release(ofB);
     EXPECT_EQ(a->totalModuleMemoryUsed, 0);
     EXPECT_EQ(b->totalModuleMemoryUsed, 0);
+}
+
+// ------------------------------------------------------------------------- the blocks of a trace
+
+// Header and samples of `trace` are charged to `holder` (null: to the job alone), and to nobody
+// else is anything.
+void expectChargedTo(const ModuleEntity* holder, const SeisTrace& trace,
+                     const std::vector<const ModuleEntity*>& modules)
+{
+    const Blocks expected = {{trace.traceSamples, trace.traceLength * 4},
+                             {trace.traceHeader, trace.traceHeaderSize}};
+    const int bytes = trace.getTraceMemorySize();
+    EXPECT_EQ(JobManager::getInstance()->totalJobMemoryUsed, bytes);
+    EXPECT_EQ(Blocks(JobManager::getInstance()->jobMemoryMap), expected);
+    for (const ModuleEntity* module : modules) {
+        EXPECT_EQ(module->totalModuleMemoryUsed, module == holder ? bytes : 0);
+        EXPECT_EQ(Blocks(module->moduleMemoryMap), module == holder ? expected : Blocks());
+    }
+}
+
+TEST_F(MemoryTest, TraceIsChargedToTheModuleThatMakesItWhoeverMadeTheOneBefore)
+{
+    for (ModuleEntity* maker : {a, b, static_cast<ModuleEntity*>(nullptr), a, &stranger}) {
+        job().setActiveModule(maker);
+        auto* const trace = new SeisTrace(100, 80);
+        expectChargedTo(maker, *trace, {a, b, &stranger});
+        std::memset(trace->traceSamples, 0x5a, 400);
+        std::memset(trace->traceHeader, 0x5a, 80);
+        job().setActiveModule(a);
+        if (maker != &stranger) {
+            delete trace;
+            expectChargedTo(a, SeisTrace(100, 80), {a, b, &stranger});
+        } else { // which keeps its charge
+            delete trace;
+            EXPECT_EQ(stranger.totalModuleMemoryUsed, 480);
+            EXPECT_EQ(stranger.moduleMemoryMap.size(), 2u);
+        }
+        EXPECT_EQ(job().totalJobMemoryUsed, 0);
+        EXPECT_TRUE(job().jobMemoryMap.empty());
+    }
+}
+
+TEST_F(MemoryTest, TraceOfReusedBlocksIsAllZeros)
+{
+    for (int i = 0; i < 3; ++i) {
+        SeisTrace trace(100, 80);
+        EXPECT_TRUE(std::all_of(trace.traceSamples, trace.traceSamples + 100,
+                                [](float sample) { return sample == 0; }));
+        EXPECT_TRUE(std::all_of(trace.traceHeader, trace.traceHeader + 80,
+                                [](unsigned char byte) { return byte == 0; }));
+        std::memset(trace.traceSamples, 0x5a, 400);
+        std::memset(trace.traceHeader, 0x5a, 80);
+    }
+}
+
+TEST_F(MemoryTest, BlocksOfATraceThatTwoModulesHoldAreUnchargedFromBoth)
+{
+    job().setActiveModule(a);
+    auto* const trace = new SeisTrace(100, 64);
+    job().setActiveModule(b);
+    trace->expandHeader(100);
+    EXPECT_EQ(a->totalModuleMemoryUsed, 400);
+    EXPECT_EQ(b->totalModuleMemoryUsed, 128);
+    delete trace;
+    EXPECT_EQ(a->totalModuleMemoryUsed, 0);
+    EXPECT_EQ(b->totalModuleMemoryUsed, 0);
+    EXPECT_EQ(job().totalJobMemoryUsed, 0);
+    EXPECT_TRUE(a->moduleMemoryMap.empty());
+    EXPECT_TRUE(b->moduleMemoryMap.empty());
+}
+
+TEST_F(MemoryTest, TraceWithASingleBlockGivesThatOneBack)
+{
+    auto* const trace = new SeisTrace(100, 80);
+    job().freeResource(trace->traceHeader);
+    trace->traceHeader = nullptr;
+    EXPECT_EQ(job().totalJobMemoryUsed, 400);
+    delete trace;
+    EXPECT_EQ(job().totalJobMemoryUsed, 0);
+}
+
+TEST_F(MemoryTest, SamplesThatAModuleHasShrunkAreNotTakenForTheirFormerSize)
+{
+    auto* const trace = new SeisTrace(20000, 80);
+    const auto former = reinterpret_cast<uintptr_t>(trace->traceSamples);
+    void* shrunk = std::realloc(trace->traceSamples, 100);
+    trace->traceSamples = static_cast<float*>(shrunk);
+    delete trace;
+    if (reinterpret_cast<uintptr_t>(shrunk) != former)
+        GTEST_SKIP() << "this heap moves what it shrinks";
+
+    const SeisTrace next(20000, 80);
+    EXPECT_GE(malloc_usable_size(next.traceSamples), 80000u);
+}
+
+TEST_F(MemoryTest, BlocksOfDeletedTracesAreEnteredAnewWhenTheTableHasGrown)
+{
+    job().setActiveModule(a);
+    delete new SeisTrace(100, 80);
+    std::vector<void*> many(5000); // enough for several sizes of the table
+    for (void*& block : many)
+        block = take(3, nullptr);
+    for (void* block : many)
+        release(block);
+    EXPECT_EQ(job().totalJobMemoryUsed, 0);
+
+    job().setActiveModule(b);
+    auto* const trace = new SeisTrace(100, 80);
+    expectChargedTo(b, *trace, {a, b, &stranger});
+    delete trace;
+    EXPECT_EQ(job().totalJobMemoryUsed, 0);
+    EXPECT_EQ(b->totalModuleMemoryUsed, 0);
+}
+
+// In 32 bits both are 100 samples.
+TEST_F(MemoryTest, TraceOfAnAbsurdLengthGetsNoBlocksOfADeletedOne)
+{
+    for (const int length : {(1 << 30) + 100, 100 - (1 << 30)}) {
+        delete new SeisTrace(100, 80);
+        const SeisTrace trace(length, 80);
+        EXPECT_EQ(trace.traceSamples, nullptr) << length;
+        EXPECT_EQ(job().totalJobMemoryUsed, 80) << length;
+    }
+    EXPECT_EQ(host.messages.size(), 2u);
 }
 
 TEST_F(MemoryTest, UnknownBlockIsFreedAndChangesNoTotal)

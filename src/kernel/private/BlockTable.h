@@ -56,6 +56,16 @@ public:
     {
         return (map.module != nullptr ? entry.module : entry.job) == map.number;
     }
+    /// The same for a map that is known to be a job's.
+    static bool jobLists(const BlockMap& map, const Entry& entry)
+    {
+        return entry.job == map.number;
+    }
+    /// Whether two blocks have the same holders.
+    static bool haveSameHolders(const Entry& one, const Entry& other)
+    {
+        return one.job == other.job && one.module == other.module;
+    }
 
     /// Enters `block` for one holder or both (null: not); what they listed under this address
     /// before is overwritten. `marks` is `own` or 0. Returns the entry's place.
@@ -69,6 +79,9 @@ public:
 
     inline void removeJob(Entry& entry);
     inline void removeModule(Entry& entry);
+    /// Both holders give up two blocks. Requires: the blocks have the same holders, of which the
+    /// job's map is `job`.
+    inline void removeHolders(Entry& one, Entry& other, BlockMap& job);
 
     /// @name Blocks that are soon taken again
     /// The entry of a block without holders may stay, idle, for its next holders. It is
@@ -79,10 +92,16 @@ public:
     /// where it is not at `place`.
     Entry* soleEntry(uint32_t place, void* block)
     {
-        if (place <= lastPlace && entryAt(place).block == block &&
-            entryAt(place).marks == (own | sole))
-            return &entryAt(place);
-        return findSoleEntry(block);
+        Entry* entry = soleEntryAt(place, block);
+        return entry != nullptr ? entry : findSoleEntry(block);
+    }
+    /// The same, or null where it is not at `place`.
+    Entry* soleEntryAt(uint32_t place, void* block)
+    {
+        if (place > lastPlace)
+            return nullptr;
+        Entry& entry = entryAt(place);
+        return entry.block == block && entry.marks == (own | sole) ? &entry : nullptr;
     }
     Entry* findSoleEntry(void* block);
     /// Where an entry lies.
@@ -94,13 +113,15 @@ public:
     /// The entry at `place` if it is idle and of `block`, else null.
     Entry* idleEntry(uint32_t place, const void* block)
     {
-        if (place > lastPlace || entryAt(place).block != block)
+        if (place > lastPlace)
             return nullptr;
         Entry& entry = entryAt(place);
-        return entry.job == 0 && entry.module == 0 ? &entry : nullptr;
+        return entry.block == block && entry.job == 0 && entry.module == 0 ? &entry : nullptr;
     }
     /// Lists an idle entry for one holder or both.
     inline void reenter(Entry& entry, BlockMap* job, BlockMap* module);
+    /// Lists two idle entries for a job and, if not null, a module.
+    inline void reenter(Entry& one, Entry& other, BlockMap& job, BlockMap* module);
     /// Removes an entry without holders.
     void drop(Entry& entry);
     /// @}
@@ -145,9 +166,12 @@ private:
         return ((reinterpret_cast<uintptr_t>(block) >> 4) * 0x9E3779B97F4A7C15ull) >> shift;
     }
     std::size_t next(std::size_t bucket) const { return (bucket + 1) & mask; }
+    // Buckets are nothing but their entries, one behind the other: no division into both.
     Entry& entryAt(uint32_t place)
     {
-        return buckets[place / bucketSize].entries[place % bucketSize];
+        static_assert(sizeof(Bucket) == bucketSize * sizeof(Entry));
+        return *reinterpret_cast<Entry*>(reinterpret_cast<unsigned char*>(buckets.data()) +
+                                         place * sizeof(Entry));
     }
     Entry& freeEntry(const void* block);
     Entry& entryFor(void* address, BlockMap* job, BlockMap* module, bool& isSole);
@@ -190,6 +214,15 @@ inline void BlockTable::removeModule(Entry& entry)
     entry.module = 0;
 }
 
+inline void BlockTable::removeHolders(Entry& one, Entry& other, BlockMap& job)
+{
+    job.listed -= 2;
+    if (BlockMap* const module = modules[one.module])
+        module->listed -= 2;
+    one.job = other.job = 0;
+    one.module = other.module = 0;
+}
+
 inline uint32_t BlockTable::enter(void* address, int32_t size, BlockMap* job, BlockMap* module,
                                   uint8_t marks)
 {
@@ -224,6 +257,16 @@ inline void BlockTable::reenter(Entry& entry, BlockMap* job, BlockMap* module)
     if (module != nullptr) {
         entry.module = static_cast<uint16_t>(module->number);
         ++module->listed;
+    }
+}
+
+inline void BlockTable::reenter(Entry& one, Entry& other, BlockMap& job, BlockMap* module)
+{
+    one.job = other.job = static_cast<uint8_t>(job.number);
+    job.listed += 2;
+    if (module != nullptr) {
+        one.module = other.module = static_cast<uint16_t>(module->number);
+        module->listed += 2;
     }
 }
 

@@ -140,6 +140,18 @@ void SeisTraceSet::setNumberOfTraces(int n)
         addTrace(new SeisTrace(traceLength, currentHeaderSize));
 }
 
+// With the touch: most calls of modules come here.
+inline SeisTrace* SeisTraceSet::touchedTrace(int traceNo)
+{
+    const std::size_t index = static_cast<std::size_t>(traceNo);
+    if (index >= traces.size() && !makeTracesTo(traceNo))
+        return nullptr;
+    SeisTrace* trace = traces[index];
+    if (trace != nullptr)
+        touchTrace(scratchManager, trace);
+    return trace;
+}
+
 SeisTrace* SeisTraceSet::getTrace(int traceNo, bool touchScratch)
 {
     const std::size_t index = static_cast<std::size_t>(traceNo);
@@ -286,20 +298,24 @@ int SeisTraceSet::configureLike(const SeisTraceSet* model)
 int SeisTraceSet::copyFromTrace(SeisTraceSet* src, bool copyHeader, bool copySamples,
                                 int traceNoFrom, int traceNoTo)
 {
-    SeisTrace* from = src != nullptr ? src->getTrace(traceNoFrom, true) : nullptr;
+    SeisTrace* from = src != nullptr ? src->touchedTrace(traceNoFrom) : nullptr;
     // With a limit of one resident trace, touching the target would page the source out.
     const ScratchManager::Hold hold(from);
     // All samples of a trace that comes into being here are written below: no need to clear them.
-    const bool isNew = traceNoTo >= getNumberOfTraces();
-    if (from != nullptr && traceNoTo == getNumberOfTraces() && copySamples &&
-        from->traceSamples != nullptr && traceLength <= src->traceLength &&
-        traceLength <= from->traceLength)
-        addTrace(new SeisTrace(traceLength, currentHeaderSize, SeisTrace::SamplesFollow()));
-    SeisTrace* to = getTrace(traceNoTo, true);
+    const int count = getNumberOfTraces();
+    const bool isNew = traceNoTo >= count;
+    bool hasHeader = false; // it has been written
+    if (from != nullptr && traceNoTo == count && copySamples && from->traceSamples != nullptr &&
+        traceLength <= src->traceLength && traceLength <= from->traceLength)
+    {
+        hasHeader = copyHeader && isHeaderCopyKnown(src) && fits(headerCopy, *from);
+        addTrace(newCopy(*from, hasHeader));
+    }
+    SeisTrace* to = touchedTrace(traceNoTo);
     if (from == nullptr || to == nullptr)
         return 0;
 
-    if (copyHeader) {
+    if (copyHeader && !hasHeader) {
         if (!isNew)
             to->clearTraceHeader();
         copyHeaderFrom(src, from, to);
@@ -315,10 +331,42 @@ int SeisTraceSet::copyFromTrace(SeisTraceSet* src, bool copyHeader, bool copySam
     return 1;
 }
 
+// Whether a header as traces are made with here takes over that of `from`, and neither grows.
+inline bool SeisTraceSet::fits(const HeaderCopy& copy, const SeisTrace& from) const
+{
+    return from.traceHeader != nullptr && from.traceHeaderSize >= copy.sourceSize &&
+           currentHeaderSize >= copy.targetSize;
+}
+
+// A trace of this set for the samples of `from`, with the header of `from` if that fits. Only what
+// lies between the attributes is cleared: most often nothing.
+inline SeisTrace* SeisTraceSet::newCopy(const SeisTrace& from, bool withHeader) const
+{
+    if (!withHeader)
+        return new SeisTrace(traceLength, currentHeaderSize, SeisTrace::SamplesFollow());
+    auto* const trace = new SeisTrace(traceLength, currentHeaderSize, SeisTrace::AllFollows());
+    unsigned char* const header = trace->traceHeader;
+    if (header == nullptr)
+        return trace;
+    int written = 0; // bytes from the start
+    const auto clearTo = [&](int end) {
+        if (end > written)
+            std::memset(header + written, 0, static_cast<std::size_t>(end - written));
+    };
+    for (const HeaderCopy::Run& run : headerCopy.runs) {
+        clearTo(run.to);
+        std::memcpy(header + run.to, from.traceHeader + run.from,
+                    static_cast<std::size_t>(run.size));
+        written = std::max(written, run.to + run.size);
+    }
+    clearTo(currentHeaderSize);
+    return trace;
+}
+
 // Into a header of zeros.
 void SeisTraceSet::copyHeaderFrom(SeisTraceSet* src, SeisTrace* from, SeisTrace* to)
 {
-    const HeaderCopy& copy = headerCopyFrom(src);
+    const HeaderCopy& copy = isHeaderCopyKnown(src) ? headerCopy : headerCopyFrom(src);
     if (copy.sourceLayout == 0 || from->traceHeaderSize < copy.sourceSize ||
         from->traceHeader == nullptr)
     {
@@ -338,12 +386,19 @@ void SeisTraceSet::copyHeaderFrom(SeisTraceSet* src, SeisTrace* from, SeisTrace*
 }
 
 // Looking names up for every trace costs several times what the copying does; layouts hardly change
-// once traces flow. Defines what is missing here.
+// once traces flow.
+inline bool SeisTraceSet::isHeaderCopyKnown(const SeisTraceSet* src) const
+{
+    return !layoutExposed && !src->layoutExposed && headerCopy.sourceLayout == src->layoutNumber &&
+           headerCopy.targetLayout == layoutNumber &&
+           headerCopy.sourceCount == src->attrDefs.size() &&
+           headerCopy.targetCount == attrDefs.size();
+}
+
+// Defines what is missing here.
 const SeisTraceSet::HeaderCopy& SeisTraceSet::headerCopyFrom(SeisTraceSet* src)
 {
-    if (!layoutExposed && !src->layoutExposed && headerCopy.sourceLayout == src->layoutNumber &&
-        headerCopy.targetLayout == layoutNumber && headerCopy.sourceCount == src->attrDefs.size() &&
-        headerCopy.targetCount == attrDefs.size())
+    if (isHeaderCopyKnown(src))
         return headerCopy;
 
     HeaderCopy copy;

@@ -195,6 +195,10 @@ private:
     std::unique_ptr<RecentNames<traceAttIdent>> recentNames; // of attrDefs
 
     [[gnu::noinline]] bool makeTracesTo(int traceNo);
+    SeisTrace* touchedTrace(int traceNo);
+    bool isHeaderCopyKnown(const SeisTraceSet* src) const;
+    bool fits(const HeaderCopy& copy, const SeisTrace& from) const;
+    SeisTrace* newCopy(const SeisTrace& from, bool withHeader) const;
     traceAttIdent* knownPlace(std::string_view name) const;
     UniVar valueAt(const traceAttIdent& ident, int traceNo);
     traceAttIdent& place(const std::string& name);

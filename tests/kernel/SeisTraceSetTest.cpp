@@ -649,6 +649,50 @@ TEST_F(CopyTest, TargetsHeaderIsClearedFirst)
     EXPECT_EQ(set.getAttribute("mine", 0).getI32Value(), 0);
 }
 
+// The memory of a trace that was deleted comes again: what no attribute covers must not show it.
+TEST_F(CopyTest, HeaderOfANewTraceIsThatOfOneThatWasThere)
+{
+    define("wide", 1, 30); // one character, and room for more
+    define("narrow", 1, 5);
+    for (const char* name : {"wide", "double", "narrow", "int"})
+        set.defineAttribute(name);
+    other.setAttribute("wide", UniVar("w"), 0);
+    other.setAttribute("narrow", UniVar("n"), 0);
+    other.setAttribute("double", UniVar(0.25), 0);
+    set.copyFromTrace(&other, true, true, 0, 0); // defines what is missing
+    set.setNumberOfTraces(2);
+    set.copyFromTrace(&other, true, true, 0, 1);
+    const int size = set.getHeaderSize(1);
+    ASSERT_EQ(size, set.currentHeaderSize);
+
+    auto* const deleted = new SeisTrace(set.traceLength, size);
+    std::memset(deleted->traceHeader, 0x5a, static_cast<std::size_t>(size));
+    delete deleted;
+    set.copyFromTrace(&other, true, true, 0, 2);
+    const unsigned char* const there = set.getHeader(1);
+    const unsigned char* const made = set.getHeader(2);
+    ASSERT_EQ(set.getHeaderSize(2), size);
+    EXPECT_EQ(std::vector<unsigned char>(made, made + size),
+              std::vector<unsigned char>(there, there + size));
+    EXPECT_EQ(set.getAttribute("wide", 2).getStrValue(), "w");
+    EXPECT_EQ(set.getAttribute("double", 2).getF64Value(), 0.25);
+    EXPECT_EQ(set.getAttribute("int", 2).getI32Value(), 11);
+}
+
+TEST_F(CopyTest, HeaderOfANewTraceIsZeroWhereThatOfTheSourceIsShorter)
+{
+    define("wide2", 5, 20);
+    other.defineAttribute("wide2");
+    other.setAttribute("double", UniVar(2.5), 1);
+    set.copyFromTrace(&other, true, true, 1, 0);
+    set.copyFromTrace(&other, true, true, 1, 1);
+    set.copyFromTrace(&other, true, true, 0, 2);
+    ASSERT_LT(other.getTrace(0, false)->traceHeaderSize, other.attrDefs.at("double").offset);
+    EXPECT_EQ(set.getAttribute("double", 1).getF64Value(), 2.5);
+    EXPECT_EQ(set.getAttribute("double", 2).getF64Value(), 0.0);
+    EXPECT_EQ(set.getAttribute("int", 2).getI32Value(), 11);
+}
+
 TEST_F(CopyTest, AttributesAreFoundByNameWhateverTheirPlaces)
 {
     set.defineAttribute("double");

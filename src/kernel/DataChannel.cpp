@@ -1,5 +1,7 @@
 #include "DataChannel.h"
 
+#include "ScratchManager.h"
+
 #include <algorithm>
 
 namespace {
@@ -46,7 +48,7 @@ ModuleEntity* DataChannel::getAttachedOutputModule(int i) const
 
 int DataChannel::addTrace(SeisTrace* trace)
 {
-    const int count = SeisTraceSet::addTrace(trace);
+    traces.push_back(trace);
     const int64_t arrivalNo = nextArrivalNo();
     const int consumers = getNumberOfOutputModules();
     arrivalNos.push_back(arrivalNo);
@@ -61,7 +63,7 @@ int DataChannel::addTrace(SeisTrace* trace)
         TraceQueue* queue = queueOf(consumer);
         (queue != nullptr ? *queue : moduleTraces[consumer]).push_back(trace, arrivalNo);
     }
-    return count;
+    return getNumberOfTraces();
 }
 
 TraceQueue* DataChannel::findQueue(ModuleEntity* consumer) const
@@ -72,7 +74,7 @@ TraceQueue* DataChannel::findQueue(ModuleEntity* consumer) const
 
 void DataChannel::removeInputTrace(ModuleEntity* consumer, int traceNo)
 {
-    if (traceNo < 0)
+    if (traceNo < 0 || (traceNo == 0 && removeFirst(consumer)))
         return;
     SeisTrace* trace = getLeavingTrace(traceNo);
     take(consumer, trace, traceNo);
@@ -80,6 +82,26 @@ void DataChannel::removeInputTrace(ModuleEntity* consumer, int traceNo)
         touch(trace);
     else if (traceNo < getNumberOfTraces())
         destroyTrace(trace, traceNo);
+}
+
+// The way of most traces: the first one of the channel, which this consumer alone waits for, and
+// which a touch would not page in or out. False, and nothing done, where it is not like that.
+inline bool DataChannel::removeFirst(ModuleEntity* consumer)
+{
+    SeisTrace* const trace = !traces.empty() ? traces.front() : nullptr;
+    if (trace == nullptr || trace->pendingEntries != 1 || scratchManager == nullptr ||
+        !scratchManager->isAtRest(trace))
+        return false;
+    TraceQueue* queue = queueOf(consumer);
+    if (queue == nullptr || !queue->takeFront(trace))
+        return false;
+    if (!arrivalNos.empty())
+        arrivalNos.pop_front();
+    delete trace;
+    traces.pop_front();
+    if (!traces.empty() && traces.front() != nullptr)
+        dataChannelFlag = traces.front()->traceFlag;
+    return true;
 }
 
 void DataChannel::take(ModuleEntity* consumer, SeisTrace* trace, int traceNo)

@@ -67,6 +67,12 @@ public:
         const TraceQueue* queue = queueOf(consumer);
         return queue != nullptr ? static_cast<int>(queue->size()) : getNumberOfTraces();
     }
+    /// Whether there are any.
+    bool hasInputTraces(ModuleEntity* consumer) const
+    {
+        const TraceQueue* queue = queueOf(consumer);
+        return queue != nullptr ? !queue->empty() : !traces.empty();
+    }
 
     /// Ends the use of trace `traceNo` (zero-based, in the channel, not in the queue) by
     /// `consumer`; the last consumer's call destroys the trace and moves later traces down. On an
@@ -100,6 +106,7 @@ private:
         return findQueue(consumer);
     }
     TraceQueue* findQueue(ModuleEntity* consumer) const;
+    bool removeFirst(ModuleEntity* consumer);
     void take(ModuleEntity* consumer, SeisTrace* trace, int traceNo);
     bool isPending(const SeisTrace* trace, int traceNo) const;
     int64_t arrivalNoOf(int traceNo) const;

@@ -15,6 +15,11 @@
 
 JobManager* JobManager::jobManagerInstance = nullptr;
 
+void JobManager::makeInstance()
+{
+    jobManagerInstance = new JobManager;
+}
+
 JobManager::JobManager()
     : activeModule(nullptr), messageFunc(nullptr), messageArgumentFunc(nullptr),
       statisticFunc(nullptr), createPadFunc(nullptr), addTraceToPadFunc(nullptr),

@@ -101,8 +101,8 @@ public:
     /// `jobManagerInstance` to null itself before the next use.
     static JobManager* getInstance()
     {
-        if (jobManagerInstance == nullptr)
-            jobManagerInstance = new JobManager;
+        if (jobManagerInstance == nullptr) [[unlikely]]
+            makeInstance();
         return jobManagerInstance;
     }
 
@@ -406,6 +406,8 @@ private:
     };
     struct InputScan;
 
+    static void makeInstance(); // apart: what asks for the instance stays small
+
     Inputs askForInputs(ModuleEntity* module, EndOfDataFlags& jobModulesEodFlag);
     static InputScan scanInputs(ModuleEntity* module, EndOfDataFlags& jobModulesEodFlag);
     static bool everyInputPending(ModuleEntity* module);
@@ -414,9 +416,9 @@ private:
     bool isOfJob(ModuleEntity* module) const;
     bool isFoundInJob(ModuleEntity* module) const;
     AccountedBlock enterBlock(void* block, int size);
+    bool freeTogether(const SeisTrace& trace);
     void freeListed(void* ptr);
     BlockMap* activeModuleMap() const;
-    bool freeTogether(const SeisTrace& trace);
     void chargeActive(int size);
     void deleteChannelsAndBuffers();
     std::set<SeisTraceSet*> channelsAndBuffers() const;

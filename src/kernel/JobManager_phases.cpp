@@ -268,7 +268,9 @@ int JobManager::processModules(ModuleList& jobModulesForProcess, EndOfDataFlags&
     return processStatus;
 }
 
-int JobManager::runPass(ModuleList& jobModulesForProcess, EndOfDataFlags& jobModulesEodFlag)
+// Every trace of every module passes here: the steps below are made part of it.
+[[gnu::flatten]] int JobManager::runPass(ModuleList& jobModulesForProcess,
+                                         EndOfDataFlags& jobModulesEodFlag)
 {
     int processStatus = -1;
     for (std::size_t i = 0; i < jobModulesForProcess.size(); ++i) {
@@ -328,7 +330,7 @@ JobManager::InputScan JobManager::scanInputs(ModuleEntity* module,
     InputScan scan;
     module->producersToAsk.clear();
     for (const DataChannel* channel : module->inputDataChannels) {
-        if (channel->getNumberOfInputTraces(module) != 0)
+        if (channel->hasInputTraces(module))
             continue;
         scan.empty = true;
         if (channel->getNumberOfTraces() > 0) {
@@ -346,9 +348,12 @@ JobManager::InputScan JobManager::scanInputs(ModuleEntity* module,
 
 bool JobManager::everyInputPending(ModuleEntity* module)
 {
-    return std::all_of(
-        module->inputDataChannels.begin(), module->inputDataChannels.end(),
-        [=](const DataChannel* channel) { return channel->getNumberOfInputTraces(module) != 0; });
+    // A loop: there is one channel as a rule, and the library's algorithms unroll for many.
+    for (const DataChannel* channel : module->inputDataChannels) {
+        if (!channel->hasInputTraces(module))
+            return false;
+    }
+    return true;
 }
 
 int JobManager::processModule(ModuleEntity* module)

@@ -73,6 +73,18 @@ SeisTraceSet* traceSetOf(void* handle)
     return static_cast<SeisTraceSet*>(handle);
 }
 
+// Every call of a module asks for its buffers: straight from the active module's list. Numbers that
+// do not exist give null; a negative one lies beyond the end.
+template <std::vector<DataChannel*> ModuleEntity::*channels>
+void* bufferOfActive(int channel)
+{
+    const ModuleEntity* module = job().getActiveModule();
+    const std::size_t index = static_cast<std::size_t>(channel);
+    return module != nullptr && index < (module->*channels).size()
+               ? handleOf((module->*channels)[index])
+               : nullptr;
+}
+
 int oneOrZero(bool truth)
 {
     return truth ? 1 : 0;
@@ -151,12 +163,12 @@ UniVar getModuleProcessingOption(const char* key)
 
 void* getInputTraceBuffer(int channel)
 {
-    return handleOf(job().getInputTraceBuffer(channel));
+    return bufferOfActive<&ModuleEntity::inputDataChannels>(channel);
 }
 
 void* getOutputTraceBuffer(int channel)
 {
-    return handleOf(job().getOutputTraceBuffer(channel));
+    return bufferOfActive<&ModuleEntity::outputDataChannels>(channel);
 }
 
 void* getWorkTraceBuffer(int wtset)

@@ -67,12 +67,17 @@ int totalTraces(const std::vector<DataChannel*>& channels)
 struct KeptValues
 {
     JobManager* const job = JobManager::getInstance();
-    const std::size_t outer = job->keptValues.size();
+    // Nearly always none: asking whether there are any costs less than counting them.
+    const std::size_t outer = job->keptValues.empty() ? 0 : job->keptValues.size();
 
     KeptValues() = default;
     KeptValues(const KeptValues&) = delete;
     KeptValues& operator=(const KeptValues&) = delete;
-    ~KeptValues() { job->releaseKeptValues(outer); }
+    ~KeptValues()
+    {
+        if (!job->keptValues.empty())
+            job->releaseKeptValues(outer);
+    }
 };
 
 } // namespace

@@ -103,6 +103,11 @@ void clear(const Record& record)
 ScratchManager* ScratchManager::ScratchManagerInstance = nullptr;
 int ScratchManager::MAX_TRACES_IN_SCRATCH_V = defaultLimit;
 
+void ScratchManager::makeInstance()
+{
+    ScratchManagerInstance = new ScratchManager;
+}
+
 ScratchManager::ScratchManager()
     : scratchFile(nullptr), fileEnd(0), fileNo(0), held(nullptr), heldLeft(false)
 {

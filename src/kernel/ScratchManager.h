@@ -60,8 +60,8 @@ public:
     /// The manager of the process, created on first use.
     static ScratchManager* getInstance()
     {
-        if (ScratchManagerInstance == nullptr)
-            ScratchManagerInstance = new ScratchManager;
+        if (ScratchManagerInstance == nullptr) [[unlikely]]
+            makeInstance();
         return ScratchManagerInstance;
     }
 
@@ -144,12 +144,13 @@ public:
     };
 
 private:
+    static void makeInstance();
     void bringToFront(SeisTrace* trace);
     void pageOutLeft(SeisTrace* trace);
     int64_t choosePosition(int recordSize);
     int64_t endPosition(int64_t recordSize);
-    int writeOut(SeisTrace* trace);
     static bool takeBlocks(SeisTrace* trace);
+    int writeOut(SeisTrace* trace);
     bool writeRecord(SeisTrace* trace, int64_t position);
     bool isOfCurrentFile(const SeisTrace* trace) const;
     void readRecord(SeisTrace* trace);

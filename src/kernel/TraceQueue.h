@@ -103,6 +103,15 @@ public:
         return true;
     }
 
+    /// Takes out the first entry if it holds `trace`. Requires: not null.
+    bool takeFront(const SeisTrace* trace)
+    {
+        if (entries.empty() || entries.front().trace != trace)
+            return false;
+        entries.pop_front();
+        return true;
+    }
+
     /// @name The empty entry that the trace of this number of arrival has left
     /// @{
 

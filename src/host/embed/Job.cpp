@@ -1,6 +1,7 @@
 #include "embed/vorn_job.h"
 
 #include "JobManager.h"
+#include "JobOutcome.h"
 #include "base/CommandError.h"
 #include "base/Diagnostics.h"
 #include "base/Escaping.h"
@@ -44,7 +45,15 @@ struct Job::Content
 
 namespace {
 
-std::atomic<bool> isRunning{false};
+// The kernel forgets requests to cancel when a job is set up, so one that comes while the job is
+// still being checked is kept here until then.
+enum class RunState
+{
+    idle,
+    running,
+    cancelled
+};
+std::atomic<RunState> runState{RunState::idle};
 
 // Errors of the command's code as the standard exception: the application knows no other.
 template <typename Function>
@@ -167,8 +176,8 @@ JobResult describe(const host::RunResult& run)
     JobResult result;
     if (run.end == host::RunEnd::notStarted)
         result.outcome = RunOutcome::notStarted;
-    else if (JobManager::isCancelRequested())
-        result.outcome = RunOutcome::cancelled;
+    else if (JobManager::getInstance()->jobOutcome().end == JobEnd::cancelled)
+        result.outcome = RunOutcome::cancelled; // by a request before the last module had ended
     else
         result.outcome = run.failed ? RunOutcome::failed : RunOutcome::done;
     result.seconds = static_cast<double>(run.wallMicros) * 1e-6;
@@ -209,10 +218,11 @@ struct Running
 {
     Running()
     {
-        if (isRunning.exchange(true))
+        RunState idle = RunState::idle;
+        if (!runState.compare_exchange_strong(idle, RunState::running))
             throw std::logic_error("a job is already running in this process");
     }
-    ~Running() { isRunning.store(false); }
+    ~Running() { runState.store(RunState::idle); }
     Running(const Running&) = delete;
     Running& operator=(const Running&) = delete;
 };
@@ -307,6 +317,8 @@ JobResult Job::run(const JobListener& listener) const
         const host::InputWatch inputs(job);
         const host::ScratchSpace scratch(job.scratchDirectory);
         host::JobRunner runner(job, scratch.path());
+        if (runState.load() == RunState::cancelled)
+            JobManager::requestCancel();
         if (listener.onMessage)
             runner.onMessage = [&](const host::RunMessage& one) {
                 listener.onMessage(describe(one));
@@ -325,7 +337,9 @@ JobResult Job::run(const JobListener& listener) const
 
 void Job::cancel() noexcept
 {
-    if (isRunning.load())
+    RunState running = RunState::running;
+    if (runState.compare_exchange_strong(running, RunState::cancelled) ||
+        running == RunState::cancelled)
         JobManager::requestCancel();
 }
 

@@ -86,7 +86,7 @@ enum class RunOutcome
 {
     done,      ///< without errors
     failed,    ///< a module sent an error (severity 3 or 4), threw, or no trace could move any more
-    cancelled, ///< Job::cancel() was called; outputs are not written
+    cancelled, ///< Job::cancel() was called in time; outputs that had no name yet are not written
     notStarted ///< the job has errors, or a module library could not be loaded
 };
 
@@ -152,8 +152,10 @@ public:
     JobResult run(const JobListener& listener = {}) const;
 
     /// Asks the job that runs in this process to end soon; nothing when none does. May be called
-    /// from any thread and from signal handlers. run() then returns with RunOutcome::cancelled, and
-    /// no output gets its name.
+    /// from any thread and from signal handlers, from the moment when run() has been entered. run()
+    /// then returns with RunOutcome::cancelled, and no output gets its name; one that has it
+    /// already, since the request came at the very end, is whole. A request after that changes
+    /// nothing.
     static void cancel() noexcept;
 
 private:

@@ -1,4 +1,5 @@
 // Jobs in an application: read, checked, changed and run through the library VORN::job.
+#include "HostModules.h"
 #include "ProcessingTree.h"
 #include "embed/vorn_job.h"
 
@@ -6,6 +7,7 @@
 #include <fstream>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <memory>
 #include <string>
 #include <thread>
 #include <vector>
@@ -155,6 +157,41 @@ TEST_F(JobTest, ACancelledJobLeavesNoOutputAndTheNextIsWhole)
     EXPECT_THAT(tree.names(), ElementsAre()) << "nor a temporary file";
     EXPECT_EQ(job(line).run().outcome, RunOutcome::done);
     EXPECT_EQ(tree.read("out.su").size(), 12 * (240u + 20 * 4));
+}
+
+// Before the kernel has the job: here as it drops what an application has left half built.
+TEST_F(JobTest, ARequestDuringTheCheckOfAJobCancelsIt)
+{
+    struct Left
+    {
+        ~Left() { Job::cancel(); }
+    };
+    VORN::ModuleFunctions functions;
+    functions.process = [left = std::make_shared<Left>()] {};
+    VORN::addModule("left", std::move(functions));
+
+    const VORN::JobResult result = job(line).run();
+
+    EXPECT_EQ(result.outcome, RunOutcome::cancelled) << result.error;
+    EXPECT_THAT(tree.names(), ElementsAre());
+    EXPECT_EQ(job(line).run().outcome, RunOutcome::done) << "the request was for one run";
+}
+
+// Nothing is left to be cancelled when the last module has ended.
+TEST_F(JobTest, ARequestThatComesTooLateChangesNothing)
+{
+    int written = 0;
+    const VORN::JobResult result =
+        job(line).run({[&](const VORN::JobMessage& one) {
+                           if (one.module == "write" && tree.exists("out.su")) {
+                               ++written;
+                               Job::cancel();
+                           }
+                       },
+                       {}});
+    EXPECT_EQ(written, 1);
+    EXPECT_EQ(result.outcome, RunOutcome::done) << result.error;
+    EXPECT_TRUE(result.outputs.at(0).written);
 }
 
 // The thread that runs a job may be any, one at a time.

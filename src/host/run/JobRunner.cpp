@@ -18,6 +18,8 @@
 
 #include <QtGlobal>
 #include <algorithm>
+#include <array>
+#include <climits>
 #include <cstdlib>
 #include <ctime>
 #include <fmt/format.h>
@@ -117,6 +119,21 @@ private:
     RecordWatch& records;
 };
 
+// The directory is another one in each run, and setenv() keeps every value that a variable has ever
+// had: a process that runs jobs all day would grow.
+void setScratch(const std::string& directory)
+{
+    static std::array<char, PATH_MAX + 16> entry; // of the environment
+    const std::string text = "VORN_SCRATCH=" + directory;
+    if (text.size() >= entry.size()) {
+        setenv("VORN_SCRATCH", directory.c_str(), 1);
+        return;
+    }
+    unsetenv("VORN_SCRATCH"); // which may be the entry
+    std::copy_n(text.c_str(), text.size() + 1, entry.begin());
+    putenv(entry.data());
+}
+
 } // namespace
 
 JobRunner::JobRunner(const ResolvedJob& resolved, const std::string& scratchDirectory)
@@ -146,7 +163,7 @@ JobManager& JobRunner::manager()
 void JobRunner::prepareKernel(const std::string& scratchDirectory)
 {
     setenv("VORN_HOME", job.vornHome.c_str(), 1);
-    setenv("VORN_SCRATCH", scratchDirectory.c_str(), 1);
+    setScratch(scratchDirectory);
     setenv("VORN_SCRATCH_SIZE", std::to_string(job.scratchTraces).c_str(), 1);
     // Also for a manager that an earlier job of this process has left.
     ScratchManager::getInstance();

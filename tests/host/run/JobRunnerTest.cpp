@@ -5,8 +5,10 @@
 #include "TestTree.h"
 #include "job/JobCheck.h"
 
+#include <cstdlib>
 #include <filesystem>
 #include <gmock/gmock.h>
+#include <malloc.h>
 
 using namespace host;
 using ::testing::ElementsAre;
@@ -312,6 +314,22 @@ TEST_F(JobRunnerTest, TwoJobsInOneProcessDoNotMeet)
 // ---- What jobs leave in the process ----
 
 // Twice: what the modules tell each other during a job does not stay either.
+// setenv() would keep each of their names.
+TEST_F(JobRunnerTest, ScratchDirectoriesOfManyRunsTakeNoMemory)
+{
+    run(chain);
+    std::size_t before = 0;
+    std::string directory;
+    for (int i = 0; i < 2000; ++i) {
+        if (i == 100)
+            before = mallinfo2().uordblks;
+        directory = scratchDirectory / std::to_string(10000 + i);
+        const JobRunner runner(resolved, directory);
+        ASSERT_STREQ(std::getenv("VORN_SCRATCH"), directory.c_str());
+    }
+    EXPECT_LT(mallinfo2().uordblks, before + 20000);
+}
+
 TEST_F(JobRunnerTest, AJobOfTheProcessingModulesLeavesNoMemoryAndRunsAgain)
 {
     const ProcessingTree processing;

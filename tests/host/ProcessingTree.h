@@ -13,10 +13,10 @@
 
 /// Whether the sizes of processes are those of the program: a sanitizer multiplies them, and takes
 /// all addresses.
-#if defined(__SANITIZE_ADDRESS__)
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 constexpr bool memoryIsOurs = false;
 #elif defined(__has_feature)
-constexpr bool memoryIsOurs = !__has_feature(address_sanitizer);
+constexpr bool memoryIsOurs = !__has_feature(address_sanitizer) && !__has_feature(thread_sanitizer);
 #else
 constexpr bool memoryIsOurs = true;
 #endif

@@ -15,22 +15,66 @@
 
 namespace {
 
+constexpr int errorMessage = 3;
 constexpr int fatal = 4;
 constexpr int endOfData = 3;
 
-// Functions by module: entry points have no arguments, and a module has no place for them.
-using FunctionTable = std::unordered_map<const ModuleEntity*, VORN::ModuleFunctions>;
+struct HostModule
+{
+    VORN::ModuleFunctions functions;
+    bool runs = false; // one of them
+};
+
+// By module: entry points have no arguments, and a module has no place for its functions.
+using FunctionTable = std::unordered_map<const ModuleEntity*, HostModule>;
 
 // Made with the first such module, and never destroyed: modules may end with the process.
 FunctionTable* functionTable = nullptr;
 
-// Stands in the place of an entry point.
+int functionsRunning = 0;
+
+// As long as it lives, a function of `module` runs.
+class Running
+{
+public:
+    explicit Running(HostModule& called) : module(called)
+    {
+        module.runs = true;
+        ++functionsRunning;
+    }
+    ~Running()
+    {
+        module.runs = false;
+        --functionsRunning;
+    }
+    Running(const Running&) = delete;
+    Running& operator=(const Running&) = delete;
+
+private:
+    HostModule& module;
+};
+
+// Stands in the place of an entry point. Which module is called is known by the active one alone:
+// a host that calls processModule() of another module from within a function, without making that
+// one active, would run the same function again, and again from within that.
 template <std::function<void()> VORN::ModuleFunctions::*function>
 int call()
 {
     const auto found = functionTable->find(JobManager::getInstance()->getActiveModule());
-    if (found != functionTable->end())
-        (found->second.*function)();
+    if (found == functionTable->end())
+        return 0;
+    HostModule& module = found->second;
+    if (module.runs) {
+        sendMessage(errorMessage,
+                    "The call of an entry point is refused, since one of this module is still "
+                    "running; make the module that is meant the active one");
+        return 0;
+    }
+    const auto& entryPoint = module.functions.*function;
+    if (!entryPoint)
+        return 0;
+    const Running running(module);
+    entryPoint();
     return 0;
 }
 
@@ -238,6 +282,11 @@ void host_functions::forget(const ModuleEntity* module)
         functionTable->erase(module);
 }
 
+bool host_functions::areRunning() noexcept
+{
+    return functionsRunning > 0;
+}
+
 namespace VORN {
 
 ModuleEntity* addModule(const std::string& name, ModuleFunctions functions)
@@ -251,7 +300,7 @@ ModuleEntity* addModule(const std::string& name, ModuleFunctions functions)
         module->postProcessFunction = call<&ModuleFunctions::postprocess>;
     if (functionTable == nullptr)
         functionTable = new FunctionTable;
-    (*functionTable)[module.get()] = std::move(functions);
+    (*functionTable)[module.get()].functions = std::move(functions);
     JobManager::getInstance()->jobModules.push_back(module.get());
     return module.release();
 }

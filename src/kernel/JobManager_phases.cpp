@@ -75,8 +75,8 @@ struct JobManager::InputScan
 bool JobManager::enterPhase(int phase, const char* function)
 {
     JobRun& run = JobRun::of(*this);
-    if (run.phase != JobRun::Phase::none) {
-        sendMessage(3, std::string(function) + " is refused, since " + run.phaseFunction() +
+    if (const char* const running = run.runningFunction()) {
+        sendMessage(3, std::string(function) + " is refused, since " + running +
                            " is still running; call it when that has returned");
         return false;
     }

@@ -154,8 +154,8 @@ void JobManager::releaseBlocks()
 int JobManager::resetJob()
 {
     JobRun& run = JobRun::of(*this);
-    if (run.phase != JobRun::Phase::none) {
-        sendMessage(errorMessage, std::string("resetJob is refused, since ") + run.phaseFunction() +
+    if (const char* const running = run.runningFunction()) {
+        sendMessage(errorMessage, std::string("resetJob is refused, since ") + running +
                                       " is still running; call it when that has returned");
         return 1;
     }

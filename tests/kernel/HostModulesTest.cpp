@@ -202,4 +202,131 @@ TEST_F(HostModulesTest, AnExceptionReachesTheHost)
     EXPECT_TRUE(job().jobModules.empty());
 }
 
+// The host's own calls of entry points: documented to be plain calls, as the active module.
+class OwnCallsTest : public HostModulesTest
+{
+protected:
+    OwnCallsTest()
+    {
+        job().installMessageFunc(
+            [](int type, char*, const char* module, const char* text, void* into) {
+                if (type == 3)
+                    static_cast<std::vector<std::string>*>(into)->push_back(std::string(module) +
+                                                                            ": " + text);
+                return 0;
+            },
+            nullptr, &errors);
+    }
+
+    std::vector<std::string> errors;
+};
+
+// It does not make its module the active one, so that the function of the active one would run
+// again, for ever.
+TEST_F(OwnCallsTest, AFunctionIsNotCalledFromWithinItself)
+{
+    ModuleEntity* other = VORN::addModule("other", {{}, [] {}, {}});
+    int calls = 0;
+    ModuleEntity* module = VORN::addModule("one", {{},
+                                                   [&] {
+                                                       ++calls;
+                                                       EXPECT_EQ(other->processModule(), 0);
+                                                   },
+                                                   {}});
+    job().setActiveModule(module);
+    for (int call = 1; call <= 2; ++call) {
+        EXPECT_EQ(module->processModule(), 0);
+        EXPECT_EQ(calls, call);
+        EXPECT_EQ(job().getActiveModule(), module);
+        ASSERT_EQ(errors.size(), static_cast<std::size_t>(call));
+    }
+    EXPECT_THAT(errors[0], testing::StartsWith("one: The call of an entry point is refused"));
+}
+
+TEST_F(OwnCallsTest, AnotherFunctionIsCalledAsTheActiveModule)
+{
+    std::vector<std::string> called;
+    const auto note = [&] { called.push_back(job().getCurrentModuleName()); };
+    ModuleEntity* other = VORN::addModule("other", {note, note, {}});
+    ModuleEntity* module = VORN::addModule("one", {note,
+                                                   [&] {
+                                                       note();
+                                                       EXPECT_EQ(job().processModule(other), 0);
+                                                       note();
+                                                       EXPECT_EQ(other->preProcessModule(), 0);
+                                                       note(); // no module is active any more
+                                                       EXPECT_EQ(getInputTraceBuffer(0), nullptr);
+                                                       EXPECT_EQ(other->postProcessModule(), 0);
+                                                   },
+                                                   {}});
+    EXPECT_EQ(job().processModule(module), 0);
+    EXPECT_THAT(called, ElementsAre("one", "other", "other", "other", ""));
+    EXPECT_THAT(errors, testing::IsEmpty());
+}
+
+// An entry point that is missing does nothing, also where another one of the module is there.
+TEST_F(OwnCallsTest, AMissingFunctionOfTheActiveModuleDoesNothing)
+{
+    ModuleEntity* empty = VORN::addModule("empty", {[] {}, {}, {}});
+    ModuleEntity* module = VORN::addModule("one", {{}, [] { FAIL(); }, {}});
+    job().setActiveModule(empty);
+    EXPECT_EQ(module->processModule(), 0);
+    EXPECT_THAT(errors, testing::IsEmpty());
+}
+
+// Outside the phases too, what would delete the module that runs is refused.
+TEST_F(OwnCallsTest, TheJobDoesNotEndWithinAFunctionThatTheHostCalls)
+{
+    int calls = 0;
+    ModuleEntity* module = VORN::addModule("one", {{},
+                                                   [&] {
+                                                       ++calls;
+                                                       EXPECT_EQ(job().resetJob(), 1);
+                                                       EXPECT_EQ(job().postProcessJob(), 1);
+                                                       EXPECT_EQ(job().preProcessJob(), 1);
+                                                   },
+                                                   {}});
+    EXPECT_EQ(job().processModule(module), 0);
+    EXPECT_EQ(calls, 1);
+    EXPECT_THAT(errors, ElementsAre(HasSubstr("resetJob is refused, since an entry point is still "
+                                              "running; call it when that has returned"),
+                                    HasSubstr("postProcessJob is refused"),
+                                    HasSubstr("preProcessJob is refused")));
+    EXPECT_THAT(job().jobModules, ElementsAre(module));
+    EXPECT_EQ(job().resetJob(), 0);
+}
+
+// A job in which modules are called by each other, between and after the phases, still ends.
+TEST_F(OwnCallsTest, AJobWithOwnCallsInItGoesOn)
+{
+    const std::vector<float> samples = {1, 2, 3, 4, 5, 6};
+    CollectedTraces result;
+    ModuleEntity* source = VORN::addTraceSource("in", {samples.data(), 3, 2, 4000, {}});
+    ModuleEntity* sink = VORN::addTraceSink("out", &result);
+    ModuleEntity* middle = nullptr;
+    VORN::ModuleFunctions functions;
+    functions.preprocess = [] { bldOutputTraceBuffer(0, 2, 4000, getInputTraceBuffer(0)); };
+    functions.process = [&] {
+        void* input = getInputTraceBuffer(0);
+        if (input != nullptr && getNumberOfTraces(input) > 0)
+            copyTraceToTrace(input, getOutputTraceBuffer(0), 1, 1, 0, 0);
+        if (job().getActiveModule() != middle)
+            return;
+        middle->processModule(); // refused
+        sink->postProcessModule();
+        source->processModule(); // with no active module: nothing
+    };
+    middle = VORN::addModule("middle", std::move(functions));
+    VORN::connect(source, middle);
+    VORN::connect(middle, sink);
+    EXPECT_EQ(job().preProcessJob(), 0);
+    sink->processModule();
+    middle->processModule();
+    EXPECT_EQ(job().processJob(), 0);
+    source->postProcessModule();
+    EXPECT_EQ(job().postProcessJob(), 0);
+    EXPECT_THAT(result.samples, ElementsAre(1, 2, 3, 4, 5, 6));
+    EXPECT_EQ(errors.size(), 3u);
+}
+
 } // namespace

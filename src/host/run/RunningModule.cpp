@@ -180,6 +180,8 @@ __attribute__((no_sanitize("undefined"))) int callEntryPoint()
     };
 
     Record* const record = table().find(JobManager::getInstance()->getActiveModule());
+    if (record == nullptr) [[unlikely]]
+        return 0; // called by the application itself, while no module of the job is active
     if constexpr (entry == EntryPoint::process) {
         if (observer != nullptr)
             observer->beforeCall();

@@ -11,6 +11,9 @@ namespace host_functions {
 /// Drops the functions of a module that ends; nothing for other modules.
 void forget(const ModuleEntity* module);
 
+/// Whether one of them is being called; a host may call them outside the phases, too.
+bool areRunning() noexcept;
+
 } // namespace host_functions
 
 #endif

@@ -2,6 +2,7 @@
 
 #include "JobOutcome.h"
 #include "kernel_messages.h"
+#include "private/HostFunctions.h"
 
 #include <cstdlib>
 #include <ctime>
@@ -152,7 +153,9 @@ void JobRun::noteFailure(const std::string& sender, const std::string& what) noe
     }
 }
 
-const char* JobRun::phaseFunction() const
+const char* JobRun::runningFunction() const
 {
+    if (phase == Phase::none)
+        return host_functions::areRunning() ? "an entry point" : nullptr;
     return phaseFunctions[static_cast<int>(phase)];
 }

@@ -85,8 +85,9 @@ public:
     /// Never throws: where memory runs out, the failure counts without its text.
     void noteMessage(int type, const std::string& sender, const std::string& text) noexcept;
     void noteException(const std::string& sender, const std::exception_ptr& exception) noexcept;
-    /// The function that is running, as hosts know it: `processJob`.
-    const char* phaseFunction() const;
+    /// The function that is running, as hosts know it: `processJob`; "an entry point" for one of a
+    /// function module that the host has called outside the phases; null when nothing runs.
+    const char* runningFunction() const;
 
     Phase phase = Phase::none;
     Processing processing = Processing::notBegun;

@@ -1,6 +1,7 @@
 #include "run/JobRunner.h"
 
 #include "ExpectedLeaks.h"
+#include "ModuleEntity.h"
 #include "ProcessingTree.h"
 #include "TestTree.h"
 #include "job/JobCheck.h"
@@ -29,13 +30,18 @@ protected:
         JobRunner runner(resolved, scratchDirectory.path());
         runner.watchHeaders = true;
         runner.watchTees = watchTees;
-        runner.onMessage = [this](const RunMessage& message) { heard.push_back(message.text); };
+        runner.onMessage = [this](const RunMessage& message) {
+            heard.push_back(message.text);
+            if (onMessage)
+                onMessage(message);
+        };
         return runner.run();
     }
 
     TestTree tree;
     ResolvedJob resolved;
     bool watchTees = false;
+    MessageListener onMessage; // told beside `heard`
     std::vector<std::string> heard;
 };
 
@@ -314,6 +320,24 @@ TEST_F(JobRunnerTest, TwoJobsInOneProcessDoNotMeet)
 // ---- What jobs leave in the process ----
 
 // Twice: what the modules tell each other during a job does not stay either.
+// The functions of ModuleEntity are open to the application; which module runs is known by the
+// active one.
+TEST_F(JobRunnerTest, AModuleThatTheApplicationCallsWithoutAnActiveOneDoesNothing)
+{
+    int calls = 0;
+    onMessage = [&](const RunMessage& message) {
+        if (message.text.find("PROCESSING PHASE") == std::string::npos || ++calls > 1)
+            return;
+        ASSERT_EQ(job().getActiveModule(), nullptr);
+        for (ModuleEntity* module : job().jobModules)
+            EXPECT_EQ(module->processModule(), 0);
+    };
+    const RunResult result = run(chain);
+    EXPECT_EQ(calls, 3);
+    EXPECT_FALSE(result.failed);
+    EXPECT_EQ(result.modules[0].statistics.tracesOut, 50);
+}
+
 // setenv() would keep each of their names.
 TEST_F(JobRunnerTest, ScratchDirectoriesOfManyRunsTakeNoMemory)
 {

@@ -60,8 +60,9 @@ struct UnfinishedOutput::Entry
     // Written in the step `creating`, read in later ones.
     dev_t device;
     ino_t inode;
-    int64_t modified; // once the file is whole, in nanoseconds
     char path[PATH_MAX];
+    // Once the file is whole, in nanoseconds: the owner writes it while a walk may read it.
+    std::atomic<int64_t> modified;
 
     bool change(Step from, Step to) noexcept
     {
@@ -150,7 +151,7 @@ struct UnfinishedRegistry
         Completed& place = completed[completions.fetch_add(1) % completed.size()];
         place.inode = 0;
         place.device = entry.device;
-        place.modified = entry.modified;
+        place.modified = entry.modified.load();
         place.inode = entry.inode;
     }
 

@@ -28,14 +28,21 @@ elseif(NOT VORN_DEBUG_INFO STREQUAL full)
     message(FATAL_ERROR "VORN_DEBUG_INFO is \"${VORN_DEBUG_INFO}\", but must be \"full\" or \"lines\"")
 endif()
 
-option(VORN_SANITIZE "Stop at memory errors, leaks and undefined behaviour (g++, gfortran)" OFF)
+set(VORN_SANITIZE OFF CACHE STRING
+    "Stop at memory errors, leaks and undefined behaviour (address or ON), or at data races (thread); g++, gfortran")
+set_property(CACHE VORN_SANITIZE PROPERTY STRINGS OFF address thread)
 set(VORN_SANITIZE_FLAGS "")
-if(VORN_SANITIZE)
+if(VORN_SANITIZE STREQUAL thread)
+    set(VORN_SANITIZE_FLAGS -fsanitize=thread -fno-omit-frame-pointer)
+elseif(VORN_SANITIZE STREQUAL address OR VORN_SANITIZE MATCHES "^(1|ON|YES|TRUE|Y|on|yes|true|y)$")
     set(VORN_SANITIZE_FLAGS
         -fsanitize=address,undefined -fno-sanitize-recover=undefined -fno-omit-frame-pointer)
-    add_compile_options(${VORN_SANITIZE_FLAGS})
-    add_link_options(${VORN_SANITIZE_FLAGS})
+elseif(VORN_SANITIZE)
+    message(FATAL_ERROR
+        "VORN_SANITIZE is \"${VORN_SANITIZE}\", but must be \"OFF\", \"address\" or \"thread\"")
 endif()
+add_compile_options(${VORN_SANITIZE_FLAGS})
+add_link_options(${VORN_SANITIZE_FLAGS})
 
 # Optimised builds notice most writes beyond a buffer before they do harm, and can neither be loaded
 # at known places nor have their tables of functions changed.

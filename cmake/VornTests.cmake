@@ -30,10 +30,15 @@ function(vorn_discover_tests target)
         set(arg_TIMEOUT 600)
     endif()
     if(NOT VORN_VALGRIND AND NOT VORN_TESTS_BY_SUITE)
+        # Of a build with the thread sanitizer, the preset runs what it builds.
+        set(labels "")
+        if(VORN_SANITIZE STREQUAL thread)
+            set(labels LABELS threads)
+        endif()
         gtest_discover_tests(${target}
             DISCOVERY_MODE PRE_TEST
             DISCOVERY_TIMEOUT 120
-            PROPERTIES TIMEOUT ${arg_TIMEOUT})
+            PROPERTIES TIMEOUT ${arg_TIMEOUT} ${labels})
         return()
     endif()
     set(left_out "")

@@ -113,7 +113,7 @@ pid_t TestTree::startProgram(const char* path, std::vector<std::string> call) co
         environmentEntry("VORN_HOME", home()), environmentEntry("LC_ALL", "C"),
         environmentEntry("TMPDIR", work()), environmentEntry("VORN", program),
         environmentEntry("PATH", std::getenv("PATH") != nullptr ? std::getenv("PATH") : "")};
-    for (const char* name : {"ASAN_OPTIONS", "UBSAN_OPTIONS", "LSAN_OPTIONS"}) {
+    for (const char* name : {"ASAN_OPTIONS", "UBSAN_OPTIONS", "LSAN_OPTIONS", "TSAN_OPTIONS"}) {
         if (const char* value = std::getenv(name))
             settings.push_back(environmentEntry(name, value));
     }

@@ -178,6 +178,52 @@ static void mistake_contents(void* in, void* out, float* samples)
         knl_getI32TraceAttribute(in, "ofset", &value);
 }
 
+/* For the first trace three: the module behind it finds all of them in its input. */
+static void give_three(void* in, void* out)
+{
+    float* samples;
+
+    if (!makes("none_gives_three") || module->calls != 1)
+        return;
+    knl_mcopyTraceToTrace(in, out, 1, 1, 0, 1);
+    knl_mcopyTraceToTrace(in, out, 1, 1, 0, 2);
+    if (knl_getTraceSamples(out, &samples, 2) != 0)
+        samples[0] = 42;
+}
+
+/* With several traces of an input, of which the later ones are as much others' as the first. */
+static void mistake_later_traces(void* in)
+{
+    static const char* const names[] = {"offset"};
+    float* input;
+    void* set;
+    void* list;
+    int value = 12345;
+
+    if (strstr(module->mistake, "later_trace") == NULL)
+        return;
+    if (knl_getNumberOfTraces(in) != 3)
+        return;
+    if (makes("changed_samples_of_a_later_trace") && knl_getTraceSamples(in, &input, 2) != 0)
+        input[5] += 1;
+    if (makes("later_trace_that_goes") && knl_getTraceSamples(in, &input, 2) != 0 &&
+        knl_getWorkTraceBuffer(&set, 0) == 0)
+    {
+        input[5] += 1;
+        knl_moveTraceToTrace(in, set, 2, 0);
+    }
+    if (makes("copy_to_a_later_trace"))
+        knl_mcopyTraceToTrace(in, in, 0, 1, 0, 2);
+    if (makes("cleared_later_trace"))
+        knl_clearTraceSet(in);
+    if (makes("changed_header_of_a_later_trace") && knl_bldAttributeList(names, 1, &list) == 0) {
+        knl_setI32TraceAttributes(list, in, 1, &value);
+        knl_freeAttributeList(list);
+    }
+    if (makes("changed_flag_of_a_later_trace"))
+        knl_setDataChannelFlag(in, 7);
+}
+
 static void mistake_messages(void)
 {
     if (makes("empty_message"))
@@ -220,6 +266,8 @@ int process_(void)
         return 0;
     mistake_memory(in, samples, knl_getTraceLength(out));
     mistake_contents(in, out, samples);
+    give_three(in, out);
+    mistake_later_traces(in);
     mistake_messages();
     if (makes("thread") && pthread_create(&thread, NULL, call_kernel, in) == 0)
         pthread_join(thread, NULL);

@@ -26,6 +26,8 @@ enum class CallKind
     readAttribute,
     writeAttribute,
     samples, ///< the result points to samples
+    flag,    ///< marks the last trace of the set
+    clear,   ///< writes to all traces of the set
     allocate,
     free,
     buildList,

@@ -8,6 +8,7 @@
 #include "base/Text.h"
 #include "run/ProcessEnd.h"
 #include "watch/CallRules.h"
+#include "watch/InputNotes.h"
 #include "watch/ParameterAudit.h"
 #include "watch/WatchedLibrary.h"
 #include "watched/GuardedMemory.h"
@@ -95,15 +96,6 @@ std::string textOf(const Argument& argument)
     return text != nullptr && text->first != nullptr ? std::string(text->first, text->size) : "";
 }
 
-// The first trace of an input as it was given to the module.
-struct InputCopy
-{
-    const SeisTrace* trace = nullptr; // null: none was there, or it was in the scratch file
-    int flag = 0;
-    std::vector<float> samples;
-    std::vector<unsigned char> header;
-};
-
 // The last channel that the module asked for and did not get.
 struct RefusedChannel
 {
@@ -143,7 +135,6 @@ struct CheckedModule
     bool hasProcessed = false;
     bool hasFailed = false;
     bool hasSeenNotFinite = false; ///< in its inputs
-    std::vector<InputCopy> inputs;
     std::vector<int> outputCounts; ///< traces before the call
     std::array<const void*, mostHanded> handed{};
     std::size_t nextHanded = 0;
@@ -494,9 +485,38 @@ private:
                             quote(role.owner->name)));
             return;
         }
+        if (role.kind == SetRole::input)
+            noteUse(call, rule, role, tracePlace);
         if (tracePlace >= 0)
             checkTrace(call, role, numberOf(call.arguments[static_cast<std::size_t>(tracePlace)]),
                        use);
+    }
+
+    // What the call may write to, or may give the module an address of.
+    void noteUse(const Call& call, const CallRule& rule, const SetRole& role, int tracePlace)
+    {
+        const int64_t count = role.set->getNumberOfTraces();
+        if (rule.kind == CallKind::clear) {
+            for (int64_t i = 0; i < count; ++i)
+                noteInput(role, i, true);
+        } else if (rule.kind == CallKind::flag) {
+            noteInput(role, count - 1, false);
+        } else if (tracePlace >= 0) {
+            const bool isHeader = rule.kind == CallKind::readAttribute ||
+                                  rule.kind == CallKind::writeAttribute || rule.list >= 0;
+            noteInput(role, numberOf(call.arguments[static_cast<std::size_t>(tracePlace)]),
+                      !isHeader);
+        }
+    }
+
+    // The call would bring the trace into memory in any case.
+    void noteInput(const SetRole& role, int64_t number, bool withSamples)
+    {
+        if (number < 0 || number >= role.set->getNumberOfTraces())
+            return;
+        const SeisTrace* trace = role.set->getTrace(static_cast<int>(number), true);
+        if (trace != nullptr)
+            noteTrace(*current, role.number, static_cast<int>(number), *trace, withSamples);
     }
 
     SetRole roleOf(const void* handle) const
@@ -601,62 +621,36 @@ private:
     void noteTraces(CheckedModule& module)
     {
         const auto& channels = module.entity.inputDataChannels;
-        module.inputs.resize(channels.size());
-        for (std::size_t i = 0; i < channels.size(); ++i)
-            noteInput(module, *channels[i], module.inputs[i]);
+        notes.forget();
+        for (std::size_t i = 0; i < channels.size(); ++i) {
+            const auto& traces = channels[i]->traces;
+            if (!traces.empty() && traces.front() != nullptr)
+                noteTrace(module, static_cast<int>(i), 0, *traces.front(), true);
+        }
         module.outputCounts.clear();
         for (const DataChannel* channel : module.entity.outputDataChannels)
             module.outputCounts.push_back(channel->getNumberOfTraces());
     }
 
-    static void noteInput(CheckedModule& module, const DataChannel& channel, InputCopy& copy)
+    void noteTrace(CheckedModule& module, int input, int number, const SeisTrace& trace,
+                   bool withSamples)
     {
-        copy.trace = channel.traces.empty() ? nullptr : channel.traces.front();
-        if (copy.trace == nullptr)
-            return;
-        if (copy.trace->traceSamples == nullptr || copy.trace->traceHeader == nullptr) {
-            copy.trace = nullptr;
-            return;
-        }
-        const SeisTrace& trace = *copy.trace;
-        copy.flag = trace.traceFlag;
-        copy.samples.assign(trace.traceSamples, trace.traceSamples + trace.traceLength);
-        copy.header.assign(trace.traceHeader, trace.traceHeader + trace.traceHeaderSize);
-        if (!module.hasSeenNotFinite)
+        if (notes.note(input, number, trace, withSamples) && !module.hasSeenNotFinite)
             module.hasSeenNotFinite = firstNotFinite(trace.traceSamples, trace.traceLength) >= 0;
     }
 
-    // A trace that has been moved on is the module's own.
     void compareInputs(const CheckedModule& module)
     {
-        const auto& channels = module.entity.inputDataChannels;
-        for (std::size_t i = 0; i < channels.size() && i < module.inputs.size(); ++i) {
-            const InputCopy& copy = module.inputs[i];
-            if (copy.trace == nullptr || channels[i]->traces.empty() ||
-                channels[i]->traces.front() != copy.trace)
-                continue;
-            const SeisTrace& trace = *copy.trace;
-            if (trace.traceSamples == nullptr || trace.traceHeader == nullptr)
-                continue;
-            if (trace.traceLength == static_cast<int>(copy.samples.size()) &&
-                std::memcmp(trace.traceSamples, copy.samples.data(),
-                            copy.samples.size() * sizeof(float)) != 0)
-                noteChanged(module, i, "samples");
-            if (trace.traceHeaderSize >= static_cast<int>(copy.header.size()) &&
-                std::memcmp(trace.traceHeader, copy.header.data(), copy.header.size()) != 0)
-                noteChanged(module, i, "header");
-            if (trace.traceFlag != copy.flag)
-                noteChanged(module, i, "flag");
-        }
-    }
-
-    void noteChanged(const CheckedModule& module, std::size_t input, const char* what)
-    {
-        add(module.name, "input_changed", what, nullptr,
-            fmt::format("changes the {} of the trace of its input {} (counted from 0): a host "
-                        "may let other modules read the same trace; copy it to the output, and "
-                        "change it there",
-                        what, input));
+        notes.compare(module.entity, [&](const InputNotes::Change& change) {
+            const bool isFirst = change.number == 0;
+            add(module.name, "input_changed", change.what, nullptr,
+                fmt::format("changes the {} of {} of its input {} ({}counted from 0): a host may "
+                            "let other modules read the same trace; copy it to the output, and "
+                            "change it there",
+                            change.what,
+                            isFirst ? "the trace" : fmt::format("trace {}", change.number),
+                            change.input, isFirst ? "" : "both "));
+        });
     }
 
     void lookAtOutputs(const CheckedModule& module)
@@ -892,6 +886,7 @@ private:
     std::unordered_map<const ModuleEntity*, CheckedModule*> byEntity;
     std::set<const void*> auditedLists; ///< that were written to outputs
     CheckedModule* current = nullptr;   ///< whose code runs
+    InputNotes notes;                   ///< of the call of `process_` that runs
     std::thread::id jobThread;
     bool isRunning = false;
     std::optional<ObservedEntries> observed;

@@ -1,10 +1,12 @@
 // "vorn run --check-modules": mistakes of modules, and what their authors are told.
 #include "ProcessingTree.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
+#include <set>
 
 namespace {
 
@@ -253,6 +255,43 @@ TEST_F(ModuleCheckTest, ResultsAreThoseOfAnOrdinaryRun)
     EXPECT_EQ(checked.exitCode, 0) << checked.errors;
     EXPECT_THAT(checked.errors, HasSubstr("vorn: the check of the modules has found nothing\n"));
     EXPECT_TRUE(tree.read("o.sgy") == traces);
+}
+
+// A module may have several traces of its input at once. Those that it has taken out are its own.
+TEST_F(ModuleCheckTest, AllInputTracesThatAModuleGetsAtAreCompared)
+{
+    constexpr Mistake changes[] = {
+        {"changed_samples_of_a_later_trace", "samples",
+         "changes the samples of trace 2 of its input 0 (both counted from 0)"},
+        {"copy_to_a_later_trace", "samples", "changes the samples of trace 2 of its input 0"},
+        {"cleared_later_trace", "samples", "changes the samples of the trace of its input 0"},
+        {"cleared_later_trace", "header", "changes the header of the trace of its input 0"},
+        {"changed_header_of_a_later_trace", "header",
+         "changes the header of trace 1 of its input 0 (both counted from 0)"},
+        {"changed_flag_of_a_later_trace", "flag", "changes the flag of trace 2 of its input 0"},
+    };
+    std::string modules;
+    std::set<std::string> names = {"later_trace_that_goes"};
+    for (const Mistake& change : changes)
+        names.insert(change.name);
+    for (const std::string& name : names)
+        modules +=
+            "  - {name: three_" + name +
+            ", module: mistakes, input: source, mistake: none_gives_three}\n  - {name: " + name +
+            ", module: mistakes, input: three_" + name + ", mistake: " + name + "}\n";
+    const ProcessResult result = run(modules, {"--json", "run.json"});
+    EXPECT_EQ(result.exitCode, 1);
+    const Json found = findings();
+    EXPECT_EQ(found.size(), std::size(changes)) << result.errors;
+    for (const Mistake& change : changes) {
+        const bool isFound = std::any_of(found.begin(), found.end(), [&](const Json& finding) {
+            return finding.at("module") == change.name && finding.at("kind") == "input_changed" &&
+                   finding.at("text").get<std::string>().starts_with(change.text);
+        });
+        EXPECT_TRUE(isFound) << change.name << ", " << change.kind << '\n' << result.errors;
+    }
+    EXPECT_THAT(result.errors,
+                HasSubstr("vorn: 3 times: module \"cleared_later_trace\" changes the samples"));
 }
 
 TEST_F(ModuleCheckTest, SeveralProcessesAreRefused)

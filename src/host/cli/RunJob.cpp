@@ -460,17 +460,28 @@ RunResult runWatched(const Arguments& arguments, const ResolvedJob& job, Console
     watchThrows();
     runner.objections = [&] { return files.inputs.changes(); };
     runner.watchTees = arguments.has("--verbose");
-    if (parts != nullptr)
-        runner.extension = parts->merge();
-    else
-        runner.extension = recording.get();
     std::optional<ModuleCheck> check;
-    std::optional<WatchedCalls> calls;
+    std::vector<RunExtension*> extensions;
+    std::vector<watched::Observer*> observers;
     if (arguments.has("--check-modules")) {
         check.emplace(job, [&](const RunFinding& finding) { console.line(findingLine(finding)); });
-        calls.emplace(std::vector<watched::Observer*>{&*check});
-        runner.extension = &*check;
+        extensions.push_back(&*check);
+        observers.push_back(&*check);
     }
+    if (recording != nullptr) {
+        extensions.push_back(recording.get());
+        observers.push_back(recording.get());
+    }
+    RunExtensions watching(std::move(extensions));
+    std::optional<WatchedCalls> calls;
+    if (parts != nullptr) {
+        runner.extension = parts->merge();
+    } else if (!observers.empty()) {
+        runner.extension = &watching;
+        calls.emplace(std::move(observers));
+    }
+    if (recording != nullptr)
+        recording->onFull = [&] { calls->leaveOut(*recording); };
     pads.install(runner.manager());
     const Progress progress(console, progressMode(arguments), secondsBetweenLines(arguments),
                             StateReader(runner.counters()));

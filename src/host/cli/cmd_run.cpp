@@ -30,9 +30,6 @@ void refuseSeveralProcesses(const Arguments& arguments)
             throw CommandError("--check-modules: looks at the modules of one process; leave out " +
                                std::string(option));
     }
-    if (arguments.has("--record"))
-        throw CommandError("--check-modules and --record cannot be combined: run the job once with "
-                           "each");
 }
 
 void checkRecordOptions(const Arguments& arguments)

@@ -8,6 +8,7 @@
 #include "job/RunResult.h"
 #include "run/JobBuilder.h"
 
+#include <utility>
 #include <vector>
 
 class JobManager;
@@ -52,6 +53,52 @@ protected:
     RunExtension() = default;
     RunExtension(const RunExtension&) = default;
     RunExtension& operator=(const RunExtension&) = default;
+};
+
+/// Several of them as one, called in their order. It owns none.
+class RunExtensions : public RunExtension
+{
+public:
+    /// None of them is null.
+    explicit RunExtensions(std::vector<RunExtension*> extensions) : all(std::move(extensions)) {}
+
+    /// That of the first one that has it.
+    int (*readerFunction() const)() override
+    {
+        for (const RunExtension* one : all) {
+            if (const auto function = one->readerFunction())
+                return function;
+        }
+        return nullptr;
+    }
+    void connected(const RunView& view) override
+    {
+        for (RunExtension* one : all)
+            one->connected(view);
+    }
+    void prepared(const RunView& view) override
+    {
+        for (RunExtension* one : all)
+            one->prepared(view);
+    }
+    void processing(const RunView& view) override
+    {
+        for (RunExtension* one : all)
+            one->processing(view);
+    }
+    void processed(const RunView& view, bool good) override
+    {
+        for (RunExtension* one : all)
+            one->processed(view, good);
+    }
+    void ended(RunResult& result) override
+    {
+        for (RunExtension* one : all)
+            one->ended(result);
+    }
+
+private:
+    std::vector<RunExtension*> all;
 };
 
 } // namespace host

@@ -298,11 +298,18 @@ int Recording::callEntryPoint()
         std::find_if(current->all.begin(), current->all.end(),
                      [module](const auto& one) { return one->entity() == module; });
     const int status = (*recording)->run(entry);
-    // From here on the calls need not be seen any more.
-    if (std::none_of(current->all.begin(), current->all.end(),
-                     [](const auto& one) { return one->isOpen(); }))
-        current->watch.reset();
+    current->noteFull();
     return status;
+}
+
+void Recording::noteFull()
+{
+    if (isFull ||
+        std::any_of(all.begin(), all.end(), [](const auto& one) { return one->isOpen(); }))
+        return;
+    isFull = true;
+    if (onFull)
+        onFull();
 }
 
 void Recording::connected(const RunView& view)
@@ -317,12 +324,10 @@ void Recording::connected(const RunView& view)
         recording->connect(view.modules[index], factsOf(view, index, limit, version),
                            {callEntryPoint<0>, callEntryPoint<1>, callEntryPoint<2>});
     }
-    watch = std::make_unique<WatchedCalls>(std::vector<watched::Observer*>{this});
 }
 
 void Recording::ended(RunResult&)
 {
-    watch.reset();
     for (const auto& recording : all)
         recording->finish();
 }

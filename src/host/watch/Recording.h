@@ -14,6 +14,7 @@
 #include "watched/WatchedCalls.h"
 
 #include <array>
+#include <functional>
 #include <memory>
 #include <string>
 #include <thread>
@@ -21,8 +22,6 @@
 #include <vector>
 
 namespace host {
-
-class WatchedCalls;
 
 /// A module to be recorded, and the file for it.
 struct RecordRequest
@@ -98,8 +97,10 @@ private:
     bool isRunning = false;
 };
 
-/// Records modules of a job. Requires: this process runs on the watched library.
-class Recording : public RunExtension, private watched::Observer
+/// Records modules of a job. Requires: this process runs on the watched library. The caller hands
+/// the object to the run as its extension, and to WatchedCalls as an observer, behind a check of
+/// the calls: what the check refuses is not looked into.
+class Recording : public RunExtension, public watched::Observer
 {
 public:
     /// Makes the files; of each module at most `limit` calls of `process_` are recorded, all for 0.
@@ -110,21 +111,27 @@ public:
     void connected(const RunView& view) override;
     void ended(RunResult& result) override;
 
+    /// Called once, when no further call is to be recorded; not from within a call of the
+    /// interface.
+    std::function<void()> onFull;
+
+    void called(const watched::Call& call) override;
+    void returned(const watched::Call& call, const watched::Argument& result) override;
+
     /// Of the file of each record: its path, and the reason why it is not whole, or "".
     std::vector<std::pair<std::string, std::string>> files() const;
 
 private:
     template <int index>
     static int callEntryPoint();
-    void called(const watched::Call& call) override;
-    void returned(const watched::Call& call, const watched::Argument& result) override;
+    void noteFull();
     ModuleRecording* active();
 
     std::vector<std::unique_ptr<ModuleRecording>> all;
     int64_t limit;
     std::string version;
     std::thread::id thread;
-    std::unique_ptr<WatchedCalls> watch;
+    bool isFull = false; ///< onFull was called
 };
 
 } // namespace host

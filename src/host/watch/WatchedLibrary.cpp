@@ -116,6 +116,13 @@ WatchedCalls::~WatchedCalls()
     watchCalls()(nullptr);
 }
 
+void WatchedCalls::leaveOut(const watched::Observer& observer)
+{
+    std::erase(all, &observer);
+    if (all.empty())
+        watchCalls()(nullptr);
+}
+
 std::string WatchedCalls::interfaceFunction(const watched::Call& call)
 {
     return functions->interfaceFunction(call);

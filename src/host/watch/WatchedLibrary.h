@@ -36,6 +36,10 @@ public:
     WatchedCalls(const WatchedCalls&) = delete;
     WatchedCalls& operator=(const WatchedCalls&) = delete;
 
+    /// From now on `observer` sees no calls; without observers, calls cost nothing any more. Not to
+    /// be called by an observer.
+    void leaveOut(const watched::Observer& observer);
+
     /// As watched::InterfaceFunction. Requires: an object of this class exists.
     static std::string interfaceFunction(const watched::Call& call);
 

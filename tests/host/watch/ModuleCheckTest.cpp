@@ -294,6 +294,34 @@ TEST_F(ModuleCheckTest, AllInputTracesThatAModuleGetsAtAreCompared)
                 HasSubstr("vorn: 3 times: module \"cleared_later_trace\" changes the samples"));
 }
 
+TEST_F(ModuleCheckTest, ACheckedRunCanBeRecorded)
+{
+    const std::string nan = "gives a sample that is not a number";
+    const auto record = [&](const std::vector<std::string>& more) {
+        return run("  - {name: bad, input: source, module: mistakes, mistake: not_a_number}\n"
+                   "  - {name: write, input: bad, module: su_out, file: o.su}\n",
+                   more);
+    };
+    const std::vector<std::string> mistake = linesWith(record({}).errors, nan);
+    ASSERT_EQ(mistake.size(), 2U);
+    EXPECT_THAT(mistake.back(), HasSubstr("vorn: 5 times: "));
+
+    const ProcessResult checked = record({"--record", "bad=bad.record"});
+    EXPECT_EQ(checked.exitCode, 1) << checked.errors;
+    EXPECT_EQ(linesWith(checked.errors, nan), mistake);
+    const ProcessResult replayed = tree.run({"replay", "bad.record"});
+    EXPECT_EQ(replayed.exitCode, 0) << replayed.output << replayed.errors;
+    EXPECT_THAT(replayed.output, HasSubstr("7 calls of entry points"));
+    EXPECT_THAT(replayed.output, HasSubstr("no difference"));
+
+    // The check goes on when the record is full.
+    const ProcessResult full = record({"--record", "bad=bad.record", "--record-traces", "1"});
+    EXPECT_EQ(linesWith(full.errors, nan), mistake);
+    const ProcessResult begun = tree.run({"replay", "bad.record"});
+    EXPECT_THAT(begun.output, HasSubstr("2 calls of entry points")) << begun.errors;
+    EXPECT_THAT(begun.output, HasSubstr("no difference"));
+}
+
 TEST_F(ModuleCheckTest, SeveralProcessesAreRefused)
 {
     for (const char* option : {"--each=x/*.sgy", "--jobs=2"}) {

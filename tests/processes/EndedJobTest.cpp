@@ -18,6 +18,7 @@ using ::testing::AllOf;
 using ::testing::AnyOf;
 using ::testing::ContainsRegex;
 using ::testing::ElementsAre;
+using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::Not;
@@ -340,6 +341,22 @@ TEST_F(CrashReportTest, AnEndByExitHasItToo)
         << "the stack has been unwound";
 }
 
+// All of it, behind the messages that have come before.
+TEST_F(CrashReportTest, IsInTheLogToo)
+{
+    if (hasSanitizer())
+        GTEST_SKIP() << "what a sanitizer says is on standard error only";
+    for (const std::string how : {"null pointer", "_exit", "pthread_exit"}) {
+        SCOPED_TRACE(how);
+        writeJob(endProcess(how));
+        const std::string errors = run({"--log", "run.log"}).errors;
+        const std::string end = errors.substr(errors.find("vorn: module \"bad\" "));
+        ASSERT_THAT(end, HasSubstr("\nvorn: crash report\n  module      bad: end_process, job."));
+        ASSERT_THAT(end, HasSubstr("\nvorn: incomplete, removed: "));
+        EXPECT_THAT(directory.read("run.log"), EndsWith("\n" + end));
+    }
+}
+
 TEST_F(CrashReportTest, FortranStopShowsItsLine)
 {
     if (!hasLineReader())
@@ -504,6 +521,16 @@ TEST_F(EndedJobTest, TheTimeLimitEndsAnEndlessLoop)
     EXPECT_GE(seconds, 1.4);
     EXPECT_LT(seconds, 10);
     expectNothingLeft(end);
+}
+
+TEST_F(EndedJobTest, TheLogSaysWhyTheJobHasEnded)
+{
+    writeJob(endProcess("loop"));
+    const JobEnd end = run({"--time-limit", "1 s", "--log", "run.log"});
+    EXPECT_EQ(end.exitCode, 1);
+    const std::string reason = "\nvorn: the time limit of 1.000 s has passed; module ";
+    ASSERT_THAT(end.errors, HasSubstr(reason));
+    EXPECT_THAT(directory.read("run.log"), EndsWith(end.errors.substr(end.errors.find(reason))));
 }
 
 TEST_F(EndedJobTest, AJobWithinItsTimeLimitIsNotEnded)

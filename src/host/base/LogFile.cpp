@@ -5,6 +5,7 @@
 #include "file/FileIdentity.h"
 #include "file/FileRoles.h"
 
+#include <atomic>
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
@@ -14,6 +15,14 @@
 #include <utility>
 
 namespace host {
+
+namespace {
+
+// What handlers of signals read.
+std::atomic<int> openLog{-1};         // the descriptor
+std::atomic<bool> isInMidLine{false}; // a text is being written, or has ended without a line feed
+
+} // namespace
 
 LogFile::LogFile(const std::string& path) : name(path)
 {
@@ -28,10 +37,13 @@ LogFile::LogFile(const std::string& path) : name(path)
         throw;
     }
     beginAnew();
+    isInMidLine = false;
+    openLog = descriptor;
 }
 
 LogFile::~LogFile()
 {
+    leave();
     if (descriptor >= 0)
         ::close(descriptor);
 }
@@ -88,14 +100,24 @@ void LogFile::beginAnew() const
 
 void LogFile::note(int error)
 {
+    leave();
     if (failure == 0)
         failure = error;
 }
 
+// Handlers write to it no longer.
+void LogFile::leave() const noexcept
+{
+    int own = descriptor;
+    if (own >= 0)
+        openLog.compare_exchange_strong(own, -1);
+}
+
 void LogFile::write(const std::string& text)
 {
-    if (descriptor < 0 || failure != 0)
+    if (descriptor < 0 || failure != 0 || text.empty())
         return;
+    isInMidLine = true;
     for (std::size_t done = 0; done < text.size();) {
         const ssize_t put = ::write(descriptor, text.data() + done, text.size() - done);
         if (put < 0 && errno == EINTR)
@@ -107,10 +129,12 @@ void LogFile::write(const std::string& text)
         done += static_cast<std::size_t>(put);
         written += put;
     }
+    isInMidLine = text.back() != '\n';
 }
 
 std::string LogFile::close()
 {
+    leave();
     // Network file systems report what went wrong with the writing only now.
     if (descriptor >= 0 && ::close(std::exchange(descriptor, -1)) != 0)
         note(errno);
@@ -119,6 +143,18 @@ std::string LogFile::close()
     return "the log file " + quote(name) + " cannot be written: " + std::strerror(failure) +
            "; it ends after " + std::to_string(written) +
            " bytes of this run; make room there, or write to another place";
+}
+
+// Nothing can be done about a failure.
+void addToOpenLog(const char* lines, std::size_t size) noexcept
+{
+    const int descriptor = openLog;
+    if (descriptor < 0 || size == 0)
+        return;
+    [[maybe_unused]] ssize_t put = 0;
+    if (isInMidLine.exchange(false))
+        put = ::write(descriptor, "\n", 1);
+    put = ::write(descriptor, lines, size);
 }
 
 } // namespace host

@@ -4,6 +4,7 @@
 #ifndef LOGFILE_H
 #define LOGFILE_H
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 
@@ -33,12 +34,19 @@ private:
     void refuseWhatIsOpen();
     void beginAnew() const;
     void note(int error);
+    void leave() const noexcept;
 
     std::string name;
     int descriptor = -1;
     int64_t written = 0;
     int failure = 0; ///< the error number of the first write that failed
 };
+
+/// Appends lines to the log that this process has opened last, for a process that is about to end:
+/// takes no lock and no memory, may be called in handlers of signals and in children that they
+/// fork. The lines begin at the beginning of a line, also where a text has been written only in
+/// part. Nothing happens without a log, after it was closed, and when writing it has failed.
+void addToOpenLog(const char* lines, std::size_t size) noexcept;
 
 } // namespace host
 

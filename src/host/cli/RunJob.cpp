@@ -321,19 +321,20 @@ TimeLimit timeLimit(const Arguments& arguments)
     return {*seconds, Clock::now() + std::chrono::duration_cast<Clock::duration>(span)};
 }
 
-void writeError(const std::string& text)
+// The last lines of a process. The thread of the job may be using the console.
+void writeEnd(const std::string& lines)
 {
-    [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, text.data(), text.size());
+    const std::string shown = (Console::isTerminal() ? "\r\x1b[K" : "") + lines;
+    [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, shown.data(), shown.size());
+    addToOpenLog(lines.data(), lines.size());
 }
 
 // The reason for the end: a signal, or for 0 the time limit.
 std::string endText(int signal, const TimeLimit& limit)
 {
-    std::string text = Console::isTerminal() ? "\r\x1b[K" : "";
     if (signal == 0)
-        return text + "vorn: the time limit of " + formatMicros(limit.seconds * 1e6) +
-               " has passed";
-    return text + (signal == SIGINT ? "vorn: interrupted" : "vorn: ended by a signal");
+        return "vorn: the time limit of " + formatMicros(limit.seconds * 1e6) + " has passed";
+    return signal == SIGINT ? "vorn: interrupted" : "vorn: ended by a signal";
 }
 
 // What was running, also where it would never have ended by itself.
@@ -374,7 +375,7 @@ void cleanUp(int signal, const TimeLimit& limit, const ScratchSpace& scratch,
         text += "vorn: incomplete, removed: " + escaped(path) + "\n";
     for (const std::string& path : left)
         text += "vorn: incomplete: " + escaped(path) + "\n";
-    writeError(text);
+    writeEnd(text);
     scratch.remove(); // should a file have been made meanwhile
 }
 
@@ -382,8 +383,8 @@ void cleanUp(int signal, const TimeLimit& limit, const ScratchSpace& scratch,
 void cleanUpLate(int signal, const TimeLimit& limit)
 {
     endOutputs();
-    writeError(endText(signal, limit) +
-               " after the job had ended; its report, JSON file and pictures may be missing\n");
+    writeEnd(endText(signal, limit) +
+             " after the job had ended; its report, JSON file and pictures may be missing\n");
 }
 
 // As long as it lives, the outputs of the job are among what is named when the process ends.

@@ -271,7 +271,10 @@ void reportCrash(const RunningCode& running, const CrashCause& cause) noexcept
     const Facts* const known = facts.load();
     writeInChild(millisForFacts, [&] {
         // The progress may stand on the line.
-        SignalLine(isatty(STDERR_FILENO) == 1 ? "\r\x1b[K" : "").add("vorn: crash report").write();
+        SignalLine("")
+            .addForTerminal(isatty(STDERR_FILENO) == 1 ? "\r\x1b[K" : "")
+            .add("vorn: crash report")
+            .write();
         const bool inModule = running.entry != EntryPoint::none;
         const ResolvedModule* module =
             known != nullptr && inModule ? find(*known, running) : nullptr;

@@ -41,10 +41,10 @@ struct CrashCause
     const KeptThrow* thrown = nullptr; ///< an exception that the module does not handle
 };
 
-/// Writes a report to standard error: the module and its place in the job file, the address of a
-/// fault, the traces that `process_` was given with the words that identify them, the parameters,
-/// and the functions of the module that were running. What cannot be found out is left out.
-/// Safe in handlers of signals; returns after 10 seconds at most.
+/// Writes a report to standard error and to the log of the run: the module and its place in the job
+/// file, the address of a fault, the traces that `process_` was given with the words that identify
+/// them, the parameters, and the functions of the module that were running. What cannot be found
+/// out is left out. Safe in handlers of signals; returns after 10 seconds at most.
 void reportCrash(const RunningCode& running, const CrashCause& cause) noexcept;
 
 } // namespace host

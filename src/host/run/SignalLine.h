@@ -1,8 +1,11 @@
 /// @file SignalLine.h
 ///
-/// Lines on standard error that are put together without memory, for handlers of signals.
+/// Lines on standard error and in the log that are put together without memory, for handlers of
+/// signals.
 #ifndef SIGNALLINE_H
 #define SIGNALLINE_H
+
+#include "base/LogFile.h"
 
 #include <array>
 #include <cstddef>
@@ -22,6 +25,14 @@ public:
     {
         while (*text != '\0' && used + 1 < bytes.size())
             bytes[used++] = *text++;
+        return *this;
+    }
+
+    /// Left out of the log.
+    SignalLine& addForTerminal(const char* text)
+    {
+        add(text);
+        logFrom = used;
         return *this;
     }
 
@@ -62,6 +73,7 @@ public:
         bytes[used++] = '\n';
         // Nothing can be done about a failure.
         [[maybe_unused]] const ssize_t written = ::write(STDERR_FILENO, bytes.data(), used);
+        addToOpenLog(bytes.data() + logFrom, used - logFrom);
     }
 
 private:
@@ -79,6 +91,7 @@ private:
 
     std::array<char, 5000> bytes;
     std::size_t used = 0;
+    std::size_t logFrom = 0; ///< where the line begins in the log
 };
 
 } // namespace host

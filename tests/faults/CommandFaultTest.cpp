@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstring>
+#include <filesystem>
 #include <gtest/gtest.h>
 #include <string>
 #include <vector>
@@ -194,6 +195,49 @@ TEST_P(CommandFaultTest, SurvivesEveryFailureWithFiles)
 {
     for (const Fault& fault : fileFaults)
         sweep(fault, 30);
+}
+
+// Whatever a loss of power leaves: a receipt says that everything else of its part is on the disk,
+// and what has its name there has its contents, too.
+TEST(PartFaultTest, APartThatIsNotOnTheDiskHasNoReceipt)
+{
+    CommandRun command;
+    command.makeInputs();
+    command.writeJob("  - {name: read, module: segy_in, file: in/line.sgy}\n"
+                     "  - {name: write, module: segy_out, input: read, file: out/line.sgy}\n"
+                     "  - {name: seen, module: spectrum, input: read}\n"
+                     "  - {name: turned, module: sort, keys: [-tracl], input: read}\n"
+                     "  - {name: last, module: su_out, input: turned, file: out/turned.su}\n");
+    const Fault fault = {"fsync", EIO, VORN_FAULT_ONCE};
+    ASSERT_EQ(
+        command.runCommand({"plan", "job.yaml", "--parts", "2", "-o", "plan"}, fault, 0).exitCode,
+        0)
+        << command.errors();
+    const std::string receipt = command / "plan/part-1.json";
+    const std::string spool = command / "plan/part-1.spool-1";
+    const std::string states = command / "plan/part-1.state";
+    const auto stateCount = [&] { return static_cast<long>(filesIn(states).size()); };
+
+    const ChildResult whole = command.runCommand({"part", "plan", "1"}, fault, 0);
+    ASSERT_EQ(whole.exitCode, 0) << command.errors();
+    EXPECT_TRUE(std::filesystem::exists(receipt));
+    EXPECT_TRUE(std::filesystem::exists(spool));
+    const long expectedStates = stateCount();
+    EXPECT_GE(expectedStates, 1);
+    // The spool, the states, the output, the directories of these three, and the receipt.
+    const long calls = whole.record->calls;
+    EXPECT_EQ(calls, 1 + expectedStates + 1 + 3 + 1);
+    for (long call = 1; call <= calls; ++call) {
+        std::filesystem::remove(receipt);
+        std::filesystem::remove(spool);
+        std::filesystem::remove_all(states);
+        const ChildResult result = command.runCommand({"part", "plan", "1"}, fault, call);
+        EXPECT_EQ(result.exitCode, 75) << call << command.errors();
+        EXPECT_NE(command.errors().find("Input/output error"), std::string::npos) << call;
+        EXPECT_FALSE(std::filesystem::exists(receipt)) << call;
+        EXPECT_EQ(std::filesystem::exists(spool), call > 1) << call;
+        EXPECT_EQ(stateCount(), std::clamp<long>(call - 2, 0, expectedStates)) << call;
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(Jobs, CommandFaultTest, testing::ValuesIn(jobs),

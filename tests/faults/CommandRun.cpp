@@ -66,6 +66,16 @@ void CommandRun::writeJob(const std::string& modules) const
 ChildResult CommandRun::run(const std::vector<std::string>& options, const Fault& fault, long nth,
                             const std::string& where)
 {
+    std::vector<std::string> words = {"run", "job.yaml"};
+    if (!where.empty())
+        words.insert(words.end(), {"--scratch", where});
+    words.insert(words.end(), options.begin(), options.end());
+    return runCommand(words, fault, nth);
+}
+
+ChildResult CommandRun::runCommand(const std::vector<std::string>& words, const Fault& fault,
+                                   long nth)
+{
     const auto job = [&](fault_record&, const std::function<void()>& armed) {
         if (chdir(directory.path().c_str()) != 0)
             throw std::runtime_error("no directory");
@@ -75,10 +85,6 @@ ChildResult CommandRun::run(const std::vector<std::string>& options, const Fault
         redirect("/dev/null", STDIN_FILENO, O_RDONLY);
         redirect("output", STDOUT_FILENO, O_WRONLY | O_CREAT | O_TRUNC);
         redirect("errors", STDERR_FILENO, O_WRONLY | O_CREAT | O_TRUNC);
-        std::vector<std::string> words = {"run", "job.yaml"};
-        if (!where.empty())
-            words.insert(words.end(), {"--scratch", where});
-        words.insert(words.end(), options.begin(), options.end());
         armed();
         return host::runCommandLine(words);
     };

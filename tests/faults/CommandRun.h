@@ -27,6 +27,8 @@ public:
     /// the scratch file and stands in for "scratch".
     ChildResult run(const std::vector<std::string>& options, const Fault& fault, long nth,
                     const std::string& where = "");
+    /// Runs another command, the first of `words`.
+    ChildResult runCommand(const std::vector<std::string>& words, const Fault& fault, long nth);
     /// Removes outputs and what is left in the scratch directory.
     void clear() const;
 

@@ -113,6 +113,7 @@ int runOnePart(const PlannedJob& planned, int part)
         return code;
     }
     fs::remove(failurePath(planned.directory, part), error);
+    run.sync();
     writeReceipt(receiptPath(planned.directory, part), receipt);
     return exitDone;
 }

@@ -36,6 +36,7 @@ void LocalParts::work(const std::string& scratchDirectory)
     const std::string directory = (fs::path(scratchDirectory) / "parts").string();
     fs::create_directories(directory);
     keepOrder(plan, directory);
+    plan.lasting = false; // its directory does not outlive this process
     writePlan(plan, directory);
     std::vector<int> parts(plan.parts.size());
     std::iota(parts.begin(), parts.end(), 1);

@@ -22,7 +22,38 @@ std::string uniqueName(const std::string& path)
     return fmt::format("{}.{:08x}{:08x}", path, random(), random());
 }
 
+[[noreturn]] void refuse(const std::string& path, int error)
+{
+    throw CommandError(quote(path) + " cannot be brought to the disk: " + std::strerror(error),
+                       exitTryAgain);
+}
+
+// 0, or the error number.
+int syncAt(const std::string& path, int flags)
+{
+    const int file = open(path.c_str(), flags | O_CLOEXEC);
+    if (file < 0)
+        return errno;
+    const int error = fsync(file) == 0 ? 0 : errno;
+    close(file);
+    return error;
+}
+
 } // namespace
+
+void syncFile(const std::string& path)
+{
+    if (const int error = syncAt(path, O_WRONLY))
+        refuse(path, error);
+}
+
+// One that may not be listed cannot be opened, though files can be made there.
+void syncDirectory(const std::string& path)
+{
+    const int error = syncAt(path, O_RDONLY | O_DIRECTORY);
+    if (error != 0 && error != EACCES && error != EINVAL && error != ENOSYS && error != EOPNOTSUPP)
+        refuse(path, error);
+}
 
 OwnFile::OwnFile(const std::string& path) : name(path), hidden(uniqueName(path)) {}
 
@@ -51,6 +82,13 @@ bool OwnFile::write(const std::string& text) const
     close(file);
     errno = error;
     return good;
+}
+
+// The one whose name it gets is what users know.
+void OwnFile::sync() const
+{
+    if (const int error = syncAt(hidden, O_WRONLY))
+        refuse(name, error);
 }
 
 void OwnFile::publish()

@@ -25,6 +25,9 @@ public:
     /// Writes it as a whole. All of it is on disk when this returns; else false, and errno says
     /// why.
     bool write(const std::string& text) const;
+    /// Brings what somebody has written at the temporary path to the disk. Without it, a loss of
+    /// power may leave a file of this name with other contents. Throws as publish().
+    void sync() const;
     /// Gives it its name. Throws CommandError with `exitTryAgain`.
     void publish();
 
@@ -33,6 +36,14 @@ private:
     std::string hidden;
     bool published = false;
 };
+
+/// Brings a file, or the names in a directory, to the disk: all that any process of this machine
+/// has written there. A directory whose file system cannot do that is left as it is. Throws
+/// CommandError with `exitTryAgain`.
+/// @{
+void syncFile(const std::string& path);
+void syncDirectory(const std::string& path);
+/// @}
 
 } // namespace host
 

@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <fmt/format.h>
+#include <set>
 
 namespace host {
 
@@ -148,7 +149,7 @@ void PartRun::processed(const RunView& view, bool good)
 void PartRun::save(const RunView& view)
 {
     for (const std::unique_ptr<SpoolWriter>& spool : spools)
-        spool->close();
+        spool->close(plan.lasting);
     for (std::size_t i = 0; i < view.modules.size(); ++i) {
         ModuleEntity& module = *view.modules[i];
         const PartEntry entry = findPartEntry(view.job.modules[i], module, "save_");
@@ -156,10 +157,28 @@ void PartRun::save(const RunView& view)
             continue;
         OwnFile file(statePath(directory, part, module.getName()));
         callPartEntry(view, module, entry, file.temporaryPath(), "its state cannot be saved");
-        if (!view.result.failed)
+        if (!view.result.failed) {
+            if (plan.lasting)
+                file.sync();
             file.publish();
+        }
         module.postProcessFunction = nullptr; // save_ has ended the module
     }
+}
+
+// Outputs are complete when their modules have ended, and not before.
+void PartRun::sync() const
+{
+    if (!plan.lasting)
+        return;
+    std::set<std::string> directories = {directory,
+                                         fs::path(statePath(directory, part, "x")).parent_path()};
+    for (const PlannedOutput& output : plan.outputs) {
+        syncFile(output.target);
+        directories.insert(fs::path(output.target).parent_path());
+    }
+    for (const std::string& one : directories)
+        syncDirectory(one);
 }
 
 void PartRun::ended(RunResult& result)

@@ -41,6 +41,9 @@ public:
 
     /// The facts of the part, once the run has ended; without the plan's checksum and readings.
     const Receipt& receipt() const { return facts; }
+    /// Brings what the part has written to the disk, names included, where the plan asks for it: to
+    /// be called when the run has ended, before its receipt is written. Throws CommandError.
+    void sync() const;
 
 private:
     static int spoolTrace();

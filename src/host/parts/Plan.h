@@ -87,7 +87,9 @@ struct Plan
     std::string cpuClass;  ///< the vector instructions of the machine that made it, as "avx2"
     bool portable = false; ///< no vector instructions beyond those that every machine has
     bool facts = true;     ///< parts note what reports show: ranges of header words, bytes read
-    int64_t traces = 0;    ///< that the sources give, in all
+    /// Receipts may be read after a loss of power: what a part has written is on the disk before.
+    bool lasting = true;
+    int64_t traces = 0;             ///< that the sources give, in all
     std::vector<PlannedPart> parts; ///< in order, without gaps
     std::vector<PlannedModule> modules;
     std::vector<PlannedSpool> spools;

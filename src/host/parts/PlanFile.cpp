@@ -80,6 +80,8 @@ Json jsonOf(const Plan& plan)
     json["cpu_class"] = plan.cpuClass;
     json["portable"] = plan.portable;
     json["facts"] = plan.facts;
+    if (!plan.lasting)
+        json["lasting"] = false;
     json["traces"] = plan.traces;
     json["parts"] = listOf(plan.parts, [](const PlannedPart& part) {
         return Json{{"first", part.first}, {"count", part.count}};
@@ -144,6 +146,7 @@ Plan planOf(const Json& json)
     plan.cpuClass = json.at("cpu_class").get<std::string>();
     plan.portable = json.at("portable").get<bool>();
     plan.facts = json.at("facts").get<bool>();
+    plan.lasting = json.value("lasting", true);
     plan.traces = json.at("traces").get<int64_t>();
     plan.parts = itemsOf<PlannedPart>(json.at("parts"), [](const Json& part) {
         return PlannedPart{part.at("first").get<int64_t>(), part.at("count").get<int64_t>()};

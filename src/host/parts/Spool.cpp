@@ -90,7 +90,7 @@ void SpoolWriter::write(SeisTraceSet& set)
     ++count;
 }
 
-void SpoolWriter::close()
+void SpoolWriter::close(bool onDisk)
 {
     put(endRecord);
     put(count);
@@ -98,12 +98,13 @@ void SpoolWriter::close()
     const bool whole = std::fflush(last) == 0;
     const int error = errno;
     std::fclose(last);
-    if (whole)
-        own.publish();
-    else
+    if (!whole)
         throw CommandError("the spool " + quote(name) +
                                " cannot be written: " + std::strerror(error),
                            exitTryAgain);
+    if (onDisk)
+        own.sync();
+    own.publish();
 }
 
 // ---- reading ----

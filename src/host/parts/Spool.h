@@ -29,8 +29,9 @@ public:
 
     /// Appends trace 0 of `set`.
     void write(SeisTraceSet& set);
-    /// Writes the end mark and closes the file, which gets its name now.
-    void close();
+    /// Writes the end mark and closes the file, which gets its name now; with `onDisk` it is on the
+    /// disk before.
+    void close(bool onDisk);
 
     int64_t traces() const { return count; } ///< so far
 

@@ -37,6 +37,7 @@ protected:
         plan.cpuClass = "avx2";
         plan.portable = false;
         plan.facts = false;
+        plan.lasting = false;
         plan.traces = 9'000'000'000'000;
         plan.parts = {{0, 4'000'000'000'000}, {4'000'000'000'000, 5'000'000'000'000}};
         plan.modules = {{"read", Stage::parts, "read gives ranges of its traces"},
@@ -92,6 +93,7 @@ TEST_F(PlanFileTest, APlanComesBackAsItWas)
     EXPECT_EQ(read.cpuClass, plan.cpuClass);
     EXPECT_FALSE(read.portable);
     EXPECT_FALSE(read.facts);
+    EXPECT_FALSE(read.lasting);
     EXPECT_EQ(read.traces, plan.traces);
     ASSERT_EQ(read.parts.size(), 2u);
     EXPECT_EQ(read.parts[1].first, 4'000'000'000'000);

@@ -48,55 +48,57 @@
 #define VORN_PRINTF(text, values)
 #endif
 
+/* What knl.h names as well has its value from there. */
+
 /** Types of messages, as the modules and the `vorn` command understand them. */
 enum
 {
-    VORN_DETAIL = 0,
-    VORN_INFORMATION = 1,
-    VORN_WARNING = 2,
-    VORN_ERROR = 3, /**< the job goes on */
-    VORN_FATAL = 4  /**< the module ends its data; vorn_fail() sends it */
+    VORN_DETAIL = KNL_MESSAGE_DETAIL,
+    VORN_INFORMATION = KNL_MESSAGE_INFORMATION,
+    VORN_WARNING = KNL_MESSAGE_WARNING,
+    VORN_ERROR = KNL_MESSAGE_ERROR, /**< the job goes on */
+    VORN_FATAL = KNL_MESSAGE_FATAL  /**< the module ends its data; vorn_fail() sends it */
 };
 
 /** Scopes of metadata. */
 enum
 {
-    VORN_SCOPE_JOB = 0,
-    VORN_SCOPE_MODULE = 1
+    VORN_SCOPE_JOB = KNL_SCOPE_JOB,
+    VORN_SCOPE_MODULE = KNL_SCOPE_MODULE
 };
 
 /** Flags of traces and of inputs. */
 enum
 {
-    VORN_END_OF_DATA = 3, /**< on an output's trace: it is the last one */
-    VORN_KEEP_TRACE = 1   /**< on an input: the trace is not taken, and comes again */
+    VORN_END_OF_DATA = KNL_END_OF_DATA, /**< on an output's trace: it is the last one */
+    VORN_KEEP_TRACE = KNL_KEEP_TRACE    /**< on an input: the trace is not taken, and comes again */
 };
 
 /** Type codes of trace attributes. */
 enum
 {
-    VORN_TYPE_TEXT = 1,
-    VORN_TYPE_INT32 = 2,
-    VORN_TYPE_INT64 = 3,
-    VORN_TYPE_FLOAT32 = 4,
-    VORN_TYPE_FLOAT64 = 5,
-    VORN_TYPE_TEXT32 = 9, /**< at most 32 bytes */
-    VORN_TYPE_TEXT64 = 10 /**< at most 64 bytes */
+    VORN_TYPE_TEXT = KNL_TYPE_TEXT,
+    VORN_TYPE_INT32 = KNL_TYPE_I32,
+    VORN_TYPE_INT64 = KNL_TYPE_I64,
+    VORN_TYPE_FLOAT32 = KNL_TYPE_F32,
+    VORN_TYPE_FLOAT64 = KNL_TYPE_F64,
+    VORN_TYPE_TEXT32 = KNL_TYPE_TEXT32, /**< at most 32 bytes */
+    VORN_TYPE_TEXT64 = KNL_TYPE_TEXT64  /**< at most 64 bytes */
 };
 
 /** Types of pads. */
 enum
 {
-    VORN_PAD_SECTION = 1,
-    VORN_PAD_GRAPH = 2,
-    VORN_PAD_SECTION_AND_GRAPH = 3
+    VORN_PAD_SECTION = KNL_PAD_SECTION,
+    VORN_PAD_GRAPH = KNL_PAD_GRAPH,
+    VORN_PAD_SECTION_AND_GRAPH = KNL_PAD_SECTION_AND_GRAPH
 };
 
 /** Codes of the pen for knl_plot(). */
 enum
 {
-    VORN_DRAW = 2,
-    VORN_MOVE = 3
+    VORN_DRAW = KNL_PEN_DRAW,
+    VORN_MOVE = KNL_PEN_MOVE
 };
 
 /** Pens for knl_newpen(). */

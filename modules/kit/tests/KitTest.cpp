@@ -2,6 +2,8 @@
 // manifest tell what they were given, and all of them must tell the same.
 #include "ModuleTest.h"
 
+#include "knl.h"
+
 #include <cmath>
 #include <limits>
 
@@ -58,6 +60,40 @@ TEST_P(KitTest, DefaultsStandForWhatIsAbsent)
                             "ints=0", "last int absent", "wides=5000000000", "four=4", "words=a",
                             "words=b c", "infile absent", "needed=0.5", "hard names=306",
                             "traces=3"));
+}
+
+TEST_P(KitTest, NumbersThatHaveNamesAreThoseOfTheInterface)
+{
+    constexpr int numbers[] = {KNL_MESSAGE_DETAIL,
+                               KNL_MESSAGE_INFORMATION,
+                               KNL_MESSAGE_WARNING,
+                               KNL_MESSAGE_ERROR,
+                               KNL_MESSAGE_FATAL,
+                               KNL_SCOPE_JOB,
+                               KNL_SCOPE_MODULE,
+                               KNL_END_OF_DATA,
+                               KNL_KEEP_TRACE,
+                               KNL_TYPE_TEXT,
+                               KNL_TYPE_I32,
+                               KNL_TYPE_I64,
+                               KNL_TYPE_F32,
+                               KNL_TYPE_F64,
+                               KNL_TYPE_TEXT32,
+                               KNL_TYPE_TEXT64,
+                               KNL_PAD_SECTION,
+                               KNL_PAD_GRAPH,
+                               KNL_PAD_SECTION_AND_GRAPH,
+                               KNL_PEN_DRAW,
+                               KNL_PEN_MOVE};
+    std::string text = "numbers:";
+    for (const int number : numbers)
+        text += " " + std::to_string(number);
+    EXPECT_EQ(text, "numbers: 0 1 2 3 4 0 1 3 1 1 2 3 4 5 9 10 1 2 3 2 3");
+    addWith({});
+
+    run();
+
+    EXPECT_THAT(messages(0), Contains(text));
 }
 
 TEST_P(KitTest, ValuesOfTheJobArriveInTheirTypes)

@@ -77,6 +77,39 @@ static bool tell_all(const kit_c_parameters* p)
     return true;
 }
 
+/* The numbers that have names, one after the other. */
+static void tell_numbers(void)
+{
+    static const int numbers[] = {VORN_DETAIL,
+                                  VORN_INFORMATION,
+                                  VORN_WARNING,
+                                  VORN_ERROR,
+                                  VORN_FATAL,
+                                  VORN_SCOPE_JOB,
+                                  VORN_SCOPE_MODULE,
+                                  VORN_END_OF_DATA,
+                                  VORN_KEEP_TRACE,
+                                  VORN_TYPE_TEXT,
+                                  VORN_TYPE_INT32,
+                                  VORN_TYPE_INT64,
+                                  VORN_TYPE_FLOAT32,
+                                  VORN_TYPE_FLOAT64,
+                                  VORN_TYPE_TEXT32,
+                                  VORN_TYPE_TEXT64,
+                                  VORN_PAD_SECTION,
+                                  VORN_PAD_GRAPH,
+                                  VORN_PAD_SECTION_AND_GRAPH,
+                                  VORN_DRAW,
+                                  VORN_MOVE};
+    char text[200] = "";
+    size_t used = 0;
+    size_t i;
+
+    for (i = 0; i < sizeof numbers / sizeof *numbers; ++i)
+        used += (size_t)snprintf(text + used, sizeof text - used, " %d", numbers[i]);
+    vorn_message(VORN_DETAIL, "numbers:%s", text);
+}
+
 static bool prepare(state* s)
 {
     void* in = vorn_required_input(0);
@@ -84,6 +117,7 @@ static bool prepare(state* s)
     if (in == NULL || vorn_build_required_output(0, in) == NULL ||
         !kit_c_read_parameters(&s->set) || !tell_all(&s->set))
         return false;
+    tell_numbers();
     if (s->set.fails != KIT_C_FAILS_PREPARE)
         return true;
     vorn_fail("told to fail in prepare");

@@ -83,12 +83,43 @@ void tellAll(const kit_cxx_parameters::Parameters& p)
              p.a_name_of_more_than_sixty_three_characters_which_is_what_fortran_takes_two);
 }
 
+// The numbers that have names, one after the other.
+void tellNumbers()
+{
+    constexpr int numbers[] = {VORN_DETAIL,
+                               VORN_INFORMATION,
+                               VORN_WARNING,
+                               VORN_ERROR,
+                               VORN_FATAL,
+                               VORN_SCOPE_JOB,
+                               VORN_SCOPE_MODULE,
+                               VORN_END_OF_DATA,
+                               VORN_KEEP_TRACE,
+                               VORN_TYPE_TEXT,
+                               VORN_TYPE_INT32,
+                               VORN_TYPE_INT64,
+                               VORN_TYPE_FLOAT32,
+                               VORN_TYPE_FLOAT64,
+                               VORN_TYPE_TEXT32,
+                               VORN_TYPE_TEXT64,
+                               VORN_PAD_SECTION,
+                               VORN_PAD_GRAPH,
+                               VORN_PAD_SECTION_AND_GRAPH,
+                               VORN_DRAW,
+                               VORN_MOVE};
+    std::string text = "numbers:";
+    for (const int number : numbers)
+        text += " " + std::to_string(number);
+    vorn_kit::message(VORN_DETAIL, text);
+}
+
 std::unique_ptr<State> prepare()
 {
     vorn_kit::buildRequiredOutput(0, vorn_kit::requiredInput());
     auto state = std::make_unique<State>();
     state->set = readParameters();
     tellAll(state->set);
+    tellNumbers();
     if (state->set.fails == Fails::prepare)
         vorn_kit::fail("told to fail in prepare");
     return state;

@@ -99,6 +99,26 @@ contains
         p%a_name_of_more_than_sixty_three_characters_which_is_what_fort_1))
   end subroutine tell_others
 
+  ! The numbers that have names, one after the other.
+  subroutine tell_numbers
+    integer(c_int), parameter :: numbers(*) = [ &
+        knl_message_detail, knl_message_information, knl_message_warning, &
+        knl_message_error, knl_message_fatal, knl_scope_job, &
+        knl_scope_module, knl_end_of_data, knl_keep_trace, &
+        vorn_type_text, vorn_type_int32, vorn_type_int64, &
+        vorn_type_float32, vorn_type_float64, vorn_type_text32, &
+        vorn_type_text64, vorn_pad_section, vorn_pad_graph, &
+        vorn_pad_section_and_graph, vorn_draw, vorn_move]
+    character(len=:), allocatable :: text
+    integer :: i
+
+    text = 'numbers:'
+    do i = 1, size(numbers)
+      text = text // ' ' // vorn_to_text(numbers(i))
+    end do
+    call knl_send_message(knl_message_detail, text)
+  end subroutine tell_numbers
+
   subroutine prepare(state, good)
     class(kit_state), intent(inout) :: state
     logical, intent(inout) :: good
@@ -111,6 +131,7 @@ contains
     call tell_scalars(state%set)
     call tell_lists(state%set)
     call tell_others(state%set)
+    call tell_numbers
     good = state%set%fails /= fails_prepare
     if (.not. good) call vorn_fail('told to fail in prepare')
   end subroutine prepare

@@ -3,7 +3,8 @@
 
 Usage: check_includes.py [SOURCE_TREE]
 
-Prints a line for each forbidden include and ends with 1 when there is one. What may include what:
+Prints a line for each forbidden include and ends with 1 when there is one. The picture of the
+architecture must show the rooms of the command and their arrows. What may include what:
 
     src/host        cli -> kit, parts -> each, watch -> run, report -> draw -> job -> base; every header is
                     named with its room; of modules/support only the parsers of words/, and only in
@@ -82,6 +83,19 @@ GENERATOR = ('kit', 'generator')
 GENERATOR_ROOMS = {'base', 'job'}
 
 
+PICTURE = 'docs/pictures/architecture.dot'
+
+
+def reached(arrows, room, found=None):
+    """All rooms that arrows lead to from `room`."""
+    found = set() if found is None else found
+    for other in arrows.get(room, ()):
+        if other not in found:
+            found.add(other)
+            reached(arrows, other, found)
+    return found
+
+
 def sources_below(folder):
     return sorted(path for path in folder.rglob('*') if path.suffix in SOURCES)
 
@@ -135,6 +149,26 @@ class Tree:
                 self.report(path, line, f'{room} must not include {name} of the modules')
         elif (path.parent / name).is_file() or name in self.host:
             self.report(path, line, f'{name} must be named with its room')
+
+    def check_picture(self):
+        """The arrows of a room may lead over others; arrows that come of others are left out."""
+        path = self.root / PICTURE
+        if not path.is_file():
+            return
+        arrows = {}
+        for one, other in re.findall(r'^ *(\w+) -> (\w+)', path.read_text(encoding='utf-8'), re.M):
+            if one in ROOMS and other in ROOMS:
+                arrows.setdefault(one, set()).add(other)
+        svg = path.with_suffix('.svg').read_text(encoding='utf-8')
+        for room in ROOMS:
+            if reached(arrows, room) != reached(ROOMS, room):
+                self.report(path, 1, f'the arrows of {room} are others than those of its includes')
+            if f'<title>{room}</title>' not in svg:
+                self.report(path, 1, f'{room} is not in the picture made of it')
+        for one, others in arrows.items():
+            for other in sorted(others):
+                if f'<title>{one}&#45;&gt;{other}</title>' not in svg:
+                    self.report(path, 1, f'{one} -> {other} is not in the picture made of it')
 
     # ---- src/kernel ----
 
@@ -200,6 +234,7 @@ def problems_of(root):
     """One line for each forbidden include below `root`, in the order of the files."""
     tree = Tree(root)
     tree.check_host()
+    tree.check_picture()
     tree.check_kernel()
     tree.check_components()
     tree.check_modules()

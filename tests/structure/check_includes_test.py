@@ -129,6 +129,26 @@ class CheckIncludesTest(unittest.TestCase):
             'modules/kit/generator/main.cpp:2: modules must not include draw/Page.h',
             'modules/kit/kit.cpp:1: modules must not include base/Text.h'])
 
+    def test_the_picture_shows_all_rooms_and_their_arrows(self):
+        folder = pathlib.Path(__file__).parents[2] / 'docs/pictures'
+        dot = (folder / 'architecture.dot').read_text(encoding='utf-8')
+        svg = (folder / 'architecture.svg').read_text(encoding='utf-8')
+        place = 'docs/pictures/architecture.dot:1: '
+        planted = self.root / 'docs/pictures/architecture.dot'
+        planted.parent.mkdir(parents=True)
+        planted.with_suffix('.svg').write_text(svg)
+
+        planted.write_text(dot)
+        self.assertEqual(self.problems(), [])
+        planted.write_text(dot.replace('embed -> run\n', ''))
+        self.assertEqual(self.problems(), [
+            place + 'the arrows of embed are others than those of its includes'])
+        planted.write_text(dot + 'cli -> draw\n')  # follows from others; the picture is older
+        self.assertEqual(self.problems(), [place + 'cli -> draw is not in the picture made of it'])
+        planted.write_text(dot)
+        planted.with_suffix('.svg').write_text(svg.replace('<title>watch</title>', ''))
+        self.assertEqual(self.problems(), [place + 'watch is not in the picture made of it'])
+
     def test_tests_of_modules_may_be_hosts(self):
         self.write('modules/agc/tests/AgcTest.cpp', 'JobManager.h')
         self.assertEqual(self.problems(), [])

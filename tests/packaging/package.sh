@@ -518,6 +518,13 @@ CMAKE
     done
 }
 
+# The guide for authors of modules, followed to the letter.
+step_guide() {
+    need python3
+    python3 "$VORN_SOURCE_DIR/tests/packaging/follow_guide.py" --prefix "$prefix" \
+        --work "$VORN_WORK_DIR/guide" --cmake "$CMAKE" --checker "$VORN_SOURCE_DIR/tests/docs"
+}
+
 # Names that would do harm.
 step_new_module_refused() {
     PATH=$prefix/bin:$PATH

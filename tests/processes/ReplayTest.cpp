@@ -354,6 +354,19 @@ TEST_F(ReplayTest, RecordsThatAreCutOffAreReplayedAsFarAsTheyGo)
     }
 }
 
+// Nobody takes the second one any more; the sanitizers tell where it is left.
+TEST_F(ReplayTest, ARecordMayEndWithTracesInTheInput)
+{
+    writeJob(std::string(synthetic) + "  - {name: twice, input: make, module: emit_twice}\n"
+                                      "  - {name: bad, input: twice, module: recorded}\n"
+                                      "  - {name: end, input: bad, module: histogram}\n");
+    ASSERT_EQ(record({"bad"}, {"--record-traces", "1"}).exitCode, 0);
+    const JobEnd end = replay("bad");
+    EXPECT_EQ(end.exitCode, 0) << end.errors;
+    EXPECT_THAT(end.output, HasSubstr("2 calls of entry points"));
+    EXPECT_THAT(end.output, HasSubstr("no difference"));
+}
+
 TEST_F(ReplayTest, DamagedRecordsAreTold)
 {
     recordOne("recorded", {"--record-traces", "3"});

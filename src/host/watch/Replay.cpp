@@ -325,6 +325,10 @@ public:
         for (const auto& one : upstream)
             one->inputDataChannels.clear();
         manager.setActiveModule(nullptr);
+        for (const auto* channels : {&module->inputDataChannels, &module->outputDataChannels}) {
+            for (DataChannel* channel : *channels)
+                channel->removeAllTraces(); // of a record that ends before the job
+        }
         manager.postProcessJob(); // deletes the module, its channels and its buffers
         manager.installMessageFunc(nullptr, nullptr, nullptr);
         manager.installCreatePadFunc(nullptr, nullptr);

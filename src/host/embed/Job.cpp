@@ -5,6 +5,7 @@
 #include "base/CommandError.h"
 #include "base/Diagnostics.h"
 #include "base/Escaping.h"
+#include "embed/JobTraces.h"
 #include "job/JobCheck.h"
 #include "job/JobFile.h"
 #include "job/ModuleCatalog.h"
@@ -40,6 +41,22 @@ struct Job::Content
             return {};
         const host::ModuleCatalog catalog(home, directories);
         return host::checkJob(*file, catalog, found);
+    }
+
+    void begin() const
+    {
+        if (!file)
+            return;
+        for (const auto& one : file->replaced) {
+            if (one.second->begin)
+                one.second->begin();
+        }
+    }
+
+    void replace(const std::string& module, host::ReplacedModulePointer own)
+    {
+        if (file)
+            file->replaced[module] = std::move(own);
     }
 };
 
@@ -171,7 +188,7 @@ private:
     std::thread thread;
 };
 
-JobResult describe(const host::RunResult& run)
+JobResult describe(const host::RunResult& run, const host::ResolvedJob& job)
 {
     JobResult result;
     if (run.end == host::RunEnd::notStarted)
@@ -186,11 +203,14 @@ JobResult describe(const host::RunResult& run)
         if (result.error.empty() && message.severity >= host::errorSeverity)
             result.error = message.module + ": " + message.text;
     }
-    for (const host::RunModule& module : run.modules)
-        result.modules.push_back({module.name, module.module, module.statistics.tracesIn,
-                                  module.statistics.tracesOut,
+    for (std::size_t i = 0; i < run.modules.size(); ++i) {
+        const host::RunModule& module = run.modules[i];
+        const bool isReplaced = job.modules[i].replaced != nullptr;
+        result.modules.push_back({module.name, isReplaced ? "" : module.module,
+                                  module.statistics.tracesIn, module.statistics.tracesOut,
                                   static_cast<double>(module.statistics.totalMicros()) * 1e-6,
                                   module.statistics.peakBytes, module.metadata});
+    }
     return result;
 }
 
@@ -295,6 +315,32 @@ void Job::set(const std::string& module, const std::string& parameter, const std
         host::applySetting(*all->file, module + "." + parameter + "=" + value, all->diagnostics);
 }
 
+void Job::setSource(const std::string& module, const JobTraces& traces)
+{
+    all->replace(module, sourceOf(traces));
+}
+
+void Job::setSource(const std::string& module, const JobTraceMaker& maker)
+{
+    all->replace(module, sourceOf(maker));
+}
+
+void Job::setSink(const std::string& module, JobCollection& into)
+{
+    all->replace(module, sinkOf(into));
+}
+
+void Job::setSink(const std::string& module, const JobTraceTaker& taker)
+{
+    all->replace(module, sinkOf(taker));
+}
+
+void Job::restore(const std::string& module)
+{
+    if (all->file)
+        all->file->replaced.erase(module);
+}
+
 std::vector<JobDiagnostic> Job::check() const
 {
     return translated([&] {
@@ -308,6 +354,7 @@ JobResult Job::run(const JobListener& listener) const
 {
     const Running running;
     const FormerEnvironment environment;
+    all->begin();
     return translated([&] {
         host::Diagnostics found;
         const host::ResolvedJob job = all->resolve(found);
@@ -329,7 +376,7 @@ JobResult Job::run(const JobListener& listener) const
             const ProgressThread progress(runner.counters(), listener.onProgress);
             run = runner.run();
         }
-        JobResult result = describe(run);
+        JobResult result = describe(run, job);
         addOutputs(result, job, outputs);
         return result;
     });

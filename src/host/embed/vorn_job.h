@@ -10,6 +10,15 @@
 ///         std::cerr << one.line << '\n';
 ///     const VORN::JobResult result = job.run();
 ///
+/// The traces of the application itself go in and out through modules of the job: one that reads a
+/// file in the text may get its traces from an array or a function here, one that writes a file may
+/// give them to an array or a function. All modules between stay as they are.
+///
+///     job.setSource("read", VORN::JobTraces{samples, 500, 2000, {{"offset", offsets}}});
+///     VORN::JobCollection traces;
+///     job.setSink("write", traces);
+///     job.run();
+///
 /// Needs neither Qt nor the kernel's headers. All texts are UTF-8. One job runs in a process at a
 /// time, on the thread that calls run(), which may be any; other threads may run on. While
 /// it runs, a job sets the environment variables VORN_HOME, VORN_SCRATCH and VORN_SCRATCH_SIZE and
@@ -24,6 +33,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -32,9 +42,9 @@ namespace VORN {
 /// An error or a warning about a job.
 struct JobDiagnostic
 {
-    std::string source;     ///< name of the job file, or the setting "agc.window=1"
-    int lineNumber = 0;     ///< from 1; 0: the source as a whole
-    int column = 0;         ///< from 1, in bytes; 0: the line as a whole
+    std::string source; ///< name of the job file, or the setting "agc.window=1", or source "read"
+    int lineNumber = 0; ///< from 1; 0: the source as a whole
+    int column = 0;     ///< from 1, in bytes; 0: the line as a whole
     bool isWarning = false; ///< a job with warnings alone can run
     std::string text;       ///< one sentence
     std::string line;       ///< all of it, "job.yaml:12:5: warning: …"
@@ -63,7 +73,7 @@ struct JobProgress
 struct JobModuleFacts
 {
     std::string name;   ///< in the job
-    std::string module; ///< its library
+    std::string module; ///< its library; empty where the application has replaced it
     std::int64_t tracesIn = 0;
     std::int64_t tracesOut = 0;
     double seconds = 0;                          ///< wall clock within its entry points
@@ -118,6 +128,61 @@ struct JobListener
     std::function<void(const JobProgress&)> onProgress;
 };
 
+/// Traces of the application, in its own memory, in the place of a module without inputs. What the
+/// spans refer to must stay unchanged until the last run with it has ended. Each trace is copied
+/// once. Without samples the job gets the end of the data alone.
+struct JobTraces
+{
+    std::span<const float> samples; ///< rows of `traceLength` samples, one for each trace
+    int traceLength = 0;            ///< samples of a trace, at least 1
+    int sampleInterval = 0;         ///< microseconds, at least 1
+    /// Header words by name, a value for each trace, converted to the type of the word in the job:
+    /// in the schema "segy" all are integers of 32 bits. The job must know the names. A double
+    /// holds every value of an integer of 32 bits, or of a float.
+    std::map<std::string, std::span<const double>> words;
+};
+
+/// A function of the application that makes traces, in the place of a module without inputs.
+struct JobTraceMaker
+{
+    int traceLength = 0;            ///< samples of a trace, at least 1
+    int sampleInterval = 0;         ///< microseconds, at least 1
+    std::vector<std::string> words; ///< names of the header words that it gives
+    /// Makes one trace: `samples` and `values`, one for each of `words`, in that order, are zeros
+    /// to be filled. False: there is no further trace, and this one is dropped. It is called one
+    /// trace ahead of the job, so that the last trace is known as such, and not again after it has
+    /// said false. Integers outside of the range of their word become the nearest one in it.
+    std::function<bool(std::span<float> samples, std::span<double> values)> make;
+};
+
+/// Traces that a job has given to the application, in the place of a module without outputs.
+struct JobCollection
+{
+    std::vector<float> samples; ///< `count` rows of `traceLength`
+    int count = 0;              ///< traces
+    int traceLength = 0;        ///< samples of a trace; 0 without traces
+    int sampleInterval = 0;     ///< microseconds; 0 without traces
+    /// For each name that it has when it becomes a sink `count` values; 0 where the traces do not
+    /// have the word.
+    std::map<std::string, std::vector<double>> words;
+};
+
+/// A trace that a job gives to the application, valid until the function returns.
+struct JobTrace
+{
+    std::span<const float> samples; ///< in the order of time
+    std::span<const double> values; ///< of the header words that were named, in that order
+    int sampleInterval = 0;         ///< microseconds
+};
+
+/// A function of the application that takes traces, in the place of a module without outputs. The
+/// samples are not copied.
+struct JobTraceTaker
+{
+    std::vector<std::string> words; ///< names of the header words that it wants
+    std::function<void(const JobTrace& trace)> take;
+};
+
 /// A job: its text with the changes made to it. Movable; used by one thread at a time.
 class VORN_EXPORT Job
 {
@@ -140,6 +205,25 @@ public:
     /// Sets or replaces a parameter; `value` is written as in the job file, "250 ms" or "[1, 2]".
     /// Relative paths begin in the current directory. A wrong one is an error of check().
     void set(const std::string& module, const std::string& parameter, const std::string& value);
+
+    /// @name Traces of the application
+    /// Puts a source or a sink in the place of a module, in this and all later runs; its library,
+    /// its parameters and its files do not matter then. A source has one output, which any number
+    /// of modules may read, and no input; a sink has one input and no output. What is given last
+    /// for a module counts. Functions are called on the thread of run(), each for one trace after
+    /// the other; Job::cancel() may be called in them, and an exception that leaves one ends the
+    /// job as failed. Wrong names, numbers and connections are errors of check().
+    /// @{
+    void setSource(const std::string& module, const JobTraces& traces);
+    void setSource(const std::string& module, const JobTraceMaker& maker);
+    /// `into` must live as long as the job, or until restore(). It is emptied now and when a run
+    /// begins, and keeps its capacity; a run that fails or is cancelled leaves the traces that came
+    /// before. Each trace is copied once, into rows that move as they grow, as a std::vector does.
+    void setSink(const std::string& module, JobCollection& into);
+    void setSink(const std::string& module, const JobTraceTaker& taker);
+    /// The module of the text is itself again.
+    void restore(const std::string& module);
+    /// @}
 
     /// Errors and warnings, all of them, in the order of the text. Module libraries are loaded in a
     /// child process; no module is called.

@@ -13,9 +13,11 @@
 #include <filesystem>
 #include <fmt/format.h>
 #include <map>
+#include <memory>
 #include <set>
 #include <stdexcept>
 #include <unistd.h>
+#include <utility>
 
 namespace host {
 
@@ -30,7 +32,7 @@ class ModuleFinder
 {
 public:
     ModuleFinder(const JobFile& job, const ModuleCatalog& modules, Diagnostics& list)
-        : catalog(modules), diagnostics(list)
+        : catalog(modules), diagnostics(list), replaced(job.replaced)
     {
         probe(job);
     }
@@ -40,6 +42,11 @@ public:
         module.name = job.name;
         module.place = job.place;
         module.module = job.module;
+        if (const auto own = replaced.find(job.name); own != replaced.end()) {
+            module.replaced = own->second;
+            module.manifest = manifestInPlaceOf(job, *own->second);
+            return;
+        }
         if (job.module.empty())
             return; // the error has been reported
         const CatalogModule* found = catalog.find(job.module);
@@ -73,7 +80,7 @@ private:
         std::vector<std::string> libraries;
         for (const JobModule& module : job.modules) {
             const CatalogModule* found = catalog.find(module.module);
-            if (found != nullptr && !found->library.empty() &&
+            if (found != nullptr && !found->library.empty() && replaced.count(module.name) == 0 &&
                 problems.emplace(found->library, "").second)
                 libraries.push_back(found->library);
         }
@@ -112,8 +119,39 @@ private:
         return manifests[found.name] = readManifest(found.manifest, found.name, diagnostics);
     }
 
+    // The manifest of the module, where it has one, with the ports of what the application puts in
+    // its place. The attributes that a reader defines stay defined: the modules behind it may need
+    // them. What is wrong with the manifest does not matter.
+    ManifestPointer manifestInPlaceOf(const JobModule& job, const ReplacedModule& own) const
+    {
+        Manifest manifest;
+        const CatalogModule* found = catalog.find(job.module);
+        Diagnostics ignored;
+        if (found != nullptr && !found->manifest.empty()) {
+            if (const auto read = readManifest(found->manifest, found->name, ignored))
+                manifest = *read;
+        }
+        const auto isNoMap = [](const ParameterSpec& spec) {
+            return spec.type != ParameterType::wordMap;
+        };
+        manifest.parameters.erase(
+            std::remove_if(manifest.parameters.begin(), manifest.parameters.end(), isNoMap),
+            manifest.parameters.end());
+        manifest.rules.clear();
+        manifest.reads.clear();
+        manifest.parallel = {};
+        if (!own.isSource)
+            manifest.writes.clear();
+        manifest.inputs = own.isSource ? PortSpec{} : PortSpec{1, 1, {}};
+        std::vector<std::string> names = std::move(manifest.outputs.names);
+        names.resize(std::min<std::size_t>(names.size(), 1));
+        manifest.outputs = own.isSource ? PortSpec{1, 1, std::move(names)} : PortSpec{};
+        return std::make_shared<const Manifest>(std::move(manifest));
+    }
+
     const ModuleCatalog& catalog;
     Diagnostics& diagnostics;
+    const std::map<std::string, ReplacedModulePointer>& replaced; // by the name in the job
     std::map<std::string, ManifestPointer> manifests;
     std::map<std::string, std::string> problems; // by library
     std::set<std::string> ambiguous;             // names that were told
@@ -466,7 +504,11 @@ void refuseUnusedMap(const JobFile& job, const std::vector<ResolvedModule>& modu
                    module.manifest->parameters.begin(), module.manifest->parameters.end(),
                    [](const ParameterSpec& spec) { return spec.type == ParameterType::wordMap; });
     };
-    if (job.words && std::none_of(modules.begin(), modules.end(), takesMaps))
+    const auto isOwnSource = [](const ResolvedModule& module) {
+        return module.replaced != nullptr && module.replaced->isSource;
+    };
+    if (job.words && std::none_of(modules.begin(), modules.end(), takesMaps) &&
+        std::none_of(modules.begin(), modules.end(), isOwnSource))
         diagnostics.error(job.words->place, "\"words\" maps header words for the modules that read "
                                             "files, and this job has none; remove it");
 }
@@ -538,6 +580,7 @@ ResolvedJob checkJob(const JobFile& job, const ModuleCatalog& catalog, Diagnosti
     findTee(job, catalog, resolved, diagnostics);
     checkFiles(job, resolved, diagnostics);
     resolved.attributes = checkAttributes(job, resolved.modules, diagnostics);
+    checkReplaced(job, resolved, diagnostics);
     return resolved;
 }
 

@@ -35,6 +35,9 @@ void checkWiring(const JobFile& job, std::vector<ResolvedModule>& modules,
 std::vector<ResolvedAttribute> checkAttributes(const JobFile& job,
                                                const std::vector<ResolvedModule>& modules,
                                                Diagnostics& diagnostics);
+/// The sources and sinks of the application: modules of the job, data and header words. Requires:
+/// the attributes of `resolved`.
+void checkReplaced(const JobFile& job, const ResolvedJob& resolved, Diagnostics& diagnostics);
 /// @}
 
 /// @name Header words in formulas

@@ -163,6 +163,25 @@ void reportRefusal(const std::string& parameter, const Place& place, const Resol
     }
 }
 
+// A map of header words defines attributes of the job, whoever makes the traces. Of those of the
+// module itself, errors do not matter; that of the whole job may be for other readers, too.
+void keepWordMaps(const JobModule& job, const JobFile& file, ResolvedModule& module,
+                  Diagnostics& diagnostics)
+{
+    Diagnostics ignored;
+    for (const ParameterSpec& spec : module.manifest->parameters) {
+        const JobParameter* given = findGiven(job, file, *module.manifest, spec);
+        if (given == nullptr || given->value->isNull())
+            continue;
+        Diagnostics& heard = file.words && given == &*file.words ? diagnostics : ignored;
+        const std::size_t before = module.parameters.size();
+        checkGiven(*given, spec, module, heard);
+        if (module.parameters.size() > before)
+            reportRefusal(spec.name, given->value->place, module, heard,
+                          [&] { VORN::WordMap(module.parameters.back().value.text); });
+    }
+}
+
 // The words that a selection of a reader may name: what it writes, and what the job maps. That
 // traces from other modules have a word is checked with the other names of attributes.
 class WordsOfModule
@@ -316,6 +335,10 @@ void checkParameters(const JobFile& job, std::size_t i, ResolvedModule& module,
                      Diagnostics& diagnostics)
 {
     const JobModule& given = job.modules[i];
+    if (module.replaced != nullptr) {
+        keepWordMaps(given, job, module, diagnostics);
+        return;
+    }
     const int before = diagnostics.errors();
     if (module.manifest != nullptr)
         checkAgainstManifest(given, job, module, diagnostics);

@@ -91,9 +91,11 @@ private:
         const PortSpec ports =
             module.manifest != nullptr ? module.manifest->outputs : PortSpec{0, PortSpec::any, {}};
         if (ports.max == 0) {
-            diagnostics.error(connection.place,
-                              fmt::format("module {} ({}) has no output to connect to",
-                                          quote(module.name), escaped(module.module)));
+            diagnostics.error(
+                connection.place,
+                fmt::format("module {} ({}) has no output to connect to", quote(module.name),
+                            module.replaced != nullptr ? "a sink of the application in its place"
+                                                       : escaped(module.module)));
             return -1;
         }
         if (!named)
@@ -135,11 +137,13 @@ private:
                                           counted(count, "input"), ports.countText(),
                                           count == 0 ? "; add \"input: NAME\"" : ""));
         else if (ports.max != PortSpec::any && count > ports.max)
-            diagnostics.error(
-                given.inputsPlace,
-                fmt::format("module {} has {}; expected {}", quote(given.name),
-                            counted(count, "input"),
-                            ports.max == 0 ? "none, it is a source" : ports.countText()));
+            diagnostics.error(given.inputsPlace,
+                              fmt::format("module {} has {}; expected {}", quote(given.name),
+                                          counted(count, "input"),
+                                          ports.max != 0 ? ports.countText()
+                                          : modules[i].replaced != nullptr
+                                              ? "none: a source of the application is in its place"
+                                              : "none, it is a source"));
     }
 
     // Gives module `i` the outputs that it needs, whether they are read or not, and checks that it
@@ -153,7 +157,8 @@ private:
             if (module.consumers.size() < needed)
                 module.consumers.resize(needed, 0);
         }
-        if (isRead || module.library.empty() || module.name.empty() || lacksInputs(i))
+        const bool canRun = !module.library.empty() || module.replaced != nullptr;
+        if (isRead || !canRun || module.name.empty() || lacksInputs(i))
             return;
         const JobModule& given = job.modules[i];
         if (given.inputs.empty())

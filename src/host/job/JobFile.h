@@ -5,8 +5,10 @@
 #ifndef JOBFILE_H
 #define JOBFILE_H
 
+#include "job/ReplacedModule.h"
 #include "job/YamlReader.h"
 
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -69,6 +71,8 @@ struct JobFile
     std::vector<JobModule> modules;       ///< in the order of the file
     /// The map of header words (`words`) for all readers that have none of their own.
     std::optional<JobParameter> words;
+    /// What the application puts in the place of modules, by their names. No text says so.
+    std::map<std::string, ReplacedModulePointer> replaced;
 
     /// The module of that name, or null.
     const JobModule* find(const std::string& moduleName) const;

@@ -39,7 +39,7 @@ void addJobAndModules(VORN::FileRoles& roles, const ResolvedJob& job)
         if (!module.library.empty())
             roles.add(library,
                       "the library " + quote(library) + " of module " + quote(module.name));
-        if (module.manifest != nullptr)
+        if (module.manifest != nullptr && !module.manifest->path.empty())
             roles.add(module.manifest->path, "the manifest " + quote(module.manifest->path) +
                                                  " of module " + quote(module.name));
     }

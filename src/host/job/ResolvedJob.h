@@ -6,6 +6,7 @@
 
 #include "job/Manifest.h"
 #include "job/ParameterValue.h"
+#include "job/ReplacedModule.h"
 
 #include <optional>
 #include <string>
@@ -47,6 +48,9 @@ struct ResolvedModule
     std::string module;
     std::string library;      ///< relative to VORN_HOME/lib
     ManifestPointer manifest; ///< null: the module has none
+    /// What the application has put in its place; then it has no library, no parameters but maps of
+    /// header words, and a manifest with the ports of what stands there.
+    ReplacedModulePointer replaced;
     std::vector<ResolvedInput> inputs;
     std::vector<ResolvedParameter>
         parameters; ///< in the manifest's order, those without a value left out

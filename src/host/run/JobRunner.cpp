@@ -245,7 +245,9 @@ bool JobRunner::createModules()
     bool good = true;
     for (const ResolvedModule& module : job.modules) {
         const LibraryCall loading(EntryPoint::loading, module.name);
-        modules.push_back(manager().initJobModule(module.name, module.library));
+        modules.push_back(module.replaced != nullptr
+                              ? module.replaced->make(module.name)
+                              : manager().initJobModule(module.name, module.library));
         good = good && modules.back() != nullptr;
         if (modules.back() != nullptr)
             libraries.keep(*modules.back());

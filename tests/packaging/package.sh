@@ -351,6 +351,14 @@ step_example_host() {
         cat "$project/log"
         fail "the example host computes something else"
     }
+    "$project/build/example_jobfile" "$project/jobfile.yaml" >"$project/log" 2>&1 || {
+        cat "$project/log"
+        fail "the example with a job file failed"
+    }
+    grep -q "400 m: 0 0 0 0 8 0 0 0 0" "$project/log" || {
+        cat "$project/log"
+        fail "the example with a job file computes something else"
+    }
 }
 
 # The archive that cpack makes holds what the installation does, and runs a job where it is unpacked.

@@ -3,7 +3,7 @@
 #include "base/CommandError.h"
 #include "base/Escaping.h"
 #include "base/Text.h"
-#include "job/JobCheck.h"
+#include "job/JobDraft.h"
 #include "job/LibraryProbe.h"
 
 #include <filesystem>
@@ -74,16 +74,16 @@ LoadedJob loadJob(const Arguments& arguments, const JobChange& change)
 {
     LoadedJob loaded;
     loaded.path = arguments.text("JOB.yaml");
-    const ModuleCatalog catalog(findVornHome(), allowedDirectories(arguments));
-    std::optional<JobFile> file = readJobFile(loaded.path, loaded.diagnostics);
-    if (!file)
-        return loaded;
+    JobDraft draft(findVornHome(), allowedDirectories(arguments));
+    draft.read(loaded.path);
     for (const std::string& setting : arguments.texts("--set"))
-        applySetting(*file, setting, loaded.diagnostics);
-    applyScratchOptions(arguments, *file, loaded.diagnostics);
-    if (change)
-        change(*file, catalog, loaded.diagnostics);
-    loaded.job = checkJob(*file, catalog, loaded.diagnostics);
+        draft.set(setting);
+    if (JobFile* file = draft.file()) {
+        applyScratchOptions(arguments, *file, draft.diagnostics());
+        if (change)
+            change(*file, draft.catalog(), draft.diagnostics());
+    }
+    loaded.job = draft.check(loaded.diagnostics);
     if (arguments.has("--sanitizer-libs") && runtimeForProbed())
         restartWith(*runtimeForProbed());
     return loaded;

@@ -12,7 +12,6 @@
 #include "draw/PadRenderer.h"
 #include "draw/PadStore.h"
 #include "draw/Page.h"
-#include "file/FileIdentity.h"
 #include "file/FileRoles.h"
 #include "file/UnfinishedOutputs.h"
 #include "job/JobFileRoles.h"
@@ -21,7 +20,7 @@
 #include "run/Console.h"
 #include "run/InputDigests.h"
 #include "run/Interrupt.h"
-#include "run/JobRunner.h"
+#include "run/JobExecution.h"
 #include "run/OutputDigests.h"
 #include "run/ProcessEnd.h"
 #include "run/Progress.h"
@@ -168,33 +167,27 @@ std::string graphPicture(const std::string& dot)
     }
 }
 
-// What is known of the files of a job from before its run on.
-struct FileFacts
+// Checksums of what a job reads and writes, where somebody will read them.
+struct FileDigests
 {
-    explicit FileFacts(const ResolvedJob& job, bool forReport) : inputs(job), outputs(job)
+    explicit FileDigests(bool forReport)
     {
         if (forReport) {
-            digests.emplace();
-            outputDigests.emplace();
+            inputs.emplace();
+            outputs.emplace();
         }
     }
 
-    InputWatch inputs;
-    OutputWatch outputs;
-    std::optional<InputDigests> digests; // where somebody will read them, as the next
-    std::optional<OutputDigests> outputDigests;
+    std::optional<InputDigests> inputs;
+    std::optional<OutputDigests> outputs;
 };
 
-void addFacts(RunResult& result, const LoadedJob& loaded, const FileFacts& files, bool forReport)
+void addFacts(RunResult& result, const LoadedJob& loaded, const InputWatch& inputs,
+              const FileDigests& digests, bool forReport)
 {
     const ResolvedJob& job = loaded.job;
     for (const Diagnostic& warning : loaded.diagnostics.sorted())
         result.checkWarnings.push_back(warning.place.text() + ": " + warning.text);
-    result.inputs = describeFiles(job, false);
-    result.outputs = describeFiles(job, true);
-    for (RunFile& file : result.outputs)
-        file.written = files.outputs.isWritten(file.path) ||
-                       (!result.failed && VORN::isWrittenThrough(file.path));
     result.vornVersion = VORN_VERSION;
     result.qtVersion = qVersion();
     result.compiler = std::string("C++ compiler ") + __VERSION__;
@@ -203,9 +196,9 @@ void addFacts(RunResult& result, const LoadedJob& loaded, const FileFacts& files
         result.host = name;
     if (!forReport)
         return;
-    addChecksums(result.inputs, files.digests ? &*files.digests : nullptr,
-                 [&](const std::string& path) { return files.inputs.isChanged(path); });
-    addChecksums(result.outputs, *files.outputDigests);
+    addChecksums(result.inputs, digests.inputs ? &*digests.inputs : nullptr,
+                 [&](const std::string& path) { return inputs.isChanged(path); });
+    addChecksums(result.outputs, *digests.outputs);
     std::vector<int> order;
     for (const RunModule& module : result.modules)
         order.push_back(module.order);
@@ -430,21 +423,21 @@ void tellRecords(Console& console, const Recording& recording, bool quiet)
     }
 }
 
-RunResult runWatched(const Arguments& arguments, const ResolvedJob& job, Console& console,
-                     PadStore& pads, const FileFacts& files, const TimeLimit& limit,
-                     bool watchHeaders, PartsOfJob* parts)
+RunResult runWatched(const Arguments& arguments, const ResolvedJob& job, JobExecution& run,
+                     Console& console, PadStore& pads, const TimeLimit& limit, bool watchHeaders,
+                     PartsOfJob* parts)
 {
-    const ScratchSpace scratch(job.scratchDirectory);
+    const ScratchSpace& scratch = run.scratch();
     if (scratch.removedBefore() > 0 && arguments.has("--verbose"))
         console.line(fmt::format("vorn: removed the scratch files of {} in {}",
                                  counted(scratch.removedBefore(), "killed run"),
                                  escaped(job.scratchDirectory)));
-    const OutputsListed listed(files.outputs);
+    const OutputsListed listed(run.outputs());
     const InterruptWatch interrupts(
         [&](int signal) {
             if (parts != nullptr)
                 parts->stop(signal);
-            cleanUp(signal, limit, scratch, files.outputs);
+            cleanUp(signal, limit, scratch, run.outputs());
         },
         limit.deadline);
     if (parts != nullptr) {
@@ -453,13 +446,12 @@ RunResult runWatched(const Arguments& arguments, const ResolvedJob& job, Console
         parts->work(scratch.path());
     }
     const std::unique_ptr<Recording> recording = recordingOf(arguments, job);
-    JobRunner runner(job, scratch.path());
+    JobRunner& runner = run.runner();
     runner.onMessage = MessagePrinter(console, job, shownSeverity(arguments));
     runner.watchHeaders = watchHeaders;
     runner.reportsExceptions = true;
     runner.leavesLibraries = hasSanitizerRuntime();
     watchThrows();
-    runner.objections = [&] { return files.inputs.changes(); };
     runner.watchTees = arguments.has("--verbose");
     std::optional<ModuleCheck> check;
     std::vector<RunExtension*> extensions;
@@ -486,7 +478,7 @@ RunResult runWatched(const Arguments& arguments, const ResolvedJob& job, Console
     pads.install(runner.manager());
     const Progress progress(console, progressMode(arguments), secondsBetweenLines(arguments),
                             StateReader(runner.counters()));
-    RunResult result = runner.run();
+    RunResult result = run.run();
     if (recording != nullptr)
         tellRecords(console, *recording, arguments.has("--quiet"));
     if (parts != nullptr) {
@@ -560,16 +552,18 @@ int runJob(const Arguments& arguments, const LoadedJob& loaded, PartsOfJob* part
                 SIG_IGN); // the job must survive the end of the process that reads its messages
 
     PadStore pads;
-    FileFacts files(loaded.job, report.isWanted());
+    FileDigests digests(report.isWanted());
+    JobExecution run(loaded.job);
     RunResult result =
-        runWatched(arguments, loaded.job, console, pads, files, limit, report.isWanted(), parts);
-    if (parts != nullptr && files.digests)
-        addReadings(*parts, *files.digests);
+        runWatched(arguments, loaded.job, run, console, pads, limit, report.isWanted(), parts);
+    run.end();
+    if (parts != nullptr && digests.inputs)
+        addReadings(*parts, *digests.inputs);
     if (parts != nullptr && parts->merge() != nullptr && parts->merge()->isSorted())
-        files.digests.reset(); // what sorted parts have read is not known
+        digests.inputs.reset(); // what sorted parts have read is not known
     const InterruptWatch interrupts([&](int signal) { cleanUpLate(signal, limit); },
                                     limit.deadline);
-    addFacts(result, loaded, files, report.isWanted());
+    addFacts(result, loaded, run.inputs(), digests, report.isWanted());
     result.timeLimitSeconds = limit.seconds;
 
     const bool quiet = arguments.has("--quiet");

@@ -6,12 +6,8 @@
 #include "base/Diagnostics.h"
 #include "base/Escaping.h"
 #include "embed/JobTraces.h"
-#include "job/JobCheck.h"
-#include "job/JobFile.h"
-#include "job/ModuleCatalog.h"
-#include "run/JobRunner.h"
-#include "run/RunFiles.h"
-#include "run/ScratchSpace.h"
+#include "job/JobDraft.h"
+#include "run/JobExecution.h"
 
 #include <atomic>
 #include <chrono>
@@ -29,25 +25,13 @@ namespace VORN {
 
 struct Job::Content
 {
-    std::string home;
-    std::vector<std::string> directories;
-    std::optional<host::JobFile> file; // nothing when it is not YAML
-    host::Diagnostics diagnostics;     // of the file and the settings
-
-    host::ResolvedJob resolve(host::Diagnostics& found) const
-    {
-        found = diagnostics;
-        if (!file)
-            return {};
-        const host::ModuleCatalog catalog(home, directories);
-        return host::checkJob(*file, catalog, found);
-    }
+    explicit Content(const JobModules& modules);
 
     void begin() const
     {
-        if (!file)
+        if (draft.file() == nullptr)
             return;
-        for (const auto& one : file->replaced) {
+        for (const auto& one : draft.file()->replaced) {
             if (one.second->begin)
                 one.second->begin();
         }
@@ -55,9 +39,11 @@ struct Job::Content
 
     void replace(const std::string& module, host::ReplacedModulePointer own)
     {
-        if (file)
+        if (host::JobFile* file = draft.file())
             file->replaced[module] = std::move(own);
     }
+
+    host::JobDraft draft;
 };
 
 namespace {
@@ -83,30 +69,15 @@ auto translated(const Function& function)
     }
 }
 
-// The module tree that belongs to this library, installed or in its build directory: the
-// application may be anywhere. "" where there is none.
-std::string homeOfLibrary()
+// Where the module tree of this library is, installed or in its build directory: the application
+// may be anywhere.
+std::vector<std::string> homesOfLibrary()
 {
-    namespace fs = std::filesystem;
     Dl_info info{};
     if (dladdr(reinterpret_cast<void*>(&Job::cancel), &info) == 0)
-        return "";
-    const fs::path folder = fs::path(info.dli_fname).parent_path();
-    for (const fs::path& home : {folder / "vorn", folder.parent_path() / "vorn_home"}) {
-        std::error_code none;
-        if (fs::is_directory(home / "lib", none))
-            return home.lexically_normal().string();
-    }
-    return "";
-}
-
-std::string homeFor(const JobModules& modules)
-{
-    if (!modules.home.empty())
-        return modules.home;
-    const char* set = std::getenv("VORN_HOME");
-    const std::string own = set == nullptr || *set == '\0' ? homeOfLibrary() : "";
-    return own.empty() ? host::findVornHome() : own;
+        return {};
+    const std::filesystem::path folder = std::filesystem::path(info.dli_fname).parent_path();
+    return {folder / "vorn", folder.parent_path() / "vorn_home"};
 }
 
 JobDiagnostic describe(const host::Diagnostic& one)
@@ -211,14 +182,10 @@ JobResult describe(const host::RunResult& run, const host::ResolvedJob& job)
                                   static_cast<double>(module.statistics.totalMicros()) * 1e-6,
                                   module.statistics.peakBytes, module.metadata});
     }
-    return result;
-}
-
-void addOutputs(JobResult& result, const host::ResolvedJob& job, const host::OutputWatch& watch)
-{
-    for (const host::RunFile& file : host::describeFiles(job, true))
+    for (const host::RunFile& file : run.outputs)
         result.outputs.push_back(
-            {file.path, file.module, file.parameter, watch.isWritten(file.path), file.bytes});
+            {file.path, file.module, file.parameter, file.written, file.bytes});
+    return result;
 }
 
 JobResult refused(const host::Diagnostics& diagnostics)
@@ -277,6 +244,12 @@ private:
 
 } // namespace
 
+Job::Content::Content(const JobModules& modules)
+    : draft(modules.home.empty() ? host::findVornHome(homesOfLibrary()) : modules.home,
+            modules.directories)
+{
+}
+
 Job::Job(std::unique_ptr<Content> content) : all(std::move(content)) {}
 Job::Job(Job&& other) noexcept = default;
 Job& Job::operator=(Job&& other) noexcept = default;
@@ -285,10 +258,8 @@ Job::~Job() = default;
 Job Job::fromText(const std::string& text, const std::string& path, const JobModules& modules)
 {
     return translated([&] {
-        auto content = std::make_unique<Content>();
-        content->home = homeFor(modules);
-        content->directories = modules.directories;
-        content->file = host::parseJobFile(text, path, content->diagnostics);
+        auto content = std::make_unique<Content>(modules);
+        content->draft.parse(text, path);
         return Job(std::move(content));
     });
 }
@@ -296,23 +267,21 @@ Job Job::fromText(const std::string& text, const std::string& path, const JobMod
 Job Job::fromFile(const std::string& path, const JobModules& modules)
 {
     return translated([&] {
-        auto content = std::make_unique<Content>();
-        content->home = homeFor(modules);
-        content->directories = modules.directories;
-        content->file = host::readJobFile(path, content->diagnostics);
+        auto content = std::make_unique<Content>(modules);
+        content->draft.read(path);
         return Job(std::move(content));
     });
 }
 
 std::vector<std::string> Job::moduleNames() const
 {
-    return all->file ? all->file->moduleNames() : std::vector<std::string>();
+    const host::JobFile* file = all->draft.file();
+    return file != nullptr ? file->moduleNames() : std::vector<std::string>();
 }
 
 void Job::set(const std::string& module, const std::string& parameter, const std::string& value)
 {
-    if (all->file)
-        host::applySetting(*all->file, module + "." + parameter + "=" + value, all->diagnostics);
+    all->draft.set(module + "." + parameter + "=" + value);
 }
 
 void Job::setSource(const std::string& module, const JobTraces& traces)
@@ -337,15 +306,15 @@ void Job::setSink(const std::string& module, const JobTraceTaker& taker)
 
 void Job::restore(const std::string& module)
 {
-    if (all->file)
-        all->file->replaced.erase(module);
+    if (host::JobFile* file = all->draft.file())
+        file->replaced.erase(module);
 }
 
 std::vector<JobDiagnostic> Job::check() const
 {
     return translated([&] {
         host::Diagnostics found;
-        all->resolve(found);
+        all->draft.check(found);
         return describe(found);
     });
 }
@@ -357,28 +326,23 @@ JobResult Job::run(const JobListener& listener) const
     all->begin();
     return translated([&] {
         host::Diagnostics found;
-        const host::ResolvedJob job = all->resolve(found);
+        const host::ResolvedJob job = all->draft.check(found);
         if (found.hasErrors())
             return refused(found);
-        const host::OutputWatch outputs(job);
-        const host::InputWatch inputs(job);
-        const host::ScratchSpace scratch(job.scratchDirectory);
-        host::JobRunner runner(job, scratch.path());
+        host::JobExecution execution(job);
+        host::JobRunner& runner = execution.runner();
         if (runState.load() == RunState::cancelled)
             JobManager::requestCancel();
         if (listener.onMessage)
             runner.onMessage = [&](const host::RunMessage& one) {
                 listener.onMessage(describe(one));
             };
-        runner.objections = [&] { return inputs.changes(); };
         host::RunResult run;
         {
             const ProgressThread progress(runner.counters(), listener.onProgress);
-            run = runner.run();
+            run = execution.run();
         }
-        JobResult result = describe(run, job);
-        addOutputs(result, job, outputs);
-        return result;
+        return describe(run, job);
     });
 }
 

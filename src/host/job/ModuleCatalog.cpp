@@ -19,7 +19,7 @@ namespace host {
 
 namespace fs = std::filesystem;
 
-std::string findVornHome()
+std::string findVornHome(const std::vector<std::string>& places)
 {
     if (const char* home = std::getenv("VORN_HOME"); home != nullptr && *home != '\0') {
         if (!fs::is_directory(fs::path(home) / "lib"))
@@ -28,11 +28,15 @@ std::string findVornHome()
         return fs::absolute(home).lexically_normal().string();
     }
     std::error_code error;
+    std::vector<fs::path> homes(places.begin(), places.end());
     const fs::path program = fs::read_symlink("/proc/self/exe", error);
-    const fs::path prefix = program.parent_path().parent_path();
-    for (const char* place : {VORN_INSTALL_HOME, "vorn_home"}) {
-        if (!error && fs::is_directory(prefix / place / "lib"))
-            return (prefix / place).lexically_normal().string();
+    if (!error) {
+        for (const char* place : {VORN_INSTALL_HOME, "vorn_home"})
+            homes.push_back(program.parent_path().parent_path() / place);
+    }
+    for (const fs::path& home : homes) {
+        if (fs::is_directory(home / "lib", error))
+            return home.lexically_normal().string();
     }
     throw CommandError("there is no module tree beside the program; set VORN_HOME to one");
 }

@@ -10,9 +10,10 @@
 
 namespace host {
 
-/// The module tree: VORN_HOME where it is set, else the one that belongs to the running program,
-/// installed or in its build directory. Throws CommandError when there is none.
-std::string findVornHome();
+/// The module tree: VORN_HOME where it is set, else the first of `places` that is one, else the one
+/// that belongs to the running program, installed or in its build directory. Throws CommandError
+/// when there is none.
+std::string findVornHome(const std::vector<std::string>& places = {});
 
 /// A module library, a manifest, or both.
 struct CatalogModule

@@ -87,6 +87,17 @@ TEST_F(JobTest, TheSameJobRunsAgainAndOthersAfterAFailedOne)
     }
 }
 
+// A device has no file that could have changed.
+TEST_F(JobTest, WhatIsWrittenThroughADeviceIsWritten)
+{
+    Job through = job(line);
+    through.set("write", "file", "/dev/null");
+    const VORN::JobResult result = through.run();
+    ASSERT_EQ(result.error, "");
+    ASSERT_EQ(result.outputs.size(), 1u);
+    EXPECT_TRUE(result.outputs[0].written);
+}
+
 TEST_F(JobTest, ParametersAreChangedBeforeARun)
 {
     Job changed = job(line);

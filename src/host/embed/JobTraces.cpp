@@ -8,7 +8,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cxxabi.h>
 #include <fmt/format.h>
 #include <limits>
 #include <memory>
@@ -18,22 +17,6 @@
 namespace VORN {
 
 namespace {
-
-// Calls a function of the application. What the job does not know as an exception becomes one that
-// it does.
-template <typename Function, typename... Arguments>
-auto call(const Function& function, Arguments&&... arguments)
-{
-    try {
-        return function(std::forward<Arguments>(arguments)...);
-    } catch (const std::exception&) {
-        throw;
-    } catch (abi::__forced_unwind&) { // pthread_exit(), which nobody may stop
-        throw;
-    } catch (...) {
-        throw std::runtime_error("an object of the application that is not a std::exception");
-    }
-}
 
 // The values of some header words, one after the other in the order of their names.
 class Words
@@ -139,10 +122,7 @@ private:
 class CalledSource
 {
 public:
-    explicit CalledSource(const JobTraceMaker& given)
-        : maker(given), words(given.words), ahead(static_cast<std::size_t>(given.traceLength))
-    {
-    }
+    explicit CalledSource(const JobTraceMaker& given) : maker(given), words(given.words) {}
 
     const std::vector<std::string>& names() const { return words.all(); }
 
@@ -162,9 +142,9 @@ public:
 private:
     void look()
     {
-        std::fill(ahead.begin(), ahead.end(), 0.0F);
+        ahead.assign(static_cast<std::size_t>(maker.traceLength), 0.0F);
         std::fill(words.row().begin(), words.row().end(), 0.0);
-        hasNext = call(maker.make, std::span<float>(ahead), words.row());
+        hasNext = maker.make(ahead, words.row());
     }
 
     JobTraceMaker maker;
@@ -255,9 +235,9 @@ public:
     void take(void* trace, const float* samples, int length)
     {
         words.read(trace);
-        call(taker.take, JobTrace{{samples, static_cast<std::size_t>(length)},
-                                  words.row(),
-                                  knl_getTraceSampleInterval(trace)});
+        taker.take(JobTrace{{samples, static_cast<std::size_t>(length)},
+                            words.row(),
+                            knl_getTraceSampleInterval(trace)});
     }
 
 private:

@@ -22,9 +22,12 @@
 #include <climits>
 #include <cstdlib>
 #include <ctime>
+#include <cxxabi.h>
+#include <exception>
 #include <fmt/format.h>
 #include <new>
 #include <set>
+#include <stdexcept>
 #include <string_view>
 #include <utility>
 
@@ -99,6 +102,20 @@ int receiveCommand(const char* command, void* runner)
 {
     static_cast<JobRunner*>(runner)->takeCommand(command);
     return 0;
+}
+
+// Runs a phase; an exception of another kind becomes one that the job understands.
+int withStandardExceptions(const std::function<int()>& phase)
+{
+    try {
+        return phase();
+    } catch (const std::exception&) {
+        throw;
+    } catch (abi::__forced_unwind&) { // pthread_exit(), which must not be stopped
+        throw;
+    } catch (...) {
+        throw std::runtime_error("an object that is not a std::exception");
+    }
 }
 
 // What looks at the calls of modules.
@@ -374,7 +391,8 @@ void JobRunner::refuseLostEnds()
 bool JobRunner::guarded(const std::function<int()>& phase)
 {
     try {
-        if (phase() == 0)
+        // A crash report shows the stack of what nothing catches.
+        if ((reportsExceptions ? phase() : withStandardExceptions(phase)) == 0)
             return true;
         stopWithError("the kernel has stopped the job");
     } catch (const Deadlock& reason) {

@@ -100,6 +100,8 @@ int main(int argc, char** argv)
     }
     worker.join();
     showMessages(window);
+    std::printf("%d traces\n",
+                window.traces.load()); // the job may have ended since the loop looked
 
     switch (window.outcome.end) {
     case JobEnd::done:

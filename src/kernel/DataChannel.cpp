@@ -95,12 +95,8 @@ inline bool DataChannel::removeFirst(ModuleEntity* consumer)
     TraceQueue* queue = queueOf(consumer);
     if (queue == nullptr || !queue->takeFront(trace))
         return false;
-    if (!arrivalNos.empty())
-        arrivalNos.pop_front();
-    delete trace;
-    traces.pop_front();
-    if (!traces.empty() && traces.front() != nullptr)
-        dataChannelFlag = traces.front()->traceFlag;
+    trace->pendingEntries = 0;
+    destroyTrace(trace, 0);
     return true;
 }
 

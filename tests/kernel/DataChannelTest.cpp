@@ -674,6 +674,48 @@ TEST_F(DataChannelTest, QueueReadsLikeAnArray)
     EXPECT_NE(queue, TraceQueue());
 }
 
+// Hosts count the traces of a channel so.
+class ChannelThatIsTold : public DataChannel
+{
+public:
+    std::vector<float> left; // first samples
+    std::vector<bool> wasLast;
+
+protected:
+    void traceLeaves(SeisTrace* trace, int traceNo, bool entryStays) override
+    {
+        if (trace != nullptr)
+            left.push_back(trace->traceSamples[0]);
+        wasLast.push_back(trace != nullptr && trace->traceFlag == 3);
+        DataChannel::traceLeaves(trace, traceNo, entryStays);
+    }
+};
+
+TEST_F(DataChannelTest, IsToldOfEachTraceThatLeavesBeforeItIsDestroyed)
+{
+    for (const int readers : {1, 2}) {
+        ChannelThatIsTold told;
+        told.setTraceLength(1);
+        told.attachOutputModule(&a);
+        if (readers == 2)
+            told.attachOutputModule(&b);
+        for (int i = 0; i < 3; ++i) {
+            told.addTrace(new SeisTrace(1, 0));
+            told.getSamples(i)[0] = static_cast<float>(10 * i);
+        }
+        told.traces[2]->traceFlag = 3;
+        for (int i = 0; i < 3; ++i) {
+            told.removeInputTrace(&a, 0);
+            if (readers == 2) {
+                EXPECT_EQ(told.left.size(), static_cast<size_t>(i)) << "one still waits for it";
+                told.removeInputTrace(&b, 0);
+            }
+        }
+        EXPECT_THAT(told.left, ElementsAre(0.0f, 10.0f, 20.0f)) << readers;
+        EXPECT_THAT(told.wasLast, ElementsAre(false, false, true)) << readers;
+    }
+}
+
 class DataChannelCostTest : public DataChannelTest
 {
 protected:

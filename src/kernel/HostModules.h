@@ -44,9 +44,9 @@ VORN_EXPORT DataChannel* connect(ModuleEntity* producer, ModuleEntity* consumer)
 struct TraceArray
 {
     const float* samples = nullptr; ///< `count` rows of `traceLength`; must live as long as the job
-    int count = 0;          ///< traces
-    int traceLength = 0;    ///< samples of a trace, at least 1
-    int sampleInterval = 0; ///< microseconds
+    int count = 0;                  ///< traces
+    int traceLength = 0;            ///< samples of a trace, at least 1
+    int sampleInterval = 0;         ///< microseconds
     /// Header words: for each name of the job's schema `count` values, which must live as long as
     /// the job. A name that is not in the schema ends the job with a fatal message.
     std::map<std::string, const int*> words;
@@ -80,9 +80,9 @@ VORN_EXPORT ModuleEntity* addTraceSource(const std::string& name, int traceLengt
 struct CollectedTraces
 {
     std::vector<float> samples; ///< `count` rows of `traceLength`
-    int count = 0;          ///< traces
-    int traceLength = 0;    ///< samples; 0 before the first trace
-    int sampleInterval = 0; ///< microseconds; 0 before the first trace
+    int count = 0;              ///< traces
+    int traceLength = 0;        ///< samples; 0 before the first trace
+    int sampleInterval = 0;     ///< microseconds; 0 before the first trace
     /// For each name that was asked for `count` values; 0 where a trace does not have it.
     std::map<std::string, std::vector<int>> words;
 };

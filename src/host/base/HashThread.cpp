@@ -88,15 +88,27 @@ bool HashThread::submit(const std::shared_ptr<Stream>& stream, Block& block, std
     queue[(first + count) % queue.size()] = {stream, std::move(block), bytes};
     ++count;
     ++stream->waiting;
+    const bool wakes = isWorthWaking();
     lock.unlock();
-    hasWork.notify_one();
+    if (wakes)
+        hasWork.notify_one();
     return true;
 }
 
 void HashThread::await(const Stream& stream)
 {
     std::unique_lock<std::mutex> lock(mutex);
+    if (stream.waiting == 0)
+        return;
+    ++awaited;
+    hasWork.notify_one();
     hasDone.wait(lock, [&stream] { return stream.waiting == 0; });
+    --awaited;
+}
+
+bool HashThread::isWorthWaking() const
+{
+    return ends || count >= wakingBlocks || (count > 0 && awaited > 0);
 }
 
 // What waits at the end belongs to streams that nobody asks for any more. The thread does not take
@@ -107,7 +119,8 @@ void HashThread::run()
     sched_setscheduler(0, SCHED_BATCH, &batch);
     std::unique_lock<std::mutex> lock(mutex);
     while (true) {
-        hasWork.wait(lock, [this] { return ends || count > 0; });
+        if (count == 0)
+            hasWork.wait(lock, [this] { return isWorthWaking(); });
         if (ends)
             return;
         Item item = std::move(queue[first]);

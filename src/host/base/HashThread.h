@@ -4,8 +4,9 @@
 ///
 /// The bytes are copied, which costs a small part of what the checksum costs, and handed over in
 /// blocks. So nothing has to be read again, and what is not a file that could be read (a pipe, a
-/// device) has a checksum too. The thread falls behind by at most two megabytes: whoever gives more
-/// waits for it.
+/// device) has a checksum too. The thread is woken for a megabyte, or when the checksum is asked
+/// for: waking it takes the time of the caller. It falls behind by at most
+/// two megabytes: a caller that gives more waits for it.
 #ifndef HASHTHREAD_H
 #define HASHTHREAD_H
 
@@ -28,7 +29,7 @@ class HashThread
 {
 public:
     /// Where the process may use one processor only, or `isAllowed` is false, there is no thread,
-    /// and whoever gives bytes makes the checksum.
+    /// and the caller that gives bytes makes the checksum.
     explicit HashThread(bool isAllowed = true);
     ~HashThread();
     HashThread(const HashThread&) = delete;
@@ -39,6 +40,7 @@ private:
 
     static constexpr std::size_t blockBytes = 131072;
     static constexpr std::size_t mostBlocks = 16; // that wait
+    static constexpr std::size_t wakingBlocks = 8;
 
     using Block = std::unique_ptr<unsigned char[]>;
 
@@ -59,6 +61,7 @@ private:
     void giveBack(Block block) noexcept;
     bool submit(const std::shared_ptr<Stream>& stream, Block& block, std::size_t bytes);
     void await(const Stream& stream);
+    bool isWorthWaking() const;
     bool start();
     void run();
 
@@ -69,6 +72,7 @@ private:
     std::array<Item, mostBlocks> queue; // a ring
     std::size_t first = 0;
     std::size_t count = 0;
+    int awaited = 0; // how many wait for a checksum
     bool ends = false;
     std::vector<Block> spare;
     std::thread thread;

@@ -1,14 +1,13 @@
 // Modules of jobs are recorded, and replayed without the job: as they are, changed, and from
 // records that are not whole.
+#include "FileSizeLimit.h"
 #include "JobDirectory.h"
 
 #include <algorithm>
-#include <csignal>
 #include <filesystem>
 #include <gmock/gmock.h>
 #include <map>
 #include <string>
-#include <sys/resource.h>
 #include <vector>
 
 using ::testing::AllOf;
@@ -316,14 +315,10 @@ TEST_F(ReplayTest, RecordThatCannotGrowDoesNotEndTheJob)
 {
     writeJob(std::string(synthetic) + "  - {name: bad, input: make, module: recorded}\n"
                                       "  - {name: end, input: bad, module: histogram}\n");
-    rlimit former = {};
-    getrlimit(RLIMIT_FSIZE, &former);
-    const rlimit small = {20000, former.rlim_max};
-    const auto handler = std::signal(SIGXFSZ, SIG_IGN);
-    setrlimit(RLIMIT_FSIZE, &small);
-    const JobEnd recorded = record({"bad"});
-    setrlimit(RLIMIT_FSIZE, &former);
-    std::signal(SIGXFSZ, handler);
+    const JobEnd recorded = [this] {
+        const FileSizeLimit full(20000);
+        return record({"bad"});
+    }();
     EXPECT_EQ(recorded.exitCode, 0) << recorded.errors;
     EXPECT_THAT(recorded.errors, AllOf(HasSubstr("the record \"bad.record\" is not whole"),
                                        HasSubstr("File too large")));

@@ -4,17 +4,16 @@
 #ifndef TRACEVERBS_H
 #define TRACEVERBS_H
 
+#include "FileSizeLimit.h"
 #include "SeisTrace.h"
 
 #include <algorithm>
-#include <csignal>
 #include <cstdint>
 #include <ctime>
 #include <limits>
 #include <memory>
 #include <random>
 #include <string>
-#include <sys/resource.h>
 #include <vector>
 
 using OwnedTrace = std::unique_ptr<SeisTrace>;
@@ -76,30 +75,6 @@ inline bool isResident(const SeisTrace& trace)
 {
     return trace.traceSamples != nullptr && trace.traceHeader != nullptr;
 }
-
-/// Files of this process cannot grow beyond `bytes` as long as the object lives: writes across the
-/// limit end short or fail.
-class FileSizeLimit
-{
-public:
-    explicit FileSizeLimit(rlim_t bytes) : formerAction(std::signal(SIGXFSZ, SIG_IGN))
-    {
-        getrlimit(RLIMIT_FSIZE, &former);
-        const rlimit limit = {bytes, former.rlim_max};
-        setrlimit(RLIMIT_FSIZE, &limit);
-    }
-    ~FileSizeLimit()
-    {
-        setrlimit(RLIMIT_FSIZE, &former);
-        std::signal(SIGXFSZ, formerAction);
-    }
-    FileSizeLimit(const FileSizeLimit&) = delete;
-    FileSizeLimit& operator=(const FileSizeLimit&) = delete;
-
-private:
-    void (*formerAction)(int);
-    rlimit former;
-};
 
 /// Seconds of processor time that the fastest of some runs of `work` takes. `prepare` goes before
 /// each and is not counted.

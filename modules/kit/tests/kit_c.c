@@ -1,5 +1,6 @@
 /* Tells every parameter that it was given, as "name=value", and fails where it is told to. */
 #include "kit_c_parameters.h"
+#include "kit_numbers.h"
 #include "vorn_kit.h"
 
 #include <math.h>
@@ -80,27 +81,7 @@ static bool tell_all(const kit_c_parameters* p)
 /* The numbers that have names, one after the other. */
 static void tell_numbers(void)
 {
-    static const int numbers[] = {VORN_DETAIL,
-                                  VORN_INFORMATION,
-                                  VORN_WARNING,
-                                  VORN_ERROR,
-                                  VORN_FATAL,
-                                  VORN_SCOPE_JOB,
-                                  VORN_SCOPE_MODULE,
-                                  VORN_END_OF_DATA,
-                                  VORN_KEEP_TRACE,
-                                  VORN_TYPE_TEXT,
-                                  VORN_TYPE_INT32,
-                                  VORN_TYPE_INT64,
-                                  VORN_TYPE_FLOAT32,
-                                  VORN_TYPE_FLOAT64,
-                                  VORN_TYPE_TEXT32,
-                                  VORN_TYPE_TEXT64,
-                                  VORN_PAD_SECTION,
-                                  VORN_PAD_GRAPH,
-                                  VORN_PAD_SECTION_AND_GRAPH,
-                                  VORN_DRAW,
-                                  VORN_MOVE};
+    static const int numbers[] = {KIT_NUMBERS};
     char text[200] = "";
     size_t used = 0;
     size_t i;

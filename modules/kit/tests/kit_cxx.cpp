@@ -1,5 +1,6 @@
 // Tells every parameter that it was given, as "name=value", and fails where it is told to.
 #include "kit_cxx_parameters.hpp"
+#include "kit_numbers.h"
 #include "vorn_kit.hpp"
 
 #include <memory>
@@ -86,27 +87,7 @@ void tellAll(const kit_cxx_parameters::Parameters& p)
 // The numbers that have names, one after the other.
 void tellNumbers()
 {
-    constexpr int numbers[] = {VORN_DETAIL,
-                               VORN_INFORMATION,
-                               VORN_WARNING,
-                               VORN_ERROR,
-                               VORN_FATAL,
-                               VORN_SCOPE_JOB,
-                               VORN_SCOPE_MODULE,
-                               VORN_END_OF_DATA,
-                               VORN_KEEP_TRACE,
-                               VORN_TYPE_TEXT,
-                               VORN_TYPE_INT32,
-                               VORN_TYPE_INT64,
-                               VORN_TYPE_FLOAT32,
-                               VORN_TYPE_FLOAT64,
-                               VORN_TYPE_TEXT32,
-                               VORN_TYPE_TEXT64,
-                               VORN_PAD_SECTION,
-                               VORN_PAD_GRAPH,
-                               VORN_PAD_SECTION_AND_GRAPH,
-                               VORN_DRAW,
-                               VORN_MOVE};
+    constexpr int numbers[] = {KIT_NUMBERS};
     std::string text = "numbers:";
     for (const int number : numbers)
         text += " " + std::to_string(number);

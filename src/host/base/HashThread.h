@@ -5,8 +5,8 @@
 /// The bytes are copied, which costs a small part of what the checksum costs, and handed over in
 /// blocks. So nothing has to be read again, and what is not a file that could be read (a pipe, a
 /// device) has a checksum too. The thread is woken for a megabyte, or when the checksum is asked
-/// for: waking it takes the time of the caller. It falls behind by at most
-/// two megabytes: a caller that gives more waits for it.
+/// for: waking it takes the time of the caller. It falls behind by at most two megabytes: a caller
+/// that gives more waits for it.
 #ifndef HASHTHREAD_H
 #define HASHTHREAD_H
 

@@ -1,6 +1,7 @@
 // Many jobs of all processing modules in one process: every third one fails, others are cancelled
 // at any moment from another thread, and none of them is noticed by the next. VORN_JOBS is their
 // number.
+#include "FileSizeLimit.h"
 #include "JobManager.h"
 #include "ProcessingTree.h"
 #include "ScratchManager.h"
@@ -9,7 +10,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -23,7 +23,6 @@
 #include <regex>
 #include <set>
 #include <string>
-#include <sys/resource.h>
 #include <thread>
 #include <unistd.h>
 #include <vector>
@@ -126,29 +125,6 @@ std::size_t entriesOf(const char* folder)
     return static_cast<std::size_t>(
         std::distance(fs::directory_iterator(folder), fs::directory_iterator()));
 }
-
-// While it lives, the process cannot write beyond so many bytes of a file, as on a full disk.
-class FullDisk
-{
-public:
-    explicit FullDisk(rlim_t bytes) : handler(std::signal(SIGXFSZ, SIG_IGN))
-    {
-        getrlimit(RLIMIT_FSIZE, &former);
-        const rlimit lower = {bytes, former.rlim_max};
-        setrlimit(RLIMIT_FSIZE, &lower);
-    }
-    ~FullDisk()
-    {
-        setrlimit(RLIMIT_FSIZE, &former);
-        std::signal(SIGXFSZ, handler);
-    }
-    FullDisk(const FullDisk&) = delete;
-    FullDisk& operator=(const FullDisk&) = delete;
-
-private:
-    rlimit former = {};
-    void (*handler)(int);
-};
 
 // What a job has drawn.
 std::string describe(const std::vector<host::Pad>& pads)
@@ -254,7 +230,7 @@ protected:
         case 3: // there is no input
             return run(textOf({"  - {name: make, module: segy_in, file: none.sgy}\n", chain.rest}));
         default: // an output cannot be written to its end
-            const FullDisk disk(random() % 5000);
+            const FileSizeLimit disk(random() % 5000);
             return run(textOf(chain));
         }
     }
